@@ -1,0 +1,60 @@
+// NotifieeConst: base of the observers of an entity.
+//
+//   class Watcher : public RangeCheckerData::Notifiee {
+//     void onUnitId( U32 unit ) override { ... }        // runs after the change
+//   };
+//   watcher.notifierIs( data );        // register
+//   watcher.notifierIs( nullptr );     // unregister
+//
+// Invariants: an observer owns nothing of its notifier: registering adds no reference, and the
+// death of either side unregisters. Observers are visited in the order of registration. During a
+// visit any observer may register, unregister or delete itself and others; one that registers
+// during a visit is not part of it. A callback that throws goes to its own
+// onNotificationException; the others are still visited and the change stands.
+//
+// Locks: callbacks run in the activity that made the change.
+#pragma once
+
+#include <exception>
+
+#include "kiv/Export.h"
+#include "kiv/Ptr.h"
+
+namespace Kiv {
+
+class Entity;
+
+class KIV_API NotifieeConst {
+ public:
+  NotifieeConst() = default;
+  NotifieeConst( const NotifieeConst & ) = delete;
+  NotifieeConst & operator=( const NotifieeConst & ) = delete;
+  virtual ~NotifieeConst();
+
+  // Watches another entity from now on; null watches nothing.
+  void notifierIs( const Ptr< const Entity > & notifier );
+  // Null when there is none, or it died.
+  const Entity * notifier() const { return notifier_; }
+
+  // Whether changes are told now. Turning it off keeps the notifier; turning it on without a
+  // notifier does nothing.
+  bool isRegisteredNotifiee() const { return registered_; }
+  void isRegisteredNotifieeIs( bool registered );
+
+  // The notifier is about to be deleted; it is still whole. Unregisters by itself afterwards.
+  virtual void onZeroReferences();
+
+  // A callback of this observer threw. attribute is the attribute's name. Default: one line on
+  // standard error. What this throws in turn is reported the same way and goes no further.
+  virtual void onNotificationException( const char * attribute, std::exception_ptr exception );
+
+ private:
+  friend class Entity;
+
+  const Entity * notifier_ = nullptr;
+  bool registered_ = false;
+  NotifieeConst * next_ = nullptr;
+  NotifieeConst * previous_ = nullptr;
+};
+
+}  // namespace Kiv

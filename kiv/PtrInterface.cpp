@@ -1,0 +1,21 @@
+#include "kiv/PtrInterface.h"
+
+#include "kiv/Assert.h"
+
+namespace Kiv {
+
+constinit std::atomic< bool > enableThreadSafePointers{ false };
+
+PtrInterface::~PtrInterface() = default;
+
+void PtrInterface::zeroReferences() {}
+
+void PtrInterface::handleZeroRef() {
+  refWord_.flagsIs( RefWord::flagDying );
+  zeroReferences();
+  // A reference kept past this point would outlive the object.
+  KIV_ASSERT( references() == 0 );
+  delete this;
+}
+
+}  // namespace Kiv

@@ -1,0 +1,107 @@
+// The text form of values, for names, logs and generic tools.
+//
+//   integers            decimal; 8-bit ones too
+//   bool                True, False
+//   String8, Name       'quoted', with \\ \' \n \r \t and \xNN for other bytes outside 0x20-0x7e
+//   enumerations        the enumerator's name, quoted by nothing; a number without name as decimal
+//   value types         Value('Morvane::X', ** {'low': 1, 'high': 2})
+//   entities            the entity's name, quoted; None for a null pointer
+#pragma once
+
+#include <charconv>
+#include <concepts>
+#include <string_view>
+#include <tuple>
+#include <type_traits>
+
+#include "kiv/Export.h"
+#include "kiv/Name.h"
+#include "kiv/Ptr.h"
+#include "kiv/String8.h"
+
+namespace Kiv {
+
+class Entity;
+
+// A type that lists its fields and has a full name (kiv/ValueType.h).
+template < class T >
+concept HasFields = requires {
+  T::fields();
+  { T::typeName } -> std::convertible_to< const char * >;
+};
+
+KIV_API String8 stringStrep( std::string_view text );
+KIV_API String8 entityStrep( const Entity * entity );
+
+template < class T >
+String8 valueToStrep( const T & value );
+
+inline String8 valueToStrep( const String8 & value ) {
+  return stringStrep( value.view() );
+}
+inline String8 valueToStrep( const Name & value ) {
+  return stringStrep( value.value().view() );
+}
+inline String8 valueToStrep( const char * value ) {
+  return stringStrep( value ? value : "" );
+}
+inline String8 valueToStrep( bool value ) {
+  return value ? "True" : "False";
+}
+
+template < class T >
+requires std::is_class_v< T > String8 valueToStrep( T * entity ) {
+  return entityStrep( entity );
+}
+
+template < class T >
+String8 valueToStrep( const Ptr< T > & entity ) {
+  return entityStrep( entity.get() );
+}
+
+template < std::integral T >
+String8 integerStrep( T value ) {
+  char digits[ 24 ];
+  auto end = std::to_chars( digits, digits + sizeof digits, value ).ptr;
+  return String8( std::string_view( digits, static_cast< std::size_t >( end - digits ) ) );
+}
+
+template < class T >
+String8 enumStrep( T value ) {
+  if constexpr ( requires { enumName( value ); } ) {
+    if ( const char * name = enumName( value ) ) {
+      return name;
+    }
+  }
+  return valueToStrep( static_cast< std::underlying_type_t< T > >( value ) );
+}
+
+template < HasFields T >
+String8 fieldsStrep( const T & value ) {
+  String8 text( "Value('" );
+  text += T::typeName;
+  text += "', ** {";
+  const char * separator = "'";
+  auto append = [ & ]( const auto & field ) {
+    text += separator;
+    text += field.name;
+    text += "': ";
+    text += valueToStrep( value.*field.member );
+    separator = ", '";
+  };
+  std::apply( [ & ]( const auto &... field ) { ( append( field ), ... ); }, T::fields() );
+  return text += "})";
+}
+
+template < class T >
+String8 valueToStrep( const T & value ) {
+  if constexpr ( std::is_enum_v< T > ) {
+    return enumStrep( value );
+  } else if constexpr ( std::integral< T > ) {
+    return integerStrep( value );
+  } else {
+    return fieldsStrep( value );
+  }
+}
+
+}  // namespace Kiv

@@ -1,0 +1,91 @@
+// The text trace: named handles with levels 0 to 9, and one process-wide sink for their lines.
+//
+//   Kiv::TraceHandle apiTrace( "ApiMorvane" );
+//   apiTrace.levelIs( 3, true );
+//   if( auto trace = Kiv::TraceHelper::createIfEnabled( apiTrace, 3 ) ) {
+//     trace << "Unit: " << unit;                  // the line is written when trace goes
+//   }
+//
+// Invariants: all levels are off at start. A disabled level costs one relaxed load.
+//
+// Order of calls: handles are built when the library is loaded and live as long as it does.
+//
+// Locks: levels may be changed and lines written by any thread; a sink must cope with that.
+#pragma once
+
+#include <atomic>
+#include <string_view>
+
+#include "kiv/Export.h"
+#include "kiv/LineBuffer.h"
+#include "kiv/Types.h"
+
+namespace Kiv {
+
+class KIV_API TraceHandle {
+ public:
+  static constexpr U32 levels = 10;
+
+  // The name must live as long as the handle.
+  constexpr explicit TraceHandle( const char * name ) : name_( name ) {}
+  TraceHandle( const TraceHandle & ) = delete;
+  TraceHandle & operator=( const TraceHandle & ) = delete;
+
+  const char * name() const { return name_; }
+
+  // False for a level above 9.
+  bool enabled( U32 level ) const {
+    return level < levels && ( enabled_.load( std::memory_order_relaxed ) >> level & 1 ) != 0;
+  }
+  // Throws RangeException for a level above 9.
+  void levelIs( U32 level, bool enabled );
+
+ private:
+  const char * name_;
+  std::atomic< U32 > enabled_{ 0 };  // bit n: level n
+};
+
+// Takes the lines of all handles, without line ends. Called by any thread that traces.
+class KIV_API TraceSink {
+ public:
+  virtual ~TraceSink();
+  virtual void line( const TraceHandle & handle, U32 level, std::string_view text ) = 0;
+};
+
+// Sets the sink and returns the one before. Null is the default: standard error, a line each. The
+// caller keeps the sink alive until it is replaced and no thread is in it.
+KIV_API TraceSink * traceSinkIs( TraceSink * sink );
+
+// Hands one line to the sink, whatever levels are enabled.
+KIV_API void traceLine( const TraceHandle & handle, U32 level, std::string_view text );
+
+class KIV_API TraceHelper {
+ public:
+  // False in a condition when the level is disabled.
+  static TraceHelper createIfEnabled( const TraceHandle & handle, U32 level ) {
+    return TraceHelper( handle.enabled( level ) ? &handle : nullptr, level );
+  }
+  TraceHelper( const TraceHelper & ) = delete;
+  TraceHelper & operator=( const TraceHelper & ) = delete;
+  // Writes the line that was built, if the level is enabled.
+  ~TraceHelper();
+
+  explicit operator bool() const { return handle_ != nullptr; }
+
+  template < class T >
+  TraceHelper & operator<<( const T & piece ) {
+    if ( handle_ ) {
+      line_.append( piece );
+    }
+    return *this;
+  }
+
+ private:
+  TraceHelper( const TraceHandle * handle, U32 level ) : handle_( handle ), level_( level ) {}
+
+  const TraceHandle * handle_;
+  U32 level_;
+  LineBuffer line_;
+};
+
+}  // namespace Kiv

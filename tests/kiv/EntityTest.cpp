@@ -1,0 +1,200 @@
+// Observers: registration, visits under change, exceptions, and the end of either side.
+#include "kiv/Entity.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "kiv/Attribute.h"
+
+namespace {
+
+using Kiv::Ptr;
+using Kiv::U32;
+
+class Subject : public Kiv::Entity {
+ public:
+  struct Notifiee : Kiv::NotifieeConst {
+    virtual void onLevel() {}
+  };
+  explicit Subject( const Kiv::Name & name ) : Entity( name ) {}
+  KIV_SCALAR( U32, level, Level, 0 );
+};
+
+// Writes its letter, then does what it was told.
+class Watcher : public Subject::Notifiee {
+ public:
+  Watcher( std::string & log, char letter ) : log_( log ), letter_( letter ) {}
+  void onLevel() override {
+    log_ += letter_;
+    if ( action ) {
+      action();
+    }
+  }
+  void onZeroReferences() override {
+    log_ += '0';
+    if ( endAction ) {
+      endAction();
+    }
+  }
+  void onNotificationException( const char * attribute, std::exception_ptr ) override {
+    log_ += std::string( "!" ) + attribute + "!";
+  }
+  std::function< void() > action;
+  std::function< void() > endAction;
+
+ private:
+  std::string & log_;
+  char letter_;
+};
+
+class ObserverTest : public testing::Test {
+ protected:
+  ObserverTest() {
+    for ( char letter : { 'a', 'b', 'c' } ) {
+      watchers.push_back( std::make_unique< Watcher >( log, letter ) );
+      watchers.back()->notifierIs( subject );
+    }
+  }
+
+  // The letters of one change.
+  std::string change() {
+    log.clear();
+    subject->levelIs( subject->level() + 1 );
+    return log;
+  }
+
+  std::string log;
+  Ptr< Subject > subject = Kiv::make< Subject >( "subject" );
+  std::vector< std::unique_ptr< Watcher > > watchers;
+};
+
+TEST_F( ObserverTest, ToldInOrderOfRegistrationAndOnlyOfChanges ) {
+  EXPECT_EQ( change(), "abc" );
+  subject->levelIs( subject->level() );
+  EXPECT_EQ( log, "abc" );
+  watchers[ 0 ]->isRegisteredNotifieeIs( false );
+  EXPECT_EQ( change(), "bc" );
+  EXPECT_EQ( watchers[ 0 ]->notifier(), subject.get() );
+  watchers[ 0 ]->isRegisteredNotifieeIs( true );
+  watchers[ 0 ]->isRegisteredNotifieeIs( true );
+  EXPECT_EQ( change(), "bca" );
+  auto other = Kiv::make< Subject >( "other" );
+  watchers[ 1 ]->notifierIs( other );
+  EXPECT_EQ( change(), "ca" );
+  EXPECT_EQ( subject->references(), 1u ) << "observers own nothing";
+}
+
+TEST_F( ObserverTest, AnyObserverMayGoDuringAVisit ) {
+  struct Case {
+    int actor;
+    int victim;
+    const char * during;
+    const char * after;
+  };
+  for ( const Case & c :
+        { Case{ 0, 0, "abc", "bc" }, Case{ 0, 1, "ac", "ac" }, Case{ 0, 2, "ab", "ab" },
+          Case{ 1, 0, "abc", "bc" }, Case{ 1, 1, "abc", "ac" }, Case{ 2, 2, "abc", "ab" },
+          Case{ 2, 0, "abc", "bc" } } ) {
+    std::string text;
+    auto entity = Kiv::make< Subject >( "x" );
+    std::vector< std::unique_ptr< Watcher > > three;
+    for ( char letter : { 'a', 'b', 'c' } ) {
+      three.push_back( std::make_unique< Watcher >( text, letter ) );
+      three.back()->notifierIs( entity );
+    }
+    three[ c.actor ]->action = [ &, victim = c.victim ] { three[ victim ].reset(); };
+    entity->levelIs( 1 );
+    EXPECT_EQ( text, c.during ) << c.actor << " removes " << c.victim;
+    text.clear();
+    if ( three[ c.actor ] ) {
+      three[ c.actor ]->action = nullptr;
+    }
+    entity->levelIs( 2 );
+    EXPECT_EQ( text, c.after ) << c.actor << " removes " << c.victim;
+  }
+}
+
+TEST_F( ObserverTest, WhoRegistersDuringAVisitWaitsForTheNextOne ) {
+  Watcher late( log, 'd' );
+  watchers[ 2 ]->action = [ & ] { late.notifierIs( subject ); };
+  watchers[ 0 ]->action = [ & ] {
+    watchers[ 0 ]->isRegisteredNotifieeIs( false );
+    watchers[ 0 ]->isRegisteredNotifieeIs( true );
+  };
+  EXPECT_EQ( change(), "abc" );
+  EXPECT_EQ( change(), "bcad" );
+}
+
+TEST_F( ObserverTest, AVisitEndsWhereItsLastObserverWas ) {
+  for ( int actor : { 0, 1 } ) {  // the last one is removed from afar, and just before its turn
+    Watcher late( log, 'd' );
+    watchers[ actor ]->action = [ & ] {
+      late.notifierIs( subject );
+      watchers[ 2 ]->notifierIs( nullptr );
+    };
+    EXPECT_EQ( change(), "ab" );
+    watchers[ actor ]->action = nullptr;
+    EXPECT_EQ( change(), "abd" );
+    watchers[ 2 ]->notifierIs( subject );
+  }
+}
+
+TEST_F( ObserverTest, VisitsNest ) {
+  watchers[ 1 ]->action = [ & ] {
+    if ( subject->level() == 1 ) {
+      subject->levelIs( 2 );
+      watchers[ 2 ].reset();
+    }
+  };
+  EXPECT_EQ( change(), "ababc" );
+}
+
+TEST_F( ObserverTest, AnExceptionReachesItsHookAndStopsNobody ) {
+  watchers[ 0 ]->action = [] { throw std::runtime_error( "a" ); };
+  watchers[ 1 ]->action = [ & ] {
+    watchers[ 1 ].reset();  // no hook is left to tell
+    throw 7;
+  };
+  EXPECT_EQ( change(), "a!level!bc" );
+  EXPECT_EQ( subject->level(), 1u );
+}
+
+TEST_F( ObserverTest, TheDefaultHookSaysItOnStandardError ) {
+  struct Thrower : Subject::Notifiee {
+    void onLevel() override { throw std::runtime_error( "broken" ); }
+  } thrower;
+  thrower.notifierIs( subject );
+  testing::internal::CaptureStderr();
+  EXPECT_EQ( change(), "abc" );
+  EXPECT_EQ( testing::internal::GetCapturedStderr(),
+             "Exception in notification of level: broken\n" );
+}
+
+TEST_F( ObserverTest, TheEndIsToldOnceWhileTheSubjectIsWhole ) {
+  watchers[ 0 ]->endAction = [ & ] {
+    Ptr< const Kiv::Entity > brief( watchers[ 0 ]->notifier() );
+    EXPECT_EQ( brief->name(), "subject" );
+  };
+  watchers[ 1 ]->endAction = [ & ] { watchers[ 2 ].reset(); };
+  log.clear();
+  subject = nullptr;
+  EXPECT_EQ( log, "00" );
+  EXPECT_EQ( watchers[ 0 ]->notifier(), nullptr );
+  EXPECT_FALSE( watchers[ 0 ]->isRegisteredNotifiee() );
+  watchers[ 0 ]->isRegisteredNotifieeIs( true );
+  EXPECT_FALSE( watchers[ 0 ]->isRegisteredNotifiee() );
+}
+
+TEST_F( ObserverTest, AnObserverMayDropTheLastReference ) {
+  watchers[ 0 ]->action = [ & ] { subject = nullptr; };
+  log.clear();
+  subject->levelIs( 1 );
+  EXPECT_EQ( log, "abc000" );
+}
+
+}  // namespace

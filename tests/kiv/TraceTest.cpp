@@ -1,0 +1,64 @@
+#include "kiv/Trace.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "kiv/Exception.h"
+
+namespace {
+
+struct Captured : Kiv::TraceSink {
+  Captured() : before( Kiv::traceSinkIs( this ) ) {}
+  ~Captured() override { Kiv::traceSinkIs( before ); }
+  void line( const Kiv::TraceHandle & handle, Kiv::U32 level, std::string_view text ) override {
+    lines.push_back( std::string( handle.name() ) + std::to_string( level ) + ":" +
+                     std::string( text ) );
+  }
+  std::vector< std::string > lines;
+  Kiv::TraceSink * before;
+};
+
+Kiv::TraceHandle handle( "TestTrace" );
+
+TEST( TraceTest, OnlyEnabledLevelsReachTheSink ) {
+  Captured sink;
+  for ( Kiv::U32 level = 0; level <= 11; ++level ) {
+    EXPECT_FALSE( Kiv::TraceHelper::createIfEnabled( handle, level ) );
+  }
+  handle.levelIs( 9, true );
+  handle.levelIs( 0, true );
+  handle.levelIs( 0, false );
+  Kiv::TraceHelper::createIfEnabled( handle, 0 ) << "off";
+  Kiv::TraceHelper::createIfEnabled( handle, 9 ) << "Unit: " << 3u;
+  handle.levelIs( 9, false );
+  EXPECT_EQ( sink.lines, std::vector< std::string >{ "TestTrace9:Unit: 3" } );
+  EXPECT_THROW( handle.levelIs( 10, true ), Kiv::RangeException );
+}
+
+TEST( LineBufferTest, PiecesAndTheirForms ) {
+  Kiv::LineBuffer line;
+  line.append( Kiv::U8( 7 ) );
+  line.append( ' ' );
+  line.append( Kiv::S64( -5000000000 ) );
+  line.append( Kiv::String8( " s " ) );
+  line.append( Kiv::hex( -1 ) );
+  line.append( Kiv::hex( Kiv::S8( -1 ) ) );
+  line.append( Kiv::hex( 0 ) );
+  line.append( true );
+  line.append( static_cast< const char * >( nullptr ) );
+  EXPECT_EQ( line.view(), "7 -5000000000 s 0xffffffff0xff0x0true(null)" );
+}
+
+TEST( LineBufferTest, CutsAt255Characters ) {
+  Kiv::LineBuffer line;
+  line.append( std::string( 253, 'x' ) );
+  line.append( 123 );
+  EXPECT_EQ( line.view(), std::string( 253, 'x' ) + "12" );
+  line.append( "more" );
+  EXPECT_EQ( line.view().size(), 255u );
+  EXPECT_EQ( line.charPtr()[ 255 ], '\0' );
+}
+
+}  // namespace

@@ -1,0 +1,81 @@
+#include "snaptrace/RingBuf.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <deque>
+#include <map>
+#include <random>
+#include <thread>
+
+#include "kiv/Exception.h"
+
+namespace {
+
+using Kiv::U32;
+using Snaptrace::RingBuf;
+
+void record( RingBuf & ring, const std::string & text ) {
+  char * room = ring.startMsg( static_cast< U32 >( text.size() ) );
+  std::memcpy( room, text.data(), text.size() );
+  ring.endMsg();
+}
+
+TEST( RingBufTest, KeepsTheNewestMessagesWhole ) {
+  for ( U32 seed = 0; seed < 40; ++seed ) {
+    std::mt19937 random( seed );
+    RingBuf ring( 1024 + seed % 5 );
+    std::deque< std::string > written;
+    for ( int i = 0; i < 400; ++i ) {
+      U32 longest = seed % 2 ? 256 : 20;
+      written.emplace_back( random() % ( longest + 1 ), static_cast< char >( 'a' + i % 26 ) );
+      record( ring, written.back() );
+      auto lines = ring.lines();
+      ASSERT_LE( lines.size(), written.size() );
+      ASSERT_TRUE( std::equal( lines.rbegin(), lines.rend(), written.rbegin() ) ) << seed;
+      std::size_t kept = 0;
+      for ( const std::string & line : lines ) {
+        kept += line.size() + 4;
+      }
+      // What a message may displace: its own room, rounding, and the rest before the wrap.
+      if ( lines.size() < written.size() ) {
+        ASSERT_GE( kept + 3 * lines.size() + 2 * ( longest + 8 ), 1024u ) << seed;
+      }
+    }
+  }
+}
+
+TEST( RingBufTest, RefusesWhatCannotFitAndStaysUsable ) {
+  RingBuf ring( 0 );
+  EXPECT_EQ( ring.bytes(), RingBuf::minBytes );
+  record( ring, "kept" );
+  EXPECT_THROW( record( ring, std::string( ring.maxSize() + 1, 'x' ) ), Kiv::RangeException );
+  EXPECT_EQ( ring.lines(), std::vector< std::string >{ "kept" } );
+  ring.clear();
+  EXPECT_TRUE( ring.lines().empty() );
+  record( ring, "" );
+  EXPECT_EQ( ring.lines(), std::vector< std::string >{ "" } );
+}
+
+TEST( RingBufTest, ThreadsDoNotMixTheirMessages ) {
+  RingBuf ring( 4096 );
+  auto write = [ & ]( char letter ) {
+    for ( int i = 0; i < 5000; ++i ) {
+      record( ring, std::string( static_cast< std::size_t >( i % 60 ), letter ) );
+    }
+  };
+  std::thread other( write, 'a' );
+  std::thread reader( [ & ] {
+    for ( int i = 0; i < 200; ++i ) {
+      for ( const std::string & line : ring.lines() ) {
+        ASSERT_EQ( line.find_first_not_of( line.empty() ? ' ' : line[ 0 ] ), std::string::npos );
+      }
+    }
+  } );
+  write( 'b' );
+  other.join();
+  reader.join();
+  EXPECT_GT( ring.lines().size(), 4096u / 70 );
+}
+
+}  // namespace
