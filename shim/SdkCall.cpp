@@ -1,0 +1,28 @@
+#include "shim/SdkCall.h"
+
+#include <cstdio>
+
+#include "kiv/Assert.h"
+#include "snaptrace/Line.h"
+
+namespace Shim {
+
+constinit Kiv::TraceHandle sdkTrace( "SdkShim" );
+
+void traceSdkResult( const SdkCallSite & site, int rc ) {
+  SNAPTRACE( bcmFpCmd, sdkTrace, 0 ) << site.file << ":" << site.line << " " << site.text << " ("
+                                     << site.resultName << ":" << rc << ")";
+}
+
+void traceSdkUnchecked( const SdkCallSite & site ) {
+  SNAPTRACE( bcmFpCmd, sdkTrace, 0 )
+      << site.file << ":" << site.line << " " << site.text << " no rc check";
+}
+
+void failSdkCall( const SdkCallSite & site, int rc ) {
+  std::fprintf( stderr, "%s:%d %s API ERROR:%s (%d)\n", site.file, site.line, site.text,
+                sdk_->sdkErrorText( rc ), rc );
+  __assert_fail( "0", site.file, static_cast< unsigned >( site.line ), site.function );
+}
+
+}  // namespace Shim
