@@ -1,0 +1,46 @@
+# The shared library, made of its floors, and what it installs.
+set(library_floors kiv snaptrace shim morvane)
+set(library_headers kiv Fru snaptrace shim morvane)
+
+list(JOIN library_floors "," floors)
+add_library(MorvaneTcamManager SHARED)
+foreach(floor IN LISTS library_floors)
+  target_sources(MorvaneTcamManager PRIVATE $<TARGET_OBJECTS:${floor}>)
+endforeach()
+set_target_properties(MorvaneTcamManager PROPERTIES
+  LINKER_LANGUAGE CXX
+  VERSION ${PROJECT_VERSION}
+  SOVERSION ${PROJECT_VERSION_MAJOR}
+  EXPORT_NAME TcamManager)
+target_link_libraries(MorvaneTcamManager PUBLIC Threads::Threads)
+target_link_options(MorvaneTcamManager PRIVATE -Wl,-z,defs)
+target_include_directories(MorvaneTcamManager INTERFACE
+  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+  $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/morvane-tcam>)
+target_compile_features(MorvaneTcamManager INTERFACE cxx_std_20)
+add_library(Morvane::TcamManager ALIAS MorvaneTcamManager)
+
+# The same floors for programs that reach into the library: tests and benches.
+add_library(morvane_static INTERFACE)
+target_link_libraries(morvane_static INTERFACE
+  morvane_build "$<LINK_GROUP:RESCAN,${floors}>")
+
+install(TARGETS MorvaneTcamManager EXPORT MorvaneTcamManagerTargets)
+install(EXPORT MorvaneTcamManagerTargets NAMESPACE Morvane::
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/MorvaneTcamManager)
+foreach(folder IN LISTS library_headers)
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/${folder}
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/morvane-tcam
+    FILES_MATCHING PATTERN "*.h" PATTERN "*.inc" PATTERN "MorvaneTcam*/*" EXCLUDE)
+endforeach()
+
+include(CMakePackageConfigHelpers)
+configure_package_config_file(cmake/MorvaneTcamManagerConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/MorvaneTcamManagerConfig.cmake
+  INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/MorvaneTcamManager)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/MorvaneTcamManagerConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES
+  ${PROJECT_BINARY_DIR}/MorvaneTcamManagerConfig.cmake
+  ${PROJECT_BINARY_DIR}/MorvaneTcamManagerConfigVersion.cmake
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/MorvaneTcamManager)

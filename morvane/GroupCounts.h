@@ -1,0 +1,29 @@
+// Users and entries of one hardware copy of a group, by unit.
+#pragma once
+
+#include "kiv/Attribute.h"
+#include "kiv/Entity.h"
+#include "kiv/Export.h"
+#include "kiv/HashMap.h"
+
+namespace Morvane {
+
+using namespace Kiv::Integers;
+
+class KIV_API GroupCounts : public Kiv::Entity {
+ public:
+  struct Notifiee : Kiv::NotifieeConst {
+    virtual void onUnitAllocated( U32 ) {}
+    virtual void onUnitRefCount( U32 ) {}
+  };
+
+  explicit GroupCounts( const Kiv::Name & name ) : Kiv::Entity( name ) {}
+
+  // Hardware entries that exist in the group copy.
+  KIV_COUNTS( Kiv::HashMap, U32, U32, unitAllocated, UnitAllocated );
+  // Users of the group copy. It exists in hardware exactly while this is above 0; -1 is left by a
+  // release on a unit that never counted it, and means that it does not exist.
+  KIV_COUNTS( Kiv::HashMap, U32, S32, unitRefCount, UnitRefCount );
+};
+
+}  // namespace Morvane

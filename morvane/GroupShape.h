@@ -1,0 +1,128 @@
+// How many hardware copies a group has, and the one walk over them.
+//
+//   for ( const PipeCopy c : groupManager.pipeCopies( unit, group ) )
+//     ... c.pipe, c.copy, c.pipeGroup, c.entryId( entry )
+//
+// The walk is pipe-major, pipe 0 copy 0 first. Its bounds are read anew whenever an attribute that
+// decides them has changed since the step before: creating a group can double its pipes while it is
+// walked. No other loop over pipes exists.
+//
+// Locks: the activity lock, as for every entity.
+#pragma once
+
+#include "kiv/Attribute.h"
+#include "kiv/Entity.h"
+#include "kiv/Export.h"
+#include "kiv/HashMap.h"
+#include "morvane/TcamIds.h"
+
+namespace Morvane {
+
+class GroupShape;
+
+// One step of the walk.
+struct PipeCopy {
+  U32 pipe;
+  U32 copy;
+  U32 pipeGroup;
+
+  // The object that callers hold.
+  bool first() const { return pipe == 0 && copy == 0; }
+  U32 entryId( U32 entry ) const { return tcamId( entry, pipe, copy ); }
+};
+
+// A walk may be copied while it has not begun, which is cheaper than to make one anew.
+class KIV_API PipeCopies {
+ public:
+  PipeCopies( const GroupShape & shape, U32 unit, U32 groupId );
+
+  U32 unit() const { return unit_; }
+
+  struct End {};
+  class Iterator {
+   public:
+    explicit Iterator( PipeCopies & walk ) : walk_( walk ) {}
+    bool operator!=( End ) const { return copy_ != 0 || pipe_ < walk_.pipes(); }
+    PipeCopy operator*() const { return { pipe_, copy_, walk_.pipeGroup( pipe_, copy_ ) }; }
+    Iterator & operator++() {
+      if ( ++copy_ >= walk_.copiesPerPipe() ) {
+        copy_ = 0;
+        ++pipe_;
+      }
+      return *this;
+    }
+
+   private:
+    PipeCopies & walk_;
+    U32 pipe_ = 0;
+    U32 copy_ = 0;
+  };
+
+  Iterator begin() { return Iterator( *this ); }
+  End end() const { return {}; }
+  bool empty() { return pipes() == 0; }
+
+ private:
+  void readBounds();
+  void refresh();
+  U32 pipes() {
+    refresh();
+    return pipes_;
+  }
+  U32 copiesPerPipe() {
+    refresh();
+    return copiesPerPipe_;
+  }
+  U32 pipeGroup( U32 pipe, U32 copy ) const {
+    return tcamId( groupId_, sharedByPipes_ ? 0 : pipe, copy );
+  }
+
+  const GroupShape * shape_;
+  U32 unit_;
+  U32 groupId_;
+  bool sharedByPipes_;
+  U32 epoch_;
+  U32 pipes_;
+  U32 copiesPerPipe_;
+};
+
+// The part of the group manager that decides the copies.
+class KIV_API GroupShape : public Kiv::Entity {
+ public:
+  struct Notifiee : Kiv::NotifieeConst {
+    virtual void onNumPipe() {}
+    virtual void onStageIngress( U32 ) {}
+    virtual void onOvidWar( U32 ) {}
+  };
+
+  // Pipes of the chips; set by the agent before start-up.
+  KIV_SCALAR( U32, numPipe, NumPipe, 0 );
+  // By group: copied per pipe. Rewritten by every group creation.
+  KIV_VALUES( Kiv::HashMap, U32, bool, stageIngress, StageIngress );
+  // By group: needs the outer-VLAN workaround, so that it is kept twice.
+  KIV_VALUES( Kiv::HashMap, U32, bool, ovidWar, OvidWar );
+
+  // Pipe group id; without pipe bits on a unit whose field processor is shared by all pipes.
+  U32 getPipeGroupId( U32 unit, U32 pipe, U32 copy, U32 groupId ) const;
+  // Pipes over which a group is walked, and its copies in each of them.
+  U32 getNumPipe( U32 groupId ) const;
+  U32 getNumCopiesPerPipe( U32 unit, U32 groupId ) const;
+  PipeCopies pipeCopies( U32 unit, U32 groupId ) const { return { *this, unit, groupId }; }
+
+  // Changes with every change of the attributes above.
+  U32 shapeEpoch() const { return shapeEpoch_; }
+
+ protected:
+  explicit GroupShape( const Kiv::Name & name ) : Kiv::Entity( name ) {}
+  void shapeChanged() { ++shapeEpoch_; }
+
+ private:
+  U32 shapeEpoch_ = 0;
+};
+
+inline void PipeCopies::refresh() {
+  if ( epoch_ != shape_->shapeEpoch() ) [[unlikely]]
+    readBounds();
+}
+
+}  // namespace Morvane

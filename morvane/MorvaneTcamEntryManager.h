@@ -1,0 +1,258 @@
+// Hands out, programs and takes back the TCAM entries of one user.
+//
+// A feature fetches its manager from the group manager's collection, then for each rule
+//   1. getEntry          an entry id, 0 when the TCAM has no room;
+//   2. SDK calls         qualifiers and actions on that id (the pipe-0, copy-0 hardware entry);
+//   3. installEntry      the rule reaches every pipe and copy;
+//   4. ...               priority, enable, statistics, remove and install again;
+//   5. releaseEntry      everything is undone.
+//
+// Invariants: after every operation the unit's UnitEntriesCreated, the group's counters and the
+// hardware agree; every hardware copy of an entry holds the same rule from installEntry on. Lower
+// entry ids match first, because an entry's default priority is maxPrio minus its id.
+//
+// Failure: no room is a result (0 or false) and the `exhausted` flag of the unit. Any other SDK
+// failure and any misuse (an entry out of range, an empty description) ends the process.
+//
+// Locks: called on the agent's activity thread with the activity lock held; it is given up around
+// every SDK call.
+#pragma once
+
+#include <optional>
+
+#include "kiv/Attribute.h"
+#include "kiv/Entity.h"
+#include "kiv/Export.h"
+#include "kiv/HashMap.h"
+#include "kiv/Ptr.h"
+#include "kiv/RbTreeMap.h"
+#include "kiv/String8.h"
+#include "morvane/GroupShape.h"
+#include "morvane/StatTypes.h"
+#include "morvane/TcamGroupAssignment.h"
+#include "morvane/TcamIds.h"
+#include "morvane/UnitEntriesCreated.h"
+#include "shim/SdkTypes.h"
+
+namespace Morvane {
+
+class GroupCounts;
+class MorvaneTcamGroupManager;
+struct StatTypesList;
+
+class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
+ public:
+  struct Notifiee : Kiv::NotifieeConst {
+    virtual void onExhausted( U32 ) {}
+    virtual void onInternalUnitEntry( U32 ) {}
+    virtual void onMaxPrio() {}
+    virtual void onInvalidPrio() {}
+    virtual void onAllocateStatsPerEntry() {}
+    virtual void onMaxUdfLength() {}
+    virtual void onInitialized() {}
+  };
+
+  MorvaneTcamEntryManager( const Kiv::Name & name, TcamGroupAssignment assignment,
+                           const Kiv::String8 & desc, MorvaneTcamGroupManager * groupManager,
+                           U32 group, U32 baseEntry, U32 endEntry,
+                           TcamAllocationStrategy strategy );
+  ~MorvaneTcamEntryManager() override;
+  const char * fwkType() const override;
+
+  // Constructor parameters.
+  KIV_CONST( TcamGroupAssignment, assignment, Assignment );
+  KIV_CONST( Kiv::String8, desc, Desc );                               // the reservation's name
+  KIV_CONST( MorvaneTcamGroupManager *, groupManager, GroupManager );  // owns this object
+  KIV_CONST( U32, group, Group );          // group id without pipe and copy bits
+  KIV_CONST( U32, baseEntry, BaseEntry );  // first entry id of the range
+  KIV_CONST( U32, endEntry, EndEntry );    // one past the last entry id of the range
+  KIV_CONST( TcamAllocationStrategy, strategy, Strategy );
+
+  // By unit: no further entry can be had.
+  KIV_VALUES( Kiv::RbTreeMap, U32, bool, exhausted, Exhausted );
+  // By unit: the entries handed out.
+  KIV_MEMBERS( Kiv::RbTreeMap, U32, UnitEntriesCreated, internalUnitEntry, InternalUnitEntry );
+  // Highest priority that the group allows; 0 until it is read from hardware.
+  KIV_SCALAR( U32, maxPrio, MaxPrio, 0 );
+  // Stands for "the entry's default priority" in setPriorityForEntry.
+  KIV_SCALAR( U32, invalidPrio, InvalidPrio, 0xFFFFFFFF );
+  // Every entry gets a statistics object of its own.
+  KIV_SCALAR( bool, allocateStatsPerEntry, AllocateStatsPerEntry, true );
+  // Largest user-defined field of the group, in bytes.
+  KIV_SCALAR( U8, maxUdfLength, MaxUdfLength, 32 );
+  // Start-up of this manager is done.
+  KIV_SCALAR( bool, initialized, Initialized, false );
+
+  // Prepares the manager on every unit; called once by the group manager, after construction.
+  void handleInitialized();
+
+  // Throws NameInUseException when any parameter differs from the constructor's.
+  void requireSameParameters( const Kiv::String8 & desc, MorvaneTcamGroupManager * groupManager,
+                              U32 group, U32 baseEntry, U32 endEntry,
+                              TcamAllocationStrategy strategy ) const;
+
+  // --- Identifiers and priorities --------------------------------------------------------------
+
+  // Hardware entry of one pipe and copy. The unit is not used.
+  U32 getPipeEntryId( U32 unit, U32 pipe, U32 entry, U32 copy ) const;
+  // The same pipe's copy 0.
+  U32 getBaseCopyEntryId( U32 entryId ) const;
+  // maxPrio minus the entry id, modulo 2^32.
+  U32 defaultPrio( U32 entry ) const;
+
+  // --- Room ------------------------------------------------------------------------------------
+
+  // How many more entries can be handed out; may mark the unit exhausted.
+  U32 entriesAvailable( U32 unit );
+  // How many logical entries this manager holds in hardware.
+  U32 entriesAllocated( U32 unit ) const;
+  // Creates, or destroys, the whole range. Only for tcamAllocateAsChunk and
+  // tcamAllocateAtBeginning. allocateAllEntries is false when a chunk does not fit.
+  bool allocateAllEntries( U32 unit );
+  void deallocateAllEntries( U32 unit );
+  // Records that room ran out or came back, for this manager and those that share its fate.
+  void setExhausted( U32 unit, bool exhausted, bool sliceFreed );
+  void setExhaustedForManager( U32 unit, bool exhausted, U32 forGroup, bool sliceFreed );
+
+  // Creates the group on the unit, or takes one more reference on it. False when it does not fit;
+  // then nothing is left behind.
+  bool initializeGroup( U32 unit );
+
+  // --- Programming -----------------------------------------------------------------------------
+
+  // Writes the rule of the pipe-0, copy-0 entry into every pipe and copy and installs it. Returns
+  // 0.
+  int installEntry( U32 unit, U32 entry );
+  int reinstallEntry( U32 unit, U32 entry );
+  // Takes the entry out of the hardware lookup, keeping the allocation. Returns 0.
+  int removeEntry( U32 unit, U32 entry );
+  // Enables or disables every hardware copy. A negative `toleratedRc` is ignored when the SDK
+  // returns it; any other failure ends the process.
+  void enableEntry( U32 unit, U32 entry, bool enable, int toleratedRc );
+  // Sets the priority of every hardware copy; invalidPrio stands for the default. Returns 0.
+  int setPriorityForEntry( U32 unit, U32 entry, U32 priority );
+  // Packs the group's entries in every pipe and copy; nothing on a unit without entries.
+  void compressEntries( U32 unit );
+
+  // Undoes everything that getEntry and installEntry did. The entry must be handed out on the unit.
+  virtual void releaseEntry( U32 unit, U32 entry );
+  // The same; `giveBackGroup` false keeps the group's reference when the last entry goes.
+  virtual void releaseEntryInternal( U32 unit, U32 entry, bool giveBackGroup );
+
+  // --- Input ports and loopback ----------------------------------------------------------------
+
+  // Input ports that the next installEntry writes into every copy of the entry. A permanent store
+  // is applied at every installation until it is removed; a temporary one once.
+  void inPortsForEntryIs( U32 unit, U32 entry, const bcm_pbmp_t & data, const bcm_pbmp_t & mask,
+                          bool permanent );
+  void inPortForEntryIs( U32 unit, U32 entry, U32 port, bool permanent );
+  // Drops a temporary store; a permanent one survives.
+  void removeTcamEntryBcmPbmp( U32 unit, U32 entry );
+  // Drops the store whatever its kind.
+  void tcamEntryBcmPbmpForget( U32 unit, U32 entry );
+  // Records what a hardware entry was qualified with.
+  void addInPortsForEntry( U32 unit, U32 tcamEntryId, const bcm_pbmp_t & data,
+                           const bcm_pbmp_t & mask );
+  void addInPortForEntry( U32 unit, U32 tcamEntryId, U32 port );
+  // Reads the input ports of a hardware entry from the ASIC.
+  EntryInPorts inPortsForEntry( U32 unit, U32 tcamEntryId ) const;
+  // The next installEntry sends matching packets to `outPorts` and the pipe's loopback port.
+  void loopbackRedirectIs( U32 unit, U32 entry, bcm_field_action_t action,
+                           const bcm_pbmp_t & outPorts );
+
+  // --- Statistics ------------------------------------------------------------------------------
+
+  // Creates a statistics object in the pipe group and attaches it to the pipe entry. Returns its
+  // id, 0 when the ASIC has none left. `statTypes` null means the default types.
+  U32 installStats( U32 unit, U32 groupId, U32 entryId, Kiv::Ptr< StatTypes > statTypes );
+  // Detaches and destroys the statistics of a pipe entry; only traces when it has none.
+  void removeStats( U32 unit, U32 entry );
+
+  // Packets over every pipe and copy. Every reader needs an entry with statistics (assertion).
+  U64 hitsForEntry( U32 unit, U32 entry );
+  U64 hitsForPipeEntry( U32 unit, U32 pipeEntry );
+  // One counter of the given hardware copy.
+  U64 byteHitsForEntry( U32 unit, U32 entry );
+  U64 greenPktHitsForEntry( U32 unit, U32 entry );
+  U64 greenByteHitsForEntry( U32 unit, U32 entry );
+  U64 yellowPktHitsForEntry( U32 unit, U32 entry );
+  U64 yellowByteHitsForEntry( U32 unit, U32 entry );
+  U64 pktDropsForEntry( U32 unit, U32 entry );
+  U64 byteDropsForEntry( U32 unit, U32 entry );
+  // Set the counters of every pipe and copy to 0; nothing for a group without statistics.
+  void clearHitsForEntry( U32 unit, U32 entry );
+  void clearBytesForEntry( U32 unit, U32 entry );
+
+ protected:
+  // The allocator behind every getEntry. `entry` is an entry id of the range, or anyEntry.
+  U32 getEntryBase( U32 unit, U32 entry, const Kiv::String8 & desc,
+                    const Kiv::Ptr< StatTypes > & statTypes );
+
+ private:
+  friend class EntryAllocation;
+
+  Kiv::ValidPtr< UnitEntriesCreated > unitEntries( U32 unit ) const;
+  PipeCopies copies( U32 unit );
+  bool holdsRange() const;
+
+  U32 allocateEntry( U32 unit, U32 entry, const Kiv::String8 & desc,
+                     const Kiv::Ptr< StatTypes > & statTypes );
+  void prepareGroup( U32 unit );
+  void createMulticastWarEntry( U32 unit );
+  void programMulticastWarEntry( U32 unit, U32 entry );
+  void giveBackGroup( U32 unit );
+  void giveBackIfIdle( U32 unit );
+
+  void createRangeEntry( U32 unit, U32 entry );
+  void createRangeEntryCopies( U32 unit, U32 entry, U32 & created );
+  void destroyEntryCopy( U32 unit, GroupCounts & counts, U32 entryId );
+  void destroyEntryCopies( U32 unit, U32 entry, U32 howMany );
+  bool releaseEntryCopy( U32 unit, UnitEntriesCreated & entries, const PipeCopy & at, U32 entryId,
+                         bool chunkGoes );
+  void dropTemporaryStore( UnitEntriesCreated & entries, U32 entry );
+  void dropOwner( U32 unit, U32 entry );
+
+  void applyInPorts( U32 unit, U32 entry, U32 tcamEntryId );
+  void programLoopback( U32 unit, U32 entry );
+  void processOvidWarEntry( U32 unit, U32 entry, U32 tcamEntryId );
+  void tcamMgrUpdateOvidEntryMap( U32 unit, U32 entry );
+
+  U32 installStats( U32 unit, UnitEntriesCreated & entries, U32 groupId, U32 entryId,
+                    const StatTypesList & list );
+  void attachStats( U32 unit, UnitEntriesCreated & entries, U32 entryId, U32 statsId );
+  void removeStats( U32 unit, UnitEntriesCreated & entries, U32 entryId );
+  U32 statsIdOf( U32 unit, U32 pipeEntry ) const;
+
+  // The walk of the unit used last, kept for the next one.
+  std::optional< PipeCopies > walk_;
+};
+
+// A user with a range of entry ids; the caller chooses the id, and with it the order of matching.
+class KIV_API MorvaneBoundedTcamEntryManager : public MorvaneTcamEntryManager {
+ public:
+  using MorvaneTcamEntryManager::MorvaneTcamEntryManager;
+  ~MorvaneBoundedTcamEntryManager() override;
+  const char * fwkType() const override;
+
+  // Hands out `entry`, which must lie in the range (assertion), at its default priority. `desc`
+  // must not be empty (assertion). 0 when the entry is taken or there is no room. getEntry counts
+  // packets and bytes.
+  U32 getEntry( U32 unit, U32 entry, const Kiv::String8 & desc );
+  U32 getEntryWithStats( U32 unit, U32 entry, const Kiv::String8 & desc,
+                         const Kiv::Ptr< StatTypes > & statTypes );
+};
+
+// A user without a range; the SDK chooses the id, and the caller the priority.
+class KIV_API MorvaneUnboundedTcamEntryManager : public MorvaneTcamEntryManager {
+ public:
+  using MorvaneTcamEntryManager::MorvaneTcamEntryManager;
+  ~MorvaneUnboundedTcamEntryManager() override;
+  const char * fwkType() const override;
+
+  // Hands out an entry. `desc` must not be empty (assertion). 0 when there is no room.
+  U32 getEntry( U32 unit, const Kiv::String8 & desc );
+  U32 getEntryWithStats( U32 unit, const Kiv::String8 & desc,
+                         const Kiv::Ptr< StatTypes > & statTypes );
+};
+
+}  // namespace Morvane

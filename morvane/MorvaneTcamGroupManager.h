@@ -1,0 +1,262 @@
+// Owns the field processor of all switch chips: groups, their counters, and the entry managers.
+//
+// Order of calls: set Shim::sdk_ and the platform (morvane/Platform.h); construct; fill numPipe and
+// modChipInfo; initializedIs( true ) once the hardware is ready. Features then fetch their entry
+// manager (entryManager or unboundedEntryManager) and ask it for entries. After the SDK was
+// re-initialised, doSdkReInit drops everything that hardware has forgotten and starts up again.
+//
+// Invariants: a pipe group exists in hardware exactly while its groupCounts record has a
+// unitRefCount above 0 on the unit; unitAllocated is the number of hardware entries in it.
+// Attributes that are keyed by U8 take the low 8 bits of a group id; start-up asserts that the
+// platform's group ids stay below 256.
+//
+// Locks: called on the agent's activity thread with the activity lock held; it is given up around
+// every SDK call. Destructors make no SDK calls.
+#pragma once
+
+#include <array>
+#include <vector>
+
+#include "kiv/Attribute.h"
+#include "kiv/Entity.h"
+#include "kiv/Export.h"
+#include "kiv/HashMap.h"
+#include "kiv/Ptr.h"
+#include "kiv/RbTreeMap.h"
+#include "morvane/GroupCounts.h"
+#include "morvane/GroupShape.h"
+#include "morvane/MorvaneOvidWarSm.h"
+#include "morvane/MorvaneTcamEntryManager.h"
+#include "morvane/Platform.h"
+#include "morvane/RangeChecker.h"
+#include "morvane/TcamIds.h"
+#include "morvane/UdfQualifier.h"
+
+namespace Morvane {
+
+// The references that one initializeGroup took, so that exactly these can be given back.
+class GroupReferences {
+ public:
+  void add( U32 pipeGroupId ) { pipeGroupIds_[ count_++ ] = pipeGroupId; }
+  bool empty() const { return count_ == 0; }
+  const U32 * begin() const { return pipeGroupIds_.data(); }
+  const U32 * end() const { return pipeGroupIds_.data() + count_; }
+
+ private:
+  std::array< U32, 8 > pipeGroupIds_{};
+  U32 count_ = 0;
+};
+
+class KIV_API MorvaneTcamGroupManager : public GroupShape {
+ public:
+  struct UnitGroupId : Kiv::Value {
+    U32 unit = 0;
+    U32 groupId = 0;
+
+    UnitGroupId() = default;
+    UnitGroupId( U32 unitNumber, U32 group ) : unit( unitNumber ), groupId( group ) {}
+
+    static constexpr const char * typeName = "Morvane::MorvaneTcamGroupManager::UnitGroupId";
+    static constexpr auto fields() {
+      return std::make_tuple( Kiv::field( "unit", &UnitGroupId::unit ),
+                              Kiv::field( "groupId", &UnitGroupId::groupId ) );
+    }
+  };
+
+  struct Notifiee : GroupShape::Notifiee {
+    virtual void onInitialized() {}
+    virtual void onSimulation() {}
+    virtual void onMaxPorts() {}
+    virtual void onIpv6MirroringSupported() {}
+    virtual void onQosAclSharingSupported() {}
+    virtual void onIngressRaclSharingSupported() {}
+    virtual void onOpenFlowUdfIpProto() {}
+    virtual void onModChipInfo( U16 ) {}
+    virtual void onSliceFreed( U32 ) {}
+    virtual void onManagedPriority( U32 ) {}
+    virtual void onRangeCheckersExhausted( U32 ) {}
+    virtual void onUdfResourceError( U8 ) {}
+    virtual void onGroupIdToIndex( U32 ) {}
+    virtual void onGroupIdToExcludeIndex( const GroupQsetModKey & ) {}
+    virtual void onGroupIdToIncludeIndex( const GroupQsetModKey & ) {}
+    virtual void onGroupIdToPreselId( const UnitGroupId & ) {}
+    virtual void onGroupMirroringAclValid( U8 ) {}
+    virtual void onGroupMirroringAclType( U8 ) {}
+    virtual void onGroupMirroringAclUdfValid( U8 ) {}
+    virtual void onGroupOpenFlowAclUdfValid( U8 ) {}
+    virtual void onGroupOpenFlowVxlanAclUdfValid( U8 ) {}
+    virtual void onGroupIdToMirroringAclUdf( U8 ) {}
+    virtual void onGroupIdToOpenFlowAclUdf( U8 ) {}
+    virtual void onGroupIdToOpenFlowVxlanAclUdf( U8 ) {}
+    virtual void onIpMirroringAclUdf( U32 ) {}
+    virtual void onMacMirroringAclUdf( U32 ) {}
+    virtual void onOpenFlowAclUdf( U32 ) {}
+    virtual void onOpenFlowVxlanAclUdf( U32 ) {}
+    virtual void onRangeChecker( const RangeCheckerDesc & ) {}
+    virtual void onGroupCounts( const GroupIdToPipeGroupId & ) {}
+    virtual void onTcamManagerForEntry( U32 ) {}
+    virtual void onEntryManager( TcamGroupAssignment ) {}
+    virtual void onUnboundedEntryManager( TcamGroupAssignment ) {}
+    virtual void onOvidWarSm() {}
+  };
+
+  // `ovidUtBitmapDir` feeds the outer-VLAN workaround and may be null where no unit needs it.
+  // `singleView`: one view of all pipes; loopback then goes through pipe 0's port only.
+  MorvaneTcamGroupManager( const Kiv::Name & name,
+                           Kiv::Ptr< const MorvaneOvidUtBitmapDir > ovidUtBitmapDir,
+                           bool singleView );
+  ~MorvaneTcamGroupManager() override;
+  const char * fwkType() const override;
+
+  bool singleView() const { return singleView_; }
+
+  // --- Attributes ------------------------------------------------------------------------------
+
+  // Set by the agent; every change runs handleInitialized, then notifies.
+  bool initialized() const { return initialized_.get(); }
+  virtual void initializedIs( bool value );
+  virtual void initializedNotify();
+
+  // The environment variable SIMULATION_VMID is set.
+  KIV_SCALAR( bool, simulation, Simulation, false );
+  KIV_SCALAR( U16, maxPorts, MaxPorts, 0 );
+  KIV_SCALAR( bool, ipv6MirroringSupported, Ipv6MirroringSupported, false );
+  KIV_SCALAR( bool, qosAclSharingSupported, QosAclSharingSupported, false );
+  KIV_SCALAR( bool, ingressRaclSharingSupported, IngressRaclSharingSupported, false );
+  // IP protocol of the flow-programming UDF qualifier.
+  KIV_SCALAR( U8, openFlowUdfIpProto, OpenFlowUdfIpProto, 0 );
+  // The units; every loop over units walks this collection.
+  KIV_VALUES( Kiv::RbTreeMap, U16, MorvaneCentral::ChipInfo, modChipInfo, ModChipInfo );
+  // By group: a slice came free; groups are compressed when room is short.
+  KIV_VALUES( Kiv::HashMap, U32, bool, sliceFreed, SliceFreed );
+  // By group: the library orders the entries.
+  KIV_VALUES( Kiv::HashMap, U32, bool, managedPriority, ManagedPriority );
+  // By unit: no range checker is left.
+  KIV_VALUES( Kiv::RbTreeMap, U32, bool, rangeCheckersExhausted, RangeCheckersExhausted );
+  // By unit: UDF resources ran out.
+  KIV_VALUES( Kiv::RbTreeMap, U8, bool, udfResourceError, UdfResourceError );
+  // Index of the group's record in the platform's tables.
+  KIV_VALUES( Kiv::HashMap, U32, U32, groupIdToIndex, GroupIdToIndex );
+  KIV_VALUES( Kiv::RbTreeMap, GroupQsetModKey, U32, groupIdToExcludeIndex, GroupIdToExcludeIndex );
+  KIV_VALUES( Kiv::RbTreeMap, GroupQsetModKey, U32, groupIdToIncludeIndex, GroupIdToIncludeIndex );
+  // Preselector by unit and pipe group id.
+  KIV_VALUES( Kiv::RbTreeMap, UnitGroupId, U32, groupIdToPreselId, GroupIdToPreselId );
+  // By the low 8 bits of a group id.
+  KIV_VALUES( Kiv::HashMap, U8, bool, groupMirroringAclValid, GroupMirroringAclValid );
+  KIV_VALUES( Kiv::HashMap, U8, S32, groupMirroringAclType, GroupMirroringAclType );
+  KIV_VALUES( Kiv::HashMap, U8, bool, groupMirroringAclUdfValid, GroupMirroringAclUdfValid );
+  KIV_VALUES( Kiv::HashMap, U8, bool, groupOpenFlowAclUdfValid, GroupOpenFlowAclUdfValid );
+  KIV_VALUES( Kiv::HashMap, U8, bool, groupOpenFlowVxlanAclUdfValid,
+              GroupOpenFlowVxlanAclUdfValid );
+  KIV_MEMBERS( Kiv::HashMap, U8, GroupUdfQual, groupIdToMirroringAclUdf, GroupIdToMirroringAclUdf );
+  KIV_MEMBERS( Kiv::HashMap, U8, GroupUdfQual, groupIdToOpenFlowAclUdf, GroupIdToOpenFlowAclUdf );
+  KIV_MEMBERS( Kiv::HashMap, U8, GroupUdfQual, groupIdToOpenFlowVxlanAclUdf,
+               GroupIdToOpenFlowVxlanAclUdf );
+  // UDF qualifiers in hardware, by data-qualifier id.
+  KIV_VALUES( Kiv::RbTreeMap, U32, UdfUnitSpec, ipMirroringAclUdf, IpMirroringAclUdf );
+  KIV_VALUES( Kiv::RbTreeMap, U32, UdfUnitSpec, macMirroringAclUdf, MacMirroringAclUdf );
+  KIV_VALUES( Kiv::RbTreeMap, U32, UdfUnitSpec, openFlowAclUdf, OpenFlowAclUdf );
+  KIV_VALUES( Kiv::RbTreeMap, U32, UdfUnitSpec, openFlowVxlanAclUdf, OpenFlowVxlanAclUdf );
+  KIV_MEMBERS( Kiv::HashMap, RangeCheckerDesc, RangeCheckerData, rangeChecker, RangeChecker );
+  // One record per pipe group id, in order of the group word.
+  KIV_MEMBERS( Kiv::RbTreeMap, GroupIdToPipeGroupId, GroupCounts, groupCounts, GroupCounts );
+  // The manager that owns an entry id, whatever the unit.
+  KIV_VALUES( Kiv::HashMap, U32, Kiv::Ptr< MorvaneTcamEntryManager >, tcamManagerForEntry,
+              TcamManagerForEntry );
+
+  // Managers of reservations with a size, and of those without. The operations with parameters get
+  // or create; a second call with other parameters throws NameInUseException.
+  KIV_MEMBERS( Kiv::RbTreeMap, TcamGroupAssignment, MorvaneBoundedTcamEntryManager, entryManager,
+               EntryManager );
+  Kiv::Ptr< MorvaneBoundedTcamEntryManager > newEntryManager(
+      TcamGroupAssignment assignment, const Kiv::String8 & desc,
+      MorvaneTcamGroupManager * groupManager, U32 group, U32 baseEntry, U32 endEntry,
+      TcamAllocationStrategy strategy );
+  Kiv::ValidPtr< MorvaneBoundedTcamEntryManager > entryManagerIs(
+      TcamGroupAssignment assignment, const Kiv::String8 & desc,
+      MorvaneTcamGroupManager * groupManager, U32 group, U32 baseEntry, U32 endEntry,
+      TcamAllocationStrategy strategy );
+  KIV_MEMBERS( Kiv::RbTreeMap, TcamGroupAssignment, MorvaneUnboundedTcamEntryManager,
+               unboundedEntryManager, UnboundedEntryManager );
+  Kiv::Ptr< MorvaneUnboundedTcamEntryManager > newUnboundedEntryManager(
+      TcamGroupAssignment assignment, const Kiv::String8 & desc,
+      MorvaneTcamGroupManager * groupManager, U32 group, U32 baseEntry, U32 endEntry,
+      TcamAllocationStrategy strategy );
+  Kiv::ValidPtr< MorvaneUnboundedTcamEntryManager > unboundedEntryManagerIs(
+      TcamGroupAssignment assignment, const Kiv::String8 & desc,
+      MorvaneTcamGroupManager * groupManager, U32 group, U32 baseEntry, U32 endEntry,
+      TcamAllocationStrategy strategy );
+  // Created by start-up where a unit's field processor is shared by all pipes.
+  KIV_SCALAR( Kiv::Ptr< MorvaneOvidWarSm >, ovidWarSm, OvidWarSm, nullptr );
+
+  // The attributes that decide a group's copies (morvane/GroupShape.h) end every cached bound.
+  void numPipeNotify() override;
+  void stageIngressNotify( U32 group ) override;
+  void ovidWarNotify( U32 group ) override;
+
+  // --- Start-up --------------------------------------------------------------------------------
+
+  void handleInitialized();
+  // After an SDK re-initialisation: forgets what hardware has forgotten, then starts up again. UDF,
+  // preselector and mirroring attributes stay.
+  void doSdkReInit();
+
+  // --- Groups ----------------------------------------------------------------------------------
+
+  // Takes one reference on every hardware copy of the group, creating what does not exist. False
+  // when hardware has no room; copies created before that stay until they are given back.
+  bool initializeGroup( U32 unit, U32 group );
+  // The same, and notes in `taken` what was taken, for giveBackReferences.
+  bool initializeGroup( U32 unit, U32 group, GroupReferences & taken );
+  void giveBackReferences( U32 unit, const GroupReferences & taken );
+  // Gives back one reference on every hardware copy.
+  void uninitializeGroup( U32 unit, U32 groupId );
+  // Gives back one reference on one hardware copy, and destroys it when that was the last.
+  // `releaseUdf`: the UDF qualifiers made for the group go with it.
+  void uninitializeTcamGroup( U32 unit, U32 pipeGroupId, bool releaseUdf );
+  void doStoreGroupPreselId( U32 unit, U32 groupId, U32 preselId );
+  void doDestroyGroupPreselId( U32 unit, U32 groupId );
+
+  // How many entries the group can still take on the unit, creating it for the question if need be;
+  // 0 when it cannot be created.
+  U32 entriesAvailable( U32 unit, U32 groupId );
+  // Precedence of the group over others of its stage: its group id, whatever the pipe and copy.
+  U32 getGroupPriority( U32 unit, U32 pipeGroupId ) const;
+  // Entries that the pipe-0, copy-0 hardware group holds now, used or not; 0 when it does not
+  // exist.
+  U32 getNumOfTcamEntries( U32 unit, U32 groupId ) const;
+  // Reads maxPorts, and ipv6MirroringSupported, from the platform, and returns it.
+  U16 getMaxPorts();
+  bool getIpv6MirroringSupported();
+  // The platform's reservations, in table order.
+  std::vector< const TcamReservation * > getTcamReservationData() const;
+  // Traces free and total entries of a pipe group; no SDK call while the trace is off.
+  void traceGroupStatus( U32 unit, U32 pipeGroupId ) const;
+
+  // --- Seams of what is built elsewhere --------------------------------------------------------
+
+  // Flow-programming groups.
+  bool createGroupOpenFlowAclUdf( U32 unit, U32 group );
+  void destroyOpenFlowUdfQualifiers( U32 unit, U32 pipeGroupId );
+  // UDF qualifiers of mirroring groups.
+  void uninitializeMirroringUdfQualifiers( U32 unit, U32 pipeGroupId );
+
+ private:
+  bool applyUnitControls();
+  void clearGroupFlags();
+  void indexGroupTables();
+  void mapReservations();
+  void startReservation( TcamReservation & reservation, U32 & nextEntry );
+  void sizeCounterRecords( U32 group );
+  void classifyGroup( const TcamReservation & reservation );
+  void createEntryManager( const TcamReservation & reservation, U32 & nextEntry );
+  U32 freeEntries( U32 unit, U32 group );
+  void compressFreedSlices( U32 unit );
+  bool referenceExisting( U32 unit, U32 group, const PipeCopy & at, GroupReferences & taken );
+
+  Kiv::Scalar< bool > initialized_{ this, "initialized", false };
+  Kiv::Ptr< const MorvaneOvidUtBitmapDir > ovidUtBitmapDir_;
+  bool singleView_;
+};
+
+}  // namespace Morvane

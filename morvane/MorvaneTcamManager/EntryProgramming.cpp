@@ -1,0 +1,99 @@
+// Writing a handed-out entry's rule into every pipe and copy.
+
+#include "kiv/Assert.h"
+#include "morvane/MorvaneTcamEntryManager.h"
+#include "morvane/MorvaneTcamGroupManager.h"
+#include "morvane/MorvaneTcamManager/Trace.h"
+#include "shim/SdkCall.h"
+
+namespace Morvane {
+
+int MorvaneTcamEntryManager::installEntry( U32 unit, U32 entry ) {
+  const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
+  MORVANE_TRACE( traceEntry ) << "installEntry"
+                              << " entry " << entry;
+  const bool ovidWar = groupManager()->ovidWar( group() );
+  for ( const PipeCopy c : copies( unit ) ) {
+    const U32 tcamEntryId = c.entryId( entry );
+    if ( ovidWar ) {
+      processOvidWarEntry( unit, entry, tcamEntryId );
+      continue;
+    }
+    if ( !c.first() )
+      SDK_CHECKED( SdkShim->kelmor_field_entry_copy_id( unit, entry, tcamEntryId ) );
+    if ( entries->tcamEntryBcmPbmpSize() != 0 )
+      applyInPorts( unit, entry, tcamEntryId );
+    SDK_CHECKED( bcm_field_entry_install( unit, tcamEntryId ) );
+    // From the first copy on, so that a removal takes back whatever was installed.
+    if ( c.first() )
+      entries->entryInstalledIs( entry, true );
+    MORVANE_TRACE( traceEntry ) << "installEntry"
+                                << " Entry installed: " << tcamEntryId;
+  }
+  if ( entries->loopbackPortRedirectAction( entry ) != 0 )
+    programLoopback( unit, entry );
+  dropTemporaryStore( *entries, entry );
+  entries->loopbackPortRedirectActionDel( entry );
+  entries->outportsBcmPbmpDel( entry );
+  return 0;
+}
+
+int MorvaneTcamEntryManager::reinstallEntry( U32 unit, U32 entry ) {
+  return installEntry( unit, entry );
+}
+
+int MorvaneTcamEntryManager::removeEntry( U32 unit, U32 entry ) {
+  const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
+  for ( const PipeCopy c : copies( unit ) ) {
+    const U32 tcamEntryId = c.entryId( entry );
+    SDK_CHECKED( bcm_field_entry_remove( unit, tcamEntryId ) );
+    MORVANE_TRACE( traceEntry ) << "removeEntry"
+                                << " Entry removed: " << tcamEntryId;
+  }
+  entries->entryInstalledIs( entry, false );
+  if ( groupManager()->ovidWar( group() ) )
+    tcamMgrUpdateOvidEntryMap( unit, entry );
+  dropTemporaryStore( *entries, entry );
+  return 0;
+}
+
+void MorvaneTcamEntryManager::enableEntry( U32 unit, U32 entry, bool enable, int toleratedRc ) {
+  if ( groupManager()->singleView() )
+    KIV_ASSERT( groupManager()->tcamManagerForEntry( entry ).rawPtr_ == this );
+  for ( const PipeCopy c : copies( unit ) ) {
+    const U32 tcamEntryId = c.entryId( entry );
+    SDK_TOLERATED( toleratedRc, bcm_field_entry_enable_set( unit, tcamEntryId, enable ) );
+  }
+  const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
+  if ( enable )
+    entries->entryDisabledDel( entry );
+  else
+    entries->entryDisabledIs( entry, true );
+}
+
+int MorvaneTcamEntryManager::setPriorityForEntry( U32 unit, U32 entry, U32 priority ) {
+  if ( priority == invalidPrio() )
+    priority = defaultPrio( entry );
+  MORVANE_TRACE( traceEntry ) << "setPriorityForEntry"
+                              << " fp entry prio " << entry << " " << priority;
+  for ( const PipeCopy c : copies( unit ) ) {
+    const U32 entryId = c.entryId( entry );
+    SDK_CHECKED( bcm_field_entry_prio_set( unit, entryId, priority ) );
+    FP_COMMAND() << "fp entry prio " << entryId << " " << priority;
+  }
+  return 0;
+}
+
+void MorvaneTcamEntryManager::compressEntries( U32 unit ) {
+  const Kiv::Ptr< UnitEntriesCreated > entries = internalUnitEntry( unit );
+  if ( !entries || entries->entryCreatedSize() == 0 )
+    return;
+  for ( const PipeCopy c : copies( unit ) ) {
+    const U32 groupId = c.pipeGroup;
+    SDK_UNCHECKED( bcm_field_group_compress( unit, groupId ) );
+    FP_COMMAND() << "fp group compress " << groupId;
+  }
+  groupManager()->sliceFreedDel( group() );
+}
+
+}  // namespace Morvane

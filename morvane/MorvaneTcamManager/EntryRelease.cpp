@@ -1,0 +1,74 @@
+// Giving entries back: every step of the allocation undone in reverse.
+
+#include "kiv/Assert.h"
+#include "morvane/MorvaneTcamEntryManager.h"
+#include "morvane/MorvaneTcamGroupManager.h"
+#include "morvane/MorvaneTcamManager/EntryAllocation.h"
+#include "morvane/MorvaneTcamManager/Trace.h"
+#include "shim/SdkCall.h"
+
+namespace Morvane {
+
+void MorvaneTcamEntryManager::releaseEntry( U32 unit, U32 entry ) {
+  releaseEntryInternal( unit, entry, true );
+}
+
+void MorvaneTcamEntryManager::releaseEntryInternal( U32 unit, U32 entry, bool giveBackGroup ) {
+  const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
+  MORVANE_TRACE( traceEntry ) << "Unit: " << unit << " " << name() << " releaseEntry"
+                              << "(entry=0x" << Snaptrace::hex( entry ) << ")";
+  KIV_ASSERT( entries->entryCreatedHas( entry ) );
+  if ( entries->entryInstalled( entry ) )
+    removeEntry( unit, entry );
+
+  dropOwner( unit, entry );
+  // A range keeps its hardware entries; a chunk goes as a whole with its last one, below.
+  const bool chunkGoes =
+      strategy() == tcamAllocateAsChunk && giveBackGroup && entries->entryCreatedSize() == 1;
+  if ( holdsRange() && !chunkGoes && entries->entryDisabled( entry ) )
+    enableEntry( unit, entry, true, 0 );
+  bool sliceFreed = false;
+  for ( const PipeCopy c : copies( unit ) )
+    sliceFreed = releaseEntryCopy( unit, *entries, c, c.entryId( entry ), chunkGoes ) || sliceFreed;
+  entries->tcamEntryBcmPbmpDel( entry );
+  entries->loopbackPortRedirectActionDel( entry );
+  entries->outportsBcmPbmpDel( entry );
+  entries->entryDisabledDel( entry );
+  entries->entryInstalledDel( entry );
+  entries->entryCreatedDel( entry );
+  setExhausted( unit, false, sliceFreed );
+  if ( giveBackGroup )
+    giveBackIfIdle( unit );
+}
+
+// Takes one hardware copy back; true when a slice came free.
+bool MorvaneTcamEntryManager::releaseEntryCopy( U32 unit, UnitEntriesCreated & entries,
+                                                const PipeCopy & at, U32 entryId, bool chunkGoes ) {
+  if ( allocateStatsPerEntry() )
+    removeStats( unit, entries, entryId );
+  entries.groupIdDel( entryId );
+  entries.entryInPortsDel( entryId );
+  if ( chunkGoes )
+    return false;
+  if ( holdsRange() ) {
+    // Ready for its next user.
+    SDK_CHECKED( bcm_field_qualify_clear( unit, entryId ) );
+    SDK_CHECKED( bcm_field_action_remove_all( unit, entryId ) );
+    return false;
+  }
+  const SliceWatch watch( *groupManager(), unit, at.pipeGroup );
+  destroyEntryCopy( unit, watch.counts(), entryId );
+  return watch.freed();
+}
+
+// Entry ids are shared by all units, and the registration with them.
+void MorvaneTcamEntryManager::dropOwner( U32 unit, U32 entry ) {
+  if ( groupManager()->tcamManagerForEntry( entry ).rawPtr_ != this )
+    return;
+  for ( auto it = internalUnitEntryIterConst(); it; ++it )
+    if ( it.key() != unit && it.member()->entryCreatedHas( entry ) )
+      return;
+  groupManager()->tcamManagerForEntryDel( entry );
+}
+
+}  // namespace Morvane

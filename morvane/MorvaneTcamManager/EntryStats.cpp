@@ -1,0 +1,178 @@
+// Statistics of entries: one object per hardware copy, read as hits and bytes.
+
+#include <cstdlib>
+
+#include "kiv/Assert.h"
+#include "morvane/MorvaneTcamEntryManager.h"
+#include "morvane/MorvaneTcamGroupManager.h"
+#include "morvane/MorvaneTcamManager/StatTypesList.h"
+#include "morvane/MorvaneTcamManager/Trace.h"
+#include "shim/SdkCall.h"
+
+namespace Morvane {
+
+StatTypesList::StatTypesList( const StatTypes & wanted ) {
+  for ( auto it = wanted.typeIterConst(); it && count < BCM_FIELD_STAT_TYPES; ++it )
+    types[ count++ ] = static_cast< bcm_field_stat_t >( it.value() );
+}
+
+U32 MorvaneTcamEntryManager::installStats( U32 unit, U32 groupId, U32 entryId,
+                                           Kiv::Ptr< StatTypes > statTypes ) {
+  if ( !statTypes )
+    statTypes = defaultStatTypes();
+  return installStats( unit, *unitEntries( unit ), groupId, entryId, StatTypesList( *statTypes ) );
+}
+
+U32 MorvaneTcamEntryManager::installStats( U32 unit, UnitEntriesCreated & entries, U32 groupId,
+                                           U32 entryId, const StatTypesList & list ) {
+  const bcm_field_stat_t * const statTypesList = list.types;
+  const int statIdx = list.count;
+  for ( int i = 0; i < statIdx; ++i )
+    MORVANE_TRACE( traceDetail ) << "Unit: " << unit << "(entry=0x" << Snaptrace::hex( entryId )
+                                 << ")"
+                                 << " StatType: " << S32( statTypesList[ i ] ) << " index: " << i;
+  if ( statIdx == 2 )
+    KIV_ASSERT( abs( statTypesList[ 0 ] - statTypesList[ 1 ] ) == 1 );
+
+  bcm_field_stat_id_t statsId = 0;
+  const int rc =
+      SDK_CALL( bcm_field_stat_create( unit, groupId, statIdx, statTypesList, &statsId ) );
+  FP_COMMAND() << "fp stat create group=" << groupId << " type0=packets";
+  if ( rc == BCM_E_RESOURCE )
+    return 0;
+  SDK_RESULT_OF( rc, bcm_field_stat_create( unit, groupId, statIdx, statTypesList, &statsId ) );
+  attachStats( unit, entries, entryId, statsId );
+  MORVANE_TRACE( traceDetail ) << " GroupId: " << groupId << " entryId: " << entryId
+                               << " statId: " << statsId;
+  return statsId;
+}
+
+void MorvaneTcamEntryManager::attachStats( U32 unit, UnitEntriesCreated & entries, U32 entryId,
+                                           U32 statsId ) {
+  try {
+    SDK_CHECKED( bcm_field_entry_stat_attach( unit, entryId, statsId ) );
+  } catch ( ... ) {
+    // Nothing records the object yet, so nobody else could give it back.
+    SDK_CHECKED( bcm_field_stat_destroy( unit, statsId ) );
+    throw;
+  }
+  FP_COMMAND() << "fp stat attach entry=" << entryId << " StatId=" << statsId;
+  entries.entryStatsIs( entryId, statsId );
+}
+
+void MorvaneTcamEntryManager::removeStats( U32 unit, U32 entry ) {
+  removeStats( unit, *unitEntries( unit ), entry );
+}
+
+void MorvaneTcamEntryManager::removeStats( U32 unit, UnitEntriesCreated & entries, U32 entryId ) {
+  const U32 statsId = entries.entryStats( entryId );
+  if ( statsId == 0 ) {
+    MORVANE_TRACE( traceDetail ) << "Unit: " << unit << " can't find stats for entry " << entryId;
+    return;
+  }
+  MORVANE_TRACE( traceDetail ) << "Unit: " << unit << " Attempting to detach statId " << statsId;
+  SDK_CHECKED( bcm_field_entry_stat_detach( unit, entryId, statsId ) );
+  FP_COMMAND() << "fp stat detach entry=" << entryId << " StatId=" << statsId;
+  SDK_CHECKED( bcm_field_stat_destroy( unit, statsId ) );
+  FP_COMMAND() << "fp stat destroy StatId= " << statsId;
+  entries.entryStatsDel( entryId );
+}
+
+// --- Reading ---------------------------------------------------------------------------------
+
+U64 MorvaneTcamEntryManager::hitsForEntry( U32 unit, U32 entry ) {
+  U64 hits = 0;
+  for ( const PipeCopy c : copies( unit ) )
+    hits += hitsForPipeEntry( unit, c.entryId( entry ) );
+  return hits;
+}
+
+// One call for each counter: the counter is part of the text that is traced.
+
+U64 MorvaneTcamEntryManager::hitsForPipeEntry( U32 unit, U32 pipeEntry ) {
+  U64 statsCount = 0;
+  const U32 statsId = statsIdOf( unit, pipeEntry );
+  SDK_CHECKED( bcm_field_stat_get( unit, statsId, bcmFieldStatPackets, &statsCount ) );
+  return statsCount;
+}
+
+U64 MorvaneTcamEntryManager::byteHitsForEntry( U32 unit, U32 entry ) {
+  U64 statsCount = 0;
+  const U32 statsId = statsIdOf( unit, entry );
+  SDK_CHECKED( bcm_field_stat_get( unit, statsId, bcmFieldStatBytes, &statsCount ) );
+  return statsCount;
+}
+
+U64 MorvaneTcamEntryManager::greenPktHitsForEntry( U32 unit, U32 entry ) {
+  U64 statsCount = 0;
+  const U32 statsId = statsIdOf( unit, entry );
+  SDK_CHECKED( bcm_field_stat_get( unit, statsId, bcmFieldStatGreenPackets, &statsCount ) );
+  return statsCount;
+}
+
+U64 MorvaneTcamEntryManager::greenByteHitsForEntry( U32 unit, U32 entry ) {
+  U64 statsCount = 0;
+  const U32 statsId = statsIdOf( unit, entry );
+  SDK_CHECKED( bcm_field_stat_get( unit, statsId, bcmFieldStatGreenBytes, &statsCount ) );
+  return statsCount;
+}
+
+U64 MorvaneTcamEntryManager::yellowPktHitsForEntry( U32 unit, U32 entry ) {
+  U64 statsCount = 0;
+  const U32 statsId = statsIdOf( unit, entry );
+  SDK_CHECKED( bcm_field_stat_get( unit, statsId, bcmFieldStatYellowPackets, &statsCount ) );
+  return statsCount;
+}
+
+U64 MorvaneTcamEntryManager::yellowByteHitsForEntry( U32 unit, U32 entry ) {
+  U64 statsCount = 0;
+  const U32 statsId = statsIdOf( unit, entry );
+  SDK_CHECKED( bcm_field_stat_get( unit, statsId, bcmFieldStatYellowBytes, &statsCount ) );
+  return statsCount;
+}
+
+U64 MorvaneTcamEntryManager::pktDropsForEntry( U32 unit, U32 entry ) {
+  U64 statsCount = 0;
+  const U32 statsId = statsIdOf( unit, entry );
+  SDK_CHECKED( bcm_field_stat_get( unit, statsId, bcmFieldStatRedPackets, &statsCount ) );
+  return statsCount;
+}
+
+U64 MorvaneTcamEntryManager::byteDropsForEntry( U32 unit, U32 entry ) {
+  U64 statsCount = 0;
+  const U32 statsId = statsIdOf( unit, entry );
+  SDK_CHECKED( bcm_field_stat_get( unit, statsId, bcmFieldStatRedBytes, &statsCount ) );
+  return statsCount;
+}
+
+U32 MorvaneTcamEntryManager::statsIdOf( U32 unit, U32 pipeEntry ) const {
+  const U32 statsId = unitEntries( unit )->entryStats( pipeEntry );
+  KIV_ASSERT( statsId > 0 );
+  return statsId;
+}
+
+// --- Clearing --------------------------------------------------------------------------------
+
+void MorvaneTcamEntryManager::clearHitsForEntry( U32 unit, U32 entry ) {
+  if ( !allocateStatsPerEntry() )
+    return;
+  for ( const PipeCopy c : copies( unit ) ) {
+    const U32 statsId = statsIdOf( unit, c.entryId( entry ) );
+    SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatPackets, 0 ) );
+    SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatGreenPackets, 0 ) );
+    SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatRedPackets, 0 ) );
+  }
+}
+
+void MorvaneTcamEntryManager::clearBytesForEntry( U32 unit, U32 entry ) {
+  if ( !allocateStatsPerEntry() )
+    return;
+  for ( const PipeCopy c : copies( unit ) ) {
+    const U32 statsId = statsIdOf( unit, c.entryId( entry ) );
+    SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatBytes, 0 ) );
+    SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatGreenBytes, 0 ) );
+    SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatRedBytes, 0 ) );
+  }
+}
+
+}  // namespace Morvane

@@ -1,0 +1,65 @@
+// Giving groups back: references, preselectors, and the hardware group with its last user.
+
+#include "kiv/Assert.h"
+#include "morvane/MorvaneTcamGroupManager.h"
+#include "morvane/MorvaneTcamManager/Trace.h"
+#include "shim/SdkCall.h"
+
+namespace Morvane {
+
+void MorvaneTcamGroupManager::uninitializeGroup( U32 unit, U32 groupId ) {
+  for ( const PipeCopy c : pipeCopies( unit, groupId ) )
+    uninitializeTcamGroup( unit, c.pipeGroup, true );
+}
+
+void MorvaneTcamGroupManager::giveBackReferences( U32 unit, const GroupReferences & taken ) {
+  for ( const U32 pipeGroupId : taken )
+    uninitializeTcamGroup( unit, pipeGroupId, true );
+}
+
+void MorvaneTcamGroupManager::uninitializeTcamGroup( U32 unit, U32 pipeGroupId, bool releaseUdf ) {
+  const Kiv::ValidPtr< GroupCounts > counts = groupCountsIs( pipeGroupId );
+  const S32 count = counts->unitRefCountHas( unit ) ? counts->unitRefCount( unit ) - 1 : -1;
+  counts->unitRefCountIs( unit, count );
+  MORVANE_TRACE( traceGroup ) << "Unit: " << unit << " group " << pipeGroupId
+                              << " ref count is now " << count;
+  if ( count != 0 )
+    return;
+
+  for ( auto it = entryManagerIterConst(); it; ++it )
+    it.member()->compressEntries( unit );
+  for ( auto it = unboundedEntryManagerIterConst(); it; ++it )
+    it.member()->compressEntries( unit );
+
+  const U32 groupId = pipeGroupId;
+  if ( managedPriority( pipeGroupId ) ) {
+    SDK_UNCHECKED( bcm_field_group_compress( unit, groupId ) );
+    FP_COMMAND() << "fp group compress " << groupId;
+  }
+  MORVANE_TRACE( traceGroup ) << "Unit: " << unit << " Destroying group " << groupId;
+  SDK_CHECKED( bcm_field_group_destroy( unit, groupId ) );
+  FP_COMMAND() << "fp group destroy " << groupId;
+  doDestroyGroupPreselId( unit, pipeGroupId );
+
+  const U8 key = static_cast< U8 >( pipeGroupId );
+  if ( releaseUdf && ( groupOpenFlowVxlanAclUdfValid( key ) || groupOpenFlowAclUdfValid( key ) ) )
+    destroyOpenFlowUdfQualifiers( unit, pipeGroupId );
+  if ( releaseUdf && groupMirroringAclUdfValid( key ) )
+    uninitializeMirroringUdfQualifiers( unit, pipeGroupId );
+}
+
+void MorvaneTcamGroupManager::doStoreGroupPreselId( U32 unit, U32 groupId, U32 preselId ) {
+  groupIdToPreselIdIs( { unit, groupId }, preselId );
+}
+
+void MorvaneTcamGroupManager::doDestroyGroupPreselId( U32 unit, U32 groupId ) {
+  const UnitGroupId key{ unit, groupId };
+  if ( !groupIdToPreselIdHas( key ) )
+    return;
+  const U32 preselId = groupIdToPreselId( key );
+  MORVANE_TRACE( traceGroup ) << "Unit: " << unit << " doDestroyGroupPreselId " << preselId;
+  SDK_CHECKED( bcm_field_presel_destroy( unit, preselId ) );
+  groupIdToPreselIdDel( key );
+}
+
+}  // namespace Morvane

@@ -1,0 +1,17 @@
+// The counters of an entry in the form in which the SDK takes them: read once, used for every copy.
+#pragma once
+
+#include "morvane/StatTypes.h"
+#include "shim/SdkTypes.h"
+
+namespace Morvane {
+
+struct StatTypesList {
+  // In index order; types past the eighth do not count.
+  explicit StatTypesList( const StatTypes & wanted );
+
+  bcm_field_stat_t types[ BCM_FIELD_STAT_TYPES ] = {};
+  int count = 0;
+};
+
+}  // namespace Morvane

@@ -1,0 +1,24 @@
+// The library's traces: the agent's text trace "ApiMorvane" with the default ring buffer beside it,
+// and the diagnostic-shell echo of what changes hardware.
+#pragma once
+
+#include "kiv/Trace.h"
+#include "snaptrace/BcmFpCmd.h"
+#include "snaptrace/Line.h"
+
+namespace Morvane {
+
+extern Kiv::TraceHandle apiMorvane;
+
+// Levels of the text trace.
+inline constexpr unsigned traceFailure = 0;  // hardware refused something
+inline constexpr unsigned traceGroup = 1;    // groups come and go
+inline constexpr unsigned traceEntry = 2;    // entries come, change and go
+inline constexpr unsigned traceDetail = 3;   // every step
+
+}  // namespace Morvane
+
+#define MORVANE_TRACE( level ) \
+  SNAPTRACE( Snaptrace::defaultSnaptraceHandle, &::Morvane::apiMorvane, level )
+// One diagnostic-shell command, e.g. "fp entry create 3 12".
+#define FP_COMMAND() SNAPTRACE( bcmFpCmd, nullptr, 0 )

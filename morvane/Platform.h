@@ -1,0 +1,148 @@
+// What the platform provides: the group tables of the switch model and the records of its chips.
+//
+// The agent implements PlatformTables once (the sample agent does so from a JSON file) and sets it
+// with platformIs before it constructs the group manager. The library reads the tables through the
+// plain functions below and nowhere else.
+//
+// Invariants: record addresses and counts do not change while a group manager lives. Qualifier
+// lists are SDK qualifier numbers (shim/SdkQualifiers.h) and end with bcmFieldQualifyCount.
+//
+// Locks: none; the functions are called on the agent's activity thread with the activity lock held.
+#pragma once
+
+#include "kiv/Export.h"
+#include "kiv/Types.h"
+#include "morvane/TcamGroupAssignment.h"
+#include "shim/SdkTypes.h"
+
+namespace Morvane {
+
+// One group of the platform and the fields that it can match on.
+struct TcamGroup {
+  U32 group;               // group id, below 256
+  const U32 * qualifiers;  // ended by bcmFieldQualifyCount
+};
+
+// The share of one TCAM user. Start-up overwrites `group` from the group map.
+struct TcamReservation {
+  const char * name;  // shown in reports
+  TcamGroupAssignment assignment;
+  U32 group;             // group id
+  U32 size;              // entries; 0 means unbounded
+  bool managedPriority;  // this library, not the SDK, orders the group's entries
+  bool mirroringAclUdf;  // user-defined fields wanted (mirroring groups only)
+  bool noStatsPerEntry;  // no statistics object per entry; needs noStatsPerEntryGroup( group )
+  TcamAllocationStrategy strategy;
+};
+
+// Group of a user on one chip type.
+struct TcamGroupMap {
+  S32 chipType;
+  TcamGroupAssignment assignment;
+  U32 group;
+};
+
+// Qualifiers that a chip type takes away from a group, or adds to it.
+struct TcamGroupQualifiers {
+  U16 group;
+  U16 chipType;
+  const U32 * qualifiers;  // ended by bcmFieldQualifyCount
+};
+
+namespace MorvaneCentral {
+
+// What is known about one switch chip.
+struct ChipInfo {
+  U16 maxPorts;        // ports of the chip
+  bool multicastWar;   // groups that ask for it keep a multicast entry above every rule
+  bool qualifierSwap;  // a group that matches the outer VLAN but no port takes swapTo for swapFrom
+  U32 swapFrom;        // qualifier number
+  U32 swapTo;          // qualifier number
+  U32 extraQualifier;  // qualifier that every group on the chip gets as well; 0 means none
+  bool excludeTtl;     // the chip's keys have no TTL
+  bool excludeRangeChecks;  // the chip's keys have no range checker results
+
+  friend bool operator==( const ChipInfo &, const ChipInfo & ) = default;
+};
+
+// Settings of the agent that hold for all chips.
+struct Attributes {
+  bool ipv6MirroringSupported;
+  bool qosAclSharingSupported;
+  bool ingressRaclSharingSupported;
+  bool allocAtBeginning;  // ranges are made at start-up where doAllocAtBeginning agrees
+  bool pdpModeEnabled;
+  bool dumpEntries;  // with dumpNewEntries: dump every entry that is handed out
+  bool dumpNewEntries;
+};
+
+}  // namespace MorvaneCentral
+
+class KIV_API PlatformTables {
+ public:
+  virtual ~PlatformTables();
+
+  virtual U32 numTcamGroups() const = 0;
+  virtual const TcamGroup & tcamGroup( U32 index ) const = 0;
+  virtual U32 numTcamReservations() const = 0;
+  virtual TcamReservation & tcamReservation( U32 index ) = 0;
+  virtual U32 numGroupMapEntries() const = 0;
+  virtual const TcamGroupMap & groupMap( U32 index ) const = 0;
+  virtual U32 numGroupExcludes() const = 0;
+  virtual const TcamGroupQualifiers & groupExcludes( U32 index ) const = 0;
+  virtual U32 numGroupIncludes() const = 0;
+  virtual const TcamGroupQualifiers & groupIncludes( U32 index ) const = 0;
+
+  // Chip type of a unit, 0 to 65,535.
+  virtual S32 chipType( U32 unit ) const = 0;
+  // Port that loops packets back into the pipe.
+  virtual U32 loopbackPort( U32 unit, U32 pipe ) const = 0;
+
+  // Properties of a group.
+  virtual bool noStatsPerEntry( U32 group ) const = 0;
+  virtual bool requiresMulticastWar( U32 group ) const = 0;
+  virtual bool matchesIPv4( U32 group ) const = 0;
+  virtual bool matchesIPv6( U32 group ) const = 0;
+
+  virtual const MorvaneCentral::Attributes & attributes() const = 0;
+};
+
+// Sets the platform; owned by the agent, null takes it away.
+KIV_API void platformIs( PlatformTables * tables );
+
+// The tables, as the library reads them. A platform must be set; an index out of range or a missing
+// platform is an assertion.
+KIV_API U32 numTcamGroups();
+KIV_API const TcamGroup * getTcamGroup( U32 index );
+KIV_API U32 highestTcamGroupId();  // highest id of the group table; 0 for an empty table
+KIV_API U32 numTcamReservations();
+KIV_API TcamReservation * getTcamReservation( U32 index );
+KIV_API U32 numGroupMapEntries();
+KIV_API const TcamGroupMap * getGroupMap( U32 index );
+KIV_API U32 numGroupExcludes();
+KIV_API const TcamGroupQualifiers * getGroupExcludes( U32 index );
+KIV_API U32 numGroupIncludes();
+KIV_API const TcamGroupQualifiers * getGroupIncludes( U32 index );
+KIV_API S32 chipTypeFromUnit( U32 unit );
+KIV_API bool noStatsPerEntryGroup( U32 group );
+KIV_API bool groupRequiresMulticastWAR( U32 group );
+KIV_API bool isIPv4( U32 group );
+KIV_API bool isIPv6( U32 group );
+KIV_API U32 getLoopbackPortId( U32 unit, U32 pipe );
+
+// Whether a range is made at start-up: for tcamAllocateAtBeginning, and for tcamAllocateAsChunk
+// where the agent's setting or the chip asks for it. In port-data-path mode (pdpModeEnabled) no
+// range is: each comes with its first entry.
+KIV_API bool doAllocAtBeginning( TcamAllocationStrategy strategy, U32 group, bool configured,
+                                 bool pdpModeEnabled, bool chipPrefers );
+
+// Takes out of a group's qualifier set what the chip cannot match on.
+KIV_API void tcamGroupQsetExcludes( bcm_field_qset_t * qset, U32 group, bool excludeTtl,
+                                    bool excludeRangeChecks, bool groupByPreselector,
+                                    bool secondCopy );
+
+namespace MorvaneCentral {
+KIV_API const Attributes & morvaneAttributes();
+}  // namespace MorvaneCentral
+
+}  // namespace Morvane

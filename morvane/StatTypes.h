@@ -1,0 +1,30 @@
+// Which counters a caller wants for an entry.
+#pragma once
+
+#include "kiv/Attribute.h"
+#include "kiv/Entity.h"
+#include "kiv/Export.h"
+#include "kiv/RbTreeMap.h"
+
+namespace Morvane {
+
+using namespace Kiv::Integers;
+
+class KIV_API StatTypes : public Kiv::Entity {
+ public:
+  struct Notifiee : Kiv::NotifieeConst {
+    virtual void onType( U32 ) {}
+  };
+
+  explicit StatTypes( const Kiv::Name & name ) : Kiv::Entity( name ) {}
+
+  // SDK statistics type (bcm_field_stat_t) by index from 0; read in index order. Two types must be
+  // neighbouring SDK values; at most 8 types count.
+  KIV_VALUES( Kiv::RbTreeMap, U32, U32, type, Type );
+};
+
+// Packets at index 0 and bytes at index 1: what an entry gets when its caller asks for nothing
+// else. One shared object; not to be changed.
+KIV_API Kiv::ValidPtr< StatTypes > defaultStatTypes();
+
+}  // namespace Morvane

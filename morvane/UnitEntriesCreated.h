@@ -1,0 +1,110 @@
+// What one entry manager holds on one unit: the record that allocation, installation, statistics
+// and release share.
+//
+// Invariants: entryCreated has one member per logical entry that is handed out. entryStats and
+// groupId have one per hardware copy, keyed by pipe entry id. Only the owning entry manager writes.
+#pragma once
+
+#include "kiv/Attribute.h"
+#include "kiv/Entity.h"
+#include "kiv/Export.h"
+#include "kiv/HashMap.h"
+#include "kiv/RbTreeMap.h"
+#include "kiv/String8.h"
+#include "shim/SdkTypes.h"
+
+namespace Morvane {
+
+using namespace Kiv::Integers;
+
+// Input ports that the next installation writes into an entry.
+class KIV_API TcamEntryBcmPbmp : public Kiv::Entity {
+ public:
+  struct Notifiee : Kiv::NotifieeConst {
+    virtual void onPbmpData() {}
+    virtual void onPbmpMask() {}
+    virtual void onInPort() {}
+    virtual void onSinglePort() {}
+    virtual void onPermanent() {}
+  };
+
+  explicit TcamEntryBcmPbmp( const Kiv::Name & name ) : Kiv::Entity( name ) {}
+
+  KIV_SCALAR( bcm_pbmp_t, pbmpData, PbmpData, {} );
+  KIV_SCALAR( bcm_pbmp_t, pbmpMask, PbmpMask, {} );
+  KIV_SCALAR( U32, inPort, InPort, 0 );
+  // The store holds inPort instead of the bitmaps.
+  KIV_SCALAR( bool, singlePort, SinglePort, false );
+  // The store survives installation and removal, until the entry is released.
+  KIV_SCALAR( bool, permanent, Permanent, false );
+};
+
+// Output ports that a loopback redirect adds to the loopback port.
+class KIV_API OutportsTcamBcmPbmp : public Kiv::Entity {
+ public:
+  struct Notifiee : Kiv::NotifieeConst {
+    virtual void onPbmp() {}
+  };
+
+  explicit OutportsTcamBcmPbmp( const Kiv::Name & name ) : Kiv::Entity( name ) {}
+
+  KIV_SCALAR( bcm_pbmp_t, pbmp, Pbmp, {} );
+};
+
+// Input ports that a hardware entry was last qualified with.
+struct EntryInPorts {
+  bcm_pbmp_t data = {};
+  bcm_pbmp_t mask = {};
+  friend bool operator==( const EntryInPorts &, const EntryInPorts & ) = default;
+};
+
+class KIV_API UnitEntriesCreated : public Kiv::Entity {
+ public:
+  struct Notifiee : Kiv::NotifieeConst {
+    virtual void onEntryCreated( U32 ) {}
+    virtual void onEntryStats( U32 ) {}
+    virtual void onGroupId( U32 ) {}
+    virtual void onTcamEntryBcmPbmp( U32 ) {}
+    virtual void onLoopbackPortRedirectAction( U32 ) {}
+    virtual void onOutportsBcmPbmp( U32 ) {}
+    virtual void onEntryInstalled( U32 ) {}
+    virtual void onEntryDisabled( U32 ) {}
+    virtual void onEntryInPorts( U32 ) {}
+    virtual void onRangeEntryMissing( U32 ) {}
+    virtual void onRangeCreated() {}
+    virtual void onGroupReferences() {}
+    virtual void onMulticastWarEntry() {}
+  };
+
+  explicit UnitEntriesCreated( const Kiv::Name & name ) : Kiv::Entity( name ) {}
+
+  // Entries handed out, with their caller's description; their number is the count of used entries.
+  KIV_VALUES( Kiv::RbTreeMap, U32, Kiv::String8, entryCreated, EntryCreated );
+  // Statistics id by pipe entry; 0 or absent means none.
+  KIV_VALUES( Kiv::HashMap, U32, U32, entryStats, EntryStats );
+  // Pipe group in which a pipe entry was created.
+  KIV_VALUES( Kiv::HashMap, U32, U32, groupId, GroupId );
+  // Input ports that the next installation applies, by logical entry.
+  KIV_MEMBERS( Kiv::HashMap, U32, TcamEntryBcmPbmp, tcamEntryBcmPbmp, TcamEntryBcmPbmp );
+  // Loopback redirect that the next installation applies: an SDK action, 0 or absent means none.
+  KIV_VALUES( Kiv::HashMap, U32, U32, loopbackPortRedirectAction, LoopbackPortRedirectAction );
+  KIV_MEMBERS( Kiv::HashMap, U32, OutportsTcamBcmPbmp, outportsBcmPbmp, OutportsBcmPbmp );
+  // Whether a logical entry is in the hardware lookup; present for every member of entryCreated.
+  KIV_VALUES( Kiv::HashMap, U32, bool, entryInstalled, EntryInstalled );
+  // Logical entries that are disabled; absent means enabled, as an entry is created.
+  KIV_VALUES( Kiv::HashMap, U32, bool, entryDisabled, EntryDisabled );
+  // Input ports last written into a pipe entry.
+  KIV_VALUES( Kiv::HashMap, U32, EntryInPorts, entryInPorts, EntryInPorts );
+  // Entries of a range made in advance that have no hardware entry at present (their statistics
+  // could not be had); the next use makes them again.
+  KIV_VALUES( Kiv::HashMap, U32, bool, rangeEntryMissing, RangeEntryMissing );
+  // The whole range exists in hardware.
+  KIV_SCALAR( bool, rangeCreated, RangeCreated, false );
+  // References that this manager holds on its group: one for a range that is kept, one while
+  // entries are handed out.
+  KIV_SCALAR( U32, groupReferences, GroupReferences, 0 );
+  // The entry that keeps multicast above every rule; 0 means none.
+  KIV_SCALAR( U32, multicastWarEntry, MulticastWarEntry, 0 );
+};
+
+}  // namespace Morvane
