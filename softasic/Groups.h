@@ -1,0 +1,44 @@
+// The groups of a unit, by id. Group.h tells the rules.
+#pragma once
+
+#include <map>
+#include <memory>
+
+#include "softasic/Group.h"
+#include "softasic/Presels.h"
+
+namespace SoftAsic {
+
+class Groups {
+ public:
+  // The three objects outlive this one.
+  Groups( const ChipProfile & chip, const Ports & ports, Presels & presels, StageTables & tables )
+      : chip_( chip ), ports_( ports ), presels_( presels ), tables_( tables ) {}
+
+  // Writes the id that it chose into a configuration that gives none.
+  int create( bcm_field_group_config_t * config );
+  int destroy( U32 id );
+
+  Group * find( U32 id );  // null: no such group
+  const Group * find( U32 id ) const { return const_cast< Groups * >( this )->find( id ); }
+
+  template < class F >
+  void forEach( F && fn ) const {
+    for ( const auto & [ id, group ] : groups_ )
+      fn( *group );
+  }
+
+ private:
+  void add( std::unique_ptr< Group > group );
+  int chooseId( bcm_field_group_config_t & config ) const;
+  int checkMode( const bcm_field_group_config_t & config, const StageTable & table ) const;
+  int checkPorts( const bcm_field_group_config_t & config, const StageTable & table ) const;
+
+  const ChipProfile & chip_;
+  const Ports & ports_;
+  Presels & presels_;
+  StageTables & tables_;
+  std::map< U32, std::unique_ptr< Group > > groups_;
+};
+
+}  // namespace SoftAsic

@@ -1,0 +1,25 @@
+// Turns an Ethernet frame into a match key.
+//
+// What the parser knows: Ethernet II with up to two VLAN tags (types 0x8100 and 0x88a8), IPv4 with
+// options, IPv6 with hop-by-hop, routing, destination-options, authentication and fragment headers
+// (at most eight), ARP, TCP, UDP, ICMP and ICMPv6.
+//
+// A field becomes valid only when the whole header that holds it lies inside the frame, and, for L4
+// headers, inside the length that the IP header gives. L4 headers exist only in packets that are no
+// later fragments. A type field below 0x0600 is a length, not an EtherType. A frame of any length
+// and any content is safe.
+#pragma once
+
+#include <cstddef>
+
+#include "softasic/KeyLayout.h"
+
+namespace SoftAsic {
+
+// Key of the frame without its ingress port.
+PacketKey parseFrame( const U8 * frame, size_t length );
+
+// Adds the ingress port to a key.
+void setIngressPort( PacketKey & key, U32 port );
+
+}  // namespace SoftAsic

@@ -1,0 +1,69 @@
+// One chip: its objects, and the SDK operations on them.
+//
+// Every SDK operation is a member of the same name without the unit argument. The operations only
+// find the objects that the ids name and forward; the rules stand with the objects.
+//
+//   UnitGroups.cpp      groups, controls, ports, preselectors, capacity
+//   UnitEntries.cpp     entries and actions
+//   UnitQualifiers.cpp  qualifiers of entries
+//   UnitStats.cpp       statistics
+//   UnitFamilies.cpp    families of operations that this chip does not have
+//   UnitViews.cpp       inspection
+//
+// Locks: none; SoftAsic serialises all calls.
+#pragma once
+
+#include "shim/SdkShim.h"
+#include "softasic/Controls.h"
+#include "softasic/Entries.h"
+#include "softasic/Groups.h"
+#include "softasic/Pipeline.h"
+#include "softasic/Stats.h"
+
+namespace SoftAsic {
+
+class Unit {
+ public:
+  // The profile is valid.
+  explicit Unit( const ChipProfile & profile );
+  Unit( const Unit & ) = delete;
+  Unit & operator=( const Unit & ) = delete;
+
+  const ChipProfile & profile() const { return profile_; }
+  const Ports & ports() const { return ports_; }
+  Verdict inject( U32 port, const U8 * frame, size_t length ) {
+    return pipeline_.run( port, frame, length );
+  }
+
+  // Inspection; as in SoftAsic.h
+  std::vector< GroupView > groupViews() const;
+  std::optional< GroupView > groupView( U32 id ) const;
+  std::vector< EntryView > entryViews( U32 groupId ) const;
+  std::optional< EntryView > entryView( U32 id ) const;
+  std::vector< StatView > statViews() const { return stats_.views(); }
+  std::optional< StatView > statView( U32 id ) const;
+  std::vector< PreselView > preselViews() const { return presels_.views(); }
+  std::vector< TableView > tableViews() const;
+  const ControlsView & controlsView() const { return controls_.view(); }
+
+#define SDK_OP( name, params, args ) int name params;
+#include "shim/SdkOperations.inc"
+
+ private:
+  int qualify( U32 entryId, bcm_field_qualify_t qualifier, U64 value, U64 mask );
+  template < class F >
+  int editField( U32 entryId, bcm_field_qualify_t qualifier, F && edit );
+  int addAction( U32 entryId, const ActionView & action );
+
+  const ChipProfile profile_;
+  Ports ports_;
+  Presels presels_;
+  StageTables tables_;
+  Groups groups_;
+  Entries entries_;
+  Stats stats_;
+  Controls controls_;
+  Pipeline pipeline_;
+};
+
+}  // namespace SoftAsic

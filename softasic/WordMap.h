@@ -1,0 +1,110 @@
+// A hash map from a 64-bit word to a small node, made for the probes of TernaryIndex.
+//
+// Open addressing with linear probing in one array that doubles at three quarters and halves at an
+// eighth; erasing moves later members back, so that no tombstones slow lookups down. A slot is free
+// when its node is empty: Node needs `bool empty() const`, a default state that is empty, and
+// moves. Nodes move whenever the map changes: do not keep their addresses across a change.
+#pragma once
+
+#include <cassert>
+#include <cstddef>
+#include <memory>
+#include <utility>
+
+#include "kiv/Types.h"
+
+namespace SoftAsic {
+
+using namespace Kiv::Integers;
+
+template < class Node >
+class WordMap {
+ public:
+  U32 size() const { return size_; }
+
+  // Null when there is no member for the word.
+  const Node * find( U64 word ) const {
+    if ( size_ == 0 )
+      return nullptr;
+    for ( U32 at = home( word );; at = ( at + 1 ) & ( capacity_ - 1 ) ) {
+      if ( slots_[ at ].empty() )
+        return nullptr;
+      if ( slots_[ at ].word == word )
+        return &slots_[ at ];
+    }
+  }
+  Node * find( U64 word ) {
+    return const_cast< Node * >( static_cast< const WordMap * >( this )->find( word ) );
+  }
+
+  // Takes a node that is not empty under a word that has no member yet.
+  void insert( U64 word, Node && node ) {
+    assert( !node.empty() && find( word ) == nullptr );
+    if ( 4 * ( size_ + 1 ) > 3 * capacity_ )
+      rehash( capacity_ == 0 ? 2 : capacity_ * 2 );
+    place( word, std::move( node ) );
+    ++size_;
+  }
+
+  // Removes the member at `node`, whether it became empty already or not.
+  void erase( Node * node ) {
+    U32 hole = static_cast< U32 >( static_cast< Slot * >( node ) - slots_.get() );
+    slots_[ hole ] = Slot();
+    --size_;
+    for ( U32 at = ( hole + 1 ) & ( capacity_ - 1 ); !slots_[ at ].empty();
+          at = ( at + 1 ) & ( capacity_ - 1 ) ) {
+      const U32 distance = ( at - home( slots_[ at ].word ) ) & ( capacity_ - 1 );
+      if ( distance < ( ( at - hole ) & ( capacity_ - 1 ) ) )
+        continue;
+      slots_[ hole ] = std::exchange( slots_[ at ], Slot() );
+      hole = at;
+    }
+    if ( capacity_ > 8 && 8 * size_ < capacity_ )
+      rehash( capacity_ / 2 );
+  }
+
+  template < class F >
+  void forEach( F && fn ) {
+    for ( U32 at = 0; at < capacity_; ++at )
+      if ( !slots_[ at ].empty() )
+        fn( slots_[ at ] );
+  }
+  template < class F >
+  void forEach( F && fn ) const {
+    for ( U32 at = 0; at < capacity_; ++at )
+      if ( !slots_[ at ].empty() )
+        fn( slots_[ at ] );
+  }
+
+ private:
+  struct Slot : Node {
+    U64 word = 0;
+  };
+
+  U32 home( U64 word ) const {
+    word ^= word >> 32;
+    return static_cast< U32 >( ( word * 0x9E3779B97F4A7C15U ) >> 32 ) & ( capacity_ - 1 );
+  }
+
+  void place( U64 word, Node && node ) {
+    U32 at = home( word );
+    while ( !slots_[ at ].empty() )
+      at = ( at + 1 ) & ( capacity_ - 1 );
+    static_cast< Node & >( slots_[ at ] ) = std::move( node );
+    slots_[ at ].word = word;
+  }
+
+  void rehash( U32 capacity ) {
+    std::unique_ptr< Slot[] > old = std::exchange( slots_, std::make_unique< Slot[] >( capacity ) );
+    const U32 oldCapacity = std::exchange( capacity_, capacity );
+    for ( U32 at = 0; at < oldCapacity; ++at )
+      if ( !old[ at ].empty() )
+        place( old[ at ].word, std::move( static_cast< Node & >( old[ at ] ) ) );
+  }
+
+  U32 size_ = 0;
+  U32 capacity_ = 0;  // 0 or a power of two
+  std::unique_ptr< Slot[] > slots_;
+};
+
+}  // namespace SoftAsic

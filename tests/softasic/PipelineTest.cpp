@@ -1,0 +1,200 @@
+// Which tables see a packet, how actions of several groups resolve, and what is counted.
+#include <gtest/gtest.h>
+
+#include "tests/softasic/TestChip.h"
+
+namespace SoftAsicTest {
+namespace {
+
+using ::SoftAsic::Match;
+using ::SoftAsic::Verdict;
+
+constexpr U32 dst = bcmFieldQualifyDstIp;
+
+TEST( Pipeline, EachPortIsServedByOnePipeAndCopy ) {
+  TestChip chip( bigProfile() );
+  for ( U32 pipe = 0; pipe < 2; ++pipe )
+    for ( U32 copy = 0; copy < 2; ++copy ) {
+      const U32 bits = pipe << 24 | copy << 26;
+      ASSERT_EQ( chip.createGroup( perCopy( groupConfig( 1 | bits, { dst } ) ) ), BCM_E_NONE );
+      ASSERT_EQ( chip.addRule( 1 | bits, 9 | bits, 1, 0, 0 ), BCM_E_NONE );
+    }
+  for ( U32 port = 0; port < 16; ++port ) {
+    const U32 bits = ( port / 8 ) << 24 | ( port % 8 / 4 ) << 26;
+    EXPECT_EQ( chip.send( {}, port ).matches,
+               ( std::vector< Match >{ { StageKind::ifp, 1 | bits, 9 | bits } } ) );
+  }
+  EXPECT_THROW( chip.send( {}, 16 ), std::out_of_range );
+
+  bcm_port_config_t ports = {};
+  ASSERT_EQ( chip.bcm_port_config_get( 0, &ports ), BCM_E_NONE );
+  EXPECT_TRUE( ports.per_pipe( 1 ).has( 8 ) && ports.per_pipe( 1 ).has( 15 ) );
+  EXPECT_FALSE( ports.per_pipe( 0 ).has( 8 ) || ports.all.has( 16 ) ||
+                ports.per_pipe( 2 ).has( 16 ) );
+}
+
+class ActionTest : public testing::Test {
+ protected:
+  // Groups 1, 2, 3 of rising priority in the stage of a qualifier, each with one open rule.
+  void makeGroups( U32 stageQualifier ) {
+    for ( U32 id = 1; id <= 3; ++id ) {
+      bcm_field_group_config_t config = groupConfig( id, { dst, stageQualifier } );
+      config.priority = static_cast< int >( id );
+      ASSERT_EQ( chip.createGroup( config ), BCM_E_NONE );
+      ASSERT_EQ( chip.bcm_field_entry_create_id( 0, id, id ), BCM_E_NONE );
+      ASSERT_EQ( chip.bcm_field_entry_install( 0, id ), BCM_E_NONE );
+    }
+  }
+  void act( U32 entry, bcm_field_action_t action, std::initializer_list< U32 > ports = {} ) {
+    const bool withPorts = action >= bcmFieldActionRedirectPbmp;
+    ASSERT_EQ( withPorts ? chip.bcm_field_action_ports_add( 0, entry, action, portSet( ports ) )
+                         : chip.bcm_field_action_add( 0, entry, action, 0, 0 ),
+               BCM_E_NONE );
+    ASSERT_EQ( chip.bcm_field_entry_install( 0, entry ), BCM_E_NONE );
+  }
+  TestChip chip{ bigProfile() };
+};
+
+TEST_F( ActionTest, HighestGroupDecidesAndTheRestAddsUp ) {
+  makeGroups( bcmFieldQualifyStageIngress );
+  Verdict verdict = chip.send( {} );
+  EXPECT_EQ( verdict.matches.size(), 3U );
+  EXPECT_EQ( verdict.matches.front().group, 3U );
+  EXPECT_FALSE( verdict.drop || verdict.permit || verdict.copyToCpu || verdict.redirect );
+
+  act( 1, bcmFieldActionDrop );
+  EXPECT_TRUE( chip.send( {} ).drop );
+  act( 2, bcmFieldActionPermit );
+  act( 3, bcmFieldActionCopyToCpu );
+  verdict = chip.send( {} );
+  EXPECT_TRUE( verdict.permit && verdict.copyToCpu );
+  EXPECT_FALSE( verdict.drop );
+  act( 3, bcmFieldActionDrop );
+  EXPECT_TRUE( chip.send( {} ).drop );
+
+  act( 1, bcmFieldActionRedirectPbmp, { 1 } );
+  act( 2, bcmFieldActionRedirectPbmp, { 2 } );
+  act( 1, bcmFieldActionEgressMask, { 5 } );
+  act( 2, bcmFieldActionEgressMask, { 6 } );
+  act( 2, bcmFieldActionEgressMask, { 7 } );  // in place of 6
+  verdict = chip.send( {} );
+  EXPECT_EQ( verdict.redirectPorts, portSet( { 2 } ) );
+  EXPECT_EQ( verdict.egressMask, portSet( { 5, 7 } ) );
+}
+
+TEST_F( ActionTest, RefusesWhatARuleCannotDo ) {
+  makeGroups( bcmFieldQualifyStageIngress );
+  act( 1, bcmFieldActionDrop );
+  EXPECT_EQ( chip.bcm_field_action_add( 0, 1, bcmFieldActionPermit, 0, 0 ), BCM_E_CONFIG );
+  EXPECT_EQ( chip.bcm_field_action_add( 0, 1, bcmFieldActionDrop, 4, 2 ), BCM_E_NONE );
+  EXPECT_EQ( chip.entry( 0, 1 )->pending.actions.size(), 1U );
+  EXPECT_EQ( chip.entry( 0, 1 )->pending.actions[ 0 ].param0, 4U );
+  EXPECT_EQ( chip.bcm_field_action_add( 0, 1, bcmFieldActionEgressMask, 0, 0 ), BCM_E_PARAM );
+  EXPECT_EQ( chip.bcm_field_action_ports_add( 0, 1, bcmFieldActionDrop, {} ), BCM_E_PARAM );
+  EXPECT_EQ( chip.bcm_field_action_ports_add( 0, 1, bcmFieldActionEgressMask, portSet( { 16 } ) ),
+             BCM_E_PORT );
+  EXPECT_EQ( chip.bcm_field_action_add( 0, 44, bcmFieldActionDrop, 0, 0 ), BCM_E_NOT_FOUND );
+}
+
+TEST_F( ActionTest, ADropEndsThePacketsWayAfterItsStage ) {
+  makeGroups( bcmFieldQualifyStageLookup );
+  ASSERT_EQ( chip.createGroup( groupConfig( 8, { dst } ) ), BCM_E_NONE );
+  ASSERT_EQ( chip.addRule( 8, 8, 1, 0, 0 ), BCM_E_NONE );
+  ASSERT_EQ( chip.createGroup( groupConfig( 9, { dst, bcmFieldQualifyStageEgress } ) ), 0 );
+  ASSERT_EQ( chip.addRule( 9, 9, 1, 0, 0, bcmFieldActionDrop ), BCM_E_NONE );
+  Verdict verdict = chip.send( {} );
+  ASSERT_EQ( verdict.matches.size(), 5U );
+  EXPECT_EQ( verdict.matches[ 3 ].stage, StageKind::ifp );
+  EXPECT_EQ( verdict.matches[ 4 ].stage, StageKind::efp );
+  EXPECT_TRUE( verdict.drop );  // a permit of an earlier stage does not protect
+  act( 1, bcmFieldActionDrop );
+  EXPECT_EQ( chip.send( {} ).matches.size(), 3U );
+}
+
+class StatsTest : public testing::Test {
+ protected:
+  StatsTest() : chip( bigProfile() ) {
+    chip.createGroup( groupConfig( 1, { dst } ) );
+    chip.createGroup( groupConfig( 1 | pipe1, { dst } ) );
+    chip.addRule( 1, 5, 1, 0, 0 );
+    chip.addRule( 1, 6, 0, 0, 0 );
+    chip.addRule( 1 | pipe1, 5 | pipe1, 1, 0, 0 );
+  }
+  int create( U32 group, U32 * id ) {
+    const bcm_field_stat_t types[] = { bcmFieldStatPackets, bcmFieldStatBytes };
+    return chip.bcm_field_stat_create( 0, group, 2, types, id );
+  }
+  static constexpr U32 pipe1 = 1U << 24;
+  TestChip chip;
+  U32 stat = 0;
+};
+
+TEST_F( StatsTest, CountsTheWinnersPackets ) {
+  const bcm_field_stat_t types[] = { bcmFieldStatGreenBytes, bcmFieldStatPackets,
+                                     bcmFieldStatRedPackets };
+  ASSERT_EQ( chip.bcm_field_stat_create( 0, 1, 3, types, &stat ), BCM_E_NONE );
+  ASSERT_EQ( chip.bcm_field_entry_stat_attach( 0, 5, stat ), BCM_E_NONE );
+  U32 loser = 0;
+  ASSERT_EQ( create( 1, &loser ), BCM_E_NONE );
+  ASSERT_EQ( chip.bcm_field_entry_stat_attach( 0, 6, loser ), BCM_E_NONE );
+  for ( int i = 0; i < 3; ++i )
+    chip.send( {}, 2 );
+  chip.send( {}, 9 );  // another pipe's table
+  const U64 bytes = frameOf( {} ).size();
+  EXPECT_EQ( chip.statistic( 0, stat )->values, ( std::vector< std::pair< bcm_field_stat_t, U64 > >{
+                                                    { bcmFieldStatPackets, 3 },
+                                                    { bcmFieldStatGreenBytes, 3 * bytes },
+                                                    { bcmFieldStatRedPackets, 0 } } ) );
+  U64 value = 99;
+  EXPECT_EQ( chip.bcm_field_stat_get( 0, loser, bcmFieldStatPackets, &value ), BCM_E_NONE );
+  EXPECT_EQ( value, 0U );
+  EXPECT_EQ( chip.bcm_field_stat_get( 0, stat, bcmFieldStatBytes, &value ), BCM_E_PARAM );
+  EXPECT_EQ( chip.bcm_field_stat_set( 0, loser, bcmFieldStatRedPackets, 7 ), BCM_E_NONE );
+  EXPECT_EQ( chip.bcm_field_stat_get( 0, loser, bcmFieldStatRedPackets, &value ), BCM_E_PARAM );
+  ASSERT_EQ( chip.bcm_field_stat_set( 0, stat, bcmFieldStatPackets, ~0ULL ), BCM_E_NONE );
+  chip.send( {}, 2 );
+  EXPECT_EQ( chip.bcm_field_stat_get( 0, stat, bcmFieldStatPackets, &value ), BCM_E_NONE );
+  EXPECT_EQ( value, 0U );  // counters wrap
+}
+
+TEST_F( StatsTest, OwnershipIsStrict ) {
+  U32 other = 0;
+  U32 far = 0;
+  ASSERT_EQ( create( 1, &stat ), BCM_E_NONE );
+  ASSERT_EQ( create( 1, &other ), BCM_E_NONE );
+  ASSERT_EQ( create( 1 | pipe1, &far ), BCM_E_NONE );
+  EXPECT_TRUE( stat != 0 && stat != other && other != far );
+  EXPECT_EQ( chip.bcm_field_entry_stat_attach( 0, 5, far ), BCM_E_PARAM );
+  EXPECT_EQ( chip.bcm_field_entry_stat_attach( 0, 5, 1000 ), BCM_E_NOT_FOUND );
+  ASSERT_EQ( chip.bcm_field_entry_stat_attach( 0, 5, stat ), BCM_E_NONE );
+  EXPECT_EQ( chip.bcm_field_entry_stat_attach( 0, 5, other ), BCM_E_EXISTS );
+  EXPECT_EQ( chip.bcm_field_entry_stat_attach( 0, 6, stat ), BCM_E_BUSY );
+  EXPECT_EQ( chip.bcm_field_stat_destroy( 0, stat ), BCM_E_BUSY );
+  EXPECT_EQ( chip.bcm_field_entry_stat_detach( 0, 5, other ), BCM_E_NOT_FOUND );
+  ASSERT_EQ( chip.bcm_field_entry_remove( 0, 5 ), BCM_E_NONE );
+  EXPECT_EQ( chip.bcm_field_entry_destroy( 0, 5 ), BCM_E_BUSY );
+  ASSERT_EQ( chip.bcm_field_entry_stat_detach( 0, 5, stat ), BCM_E_NONE );
+  EXPECT_EQ( chip.bcm_field_entry_destroy( 0, 5 ), BCM_E_NONE );
+  EXPECT_EQ( chip.bcm_field_stat_destroy( 0, stat ), BCM_E_NONE );
+  EXPECT_EQ( chip.bcm_field_stat_destroy( 0, stat ), BCM_E_NOT_FOUND );
+  EXPECT_EQ( chip.bcm_field_stat_destroy( 0, 0 ), BCM_E_NOT_FOUND );
+}
+
+TEST_F( StatsTest, PoolBelongsToTheInstance ) {
+  for ( int i = 0; i < 16; ++i )
+    ASSERT_EQ( create( 1, &stat ), BCM_E_NONE );
+  U32 more = 0;
+  EXPECT_EQ( create( 1, &more ), BCM_E_RESOURCE );
+  EXPECT_EQ( create( 1 | pipe1, &more ), BCM_E_NONE );
+  ASSERT_EQ( chip.bcm_field_stat_destroy( 0, stat ), BCM_E_NONE );
+  EXPECT_EQ( create( 1, &more ), BCM_E_NONE );
+  EXPECT_EQ( chip.statistics( 0 ).size(), 17U );
+
+  const bcm_field_stat_t twice[] = { bcmFieldStatBytes, bcmFieldStatBytes };
+  EXPECT_EQ( chip.bcm_field_stat_create( 0, 1, 2, twice, &more ), BCM_E_PARAM );
+  EXPECT_EQ( chip.bcm_field_stat_create( 0, 1, 0, twice, &more ), BCM_E_PARAM );
+  EXPECT_EQ( create( 9, &more ), BCM_E_NOT_FOUND );
+}
+
+}  // namespace
+}  // namespace SoftAsicTest

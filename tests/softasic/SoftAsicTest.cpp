@@ -1,0 +1,184 @@
+// Units, locks and families of operations; the call log and the fault injector in front of a chip.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <set>
+#include <stdexcept>
+#include <string>
+
+#include "softasic/CallLog.h"
+#include "softasic/FaultInjector.h"
+#include "tests/softasic/TestChip.h"
+
+namespace SoftAsicTest {
+namespace {
+
+using Shim::SdkOp;
+using ::SoftAsic::CallLog;
+using ::SoftAsic::FaultInjector;
+
+TEST( ChipProfile, NamesWhatIsWrong ) {
+  EXPECT_EQ( bigProfile().validate(), "" );
+  const std::pair< const char *, void ( * )( ChipProfile & ) > faults[] = {
+      { "pipes:", []( ChipProfile & p ) { p.pipes = 5; } },
+      { "portsPerPipe:", []( ChipProfile & p ) { p.portsPerPipe = 129; } },
+      { "secondCopy:", []( ChipProfile & p ) { p.sharedByPipes = true; } },
+      { "preselectors:", []( ChipProfile & p ) { p.preselectors = 129; } },
+      { "stages:", []( ChipProfile & p ) { p.stages.clear(); } },
+      { "stages: IFP", []( ChipProfile & p ) { p.stages[ 1 ].kind = StageKind::ifp; } },
+      { "stage EFP.slices[0].count:",
+        []( ChipProfile & p ) { p.stages[ 2 ].slices[ 0 ].count = 65; } },
+      { "stage IFP.slices[0].depth:",
+        []( ChipProfile & p ) { p.stages[ 0 ].slices[ 0 ].depth = 0; } },
+      { "stage IFP.keyBits[759]:", []( ChipProfile & p ) { p.stages[ 0 ].keyBits[ 759 ] = 1; } },
+  };
+  for ( const auto & [ start, change ] : faults ) {
+    ChipProfile profile = bigProfile();
+    change( profile );
+    EXPECT_EQ( profile.validate().substr( 0, std::strlen( start ) ), start );
+  }
+}
+
+TEST( SoftAsic, UnitsAreSeparateAndResetToTheirProfile ) {
+  TestChip chip( smallProfile() );
+  chip.addUnit( 7, bigProfile() );
+  EXPECT_THROW( chip.addUnit( 7, bigProfile() ), std::invalid_argument );
+  ChipProfile bad = smallProfile();
+  bad.pipes = 0;
+  EXPECT_THROW( chip.addUnit( 8, bad ), std::invalid_argument );
+  EXPECT_EQ( chip.units(), ( std::vector< U32 >{ 0, 7 } ) );
+
+  bcm_field_group_config_t config = groupConfig( 1, { bcmFieldQualifyDstIp } );
+  ASSERT_EQ( chip.bcm_field_group_config_create( 7, &config ), BCM_E_NONE );
+  EXPECT_FALSE( chip.group( 0, 1 ).has_value() );
+  EXPECT_EQ( chip.bcm_field_group_config_create( 1, &config ), BCM_E_UNIT );
+  EXPECT_THROW( (void)chip.groups( 1 ), std::out_of_range );
+  EXPECT_TRUE( chip.kelmor_field_second_copy( 7 ) && chip.kelmor_field_group_by_preselector( 7 ) );
+  EXPECT_FALSE( chip.kelmor_field_second_copy( 0 ) || chip.kelmor_field_second_copy( 1 ) );
+
+  ASSERT_EQ( chip.bcm_field_control_set( 7, bcmFieldControlRedirectExcludeSrcPort, 1 ), 0 );
+  ASSERT_EQ( chip.bcm_port_control_set( 7, 0, bcmPortControlFilterLookup, 1 ), 0 );
+  EXPECT_EQ( chip.bcm_port_control_set( 7, 16, bcmPortControlFilterLookup, 1 ), BCM_E_PORT );
+  EXPECT_EQ( chip.bcm_field_control_set( 7, static_cast< bcm_field_control_t >( 9 ), 1 ),
+             BCM_E_PARAM );
+  EXPECT_EQ( chip.controls( 7 ).controls.at( bcmFieldControlRedirectExcludeSrcPort ), 1U );
+  EXPECT_EQ( chip.controls( 7 ).portControls.size(), 1U );
+
+  chip.reset( 7 );
+  EXPECT_TRUE( chip.groups( 7 ).empty() && chip.controls( 7 ).controls.empty() );
+  EXPECT_EQ( chip.tables( 7 ).size(), 1U + 4 + 1 );
+  EXPECT_EQ( chip.bcm_field_group_config_create( 7, &config ), BCM_E_NONE );
+}
+
+TEST( SoftAsic, CallsWithoutTheLockAreCounted ) KIV_NO_THREAD_SAFETY_ANALYSIS {
+  ::SoftAsic::SoftAsic chip;
+  chip.addUnit( 0, smallProfile() );
+  bcm_port_config_t ports = {};
+  EXPECT_FALSE( chip.sdkLockHeld() );
+  chip.sdkLock();
+  EXPECT_TRUE( chip.sdkLockHeld() );
+  EXPECT_EQ( chip.bcm_port_config_get( 0, &ports ), BCM_E_NONE );
+  EXPECT_EQ( chip.lockViolations(), 0U );
+  // A lock held by another thread is not the caller's.
+  std::thread( [ & ] { chip.bcm_port_config_get( 0, &ports ); } ).join();
+  EXPECT_EQ( chip.lockViolations(), 1U );
+  chip.sdkUnlock();
+  EXPECT_EQ( chip.bcm_port_config_get( 0, &ports ), BCM_E_NONE );
+  EXPECT_EQ( chip.lockViolations(), 2U );
+  EXPECT_TRUE( chip.groups( 0 ).empty() );  // inspection locks by itself
+  EXPECT_FALSE( chip.sdkLockHeld() );
+}
+
+TEST( SoftAsic, ErrorTextsTellCodesApart ) {
+  const TestChip chip( smallProfile() );
+  std::set< std::string > texts;
+  for ( int rc = 0; rc >= BCM_E_PORT; --rc )
+    texts.insert( chip.sdkErrorText( rc ) );
+  EXPECT_EQ( texts.size(), 19U );
+  EXPECT_STREQ( chip.sdkErrorText( 5 ), "Ok" );
+  EXPECT_STREQ( chip.sdkErrorText( -99 ), "Unknown error" );
+}
+
+TEST( SoftAsic, FamiliesThatTheChipLacksAreRefused ) {
+  TestChip chip( smallProfile() );
+  ASSERT_EQ( chip.createGroup( groupConfig( 1, { bcmFieldQualifyDstIp } ) ), BCM_E_NONE );
+  bcm_field_qset_t qset = {};
+  ASSERT_EQ( chip.bcm_field_group_get( 0, 1, &qset ), BCM_E_NONE );
+  EXPECT_TRUE( qset.has( bcmFieldQualifyDstIp ) );
+  bcm_field_range_t range = 0;
+  EXPECT_EQ( chip.bcm_field_range_create( 0, &range, 0, 1, 2 ), BCM_E_UNAVAIL );
+  EXPECT_EQ( chip.bcm_policer_create( 0, nullptr, nullptr ), BCM_E_UNAVAIL );
+  EXPECT_EQ( chip.bcm_field_group_set( 0, 1, {} ), BCM_E_UNAVAIL );
+  bcm_field_group_config_t udf = groupConfig( 2, { bcmFieldQualifyDstIp } );
+  udf.qset.data_qualifiers[ 3 ] = 4;
+  EXPECT_EQ( chip.createGroup( udf ), BCM_E_UNAVAIL );
+  EXPECT_EQ( chip.bcm_field_group_get( 0, 1, &qset ), BCM_E_NONE );
+  EXPECT_EQ( qset.data_qualifiers[ 3 ], 0U );
+}
+
+class DecoratorTest : public testing::Test {
+ protected:
+  DecoratorTest() {
+    for ( const U32 bits : { 0U, pipe1 } ) {
+      bcm_field_group_config_t config = groupConfig( 1 | bits, { bcmFieldQualifyDstIp } );
+      log.bcm_field_group_config_create( 0, &config );
+    }
+  }
+  int createEntry( U32 id ) { return log.bcm_field_entry_create_id( 0, 1 | ( id & pipe1 ), id ); }
+  static constexpr U32 pipe1 = 1U << 24;
+  static constexpr SdkOp createOp = SdkOp::bcm_field_entry_create_id;
+  TestChip chip{ bigProfile() };
+  FaultInjector faults{ chip };
+  CallLog log{ faults };
+};
+
+TEST_F( DecoratorTest, LogKeepsOrderResultsAndCounts ) {
+  EXPECT_EQ( createEntry( 4 ), BCM_E_NONE );
+  EXPECT_EQ( createEntry( 4 ), BCM_E_EXISTS );
+  EXPECT_EQ( log.bcm_field_entry_install( 3, 4 ), BCM_E_UNIT );
+  ASSERT_EQ( log.records().size(), 5U );
+  EXPECT_EQ( callText( log.records()[ 1 ] ),
+             "bcm_field_group_config_create unit 0 id 0x1000001 rc 0" );
+  EXPECT_EQ( log.records()[ 3 ],
+             ( ::SoftAsic::CallRecord{ createOp, 0, 1, BCM_E_EXISTS, false } ) );
+  EXPECT_EQ( callText( log.records()[ 4 ] ), "bcm_field_entry_install unit 3 id 0x4 rc -3" );
+  EXPECT_EQ( log.count( createOp ), 2U );
+  EXPECT_EQ( log.total(), 5U );
+  log.clear();
+  log.keepRecords( false );
+  EXPECT_EQ( createEntry( 5 ), BCM_E_NONE );
+  EXPECT_TRUE( log.records().empty() );
+  EXPECT_EQ( log.total(), 1U );
+}
+
+TEST_F( DecoratorTest, FaultHitsTheNthSelectedCallOnly ) {
+  for ( U32 nth = 1; nth <= 4; ++nth ) {
+    faults.arm( { .op = createOp, .nth = nth, .rc = BCM_E_RESOURCE } );
+    for ( U32 i = 1; i <= 3; ++i )
+      EXPECT_EQ( createEntry( 10 * nth + i ), i == nth ? BCM_E_RESOURCE : BCM_E_NONE );
+    EXPECT_EQ( faults.fired(), nth <= 3 );
+    EXPECT_EQ( chip.entry( 0, 10 * nth + nth ).has_value(), false );  // it never reached the chip
+  }
+  faults.arm( { .op = createOp, .pipe = 1, .nth = 2, .times = 0, .rc = BCM_E_FULL } );
+  EXPECT_EQ( createEntry( 100 | pipe1 ), BCM_E_NONE );
+  EXPECT_EQ( createEntry( 100 ), BCM_E_NONE );
+  for ( const U32 id : { 101U, 102U, 103U } )
+    EXPECT_EQ( createEntry( id | pipe1 ), BCM_E_FULL );
+  EXPECT_EQ( faults.selected(), 4U );
+  faults.disarm();
+  EXPECT_EQ( createEntry( 101 | pipe1 ), BCM_E_NONE );
+  EXPECT_TRUE( faults.fired() );
+  faults.arm( { .unit = 3 } );
+  EXPECT_EQ( createEntry( 102 | pipe1 ), BCM_E_NONE );
+}
+
+TEST_F( DecoratorTest, ThrownFaultsAreLogged ) {
+  faults.arm( { .exception = std::make_exception_ptr( std::runtime_error( "cable cut" ) ) } );
+  EXPECT_THROW( createEntry( 5 ), std::runtime_error );
+  EXPECT_TRUE( log.records().back().threw );
+  EXPECT_EQ( callText( log.records().back() ), "bcm_field_entry_create_id unit 0 id 0x1 threw" );
+  EXPECT_EQ( createEntry( 5 ), BCM_E_NONE );
+}
+
+}  // namespace
+}  // namespace SoftAsicTest
