@@ -1,0 +1,136 @@
+#include "platform/ChipReader.h"
+
+#include <fmt/core.h>
+
+#include "platform/InputError.h"
+#include "platform/QualifierNames.h"
+
+namespace Platform {
+
+namespace {
+
+constexpr U32 wordMax = 0x7FFFFFFF;
+
+// Limits are those of SoftAsic::ChipProfile::validate, which has the last word.
+SoftAsic::SliceProfile readSlices( const std::string & file, const JsonNode & node ) {
+  JsonFields fields( file, node, "a run of slices" );
+  SoftAsic::SliceProfile slices;
+  slices.count = fields.number( "count", 1, KELMOR_TCAM_SLICES_MAX );
+  slices.depth = fields.number( "depth", 1, wordMax );
+  slices.keyBits = fields.number( "keyBits", 1, wordMax );
+  slices.large = fields.flag( "large" );
+  fields.finish();
+  return slices;
+}
+
+SoftAsic::StageKind readKind( JsonFields & fields ) {
+  const std::string name = fields.text( "stage" );
+  for ( U32 kind = 0; kind < SoftAsic::stageKinds; ++kind ) {
+    if ( name == SoftAsic::stageName( static_cast< SoftAsic::StageKind >( kind ) ) )
+      return static_cast< SoftAsic::StageKind >( kind );
+  }
+  fields.fail( fields.line( "stage" ), fmt::format( "there is no stage \"{}\"", name ) );
+}
+
+SoftAsic::StageProfile readStage( const std::string & file, const JsonNode & node ) {
+  JsonFields fields( file, node, "a stage" );
+  SoftAsic::StageProfile stage;
+  stage.kind = readKind( fields );
+  stage.doubleWide = fields.flag( "doubleWide" );
+  stage.paired = fields.flag( "paired" );
+  for ( const JsonNode & slices : fields.list( "slices" ) )
+    stage.slices.push_back( readSlices( file, slices ) );
+  if ( const JsonNode * costs = fields.find( "keyBits" ) ) {
+    JsonFields bits( file, *costs, "\"keyBits\"" );
+    for ( const auto & [ name, value ] : costs->members ) {
+      const auto qualifier = qualifierNumber( name );
+      if ( !qualifier )
+        bits.fail( value.line, fmt::format( "there is no qualifier \"{}\"", name ) );
+      stage.keyBits[ *qualifier ] = bits.number( name, 0, wordMax );
+    }
+  }
+  fields.finish();
+  return stage;
+}
+
+void readProfile( const std::string & file, JsonFields & fields, SoftAsic::ChipProfile & chip ) {
+  chip.pipes = fields.number( "pipes", 1, BCM_PIPES_MAX );
+  chip.portsPerPipe = fields.number( "portsPerPipe", 1, BCM_PBMP_PORT_MAX );
+  chip.sharedByPipes = fields.flag( "sharedByPipes" );
+  chip.secondCopy = fields.flag( "secondCopy" );
+  chip.groupByPreselector = fields.flag( "groupByPreselector" );
+  chip.udfShort = fields.flag( "udfShort" );
+  chip.allocAtBeginning = fields.flag( "allocAtBeginning" );
+  chip.singlePortKey = fields.flag( "singlePortKey" );
+  chip.preselectors = fields.number( "preselectors", 0, BCM_FIELD_PRESEL_MAX, 0 );
+  chip.statistics = fields.number( "statistics", 0, wordMax );
+  for ( const JsonNode & stage : fields.list( "stages" ) )
+    chip.stages.push_back( readStage( file, stage ) );
+}
+
+U32 readOptionalQualifier( const std::string & file, JsonFields & fields,
+                           const std::string & key ) {
+  const JsonNode * node = fields.find( key );
+  return node == nullptr ? 0 : readQualifier( file, *node );
+}
+
+void readRecord( const std::string & file, JsonFields & fields, PlatformData & data ) {
+  data.chipType = static_cast< S32 >( fields.number( "type", 0, 0xFFFF ) );
+  Morvane::MorvaneCentral::ChipInfo & info = data.chipInfo;
+  info.maxPorts = static_cast< U16 >( data.chip.ports() );
+  info.multicastWar = fields.flag( "multicastWar" );
+  info.excludeTtl = fields.flag( "excludeTtl" );
+  info.excludeRangeChecks = fields.flag( "excludeRangeChecks" );
+  info.swapFrom = readOptionalQualifier( file, fields, "swapFrom" );
+  info.swapTo = readOptionalQualifier( file, fields, "swapTo" );
+  if ( ( info.swapFrom == 0 ) != ( info.swapTo == 0 ) )
+    fields.fail( fields.line(), "\"swapFrom\" and \"swapTo\" go together" );
+  info.qualifierSwap = info.swapFrom != 0;
+  info.extraQualifier = readOptionalQualifier( file, fields, "extraQualifier" );
+  if ( fields.find( "loopbackPorts" ) == nullptr )
+    return;
+  for ( const JsonNode & port : fields.list( "loopbackPorts" ) ) {
+    if ( port.kind != JsonNode::Kind::integer || port.integer < 0 ||
+         port.integer >= BCM_PBMP_PORT_MAX )
+      fields.fail( port.line, "a port number is expected here" );
+    data.loopbackPorts.push_back( static_cast< U32 >( port.integer ) );
+  }
+}
+
+void readAttributes( const std::string & file, const JsonNode & node, PlatformData & data ) {
+  JsonFields fields( file, node, "\"agent\"" );
+  Morvane::MorvaneCentral::Attributes & agent = data.attributes;
+  agent.ipv6MirroringSupported = fields.flag( "ipv6MirroringSupported" );
+  agent.qosAclSharingSupported = fields.flag( "qosAclSharingSupported" );
+  agent.ingressRaclSharingSupported = fields.flag( "ingressRaclSharingSupported" );
+  agent.allocAtBeginning = fields.flag( "allocAtBeginning" );
+  agent.pdpModeEnabled = fields.flag( "pdpModeEnabled" );
+  agent.dumpEntries = fields.flag( "dumpEntries" );
+  agent.dumpNewEntries = fields.flag( "dumpNewEntries" );
+  fields.finish();
+}
+
+}  // namespace
+
+void readChip( const std::string & file, JsonFields & platform, PlatformData & data ) {
+  const JsonNode * node = platform.find( "chip" );
+  if ( node == nullptr )
+    platform.fail( platform.line(), "a platform has no \"chip\"" );
+  JsonFields fields( file, *node, "\"chip\"" );
+  data.chip.name = fields.text( "name" );
+  readProfile( file, fields, data.chip );
+  readRecord( file, fields, data );
+  fields.finish();
+  if ( const JsonNode * agent = platform.find( "agent" ) )
+    readAttributes( file, *agent, data );
+}
+
+U32 readQualifier( const std::string & file, const JsonNode & node ) {
+  const std::string & name = jsonText( file, node );
+  const auto number = qualifierNumber( name );
+  if ( !number )
+    throw InputError( file, node.line, fmt::format( "there is no qualifier \"{}\"", name ) );
+  return *number;
+}
+
+}  // namespace Platform

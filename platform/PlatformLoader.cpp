@@ -1,0 +1,59 @@
+#include "platform/PlatformLoader.h"
+
+#include "platform/BuiltInText.h"
+#include "platform/ChipReader.h"
+#include "platform/InputError.h"
+#include "platform/JsonFields.h"
+#include "platform/TableReader.h"
+
+namespace Platform {
+
+namespace {
+
+[[noreturn]] void report( const std::string & file, const JsonNode & root, JsonFields & fields,
+                          const PlatformFault & fault ) {
+  U32 line = root.line;
+  if ( fault.group )
+    line = fields.list( "groups" )[ *fault.group ].line;
+  else if ( fault.reservation )
+    line = fields.list( "reservations" )[ *fault.reservation ].line;
+  else
+    line = fields.line( "chip" );
+  throw InputError( file, line, fault.what );
+}
+
+}  // namespace
+
+PlatformData parsePlatform( const std::string & file, const std::string & text ) {
+  const JsonNode root = parseJson( file, text );
+  JsonFields fields( file, root, "a platform" );
+  PlatformData data;
+  data.name = fields.text( "name" );
+  data.description = fields.text( "description", "" );
+  readChip( file, fields, data );
+  for ( const JsonNode & node : fields.list( "groups" ) )
+    data.groups.push_back( readGroup( file, node ) );
+  for ( const JsonNode & node : fields.list( "reservations" ) )
+    data.reservations.push_back( readReservation( file, node ) );
+  fields.finish();
+  if ( const auto fault = checkPlatform( data ) )
+    report( file, root, fields, *fault );
+  return data;
+}
+
+PlatformData loadPlatform( const std::string & nameOrFile ) {
+  for ( const BuiltInText & builtIn : builtInPlatformTexts ) {
+    if ( nameOrFile == builtIn.name )
+      return parsePlatform( builtIn.name, builtIn.text );
+  }
+  return parsePlatform( nameOrFile, readFile( nameOrFile ) );
+}
+
+std::vector< std::string > builtInPlatforms() {
+  std::vector< std::string > names;
+  for ( const BuiltInText & builtIn : builtInPlatformTexts )
+    names.emplace_back( builtIn.name );
+  return names;
+}
+
+}  // namespace Platform

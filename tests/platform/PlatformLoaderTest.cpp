@@ -1,0 +1,164 @@
+#include "platform/PlatformLoader.h"
+
+#include <gtest/gtest.h>
+
+#include "morvane/TcamIds.h"
+#include "platform/InputError.h"
+#include "platform/QualifierNames.h"
+
+namespace Platform {
+
+namespace {
+
+// Line 3 is the chip, 9 and 10 are the groups, 13 and on the reservations.
+const std::string good = R"({
+  "name": "tiny",
+  "chip": {
+    "name": "T", "type": 5, "pipes": 1, "portsPerPipe": 4, "statistics": 16,
+    "loopbackPorts": [ 3 ],
+    "stages": [ { "stage": "IFP", "slices": [ { "count": 2, "depth": 8, "keyBits": 96 } ] } ]
+  },
+  "groups": [
+    { "id": 0, "match": "ipv4", "qualifiers": [ "StageIngress", "SrcIp" ], "includes": [ "DstIp" ] },
+    { "id": 2, "qualifiers": [ "StageIngress", "DstMac" ], "noStatsPerEntry": true }
+  ],
+  "reservations": [
+    { "name": "a", "assignment": "ipAclTcamGroup", "strategy": "tcamAllocateOnDemand",
+      "group": 0, "size": 8 },
+    { "name": "b", "assignment": "routerAclTcamGroup", "strategy": "tcamAllocateAsChunk",
+      "group": 0, "size": 4 },
+    { "name": "c", "assignment": "qosTcamGroup", "strategy": "tcamAllocateUnbounded", "group": 2,
+      "noStatsPerEntry": true }
+  ]
+}
+)";
+
+std::string errorOf( const std::string & text ) {
+  try {
+    parsePlatform( "p.json", text );
+  } catch ( const InputError & error ) {
+    return error.what();
+  }
+  return "no error";
+}
+
+// The good text with one place changed.
+std::string changed( const std::string & from, const std::string & to ) {
+  std::string text = good;
+  const size_t at = text.find( from );
+  EXPECT_NE( at, std::string::npos ) << from;
+  return text.replace( at, from.size(), to );
+}
+
+}  // namespace
+
+TEST( PlatformLoader, tablesAsTheLibraryReadsThem ) {
+  const PlatformData data = parsePlatform( "p.json", good );
+  PlatformModel model( data );
+  EXPECT_EQ( model.numPipe(), 1U );
+  EXPECT_EQ( model.chipType( 0 ), 5 );
+  EXPECT_EQ( model.loopbackPort( 0, 2 ), 3U );
+  EXPECT_TRUE( model.matchesIPv4( 0 ) );
+  EXPECT_FALSE( model.matchesIPv6( 0 ) );
+  EXPECT_TRUE( model.noStatsPerEntry( 2 ) );
+  ASSERT_EQ( model.numTcamGroups(), 2U );
+  const U32 * list = model.tcamGroup( 0 ).qualifiers;
+  EXPECT_EQ( std::vector< U32 >( list, list + 3 ),
+             ( std::vector< U32 >{ bcmFieldQualifyStageIngress, bcmFieldQualifySrcIp,
+                                   bcmFieldQualifyCount } ) );
+  ASSERT_EQ( model.numGroupIncludes(), 1U );
+  EXPECT_EQ( model.groupIncludes( 0 ).chipType, 5 );
+  EXPECT_EQ( model.groupIncludes( 0 ).qualifiers[ 0 ], U32( bcmFieldQualifyDstIp ) );
+  EXPECT_EQ( model.numGroupExcludes(), 0U );
+  EXPECT_EQ( model.groupMap( 2 ).group, 2U );
+  EXPECT_STREQ( model.tcamReservation( 1 ).name, "b" );
+
+  const auto ranges = entryRanges( data );
+  EXPECT_EQ( ranges[ 0 ].first, 1U );  // entry 0 means none
+  EXPECT_EQ( ranges[ 1 ].first, 9U );
+  EXPECT_EQ( ranges[ 1 ].end, 13U );
+}
+
+TEST( PlatformLoader, errorsNameTheLine ) {
+  const struct {
+    std::string from, to, error;
+  } cases[] = {
+      { "\"type\": 5", "\"type\": 5,, ", "p.json:4: not JSON: unexpected" },
+      { "\"type\": 5", "\"type\": 70000", "p.json:4: \"type\" must be a number from 0 to 65535" },
+      { "\"type\": 5", "\"type\": 1e3", "p.json:4: \"type\" must be a number" },
+      { "\"type\": 5", "\"type\": 5, \"type\": 5", "p.json:4: key \"type\" occurs twice" },
+      { "\"type\": 5, ", "", "p.json:3: \"chip\" has no \"type\"" },
+      { "\"name\": \"tiny\"", "\"nam\": 1", "p.json:1: a platform has no \"name\"" },
+      { "[ 3 ]", "[ 4 ]", "p.json:3: loopback port 4 does not exist" },
+      { "\"depth\": 8", "\"depht\": 8", "p.json:6: a run of slices has no \"depth\"" },
+      { "\"depth\": 8", "\"depth\": 8, \"wide\": 1",
+        "p.json:6: a run of slices has an unknown key" },
+      { "\"IFP\"", "\"XFP\"", "p.json:6: there is no stage \"XFP\"" },
+      { "\"portsPerPipe\": 4", "\"portsPerPipe\": 4, \"sharedByPipes\": true, \"secondCopy\": true",
+        "p.json:3: secondCopy" },
+      { "\"SrcIp\"", "\"SrcIP\"", "p.json:9: there is no qualifier \"SrcIP\"" },
+      { "\"id\": 2", "\"id\": 256", "p.json:10: group id 256" },
+      { "\"id\": 2", "\"id\": 0", "p.json:10: group 0 is there twice" },
+      { "\"group\": 2", "\"group\": 1", "p.json:17: there is no group 1" },
+      { "tcamAllocateAsChunk", "tcamAllocateUnbounded",
+        "p.json:15: an unbounded share has no size" },
+      { "tcamAllocateUnbounded", "tcamAllocateOnDemand", "p.json:17: this strategy needs a size" },
+      { "routerAclTcamGroup", "ipAclTcamGroup", "p.json:15: ipAclTcamGroup is there twice" },
+      { "routerAclTcamGroup", "ipAcl", "p.json:15: there is no assignment \"ipAcl\"" },
+      { "\"size\": 4 ", "\"size\": 4, \"noStatsPerEntry\": true ", "p.json:15: group 0 keeps" },
+      { "\"size\": 8", "\"size\": 131072", "p.json:15: entry ids" },
+  };
+  for ( const auto & c : cases ) {
+    if ( c.error.find( "entry ids" ) != std::string::npos ) {
+      // Group 2's ids begin at 131072; group 0 may reach up to them and not beyond.
+      const std::string bounded =
+          "\"strategy\": \"tcamAllocateOnDemand\", \"size\": 2, \"group\": 2,";
+      std::string text =
+          changed( "\"strategy\": \"tcamAllocateUnbounded\", \"group\": 2,", bounded );
+      EXPECT_EQ( errorOf( text ), "no error" );
+      text.replace( text.find( c.from ), c.from.size(), c.to );
+      EXPECT_EQ( errorOf( text ), "p.json:17: entry ids 131072 to 131073 overlap those of a" );
+      continue;
+    }
+    const std::string error = errorOf( changed( c.from, c.to ) );
+    EXPECT_EQ( error.substr( 0, c.error.size() ), c.error );
+  }
+}
+
+TEST( PlatformLoader, brokenTextsAreRefused ) {
+  EXPECT_EQ( errorOf( "" ), "p.json:1: not JSON: the text ends too early" );
+  EXPECT_EQ( errorOf( "[]" ), "p.json:1: a platform must be an object" );
+  EXPECT_EQ( errorOf( "{\n\"name\": 18446744073709551615\n}" ), "p.json:2: number out of range" );
+  EXPECT_EQ( errorOf( std::string( 100000, '[' ) ), "p.json:1: nested too deeply" );
+  // No prefix of a good text is a platform.
+  for ( size_t size = 0; size + 2 < good.size(); size += 7 )
+    EXPECT_EQ( errorOf( good.substr( 0, size ) ).substr( 0, 7 ), "p.json:" ) << size;
+  EXPECT_THROW( loadPlatform( "/nonexistent" ), InputError );
+  EXPECT_THROW( loadPlatform( "/" ), InputError );
+}
+
+TEST( PlatformLoader, builtInPlatforms ) {
+  EXPECT_EQ( builtInPlatforms(), ( std::vector< std::string >{ "small", "shared", "large" } ) );
+  for ( const std::string & name : builtInPlatforms() )
+    EXPECT_EQ( loadPlatform( name ).name, name );
+  const PlatformData large = loadPlatform( "large" );
+  EXPECT_EQ( large.chip.pipes, 4U );
+  EXPECT_TRUE( large.chip.secondCopy && large.chip.groupByPreselector );
+  EXPECT_EQ( PlatformModel( loadPlatform( "shared" ) ).numPipe(), 1U );
+}
+
+TEST( QualifierNames, everyNumberHasItsName ) {
+  EXPECT_EQ( qualifierNumber( "InPortsClass" ), U32( bcmFieldQualifyInPortsClass ) );
+  U32 named = 0;
+  for ( U32 number = 0; number <= bcmFieldQualifyCount; ++number ) {
+    const char * name = qualifierName( number );
+    if ( name == nullptr )
+      continue;
+    ++named;
+    EXPECT_EQ( qualifierNumber( name ), number );
+  }
+  EXPECT_EQ( named, 29U );
+  EXPECT_EQ( qualifierNumber( "Count" ), std::nullopt );
+}
+
+}  // namespace Platform
