@@ -1,0 +1,21 @@
+#include "agent/Example.h"
+
+#include "agent/ClassBenchReader.h"
+#include "agent/TraceReader.h"
+#include "platform/BuiltInText.h"
+
+namespace Agent {
+
+// Made by the build from the files in examples/, in this order.
+extern const std::span< const Platform::BuiltInText > exampleTexts;
+
+Acl exampleAcl() {
+  return parseClassBench( exampleTexts[ 0 ].name, "examples/campus-edge.acl",
+                          exampleTexts[ 0 ].text );
+}
+
+std::vector< PacketFields > exampleTrace() {
+  return parseTrace( "examples/campus-edge-packets.txt", exampleTexts[ 1 ].text );
+}
+
+}  // namespace Agent

@@ -1,0 +1,56 @@
+#include <nlohmann/json.hpp>
+
+#include "agent/RunReport.h"
+
+namespace Agent {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+Json aclJson( const AclReport & acl ) {
+  Json json = { { "name", acl.name },           { "file", acl.file },
+                { "rules", acl.rules.size() },  { "entries", acl.entries },
+                { "installed", acl.installed }, { "fits", !acl.shortage.has_value() },
+                { "binding", nullptr },         { "firstRuleThatDoesNotFit", nullptr } };
+  if ( acl.shortage ) {
+    const U32 rule = acl.shortage->rule;
+    json[ "binding" ] = resourceName( acl.shortage->resource );
+    json[ "firstRuleThatDoesNotFit" ] = { { "line", acl.rules[ rule ].line }, { "rule", rule } };
+  }
+  Json & uses = json[ "ruleUse" ] = Json::array();
+  for ( const RuleUse & use : acl.rules )
+    uses.push_back( { { "rule", use.rule },
+                      { "line", use.line },
+                      { "entries", use.entries },
+                      { "packets", use.packets },
+                      { "bytes", use.bytes } } );
+  return json;
+}
+
+}  // namespace
+
+std::string jsonReport( const RunReport & report ) {
+  Json json = { { "platform", report.platform }, { "unit", report.unit } };
+  Json & acls = json[ "acls" ] = Json::array();
+  for ( const AclReport & acl : report.acls )
+    acls.push_back( aclJson( acl ) );
+  json[ "packets" ] = { { "total", report.total },
+                        { "matched", report.matched },
+                        { "default", report.byDefault },
+                        { "mismatches", report.mismatches } };
+  Json & groups = json[ "groups" ] = Json::array();
+  for ( const GroupUse & use : report.groups )
+    groups.push_back( { { "group", use.group },
+                        { "pipe", use.pipe },
+                        { "copy", use.copy },
+                        { "used", use.used },
+                        { "free", use.free } } );
+  Json & calls = json[ "sdkCalls" ] = Json::object();
+  for ( const auto & [ operation, count ] : report.sdkCalls )
+    calls[ operation ] = count;
+  // Names come from the command line and need not be UTF-8.
+  return json.dump( 2, ' ', false, Json::error_handler_t::replace ) + "\n";
+}
+
+}  // namespace Agent

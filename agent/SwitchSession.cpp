@@ -1,0 +1,35 @@
+#include "agent/SwitchSession.h"
+
+namespace Agent {
+
+SwitchSession::SwitchSession( const Platform::PlatformData & platform )
+    : platform_( platform ), calls_( chip_ ) {
+  chip_.addUnit( unit, platform.chip );
+  calls_.keepRecords( false );
+  Shim::sdk_ = &calls_;
+  Morvane::platformIs( &platform_ );
+  groupManager_ = Kiv::make< Morvane::MorvaneTcamGroupManager >(
+      Kiv::Name( "tcamGroupManager" ),
+      Kiv::make< Morvane::MorvaneOvidUtBitmapDir >( Kiv::Name( "ovidUtBitmapDir" ) ), false );
+  groupManager_->numPipeIs( platform_.numPipe() );
+  groupManager_->modChipInfoIs( unit, platform.chipInfo );
+  groupManager_->initializedIs( true );
+}
+
+SwitchSession::~SwitchSession() {
+  groupManager_ = nullptr;
+  Morvane::platformIs( nullptr );
+  Shim::sdk_ = nullptr;
+}
+
+std::map< std::string, U64 > SwitchSession::sdkCalls() const {
+  std::map< std::string, U64 > counts;
+  for ( U32 op = 0; op < static_cast< U32 >( Shim::SdkOp::count ); ++op ) {
+    const auto operation = static_cast< Shim::SdkOp >( op );
+    if ( const U64 count = calls_.count( operation ); count != 0 )
+      counts[ Shim::sdkOpName( operation ) ] = count;
+  }
+  return counts;
+}
+
+}  // namespace Agent

@@ -1,0 +1,43 @@
+#include "agent/audit/Auditor.h"
+
+#include "agent/audit/UnitAudit.h"
+#include "kiv/Lock.h"
+
+namespace Audit {
+
+UnitAudit::UnitAudit( const Morvane::MorvaneTcamGroupManager & manager,
+                      const SoftAsic::SoftAsic & chip, U32 unit,
+                      std::vector< std::string > & differences )
+    : manager_( manager ), chip_( chip ), unit_( unit ), differences_( differences ) {
+  for ( SoftAsic::GroupView & group : chip.groups( unit ) )
+    groups_.emplace( group.id, std::move( group ) );
+  for ( SoftAsic::StatView & stat : chip.statistics( unit ) )
+    statistics_.emplace( stat.id, std::move( stat ) );
+}
+
+void UnitAudit::run() {
+  for ( auto it = manager_.entryManagerIterConst(); it; ++it )
+    auditManager( *it.member() );
+  for ( auto it = manager_.unboundedEntryManagerIterConst(); it; ++it )
+    auditManager( *it.member() );
+  auditForeignEntries();
+  auditForeignStats();
+  auditGroups();
+  auditPreselectors();
+}
+
+std::vector< std::string > audit( const Morvane::MorvaneTcamGroupManager & manager,
+                                  const SoftAsic::SoftAsic & chip ) {
+  std::vector< std::string > differences;
+  if ( !Kiv::ActivityUnlockAnchor::lock().held() )
+    differences.emplace_back( "the activity lock is not held" );
+  if ( chip.sdkLockHeld() )
+    differences.emplace_back( "the SDK lock is held" );
+  if ( const U64 calls = chip.lockViolations(); calls != 0 )
+    differences.push_back( fmt::format( "{} SDK calls were made without the SDK lock", calls ) );
+  for ( auto it = manager.modChipInfoIterConst(); it; ++it )
+    UnitAudit( manager, chip, it.key(), differences ).run();
+  return differences;
+}
+
+}  // namespace Audit

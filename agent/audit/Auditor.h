@@ -1,0 +1,28 @@
+// Compares what the managers believe with what the software ASIC holds.
+//
+// A test or an agent calls it after any operation; the answer is the list of differences, one line
+// each, empty when the books are right. It looks, for every unit of the group manager, at
+//   locks        the caller's activity lock held, the SDK lock free, no SDK call made without it
+//   groups       on the chip exactly while they have users; their users and entries counted right
+//   entries      every recorded one on every pipe and copy, with the same rule, priority and state,
+//                and nothing on the chip that no manager owns
+//   statistics   the same object on both sides, attached to its entry
+//   preselectors the recorded one of each group, used by that group alone
+//
+// It reads the managers' public attributes and the chip's inspection functions and changes nothing.
+//
+// Locks: called with the activity lock held; takes the SDK lock through the inspection functions.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "morvane/MorvaneTcamGroupManager.h"
+#include "softasic/SoftAsic.h"
+
+namespace Audit {
+
+std::vector< std::string > audit( const Morvane::MorvaneTcamGroupManager & manager,
+                                  const SoftAsic::SoftAsic & chip );
+
+}  // namespace Audit

@@ -1,0 +1,65 @@
+// The audit of one unit. Internal to audit/.
+#pragma once
+
+#include <fmt/core.h>
+
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "morvane/MorvaneTcamGroupManager.h"
+#include "softasic/SoftAsic.h"
+
+namespace Audit {
+
+using namespace Kiv::Integers;
+
+// One pass over a unit; `run` may be called once. Differences are added to the list given.
+class UnitAudit {
+ public:
+  UnitAudit( const Morvane::MorvaneTcamGroupManager & manager, const SoftAsic::SoftAsic & chip,
+             U32 unit, std::vector< std::string > & differences );
+  void run();
+
+ private:
+  using EntryManager = Morvane::MorvaneTcamEntryManager;
+  using Books = Morvane::UnitEntriesCreated;
+
+  // Entries (EntryAudit.cpp)
+  void auditManager( const EntryManager & owner );
+  void auditEntry( const EntryManager & owner, const Books & books, U32 entry );
+  void auditCopy( const EntryManager & owner, const Books & books, U32 entry,
+                  const Morvane::PipeCopy & at, const SoftAsic::EntryView & first );
+  void auditIdleEntry( const EntryManager & owner, U32 entry );
+  void auditStat( const Books & books, const SoftAsic::EntryView & onChip );
+  void auditRecords( const EntryManager & owner, const Books & books );
+  void auditForeignEntries();
+  void auditForeignStats();
+
+  // Groups (GroupAudit.cpp)
+  void auditGroups();
+  void auditCounts( U32 pipeGroup, const Morvane::GroupCounts & counts );
+  void auditPreselectors();
+  void auditPreselectorOf( const SoftAsic::GroupView & group );
+  S64 expectedReferences( U32 pipeGroup ) const;
+
+  template < class... A >
+  void report( fmt::format_string< A... > text, A &&... args ) {
+    differences_.push_back( fmt::format( "unit {}: ", unit_ ) +
+                            fmt::format( text, std::forward< A >( args )... ) );
+  }
+
+  const Morvane::MorvaneTcamGroupManager & manager_;
+  const SoftAsic::SoftAsic & chip_;
+  const U32 unit_;
+  std::vector< std::string > & differences_;
+
+  std::map< U32, SoftAsic::GroupView > groups_;     // on the chip
+  std::map< U32, SoftAsic::StatView > statistics_;  // on the chip
+  std::set< U32 > ownedEntries_;                    // pipe entry ids that some manager owns
+  std::set< U32 > ownedStats_;
+  std::map< U32, S64 > references_;  // by group id: what its managers hold
+};
+
+}  // namespace Audit

@@ -1,0 +1,101 @@
+// The auditor must see every kind of difference; otherwise its silence means nothing.
+#include <gmock/gmock.h>
+
+#include <functional>
+
+#include "shim/SdkCall.h"
+#include "tests/agent/TestSwitch.h"
+
+namespace Agent {
+
+namespace {
+
+using testing::Contains;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+constexpr U32 unit = SwitchSession::unit;
+constexpr U32 base = 1 << 16;  // first entry of group 1
+
+}  // namespace
+
+TEST( Auditor, seesEveryDifference ) {
+  // A second copy of the entry: pipe 1, copy 1.
+  const U32 other = Morvane::tcamId( base, 1, 1 );
+  const auto books = []( TestSwitch & sw ) {
+    return sw.session.groupManager()
+        .entryManager( Morvane::ipAclTcamGroup )
+        ->internalUnitEntry( unit );
+  };
+  const struct {
+    const char * difference;
+    std::function< void( TestSwitch & ) > spoil;
+  } cases[] = {
+      { "is not installed",
+        [ & ]( TestSwitch & ) { SDK_CHECKED( bcm_field_entry_remove( unit, other ) ); } },
+      { "is disabled",
+        [ & ]( TestSwitch & ) { SDK_CHECKED( bcm_field_entry_enable_set( unit, other, 0 ) ); } },
+      { "priority",
+        [ & ]( TestSwitch & ) { SDK_CHECKED( bcm_field_entry_prio_set( unit, other, 5 ) ); } },
+      { "another rule",
+        [ & ]( TestSwitch & ) {
+          SDK_CHECKED( bcm_field_qualify_SrcIp( unit, other, 9, 0xFF ) );
+          SDK_CHECKED( bcm_field_entry_install( unit, other ) );
+        } },
+      { "not wiped",
+        [ & ]( TestSwitch & ) { SDK_CHECKED( bcm_field_entry_install( unit, 2 << 16 ) ); } },
+      { "belongs to nobody",
+        [ & ]( TestSwitch & ) { SDK_CHECKED( bcm_field_entry_create_id( unit, 1, base + 9 ) ); } },
+      { "statistics 1 belong to entry 0x0",
+        [ & ]( TestSwitch & ) { SDK_CHECKED( bcm_field_entry_stat_detach( unit, base, 1 ) ); } },
+      { "belong to nobody",
+        [ & ]( TestSwitch & ) {
+          bcm_field_stat_id_t stat = 0;
+          const bcm_field_stat_t types[] = { bcmFieldStatPackets };
+          SDK_CHECKED( bcm_field_stat_create( unit, 1, 1, types, &stat ) );
+        } },
+      { "preselector",
+        [ & ]( TestSwitch & ) {
+          bcm_field_presel_t presel = 0;
+          SDK_CHECKED( bcm_field_presel_create( unit, &presel ) );
+        } },
+      { "group 0x3 is chosen without a preselector",
+        [ & ]( TestSwitch & ) {
+          bcm_field_group_config_t config = {};
+          config.flags = BCM_FIELD_GROUP_CREATE_WITH_ID;
+          config.group = 3;
+          config.qset.add( bcmFieldQualifySrcIp );
+          SDK_CHECKED( bcm_field_group_config_create( unit, &config ) );
+        } },
+      { "group 0x1 has a preselector",
+        [ & ]( TestSwitch & sw ) {
+          sw.session.groupManager().groupIdToPreselIdDel( { unit, 1 } );
+        } },
+      { "counted are",
+        [ & ]( TestSwitch & sw ) {
+          sw.session.groupManager().groupCounts( 1 )->unitAllocatedInc( unit, 1 );
+        } },
+      { "its managers hold",
+        [ & ]( TestSwitch & sw ) {
+          sw.session.groupManager().groupCounts( 1 )->unitRefCountInc( unit, 1 );
+        } },
+      { "is not on the chip", [ & ]( TestSwitch & sw ) { sw.session.chip().reset( unit ); } },
+      { "is left of entry",
+        [ & ]( TestSwitch & sw ) { books( sw )->entryStatsIs( base + 100, 1 ); } },
+      { "is recorded in group", [ & ]( TestSwitch & sw ) { books( sw )->groupIdIs( other, 2 ); } },
+      { "has no owner",
+        [ & ]( TestSwitch & sw ) { sw.session.groupManager().tcamManagerForEntryDel( base ); } },
+      { "without the SDK lock",
+        [ & ]( TestSwitch & sw ) { sw.session.chip().bcm_field_group_compress( unit, 1 ); } },
+  };
+  for ( const auto & c : cases ) {
+    TestSwitch sw( { 2, true, true } );
+    const Acl acl = plainAcl( 3 );
+    ASSERT_FALSE( sw.feature.addAcl( acl, compileAcl( acl ) ) );
+    ASSERT_THAT( sw.audit(), IsEmpty() );
+    c.spoil( sw );
+    EXPECT_THAT( sw.audit(), Contains( HasSubstr( c.difference ) ) );
+  }
+}
+
+}  // namespace Agent

@@ -1,0 +1,105 @@
+// The command itself: exit status and what goes where.
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+namespace {
+
+using testing::HasSubstr;
+using testing::MatchesRegex;
+
+struct Outcome {
+  int status = -1;
+  std::string out;
+  std::string error;
+};
+
+class Command : public testing::Test {
+ protected:
+  Command() : folder_( testing::TempDir() + "/morvane-tcam-" + std::to_string( getpid() ) ) {
+    std::filesystem::create_directories( folder_ );
+  }
+  ~Command() override { std::filesystem::remove_all( folder_ ); }
+
+  std::string write( const std::string & name, const std::string & text ) {
+    std::ofstream( folder_ + "/" + name ) << text;
+    return folder_ + "/" + name;
+  }
+  std::string read( const std::string & name ) {
+    std::ifstream in( folder_ + "/" + name );
+    return { std::istreambuf_iterator< char >( in ), {} };
+  }
+  Outcome run( const std::string & arguments ) {
+    const std::string line = std::string( MORVANE_TCAM ) + " " + arguments + " > " + folder_ +
+                             "/out 2> " + folder_ + "/error";
+    const int status = std::system( line.c_str() );
+    return { WIFEXITED( status ) ? WEXITSTATUS( status ) : -1, read( "out" ), read( "error" ) };
+  }
+
+  const std::string folder_;
+};
+
+}  // namespace
+
+TEST_F( Command, exampleRunsWithoutArguments ) {
+  const Outcome outcome = run( "" );
+  EXPECT_EQ( outcome.status, 0 ) << outcome.error;
+  EXPECT_THAT( outcome.out, HasSubstr( "campus-edge" ) );
+  EXPECT_THAT( outcome.out, HasSubstr( "Busiest rules" ) );
+  EXPECT_EQ( run( "run --platform shared --verify --show detail" ).status, 0 );
+  EXPECT_THAT( run( "platforms" ).out, HasSubstr( "large" ) );
+}
+
+TEST_F( Command, statusTellsWhatDoesNotFit ) {
+  std::string rules;
+  for ( int i = 0; i < 40; ++i )
+    rules += "@0.0.0." + std::to_string( i ) + "/32 0.0.0.0/0 1 : 65534 1 : 65534 0x11/0xFF\n";
+  const std::string acl = write( "wide", rules );
+  const Outcome outcome =
+      run( "run --platform small --acl big=" + acl + " --random 100 --verify --json" );
+  EXPECT_EQ( outcome.status, 1 );
+  const auto report = nlohmann::json::parse( outcome.out );
+  EXPECT_EQ( report[ "acls" ][ 0 ][ "name" ], "big" );
+  EXPECT_EQ( report[ "acls" ][ 0 ][ "installed" ], 0 );
+  EXPECT_EQ( report[ "acls" ][ 0 ][ "firstRuleThatDoesNotFit" ][ "rule" ], 5 );
+  EXPECT_EQ( report[ "packets" ][ "default" ], 100 );
+  EXPECT_EQ( report[ "packets" ][ "mismatches" ], 0 );
+}
+
+TEST_F( Command, unusableInputIsOneLineAndStatus2 ) {
+  const std::string good = write( "good", "@1.2.3.4/32 0.0.0.0/0 0 : 65535 0 : 65535 0x00/0x00\n" );
+  const std::string bad = write( "bad", "\n@1.2.3.4/32 0.0.0.0/0 0 : 65535 0 : 65535 0x00\n" );
+  const std::string words = write( "words", "access-list 1\n" );
+  const std::string platform = write( "platform.json", "{\n\n\"nam\": \"x\" }\n" );
+  const std::string usage = "morvane-tcam: [^\n]*\n";
+  const struct {
+    std::string arguments, error;
+  } cases[] = {
+      { "run --acl " + bad, bad + ":2: [^\n]*\n" },
+      { "run --acl " + good + " --acl " + words, words + ":1: [^\n]*\n" },
+      { "run --acl " + good + " --packets " + words, words + ":1: [^\n]*\n" },
+      { "run --acl /nonexistent/file", "/nonexistent/file:0: [^\n]*\n" },
+      { "run --acl " + folder_, folder_ + ":0: [^\n]*\n" },
+      { "run --platform " + platform, platform + ":1: [^\n]*\n" },
+      { "run --acl " + good + " --acl " + good, usage },
+      { "run --acl =" + good, usage },
+      { "run --ingress-port 48 --platform small", usage },
+      { "run --random -1", usage },
+      { "run --random 4294967295", usage },
+      { "run --default drop", usage },
+      { "run --format xml", usage },
+      { "run --ports checkers", usage },
+      { "run --acl", usage },
+      { "walk", usage },
+  };
+  for ( const auto & c : cases ) {
+    const Outcome outcome = run( c.arguments );
+    EXPECT_EQ( outcome.status, 2 ) << c.arguments;
+    EXPECT_EQ( outcome.out, "" ) << c.arguments;
+    EXPECT_THAT( outcome.error, MatchesRegex( c.error ) ) << c.arguments;
+  }
+}

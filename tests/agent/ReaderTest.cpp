@@ -1,0 +1,148 @@
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <set>
+
+#include "agent/AclCompiler.h"
+#include "agent/ClassBenchReader.h"
+#include "agent/Example.h"
+#include "agent/TraceReader.h"
+#include "platform/InputError.h"
+
+namespace Agent {
+
+namespace {
+
+template < class F >
+std::string errorOf( F && read ) {
+  try {
+    read();
+  } catch ( const Platform::InputError & error ) {
+    return error.what();
+  }
+  return "no error";
+}
+
+std::string aclError( const std::string & text ) {
+  return errorOf( [ & ] { parseClassBench( "a", "f", text ); } );
+}
+
+const std::string anyRule = "@0.0.0.0/0 0.0.0.0/0 0 : 65535 0 : 65535 0x00/0x00";
+
+}  // namespace
+
+TEST( ClassBenchReader, fieldsOfRules ) {
+  const Acl acl = parseClassBench(
+      "a", "f",
+      "@10.1.2.3/8\t192.168.0.1/32\t0 : 65535\t20 : 21\t0x06/0xFF\t0x12ff/0x1300\t\r\n"
+      "\n"
+      "@0.0.0.0/0 255.255.255.255/32 5 : 5 0 : 65535 0x01/0xFF 0x0304/0xFF00 0x0001/0x0000\n" +
+          anyRule );
+  ASSERT_EQ( acl.rules.size(), 3U );
+  const AclRule & tcp = acl.rules[ 0 ];
+  EXPECT_EQ( tcp.line, 1U );
+  EXPECT_EQ( tcp.text.back(), '0' );  // no trailing tab
+  EXPECT_EQ( tcp.source.address & tcp.source.mask(), 0x0A000000U );
+  EXPECT_EQ( tcp.destination.address, 0xC0A80001U );
+  EXPECT_EQ( tcp.destinationPorts, ( PortRange{ 20, 21 } ) );
+  EXPECT_TRUE( tcp.sourcePorts.any() );
+  EXPECT_EQ( tcp.tcpFlagsMask, 0x13 );
+  EXPECT_EQ( tcp.tcpFlags, 0x12 );
+  const AclRule & icmp = acl.rules[ 1 ];
+  EXPECT_EQ( icmp.line, 3U );
+  EXPECT_EQ( icmp.icmpTypeCode, 0x0300 );
+  EXPECT_EQ( icmp.icmpTypeCodeMask, 0xFF00 );
+  EXPECT_TRUE( acl.rules[ 2 ].anyProtocol );
+  EXPECT_EQ( acl.rules[ 2 ].source.mask(), 0U );
+}
+
+TEST( ClassBenchReader, refusesWhatItDoesNotUnderstand ) {
+  EXPECT_EQ( aclError( "" ), "f:0: there are no rules" );
+  const char * wrong[] = {
+      "0.0.0.0/0 0.0.0.0/0 0 : 65535 0 : 65535 0x00/0x00",
+      "@0.0.0.0/0 0.0.0.0/0 0 : 65535 0 : 65535",
+      "@0.0.0.0/33 0.0.0.0/0 0 : 65535 0 : 65535 0x00/0x00",
+      "@0.0.0.0 0.0.0.0/0 0 : 65535 0 : 65535 0x00/0x00",
+      "@0.0.0/0 0.0.0.0/0 0 : 65535 0 : 65535 0x00/0x00",
+      "@0.0.0.256/0 0.0.0.0/0 0 : 65535 0 : 65535 0x00/0x00",
+      "@0.0.0.0.0/0 0.0.0.0/0 0 : 65535 0 : 65535 0x00/0x00",
+      "@0.0.0.0/0/0 0.0.0.0/0 0 : 65535 0 : 65535 0x00/0x00",
+      "@0.0.0.0/0 0.0.0.0/0 2 : 1 0 : 65535 0x00/0x00",
+      "@0.0.0.0/0 0.0.0.0/0 0 - 65535 0 : 65535 0x00/0x00",
+      "@0.0.0.0/0 0.0.0.0/0 0 : 65536 0 : 65535 0x00/0x00",
+      "@0.0.0.0/0 0.0.0.0/0 -1 : 65535 0 : 65535 0x00/0x00",
+      "@0.0.0.0/0 0.0.0.0/0 0 : 4294967301 0 : 65535 0x00/0x00",
+      "@0.0.0.0/0 0.0.0.0/0 0 : 65535 0 : 65535 06/0xFF",
+      "@0.0.0.0/0 0.0.0.0/0 0 : 65535 0 : 65535 0x06/0x0F",
+      "@0.0.0.0/0 0.0.0.0/0 0 : 65535 0 : 65535 0x/0xFF",
+      "@0.0.0.0/0 0.0.0.0/0 0 : 65535 0 : 65535 0x06/0xFF 0x0001/0x0001",  // low byte of TCP
+      "@0.0.0.0/0 0.0.0.0/0 0 : 65535 0 : 65535 0x11/0xFF 0x0100/0x0100",  // UDP has none
+      "@0.0.0.0/0 0.0.0.0/0 0 : 65535 0 : 65535 0x06/0x00 0x0100/0x0100",  // any protocol
+      "@0.0.0.0/0 0.0.0.0/0 0 : 65535 0 : 65535 0x06/0xFF 0x0000/0x0000 0x0100/0x0100",
+  };
+  for ( const char * line : wrong )
+    EXPECT_EQ( aclError( anyRule + "\n\n" + line + "\n" ).substr( 0, 5 ), "f:3: " ) << line;
+  EXPECT_EQ( aclError( "@1.2.3.4/32 \x01\x7f/0 0" ).find_first_of( "\x01\x7f" ),
+             std::string::npos );
+}
+
+TEST( TraceReader, packetsAndErrors ) {
+  const auto packets =
+      parseTrace( "t", "1 4294967295 3 4 6\n\n1 2 3 4 17 -1 x\n16777217 2 0 0 1\t9\n" );
+  ASSERT_EQ( packets.size(), 3U );
+  EXPECT_EQ( packets[ 0 ].destinationIp, 0xFFFFFFFFU );
+  EXPECT_EQ( packets[ 0 ].tcpFlags, 0x10 );
+  EXPECT_EQ( packets[ 1 ].sourcePort, 3 );
+  EXPECT_EQ( packets[ 2 ].icmpTypeCode, 0x0800 );
+  for ( const char * line : { "1 2 3 4", "1 4294967296 3 4 6", "1 2 65536 4 6", "1 2 3 4 256",
+                              "1.1.1.1 2 3 4 6", "0x1 2 3 4 6" } )
+    EXPECT_EQ(
+        errorOf( [ & ] { parseTrace( "t", std::string( "1 2 3 4 6\n" ) + line ); } ).substr( 0, 5 ),
+        "t:2: " )
+        << line;
+}
+
+TEST( Example, isBuiltInWhole ) {
+  const Acl acl = exampleAcl();
+  EXPECT_GT( acl.rules.size(), 300U );
+  EXPECT_GE( exampleTrace().size(), 20U );
+}
+
+// Figures that are known of real sets: what a reader or compiler that slips would change.
+TEST( RealSets, figures ) {
+  const std::string folder = std::string( MORVANE_TEST_DATA ) + "/classbench/";
+  const struct {
+    const char * name;
+    size_t rules, ranged, entries, distinct, most;
+  } sets[] = { { "acl1_1k", 942, 103, 1307, 30, 15 },  { "acl4_1k", 990, 172, 1633, 20, 7 },
+               { "fw1_1k", 857, 82, 2737, 4, 36 },     { "fw4_1k", 847, 422, 4627, 6, 90 },
+               { "ipc1_1k", 974, 79, 1289, 6, 6 },     { "acl4_10k", 9591, 1601, 15689, 36, 11 },
+               { "fw4_10k", 8775, 4517, 53535, 7, 90 } };
+  if ( access( folder.c_str(), F_OK ) != 0 )
+    GTEST_SKIP() << "no rule sets in " << folder;
+  for ( const auto & set : sets ) {
+    const Acl acl = readAcl( set.name, folder + set.name, AclFormat::detect );
+    size_t ranged = 0;
+    size_t entries = 0;
+    size_t most = 0;
+    std::set< std::pair< bool, PortRange > > distinct;  // that take several prefixes, by field
+    for ( const AclRule & rule : acl.rules ) {
+      const size_t count = compileRule( rule ).size();
+      entries += count;
+      most = std::max( most, count );
+      ranged += count > 1 ? 1 : 0;
+      if ( expandPorts( rule.sourcePorts ).size() > 1 )
+        distinct.insert( { true, rule.sourcePorts } );
+      if ( expandPorts( rule.destinationPorts ).size() > 1 )
+        distinct.insert( { false, rule.destinationPorts } );
+    }
+    EXPECT_EQ( acl.rules.size(), set.rules ) << set.name;
+    EXPECT_EQ( ranged, set.ranged ) << set.name;
+    EXPECT_EQ( entries, set.entries ) << set.name;
+    EXPECT_EQ( distinct.size(), set.distinct ) << set.name;
+    EXPECT_EQ( most, set.most ) << set.name;
+  }
+}
+
+}  // namespace Agent

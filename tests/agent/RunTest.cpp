@@ -1,0 +1,103 @@
+// The main job, and its report.
+#include "agent/Run.h"
+
+#include <gmock/gmock.h>
+
+#include <nlohmann/json.hpp>
+
+#include "agent/ClassBenchReader.h"
+#include "tests/agent/TestSwitch.h"
+
+namespace Agent {
+
+namespace {
+
+using nlohmann::json;
+using testing::HasSubstr;
+
+// Two access lists on a chip where only the first one fits.
+RunInput input() {
+  RunInput input;
+  input.platform = testPlatform( { 2, true, true } );
+  input.acls = { parseClassBench( "web", "web.acl",
+                                  "@1.0.0.0/8 0.0.0.0/0 0 : 65535 80 : 81 0x06/0xFF\n"
+                                  "@1.0.0.0/8 0.0.0.0/0 0 : 65535 1024 : 65535 0x06/0xFF\n"
+                                  "@2.0.0.0/8 0.0.0.0/0 0 : 65535 7 : 7 0x11/0xFF\n" ),
+                 parseClassBench( "big", "big.acl",
+                                  "\n@3.0.0.0/8 0.0.0.0/0 0 : 65535 5 : 5 0x06/0xFF\n"
+                                  "@3.0.0.0/8 0.0.0.0/0 1 : 65534 1 : 65534 0x06/0xFF\n" ) };
+  const PacketFields web = { 0x01000001, 5, protocolTcp, 1000, 81, 0, 0 };
+  input.packets = { web,
+                    web,
+                    { 0x01000001, 5, protocolTcp, 1000, 8080, 0, 0 },
+                    { 0x03000001, 5, protocolTcp, 1000, 5, 0, 0 } };
+  input.ingressPort = 13;  // pipe 1, copy 1
+  input.denyByDefault = true;
+  input.verify = true;
+  return input;
+}
+
+RunReport runLocked( const RunInput & input ) {
+  const Kiv::LockGuard activity( Kiv::ActivityUnlockAnchor::lock() );
+  return run( input );
+}
+
+}  // namespace
+
+TEST( Run, jsonReport ) {
+  const RunReport report = runLocked( input() );
+  EXPECT_FALSE( report.allWell() );
+  EXPECT_TRUE( report.differences.empty() );
+  json object = json::parse( jsonReport( report ) );
+  EXPECT_GT( object[ "sdkCalls" ][ "bcm_field_entry_create_id" ], 4U * 8 );
+  object.erase( "sdkCalls" );
+  json groups = object[ "groups" ];
+  object.erase( "groups" );
+  EXPECT_EQ( object, json::parse( R"({ "platform": "test", "unit": 0, "acls": [
+      { "name": "web", "file": "web.acl", "rules": 3, "entries": 8, "installed": 8, "fits": true,
+        "binding": null, "firstRuleThatDoesNotFit": null, "ruleUse": [
+          { "rule": 0, "line": 1, "entries": 1, "packets": 2, "bytes": 120 },
+          { "rule": 1, "line": 2, "entries": 6, "packets": 1, "bytes": 60 },
+          { "rule": 2, "line": 3, "entries": 1, "packets": 0, "bytes": 0 } ] },
+      { "name": "big", "file": "big.acl", "rules": 2, "entries": 901, "installed": 0, "fits": false,
+        "binding": "slices", "firstRuleThatDoesNotFit": { "line": 3, "rule": 1 }, "ruleUse": [
+          { "rule": 0, "line": 2, "entries": 1, "packets": 0, "bytes": 0 },
+          { "rule": 1, "line": 3, "entries": 900, "packets": 0, "bytes": 0 } ] } ],
+      "packets": { "total": 4, "matched": 3, "default": 1, "mismatches": 0 } })" ) );
+  ASSERT_EQ( groups.size(), 8U );
+  // Nine entries with the implicit deny, in one slice of 32; one of the four slices is the other
+  // group's.
+  EXPECT_EQ( groups[ 3 ], json::parse( R"({ "group": 1, "pipe": 1, "copy": 1, "used": 9,
+                                            "free": 87 })" ) );
+}
+
+TEST( Run, textReport ) {
+  const RunReport report = runLocked( input() );
+  const std::string text = textReport( report, false );
+  EXPECT_THAT( text, HasSubstr( "no: slices ran out at rule 1 (line 3); rolled back" ) );
+  EXPECT_THAT( text, HasSubstr( "implicit deny: 1 entry" ) );
+  EXPECT_THAT( text, HasSubstr( "Packets at port 13: 4, of which 3 matched a rule and 1 met" ) );
+  EXPECT_THAT( text, HasSubstr( "web: 1 of 3\n    2\n" ) );
+  EXPECT_THAT( text, HasSubstr( "books and chip agree" ) );
+  // The busiest first; rules without packets only in the detailed form.
+  EXPECT_LT( text.find( ": 81 " ), text.find( "1024 : 65535" ) );
+  EXPECT_EQ( text.find( "7 : 7" ), std::string::npos );
+  EXPECT_THAT( textReport( report, true ), HasSubstr( "7 : 7" ) );
+}
+
+TEST( Run, wrongPacketsAreReported ) {
+  RunReport report;
+  EXPECT_TRUE( report.allWell() );
+  report.verified = true;
+  report.mismatches = 2;
+  report.differences = { "port 3: x" };
+  EXPECT_FALSE( report.allWell() );
+  EXPECT_THAT( textReport( report, false ), HasSubstr( "2 packets differ from the rules" ) );
+  // A rule list that the chip was not given: verification must notice.
+  TestSwitch sw( {} );
+  const Acl acl = input().acls[ 0 ];
+  const PacketFields packet = { 0x01000001, 5, protocolTcp, 1000, 81, 0, 0 };
+  EXPECT_NE( sw.replay.send( packet, 0 ), expectedFate( { { &acl }, false }, packet ) );
+}
+
+}  // namespace Agent
