@@ -1,0 +1,116 @@
+// A switch whose SDK returns at once, so that what is measured is the library and the lock
+// protocol.
+//
+// The switch has one group with one bounded user. EntryCycle runs the library's cycle on one entry,
+// DirectCycle makes the same SDK calls through the same protocol and keeps no books.
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "kiv/Ptr.h"
+#include "morvane/MorvaneTcamGroupManager.h"
+#include "shim/SdkShim.h"
+
+namespace Bench {
+
+using namespace Kiv::Integers;
+
+// Every operation succeeds and does nothing but count; what must give an id gives the next one.
+class NullSdk : public Shim::SdkShim {
+ public:
+  explicit NullSdk( bool secondCopy ) : secondCopy_( secondCopy ) {}
+
+  void sdkLock() override KIV_NO_THREAD_SAFETY_ANALYSIS { mutex_.lock(); }
+  void sdkUnlock() override KIV_NO_THREAD_SAFETY_ANALYSIS { mutex_.unlock(); }
+  const char * sdkErrorText( int ) const override { return "none"; }
+
+#define SDK_OP( name, params, args )                                 \
+  int name( [[maybe_unused]] U32 unit SDK_UNPACK params ) override { \
+    return answer args;                                              \
+  }
+#define SDK_QUERY( name )                                          \
+  bool name( U32 ) const override {                                \
+    return Shim::SdkQuery::name == secondCopyQuery && secondCopy_; \
+  }
+#include "shim/SdkOperations.inc"
+
+  U64 calls() const {
+    return calls_;
+  }
+
+ private:
+  static constexpr Shim::SdkQuery secondCopyQuery = Shim::SdkQuery::kelmor_field_second_copy;
+
+  template < class... Args >
+  int answer( const Args &... args ) {
+    ++calls_;
+    ( fill( args ), ... );
+    return 0;
+  }
+  template < class T >
+  void fill( const T & ) {}
+  void fill( bcm_field_group_status_s * status ) {
+    *status = { 0, 0x7FFFFFFE, 1 << 24, 1 << 24, 0 };
+  }
+  void fill( U32 * id ) {
+    *id = ++lastId_;
+  }
+
+  std::mutex mutex_;
+  bool secondCopy_;
+  U32 lastId_ = 0;
+  U64 calls_ = 0;
+};
+
+// A started group manager with `live` entries handed out and installed.
+class BenchSwitch {
+ public:
+  BenchSwitch( U32 pipes, U32 copies, U32 live );
+  ~BenchSwitch();
+
+  // Release, get, install, set the priority, remove, on the next entry in turn.
+  void libraryCycle();
+  // The SDK calls of libraryCycle, in the same order.
+  void directCycle();
+
+  U64 sdkCalls() const { return sdk_.calls(); }
+  Morvane::MorvaneTcamEntryManager & manager() { return *manager_; }
+  // One operation on the next entry, with the entry brought into the state that it needs.
+  U32 nextEntry();
+  void get( U32 entry );
+
+  // Heap bytes for each live entry, measured while they were handed out.
+  double bytesPerEntry() const { return bytesPerEntry_; }
+  // Heap allocations for each live entry, likewise.
+  double allocationsPerEntry() const { return allocationsPerEntry_; }
+
+ private:
+  struct Tables;
+
+  NullSdk sdk_;
+  std::unique_ptr< Tables > tables_;
+  Kiv::Ptr< Morvane::MorvaneTcamGroupManager > groups_;
+  Kiv::Ptr< Morvane::MorvaneBoundedTcamEntryManager > manager_;
+  std::vector< Morvane::PipeCopy > copies_;  // the direct calls know them
+  Kiv::String8 desc_;
+  U32 live_;
+  U32 turn_ = 0;
+  double bytesPerEntry_ = 0;
+  double allocationsPerEntry_ = 0;
+};
+
+// Exists during all measurements, so that the C library does not take its single-thread short cuts.
+class SecondThread {
+ public:
+  SecondThread();
+  ~SecondThread();
+
+ private:
+  std::mutex stop_;
+  std::thread thread_;
+};
+
+}  // namespace Bench

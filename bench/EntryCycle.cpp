@@ -1,0 +1,109 @@
+// The entry cycle (release, getEntry, install, setPriority, remove) against the same SDK calls made
+// directly, in alternating batches of one run, so that the ratio does not depend on the machine.
+
+#include <benchmark/benchmark.h>
+
+#include <chrono>
+
+#include "bench/BenchSwitch.h"
+#include "bench/HeapCount.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int batch = 200;
+
+template < class Work >
+double nanoseconds( Work work ) {
+  const Clock::time_point start = Clock::now();
+  for ( int i = 0; i < batch; ++i )
+    work();
+  return std::chrono::duration< double, std::nano >( Clock::now() - start ).count() / batch;
+}
+
+// Arguments: live entries, pipes, copies.
+void entryCycle( benchmark::State & state ) {
+  Bench::BenchSwitch bench( static_cast< Kiv::U32 >( state.range( 1 ) ),
+                            static_cast< Kiv::U32 >( state.range( 2 ) ),
+                            static_cast< Kiv::U32 >( state.range( 0 ) ) );
+  // Every entry once, so that all of them are removed, as the cycle leaves them.
+  for ( int64_t i = 0; i < state.range( 0 ); ++i )
+    bench.libraryCycle();
+  const Kiv::U64 callsBefore = bench.sdkCalls();
+  bench.libraryCycle();
+  const Kiv::U64 libraryCalls = bench.sdkCalls() - callsBefore;
+  bench.directCycle();
+  const Kiv::U64 directCalls = bench.sdkCalls() - callsBefore - libraryCalls;
+
+  double library = 0, direct = 0;
+  for ( auto _ : state ) {
+    const double cycle = nanoseconds( [ & ] { bench.libraryCycle(); } );
+    library += cycle;
+    direct += nanoseconds( [ & ] { bench.directCycle(); } );
+    state.SetIterationTime( cycle * 1e-9 );
+  }
+  const double rounds = static_cast< double >( state.iterations() );
+  state.counters[ "library_ns" ] = library / rounds;
+  state.counters[ "direct_ns" ] = direct / rounds;
+  state.counters[ "ratio" ] = library / direct;
+  state.counters[ "sdk_calls" ] = static_cast< double >( libraryCalls );
+  state.counters[ "direct_calls" ] = static_cast< double >( directCalls );
+  state.counters[ "bytes_per_entry" ] = bench.bytesPerEntry();
+  state.counters[ "get_allocs" ] = bench.allocationsPerEntry();
+}
+
+// Heap allocations of one operation on a live entry.
+void allocations( benchmark::State & state ) {
+  Bench::BenchSwitch bench( static_cast< Kiv::U32 >( state.range( 1 ) ),
+                            static_cast< Kiv::U32 >( state.range( 2 ) ),
+                            static_cast< Kiv::U32 >( state.range( 0 ) ) );
+  Morvane::MorvaneTcamEntryManager & manager = bench.manager();
+  const auto counted = []( auto && work ) {
+    const std::uint64_t before = Bench::heapUse().allocations;
+    work();
+    return static_cast< double >( Bench::heapUse().allocations - before );
+  };
+  double get = 0, install = 0, priority = 0, remove = 0;
+  for ( auto _ : state ) {
+    const Kiv::U32 entry = bench.nextEntry();
+    manager.releaseEntry( 0, entry );
+    get = std::max( get, counted( [ & ] { bench.get( entry ); } ) );
+    install += counted( [ & ] { manager.installEntry( 0, entry ); } );
+    priority += counted( [ & ] { manager.setPriorityForEntry( 0, entry, 1000 ); } );
+    remove += counted( [ & ] { manager.removeEntry( 0, entry ); } );
+  }
+  state.counters[ "get_most" ] = get;
+  state.counters[ "install" ] = install;
+  state.counters[ "priority" ] = priority;
+  state.counters[ "remove" ] = remove;
+}
+
+void sizes( benchmark::internal::Benchmark * bench ) {
+  for ( const int64_t live : { 128, 1000, 10000, 100000 } ) {
+    bench->Args( { live, 1, 1 } );
+    bench->Args( { live, 4, 2 } );
+  }
+}
+
+BENCHMARK( entryCycle )
+    ->Apply( sizes )
+    ->ArgNames( { "live", "pipes", "copies" } )
+    ->UseManualTime()
+    ->Iterations( 200 );
+BENCHMARK( allocations )
+    ->Args( { 1000, 1, 1 } )
+    ->Args( { 1000, 4, 2 } )
+    ->ArgNames( { "live", "pipes", "copies" } )
+    ->Iterations( 2000 );
+
+}  // namespace
+
+int main( int argc, char ** argv ) {
+  const Bench::SecondThread other;
+  benchmark::Initialize( &argc, argv );
+  if ( benchmark::ReportUnrecognizedArguments( argc, argv ) )
+    return 2;
+  benchmark::RunSpecifiedBenchmarks();
+  return 0;
+}
