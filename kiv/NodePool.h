@@ -32,8 +32,8 @@ class NodePool {
   static_assert( std::is_nothrow_move_constructible_v< Node > );
 
  public:
-  Node & operator[]( U32 index ) { return slot( index ).node(); }
-  const Node & operator[]( U32 index ) const { return slot( index ).node(); }
+  [[gnu::always_inline]] Node & operator[]( U32 index ) { return slot( index ).node(); }
+  [[gnu::always_inline]] const Node & operator[]( U32 index ) const { return slot( index ).node(); }
 
   // Throws std::bad_alloc, nothing changed then.
   U32 create( Node && node ) {

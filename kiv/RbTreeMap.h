@@ -45,16 +45,19 @@ class RbTreeMap {
 
   // Inserts unless the key is present: the member with this key, and whether it is new.
   std::pair< V *, bool > insert( const K & key, V value ) {
+    // Down to a leaf without a branch on the comparison, which no processor could predict; the
+    // last node that was not below the key is the only one that can have it.
     U32 parent = noNode;
     U32 side = rbLeft;
+    U32 notBelow = noNode;
     for ( U32 node = table_.tree.root(); node != noNode; ) {
       const Node & current = table_.nodes[ node ];
       side = current.key < key ? rbRight : rbLeft;
-      if ( side == rbLeft && !( key < current.key ) ) {
-        return { valueOrNull( node ), false };
-      }
+      notBelow = side == rbLeft ? node : notBelow;
       parent = std::exchange( node, current.links.child[ side ] );
     }
+    if ( notBelow != noNode && !( key < table_.nodes[ notBelow ].key ) )
+      return { valueOrNull( notBelow ), false };
     U32 node = table_.nodes.create( Node{ {}, key, std::move( value ) } );
     table_.tree.insert( table_.nodes, node, parent, side );
     ++table_.size;
@@ -109,18 +112,14 @@ class RbTreeMap {
   V * valueOrNull( U32 node ) { return node == noNode ? nullptr : &table_.nodes[ node ].value; }
 
   U32 findNode( const K & key ) const {
-    U32 node = table_.tree.root();
-    while ( node != noNode ) {
+    U32 notBelow = noNode;
+    for ( U32 node = table_.tree.root(); node != noNode; ) {
       const Node & current = table_.nodes[ node ];
-      if ( current.key < key ) {
-        node = current.links.child[ rbRight ];
-      } else if ( key < current.key ) {
-        node = current.links.child[ rbLeft ];
-      } else {
-        break;
-      }
+      const U32 side = current.key < key ? rbRight : rbLeft;
+      notBelow = side == rbLeft ? node : notBelow;
+      node = current.links.child[ side ];
     }
-    return node;
+    return notBelow != noNode && !( key < table_.nodes[ notBelow ].key ) ? notBelow : noNode;
   }
 
   // The first node with a key above this one.
