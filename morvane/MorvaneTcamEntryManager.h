@@ -18,6 +18,7 @@
 // every SDK call.
 #pragma once
 
+#include <array>
 #include <optional>
 
 #include "kiv/Attribute.h"
@@ -27,6 +28,7 @@
 #include "kiv/Ptr.h"
 #include "kiv/RbTreeMap.h"
 #include "kiv/String8.h"
+#include "morvane/GroupCounts.h"
 #include "morvane/GroupShape.h"
 #include "morvane/StatTypes.h"
 #include "morvane/TcamGroupAssignment.h"
@@ -36,7 +38,6 @@
 
 namespace Morvane {
 
-class GroupCounts;
 class MorvaneTcamGroupManager;
 struct StatTypesList;
 
@@ -68,8 +69,20 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   KIV_CONST( U32, endEntry, EndEntry );    // one past the last entry id of the range
   KIV_CONST( TcamAllocationStrategy, strategy, Strategy );
 
-  // By unit: no further entry can be had.
-  KIV_VALUES( Kiv::RbTreeMap, U32, bool, exhausted, Exhausted );
+  // By unit: no further entry can be had. Written by hand, because the group manager counts the
+  // marks, so that handing out an entry need not look at every manager while there is none.
+  using ExhaustedIter = Kiv::Values< Kiv::RbTreeMap, U32, bool >::Iter;
+  bool exhausted( U32 unit ) const { return exhausted_.get( unit ); }
+  virtual void exhaustedIs( U32 unit, bool value );
+  virtual bool exhaustedDel( U32 unit );
+  bool exhaustedDel( ExhaustedIter & iter ) { return exhaustedDel( U32( iter.key() ) ); }
+  virtual void exhaustedDelAll();
+  ExhaustedIter exhaustedIter() const { return exhausted_.iter(); }
+  ExhaustedIter exhaustedIterConst() const { return exhausted_.iter(); }
+  ExhaustedIter exhaustedIteratorConst() const { return exhausted_.iter(); }
+  U32 exhaustedSize() const { return exhausted_.size(); }
+  bool exhaustedHas( U32 unit ) const { return exhausted_.has( unit ); }
+  virtual void exhaustedNotify( U32 unit );
   // By unit: the entries handed out.
   KIV_MEMBERS( Kiv::RbTreeMap, U32, UnitEntriesCreated, internalUnitEntry, InternalUnitEntry );
   // Highest priority that the group allows; 0 until it is read from hardware.
@@ -191,9 +204,14 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
  private:
   friend class EntryAllocation;
 
+  Kiv::Values< Kiv::RbTreeMap, U32, bool > exhausted_{
+      this, "exhausted", []( auto & self, U32 unit ) { self.exhaustedNotify( unit ); } };
+
   Kiv::ValidPtr< UnitEntriesCreated > unitEntries( U32 unit ) const;
   PipeCopies copies( U32 unit );
+  GroupCounts & countsOf( const PipeCopy & at );
   bool holdsRange() const;
+  bool isTaken( const UnitEntriesCreated & entries, U32 entry ) const;
 
   U32 allocateEntry( U32 unit, U32 entry, const Kiv::String8 & desc,
                      const Kiv::Ptr< StatTypes > & statTypes );
@@ -223,8 +241,12 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   void removeStats( U32 unit, UnitEntriesCreated & entries, U32 entryId );
   U32 statsIdOf( U32 unit, U32 pipeEntry ) const;
 
-  // The walk of the unit used last, kept for the next one.
+  // The walk and the record of the unit used last, kept for the next operation.
   std::optional< PipeCopies > walk_;
+  // The counter records of the group's copies, likewise.
+  std::array< Kiv::Ptr< GroupCounts >, 8 > counts_;
+  mutable Kiv::Ptr< UnitEntriesCreated > lastEntries_;
+  mutable U32 lastUnit_ = 0;
 };
 
 // A user with a range of entry ids; the caller chooses the id, and with it the order of matching.

@@ -233,6 +233,10 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   // Traces free and total entries of a pipe group; no SDK call while the trace is off.
   void traceGroupStatus( U32 unit, U32 pipeGroupId ) const;
 
+  // Marks of exhaustion over all entry managers and units; kept by the entry managers.
+  U32 exhaustedMarks() const { return exhaustedMarks_; }
+  void exhaustedMarksInc( S32 delta ) { exhaustedMarks_ += static_cast< U32 >( delta ); }
+
   // --- Seams of what is built elsewhere --------------------------------------------------------
 
   // Flow-programming groups.
@@ -257,6 +261,7 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   Kiv::Scalar< bool > initialized_{ this, "initialized", false };
   Kiv::Ptr< const MorvaneOvidUtBitmapDir > ovidUtBitmapDir_;
   bool singleView_;
+  U32 exhaustedMarks_ = 0;
 };
 
 }  // namespace Morvane

@@ -55,6 +55,12 @@ U32 MorvaneTcamEntryManager::getEntryBase( U32 unit, U32 entry, const Kiv::Strin
   }
 }
 
+// Every member of entryCreated but the placeholder has an installation mark, which is found faster.
+bool MorvaneTcamEntryManager::isTaken( const UnitEntriesCreated & entries, U32 entry ) const {
+  return entries.entryInstalledHas( entry ) ||
+         ( entry == anyEntry && entries.entryCreatedHas( entry ) );
+}
+
 U32 MorvaneTcamEntryManager::allocateEntry( U32 unit, U32 entry, const Kiv::String8 & desc,
                                             const Kiv::Ptr< StatTypes > & statTypes ) {
   const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
@@ -65,12 +71,17 @@ U32 MorvaneTcamEntryManager::allocateEntry( U32 unit, U32 entry, const Kiv::Stri
       giveBackIfIdle( unit );
       return 0;
     }
-  } else if ( strategy() != tcamAllocateUnbounded && !entries->entryCreated( entry ).empty() ) {
+  } else if ( strategy() != tcamAllocateUnbounded && isTaken( *entries, entry ) ) {
     return 0;
   }
   const U32 id = EntryAllocation( *this, unit, entry, desc, statTypes ).run();
-  if ( id == 0 )
+  if ( id == 0 ) {
+    // Giving back what was taken makes room again; the refusal stands all the same.
+    const bool refused = exhausted( unit );
     giveBackIfIdle( unit );
+    if ( refused && !exhausted( unit ) )
+      setExhausted( unit, true, false );
+  }
   return id;
 }
 
@@ -155,7 +166,7 @@ int EntryAllocation::createCopy( const PipeCopy & at ) {
   }
   if ( rc >= 0 ) {
     FP_COMMAND() << "fp entry create " << groupId << " " << entryId;
-    Kiv::ValidPtr< GroupCounts >( groups().groupCounts( groupId ) )->unitAllocatedInc( unit, 1 );
+    manager_.countsOf( at ).unitAllocatedInc( unit, 1 );
   }
   MORVANE_TRACE( traceEntry ) << "Unit: " << unit << " getEntryBase"
                               << " Entry created with entryId: 0x" << Snaptrace::hex( entryId )
@@ -188,7 +199,9 @@ void EntryAllocation::record() {
 }
 
 bool EntryAllocation::attachStats() {
-  const StatTypesList list( statTypes_ ? *statTypes_ : *defaultStatTypes() );
+  static const StatTypesList usual( *defaultStatTypes() );
+  const bool isUsual = !statTypes_ || statTypes_.rawPtr_ == defaultStatTypes().ptr().rawPtr_;
+  const StatTypesList list = isUsual ? usual : StatTypesList( *statTypes_ );
   for ( const PipeCopy c : manager_.copies( unit_ ) )
     if ( manager_.installStats( unit_, *entries_, c.pipeGroup, c.entryId( entry_ ), list ) == 0 )
       return false;

@@ -17,10 +17,8 @@ inline constexpr U32 allCopies = 0xFFFFFFFF;
 // Tells whether a pipe group's count of entries fell below a multiple of the slice size.
 class SliceWatch {
  public:
-  SliceWatch( MorvaneTcamGroupManager & manager, U32 unit, U32 pipeGroup )
-      : counts_( manager.groupCounts( pipeGroup ) ),
-        unit_( unit ),
-        before_( counts_->unitAllocated( unit ) ) {}
+  SliceWatch( GroupCounts & counts, U32 unit )
+      : counts_( &counts ), unit_( unit ), before_( counts.unitAllocated( unit ) ) {}
 
   GroupCounts & counts() const { return *counts_; }
   bool freed() const {
@@ -28,7 +26,7 @@ class SliceWatch {
   }
 
  private:
-  Kiv::ValidPtr< GroupCounts > counts_;
+  Kiv::Ptr< GroupCounts > counts_;
   U32 unit_;
   U32 before_;
 };

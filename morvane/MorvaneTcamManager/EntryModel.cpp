@@ -103,15 +103,29 @@ void MorvaneTcamEntryManager::handleInitialized() {
 }
 
 Kiv::ValidPtr< UnitEntriesCreated > MorvaneTcamEntryManager::unitEntries( U32 unit ) const {
-  const Kiv::Ptr< UnitEntriesCreated > entries = internalUnitEntry( unit );
-  KIV_ASSERT( entries );
-  return entries;
+  // A record that was taken out of the collection has no parent any more.
+  if ( lastUnit_ != unit || !lastEntries_ || lastEntries_->parent() != this ) {
+    const Kiv::Ptr< UnitEntriesCreated > entries = internalUnitEntry( unit );
+    KIV_ASSERT( entries );
+    lastEntries_ = entries;
+    lastUnit_ = unit;
+  }
+  return Kiv::ValidPtr< UnitEntriesCreated >( lastEntries_ );
 }
 
 PipeCopies MorvaneTcamEntryManager::copies( U32 unit ) {
   if ( !walk_ || walk_->unit() != unit )
     walk_ = groupManager()->pipeCopies( unit, group() );
   return *walk_;
+}
+
+GroupCounts & MorvaneTcamEntryManager::countsOf( const PipeCopy & at ) {
+  Kiv::Ptr< GroupCounts > & counts = counts_[ at.pipe * 2 + at.copy ];
+  // A record that was taken out of the collection has no parent any more.
+  if ( !counts || counts->parent() == nullptr )
+    counts = groupManager()->groupCounts( at.pipeGroup );
+  KIV_ASSERT( counts );
+  return *counts;
 }
 
 bool MorvaneTcamEntryManager::holdsRange() const {
@@ -226,7 +240,27 @@ U32 MorvaneTcamEntryManager::defaultPrio( U32 entry ) const {
 
 // --- Exhaustion ------------------------------------------------------------------------------
 
+void MorvaneTcamEntryManager::exhaustedIs( U32 unit, bool value ) {
+  groupManager()->exhaustedMarksInc( S32( value ) - S32( exhausted( unit ) ) );
+  exhausted_.set( unit, value );
+}
+
+bool MorvaneTcamEntryManager::exhaustedDel( U32 unit ) {
+  groupManager()->exhaustedMarksInc( -S32( exhausted( unit ) ) );
+  return exhausted_.del( unit );
+}
+
+void MorvaneTcamEntryManager::exhaustedDelAll() {
+  exhausted_.forEachKey( [ this ]( U32 unit ) { exhaustedDel( unit ); } );
+}
+
+void MorvaneTcamEntryManager::exhaustedNotify( U32 unit ) {
+  notify( "exhausted", &Notifiee::onExhausted, unit );
+}
+
 void MorvaneTcamEntryManager::setExhausted( U32 unit, bool exhausted, bool sliceFreed ) {
+  if ( !exhausted && !sliceFreed && groupManager()->exhaustedMarks() == 0 )
+    return;
   exhaustedIs( unit, exhausted );
   for ( auto it = groupManager()->entryManagerIterConst(); it; ++it )
     it.member()->setExhaustedForManager( unit, exhausted, group(), sliceFreed );

@@ -60,15 +60,17 @@ int MorvaneTcamEntryManager::removeEntry( U32 unit, U32 entry ) {
 void MorvaneTcamEntryManager::enableEntry( U32 unit, U32 entry, bool enable, int toleratedRc ) {
   if ( groupManager()->singleView() )
     KIV_ASSERT( groupManager()->tcamManagerForEntry( entry ).rawPtr_ == this );
+  const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
+  bool refused = false;
   for ( const PipeCopy c : copies( unit ) ) {
     const U32 tcamEntryId = c.entryId( entry );
-    SDK_TOLERATED( toleratedRc, bcm_field_entry_enable_set( unit, tcamEntryId, enable ) );
+    if ( SDK_TOLERATED( toleratedRc, bcm_field_entry_enable_set( unit, tcamEntryId, enable ) ) < 0 )
+      refused = true;
+    else if ( !enable )
+      entries->entryDisabledIs( entry, true );
   }
-  const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
-  if ( enable )
+  if ( enable && !refused )
     entries->entryDisabledDel( entry );
-  else
-    entries->entryDisabledIs( entry, true );
 }
 
 int MorvaneTcamEntryManager::setPriorityForEntry( U32 unit, U32 entry, U32 priority ) {

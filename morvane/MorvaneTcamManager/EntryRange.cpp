@@ -72,7 +72,7 @@ void MorvaneTcamEntryManager::createRangeEntryCopies( U32 unit, U32 entry, U32 &
     SDK_CHECKED( bcm_field_entry_create_id( unit, groupId, entryId ) );
     FP_COMMAND() << "fp entry create " << groupId << " " << entryId;
     ++created;
-    groupManager()->groupCountsIs( groupId )->unitAllocatedInc( unit, 1 );
+    countsOf( c ).unitAllocatedInc( unit, 1 );
     if ( severalPipes )
       SDK_CHECKED( bcm_field_entry_prio_set( unit, entryId, defaultPrio( entry ) ) );
   }
@@ -89,7 +89,7 @@ void MorvaneTcamEntryManager::deallocateAllEntries( U32 unit ) {
   const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
   bool sliceFreed = false;
   for ( const PipeCopy c : copies( unit ) ) {
-    const SliceWatch watch( *groupManager(), unit, c.pipeGroup );
+    const SliceWatch watch( countsOf( c ), unit );
     for ( U32 entry = baseEntry(); entry < endEntry(); ++entry )
       if ( !entries->rangeEntryMissing( entry ) )
         destroyEntryCopy( unit, watch.counts(), c.entryId( entry ) );
@@ -111,8 +111,7 @@ void MorvaneTcamEntryManager::destroyEntryCopies( U32 unit, U32 entry, U32 howMa
   for ( const PipeCopy c : copies( unit ) ) {
     if ( howMany-- == 0 )
       return;
-    const Kiv::ValidPtr< GroupCounts > counts = groupManager()->groupCounts( c.pipeGroup );
-    destroyEntryCopy( unit, *counts, c.entryId( entry ) );
+    destroyEntryCopy( unit, countsOf( c ), c.entryId( entry ) );
   }
 }
 

@@ -17,7 +17,7 @@ void MorvaneTcamEntryManager::releaseEntryInternal( U32 unit, U32 entry, bool gi
   const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
   MORVANE_TRACE( traceEntry ) << "Unit: " << unit << " " << name() << " releaseEntry"
                               << "(entry=0x" << Snaptrace::hex( entry ) << ")";
-  KIV_ASSERT( entries->entryCreatedHas( entry ) );
+  KIV_ASSERT( isTaken( *entries, entry ) );
   if ( entries->entryInstalled( entry ) )
     removeEntry( unit, entry );
 
@@ -56,19 +56,47 @@ bool MorvaneTcamEntryManager::releaseEntryCopy( U32 unit, UnitEntriesCreated & e
     SDK_CHECKED( bcm_field_action_remove_all( unit, entryId ) );
     return false;
   }
-  const SliceWatch watch( *groupManager(), unit, at.pipeGroup );
+  const SliceWatch watch( countsOf( at ), unit );
   destroyEntryCopy( unit, watch.counts(), entryId );
   return watch.freed();
 }
+
+namespace {
+
+template < class Iter >
+Kiv::Ptr< MorvaneTcamEntryManager > holderOf( U32 entry, Iter manager,
+                                              const MorvaneTcamEntryManager * but ) {
+  for ( ; manager; ++manager ) {
+    const Kiv::Ptr< MorvaneTcamEntryManager > holder = manager.member();
+    for ( auto it = holder->internalUnitEntryIterConst(); it; ++it )
+      if ( holder.rawPtr_ != but && it.member()->entryCreatedHas( entry ) )
+        return holder;
+  }
+  return nullptr;
+}
+
+}  // namespace
 
 // Entry ids are shared by all units, and the registration with them.
 void MorvaneTcamEntryManager::dropOwner( U32 unit, U32 entry ) {
   if ( groupManager()->tcamManagerForEntry( entry ).rawPtr_ != this )
     return;
+  if ( groupManager()->modChipInfoSize() == 1 ) {
+    groupManager()->tcamManagerForEntryDel( entry );
+    return;
+  }
   for ( auto it = internalUnitEntryIterConst(); it; ++it )
     if ( it.key() != unit && it.member()->entryCreatedHas( entry ) )
       return;
-  groupManager()->tcamManagerForEntryDel( entry );
+  // An id that the SDK chose may serve another manager on another unit, which takes over.
+  Kiv::Ptr< MorvaneTcamEntryManager > heir =
+      holderOf( entry, groupManager()->entryManagerIterConst(), this );
+  if ( !heir )
+    heir = holderOf( entry, groupManager()->unboundedEntryManagerIterConst(), this );
+  if ( heir )
+    groupManager()->tcamManagerForEntryIs( entry, heir );
+  else
+    groupManager()->tcamManagerForEntryDel( entry );
 }
 
 }  // namespace Morvane

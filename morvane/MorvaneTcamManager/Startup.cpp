@@ -210,6 +210,7 @@ void MorvaneTcamGroupManager::doSdkReInit() {
   entryManagerDelAll();
   // No entry is left, so none has an owner; the registrations would keep the managers alive.
   tcamManagerForEntryDelAll();
+  exhaustedMarks_ = 0;
   std::cout << __PRETTY_FUNCTION__ << " Re-initializing tcam group manager" << std::endl;
   handleInitialized();
 }
