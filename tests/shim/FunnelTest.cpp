@@ -15,11 +15,11 @@ namespace {
 
 using Kiv::U32;
 using Shim::SdkOp;
+using Test::deathOf;
+using Test::inChild;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
-using Test::deathOf;
-using Test::inChild;
 
 // Notes who held which lock at each step, and answers every operation with `rc`.
 class FakeShim : public Shim::SdkShim {
@@ -27,12 +27,14 @@ class FakeShim : public Shim::SdkShim {
   void sdkLock() override KIV_NO_THREAD_SAFETY_ANALYSIS { note( "lock" ), locked = true; }
   void sdkUnlock() override KIV_NO_THREAD_SAFETY_ANALYSIS { locked = false, note( "unlock" ); }
   const char * sdkErrorText( int ) const override { return "Entry not found"; }
-#define SDK_OP( name, params, args )               \
-  int name( U32 unit SDK_UNPACK params ) override { \
+#define SDK_OP( name, params, args )                  \
+  int name( U32 unit SDK_UNPACK params ) override {   \
     return call( SdkOp::name, unit SDK_UNPACK args ); \
   }
-#define SDK_QUERY( name ) \
-  bool name( U32 unit ) const override { return unit == 5; }
+#define SDK_QUERY( name )                \
+  bool name( U32 unit ) const override { \
+    return unit == 5;                    \
+  }
 #include "shim/SdkOperations.inc"
 
   void note( std::string step ) {
@@ -173,7 +175,7 @@ TEST_F( FunnelTest, ResultsThatEndTheProcess ) {
     int rc;
     int tolerated;
     bool fatal;
-  } rows[] = { { 0, 0, false },   { 3, 0, false },  { -7, -7, false }, { -7, -8, true },
+  } rows[] = { { 0, 0, false },   { 3, 0, false }, { -7, -7, false }, { -7, -8, true },
                { -14, -7, true }, { -1, 0, true }, { -1, 1, true },   { -1, -1, false } };
   for ( const auto & row : rows ) {
     sdk.rc = row.rc;
@@ -213,15 +215,14 @@ TEST_F( FunnelTest, ADecoratorSeesEveryOperationAndReachesTheOneBehind ) {
   Recorder recorder( sdk );
   bcm_field_group_config_t config = {};
   config.group = 0x5000007;
-#define SDK_OP( name, params, args )                                                       \
-  if ( SdkOp::name != SdkOp::bcm_field_group_config_create ) {                             \
-    EXPECT_EQ( callEmpty( recorder, &Shim::SdkShim::name ), 0 );                           \
-    EXPECT_TRUE( recorder.seen.op == SdkOp::name && sdk.last == SdkOp::name ) << #name;    \
-    EXPECT_TRUE( recorder.seen.unit == 4 && sdk.lastUnit == 4 ) << #name;                  \
-    EXPECT_STREQ( Shim::sdkOpName( SdkOp::name ), #name );                                 \
+#define SDK_OP( name, params, args )                                                    \
+  if ( SdkOp::name != SdkOp::bcm_field_group_config_create ) {                          \
+    EXPECT_EQ( callEmpty( recorder, &Shim::SdkShim::name ), 0 );                        \
+    EXPECT_TRUE( recorder.seen.op == SdkOp::name && sdk.last == SdkOp::name ) << #name; \
+    EXPECT_TRUE( recorder.seen.unit == 4 && sdk.lastUnit == 4 ) << #name;               \
+    EXPECT_STREQ( Shim::sdkOpName( SdkOp::name ), #name );                              \
   }
-#define SDK_QUERY( name ) \
-  EXPECT_TRUE( recorder.name( 5 ) && !recorder.name( 4 ) ) << #name;
+#define SDK_QUERY( name ) EXPECT_TRUE( recorder.name( 5 ) && !recorder.name( 4 ) ) << #name;
 #include "shim/SdkOperations.inc"
 
   recorder.bcm_field_group_config_create( 1, &config );

@@ -1,0 +1,256 @@
+// Ranges and single entries: the four strategies, refusals, exhaustion, and what is undone.
+
+#include "tests/morvane/TestSwitch.h"
+
+namespace Test::Allocation {
+
+TEST( StrategyTest, HardwareAndRoomStepByStep ) {
+  const struct {
+    TcamAllocationStrategy strategy;
+    bool configured, pdp;
+    // "counts available allocated" after start-up, with one entry, with two, with the second, with
+    // none, and with one again
+    std::vector< std::string > steps;
+  } rows[] = { { tcamAllocateAtBeginning,
+                 false,
+                 false,
+                 { "1/5 5 5", "2/5 4 5", "2/5 3 5", "2/5 4 5", "1/5 5 5", "2/5 4 5" } },
+               { tcamAllocateAtBeginning,
+                 false,
+                 true,
+                 { "0/0 5 5", "1/5 4 5", "1/5 3 5", "1/5 4 5", "1/5 5 5", "2/5 4 5" } },
+               { tcamAllocateAsChunk,
+                 false,
+                 false,
+                 { "0/0 5 0", "1/5 4 5", "1/5 3 5", "1/5 4 5", "0/0 5 0", "1/5 4 5" } },
+               { tcamAllocateAsChunk,
+                 true,
+                 false,
+                 { "1/5 5 5", "2/5 4 5", "2/5 3 5", "2/5 4 5", "0/0 5 0", "1/5 4 5" } },
+               { tcamAllocateOnDemand,
+                 true,
+                 false,
+                 { "0/0 5 0", "1/1 4 1", "1/2 3 2", "1/1 4 1", "0/0 5 0", "1/1 4 1" } },
+               { tcamAllocateUnbounded,
+                 true,
+                 false,
+                 { "0/0 32 0", "1/1 31 1", "1/2 30 2", "1/1 31 1", "0/0 32 0", "1/1 31 1" } } };
+  for ( const auto & row : rows ) {
+    TestSwitch sw( { .pipes = 2, .slices = 2, .depth = 16 } );
+    sw.platform.acl( 1, row.strategy == tcamAllocateUnbounded ? 0 : 5, row.strategy );
+    sw.platform.settings.allocAtBeginning = row.configured;
+    sw.platform.settings.pdpModeEnabled = row.pdp;
+    sw.start();
+    MorvaneTcamEntryManager & acl = sw.manager( ipAclTcamGroup );
+    std::deque< U32 > ids;
+    for ( U32 step = 0; step < 6; ++step ) {
+      if ( step == 3 || step == 4 )
+        acl.releaseEntry( 0, ids.front() ), ids.pop_front();
+      else if ( step != 0 )
+        ids.push_back( sw.take( ipAclTcamGroup, step % 5 ) );
+      const std::string counts = sw.counts();
+      EXPECT_EQ( counts.substr( 0, 3 ), counts.substr( 4 ) );  // the same in both pipes
+      EXPECT_EQ( fmt::format( "{} {} {}", counts.substr( 0, 3 ), acl.entriesAvailable( 0 ),
+                              acl.entriesAllocated( 0 ) ),
+                 row.steps[ step ] )
+          << "row " << &row - rows << " step " << step;
+      EXPECT_EQ( sw.counts(), counts );  // asking took nothing
+      EXPECT_EQ( sw.audit(), "" );
+    }
+  }
+}
+
+TEST( StrategyTest, RangesAreMadeInOrderWithTheirDefaultPriorities ) {
+  for ( const U32 pipes : { 1U, 2U } ) {
+    TestSwitch sw( { .pipes = pipes } );
+    sw.platform.acl( 0, 2, tcamAllocateAtBeginning );
+    sw.start();
+    std::string calls;  // of several pipes each copy gets its priority at once, then again
+    for ( const std::string & call : sw.calls( { SdkOp::bcm_field_entry_prio_set } ) )
+      calls += call.substr( 14 );
+    EXPECT_EQ( calls, pipes == 1 ? " 1 2" : " 1 1000001 1 1000001 2 1000002 2 1000002" );
+    EXPECT_EQ( sw.asic.entry( 0, 2 )->priority, 0x7FFFFFFEU - 2 );
+  }
+}
+
+TEST( StrategyTest, IdentifiersAndDefaultPriorities ) {
+  TestSwitch sw;
+  sw.platform.acl( 1, 4 );
+  sw.start();
+  MorvaneBoundedTcamEntryManager & acl = sw.bounded( ipAclTcamGroup );
+  EXPECT_EQ( acl.getPipeEntryId( 9, 3, 0x1234567, 1 ), 0x07234567U );
+  EXPECT_EQ( acl.getPipeEntryId( 0, 4, 1, 2 ), 1U );
+  EXPECT_EQ( acl.getBaseCopyEntryId( 0x07234567 ), 0x03234567U );
+  EXPECT_EQ( acl.defaultPrio( 1 ), 0xFFFFFFFFU );  // nothing was read yet: 0 - 1
+  acl.initializeGroup( 0 );
+  EXPECT_EQ( acl.defaultPrio( 0x10000 ), 0x7FFEFFFEU );
+  EXPECT_THAT( deathOf( [ & ] { acl.allocateAllEntries( 0 ); } ),
+               HasSubstr( "`strategy() == tcamAllocateAtBeginning() || strategy() == "
+                          "tcamAllocateAsChunk()' failed." ) );
+}
+
+TEST( StrategyTest, ExhaustionSpreadsToTheGroupAndClearsWithRoom ) {
+  TestSwitch sw( { .slices = 2, .depth = 128 } );
+  const auto all = { ipAclTcamGroup,  qosTcamGroup,  l2ControlPrioTcamGroup,
+                     ipCoppTcamGroup, mlagTcamGroup, urpfTcamGroup };
+  sw.platform.acl( 1, 400 )
+      .user( qosTcamGroup, 1, 0, tcamAllocateUnbounded )
+      .user( l2ControlPrioTcamGroup, 1, 1, tcamAllocateAtBeginning )
+      .user( ipCoppTcamGroup, 1, 2, tcamAllocateAsChunk )
+      .user( mlagTcamGroup, 1, 500, tcamAllocateAsChunk )
+      .group( 2, { bcmFieldQualifyDstIp } )
+      .user( urpfTcamGroup, 2, 0, tcamAllocateUnbounded );
+  sw.start();
+  const auto flags = [ & ] {
+    std::string text;
+    for ( const auto user : all )
+      text += sw.manager( user ).exhausted( 0 ) ? 'X' : '.';
+    return text;
+  };
+  sw.take( ipCoppTcamGroup );
+  U32 got = 0;
+  while ( sw.take( ipAclTcamGroup, got ) != 0 )
+    ++got;
+  EXPECT_EQ( got, 256U - 3 );
+  // Ranges that exist need no room; another group is not told of a group's shortage.
+  EXPECT_EQ( flags(), "XX..X." );
+  EXPECT_EQ( sw.take( urpfTcamGroup ), 0U );
+  EXPECT_EQ( flags(), "XX..XX" );
+  sw.bounded( ipAclTcamGroup ).releaseEntry( 0, 0x10000 );  // 256 to 255 entries: a slice
+  EXPECT_EQ( flags(), "......" );
+  EXPECT_TRUE( sw.groups->sliceFreed( 1 ) );
+  EXPECT_EQ( sw.take( mlagTcamGroup ), 0U );  // 500 entries never fit
+  EXPECT_EQ( flags(), "XX..X." );
+  EXPECT_EQ( sw.audit(), "" );
+}
+
+TEST( StrategyTest, FallingBelowAMultipleOfTheSliceSizeFreesASlice ) {
+  const struct {
+    U32 chunk, others;  // entries that go at once, and that stay
+    bool freed;
+  } rows[] = { { 128, 2, true }, { 100, 0, false }, { 2, 127, true }, { 1, 128, false } };
+  for ( const auto & row : rows ) {
+    TestSwitch sw( { .slices = 3, .depth = 128 } );
+    sw.platform.acl( 1, 400 ).user( ipCoppTcamGroup, 1, row.chunk, tcamAllocateAsChunk );
+    sw.start();
+    for ( U32 i = 0; i < row.others; ++i )
+      sw.take( ipAclTcamGroup, i );
+    sw.bounded( ipCoppTcamGroup ).releaseEntry( 0, sw.take( ipCoppTcamGroup ) );
+    EXPECT_EQ( sw.groups->sliceFreed( 1 ), row.freed ) << row.chunk << "+" << row.others;
+  }
+}
+
+TEST( StrategyTest, AFullGroupCompressesFreedSlicesAndReadsAgain ) {
+  TestSwitch sw( { .slices = 1, .depth = 1 } );
+  sw.platform.acl( 1, 9 );
+  sw.start();
+  sw.take( ipAclTcamGroup );
+  sw.groups->sliceFreedIs( 7, true );
+  sw.groups->sliceFreedIs( 1, true );
+  sw.log.clear();
+  EXPECT_EQ( sw.bounded( ipAclTcamGroup ).entriesAvailable( 0 ), 0U );
+  EXPECT_THAT( sw.calls( { SdkOp::bcm_field_group_status_get, SdkOp::bcm_field_group_compress } ),
+               ElementsAre( "group_status_get 1", "group_compress 1", "group_compress 7",
+                            "group_status_get 1" ) );
+  EXPECT_TRUE( sw.groups->sliceFreedSize() == 0 && sw.bounded( ipAclTcamGroup ).exhausted( 0 ) );
+}
+
+TEST( AllocationTest, TheCallerOrTheChipChoosesTheNumber ) {
+  TestSwitch sw( { .pipes = 2, .secondCopy = true } );
+  sw.platform.acl( 1, 4 ).user( qosTcamGroup, 1, 0, tcamAllocateUnbounded );
+  sw.start();
+  MorvaneBoundedTcamEntryManager & acl = sw.bounded( ipAclTcamGroup );
+  EXPECT_EQ( acl.getEntry( 0, 0x10003, "rule" ), 0x10003U );
+  const std::string before = sw.state();
+  EXPECT_EQ( acl.getEntry( 0, 0x10003, "again" ), 0U );
+  EXPECT_EQ( sw.state(), before );
+  EXPECT_EQ( sw.books( acl ).entryCreated( 0x10003 ), "rule" );
+  sw.log.clear();
+  EXPECT_EQ( sw.take( qosTcamGroup ), 0xFFFFFFU );
+  EXPECT_THAT( sw.calls( { SdkOp::bcm_field_entry_create, SdkOp::bcm_field_entry_create_id } ),
+               ElementsAre( "entry_create 1", "entry_create_id 4000001", "entry_create_id 1000001",
+                            "entry_create_id 5000001" ) );
+  EXPECT_EQ( sw.groups->tcamManagerForEntry( 0xFFFFFF ).rawPtr_, &sw.unbounded( qosTcamGroup ) );
+  EXPECT_EQ( sw.audit(), "" );
+  for ( const U32 outside : { 0x10004U, 0xFFFFU } )
+    EXPECT_THAT( deathOf( [ & ] { acl.getEntry( 0, outside, "x" ); } ),
+                 HasSubstr( "Assertion `entry >= baseEntry() && entry < endEntry()' failed." ) );
+  EXPECT_THAT( deathOf( [ & ] { acl.getEntry( 0, 0x10001, "" ); } ),
+               HasSubstr( "Assertion `entryDesc' failed." ) );
+  sw.groups->numPipeIs( 0 );
+  EXPECT_THAT( deathOf( [ & ] { acl.getEntry( 0, 0x10001, "x" ); } ),
+               HasSubstr( "copies.empty()" ) );
+}
+
+// AnomalyTest shows what each code leaves behind; this, what it says about room.
+TEST( AllocationTest, OnlyMissingRoomMarksTheUnitExhausted ) {
+  for ( const U32 copy : { 1U, 2U } ) {
+    for ( const int rc : { -14, -8 } ) {
+      TestSwitch sw( { .pipes = 2, .secondCopy = true } );
+      sw.platform.acl( 1, 4 );
+      sw.start();
+      for ( const bool already : { false, true } ) {
+        sw.manager( ipAclTcamGroup ).exhaustedIs( 0, already );
+        sw.faults.arm( { .op = SdkOp::bcm_field_entry_create_id, .nth = copy, .rc = rc } );
+        EXPECT_EQ( sw.take( ipAclTcamGroup ), 0U );
+        EXPECT_EQ( sw.manager( ipAclTcamGroup ).exhausted( 0 ), already || rc == -14 );
+      }
+      EXPECT_NE( sw.take( ipAclTcamGroup ), 0U );
+      EXPECT_FALSE( sw.manager( ipAclTcamGroup ).exhausted( 0 ) );
+    }
+  }
+}
+
+TEST( AllocationTest, AnEntryOfARangeIsMadeAgainAfterItsStatisticsRanOut ) {
+  TestSwitch sw( { .pipes = 2, .statistics = 2 } );
+  sw.platform.acl( 1, 3, tcamAllocateAsChunk );
+  sw.start();
+  sw.take( ipAclTcamGroup, 0 );
+  sw.faults.arm( { .op = SdkOp::bcm_field_stat_create, .nth = 2, .rc = -14 } );
+  for ( const U32 left : { 2U, 3U } ) {
+    EXPECT_EQ( sw.take( ipAclTcamGroup, 1 ) != 0, left == 3 );
+    EXPECT_EQ( sw.asic.entries( 0, 1 ).size(), left );
+    EXPECT_EQ( sw.audit(), "" );
+  }
+  EXPECT_EQ( sw.take( ipAclTcamGroup, 2 ), 0U );  // the pools of two are used up in truth
+  EXPECT_TRUE( sw.manager( ipAclTcamGroup ).exhausted( 0 ) );
+  for ( const U32 id : { 0x10001, 0x10000 } )  // giving the chunk back skips what is not there
+    sw.manager( ipAclTcamGroup ).releaseEntry( 0, id );
+  EXPECT_EQ( sw.audit(), "" );
+}
+
+TEST( AllocationTest, GroupFlagsThatChangeAnEntry ) {
+  TestSwitch sw( { .pipes = 2 } );
+  sw.chipInfo.multicastWar = true;
+  sw.platform.acl( 1, 4 ).acl( 2, 0 ).group( 3, { bcmFieldQualifyDstIp } );
+  sw.platform.user( qosTcamGroup, 3, 4, tcamAllocateOnDemand );
+  sw.platform.users[ 0 ].managedPriority = sw.platform.users[ 2 ].noStatsPerEntry = true;
+  sw.platform.noStats = { 3 };
+  sw.platform.multicast = { 2 };
+  sw.platform.settings.dumpEntries = sw.platform.settings.dumpNewEntries = true;
+  sw.start();
+  EXPECT_NE( sw.take( qosTcamGroup ), 0U );
+  EXPECT_TRUE( sw.asic.statistics( 0 ).empty() );
+  EXPECT_EQ( sw.log.count( SdkOp::bcm_field_entry_dump ), 1U );
+  const U64 prios = sw.log.count( SdkOp::bcm_field_entry_prio_set );
+  // Managed: each copy gets its priority at its creation, then again.
+  sw.bounded( ipAclTcamGroup ).getEntry( 0, 0x10000, "rule" );
+  EXPECT_EQ( sw.log.count( SdkOp::bcm_field_entry_prio_set ), prios + 4 );
+
+  // The multicast entry comes before the group's first and goes after its last.
+  MorvaneUnboundedTcamEntryManager & flows = sw.unbounded( ipAclTcamGroup );
+  const U32 id = flows.getEntry( 0, "rule" ), war = sw.books( flows ).multicastWarEntry();
+  EXPECT_EQ( sw.asic.entry( 0, war )->priority, 0x7FFFFFFFU );
+  sw.match( 0, id, 0xE0000001 );
+  flows.installEntry( 0, id );
+  EXPECT_EQ( sw.hit( 0, portsPerPipe, 0xE0000001 ), tcamId( war, 1, 0 ) );
+  EXPECT_EQ( sw.hit( 0, portsPerPipe, 0xDFFFFFFF ), 0U );
+  flows.releaseEntry( 0, id );
+  EXPECT_FALSE( sw.asic.group( 0, 2 ) );
+  sw.faults.arm( { .op = SdkOp::bcm_field_entry_create, .nth = 2, .rc = -14 } );
+  EXPECT_EQ( flows.getEntry( 0, "rule" ), 0U );
+  EXPECT_TRUE( flows.exhausted( 0 ) && !sw.asic.group( 0, 2 ) );
+  EXPECT_EQ( sw.audit(), "" );
+}
+
+}  // namespace Test::Allocation

@@ -1,0 +1,162 @@
+// Fails SDK call 1, 2, 3 ... of every operation, with each code that matters and by throwing: the
+// operation either ends as documented with equal books, or ends the process with its text.
+
+#include <cstring>
+#include <stdexcept>
+
+#include "tests/morvane/TestSwitch.h"
+
+namespace Test::Anomaly {
+
+U32 noEntry( TestSwitch & ) {
+  return 0;
+}
+U32 qualified( TestSwitch & sw ) {
+  const U32 id = sw.take( ipAclTcamGroup, 1 );
+  return sw.match( 0, id, 7 ), id;
+}
+U32 installed( TestSwitch & sw ) {
+  const U32 id = qualified( sw );
+  sw.manager( ipAclTcamGroup ).installEntry( 0, id );
+  return sw.manager( ipAclTcamGroup ).enableEntry( 0, id, false, 0 ), id;
+}
+
+bool create( TestSwitch & sw, U32 ) {
+  return sw.manager( ipAclTcamGroup ).initializeGroup( 0 );
+}
+bool ask( TestSwitch & sw, U32 ) {
+  return sw.groups->entriesAvailable( 0, 1 ) != 0;
+}
+bool get( TestSwitch & sw, U32 ) {
+  return sw.take( ipAclTcamGroup, 2 ) != 0;
+}
+bool install( TestSwitch & sw, U32 id ) {
+  return sw.manager( ipAclTcamGroup ).installEntry( 0, id ) == 0;
+}
+bool release( TestSwitch & sw, U32 id ) {
+  return sw.manager( ipAclTcamGroup ).releaseEntry( 0, id ), true;
+}
+
+const struct Operation {
+  const char * name;
+  TcamAllocationStrategy strategy;
+  bool first;                        // the unit has no other entry
+  U32 ( *prepare )( TestSwitch & );  // an entry for the operation
+  bool ( *run )( TestSwitch &, U32 entry );
+} operations[] = {
+    { "create a group", tcamAllocateOnDemand, true, noEntry, create },
+    { "ask for room", tcamAllocateOnDemand, true, noEntry, ask },
+    { "first on demand", tcamAllocateOnDemand, true, noEntry, get },
+    { "next on demand", tcamAllocateOnDemand, false, noEntry, get },
+    { "first unbounded", tcamAllocateUnbounded, true, noEntry, get },
+    { "next unbounded", tcamAllocateUnbounded, false, noEntry, get },
+    { "first of a chunk", tcamAllocateAsChunk, true, noEntry, get },
+    { "first of a range", tcamAllocateAtBeginning, true, noEntry, get },
+    { "install", tcamAllocateOnDemand, false, qualified, install },
+    { "install again", tcamAllocateAtBeginning, false, installed, install },
+    { "release the last", tcamAllocateOnDemand, true, installed, release },
+    { "release one", tcamAllocateUnbounded, false, installed, release },
+    { "release the last of a chunk", tcamAllocateAsChunk, true, installed, release },
+    { "release one of a range", tcamAllocateAtBeginning, false, installed, release },
+};
+
+// What the operation answers when that call fails with rc: 1 it works all the same, 0 it refuses,
+// -1 the process ends.
+int documented( const Operation & operation, const SoftAsic::CallRecord & call, int rc ) {
+  switch ( call.op ) {
+    case SdkOp::bcm_field_group_compress:
+      return 1;
+    case SdkOp::bcm_field_group_config_create:  // tried once more
+      return rc == -14 || rc == -16 ? 1 : -1;
+    case SdkOp::bcm_field_stat_create:
+      return rc == -14 ? 0 : -1;
+    case SdkOp::bcm_field_entry_create:
+    case SdkOp::bcm_field_entry_create_id:
+      return operation.strategy != tcamAllocateAsChunk && tcamPipeBits.get( call.id ) == 0 &&
+                     ( rc == -14 || rc == -8 )
+                 ? 0
+                 : -1;
+    default:
+      return -1;
+  }
+}
+
+// Runs in a child; what goes to standard error is the verdict. `expected` is -2 for a call that
+// throws.
+void attempt( TestSwitch & sw, const Operation & operation, U32 entry, SdkOp op, int expected ) {
+  const std::string before = sw.state();
+  int result = -2;
+  try {
+    result = operation.run( sw, entry ) ? 1 : 0;
+  } catch ( const std::runtime_error & ) {
+    if ( operation.run == install )  // goes through at the second attempt
+      operation.run( sw, entry );
+  }
+  if ( result != expected || !Kiv::ActivityUnlockAnchor::lock().held() || sw.asic.sdkLockHeld() )
+    std::fprintf( stderr, "answered %d, or left a lock astray\n", result );
+  // Giving back goes forward only; what threw there is not undone.
+  if ( result == -2 && ( operation.run == release || op == SdkOp::bcm_field_group_destroy ||
+                         op == SdkOp::bcm_field_presel_destroy ) )
+    return;
+  // An entry of a range is not kept without statistics.
+  if ( result <= 0 && operation.run != install && operation.strategy < tcamAllocateAsChunk &&
+       sw.state() != before )
+    std::fprintf( stderr, "left\n%sof\n%s", sw.state().c_str(), before.c_str() );
+  std::fputs( sw.audit().c_str(), stderr );
+}
+
+// The calls of a run that nothing disturbs.
+std::vector< SoftAsic::CallRecord > callsOf( TestSwitch & sw, const Operation & operation,
+                                             U32 entry ) {
+  const Ending plain = inChild( [ & ] {
+    sw.log.clear();
+    operation.run( sw, entry );
+    for ( const SoftAsic::CallRecord & call : sw.log.records() )
+      std::fprintf( stderr, "%u %u\n", static_cast< U32 >( call.op ), call.id );
+  } );
+  std::vector< SoftAsic::CallRecord > calls;
+  U32 op = 0, id = 0;
+  for ( const char * at = plain.text.c_str(); std::sscanf( at, "%u %u", &op, &id ) == 2;
+        at = std::strchr( at, '\n' ) + 1 )
+    calls.push_back( { static_cast< SdkOp >( op ), 0, id, 0, false } );
+  return calls;
+}
+
+void failEachCall( const Operation & operation, const Chip & chip ) {
+  TestSwitch sw( chip );
+  sw.platform.acl( 1, operation.strategy == tcamAllocateUnbounded ? 0 : 4, operation.strategy );
+  sw.start();
+  if ( !operation.first )
+    sw.take( ipAclTcamGroup, 0 );
+  const U32 entry = operation.prepare( sw );
+  const auto calls = callsOf( sw, operation, entry );
+  ASSERT_FALSE( calls.empty() );
+  for ( U32 nth = 1; nth <= calls.size(); ++nth ) {
+    const SoftAsic::CallRecord & call = calls[ nth - 1 ];
+    for ( const int rc : { -14, -16, -8, -11, 0 } ) {
+      SoftAsic::Fault fault{ .nth = nth, .rc = rc };
+      if ( rc == 0 )
+        fault.exception = std::make_exception_ptr( std::runtime_error( "bus" ) );
+      sw.faults.arm( fault );
+      const int expected = rc == 0 ? -2 : documented( operation, call, rc );
+      const Ending end = inChild( [ & ] { attempt( sw, operation, entry, call.op, expected ); } );
+      const std::string where = fmt::format( "{}: call {} {} {:#x} rc {}", operation.name, nth,
+                                             sdkOpName( call.op ), call.id, rc );
+      EXPECT_EQ( end.aborted, expected == -1 ) << where;
+      const std::string text =
+          fmt::format( " API ERROR:{} ({})\n", sw.asic.sdkErrorText( rc ), rc );
+      const testing::Matcher< std::string > dying =
+          testing::AnyOf( HasSubstr( text ), HasSubstr( "Failed to create per pipe entries" ) );
+      EXPECT_THAT( end.text, expected == -1 ? dying : testing::Eq( "" ) ) << where;
+    }
+  }
+}
+
+TEST( AnomalyTest, EveryCallOfEveryOperationMayFail ) {
+  for ( const Operation & operation : operations ) {
+    failEachCall( operation, { .presels = true, .slices = 2, .largeSlices = 2 } );
+    failEachCall( operation, { .pipes = 2, .secondCopy = true, .slices = 2 } );
+  }
+}
+
+}  // namespace Test::Anomaly

@@ -1,0 +1,275 @@
+// Group creation and teardown: qualifier sets, flags and ports as the chip sees them, retries,
+// counts step by step, and what goes with the last user.
+
+#include "tests/morvane/TestSwitch.h"
+
+namespace Test::GroupLife {
+
+constexpr U32 srcMac = bcmFieldQualifySrcMac, srcIp = bcmFieldQualifySrcIp,
+              dstIp = bcmFieldQualifyDstIp, inPorts = bcmFieldQualifyInPorts,
+              vlan = bcmFieldQualifyOuterVlanId, ttl = bcmFieldQualifyTtl,
+              range = bcmFieldQualifyRangeCheck, ingress = bcmFieldQualifyStageIngress,
+              lookup = bcmFieldQualifyStageLookup;
+
+Qualifiers matched( const TestSwitch & sw, U32 group ) {
+  Qualifiers list;
+  for ( U32 qualifier = 0; qualifier < bcmFieldQualifyCount; ++qualifier )
+    if ( sw.asic.group( 0, group )->qset.has( qualifier ) )
+      list.push_back( qualifier );
+  return list;
+}
+
+TEST( GroupCreationTest, QualifierSetsAreCorrectedForChipTypeAndUnit ) {
+  const MorvaneCentral::ChipInfo plain = {};
+  MorvaneCentral::ChipInfo swap = {}, extra = {}, narrow = {};
+  swap.qualifierSwap = true, swap.swapFrom = dstIp, swap.swapTo = srcIp;
+  extra.extraQualifier = srcMac;
+  narrow.excludeTtl = narrow.excludeRangeChecks = true;
+  const struct {
+    Qualifiers platform, excluded, included;
+    MorvaneCentral::ChipInfo info;
+    Chip chip;
+    Qualifiers expected;
+  } rows[] = {
+      { { dstIp, ingress }, { dstIp, vlan }, { dstIp }, plain, {}, { dstIp, ingress } },
+      { { dstIp, ttl, ingress }, { ttl }, { srcIp }, plain, {}, { srcIp, dstIp, ingress } },
+      { { dstIp, vlan }, {}, {}, swap, {}, { srcIp, vlan } },
+      { { dstIp, ingress }, {}, {}, swap, {}, { dstIp, ingress } },
+      { { dstIp, vlan, inPorts }, {}, {}, swap, {}, { dstIp, inPorts, vlan } },
+      { { dstIp, lookup }, {}, {}, extra, {}, { srcMac, dstIp, lookup } },
+      { { dstIp, ttl, range }, {}, {}, narrow, {}, { dstIp } },
+      { { bcmFieldQualifyMixedSrcClassId }, {}, {}, plain, { .presels = true }, {} },
+      { { inPorts }, {}, {}, plain, { .secondCopy = true }, { bcmFieldQualifyInPortsClass } },
+  };
+  for ( const auto & row : rows ) {
+    TestSwitch sw( row.chip );
+    sw.platform.group( 1, row.platform ).user( qosTcamGroup, 1, 0, tcamAllocateUnbounded );
+    sw.platform.exclude( 1, 0, row.excluded ).include( 1, 0, row.included );
+    sw.platform.exclude( 1, 1, { dstIp } ).include( 2, 0, { ttl } );  // of others
+    sw.chipInfo = row.info;
+    sw.start();
+    ASSERT_TRUE( sw.groups->initializeGroup( 0, 1 ) );
+    EXPECT_EQ( matched( sw, 1 ), row.expected ) << "row " << &row - rows;
+  }
+}
+
+TEST( GroupCreationTest, MirroringGroupsMatchByTheirAclType ) {
+  const struct {
+    S32 type;
+    bool ipv6;
+    U32 has, lacks;
+  } rows[] = { { -1, false, srcIp, srcMac },
+               { 0, true, srcIp, srcMac },
+               { 2, false, srcMac, srcIp },
+               { 1, true, bcmFieldQualifySrcIp6, srcIp } };
+  for ( const auto & row : rows ) {
+    TestSwitch sw;
+    sw.platform.group( 1, { lookup } ).user( mirroringAclTcamGroup4, 1, 0, tcamAllocateUnbounded );
+    sw.platform.settings.ipv6MirroringSupported = row.ipv6;
+    sw.start();
+    sw.groups->groupMirroringAclTypeIs( 1, row.type );
+    ASSERT_TRUE( sw.groups->initializeGroup( 0, 1 ) );
+    const bcm_field_qset_t qset = sw.asic.group( 0, 1 )->qset;
+    EXPECT_TRUE( qset.has( row.has ) && !qset.has( row.lacks ) && qset.has( inPorts ) ) << row.type;
+  }
+  TestSwitch sw;
+  sw.platform.group( 1, { ingress } ).user( mirroringAclTcamGroup1, 1, 0, tcamAllocateUnbounded );
+  sw.start();
+  sw.groups->groupMirroringAclTypeIs( 1, 1 );
+  EXPECT_THAT(
+      deathOf( [ & ] { sw.groups->initializeGroup( 0, 1 ); } ),
+      HasSubstr( "`( mirAclType == Acl::ip() ) || ( mirAclType == Acl::mac() )' failed." ) );
+}
+
+TEST( GroupCreationTest, FlagsAndPortsOfEveryCopy ) {
+  const Chip plain{ .pipes = 2, .largeSlices = 2 };
+  const Chip presels{ .pipes = 2, .presels = true, .largeSlices = 2 };
+  const Chip copies{ .pipes = 2, .secondCopy = true, .largeSlices = 2 };
+  const Chip both{ .pipes = 4, .secondCopy = true, .presels = true };
+  const struct {
+    Chip chip;
+    U32 stage, flags;
+    bool managed, byPort;
+  } rows[] = { { plain, ingress, 8 | 1, false, false },
+               { plain, ingress, 32768 | 8 | 1, true, false },
+               { plain, lookup, 32768 | 1, true, false },
+               { presels, ingress, 2 | 1, true, true },
+               { copies, ingress, 32768 | 64 | 4 | 2 | 1, true, true },
+               { both, ingress, 64 | 4 | 2 | 1, false, true },
+               { both, lookup, 1, false, false } };
+  for ( const auto & row : rows ) {
+    TestSwitch sw( row.chip );
+    sw.platform.group( 5, { dstIp, row.stage } ).user( qosTcamGroup, 5, 0, tcamAllocateUnbounded );
+    sw.platform.users[ 0 ].managedPriority = row.managed;
+    sw.start();
+    ASSERT_TRUE( sw.groups->initializeGroup( 0, 5 ) );
+    const U32 each = row.stage == lookup ? 1 : row.chip.pipes * ( row.chip.secondCopy ? 2 : 1 );
+    EXPECT_EQ( sw.asic.groups( 0 ).size(), each );
+    for ( const SoftAsic::GroupView & group : sw.asic.groups( 0 ) ) {
+      EXPECT_EQ( group.flags, row.flags ) << "row " << &row - rows;
+      EXPECT_EQ( group.priority, 5 );
+      for ( U32 port = 0; row.byPort && port < row.chip.pipes * portsPerPipe; ++port )
+        EXPECT_EQ( group.ports.has( port ), port / portsPerPipe == group.pipe );
+      EXPECT_EQ( group.preselset.empty(), !row.chip.presels || row.stage == lookup );
+    }
+  }
+}
+
+TEST( GroupCreationTest, PreselectorsChooseThePipe ) {
+  TestSwitch sw( { .pipes = 2, .secondCopy = true, .presels = true, .slices = 1 } );
+  sw.platform.acl( 1, 4 ).acl( 2, 0 );
+  sw.start();
+  ASSERT_TRUE( sw.bounded( ipAclTcamGroup ).initializeGroup( 0 ) );
+  const auto made = sw.calls( { SdkOp::bcm_field_presel_create, SdkOp::bcm_field_qualify_Stage,
+                                SdkOp::bcm_field_qualify_MixedSrcClassId,
+                                SdkOp::bcm_field_group_config_create } );
+  EXPECT_THAT(
+      std::vector( made.begin(), made.begin() + 5 ),
+      ElementsAre( "presel_create 0", "qualify_Stage 40000000", "qualify_MixedSrcClassId 40000000",
+                   "group_config_create 1", "presel_create 0" ) );
+  // No slice is left: the failing copy gives its own preselector back, and no other.
+  EXPECT_FALSE( sw.unbounded( ipAclTcamGroup ).initializeGroup( 0 ) );
+  EXPECT_EQ( sw.asic.preselectors( 0 ).size(), 4U );
+  for ( const SoftAsic::PreselView & presel : sw.asic.preselectors( 0 ) )
+    for ( U32 port = 0; port < 2 * portsPerPipe; ++port )
+      EXPECT_EQ( presel.ports.has( port ), port / portsPerPipe == presel.classData );
+  EXPECT_EQ( sw.audit(), "" );
+}
+
+TEST( GroupCreationTest, RetriesOnceWithoutTheLargeSliceAndPerCopy ) {
+  const struct {
+    U32 stage;
+    int rc;
+    U32 times;   // failing creations in a row
+    int result;  // 1 true, 0 false, -1 ends the process
+    U32 calls;   // on two pipes
+  } rows[] = { { ingress, -14, 1, 1, 3 }, { ingress, -16, 1, 1, 3 },  { ingress, -14, 2, 0, 2 },
+               { lookup, -14, 1, 0, 1 },  { ingress, -16, 2, -1, 0 }, { lookup, -16, 1, -1, 0 } };
+  for ( const auto & row : rows ) {
+    TestSwitch sw( { .pipes = 2, .largeSlices = 4 } );
+    sw.platform.group( 1, { dstIp, row.stage } ).user( qosTcamGroup, 1, 0, tcamAllocateUnbounded );
+    sw.start();
+    sw.groups->groupMirroringAclTypeIs( 1, 2 );
+    sw.faults.arm(
+        { .op = SdkOp::bcm_field_group_config_create, .times = row.times, .rc = row.rc } );
+    const auto create = [ & ] { return sw.groups->initializeGroup( 0, 1 ); };
+    if ( row.result < 0 ) {
+      EXPECT_THAT( deathOf( create ), HasSubstr( "_create( unit, &groupConfig ) API ERROR:" ) );
+      continue;
+    }
+    EXPECT_EQ( create(), row.result == 1 );
+    EXPECT_EQ( sw.log.count( SdkOp::bcm_field_group_config_create ), row.calls );
+    EXPECT_EQ( sw.log.count( SdkOp::bcm_field_group_dump ), row.result == 1 ? 0U : 1U );
+    EXPECT_EQ( sw.groups->groupMirroringAclType( 1 ), row.result == 1 ? 2 : -1 );
+    // What the first pipe's retry dropped is asked for again on the second.
+    EXPECT_TRUE( row.result == 0 || sw.asic.group( 0, 1 )->flags == 1 );
+    EXPECT_TRUE( row.result == 0 || sw.asic.group( 0, 0x1000001 )->flags == 9 );
+  }
+}
+
+TEST( GroupCreationTest, AFailedCopyLeavesNothingOfTheCall ) {
+  for ( U32 failing = 0; failing < 8; ++failing ) {
+    TestSwitch sw( { .pipes = 4, .secondCopy = true, .presels = true } );
+    sw.platform.acl( 1, 4 ).user( qosTcamGroup, 1, 0, tcamAllocateUnbounded );
+    sw.start();
+    const bool shared = failing >= 4;  // another user holds all other copies
+    if ( shared && sw.unbounded( qosTcamGroup ).initializeGroup( 0 ) )
+      sw.groups->uninitializeTcamGroup( 0, tcamId( 1, failing - 4, 1 ), true );
+    const std::string before = sw.state();
+    sw.faults.arm( { .op = SdkOp::bcm_field_group_config_create,
+                     .nth = shared ? 1 : 2 * failing + 1,
+                     .times = 2,
+                     .rc = -14 } );
+    EXPECT_EQ( sw.take( ipAclTcamGroup ), 0U );
+    EXPECT_EQ( sw.state(), before ) << failing;
+    EXPECT_TRUE( sw.manager( ipAclTcamGroup ).exhausted( 0 ) );
+  }
+}
+
+TEST( GroupCreationTest, OuterVlanGroupsOfASharedProcessorCountTwice ) {
+  TestSwitch sw( { .pipes = 4, .shared = true } );
+  sw.platform.group( 1, { vlan, ingress } ).user( qosTcamGroup, 1, 0, tcamAllocateUnbounded );
+  sw.platform.acl( 2, 0 );
+  sw.start();
+  sw.faults.arm( { .op = SdkOp::bcm_field_group_config_create, .times = 2, .rc = -14 } );
+  EXPECT_FALSE( sw.groups->initializeGroup( 0, 1 ) );
+  EXPECT_FALSE( sw.groups->ovidWar( 1 ) );
+  sw.groups->initializeGroup( 0, 2 );
+  for ( const char * counts : { "2/0 1/0", "4/0 1/0" } ) {
+    sw.groups->initializeGroup( 0, 1 );
+    EXPECT_EQ( sw.counts(), counts );
+  }
+  EXPECT_EQ( sw.groups->getNumPipe( 1 ), 2U );
+  EXPECT_EQ( sw.groups->getPipeGroupId( 0, 1, 0, 1 ), 1U );
+  for ( const char * counts : { "2/0 1/0", "0/0 1/0" } ) {
+    sw.groups->uninitializeGroup( 0, 1 );
+    EXPECT_EQ( sw.counts(), counts );
+  }
+  EXPECT_FALSE( sw.asic.group( 0, 1 ) );
+}
+
+// --- Teardown ----------------------------------------------------------------------------------
+
+TEST( GroupTeardownTest, CountsStepByStep ) {
+  TestSwitch sw( { .pipes = 2, .units = 2 } );
+  sw.platform.acl( 1, 4 );
+  sw.platform.group( 2, { bcmFieldQualifyInPorts } )
+      .user( mirroringAclTcamGroup3, 2, 0, tcamAllocateUnbounded );
+  sw.start();
+  MorvaneTcamGroupManager & groups = *sw.groups;
+  const struct {
+    void ( *step )( MorvaneTcamGroupManager & );
+    const char * counts;  // of groups 1 and 2 in pipe 0, then in pipe 1
+    size_t onChip;
+  } rows[] = {
+      { []( auto & g ) { g.initializeGroup( 0, 1 ); }, "1/0 0/0 1/0 0/0", 2 },
+      { []( auto & g ) { g.initializeGroup( 0, 1 ); }, "2/0 0/0 2/0 0/0", 2 },
+      { []( auto & g ) { g.uninitializeTcamGroup( 0, 1, true ); }, "1/0 0/0 2/0 0/0", 2 },
+      { []( auto & g ) { g.uninitializeTcamGroup( 0, 1, true ); }, "0/0 0/0 2/0 0/0", 1 },
+      { []( auto & g ) { g.initializeGroup( 0, 1 ); }, "1/0 0/0 3/0 0/0", 2 },
+      { []( auto & g ) { g.entriesAvailable( 0, 1 ); }, "1/0 0/0 3/0 0/0", 2 },
+      { []( auto & g ) { g.uninitializeGroup( 0, 1 ); }, "0/0 0/0 2/0 0/0", 1 },
+      // A mirroring group has one reference, and a question about it takes none.
+      { []( auto & g ) { g.initializeGroup( 0, 2 ); }, "0/0 1/0 2/0 1/0", 3 },
+      { []( auto & g ) { g.initializeGroup( 0, 2 ); }, "0/0 1/0 2/0 1/0", 3 },
+      { []( auto & g ) { g.entriesAvailable( 0, 2 ); }, "0/0 1/0 2/0 1/0", 3 },
+      { []( auto & g ) { g.uninitializeGroup( 0, 2 ); }, "0/0 0/0 2/0 0/0", 1 },
+      { []( auto & g ) { g.entriesAvailable( 0, 2 ); }, "0/0 0/0 2/0 0/0", 1 },
+  };
+  for ( const auto & row : rows ) {
+    row.step( groups );
+    EXPECT_EQ( sw.counts(), row.counts ) << "row " << &row - rows;
+    EXPECT_EQ( sw.asic.groups( 0 ).size(), row.onChip ) << "row " << &row - rows;
+    EXPECT_EQ( sw.counts( 1 ), "0/0 0/0 0/0 0/0" );
+  }
+  sw.log.clear();
+  groups.uninitializeTcamGroup( 1, 1, true );
+  EXPECT_EQ( groups.groupCounts( 1 )->unitRefCount( 1 ), -1 );
+  EXPECT_EQ( sw.log.total(), 0U );
+  EXPECT_TRUE( groups.initializeGroup( 1, 1 ) );  // a stored -1 does not stand in the way
+  EXPECT_EQ( groups.groupCounts( 1 )->unitRefCount( 1 ), 1 );
+}
+
+TEST( GroupTeardownTest, TheLastUserTakesTheGroupInOrder ) {
+  TestSwitch sw( { .presels = true } );
+  sw.platform.acl( 1, 4 ).acl( 2, 0 );
+  sw.platform.group( 3, { bcmFieldQualifyDstIp } )
+      .user( qosTcamGroup, 3, 0, tcamAllocateUnbounded );
+  sw.platform.users[ 2 ].managedPriority = true;
+  sw.start();
+  sw.bounded( ipAclTcamGroup ).getEntry( 0, 0x10000, "a" );
+  sw.unbounded( ipAclTcamGroup ).getEntry( 0, "b" );
+  sw.groups->initializeGroup( 0, 3 );
+  sw.groups->sliceFreedIs( 1, true );
+  sw.groups->sliceFreedIs( 9, true );
+  sw.log.clear();
+  sw.groups->uninitializeGroup( 0, 3 );
+  EXPECT_THAT( sw.calls( { SdkOp::bcm_field_group_compress, SdkOp::bcm_field_group_destroy,
+                           SdkOp::bcm_field_presel_destroy } ),
+               ElementsAre( "group_compress 1", "group_compress 2", "group_compress 3",
+                            "group_destroy 3", "presel_destroy 2" ) );
+  EXPECT_TRUE( !sw.groups->sliceFreedHas( 1 ) && sw.groups->sliceFreedHas( 9 ) );
+  EXPECT_EQ( sw.audit(), "" );
+}
+
+}  // namespace Test::GroupLife

@@ -1,0 +1,240 @@
+// Random operations on tight chips, with the auditor, a naive model and a packet after every step.
+// A failing walk prints its seed and the shortest script that still fails.
+
+#include <iostream>
+#include <map>
+#include <random>
+
+#include "tests/morvane/TestSwitch.h"
+
+namespace Test::RandomWalk {
+
+struct Step {
+  U32 op, user, unit, a, b;  // taken modulo what there is
+};
+using Script = std::vector< Step >;
+
+const char * const opNames[] = { "get",    "get",    "get",    "program", "program", "program",
+                                 "enable", "prio",   "remove", "release", "release", "compress",
+                                 "ask",    "starve", "inport", "reinit" };
+
+const struct User {
+  TcamGroupAssignment user;
+  U32 group, size;
+  TcamAllocationStrategy strategy;
+} users[] = { { ipAclTcamGroup, 1, 40, tcamAllocateOnDemand },
+              { qosTcamGroup, 1, 0, tcamAllocateUnbounded },
+              { ipCoppTcamGroup, 1, 6, tcamAllocateAsChunk },
+              { l2ControlPrioTcamGroup, 1, 4, tcamAllocateAtBeginning },
+              { ipAclVfpTcamGroup, 2, 9, tcamAllocateOnDemand },
+              { urpfTcamGroup, 3, 0, tcamAllocateUnbounded },
+              { mirroringAclTcamGroup1, 4, 0, tcamAllocateUnbounded } };
+
+struct Rule {
+  U32 group = 0, dstIp = 0, priority = 0;
+  bool installed = false, enabled = true;
+};
+
+class Walk {
+ public:
+  explicit Walk( const Chip & chip ) : sw_( chip ) {
+    const Qualifiers ingress = { bcmFieldQualifyDstIp, bcmFieldQualifyInPorts };
+    sw_.platform.group( 1, ingress ).group( 3, ingress ).group( 4, ingress );
+    sw_.platform.group( 2, { bcmFieldQualifyDstIp, bcmFieldQualifyStageLookup } );
+    for ( const User & user : users )
+      sw_.platform.user( user.user, user.group, user.size, user.strategy );
+    sw_.start();
+  }
+
+  // "" or what is wrong after the step.
+  std::string run( const Step & step ) {
+    std::string wrong = apply( step );
+    if ( wrong.empty() )
+      wrong = sw_.audit();
+    for ( U32 unit = 0; unit < sw_.chip.units && wrong.empty(); ++unit )
+      wrong = compare( unit );
+    return wrong.empty() ? checkPacket( step.unit % sw_.chip.units, step.b, step.a ) : wrong;
+  }
+
+ private:
+  using Rules = std::map< U32, Rule >;  // by entry id
+
+  std::string apply( const Step & step ) {
+    const User & user = users[ step.user % std::size( users ) ];
+    const U32 unit = step.unit % sw_.chip.units;
+    const std::string op = opNames[ step.op % std::size( opNames ) ];
+    MorvaneTcamEntryManager & manager = sw_.manager( user.user );
+    if ( op == "get" || op == "starve" )
+      return get( user, unit, step, op == "starve" );
+    if ( op == "reinit" && step.a % 16 == 0 )
+      reInit();
+    else if ( op == "compress" )
+      manager.compressEntries( unit );
+    else if ( op == "ask" && user.size != 0 && manager.entriesAvailable( unit ) > user.size )
+      return "more room than the range has";
+    // One of the entries that the user has.
+    std::vector< U32 > ids;
+    for ( auto it = sw_.books( manager, unit ).entryCreatedIterConst(); it; ++it )
+      ids.push_back( it.key() );
+    if ( !ids.empty() )
+      program( op, manager, unit, ids[ step.a % ids.size() ], step.b );
+    return "";
+  }
+
+  void program( const std::string & op, MorvaneTcamEntryManager & manager, U32 unit, U32 id,
+                U32 value ) {
+    Rule & rule = model_[ unit ][ id ];
+    if ( op == "program" ) {
+      sw_.match( unit, id, rule.dstIp = 1 + value % 4 );
+      rule.installed = manager.installEntry( unit, id ) == 0;
+    } else if ( op == "inport" && rule.group != 2 ) {  // any port: the rule stays as it is
+      manager.inPortsForEntryIs( unit, id, {}, {}, value % 2 == 0 );
+    } else if ( op == "enable" ) {
+      manager.enableEntry( unit, id, rule.enabled = value % 2 == 0, 0 );
+    } else if ( op == "prio" ) {
+      rule.priority = value % 3 == 0 ? manager.defaultPrio( id ) : value % 7;
+      manager.setPriorityForEntry( unit, id, value % 3 == 0 ? manager.invalidPrio() : value % 7 );
+    } else if ( op == "remove" && rule.installed ) {
+      rule.installed = manager.removeEntry( unit, id ) != 0;
+    } else if ( op == "release" ) {
+      manager.releaseEntry( unit, id );
+      model_[ unit ].erase( id );
+    }
+  }
+
+  std::string get( const User & user, U32 unit, const Step & step, bool starve ) {
+    MorvaneTcamEntryManager & manager = sw_.manager( user.user );
+    const U32 offset = user.size == 0 ? 0 : step.a % user.size;
+    const bool taken = user.size != 0 && model_[ unit ].contains( manager.baseEntry() + offset );
+    if ( starve )
+      sw_.faults.arm( { .op = SdkOp::bcm_field_stat_create, .nth = step.b % 4 + 1, .rc = -14 } );
+    const U32 id = sw_.take( user.user, offset, unit );
+    const bool starved = starve && sw_.faults.fired();
+    sw_.faults.disarm();
+    if ( id == 0 )
+      return taken || manager.exhausted( unit ) ? "" : "refused without being exhausted";
+    if ( taken || starved || model_[ unit ].contains( id ) || manager.exhausted( unit ) )
+      return fmt::format( "got {:#x} that could not be had", id );
+    model_[ unit ][ id ] = { user.group, 0, user.size == 0 ? 0 : manager.defaultPrio( id ) };
+    return "";
+  }
+
+  void reInit() {
+    for ( U32 unit = 0; unit < sw_.chip.units; ++unit )
+      sw_.asic.reset( unit );
+    std::streambuf * const out = std::cout.rdbuf( nullptr );
+    sw_.groups->doSdkReInit();
+    std::cout.rdbuf( out );
+    std::cout.clear();
+    model_.clear();
+  }
+
+  std::string compare( U32 unit ) {
+    U32 used = 0;
+    for ( const User & user : users )
+      used += sw_.books( sw_.manager( user.user ), unit ).entryCreatedSize();
+    if ( used != model_[ unit ].size() )
+      return fmt::format( "{} entries, not {}", used, model_[ unit ].size() );
+    for ( const auto & [ id, rule ] : model_[ unit ] ) {
+      const auto entry = sw_.asic.entry( unit, id );  // the auditor compares the other copies
+      if ( !entry || entry->priority != rule.priority || entry->installed != rule.installed ||
+           entry->enabled != rule.enabled )
+        return fmt::format( "entry {:#x} is not as it was left", id );
+    }
+    return "";
+  }
+
+  // The first group that a packet matches must have matched with its best rule.
+  std::string checkPacket( U32 unit, U32 anyPort, U32 anyIp ) {
+    const U32 port = anyPort % ( sw_.chip.pipes * portsPerPipe ), dstIp = 1 + anyIp % 4;
+    const U32 hit = tcamNumberBits.get( sw_.hit( unit, port, dstIp ) );
+    const Rule * best = nullptr;
+    for ( const auto & [ id, rule ] : model_[ unit ] ) {
+      if ( !rule.installed || !rule.enabled || rule.dstIp != dstIp )
+        continue;
+      // The lookup stage comes first, then groups by falling number.
+      const auto rank = []( const Rule & r ) {
+        return std::pair( r.group == 2 ? 9 : r.group, r.priority );
+      };
+      if ( best == nullptr || rank( rule ) > rank( *best ) ||
+           ( id == hit && rank( rule ) == rank( *best ) ) )
+        best = &rule;
+    }
+    return ( best == nullptr ? hit == 0 : best == &model_[ unit ][ hit ] )
+               ? ""
+               : fmt::format( "port {} address {}: hit {:#x}", port, dstIp, hit );
+  }
+
+  TestSwitch sw_;
+  std::map< U32, Rules > model_;  // by unit
+};
+
+// Runs in a child, since a failure may be an assertion. "" when nothing is wrong.
+std::string play( const Chip & chip, const Script & script ) {
+  return inChild( [ & ] {
+           Walk walk( chip );
+           std::string wrong;
+           for ( size_t i = 0; i < script.size() && wrong.empty(); ++i )
+             wrong = walk.run( script[ i ] );
+           std::fputs( wrong.c_str(), stderr );
+         } )
+      .text;
+}
+
+Script shrink( const Chip & chip, Script script ) {
+  for ( size_t run = script.size() / 2; run > 0; run /= 2 ) {
+    for ( size_t at = 0; at + run <= script.size(); ) {
+      Script shorter = script;
+      const auto from = shorter.begin() + static_cast< std::ptrdiff_t >( at );
+      shorter.erase( from, from + static_cast< std::ptrdiff_t >( run ) );
+      if ( play( chip, shorter ).empty() )
+        at += run;
+      else
+        script = shorter;
+    }
+  }
+  return script;
+}
+
+std::string text( const Script & script ) {
+  std::string lines;
+  for ( const Step & step : script )
+    lines += fmt::format( "{} {} unit {} a {} b {}\n", opNames[ step.op % std::size( opNames ) ],
+                          enumName( users[ step.user % std::size( users ) ].user ), step.unit,
+                          step.a, step.b );
+  return lines;
+}
+
+class RandomWalkTest : public testing::TestWithParam< Chip > {};
+
+TEST_P( RandomWalkTest, BooksChipsAndModelAgreeAfterEveryStep ) {
+  for ( U32 seed = 1; seed <= 12; ++seed ) {
+    std::mt19937 random( seed );
+    Script script( 400 );
+    for ( Step & step : script )
+      for ( U32 * part : { &step.op, &step.user, &step.unit, &step.a, &step.b } )
+        *part = static_cast< U32 >( random() ) >> 8;
+    if ( const std::string wrong = play( GetParam(), script ); !wrong.empty() ) {
+      const Script shortest = shrink( GetParam(), script );
+      FAIL() << "seed " << seed << ": " << wrong << "\nshortest script:\n"
+             << text( shortest ) << play( GetParam(), shortest );
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Chips, RandomWalkTest,
+    testing::Values(
+        Chip{ .slices = 3, .depth = 8, .statistics = 18 },
+        Chip{ .pipes = 2, .units = 2, .slices = 2, .largeSlices = 2, .depth = 8, .statistics = 20 },
+        Chip{ .pipes = 2, .secondCopy = true, .slices = 4, .depth = 8, .statistics = 24 },
+        Chip{ .pipes = 4,
+              .secondCopy = true,
+              .presels = true,
+              .units = 2,
+              .slices = 3,
+              .depth = 10,
+              .statistics = 30 },
+        Chip{ .pipes = 4, .shared = true, .slices = 4, .depth = 8, .statistics = 25 } ) );
+
+}  // namespace Test::RandomWalk

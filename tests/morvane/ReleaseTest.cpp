@@ -1,0 +1,82 @@
+// Release: every step of the allocation undone in reverse, ranges kept, owners, the last entry.
+
+#include "tests/morvane/TestSwitch.h"
+
+namespace Test::Release {
+
+// Leaves everything behind that an entry can have.
+void use( TestSwitch & sw, U32 id ) {
+  MorvaneTcamEntryManager & manager = sw.manager( ipAclTcamGroup );
+  sw.match( 0, id, 5 );
+  const bcm_pbmp_t ports = {};
+  manager.inPortsForEntryIs( 0, id, ports, ports, true );
+  manager.installEntry( 0, id );
+  manager.loopbackRedirectIs( 0, id, bcmFieldActionRedirectPbmp, ports );
+  manager.enableEntry( 0, id, false, 0 );
+  sw.log.clear();
+}
+
+TEST( ReleaseTest, StepsAreUndoneInReverse ) {
+  for ( const auto strategy : { tcamAllocateUnbounded, tcamAllocateOnDemand, tcamAllocateAsChunk,
+                                tcamAllocateAtBeginning } ) {
+    TestSwitch sw;
+    sw.platform.acl( 1, strategy == tcamAllocateUnbounded ? 0 : 3, strategy );
+    sw.start();
+    MorvaneTcamEntryManager & acl = sw.manager( ipAclTcamGroup );
+    const U32 first = sw.take( ipAclTcamGroup, 0 );
+    const std::string before = sw.state();
+    const U32 second = sw.take( ipAclTcamGroup, 1 );
+    use( sw, second );
+    acl.releaseEntry( 0, second );
+    const auto calls =
+        sw.calls( { SdkOp::bcm_field_entry_remove, SdkOp::bcm_field_entry_enable_set,
+                    SdkOp::bcm_field_entry_stat_detach, SdkOp::bcm_field_entry_destroy,
+                    SdkOp::bcm_field_qualify_clear, SdkOp::bcm_field_action_remove_all } );
+    const std::string wiped =
+        "entry_remove 10001,entry_enable_set 10001,entry_stat_detach 10001,"
+        "qualify_clear 10001,action_remove_all 10001";
+    const std::string gone = "entry_remove {0},entry_stat_detach {0},entry_destroy {0}";
+    EXPECT_EQ( fmt::format( "{}", fmt::join( calls, "," ) ),
+               strategy >= tcamAllocateAsChunk
+                   ? wiped
+                   : fmt::format( fmt::runtime( gone ), second == 0x10001 ? "10001" : "fffffe" ) );
+    EXPECT_EQ( sw.state(), before );
+    EXPECT_EQ( sw.audit(), "" );
+    EXPECT_FALSE( sw.books( acl ).tcamEntryBcmPbmpHas( second ) );
+    EXPECT_THAT( deathOf( [ & ] { acl.releaseEntry( 0, second ); } ),
+                 HasSubstr( "isTaken( *entries, entry )" ) );
+    acl.releaseEntry( 0, first );  // the last gives the group back, unless a range stays in it
+    EXPECT_EQ( sw.counts(), strategy == tcamAllocateAtBeginning ? "1/3" : "0/0" );
+    EXPECT_EQ( sw.audit(), "" );
+  }
+}
+
+TEST( ReleaseTest, AnOwnerStaysWhileAnyUnitUsesTheId ) {
+  TestSwitch sw( { .units = 2 } );
+  sw.platform.acl( 1, 4 ).user( qosTcamGroup, 1, 0, tcamAllocateUnbounded );
+  sw.platform.user( urpfTcamGroup, 1, 0, tcamAllocateUnbounded );
+  sw.start();
+  MorvaneTcamEntryManager * acl = &sw.manager( ipAclTcamGroup );
+  MorvaneTcamEntryManager * qos = &sw.manager( qosTcamGroup );
+  MorvaneTcamEntryManager * urpf = &sw.manager( urpfTcamGroup );
+  const auto owner = [ & ]( U32 id ) { return sw.groups->tcamManagerForEntry( id ).rawPtr_; };
+  sw.take( ipAclTcamGroup, 0, 0 );
+  sw.take( ipAclTcamGroup, 0, 1 );
+  acl->releaseEntry( 1, 0x10000 );
+  EXPECT_EQ( owner( 0x10000 ), acl );
+  acl->releaseEntry( 0, 0x10000 );
+  EXPECT_EQ( owner( 0x10000 ), nullptr );
+
+  // Ids that the chips chose are the same for different users of different units.
+  const U32 id = sw.take( qosTcamGroup, 0, 0 );
+  EXPECT_EQ( sw.take( urpfTcamGroup, 0, 1 ), id );
+  EXPECT_EQ( owner( id ), urpf );
+  urpf->releaseEntry( 1, id );
+  EXPECT_EQ( owner( id ), qos );
+  EXPECT_EQ( sw.take( urpfTcamGroup, 0, 1 ), id );
+  qos->releaseEntry( 0, id );  // not the owner any more
+  EXPECT_EQ( owner( id ), urpf );
+  EXPECT_EQ( sw.audit(), "" );
+}
+
+}  // namespace Test::Release

@@ -1,0 +1,181 @@
+#include "tests/morvane/TestSwitch.h"
+
+#include <algorithm>
+
+#include "agent/audit/Auditor.h"
+
+namespace Test {
+
+SoftAsic::ChipProfile profile( const Chip & chip ) {
+  SoftAsic::ChipProfile made;
+  made.name = "test";
+  made.pipes = chip.pipes;
+  made.portsPerPipe = portsPerPipe;
+  made.secondCopy = chip.secondCopy;
+  made.sharedByPipes = chip.shared;
+  made.groupByPreselector = chip.presels;
+  made.preselectors = chip.presels ? 64 : 0;
+  made.statistics = chip.statistics;
+  std::vector< SoftAsic::SliceProfile > slices;
+  if ( chip.slices != 0 )
+    slices.push_back( { chip.slices, chip.depth, 512, false } );
+  if ( chip.largeSlices != 0 )
+    slices.push_back( { chip.largeSlices, chip.depth, 512, true } );
+  for ( const auto kind :
+        { SoftAsic::StageKind::vfp, SoftAsic::StageKind::ifp, SoftAsic::StageKind::efp } )
+    made.stages.push_back( { kind, slices, false, false, {} } );
+  return made;
+}
+
+std::vector< std::string > callTexts( const std::function< void() > & code ) {
+  struct Sink : Kiv::TraceSink {
+    void line( const Kiv::TraceHandle &, U32, std::string_view text ) override {
+      lines.emplace_back( text.substr( text.find( ' ' ) + 1 ) );
+    }
+    std::vector< std::string > lines;
+  } sink;
+  Kiv::traceSinkIs( &sink );
+  Shim::sdkTrace.levelIs( 0, true );
+  code();
+  Shim::sdkTrace.levelIs( 0, false );
+  Kiv::traceSinkIs( nullptr );
+  return sink.lines;
+}
+
+TestSwitch::TestSwitch( const Chip & geometry ) KIV_NO_THREAD_SAFETY_ANALYSIS : chip( geometry ) {
+  for ( U32 unit = 0; unit < chip.units; ++unit )
+    asic.addUnit( unit, profile( chip ) );
+  Shim::sdk_ = &log;
+  platformIs( &platform );
+  Kiv::ActivityUnlockAnchor::lock().lock();
+}
+
+TestSwitch::~TestSwitch() KIV_NO_THREAD_SAFETY_ANALYSIS {
+  stop();
+  Kiv::ActivityUnlockAnchor::lock().unlock();
+  platformIs( nullptr );
+  Shim::sdk_ = nullptr;
+}
+
+void TestSwitch::construct( bool singleView ) {
+  groups = Kiv::make< MorvaneTcamGroupManager >( Kiv::Name( "groups" ), nullptr, singleView );
+  groups->numPipeIs( chip.shared ? 1 : chip.pipes );
+  for ( U32 unit = 0; unit < chip.units; ++unit )
+    groups->modChipInfoIs( static_cast< U16 >( unit ), chipInfo );
+}
+
+void TestSwitch::start( bool singleView ) {
+  construct( singleView );
+  groups->initializedIs( true );
+}
+
+MorvaneTcamEntryManager & TestSwitch::manager( TcamGroupAssignment assignment ) const {
+  if ( groups->entryManagerHas( assignment ) )
+    return bounded( assignment );
+  return unbounded( assignment );
+}
+
+U32 TestSwitch::take( TcamGroupAssignment assignment, U32 offset, U32 unit ) const {
+  if ( groups->unboundedEntryManagerHas( assignment ) )
+    return unbounded( assignment ).getEntry( unit, "rule" );
+  MorvaneBoundedTcamEntryManager & user = bounded( assignment );
+  return user.getEntry( unit, user.baseEntry() + offset, "rule" );
+}
+
+std::string TestSwitch::audit() const {
+  return fmt::format( "{}", fmt::join( Audit::audit( *groups, asic ), "\n" ) );
+}
+
+namespace {
+
+std::string ruleText( const SoftAsic::RuleView & rule ) {
+  std::string text;
+  for ( const auto & qualifier : rule.qualifiers )
+    text += fmt::format( " {}={:x}/{:x}", qualifier.qualifier, fmt::join( qualifier.value, "." ),
+                         fmt::join( qualifier.mask, "." ) );
+  for ( const auto & action : rule.actions )
+    text += fmt::format( " do {}", static_cast< int >( action.action ) );
+  return text;
+}
+
+std::string unitState( const SoftAsic::SoftAsic & asic, U32 unit ) {
+  std::string text = fmt::format( "unit {}\n", unit );
+  for ( const auto & group : asic.groups( unit ) )
+    text += fmt::format( "group {:#x} flags {} presel {}\n", group.id, group.flags,
+                         !group.preselset.empty() );
+  for ( const auto & group : asic.groups( unit ) )
+    for ( const auto & entry : asic.entries( unit, group.id ) )
+      text += fmt::format( "entry {:#x} in {:#x} prio {} {}{} stat {}{} :{}\n", entry.id,
+                           entry.group, entry.priority, entry.installed, entry.enabled, entry.stat,
+                           ruleText( entry.pending ), ruleText( entry.effective ) );
+  for ( const auto & table : asic.tables( unit ) )
+    text += fmt::format( "table {}.{}.{} free {} entries {} stats {}\n",
+                         static_cast< int >( table.stage ), table.pipe, table.copy,
+                         table.freeSlices, table.entries, table.statistics );
+  return text + fmt::format( "presels {}\n", asic.preselectors( unit ).size() );
+}
+
+std::string bookText( const MorvaneTcamEntryManager & manager ) {
+  std::string text;
+  for ( auto it = manager.internalUnitEntryIterConst(); it; ++it ) {
+    const UnitEntriesCreated & books = *it.member();
+    text += fmt::format( "{} unit {} references {} range {}\n", manager.desc().charPtr(),
+                         static_cast< U32 >( it.key() ), books.groupReferences(),
+                         books.rangeCreated() );
+    for ( auto entry = books.entryCreatedIterConst(); entry; ++entry )
+      text += fmt::format( " {:#x} {} stat {} {}\n", entry.key(), entry.value().charPtr(),
+                           books.entryStats( entry.key() ), books.entryDisabled( entry.key() ) );
+  }
+  return text;
+}
+
+}  // namespace
+
+std::string TestSwitch::state() const {
+  std::string text;
+  for ( U32 unit = 0; unit < chip.units; ++unit )
+    text += unitState( asic, unit ) + counts( unit ) + "\n";
+  for ( auto it = groups->entryManagerIterConst(); it; ++it )
+    text += bookText( *it.member() );
+  for ( auto it = groups->unboundedEntryManagerIterConst(); it; ++it )
+    text += bookText( *it.member() );
+  return text + fmt::format( "owners {}\n", groups->tcamManagerForEntrySize() );
+}
+
+std::string TestSwitch::counts( U32 unit ) const {
+  std::vector< std::string > all;
+  for ( auto it = groups->groupCountsIterConst(); it; ++it )
+    all.push_back( fmt::format( "{}/{}", std::max( 0, it.member()->unitRefCount( unit ) ),
+                                it.member()->unitAllocated( unit ) ) );
+  return fmt::format( "{}", fmt::join( all, " " ) );
+}
+
+std::vector< std::string > TestSwitch::calls( const std::vector< SdkOp > & ops ) {
+  std::vector< std::string > all;
+  for ( const SoftAsic::CallRecord & call : log.records() ) {
+    const std::string name = sdkOpName( call.op );
+    if ( std::find( ops.begin(), ops.end(), call.op ) != ops.end() )
+      all.push_back( fmt::format( "{} {:x}", name.substr( name.find( "field_" ) + 6 ), call.id ) );
+  }
+  log.clear();
+  return all;
+}
+
+void TestSwitch::match( U32 unit, U32 entry, U32 dstIp ) const {
+  SDK_CHECKED( bcm_field_qualify_clear( unit, entry ) );
+  SDK_CHECKED( bcm_field_qualify_DstIp( unit, entry, dstIp, 0xFFFFFFFF ) );
+}
+
+U32 TestSwitch::hit( U32 unit, U32 port, U32 dstIp ) {
+  U8 frame[ 64 ] = {};
+  frame[ 12 ] = 0x08;  // IPv4
+  frame[ 14 ] = 0x45;
+  frame[ 17 ] = 20;   // total length
+  frame[ 23 ] = 253;  // protocol
+  for ( U32 i = 0; i < 4; ++i )
+    frame[ 30 + i ] = static_cast< U8 >( dstIp >> ( 24 - 8 * i ) );
+  const SoftAsic::Verdict verdict = asic.inject( unit, port, frame, sizeof( frame ) );
+  return verdict.matches.empty() ? 0 : verdict.matches.front().entry;
+}
+
+}  // namespace Test

@@ -1,0 +1,109 @@
+// A switch for tests: software units behind a call log and a fault injector, a platform, and the
+// group manager. The activity lock is held from construction to destruction.
+//
+//   TestSwitch sw( { .pipes = 2 } );
+//   sw.platform.acl( 1, 16, tcamAllocateOnDemand );
+//   sw.start();
+//   sw.bounded( ipAclTcamGroup ).getEntry( 0, 0x10000, "rule" );
+//   EXPECT_EQ( sw.audit(), "" );
+#pragma once
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "morvane/MorvaneTcamGroupManager.h"
+#include "shim/SdkCall.h"
+#include "softasic/CallLog.h"
+#include "softasic/FaultInjector.h"
+#include "softasic/SoftAsic.h"
+#include "tests/morvane/TestPlatform.h"
+#include "tests/shim/Death.h"
+
+namespace Test {
+
+using Shim::SdkOp;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+inline constexpr U32 portsPerPipe = 8;
+
+// Geometry of the units; every stage has the same slices.
+struct Chip {
+  U32 pipes = 1;
+  bool secondCopy = false;
+  bool shared = false;
+  bool presels = false;  // groups are selected by preselector
+  U32 units = 1;
+  U32 slices = 4;
+  U32 largeSlices = 0;
+  U32 depth = 64;
+  U32 statistics = 1024;
+
+  friend void PrintTo( const Chip & chip, std::ostream * out ) {
+    *out << fmt::format( "{} pipes{}{}, {} units", chip.pipes, chip.secondCopy ? " twice" : "",
+                         chip.shared ? " shared" : "", chip.units );
+  }
+};
+
+SoftAsic::ChipProfile profile( const Chip & chip );
+
+// The texts of the SDK calls that some code makes, with their results and without file and line.
+std::vector< std::string > callTexts( const std::function< void() > & code );
+
+class TestSwitch {
+ public:
+  explicit TestSwitch( const Chip & chip = {} );
+  ~TestSwitch();
+  TestSwitch( const TestSwitch & ) = delete;
+  TestSwitch & operator=( const TestSwitch & ) = delete;
+
+  // Makes the group manager, with all units known; start also runs its start-up.
+  void construct( bool singleView = false );
+  void start( bool singleView = false );
+  // Ends the managers' lives; the chips stay.
+  void stop() { groups = nullptr; }
+
+  MorvaneBoundedTcamEntryManager & bounded( TcamGroupAssignment assignment ) const {
+    return *groups->entryManager( assignment );
+  }
+  MorvaneUnboundedTcamEntryManager & unbounded( TcamGroupAssignment assignment ) const {
+    return *groups->unboundedEntryManager( assignment );
+  }
+  // The user's manager of either kind.
+  MorvaneTcamEntryManager & manager( TcamGroupAssignment assignment ) const;
+  // Gets an entry from it: the one at `offset` of its range, or any.
+  U32 take( TcamGroupAssignment assignment, U32 offset = 0, U32 unit = 0 ) const;
+  const UnitEntriesCreated & books( const MorvaneTcamEntryManager & manager, U32 unit = 0 ) const {
+    return *manager.internalUnitEntry( unit );
+  }
+
+  // The auditor's differences, one a line; "" when books and chips agree.
+  std::string audit() const;
+  // Books and chips as text, without physical places and exhaustion: what a failed operation must
+  // leave as it was.
+  std::string state() const;
+  // "users/entries" of every counter record on the unit, in order: "1/2 1/2".
+  std::string counts( U32 unit = 0 ) const;
+  // The logged calls of some operations, one "name id" each without the SDK's prefix, the id in
+  // hexadecimal; the log is cleared.
+  std::vector< std::string > calls( const std::vector< SdkOp > & ops );
+
+  // Qualifies the pipe-0, copy-0 entry on a destination address.
+  void match( U32 unit, U32 entry, U32 dstIp ) const;
+  // The entry, if any, that an IPv4 packet to an address hits in the first group that matches.
+  U32 hit( U32 unit, U32 port, U32 dstIp );
+
+  const Chip chip;
+  SoftAsic::SoftAsic asic;
+  SoftAsic::FaultInjector faults{ asic };
+  SoftAsic::CallLog log{ faults };
+  TestPlatform platform;
+  MorvaneCentral::ChipInfo chipInfo = {};  // of every unit
+  Kiv::Ptr< MorvaneTcamGroupManager > groups;
+};
+
+}  // namespace Test
