@@ -10,8 +10,8 @@ namespace Shim {
 constinit Kiv::TraceHandle sdkTrace( "SdkShim" );
 
 void traceSdkResult( const SdkCallSite & site, int rc ) {
-  SNAPTRACE( bcmFpCmd, sdkTrace, 0 ) << site.file << ":" << site.line << " " << site.text << " ("
-                                     << site.resultName << ":" << rc << ")";
+  SNAPTRACE( bcmFpCmd, sdkTrace, 0 )
+      << site.file << ":" << site.line << " " << site.text << site.resultLabel << rc << ")";
 }
 
 void traceSdkUnchecked( const SdkCallSite & site ) {

@@ -39,8 +39,8 @@ struct SdkCallSite {
   const char * text;  // the call as written
   const char * file;  // relative to the project
   int line;
-  const char * function;    // full signature of the enclosing function
-  const char * resultName;  // what the trace calls the result: "rc" or "rv"
+  const char * function;     // full signature of the enclosing function
+  const char * resultLabel;  // what stands before the result in the trace, " (rc:" or " (rv:"
 };
 
 // A call whose arguments are evaluated and which is yet to be made.
@@ -129,25 +129,25 @@ void callSdkUnchecked( const SdkCallSite & site, const SdkBoundCall< Call > & bo
 
 }  // namespace Shim
 
-#define SDK_SITE( text, resultName )                          \
-  ::Shim::SdkCallSite {                                       \
-    text, __FILE__, __LINE__, __PRETTY_FUNCTION__, resultName \
+#define SDK_SITE( text, resultLabel )                          \
+  ::Shim::SdkCallSite {                                        \
+    text, __FILE__, __LINE__, __PRETTY_FUNCTION__, resultLabel \
   }
 
 #define SDK_CALL( ... ) \
-  ::Shim::callSdk( SDK_SITE( #__VA_ARGS__, "rc" ), ::Shim::SdkCalls{}.__VA_ARGS__ )
-#define SDK_CHECKED( ... )                                                                \
-  ::Shim::callSdkChecked( SDK_SITE( #__VA_ARGS__, "rc" ), ::Shim::SdkCalls{}.__VA_ARGS__, \
+  ::Shim::callSdk( SDK_SITE( #__VA_ARGS__, " (rc:" ), ::Shim::SdkCalls{}.__VA_ARGS__ )
+#define SDK_CHECKED( ... )                                                                   \
+  ::Shim::callSdkChecked( SDK_SITE( #__VA_ARGS__, " (rc:" ), ::Shim::SdkCalls{}.__VA_ARGS__, \
                           ::Shim::tolerateNothing )
 // The same where the result is known as rv.
-#define SDK_CHECKED_RV( ... )                                                             \
-  ::Shim::callSdkChecked( SDK_SITE( #__VA_ARGS__, "rv" ), ::Shim::SdkCalls{}.__VA_ARGS__, \
+#define SDK_CHECKED_RV( ... )                                                                \
+  ::Shim::callSdkChecked( SDK_SITE( #__VA_ARGS__, " (rv:" ), ::Shim::SdkCalls{}.__VA_ARGS__, \
                           ::Shim::tolerateNothing )
-#define SDK_TOLERATED( toleratedRc, ... )                                                 \
-  ::Shim::callSdkChecked( SDK_SITE( #__VA_ARGS__, "rc" ), ::Shim::SdkCalls{}.__VA_ARGS__, \
+#define SDK_TOLERATED( toleratedRc, ... )                                                    \
+  ::Shim::callSdkChecked( SDK_SITE( #__VA_ARGS__, " (rc:" ), ::Shim::SdkCalls{}.__VA_ARGS__, \
                           toleratedRc )
 #define SDK_UNCHECKED( ... ) \
-  ::Shim::callSdkUnchecked( SDK_SITE( #__VA_ARGS__, "rc" ), ::Shim::SdkCalls{}.__VA_ARGS__ )
+  ::Shim::callSdkUnchecked( SDK_SITE( #__VA_ARGS__, " (rc:" ), ::Shim::SdkCalls{}.__VA_ARGS__ )
 #define SDK_ASSERTED( ... )                  \
   do {                                       \
     const int err = SDK_CALL( __VA_ARGS__ ); \
@@ -155,6 +155,7 @@ void callSdkUnchecked( const SdkCallSite & site, const SdkBoundCall< Call > & bo
   } while ( false )
 // Checks the result of a call that was made before; the call's text is printed.
 #define SDK_RESULT_OF( rc, ... ) \
-  ::Shim::checkSdkResult( SDK_SITE( #__VA_ARGS__, #rc ), rc, ::Shim::tolerateNothing )
+  ::Shim::checkSdkResult( SDK_SITE( #__VA_ARGS__, " (" #rc ":" ), rc, ::Shim::tolerateNothing )
 // Checks a result that the caller keeps in a variable; its text is the variable's name.
-#define SDK_RESULT( rc ) ::Shim::checkSdkResult( SDK_SITE( #rc, #rc ), rc, ::Shim::tolerateNothing )
+#define SDK_RESULT( rc ) \
+  ::Shim::checkSdkResult( SDK_SITE( #rc, " (" #rc ":" ), rc, ::Shim::tolerateNothing )
