@@ -102,6 +102,9 @@ std::optional< AclResource > AclFeature::addEntry( const EntryMatch & match,
 
 // A group that still has room for an entry had none for its counters.
 AclResource AclFeature::shortage() {
+  // Refused, but not for lack of room: the id is taken.
+  if ( !manager_->exhausted( unit_ ) )
+    return AclResource::entries;
   return groupManager_.entriesAvailable( unit_, group() ) == 0 ? AclResource::slices
                                                                : AclResource::statistics;
 }

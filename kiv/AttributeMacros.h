@@ -58,7 +58,7 @@
   V name( K key ) const { return name##_.get( key ); } \
   virtual void name##Is( K key, V value ) { name##_.set( key, std::move( value ) ); } \
   virtual bool name##Del( K key ) { return name##_.del( key ); } \
-  bool name##Del( Name##Iter & iter ) { return this->name##Del( K( iter.key() ) ); }
+  virtual bool name##Del( Name##Iter & iter ) { return this->name##Del( K( iter.key() ) ); }
 
 #define KIV_COUNTS( Map, K, V, name, Name ) \
   KIV_VALUES( Map, K, V, name, Name ) \
@@ -72,7 +72,7 @@
     return name##_.instantiate( key, [ & ] { return this->new##Name( key ); } ); \
   } \
   virtual Kiv::Ptr< E > name##Del( K key ) { return name##_.del( key ); } \
-  Kiv::Ptr< E > name##Del( Name##Iter & iter ) { return this->name##Del( K( iter.key() ) ); }
+  virtual Kiv::Ptr< E > name##Del( Name##Iter & iter ) { return this->name##Del( K( iter.key() ) ); }
 
 // Carries a type with commas through another macro.
 #define KIV_TYPE( ... ) __VA_ARGS__

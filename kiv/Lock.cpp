@@ -64,9 +64,7 @@ LockGuard::~LockGuard() KIV_NO_THREAD_SAFETY_ANALYSIS {
   KIV_ASSERT( rc == 0 );
 }
 
-UnlockAnchor::UnlockAnchor( Lock & lock ) KIV_NO_THREAD_SAFETY_ANALYSIS
-    : lock_( lock ),
-      exceptionsAtConstruction_( std::uncaught_exceptions() ) {
+UnlockAnchor::UnlockAnchor( Lock & lock ) KIV_NO_THREAD_SAFETY_ANALYSIS : lock_( lock ) {
   if ( !lock_.held() ) {
     throw InternalException( "Lock Protocol exception -- unlocking an unreleasable lock" );
   }
@@ -75,7 +73,7 @@ UnlockAnchor::UnlockAnchor( Lock & lock ) KIV_NO_THREAD_SAFETY_ANALYSIS
 
 UnlockAnchor::~UnlockAnchor() noexcept( false ) KIV_NO_THREAD_SAFETY_ANALYSIS {
   int rc = lock_.grab();
-  if ( rc == 0 || std::uncaught_exceptions() > exceptionsAtConstruction_ ) {
+  if ( rc == 0 || std::uncaught_exceptions() != 0 ) {
     return;
   }
   if ( rc == EDEADLK ) {

@@ -70,14 +70,13 @@ class KIV_SCOPED_CAPABILITY KIV_API UnlockAnchor {
   explicit UnlockAnchor( Lock & lock ) KIV_RELEASE( lock );
   // Throws InternalException( "Lock was already grabbed in UnlockAnchor destructor!" ) when this
   // thread holds the lock already, ErrnoException( "Failed to grab lock" ) for other failures;
-  // never while an exception that began inside the scope is in flight.
+  // never while another exception is in flight.
   ~UnlockAnchor() noexcept( false ) KIV_RELEASE();
   UnlockAnchor( const UnlockAnchor & ) = delete;
   UnlockAnchor & operator=( const UnlockAnchor & ) = delete;
 
  private:
   Lock & lock_;
-  int exceptionsAtConstruction_;
 };
 
 // Names the lock that the agent's activity holds while library code runs.

@@ -75,7 +75,7 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   bool exhausted( U32 unit ) const { return exhausted_.get( unit ); }
   virtual void exhaustedIs( U32 unit, bool value );
   virtual bool exhaustedDel( U32 unit );
-  bool exhaustedDel( ExhaustedIter & iter ) { return exhaustedDel( U32( iter.key() ) ); }
+  virtual bool exhaustedDel( ExhaustedIter & iter ) { return exhaustedDel( U32( iter.key() ) ); }
   virtual void exhaustedDelAll();
   ExhaustedIter exhaustedIter() const { return exhausted_.iter(); }
   ExhaustedIter exhaustedIterConst() const { return exhausted_.iter(); }
@@ -230,6 +230,8 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   void dropTemporaryStore( UnitEntriesCreated & entries, U32 entry );
   void dropOwner( U32 unit, U32 entry );
 
+  void installCopies( U32 unit, UnitEntriesCreated & entries, U32 entry, U32 & installed );
+  void removeCopies( U32 unit, U32 entry, U32 howMany );
   void applyInPorts( U32 unit, U32 entry, U32 tcamEntryId );
   void programLoopback( U32 unit, U32 entry );
   void processOvidWarEntry( U32 unit, U32 entry, U32 tcamEntryId );
@@ -244,7 +246,8 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   // The walk and the record of the unit used last, kept for the next operation.
   std::optional< PipeCopies > walk_;
   // The counter records of the group's copies, likewise.
-  std::array< Kiv::Ptr< GroupCounts >, 8 > counts_;
+  std::array< Kiv::Ptr< GroupCounts >, BCM_PIPES_MAX * 2 > counts_;
+  std::array< U32, BCM_PIPES_MAX * 2 > countsGroup_{};
   mutable Kiv::Ptr< UnitEntriesCreated > lastEntries_;
   mutable U32 lastUnit_ = 0;
 };

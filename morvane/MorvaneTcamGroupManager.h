@@ -256,6 +256,7 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   void createEntryManager( const TcamReservation & reservation, U32 & nextEntry );
   U32 freeEntries( U32 unit, U32 group );
   void compressFreedSlices( U32 unit );
+  void destroyPipeGroup( U32 unit, U32 pipeGroupId );
   bool referenceExisting( U32 unit, U32 group, const PipeCopy & at, GroupReferences & taken );
 
   Kiv::Scalar< bool > initialized_{ this, "initialized", false };

@@ -19,7 +19,7 @@ class KIV_API StatTypes : public Kiv::Entity {
   explicit StatTypes( const Kiv::Name & name ) : Kiv::Entity( name ) {}
 
   // SDK statistics type (bcm_field_stat_t) by index from 0; read in index order. Two types must be
-  // neighbouring SDK values; at most 8 types count.
+  // neighbouring SDK values; there are at most 8.
   KIV_VALUES( Kiv::RbTreeMap, U32, U32, type, Type );
 };
 

@@ -66,7 +66,7 @@ struct SdkCalls {
 class KIV_SCOPED_CAPABILITY SdkLockGuard {
  public:
   explicit SdkLockGuard( SdkShim & sdk ) KIV_ACQUIRE( sdk ) : sdk_( sdk ) { sdk_.sdkLock(); }
-  ~SdkLockGuard() KIV_RELEASE() { sdk_.sdkUnlock(); }
+  ~SdkLockGuard() noexcept( false ) KIV_RELEASE() { sdk_.sdkUnlock(); }
   SdkLockGuard( const SdkLockGuard & ) = delete;
   SdkLockGuard & operator=( const SdkLockGuard & ) = delete;
 

@@ -111,11 +111,14 @@ U32 EntryAllocation::run() {
       manager_.setExhausted( unit_, true, false );
       return 0;
     }
+    return handOver();
   } catch ( ... ) {
     undo();
     throw;
   }
+}
 
+U32 EntryAllocation::handOver() {
   const U32 unit = unit_;
   const U32 entryId = entry_;
   manager_.groupManager()->traceGroupStatus( unit, entries_->groupId( entryId ) );

@@ -46,6 +46,7 @@ class EntryAllocation {
   bool refused( const PipeCopy & at, int rc );
   void record();
   bool attachStats();
+  U32 handOver();
   void undo();
   MorvaneTcamGroupManager & groups() const { return *manager_.groupManager(); }
 

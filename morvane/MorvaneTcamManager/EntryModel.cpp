@@ -95,9 +95,14 @@ void MorvaneTcamEntryManager::handleInitialized() {
                               Shim::sdk_->kelmor_field_alloc_at_beginning( unit ) ) )
       continue;
     KIV_ASSERT( initializeGroup( unit ) );
-    // A chunk that does not fit leaves the unit exhausted and is tried again at its first use.
-    if ( !allocateAllEntries( unit ) )
+    try {
+      // A chunk that does not fit leaves the unit exhausted and is tried again at its first use.
+      if ( !allocateAllEntries( unit ) )
+        giveBackGroup( unit );
+    } catch ( ... ) {
       giveBackGroup( unit );
+      throw;
+    }
   }
   initializedIs( true );
 }
@@ -120,10 +125,13 @@ PipeCopies MorvaneTcamEntryManager::copies( U32 unit ) {
 }
 
 GroupCounts & MorvaneTcamEntryManager::countsOf( const PipeCopy & at ) {
-  Kiv::Ptr< GroupCounts > & counts = counts_[ at.pipe * 2 + at.copy ];
+  const U32 index = at.pipe * 2 + at.copy;
+  Kiv::Ptr< GroupCounts > & counts = counts_[ index ];
   // A record that was taken out of the collection has no parent any more.
-  if ( !counts || counts->parent() == nullptr )
+  if ( !counts || counts->parent() == nullptr || countsGroup_[ index ] != at.pipeGroup ) {
     counts = groupManager()->groupCounts( at.pipeGroup );
+    countsGroup_[ index ] = at.pipeGroup;
+  }
   KIV_ASSERT( counts );
   return *counts;
 }
@@ -203,8 +211,11 @@ void MorvaneTcamEntryManager::giveBackGroup( U32 unit ) {
   const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
   const U32 kept = entries->rangeCreated() ? 1 : 0;
   while ( entries->groupReferences() > kept ) {
+    // What an attempt that was broken off has given back already is passed over.
+    for ( const PipeCopy c : copies( unit ) )
+      if ( countsOf( c ).unitRefCount( unit ) > 0 )
+        groupManager()->uninitializeTcamGroup( unit, c.pipeGroup, true );
     entries->groupReferencesIs( entries->groupReferences() - 1 );
-    groupManager()->uninitializeGroup( unit, group() );
   }
 }
 

@@ -12,6 +12,27 @@ int MorvaneTcamEntryManager::installEntry( U32 unit, U32 entry ) {
   const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
   MORVANE_TRACE( traceEntry ) << "installEntry"
                               << " entry " << entry;
+  const bool wasInstalled = entries->entryInstalled( entry );
+  U32 installed = 0;
+  try {
+    installCopies( unit, *entries, entry, installed );
+  } catch ( ... ) {
+    // Either every copy is in the lookup, or none is.
+    if ( !wasInstalled )
+      removeCopies( unit, entry, installed );
+    throw;
+  }
+  entries->entryInstalledIs( entry, true );
+  if ( entries->loopbackPortRedirectAction( entry ) != 0 )
+    programLoopback( unit, entry );
+  dropTemporaryStore( *entries, entry );
+  entries->loopbackPortRedirectActionDel( entry );
+  entries->outportsBcmPbmpDel( entry );
+  return 0;
+}
+
+void MorvaneTcamEntryManager::installCopies( U32 unit, UnitEntriesCreated & entries, U32 entry,
+                                             U32 & installed ) {
   const bool ovidWar = groupManager()->ovidWar( group() );
   for ( const PipeCopy c : copies( unit ) ) {
     const U32 tcamEntryId = c.entryId( entry );
@@ -21,21 +42,23 @@ int MorvaneTcamEntryManager::installEntry( U32 unit, U32 entry ) {
     }
     if ( !c.first() )
       SDK_CHECKED( SdkShim->kelmor_field_entry_copy_id( unit, entry, tcamEntryId ) );
-    if ( entries->tcamEntryBcmPbmpSize() != 0 )
+    if ( entries.tcamEntryBcmPbmpSize() != 0 )
       applyInPorts( unit, entry, tcamEntryId );
     SDK_CHECKED( bcm_field_entry_install( unit, tcamEntryId ) );
-    // From the first copy on, so that a removal takes back whatever was installed.
-    if ( c.first() )
-      entries->entryInstalledIs( entry, true );
+    ++installed;
     MORVANE_TRACE( traceEntry ) << "installEntry"
                                 << " Entry installed: " << tcamEntryId;
   }
-  if ( entries->loopbackPortRedirectAction( entry ) != 0 )
-    programLoopback( unit, entry );
-  dropTemporaryStore( *entries, entry );
-  entries->loopbackPortRedirectActionDel( entry );
-  entries->outportsBcmPbmpDel( entry );
-  return 0;
+}
+
+// Takes the first `howMany` hardware copies out of the lookup.
+void MorvaneTcamEntryManager::removeCopies( U32 unit, U32 entry, U32 howMany ) {
+  for ( const PipeCopy c : copies( unit ) ) {
+    if ( howMany-- == 0 )
+      return;
+    const U32 tcamEntryId = c.entryId( entry );
+    SDK_CHECKED( bcm_field_entry_remove( unit, tcamEntryId ) );
+  }
 }
 
 int MorvaneTcamEntryManager::reinstallEntry( U32 unit, U32 entry ) {
@@ -44,11 +67,23 @@ int MorvaneTcamEntryManager::reinstallEntry( U32 unit, U32 entry ) {
 
 int MorvaneTcamEntryManager::removeEntry( U32 unit, U32 entry ) {
   const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
-  for ( const PipeCopy c : copies( unit ) ) {
-    const U32 tcamEntryId = c.entryId( entry );
-    SDK_CHECKED( bcm_field_entry_remove( unit, tcamEntryId ) );
-    MORVANE_TRACE( traceEntry ) << "removeEntry"
-                                << " Entry removed: " << tcamEntryId;
+  U32 removed = 0;
+  try {
+    for ( const PipeCopy c : copies( unit ) ) {
+      const U32 tcamEntryId = c.entryId( entry );
+      SDK_CHECKED( bcm_field_entry_remove( unit, tcamEntryId ) );
+      ++removed;
+      MORVANE_TRACE( traceEntry ) << "removeEntry"
+                                  << " Entry removed: " << tcamEntryId;
+    }
+  } catch ( ... ) {
+    for ( const PipeCopy c : copies( unit ) ) {
+      if ( removed-- == 0 )
+        break;
+      const U32 tcamEntryId = c.entryId( entry );
+      SDK_CHECKED( bcm_field_entry_install( unit, tcamEntryId ) );
+    }
+    throw;
   }
   entries->entryInstalledIs( entry, false );
   if ( groupManager()->ovidWar( group() ) )

@@ -111,7 +111,8 @@ void MorvaneTcamEntryManager::destroyEntryCopies( U32 unit, U32 entry, U32 howMa
   for ( const PipeCopy c : copies( unit ) ) {
     if ( howMany-- == 0 )
       return;
-    destroyEntryCopy( unit, countsOf( c ), c.entryId( entry ) );
+    const Kiv::Ptr< GroupCounts > counts( &countsOf( c ) );
+    destroyEntryCopy( unit, *counts, c.entryId( entry ) );
   }
 }
 

@@ -21,7 +21,6 @@ void MorvaneTcamEntryManager::releaseEntryInternal( U32 unit, U32 entry, bool gi
   if ( entries->entryInstalled( entry ) )
     removeEntry( unit, entry );
 
-  dropOwner( unit, entry );
   // A range keeps its hardware entries; a chunk goes as a whole with its last one, below.
   const bool chunkGoes =
       strategy() == tcamAllocateAsChunk && giveBackGroup && entries->entryCreatedSize() == 1;
@@ -34,6 +33,9 @@ void MorvaneTcamEntryManager::releaseEntryInternal( U32 unit, U32 entry, bool gi
   entries->loopbackPortRedirectActionDel( entry );
   entries->outportsBcmPbmpDel( entry );
   entries->entryDisabledDel( entry );
+  dropOwner( unit, entry );
+  if ( entries->multicastWarEntry() == entry )
+    entries->multicastWarEntryIs( 0 );
   entries->entryInstalledDel( entry );
   entries->entryCreatedDel( entry );
   setExhausted( unit, false, sliceFreed );
@@ -41,23 +43,24 @@ void MorvaneTcamEntryManager::releaseEntryInternal( U32 unit, U32 entry, bool gi
     giveBackIfIdle( unit );
 }
 
-// Takes one hardware copy back; true when a slice came free.
+// Takes one hardware copy back; true when a slice came free. A release that was broken off by an
+// exception can be called again and goes on where it stopped.
 bool MorvaneTcamEntryManager::releaseEntryCopy( U32 unit, UnitEntriesCreated & entries,
                                                 const PipeCopy & at, U32 entryId, bool chunkGoes ) {
+  if ( !entries.groupIdHas( entryId ) )
+    return false;
   if ( allocateStatsPerEntry() )
     removeStats( unit, entries, entryId );
-  entries.groupIdDel( entryId );
-  entries.entryInPortsDel( entryId );
-  if ( chunkGoes )
-    return false;
-  if ( holdsRange() ) {
+  const SliceWatch watch( countsOf( at ), unit );
+  if ( !holdsRange() ) {
+    destroyEntryCopy( unit, watch.counts(), entryId );
+  } else if ( !chunkGoes ) {
     // Ready for its next user.
     SDK_CHECKED( bcm_field_qualify_clear( unit, entryId ) );
     SDK_CHECKED( bcm_field_action_remove_all( unit, entryId ) );
-    return false;
   }
-  const SliceWatch watch( countsOf( at ), unit );
-  destroyEntryCopy( unit, watch.counts(), entryId );
+  entries.groupIdDel( entryId );
+  entries.entryInPortsDel( entryId );
   return watch.freed();
 }
 

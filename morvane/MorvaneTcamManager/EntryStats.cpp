@@ -12,7 +12,8 @@
 namespace Morvane {
 
 StatTypesList::StatTypesList( const StatTypes & wanted ) {
-  for ( auto it = wanted.typeIterConst(); it && count < BCM_FIELD_STAT_TYPES; ++it )
+  KIV_ASSERT( wanted.typeSize() <= BCM_FIELD_STAT_TYPES );
+  for ( auto it = wanted.typeIterConst(); it; ++it )
     types[ count++ ] = static_cast< bcm_field_stat_t >( it.value() );
 }
 
@@ -73,7 +74,13 @@ void MorvaneTcamEntryManager::removeStats( U32 unit, UnitEntriesCreated & entrie
   MORVANE_TRACE( traceDetail ) << "Unit: " << unit << " Attempting to detach statId " << statsId;
   SDK_CHECKED( bcm_field_entry_stat_detach( unit, entryId, statsId ) );
   FP_COMMAND() << "fp stat detach entry=" << entryId << " StatId=" << statsId;
-  SDK_CHECKED( bcm_field_stat_destroy( unit, statsId ) );
+  try {
+    SDK_CHECKED( bcm_field_stat_destroy( unit, statsId ) );
+  } catch ( ... ) {
+    // The books still name the object as the entry's.
+    SDK_CHECKED( bcm_field_entry_stat_attach( unit, entryId, statsId ) );
+    throw;
+  }
   FP_COMMAND() << "fp stat destroy StatId= " << statsId;
   entries.entryStatsDel( entryId );
 }

@@ -48,7 +48,6 @@ void GroupBuilder::noteQualifier( U32 qualifier ) {
     case bcmFieldQualifyStageEgress:
       manager_.stageIngressIs( group_, false );
       largeSlice_ = false;
-      egress_ = egress_ || qualifier == bcmFieldQualifyStageEgress;
       break;
     case bcmFieldQualifyInPort:
     case bcmFieldQualifyInPorts:

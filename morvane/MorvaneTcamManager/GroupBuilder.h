@@ -62,7 +62,6 @@ class GroupBuilder {
   bcm_port_config_t portConfig_ = {};
   // Wants a large slice first, and is tried again without one.
   bool largeSlice_ = true;
-  bool egress_ = false;
   bool matchesNoPort_ = true;
   bool matchesOuterVlan_ = false;
   // The copy under creation has stored its preselector.

@@ -8,7 +8,12 @@ namespace Morvane {
 
 bool MorvaneTcamGroupManager::initializeGroup( U32 unit, U32 group ) {
   GroupReferences taken;
-  return initializeGroup( unit, group, taken );
+  try {
+    return initializeGroup( unit, group, taken );
+  } catch ( ... ) {
+    giveBackReferences( unit, taken );
+    throw;
+  }
 }
 
 bool MorvaneTcamGroupManager::initializeGroup( U32 unit, U32 group, GroupReferences & taken ) {

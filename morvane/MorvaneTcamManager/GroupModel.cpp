@@ -218,8 +218,9 @@ std::vector< const TcamReservation * > MorvaneTcamGroupManager::getTcamReservati
 void MorvaneTcamGroupManager::traceGroupStatus( U32 unit, U32 pipeGroupId ) const {
   if ( !apiMorvane.enabled( traceDetail ) )
     return;
+  const U32 groupId = pipeGroupId;
   bcm_field_group_status_s status = {};
-  SDK_CHECKED( bcm_field_group_status_get( unit, pipeGroupId, &status ) );
+  SDK_CHECKED( bcm_field_group_status_get( unit, groupId, &status ) );
   MORVANE_TRACE( traceDetail ) << "Unit: " << unit << " group " << pipeGroupId << " entries total "
                                << status.entries_total << " free " << status.entries_free;
 }

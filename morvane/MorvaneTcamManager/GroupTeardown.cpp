@@ -25,7 +25,23 @@ void MorvaneTcamGroupManager::uninitializeTcamGroup( U32 unit, U32 pipeGroupId, 
                               << " ref count is now " << count;
   if ( count != 0 )
     return;
+  try {
+    destroyPipeGroup( unit, pipeGroupId );
+  } catch ( ... ) {
+    // The hardware group is still there.
+    counts->unitRefCountIs( unit, 1 );
+    throw;
+  }
+  doDestroyGroupPreselId( unit, pipeGroupId );
 
+  const U8 key = static_cast< U8 >( pipeGroupId );
+  if ( releaseUdf && ( groupOpenFlowVxlanAclUdfValid( key ) || groupOpenFlowAclUdfValid( key ) ) )
+    destroyOpenFlowUdfQualifiers( unit, pipeGroupId );
+  if ( releaseUdf && groupMirroringAclUdfValid( key ) )
+    uninitializeMirroringUdfQualifiers( unit, pipeGroupId );
+}
+
+void MorvaneTcamGroupManager::destroyPipeGroup( U32 unit, U32 pipeGroupId ) {
   for ( auto it = entryManagerIterConst(); it; ++it )
     it.member()->compressEntries( unit );
   for ( auto it = unboundedEntryManagerIterConst(); it; ++it )
@@ -39,13 +55,6 @@ void MorvaneTcamGroupManager::uninitializeTcamGroup( U32 unit, U32 pipeGroupId, 
   MORVANE_TRACE( traceGroup ) << "Unit: " << unit << " Destroying group " << groupId;
   SDK_CHECKED( bcm_field_group_destroy( unit, groupId ) );
   FP_COMMAND() << "fp group destroy " << groupId;
-  doDestroyGroupPreselId( unit, pipeGroupId );
-
-  const U8 key = static_cast< U8 >( pipeGroupId );
-  if ( releaseUdf && ( groupOpenFlowVxlanAclUdfValid( key ) || groupOpenFlowAclUdfValid( key ) ) )
-    destroyOpenFlowUdfQualifiers( unit, pipeGroupId );
-  if ( releaseUdf && groupMirroringAclUdfValid( key ) )
-    uninitializeMirroringUdfQualifiers( unit, pipeGroupId );
 }
 
 void MorvaneTcamGroupManager::doStoreGroupPreselId( U32 unit, U32 groupId, U32 preselId ) {

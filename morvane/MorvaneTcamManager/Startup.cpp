@@ -28,6 +28,8 @@ void MorvaneTcamGroupManager::handleInitialized() {
   simulationIs( simulationId != nullptr );
   // Several attributes are keyed by the low 8 bits of a group id.
   KIV_ASSERT( highestTcamGroupId() < 256 );
+  // An id has two bits for its pipe.
+  KIV_ASSERT( numPipe() <= BCM_PIPES_MAX );
 
   const bool ovidWarNeeded = applyUnitControls();
   clearGroupFlags();
@@ -206,11 +208,15 @@ void MorvaneTcamGroupManager::doSdkReInit() {
   groupIdToIncludeIndexDelAll();
   groupIdToIndexDelAll();
   groupCountsDelAll();
+  // A feature may still hold a manager; its marks count no more.
+  for ( auto it = unboundedEntryManagerIterConst(); it; ++it )
+    it.member()->exhaustedDelAll();
+  for ( auto it = entryManagerIterConst(); it; ++it )
+    it.member()->exhaustedDelAll();
   unboundedEntryManagerDelAll();
   entryManagerDelAll();
   // No entry is left, so none has an owner; the registrations would keep the managers alive.
   tcamManagerForEntryDelAll();
-  exhaustedMarks_ = 0;
   std::cout << __PRETTY_FUNCTION__ << " Re-initializing tcam group manager" << std::endl;
   handleInitialized();
 }

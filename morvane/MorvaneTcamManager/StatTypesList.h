@@ -7,7 +7,7 @@
 namespace Morvane {
 
 struct StatTypesList {
-  // In index order; types past the eighth do not count.
+  // In index order; at most eight (assertion).
   explicit StatTypesList( const StatTypes & wanted );
 
   bcm_field_stat_t types[ BCM_FIELD_STAT_TYPES ] = {};
