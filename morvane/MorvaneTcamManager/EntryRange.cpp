@@ -88,16 +88,40 @@ void MorvaneTcamEntryManager::deallocateAllEntries( U32 unit ) {
   }
   const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
   bool sliceFreed = false;
-  for ( const PipeCopy c : copies( unit ) ) {
-    const SliceWatch watch( countsOf( c ), unit );
-    for ( U32 entry = baseEntry(); entry < endEntry(); ++entry )
-      if ( !entries->rangeEntryMissing( entry ) )
-        destroyEntryCopy( unit, watch.counts(), c.entryId( entry ) );
-    sliceFreed = watch.freed() || sliceFreed;
+  U32 destroyed = 0;
+  try {
+    for ( const PipeCopy c : copies( unit ) ) {
+      const SliceWatch watch( countsOf( c ), unit );
+      for ( U32 entry = baseEntry(); entry < endEntry(); ++entry )
+        if ( !entries->rangeEntryMissing( entry ) ) {
+          destroyEntryCopy( unit, watch.counts(), c.entryId( entry ) );
+          ++destroyed;
+        }
+      sliceFreed = watch.freed() || sliceFreed;
+    }
+  } catch ( ... ) {
+    restoreRange( unit, *entries, destroyed );
+    throw;
   }
   entries->rangeEntryMissingDelAll();
   entries->rangeCreatedIs( false );
   setExhausted( unit, false, sliceFreed );
+}
+
+// Makes the first `howMany` hardware entries again that giving the range back had destroyed.
+void MorvaneTcamEntryManager::restoreRange( U32 unit, UnitEntriesCreated & entries, U32 howMany ) {
+  for ( const PipeCopy c : copies( unit ) )
+    for ( U32 entry = baseEntry(); entry < endEntry(); ++entry ) {
+      if ( entries.rangeEntryMissing( entry ) )
+        continue;
+      if ( howMany-- == 0 )
+        return;
+      const U32 groupId = c.pipeGroup;
+      const U32 entryId = c.entryId( entry );
+      SDK_CHECKED( bcm_field_entry_create_id( unit, groupId, entryId ) );
+      countsOf( c ).unitAllocatedInc( unit, 1 );
+      SDK_CHECKED( bcm_field_entry_prio_set( unit, entryId, defaultPrio( entry ) ) );
+    }
 }
 
 void MorvaneTcamEntryManager::destroyEntryCopy( U32 unit, GroupCounts & counts, U32 entryId ) {

@@ -21,14 +21,12 @@ void MorvaneTcamEntryManager::releaseEntryInternal( U32 unit, U32 entry, bool gi
   if ( entries->entryInstalled( entry ) )
     removeEntry( unit, entry );
 
-  // A range keeps its hardware entries; a chunk goes as a whole with its last one, below.
-  const bool chunkGoes =
-      strategy() == tcamAllocateAsChunk && giveBackGroup && entries->entryCreatedSize() == 1;
-  if ( holdsRange() && !chunkGoes && entries->entryDisabled( entry ) )
+  // A range keeps its hardware entries, for their next users.
+  if ( holdsRange() && entries->entryDisabled( entry ) )
     enableEntry( unit, entry, true, 0 );
   bool sliceFreed = false;
   for ( const PipeCopy c : copies( unit ) )
-    sliceFreed = releaseEntryCopy( unit, *entries, c, c.entryId( entry ), chunkGoes ) || sliceFreed;
+    sliceFreed = releaseEntryCopy( unit, *entries, c, c.entryId( entry ) ) || sliceFreed;
   entries->tcamEntryBcmPbmpDel( entry );
   entries->loopbackPortRedirectActionDel( entry );
   entries->outportsBcmPbmpDel( entry );
@@ -46,7 +44,7 @@ void MorvaneTcamEntryManager::releaseEntryInternal( U32 unit, U32 entry, bool gi
 // Takes one hardware copy back; true when a slice came free. A release that was broken off by an
 // exception can be called again and goes on where it stopped.
 bool MorvaneTcamEntryManager::releaseEntryCopy( U32 unit, UnitEntriesCreated & entries,
-                                                const PipeCopy & at, U32 entryId, bool chunkGoes ) {
+                                                const PipeCopy & at, U32 entryId ) {
   if ( !entries.groupIdHas( entryId ) )
     return false;
   if ( allocateStatsPerEntry() )
@@ -54,8 +52,7 @@ bool MorvaneTcamEntryManager::releaseEntryCopy( U32 unit, UnitEntriesCreated & e
   const SliceWatch watch( countsOf( at ), unit );
   if ( !holdsRange() ) {
     destroyEntryCopy( unit, watch.counts(), entryId );
-  } else if ( !chunkGoes ) {
-    // Ready for its next user.
+  } else {
     SDK_CHECKED( bcm_field_qualify_clear( unit, entryId ) );
     SDK_CHECKED( bcm_field_action_remove_all( unit, entryId ) );
   }

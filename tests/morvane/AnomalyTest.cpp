@@ -89,18 +89,22 @@ void attempt( TestSwitch & sw, const Operation & operation, U32 entry, SdkOp op,
   try {
     result = operation.run( sw, entry ) ? 1 : 0;
   } catch ( const std::runtime_error & ) {
-    if ( operation.run == install )  // goes through at the second attempt
-      operation.run( sw, entry );
+    // Nothing is half installed: the entry can go. A release goes through at its second attempt.
+    MorvaneTcamEntryManager & manager = sw.manager( ipAclTcamGroup );
+    if ( operation.run == install || operation.run == release )
+      if ( sw.books( manager ).entryCreatedHas( entry ) )
+        manager.releaseEntry( 0, entry );
   }
   if ( result != expected || !Kiv::ActivityUnlockAnchor::lock().held() || sw.asic.sdkLockHeld() )
     std::fprintf( stderr, "answered %d, or left a lock astray\n", result );
-  // Giving back goes forward only; what threw there is not undone.
-  if ( result == -2 && ( operation.run == release || op == SdkOp::bcm_field_group_destroy ||
-                         op == SdkOp::bcm_field_presel_destroy ) )
+  // The group of an entry that is gone is given back with the next one.
+  if ( result == -2 &&
+       ( op == SdkOp::bcm_field_group_destroy || op == SdkOp::bcm_field_group_compress ||
+         op == SdkOp::bcm_field_presel_destroy ) )
     return;
   // An entry of a range is not kept without statistics.
-  if ( result <= 0 && operation.run != install && operation.strategy < tcamAllocateAsChunk &&
-       sw.state() != before )
+  if ( result <= 0 && operation.run != install && operation.run != release &&
+       operation.strategy < tcamAllocateAsChunk && sw.state() != before )
     std::fprintf( stderr, "left\n%sof\n%s", sw.state().c_str(), before.c_str() );
   std::fputs( sw.audit().c_str(), stderr );
 }
