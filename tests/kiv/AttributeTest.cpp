@@ -87,7 +87,7 @@ class AttributeTest : public testing::Test {
   Log log{ owner };
 };
 
-TEST_F( AttributeTest, ScalarsAndValuesTellOfChangesOnly ) {
+TEST_F( AttributeTest, ScalarsValuesAndCountsTellOfChangesOnly ) {
   owner->readyIs( false );
   EXPECT_EQ( log.take(), "" );
   owner->readyIs( true );
@@ -100,9 +100,6 @@ TEST_F( AttributeTest, ScalarsAndValuesTellOfChangesOnly ) {
   EXPECT_FALSE( owner->labelHas( 4 ) );
   EXPECT_TRUE( owner->labelDel( 3 ) );
   EXPECT_EQ( log.take(), "label3=;" );
-}
-
-TEST_F( AttributeTest, CountsStartAtZeroAndTellOfChangesOnly ) {
   EXPECT_EQ( owner->countInc( 1, 0 ), 0 );
   EXPECT_TRUE( owner->countHas( 1 ) );
   EXPECT_EQ( log.take(), "" );
@@ -110,7 +107,6 @@ TEST_F( AttributeTest, CountsStartAtZeroAndTellOfChangesOnly ) {
   EXPECT_EQ( owner->countInc( 2, -1 ), -1 );
   EXPECT_EQ( owner->countInc( 1, -2 ), 0 );
   EXPECT_EQ( log.take(), "count1=2;count2=-1;count1=0;" );
-  EXPECT_EQ( owner->countSize(), 2u );
 }
 
 TEST_F( AttributeTest, WalksDeleteThroughTheirIterator ) {
@@ -133,17 +129,15 @@ TEST_F( AttributeTest, WalksDeleteThroughTheirIterator ) {
 TEST_F( AttributeTest, MembersAreMadeOnceAndToldOnce ) {
   ValidPtr< Member > made = owner->memberIs( 7 );
   EXPECT_EQ( owner->memberIs( 7 ), made );
-  EXPECT_EQ( log.take(), "member+7;" );
   EXPECT_EQ( made->parent(), owner.get() );
   EXPECT_EQ( made->references(), 2u );
   EXPECT_EQ( owner->memberDel( 8 ), nullptr );
-  EXPECT_EQ( log.take(), "" );
+  EXPECT_EQ( log.take(), "member+7;" );
   EXPECT_EQ( owner->memberDel( 7 ), made.ptr() );
-  EXPECT_EQ( log.take(), "member-7;" );
   EXPECT_EQ( made->parent(), nullptr );
   EXPECT_THROW( owner->memberIs( 13 ), Kiv::RangeException );
   EXPECT_FALSE( owner->memberHas( 13 ) );
-  EXPECT_EQ( log.take(), "" );
+  EXPECT_EQ( log.take(), "member-7;" );
 }
 
 TEST_F( AttributeTest, AMemberThatAppearsWhileAnotherIsMadeStays ) {
@@ -162,9 +156,7 @@ TEST_F( AttributeTest, AMemberThatAppearsWhileAnotherIsMadeStays ) {
 }
 
 TEST_F( AttributeTest, ReinstantiationComparesTheParameters ) {
-  ValidPtr< Member > member = owner->memberIs( 1, 2 );
-  EXPECT_EQ( owner->memberIs( 1, 2 ), member );
-  EXPECT_EQ( log.take(), "member+1;" );
+  EXPECT_EQ( owner->memberIs( 1, 2 ), owner->memberIs( 1, 2 ) );
   try {
     owner->memberIs( 1, 3 );
     FAIL() << "other parameters were accepted";

@@ -7,6 +7,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "kiv/Attribute.h"
@@ -54,7 +55,10 @@ class Watcher : public Subject::Notifiee {
 
 class ObserverTest : public testing::Test {
  protected:
-  ObserverTest() {
+  ObserverTest() { register3(); }
+
+  void register3() {
+    watchers.clear();
     for ( char letter : { 'a', 'b', 'c' } ) {
       watchers.push_back( std::make_unique< Watcher >( log, letter ) );
       watchers.back()->notifierIs( subject );
@@ -90,32 +94,18 @@ TEST_F( ObserverTest, ToldInOrderOfRegistrationAndOnlyOfChanges ) {
 }
 
 TEST_F( ObserverTest, AnyObserverMayGoDuringAVisit ) {
-  struct Case {
-    int actor;
-    int victim;
-    const char * during;
-    const char * after;
-  };
-  for ( const Case & c :
-        { Case{ 0, 0, "abc", "bc" }, Case{ 0, 1, "ac", "ac" }, Case{ 0, 2, "ab", "ab" },
-          Case{ 1, 0, "abc", "bc" }, Case{ 1, 1, "abc", "ac" }, Case{ 2, 2, "abc", "ab" },
-          Case{ 2, 0, "abc", "bc" } } ) {
-    std::string text;
-    auto entity = Kiv::make< Subject >( "x" );
-    std::vector< std::unique_ptr< Watcher > > three;
-    for ( char letter : { 'a', 'b', 'c' } ) {
-      three.push_back( std::make_unique< Watcher >( text, letter ) );
-      three.back()->notifierIs( entity );
+  const std::tuple< int, int, const char *, const char * > cases[] = {
+      { 0, 0, "abc", "bc" }, { 0, 1, "ac", "ac" },  { 0, 2, "ab", "ab" }, { 1, 0, "abc", "bc" },
+      { 1, 1, "abc", "ac" }, { 2, 2, "abc", "ab" }, { 2, 0, "abc", "bc" } };
+  for ( const auto & [ actor, victim, during, after ] : cases ) {
+    SCOPED_TRACE( testing::Message() << actor << " removes " << victim );
+    register3();
+    watchers[ actor ]->action = [ &, gone = victim ] { watchers[ gone ].reset(); };
+    EXPECT_EQ( change(), during );
+    if ( watchers[ actor ] ) {
+      watchers[ actor ]->action = nullptr;
     }
-    three[ c.actor ]->action = [ &, victim = c.victim ] { three[ victim ].reset(); };
-    entity->levelIs( 1 );
-    EXPECT_EQ( text, c.during ) << c.actor << " removes " << c.victim;
-    text.clear();
-    if ( three[ c.actor ] ) {
-      three[ c.actor ]->action = nullptr;
-    }
-    entity->levelIs( 2 );
-    EXPECT_EQ( text, c.after ) << c.actor << " removes " << c.victim;
+    EXPECT_EQ( change(), after );
   }
 }
 

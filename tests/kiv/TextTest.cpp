@@ -81,8 +81,6 @@ TEST( String8Test, EmptyAndBinaryText ) {
   String8 empty( static_cast< const char * >( nullptr ) );
   EXPECT_TRUE( empty.empty() );
   EXPECT_STREQ( empty.charPtr(), "" );
-  EXPECT_EQ( empty, String8( "" ) + "" );
-  EXPECT_EQ( empty.hash(), String8().hash() );
   String8 binary( std::string_view( "a\0b", 3 ) );
   EXPECT_EQ( binary.size(), 3u );
   EXPECT_NE( binary, "a" );
@@ -108,6 +106,8 @@ TEST( StrepTest, TextForms ) {
   EXPECT_EQ( valueToStrep( Kiv::Name( "Linecard" ) ), "'Linecard'" );
   EXPECT_EQ( valueToStrep( blue ), "blue" );
   EXPECT_EQ( valueToStrep( Colour( 3 ) ), "3" );
+  EXPECT_EQ( Kiv::enumValue< Colour >( "green" ), green );
+  EXPECT_EQ( Kiv::enumValue< Colour >( "gree" ), std::nullopt );
   EXPECT_EQ( valueToStrep( Plain::five ), "5" );
   EXPECT_EQ( valueToStrep( Kiv::make< Kiv::Entity >( "owner" ) ), "'owner'" );
   EXPECT_EQ( valueToStrep( Kiv::Ptr< Kiv::Entity >() ), "None" );
@@ -134,21 +134,12 @@ TEST( HashTest, EqualValuesHashEquallyAndNearOnesSpread ) {
   EXPECT_EQ( Kiv::hash( Line( Point( 1, 2, red ), "a" ) ),
              Kiv::hash( Line( Point( 1, 2, red ), String8( "" ) + "a" ) ) );
   EXPECT_NE( Kiv::hash( Point( 1, 2, red ) ), Kiv::hash( Point( 2, 1, red ) ) );
-  EXPECT_NE( Kiv::hash( Kiv::U64( 1 ) ), Kiv::hash( Kiv::U64( 1 ) << 32 ) );
   // Ids that differ in their high bits only: the maps look at the low ones.
   std::set< U32 > buckets;
   for ( U32 id = 0; id < 256; ++id ) {
     buckets.insert( Kiv::hash( id << 24 ) & 255 );
   }
   EXPECT_GT( buckets.size(), 128u );
-}
-
-TEST( EnumTest, NamesValuesAndCountAgree ) {
-  static_assert( Kiv::enumCount< Colour >() == 3 && sizeof( Colour ) == 4 );
-  EXPECT_STREQ( enumName( blue ), "blue" );
-  EXPECT_EQ( enumName( Colour( 3 ) ), nullptr );
-  EXPECT_EQ( Kiv::enumValue< Colour >( "green" ), green );
-  EXPECT_EQ( Kiv::enumValue< Colour >( "gree" ), std::nullopt );
 }
 
 }  // namespace

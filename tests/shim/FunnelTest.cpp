@@ -112,10 +112,10 @@ TEST_F( FunnelTest, EveryFormSwapsTheLocksAroundTheCall ) {
 }
 
 TEST_F( FunnelTest, ACallerWithoutTheActivityLockIsRefusedBeforeTheCall ) {
-  activity.unlock();
+  activity.assertHeld();
+  const Kiv::UnlockAnchor anchor( activity );
   EXPECT_THROW( (void)SDK_CALL( bcm_field_group_destroy( unit, groupId ) ),
                 Kiv::InternalException );
-  activity.lock();
   EXPECT_TRUE( sdk.steps.empty() );
 }
 

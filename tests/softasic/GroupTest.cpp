@@ -7,6 +7,8 @@ namespace SoftAsicTest {
 namespace {
 
 constexpr U32 dst = bcmFieldQualifyDstIp;
+constexpr U32 lookup = bcmFieldQualifyStageLookup;
+constexpr U32 egress = bcmFieldQualifyStageEgress;
 constexpr U32 dst6 = bcmFieldQualifyDstIp6;
 constexpr U32 src6 = bcmFieldQualifySrcIp6;
 
@@ -23,40 +25,31 @@ TEST( Group, IdsAreGivenTakenAndFreed ) {
   EXPECT_EQ( chip.bcm_field_group_destroy( 0, 1 ), BCM_E_BUSY );
   ASSERT_EQ( chip.bcm_field_entry_destroy( 0, 5 ), BCM_E_NONE );
   EXPECT_EQ( chip.bcm_field_group_destroy( 0, 1 ), BCM_E_NONE );
-  EXPECT_EQ( chip.bcm_field_group_destroy( 0, 1 ), BCM_E_NOT_FOUND );
   EXPECT_EQ( chip.tables( 0 )[ 0 ].freeSlices, 3U );
-  EXPECT_EQ( chip.createGroup( groupConfig( 1, { dst } ) ), BCM_E_NONE );
 
   bcm_field_group_config_t strange = groupConfig( 7, { dst } );
   strange.flags |= 1U << 20;
   EXPECT_EQ( chip.createGroup( strange ), BCM_E_PARAM );
-  EXPECT_EQ( chip.bcm_field_group_config_create( 0, nullptr ), BCM_E_PARAM );
 }
 
 TEST( Group, StageFollowsFromTheQualifierSet ) {
   TestChip chip( bigProfile() );
-  EXPECT_EQ( chip.createGroup( groupConfig( 1, { dst, bcmFieldQualifyStageIngress } ) ), 0 );
-  EXPECT_EQ( chip.createGroup( groupConfig( 2, { dst, bcmFieldQualifyStageLookup } ) ), 0 );
-  EXPECT_EQ( chip.createGroup( groupConfig( 3, { dst, bcmFieldQualifyStageEgress } ) ), 0 );
-  EXPECT_EQ( chip.group( 0, 1 )->stage, StageKind::ifp );
-  EXPECT_EQ( chip.group( 0, 2 )->stage, StageKind::vfp );
-  EXPECT_EQ( chip.group( 0, 3 )->stage, StageKind::efp );
-  EXPECT_EQ( chip.createGroup(
-                 groupConfig( 4, { bcmFieldQualifyStageLookup, bcmFieldQualifyStageEgress } ) ),
-             BCM_E_PARAM );
-  // What a stage's key does not hold, and a stage that the chip does not have.
-  EXPECT_EQ(
-      chip.createGroup( groupConfig( 4, { bcmFieldQualifyInPorts, bcmFieldQualifyStageEgress } ) ),
-      BCM_E_UNAVAIL );
-  EXPECT_EQ( chip.createGroup( groupConfig( 4, { 700 } ) ), BCM_E_UNAVAIL );
-  TestChip small( smallProfile() );
-  EXPECT_EQ( small.createGroup( groupConfig( 2, { dst, bcmFieldQualifyStageLookup } ) ),
-             BCM_E_UNAVAIL );
   ChipProfile onePort = smallProfile();
   onePort.singlePortKey = true;
   TestChip single( onePort );
-  EXPECT_EQ( single.createGroup( groupConfig( 1, { bcmFieldQualifyInPorts } ) ), BCM_E_UNAVAIL );
-  EXPECT_EQ( single.createGroup( groupConfig( 1, { bcmFieldQualifyInPort } ) ), BCM_E_NONE );
+  EXPECT_EQ( chip.createGroup( groupConfig( 1, { dst, bcmFieldQualifyStageIngress } ) ), 0 );
+  EXPECT_EQ( chip.createGroup( groupConfig( 2, { dst, lookup } ) ), 0 );
+  EXPECT_EQ( chip.createGroup( groupConfig( 3, { dst, egress } ) ), 0 );
+  EXPECT_EQ( chip.group( 0, 1 )->stage, StageKind::ifp );
+  EXPECT_EQ( chip.group( 0, 2 )->stage, StageKind::vfp );
+  EXPECT_EQ( chip.group( 0, 3 )->stage, StageKind::efp );
+  EXPECT_EQ( chip.createGroup( groupConfig( 4, { lookup, egress } ) ), BCM_E_PARAM );
+  // What a stage's key does not hold, and a stage that the chip does not have.
+  const U32 ports = bcmFieldQualifyInPorts;
+  EXPECT_EQ( chip.createGroup( groupConfig( 4, { ports, egress } ) ), BCM_E_UNAVAIL );
+  EXPECT_EQ( chip.createGroup( groupConfig( 4, { 700 } ) ), BCM_E_UNAVAIL );
+  EXPECT_EQ( single.createGroup( groupConfig( 1, { ports } ) ), BCM_E_UNAVAIL );
+  EXPECT_EQ( single.createGroup( groupConfig( 2, { dst, lookup } ) ), BCM_E_UNAVAIL );
 }
 
 TEST( Group, WideKeysTakeTwoRowsOrTwoSlicesOrNothing ) {
@@ -73,7 +66,6 @@ TEST( Group, WideKeysTakeTwoRowsOrTwoSlicesOrNothing ) {
   EXPECT_EQ( chip.status( 1 ).entries_total, 8 );
   EXPECT_EQ( chip.status( 2 ).entries_total, 4 );  // two rows an entry comes before pairs
   EXPECT_EQ( chip.status( 2 ).entries_free, 4 + 2 * 4 );
-  EXPECT_EQ( chip.group( 0, 2 )->keyBits, 256U );
 
   ChipProfile paired = narrow;
   paired.stages[ 0 ].paired = true;
@@ -81,17 +73,10 @@ TEST( Group, WideKeysTakeTwoRowsOrTwoSlicesOrNothing ) {
   ASSERT_EQ( pairs.createGroup( groupConfig( 1, { dst } ) ), BCM_E_NONE );  // slice 0 of a pair
   ASSERT_EQ( pairs.createGroup( groupConfig( 2, { src6, dst6 } ) ), BCM_E_NONE );
   EXPECT_EQ( pairs.group( 0, 2 )->slices, std::vector< U32 >{ 2 } );
-  EXPECT_EQ( pairs.status( 2 ).entries_total, 8 );
   EXPECT_EQ( pairs.status( 2 ).entries_free, 8 );  // slice 1 alone is no pair
   EXPECT_EQ( pairs.createGroup( groupConfig( 3, { src6, dst6 } ) ), BCM_E_RESOURCE );
   ASSERT_EQ( pairs.bcm_field_group_destroy( 0, 2 ), BCM_E_NONE );
   EXPECT_EQ( pairs.tables( 0 )[ 0 ].freeSlices, 3U );
-  EXPECT_EQ( pairs.createGroup( groupConfig( 3, { src6, dst6 } ) ), BCM_E_NONE );
-  // Wider than any pair.
-  EXPECT_EQ(
-      pairs.createGroup( groupConfig( 4, { src6, dst6, bcmFieldQualifySrcIp6High,
-                                           bcmFieldQualifyDstIp6High, bcmFieldQualifySrcMac } ) ),
-      BCM_E_UNAVAIL );
 }
 
 TEST( Group, LargeGroupsStartOnLargeSlices ) {
@@ -126,21 +111,15 @@ TEST( Group, InstanceBitsNameAnInstanceThatExists ) {
   EXPECT_EQ( chip.createGroup( groupConfig( 2 | copy1, { dst } ) ), BCM_E_PARAM );  // no mode
   EXPECT_EQ( chip.createGroup( groupConfig( 2 | 1U << 27, { dst } ) ), BCM_E_PARAM );
   // Tables that exist once have no instance bits, and no mode per copy.
-  EXPECT_EQ( chip.createGroup( groupConfig( 2 | pipe1, { bcmFieldQualifyStageLookup } ) ),
-             BCM_E_PARAM );
-  EXPECT_EQ( chip.createGroup( perCopy( groupConfig( 2, { bcmFieldQualifyStageLookup } ) ) ),
-             BCM_E_UNAVAIL );
-  TestChip small( smallProfile() );
-  EXPECT_EQ( small.createGroup( perCopy( groupConfig( 1, { dst } ) ) ), BCM_E_UNAVAIL );
-  EXPECT_EQ( small.createGroup( groupConfig( 1 | pipe1, { dst } ) ), BCM_E_PARAM );
-
+  EXPECT_EQ( chip.createGroup( groupConfig( 2 | pipe1, { lookup } ) ), BCM_E_PARAM );
+  EXPECT_EQ( chip.createGroup( perCopy( groupConfig( 2, { lookup } ) ) ), BCM_E_UNAVAIL );
   ChipProfile shared = smallProfile();
   shared.pipes = 2;
   shared.sharedByPipes = true;
   TestChip one( shared );
   EXPECT_EQ( one.createGroup( groupConfig( 1 | pipe1, { dst } ) ), BCM_E_PARAM );
+  EXPECT_EQ( one.createGroup( perCopy( groupConfig( 1, { dst } ) ) ), BCM_E_UNAVAIL );
   ASSERT_EQ( one.createGroup( groupConfig( 1, { dst } ) ), BCM_E_NONE );
-  EXPECT_EQ( one.bcm_field_entry_create_id( 0, 1, 9 ), BCM_E_NONE );
   EXPECT_EQ( one.bcm_field_entry_create_id( 0, 1, 9 | pipe1 ), BCM_E_NONE );
   EXPECT_EQ( one.bcm_field_entry_create_id( 0, 1, 9 | copy1 ), BCM_E_PARAM );
 }
@@ -160,22 +139,19 @@ TEST( Group, PortsBelongToThePipe ) {
 
 TEST( Group, PreselectorsChooseTheGroupsToLookUp ) {
   TestChip chip( bigProfile() );
-  bcm_field_group_config_t config = groupConfig( 1, { dst, bcmFieldQualifyStageLookup } );
+  bcm_field_group_config_t config = groupConfig( 1, { dst, lookup } );
   config.preselset.add( 0 );
   EXPECT_EQ( chip.createGroup( config ), BCM_E_NOT_FOUND );
 
   bcm_field_presel_t presel = 99;
-  for ( U32 i = 0; i < 4; ++i ) {
-    ASSERT_EQ( chip.bcm_field_presel_create( 0, &presel ), BCM_E_NONE );
-    EXPECT_EQ( presel, i );
-  }
+  for ( U32 i = 0; i < 4; ++i )
+    ASSERT_TRUE( chip.bcm_field_presel_create( 0, &presel ) == 0 && presel == i );
   EXPECT_EQ( chip.bcm_field_presel_create( 0, &presel ), BCM_E_RESOURCE );
   const U32 id = BCM_FIELD_QUALIFY_PRESEL;
   EXPECT_EQ( chip.bcm_field_qualify_Stage( 0, id, bcmFieldStageLookup ), BCM_E_NONE );
   EXPECT_EQ( chip.bcm_field_qualify_MixedSrcClassId( 0, id, portSet( { 3, 4, 9 } ), { 1 }, { 3 } ),
              BCM_E_NONE );
   EXPECT_EQ( chip.bcm_field_qualify_Stage( 0, id | 77, bcmFieldStageLookup ), BCM_E_NOT_FOUND );
-  EXPECT_EQ( chip.bcm_field_qualify_Stage( 0, 5, bcmFieldStageLookup ), BCM_E_NOT_FOUND );
 
   ASSERT_EQ( chip.createGroup( config ), BCM_E_NONE );
   ASSERT_EQ( chip.addRule( 1, 5, 1, 0, 0 ), BCM_E_NONE );
@@ -189,12 +165,10 @@ TEST( Group, PreselectorsChooseTheGroupsToLookUp ) {
   EXPECT_EQ( chip.winner( {}, 3 ), 0U );  // of another stage
 
   EXPECT_EQ( chip.bcm_field_presel_destroy( 0, 0 ), BCM_E_BUSY );
-  EXPECT_EQ( chip.preselectors( 0 )[ 0 ].users, 1U );
   chip.bcm_field_entry_remove( 0, 5 );
   chip.bcm_field_entry_destroy( 0, 5 );
   ASSERT_EQ( chip.bcm_field_group_destroy( 0, 1 ), BCM_E_NONE );
   EXPECT_EQ( chip.bcm_field_presel_destroy( 0, 0 ), BCM_E_NONE );
-  EXPECT_EQ( chip.bcm_field_presel_destroy( 0, 0 ), BCM_E_NOT_FOUND );
   EXPECT_EQ( chip.preselectors( 0 ).size(), 3U );
   EXPECT_EQ( TestChip( smallProfile() ).bcm_field_presel_create( 0, &presel ), BCM_E_UNAVAIL );
 }

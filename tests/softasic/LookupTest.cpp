@@ -3,89 +3,83 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <map>
 #include <random>
+#include <set>
 
 #include "tests/softasic/TestChip.h"
 
 namespace SoftAsicTest {
 namespace {
 
+enum Field { srcIp, dstIp, protocol, srcPort, dstPort, tcpFlags, icmp, fieldCount };
+using Values = std::array< U32, fieldCount >;
+
+constexpr U32 bit( L3 l3 ) {
+  return 1U << static_cast< U32 >( l3 );
+}
+constexpr U32 bit( Part part ) {
+  return 1U << static_cast< U32 >( part );
+}
+// What each qualifier's value lets through.
+constexpr std::pair< bcm_field_IpFrag_t, U32 > frags[] = {
+    { bcmFieldIpFragNon, bit( Part::whole ) },
+    { bcmFieldIpFragFirst, bit( Part::first ) },
+    { bcmFieldIpFragNonOrFirst, bit( Part::whole ) | bit( Part::first ) },
+    { bcmFieldIpFragNotFirst, bit( Part::later ) },
+    { bcmFieldIpFragAny, bit( Part::first ) | bit( Part::later ) } };
+constexpr std::pair< bcm_field_IpType_t, U32 > types[] = {
+    { bcmFieldIpTypeAny, ~0U },
+    { bcmFieldIpTypeNonIp, bit( L3::none ) | bit( L3::arp ) },
+    { bcmFieldIpTypeIpv4Any, bit( L3::ipv4 ) },
+    { bcmFieldIpTypeIpv6, bit( L3::ipv6 ) },
+    { bcmFieldIpTypeIp, bit( L3::ipv4 ) | bit( L3::ipv6 ) },
+    { bcmFieldIpTypeArp, bit( L3::arp ) } };
+
 // A rule as its author thinks of it; masks of 0 leave a field open.
-struct ModelRule {
-  U32 priority = 0;
-  U64 serial = 0;  // age, for ties
-  bool installed = false;
-  bool enabled = true;
-  U32 srcIp = 0, srcIpMask = 0;
-  U32 dstIp = 0, dstIpMask = 0;
-  U8 protocol = 0, protocolMask = 0;
-  U16 srcPort = 0, srcPortMask = 0;
-  U16 dstPort = 0, dstPortMask = 0;
-  U8 flags = 0, flagsMask = 0;
-  U16 icmp = 0, icmpMask = 0;
-  U64 ports = ~0ULL;  // ingress ports that match
-  int frag = -1;      // bcm_field_IpFrag_t; -1: open
-  int ipType = 0;
+struct Rule {
+  Values values = {};
+  Values masks = {};
+  U32 ports = 0xFF;  // ingress ports that match
+  int frag = -1;     // index in frags; -1: open
+  U32 type = 0;      // index in types
+
+  bool matches( const Packet & packet, U32 port ) const {
+    const Values have = { packet.srcIp,   packet.dstIp,    packet.protocol, packet.srcPort,
+                          packet.dstPort, packet.tcpFlags, packet.icmp };
+    const bool ipv4 = packet.l3 == L3::ipv4;
+    const bool ip = packet.isIp();
+    const bool l4 = packet.hasPorts();
+    const bool present[] = { ipv4, ipv4, ip, l4, l4, l4 && packet.protocol == 6, packet.hasIcmp() };
+    for ( U32 i = 0; i < fieldCount; ++i )
+      if ( masks[ i ] != 0 &&
+           !( present[ i ] && ( ( have[ i ] ^ values[ i ] ) & masks[ i ] ) == 0 ) )
+        return false;
+    return ( ports >> port & 1 ) != 0 && ( types[ type ].second & bit( packet.l3 ) ) != 0 &&
+           ( frag < 0 || ( ip && ( frags[ frag ].second & bit( packet.part ) ) != 0 ) );
+  }
 };
 
-bool fragMatches( int frag, const Packet & packet ) {
-  const bool later = packet.part == Part::later;
-  switch ( frag ) {
-    case bcmFieldIpFragNon:
-      return packet.part == Part::whole;
-    case bcmFieldIpFragFirst:
-      return packet.part == Part::first;
-    case bcmFieldIpFragNonOrFirst:
-      return !later;
-    case bcmFieldIpFragNotFirst:
-      return later;
-    default:
-      return packet.part != Part::whole;
-  }
-}
+struct ModelEntry {
+  Rule rule;
+  U32 priority = 0;
+  U64 serial = 0;  // age, for ties
+  bool installed = true;
+  bool enabled = true;
 
-bool typeMatches( int type, const Packet & packet ) {
-  switch ( type ) {
-    case bcmFieldIpTypeNonIp:
-      return !packet.isIp();
-    case bcmFieldIpTypeIpv4Any:
-      return packet.l3 == L3::ipv4;
-    case bcmFieldIpTypeIpv6:
-      return packet.l3 == L3::ipv6;
-    case bcmFieldIpTypeIp:
-      return packet.isIp();
-    case bcmFieldIpTypeArp:
-      return packet.l3 == L3::arp;
-    default:
-      return true;
+  bool before( const ModelEntry & other ) const {
+    return priority > other.priority || ( priority == other.priority && serial < other.serial );
   }
-}
-
-bool matches( const ModelRule & rule, const Packet & packet, U32 port ) {
-  const auto field = []( bool present, U64 have, U64 want, U64 mask ) {
-    return mask == 0 || ( present && ( ( have ^ want ) & mask ) == 0 );
-  };
-  const bool ipv4 = packet.l3 == L3::ipv4;
-  return ( rule.ports >> port & 1 ) != 0 &&
-         field( ipv4, packet.srcIp, rule.srcIp, rule.srcIpMask ) &&
-         field( ipv4, packet.dstIp, rule.dstIp, rule.dstIpMask ) &&
-         field( packet.isIp(), packet.protocol, rule.protocol, rule.protocolMask ) &&
-         field( packet.hasPorts(), packet.srcPort, rule.srcPort, rule.srcPortMask ) &&
-         field( packet.hasPorts(), packet.dstPort, rule.dstPort, rule.dstPortMask ) &&
-         field( packet.hasPorts() && packet.protocol == 6, packet.tcpFlags, rule.flags,
-                rule.flagsMask ) &&
-         field( packet.hasIcmp(), packet.icmp, rule.icmp, rule.icmpMask ) &&
-         ( rule.frag < 0 || ( packet.isIp() && fragMatches( rule.frag, packet ) ) ) &&
-         typeMatches( rule.ipType, packet );
-}
+};
 
 class LookupTest : public testing::TestWithParam< unsigned > {
  protected:
   static constexpr U32 group = 1;
   static constexpr U32 portCount = 8;
+  static constexpr U32 room = 12 * 32;
 
-  LookupTest() : chip( profile() ), random( GetParam() ) {
+  LookupTest() {
     const int rc = chip.createGroup( groupConfig(
         group, { bcmFieldQualifySrcIp, bcmFieldQualifyDstIp, bcmFieldQualifyIpProtocol,
                  bcmFieldQualifyL4SrcPort, bcmFieldQualifyL4DstPort, bcmFieldQualifyTcpControl,
@@ -93,188 +87,147 @@ class LookupTest : public testing::TestWithParam< unsigned > {
                  bcmFieldQualifyIpType } ) );
     EXPECT_EQ( rc, BCM_E_NONE );
   }
-  static ChipProfile profile() { return smallProfile( 12, 32 ); }
 
   U32 below( U32 bound ) { return static_cast< U32 >( random() % bound ); }
+  U32 oneOf( std::initializer_list< U32 > list ) {
+    return list.begin()[ below( static_cast< U32 >( list.size() ) ) ];
+  }
   // Few distinct values, so that rules overlap, hit and shadow one another.
   U32 someAddress() { return 0x0a000000U | below( 4 ) << 16 | below( 4 ) << 8 | below( 8 ); }
-  U32 somePrefix() {
-    constexpr U32 lengths[] = { 0, 8, 16, 24, 30, 32 };
-    const U32 length = lengths[ below( 6 ) ];
-    return length == 0 ? 0 : ~0U << ( 32 - length );
+  U32 somePrefix() { return oneOf( { 0, ~0U << 24, ~0U << 16, ~0U << 8, ~0U << 2, ~0U } ); }
+  U32 somePortMask() { return oneOf( { 0, 0, 0xFFFF, 0xFFF0, 0xFFC0, 0x8000 } ); }
+  U32 seldom( U32 mask ) { return below( 6 ) == 0 ? mask : 0; }
+  Values someValues() {
+    return { someAddress(), someAddress(),  oneOf( { 6, 17, 1, 58, 47 } ), below( 80 ), below( 80 ),
+             below( 32 ),   below( 3 ) << 8 };
   }
-  U16 somePortMask() {
-    constexpr U16 masks[] = { 0, 0, 0xFFFF, 0xFFF0, 0xFFC0, 0x8000 };
-    return masks[ below( 6 ) ];
-  }
-  U8 someProtocol() {
-    constexpr U8 protocols[] = { 6, 17, 1, 58, 47 };
-    return protocols[ below( 5 ) ];
-  }
-
-  ModelRule someRule() {
-    ModelRule rule;
-    rule.srcIp = someAddress();
-    rule.srcIpMask = somePrefix();
-    rule.dstIp = someAddress();
-    rule.dstIpMask = somePrefix();
-    rule.protocol = someProtocol();
-    rule.protocolMask = below( 2 ) == 0 ? 0xFF : 0;
-    rule.srcPort = static_cast< U16 >( below( 80 ) );
-    rule.srcPortMask = somePortMask();
-    rule.dstPort = static_cast< U16 >( below( 80 ) );
-    rule.dstPortMask = somePortMask();
-    rule.flags = static_cast< U8 >( below( 32 ) );
-    rule.flagsMask = below( 6 ) == 0 ? 0x12 : 0;
-    rule.icmp = static_cast< U16 >( below( 3 ) << 8 );
-    rule.icmpMask = below( 6 ) == 0 ? 0xFF00 : 0;
-    rule.ports = below( 3 ) == 0 ? below( 256 ) : ~0ULL;
+  Rule someRule() {
+    if ( GetParam() % 2 == 0 && !model.empty() && below( 4 ) != 0 )  // many rules with equal keys
+      return std::next( model.begin(), below( std::min( 4U, U32( model.size() ) ) ) )->second.rule;
+    Rule rule;
+    rule.values = someValues();
+    rule.masks = { somePrefix(),   somePrefix(),   oneOf( { 0, 0xFF } ), somePortMask(),
+                   somePortMask(), seldom( 0x12 ), seldom( 0xFF00 ) };
+    rule.ports = below( 3 ) == 0 ? below( 256 ) : 0xFF;
     rule.frag = below( 5 ) == 0 ? static_cast< int >( below( 5 ) ) : -1;
-    rule.ipType = below( 5 ) == 0 ? static_cast< int >( below( 6 ) ) : 0;
+    rule.type = below( 5 ) == 0 ? below( 6 ) : 0;
     return rule;
   }
 
-  void program( U32 id, const ModelRule & rule ) {
-    bcm_pbmp_t all = {};
-    bcm_pbmp_t in = {};
-    for ( U32 port = 0; port < portCount; ++port ) {
-      all.add( port );
-      if ( ( rule.ports >> port & 1 ) != 0 )
-        in.add( port );
-    }
+  void program( U32 id, const Rule & rule ) {
+    const auto & [ v, m ] = std::tie( rule.values, rule.masks );
+    const auto narrow = []( U32 value ) { return static_cast< U16 >( value ); };
+    const auto byte = []( U32 value ) { return static_cast< U8 >( value ); };
+    const bcm_pbmp_t in = { { rule.ports } };
     chip.bcm_field_qualify_clear( 0, id );
-    EXPECT_EQ( chip.bcm_field_qualify_SrcIp( 0, id, rule.srcIp, rule.srcIpMask ), 0 );
-    EXPECT_EQ( chip.bcm_field_qualify_DstIp( 0, id, rule.dstIp, rule.dstIpMask ), 0 );
-    EXPECT_EQ( chip.bcm_field_qualify_IpProtocol( 0, id, rule.protocol, rule.protocolMask ), 0 );
-    EXPECT_EQ( chip.bcm_field_qualify_L4SrcPort( 0, id, rule.srcPort, rule.srcPortMask ), 0 );
-    EXPECT_EQ( chip.bcm_field_qualify_L4DstPort( 0, id, rule.dstPort, rule.dstPortMask ), 0 );
-    EXPECT_EQ( chip.bcm_field_qualify_TcpControl( 0, id, rule.flags, rule.flagsMask ), 0 );
-    EXPECT_EQ( chip.bcm_field_qualify_IcmpTypeCode( 0, id, rule.icmp, rule.icmpMask ), 0 );
-    EXPECT_EQ( chip.bcm_field_qualify_InPorts( 0, id, in, all ), 0 );
-    EXPECT_EQ(
-        chip.bcm_field_qualify_IpType( 0, id, static_cast< bcm_field_IpType_t >( rule.ipType ) ),
-        0 );
-    if ( rule.frag >= 0 ) {
-      const auto frag = static_cast< bcm_field_IpFrag_t >( rule.frag );
-      EXPECT_EQ( chip.bcm_field_qualify_IpFrag( 0, id, frag ), 0 );
-    }
+    const int rc = firstError(
+        { chip.bcm_field_qualify_SrcIp( 0, id, v[ srcIp ], m[ srcIp ] ),
+          chip.bcm_field_qualify_DstIp( 0, id, v[ dstIp ], m[ dstIp ] ),
+          chip.bcm_field_qualify_IpProtocol( 0, id, byte( v[ protocol ] ), byte( m[ protocol ] ) ),
+          chip.bcm_field_qualify_L4SrcPort( 0, id, narrow( v[ srcPort ] ), narrow( m[ srcPort ] ) ),
+          chip.bcm_field_qualify_L4DstPort( 0, id, narrow( v[ dstPort ] ), narrow( m[ dstPort ] ) ),
+          chip.bcm_field_qualify_TcpControl( 0, id, byte( v[ tcpFlags ] ), byte( m[ tcpFlags ] ) ),
+          chip.bcm_field_qualify_IcmpTypeCode( 0, id, narrow( v[ icmp ] ), narrow( m[ icmp ] ) ),
+          chip.bcm_field_qualify_InPorts( 0, id, in, { { 0xFF } } ),
+          chip.bcm_field_qualify_IpType( 0, id, types[ rule.type ].first ),
+          rule.frag < 0 ? 0 : chip.bcm_field_qualify_IpFrag( 0, id, frags[ rule.frag ].first ),
+          chip.bcm_field_entry_install( 0, id ) } );
+    ASSERT_EQ( rc, BCM_E_NONE );
   }
 
   // Mostly near a rule: its own values, with the open bits and now and then a fixed one at random.
   Packet somePacket() {
+    Values values = someValues();
+    if ( !model.empty() && below( 4 ) != 0 ) {
+      const Rule & rule = std::next( model.begin(), below( U32( model.size() ) ) )->second.rule;
+      for ( U32 i = 0; i < fieldCount; ++i )
+        values[ i ] = ( rule.values[ i ] & rule.masks[ i ] ) | ( values[ i ] & ~rule.masks[ i ] );
+      values[ oneOf( { srcPort, dstPort, srcIp, dstIp } ) ] ^= oneOf( { 0, 0, 1 } );
+    }
     Packet packet;
-    packet.srcIp = someAddress();
-    packet.dstIp = someAddress();
-    packet.protocol = someProtocol();
-    packet.srcPort = static_cast< U16 >( below( 80 ) );
-    packet.dstPort = static_cast< U16 >( below( 80 ) );
-    packet.tcpFlags = static_cast< U8 >( below( 32 ) );
-    packet.icmp = static_cast< U16 >( below( 3 ) << 8 );
+    packet.srcIp = values[ srcIp ];
+    packet.dstIp = values[ dstIp ];
+    packet.protocol = static_cast< U8 >( values[ protocol ] );
+    packet.srcPort = static_cast< U16 >( values[ srcPort ] );
+    packet.dstPort = static_cast< U16 >( values[ dstPort ] );
+    packet.tcpFlags = static_cast< U8 >( values[ tcpFlags ] );
+    packet.icmp = static_cast< U16 >( values[ icmp ] );
     packet.part = below( 5 ) == 0 ? static_cast< Part >( below( 3 ) ) : Part::whole;
     packet.l3 = below( 8 ) == 0 ? static_cast< L3 >( below( 4 ) ) : L3::ipv4;
     packet.options = 4 * below( 3 );
-    for ( U32 tags = below( 4 ) == 0 ? below( 3 ) : 0; tags > 0; --tags )
-      packet.tags.push_back( 5 );
-    if ( !model.empty() && below( 4 ) != 0 ) {
-      const ModelRule & rule = std::next( model.begin(), below( model.size() ) )->second;
-      packet.srcIp = ( rule.srcIp & rule.srcIpMask ) | ( packet.srcIp & ~rule.srcIpMask );
-      packet.dstIp = ( rule.dstIp & rule.dstIpMask ) | ( packet.dstIp & ~rule.dstIpMask );
-      packet.protocol = rule.protocolMask != 0 ? rule.protocol : packet.protocol;
-      packet.srcPort = rule.srcPort ^ static_cast< U16 >( below( 2 ) );
-      packet.dstPort = rule.dstPort;
-    }
+    packet.tags.assign( oneOf( { 0, 0, 0, 0, 1, 2 } ), 5 );
     return packet;
   }
 
   U32 bruteForce( const Packet & packet, U32 port ) const {
-    U32 best = 0;
-    for ( const auto & [ id, rule ] : model ) {
-      if ( !rule.installed || !rule.enabled || !matches( rule, packet, port ) )
-        continue;
-      const auto & other = best == 0 ? rule : model.at( best );
-      if ( best == 0 || rule.priority > other.priority ||
-           ( rule.priority == other.priority && rule.serial < other.serial ) )
-        best = id;
-    }
-    return best;
+    auto best = model.end();
+    for ( auto i = model.begin(); i != model.end(); ++i )
+      if ( i->second.installed && i->second.enabled && i->second.rule.matches( packet, port ) &&
+           ( best == model.end() || i->second.before( best->second ) ) )
+        best = i;
+    return best == model.end() ? 0 : best->first;
   }
 
   // The physical order is the logical one: position by position, along all slices.
   void checkRows() {
     const auto entries = chip.entries( 0, group );
     ASSERT_EQ( entries.size(), model.size() );
-    std::map< std::pair< U32, U32 >, U32 > places;
+    std::set< std::pair< U32, U32 > > places;
     for ( size_t i = 0; i < entries.size(); ++i ) {
-      EXPECT_TRUE( places.emplace( std::pair( entries[ i ].slice, entries[ i ].row ), 0 ).second );
+      EXPECT_TRUE( places.emplace( entries[ i ].slice, entries[ i ].row ).second );
       EXPECT_EQ( entries[ i ].priority, model.at( entries[ i ].id ).priority );
       if ( i == 0 )
         continue;
-      const ModelRule & before = model.at( entries[ i - 1 ].id );
-      const ModelRule & rule = model.at( entries[ i ].id );
       EXPECT_LT( entries[ i - 1 ].position, entries[ i ].position );
-      EXPECT_TRUE( before.priority > rule.priority ||
-                   ( before.priority == rule.priority && before.serial < rule.serial ) );
+      EXPECT_TRUE( model.at( entries[ i - 1 ].id ).before( model.at( entries[ i ].id ) ) );
     }
   }
 
   void step() {
     const U32 id = 1 + below( 400 );
     const auto found = model.find( id );
-    if ( found == model.end() ) {
-      ASSERT_EQ( chip.bcm_field_entry_create_id( 0, group, id ),
-                 model.size() < 384 ? BCM_E_NONE : BCM_E_RESOURCE );
-      if ( model.size() == 384 )
-        return;
-      ModelRule rule = someRule();
-      rule.serial = ++serial;
-      rule.priority = below( 60 );
-      rule.installed = true;
-      program( id, rule );
-      ASSERT_EQ( chip.bcm_field_entry_prio_set( 0, id, rule.priority ), 0 );
-      ASSERT_EQ( chip.bcm_field_entry_install( 0, id ), 0 );
-      model[ id ] = rule;
+    if ( found != model.end() )
+      return change( id, found->second );
+    ASSERT_EQ( chip.bcm_field_entry_create_id( 0, group, id ),
+               model.size() < room ? BCM_E_NONE : BCM_E_RESOURCE );
+    if ( model.size() == room )
       return;
-    }
-    change( id, found->second );
+    ModelEntry & entry = model[ id ];
+    entry = { someRule(), below( 60 ), ++serial };
+    ASSERT_EQ( chip.bcm_field_entry_prio_set( 0, id, entry.priority ), 0 );
+    program( id, entry.rule );
   }
 
-  void change( U32 id, ModelRule & rule ) {
+  void change( U32 id, ModelEntry & entry ) {
     switch ( below( 6 ) ) {
       case 0:
-        rule.priority = below( 60 );
-        ASSERT_EQ( chip.bcm_field_entry_prio_set( 0, id, rule.priority ), 0 );
+        entry.priority = below( 60 );
+        ASSERT_EQ( chip.bcm_field_entry_prio_set( 0, id, entry.priority ), 0 );
         return;
       case 1:
-        rule.enabled = !rule.enabled;
-        ASSERT_EQ( chip.bcm_field_entry_enable_set( 0, id, rule.enabled ? 1 : 0 ), 0 );
+        entry.enabled = !entry.enabled;
+        ASSERT_EQ( chip.bcm_field_entry_enable_set( 0, id, entry.enabled ? 1 : 0 ), 0 );
         return;
-      case 2: {
-        const ModelRule old = rule;
-        rule = someRule();
-        rule.serial = old.serial;
-        rule.priority = old.priority;
-        rule.enabled = old.enabled;
-        rule.installed = true;
-        program( id, rule );
-        ASSERT_EQ( chip.bcm_field_entry_install( 0, id ), 0 );
-        return;
-      }
+      case 2:
+        entry.rule = someRule();
+        entry.installed = true;
+        return program( id, entry.rule );
       case 3:
         ASSERT_EQ( chip.bcm_field_group_compress( 0, group ), 0 );
         return;
       default:
         ASSERT_EQ( chip.bcm_field_entry_remove( 0, id ),
-                   rule.installed ? BCM_E_NONE : BCM_E_NOT_FOUND );
-        if ( std::exchange( rule.installed, false ) && below( 2 ) == 0 )
+                   entry.installed ? BCM_E_NONE : BCM_E_NOT_FOUND );
+        if ( std::exchange( entry.installed, false ) && below( 2 ) == 0 )
           return;
         ASSERT_EQ( chip.bcm_field_entry_destroy( 0, id ), 0 );
         model.erase( id );
     }
   }
 
-  TestChip chip;
-  std::mt19937 random;
-  std::map< U32, ModelRule > model;
+  TestChip chip{ smallProfile( 12, 32 ) };
+  std::mt19937 random{ GetParam() };
+  std::map< U32, ModelEntry > model;
   U64 serial = 0;
 };
 

@@ -22,44 +22,37 @@ U32 validity( const Frame & frame, size_t length ) {
                              ( ( 1U << SoftAsic::keyValidityBits ) - 1 ) );
 }
 
-// Length from which on a frame has each validity bit; the whole length and one more: never.
-std::array< size_t, SoftAsic::keyValidityBits > firstLengths( const Frame & frame ) {
-  std::array< size_t, SoftAsic::keyValidityBits > first;
-  first.fill( frame.size() + 1 );
-  for ( size_t length = 0; length <= frame.size(); ++length ) {
-    const U32 bits = validity( frame, length );
-    for ( U32 bit = 0; bit < first.size(); ++bit ) {
-      if ( ( bits >> bit & 1U ) != 0 ) {
-        first[ bit ] = std::min( first[ bit ], length );
-      } else {
-        EXPECT_GT( first[ bit ], length ) << "bit " << bit << " went again at " << length;
-      }
-    }
-  }
-  return first;
+bool has( const Packet & packet, U32 bits ) {
+  const Frame frame = frameOf( packet );
+  return ( validity( frame, frame.size() ) & bits ) != 0;
 }
 
-size_t lengthOf( const std::array< size_t, SoftAsic::keyValidityBits > & first, KeyBit bit ) {
-  return first[ static_cast< size_t >( __builtin_ctz( bit ) ) ];
+// Length from which on a frame has the bit, for good; one more than the whole length: never.
+size_t firstLength( const Packet & packet, KeyBit bit ) {
+  const Frame frame = frameOf( packet );
+  size_t first = frame.size() + 1;
+  for ( size_t length = frame.size() + 1; length-- > 0; )
+    if ( ( validity( frame, length ) & bit ) != 0 ) {
+      EXPECT_EQ( first, length + 1 ) << "bit " << bit << " went again";
+      first = length;
+    }
+  return first;
 }
 
 TEST( PacketParser, HeadersBecomeValidWhenTheyAreWhole ) {
   Packet packet;
   packet.tags = { 0x6005, 0x0006 };
   packet.options = 8;
-  const Frame frame = frameOf( packet );
-  const auto first = firstLengths( frame );
-  EXPECT_EQ( lengthOf( first, KeyBit::keyEthernet ), 14U );
-  EXPECT_EQ( lengthOf( first, KeyBit::keyOuterTag ), 18U );
-  EXPECT_EQ( lengthOf( first, KeyBit::keyInnerTag ), 22U );
-  EXPECT_EQ( lengthOf( first, KeyBit::keyEtherType ), 22U );
-  EXPECT_EQ( lengthOf( first, KeyBit::keyIpv4 ), 22U + 28 );
-  EXPECT_EQ( lengthOf( first, KeyBit::keyProtocol ), 22U + 28 );
-  EXPECT_EQ( lengthOf( first, KeyBit::keyTcpUdp ), 22U + 28 + 20 );
-  EXPECT_EQ( lengthOf( first, KeyBit::keyTcp ), 22U + 28 + 20 );
-  for ( const KeyBit never : { KeyBit::keyNonIp, KeyBit::keyIpv6, KeyBit::keyIcmp,
-                               KeyBit::keyFragment, KeyBit::keyArp } )
-    EXPECT_GT( lengthOf( first, never ), frame.size() );
+  const size_t ip = 22 + 28;
+  const size_t never = ip + 20 + 1;
+  const std::pair< KeyBit, size_t > lengths[] = {
+      { KeyBit::keyEthernet, 14 },    { KeyBit::keyOuterTag, 18 }, { KeyBit::keyInnerTag, 22 },
+      { KeyBit::keyEtherType, 22 },   { KeyBit::keyIpv4, ip },     { KeyBit::keyProtocol, ip },
+      { KeyBit::keyTcpUdp, ip + 20 }, { KeyBit::keyTcp, ip + 20 }, { KeyBit::keyNonIp, never },
+      { KeyBit::keyIpv6, never },     { KeyBit::keyIcmp, never },  { KeyBit::keyFragment, never },
+      { KeyBit::keyArp, never } };
+  for ( const auto & [ bit, length ] : lengths )
+    EXPECT_EQ( firstLength( packet, bit ), length ) << "bit " << bit;
 }
 
 TEST( PacketParser, ExtensionHeadersAreSteppedOver ) {
@@ -68,28 +61,22 @@ TEST( PacketParser, ExtensionHeadersAreSteppedOver ) {
   packet.protocol = 17;
   packet.extensions = { 0, 43, 51, 60 };  // 16, 16, 12 and 16 bytes
   packet.part = Part::first;
-  const auto first = firstLengths( frameOf( packet ) );
   const size_t behind = 14 + 40 + 60 + 8;
-  EXPECT_EQ( lengthOf( first, KeyBit::keyIpv6 ), 54U );
-  EXPECT_EQ( lengthOf( first, KeyBit::keyFragment ), behind );
-  EXPECT_EQ( lengthOf( first, KeyBit::keyProtocol ), behind );
-  EXPECT_EQ( lengthOf( first, KeyBit::keyTcpUdp ), behind + 8 );
-
+  EXPECT_EQ( firstLength( packet, KeyBit::keyIpv6 ), 54U );
+  EXPECT_EQ( firstLength( packet, KeyBit::keyFragment ), behind );
+  EXPECT_EQ( firstLength( packet, KeyBit::keyProtocol ), behind );
+  EXPECT_EQ( firstLength( packet, KeyBit::keyTcpUdp ), behind + 8 );
   packet.part = Part::later;
-  const Frame later = frameOf( packet );
-  const U32 bits = validity( later, later.size() );
-  EXPECT_NE( bits & KeyBit::keyLaterFragment, 0U );
-  EXPECT_NE( bits & KeyBit::keyProtocol, 0U );
-  EXPECT_EQ( bits & KeyBit::keyTcpUdp, 0U );
+  EXPECT_TRUE( has( packet, KeyBit::keyLaterFragment ) && has( packet, KeyBit::keyProtocol ) );
+  EXPECT_FALSE( has( packet, KeyBit::keyTcpUdp ) );
 
   // One header more than the parser reads hides what is behind it.
   packet.part = Part::whole;
   packet.extensions.assign( 8, 60 );
-  EXPECT_NE( validity( frameOf( packet ), frameOf( packet ).size() ) & KeyBit::keyTcpUdp, 0U );
+  EXPECT_TRUE( has( packet, KeyBit::keyTcpUdp ) );
   packet.extensions.assign( 9, 60 );
-  const U32 deep = validity( frameOf( packet ), frameOf( packet ).size() );
-  EXPECT_EQ( deep & ( KeyBit::keyTcpUdp | KeyBit::keyProtocol ), 0U );
-  EXPECT_NE( deep & KeyBit::keyIpv6, 0U );
+  EXPECT_TRUE( has( packet, KeyBit::keyIpv6 ) );
+  EXPECT_FALSE( has( packet, KeyBit::keyTcpUdp | KeyBit::keyProtocol ) );
 }
 
 TEST( PacketParser, EveryByteOfTheKeyIsWhereARuleLooks ) {
@@ -106,49 +93,41 @@ TEST( PacketParser, EveryByteOfTheKeyIsWhereARuleLooks ) {
   Packet packet;
   packet.l3 = L3::ipv6;
   packet.tags = { 0x6005, 0x0006 };
-  for ( U8 i = 0; i < 16; ++i ) {
-    packet.srcIp6[ i ] = i + 1;
-    packet.dstIp6[ i ] = 0xF0 + i;
-  }
   packet.tos = 0xB9;
   bcm_ip6_t src6 = {};
   bcm_ip6_t dst6 = {};
   bcm_ip6_t all6 = {};
-  std::copy( packet.srcIp6.begin(), packet.srcIp6.end(), src6.b );
-  std::copy( packet.dstIp6.begin(), packet.dstIp6.end(), dst6.b );
-  std::fill( std::begin( all6.b ), std::end( all6.b ), 0xFF );
-  const bcm_mac_t mac1{ { 2, 0, 0, 0, 0, 1 } };
-  const bcm_mac_t mac2{ { 2, 0, 0, 0, 0, 2 } };
+  for ( U8 i = 0; i < 16; ++i ) {
+    src6.b[ i ] = packet.srcIp6[ i ] = i + 1;
+    dst6.b[ i ] = packet.dstIp6[ i ] = 0xF0 + i;
+    all6.b[ i ] = 0xFF;
+  }
   const bcm_mac_t allMac{ { 255, 255, 255, 255, 255, 255 } };
-  ASSERT_EQ( chip.bcm_field_entry_create_id( 0, 1, 5 ), 0 );
-  for ( const int rc :
-        { chip.bcm_field_qualify_DstMac( 0, 5, mac1, allMac ),
-          chip.bcm_field_qualify_SrcMac( 0, 5, mac2, allMac ),
-          chip.bcm_field_qualify_EtherType( 0, 5, 0x86dd, 0xFFFF ),
-          chip.bcm_field_qualify_OuterVlanId( 0, 5, 5, 0xFFFF ),
-          chip.bcm_field_qualify_OuterVlanPri( 0, 5, 3, 7 ),
-          chip.bcm_field_qualify_InnerVlanId( 0, 5, 6, 0xFFF ),
-          chip.bcm_field_qualify_SrcIp6( 0, 5, src6, all6 ),
-          chip.bcm_field_qualify_DstIp6( 0, 5, dst6, all6 ),
-          chip.bcm_field_qualify_DSCP( 0, 5, 0xB9, 0xFF ),
-          chip.bcm_field_qualify_Ttl( 0, 5, 64, 0xFF ),
-          chip.bcm_field_qualify_InPort( 0, 5, 3, 0xFF ), chip.bcm_field_entry_install( 0, 5 ) } )
-    ASSERT_EQ( rc, BCM_E_NONE );
+  const int rc = firstError(
+      { chip.bcm_field_entry_create_id( 0, 1, 5 ),
+        chip.bcm_field_qualify_DstMac( 0, 5, { { 2, 0, 0, 0, 0, 1 } }, allMac ),
+        chip.bcm_field_qualify_SrcMac( 0, 5, { { 2, 0, 0, 0, 0, 2 } }, allMac ),
+        chip.bcm_field_qualify_EtherType( 0, 5, 0x86dd, 0xFFFF ),
+        chip.bcm_field_qualify_OuterVlanId( 0, 5, 5, 0xFFFF ),
+        chip.bcm_field_qualify_OuterVlanPri( 0, 5, 3, 7 ),
+        chip.bcm_field_qualify_InnerVlanId( 0, 5, 6, 0xFFF ),
+        chip.bcm_field_qualify_SrcIp6( 0, 5, src6, all6 ),
+        chip.bcm_field_qualify_DstIp6( 0, 5, dst6, all6 ),
+        chip.bcm_field_qualify_DSCP( 0, 5, 0xB9, 0xFF ),
+        chip.bcm_field_qualify_Ttl( 0, 5, 64, 0xFF ),
+        chip.bcm_field_qualify_InPort( 0, 5, 3, 0xFF ), chip.bcm_field_entry_install( 0, 5 ) } );
+  ASSERT_EQ( rc, BCM_E_NONE );
   EXPECT_EQ( chip.winner( packet, 3 ), 5U );
   EXPECT_EQ( chip.winner( packet, 2 ), 0U );
   // The bytes of the fields in the frame: MACs, tags, types, class, hop limit, addresses.
   const Frame frame = frameOf( packet );
-  std::vector< size_t > bytes = { 22, 23, 29 };
-  for ( size_t i = 0; i < 22; ++i )
-    bytes.push_back( i );
-  for ( size_t i = 30; i < 62; ++i )
-    bytes.push_back( i );
-  for ( const size_t i : bytes )
+  const auto inKey = []( size_t i ) { return i < 24 || i == 29 || ( i >= 30 && i < 62 ); };
+  for ( size_t i = 0; i < frame.size(); ++i )
     for ( const U8 flip : { U8{ 0x01 }, U8{ 0x80 } } ) {
       Frame changed = frame;
       changed[ i ] ^= flip;
       // Two bits belong to no field: flow label, and the inner tag's priority.
-      const bool free = ( i == 23 && flip == 0x01 ) || ( i == 18 && flip == 0x80 );
+      const bool free = !inKey( i ) || ( i == 23 && flip == 0x01 ) || ( i == 18 && flip == 0x80 );
       EXPECT_EQ( chip.inject( 0, 3, changed.data(), changed.size() ).matches.empty(), !free )
           << "byte " << i << " bit " << int{ flip };
     }
@@ -175,8 +154,7 @@ TEST( PacketParser, MalformedHeadersAreNotThere ) {
   EXPECT_NE( with( 12, 0x05 ) & KeyBit::keyNonIp, 0U );
   Packet tagged;
   tagged.tags = { 1, 2, 3 };
-  const Frame three = frameOf( tagged );
-  EXPECT_NE( validity( three, three.size() ) & KeyBit::keyNonIp, 0U );
+  EXPECT_TRUE( has( tagged, KeyBit::keyNonIp ) );
 }
 
 }  // namespace

@@ -2,9 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <set>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
 #include "softasic/CallLog.h"
 #include "softasic/FaultInjector.h"
@@ -21,15 +21,11 @@ TEST( ChipProfile, NamesWhatIsWrong ) {
   EXPECT_EQ( bigProfile().validate(), "" );
   const std::pair< const char *, void ( * )( ChipProfile & ) > faults[] = {
       { "pipes:", []( ChipProfile & p ) { p.pipes = 5; } },
-      { "portsPerPipe:", []( ChipProfile & p ) { p.portsPerPipe = 129; } },
       { "secondCopy:", []( ChipProfile & p ) { p.sharedByPipes = true; } },
-      { "preselectors:", []( ChipProfile & p ) { p.preselectors = 129; } },
       { "stages:", []( ChipProfile & p ) { p.stages.clear(); } },
       { "stages: IFP", []( ChipProfile & p ) { p.stages[ 1 ].kind = StageKind::ifp; } },
       { "stage EFP.slices[0].count:",
         []( ChipProfile & p ) { p.stages[ 2 ].slices[ 0 ].count = 65; } },
-      { "stage IFP.slices[0].depth:",
-        []( ChipProfile & p ) { p.stages[ 0 ].slices[ 0 ].depth = 0; } },
       { "stage IFP.keyBits[759]:", []( ChipProfile & p ) { p.stages[ 0 ].keyBits[ 759 ] = 1; } },
   };
   for ( const auto & [ start, change ] : faults ) {
@@ -57,12 +53,8 @@ TEST( SoftAsic, UnitsAreSeparateAndResetToTheirProfile ) {
   EXPECT_FALSE( chip.kelmor_field_second_copy( 0 ) || chip.kelmor_field_second_copy( 1 ) );
 
   ASSERT_EQ( chip.bcm_field_control_set( 7, bcmFieldControlRedirectExcludeSrcPort, 1 ), 0 );
-  ASSERT_EQ( chip.bcm_port_control_set( 7, 0, bcmPortControlFilterLookup, 1 ), 0 );
   EXPECT_EQ( chip.bcm_port_control_set( 7, 16, bcmPortControlFilterLookup, 1 ), BCM_E_PORT );
-  EXPECT_EQ( chip.bcm_field_control_set( 7, static_cast< bcm_field_control_t >( 9 ), 1 ),
-             BCM_E_PARAM );
   EXPECT_EQ( chip.controls( 7 ).controls.at( bcmFieldControlRedirectExcludeSrcPort ), 1U );
-  EXPECT_EQ( chip.controls( 7 ).portControls.size(), 1U );
 
   chip.reset( 7 );
   EXPECT_TRUE( chip.groups( 7 ).empty() && chip.controls( 7 ).controls.empty() );
@@ -89,22 +81,9 @@ TEST( SoftAsic, CallsWithoutTheLockAreCounted ) KIV_NO_THREAD_SAFETY_ANALYSIS {
   EXPECT_FALSE( chip.sdkLockHeld() );
 }
 
-TEST( SoftAsic, ErrorTextsTellCodesApart ) {
-  const TestChip chip( smallProfile() );
-  std::set< std::string > texts;
-  for ( int rc = 0; rc >= BCM_E_PORT; --rc )
-    texts.insert( chip.sdkErrorText( rc ) );
-  EXPECT_EQ( texts.size(), 19U );
-  EXPECT_STREQ( chip.sdkErrorText( 5 ), "Ok" );
-  EXPECT_STREQ( chip.sdkErrorText( -99 ), "Unknown error" );
-}
-
 TEST( SoftAsic, FamiliesThatTheChipLacksAreRefused ) {
   TestChip chip( smallProfile() );
   ASSERT_EQ( chip.createGroup( groupConfig( 1, { bcmFieldQualifyDstIp } ) ), BCM_E_NONE );
-  bcm_field_qset_t qset = {};
-  ASSERT_EQ( chip.bcm_field_group_get( 0, 1, &qset ), BCM_E_NONE );
-  EXPECT_TRUE( qset.has( bcmFieldQualifyDstIp ) );
   bcm_field_range_t range = 0;
   EXPECT_EQ( chip.bcm_field_range_create( 0, &range, 0, 1, 2 ), BCM_E_UNAVAIL );
   EXPECT_EQ( chip.bcm_policer_create( 0, nullptr, nullptr ), BCM_E_UNAVAIL );
@@ -112,8 +91,11 @@ TEST( SoftAsic, FamiliesThatTheChipLacksAreRefused ) {
   bcm_field_group_config_t udf = groupConfig( 2, { bcmFieldQualifyDstIp } );
   udf.qset.data_qualifiers[ 3 ] = 4;
   EXPECT_EQ( chip.createGroup( udf ), BCM_E_UNAVAIL );
+  bcm_field_qset_t qset = {};
   EXPECT_EQ( chip.bcm_field_group_get( 0, 1, &qset ), BCM_E_NONE );
-  EXPECT_EQ( qset.data_qualifiers[ 3 ], 0U );
+  EXPECT_EQ( qset, groupConfig( 1, { bcmFieldQualifyDstIp } ).qset );
+  EXPECT_STREQ( chip.sdkErrorText( 5 ), "Ok" );
+  EXPECT_STREQ( chip.sdkErrorText( -99 ), "Unknown error" );
 }
 
 class DecoratorTest : public testing::Test {
@@ -137,13 +119,10 @@ TEST_F( DecoratorTest, LogKeepsOrderResultsAndCounts ) {
   EXPECT_EQ( createEntry( 4 ), BCM_E_EXISTS );
   EXPECT_EQ( log.bcm_field_entry_install( 3, 4 ), BCM_E_UNIT );
   ASSERT_EQ( log.records().size(), 5U );
-  EXPECT_EQ( callText( log.records()[ 1 ] ),
-             "bcm_field_group_config_create unit 0 id 0x1000001 rc 0" );
   EXPECT_EQ( log.records()[ 3 ],
              ( ::SoftAsic::CallRecord{ createOp, 0, 1, BCM_E_EXISTS, false } ) );
   EXPECT_EQ( callText( log.records()[ 4 ] ), "bcm_field_entry_install unit 3 id 0x4 rc -3" );
   EXPECT_EQ( log.count( createOp ), 2U );
-  EXPECT_EQ( log.total(), 5U );
   log.clear();
   log.keepRecords( false );
   EXPECT_EQ( createEntry( 5 ), BCM_E_NONE );
@@ -167,7 +146,6 @@ TEST_F( DecoratorTest, FaultHitsTheNthSelectedCallOnly ) {
   EXPECT_EQ( faults.selected(), 4U );
   faults.disarm();
   EXPECT_EQ( createEntry( 101 | pipe1 ), BCM_E_NONE );
-  EXPECT_TRUE( faults.fired() );
   faults.arm( { .unit = 3 } );
   EXPECT_EQ( createEntry( 102 | pipe1 ), BCM_E_NONE );
 }
@@ -175,7 +153,6 @@ TEST_F( DecoratorTest, FaultHitsTheNthSelectedCallOnly ) {
 TEST_F( DecoratorTest, ThrownFaultsAreLogged ) {
   faults.arm( { .exception = std::make_exception_ptr( std::runtime_error( "cable cut" ) ) } );
   EXPECT_THROW( createEntry( 5 ), std::runtime_error );
-  EXPECT_TRUE( log.records().back().threw );
   EXPECT_EQ( callText( log.records().back() ), "bcm_field_entry_create_id unit 0 id 0x1 threw" );
   EXPECT_EQ( createEntry( 5 ), BCM_E_NONE );
 }

@@ -64,6 +64,14 @@ inline bcm_pbmp_t portSet( std::initializer_list< U32 > ports ) {
   return set;
 }
 
+// The first of some results, in their order, that is no success.
+inline int firstError( std::initializer_list< int > results ) {
+  for ( const int rc : results )
+    if ( rc < 0 )
+      return rc;
+  return BCM_E_NONE;
+}
+
 class TestChip : public SoftAsic::SoftAsic {
  public:
   explicit TestChip( const ChipProfile & profile ) KIV_NO_THREAD_SAFETY_ANALYSIS {
@@ -78,13 +86,11 @@ class TestChip : public SoftAsic::SoftAsic {
   // Creates, qualifies the destination address, gives an action and installs; 0 when all went well.
   int addRule( U32 group, U32 entry, U32 priority, U32 dstIp, U32 mask,
                bcm_field_action_t action = bcmFieldActionPermit ) {
-    int worst = bcm_field_entry_create_id( 0, group, entry );
-    for ( const int rc :
-          { bcm_field_entry_prio_set( 0, entry, priority ),
-            bcm_field_qualify_DstIp( 0, entry, dstIp, mask ),
-            bcm_field_action_add( 0, entry, action, 0, 0 ), bcm_field_entry_install( 0, entry ) } )
-      worst = worst < 0 ? worst : rc;
-    return worst;
+    return firstError( { bcm_field_entry_create_id( 0, group, entry ),
+                         bcm_field_entry_prio_set( 0, entry, priority ),
+                         bcm_field_qualify_DstIp( 0, entry, dstIp, mask ),
+                         bcm_field_action_add( 0, entry, action, 0, 0 ),
+                         bcm_field_entry_install( 0, entry ) } );
   }
   ::SoftAsic::Verdict send( const Packet & packet, U32 port = 0 ) {
     const Frame frame = frameOf( packet );
