@@ -231,7 +231,7 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   void dropOwner( U32 unit, U32 entry );
 
   void installCopies( U32 unit, UnitEntriesCreated & entries, U32 entry, U32 & installed );
-  void removeCopies( U32 unit, U32 entry, U32 howMany );
+  void removeCopies( U32 unit, U32 entry, U32 howMany, U32 & removed );
   void applyInPorts( U32 unit, U32 entry, U32 tcamEntryId );
   void programLoopback( U32 unit, U32 entry );
   void processOvidWarEntry( U32 unit, U32 entry, U32 tcamEntryId );

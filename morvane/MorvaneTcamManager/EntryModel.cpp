@@ -224,7 +224,6 @@ void MorvaneTcamEntryManager::giveBackIfIdle( U32 unit ) {
   const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
   const U32 warEntry = entries->multicastWarEntry();
   if ( warEntry != 0 && entries->entryCreatedSize() == 1 ) {
-    entries->multicastWarEntryIs( 0 );
     releaseEntryInternal( unit, warEntry, true );
     return;
   }

@@ -3,6 +3,7 @@
 #include "kiv/Assert.h"
 #include "morvane/MorvaneTcamEntryManager.h"
 #include "morvane/MorvaneTcamGroupManager.h"
+#include "morvane/MorvaneTcamManager/EntryAllocation.h"
 #include "morvane/MorvaneTcamManager/Trace.h"
 #include "shim/SdkCall.h"
 
@@ -18,8 +19,9 @@ int MorvaneTcamEntryManager::installEntry( U32 unit, U32 entry ) {
     installCopies( unit, *entries, entry, installed );
   } catch ( ... ) {
     // Either every copy is in the lookup, or none is.
+    U32 removed = 0;
     if ( !wasInstalled )
-      removeCopies( unit, entry, installed );
+      removeCopies( unit, entry, installed, removed );
     throw;
   }
   entries->entryInstalledIs( entry, true );
@@ -51,13 +53,16 @@ void MorvaneTcamEntryManager::installCopies( U32 unit, UnitEntriesCreated & entr
   }
 }
 
-// Takes the first `howMany` hardware copies out of the lookup.
-void MorvaneTcamEntryManager::removeCopies( U32 unit, U32 entry, U32 howMany ) {
+// Takes the first `howMany` hardware copies out of the lookup, and counts them in `removed`.
+void MorvaneTcamEntryManager::removeCopies( U32 unit, U32 entry, U32 howMany, U32 & removed ) {
   for ( const PipeCopy c : copies( unit ) ) {
-    if ( howMany-- == 0 )
+    if ( removed == howMany )
       return;
     const U32 tcamEntryId = c.entryId( entry );
     SDK_CHECKED( bcm_field_entry_remove( unit, tcamEntryId ) );
+    ++removed;
+    MORVANE_TRACE( traceEntry ) << "removeEntry"
+                                << " Entry removed: " << tcamEntryId;
   }
 }
 
@@ -69,13 +74,7 @@ int MorvaneTcamEntryManager::removeEntry( U32 unit, U32 entry ) {
   const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
   U32 removed = 0;
   try {
-    for ( const PipeCopy c : copies( unit ) ) {
-      const U32 tcamEntryId = c.entryId( entry );
-      SDK_CHECKED( bcm_field_entry_remove( unit, tcamEntryId ) );
-      ++removed;
-      MORVANE_TRACE( traceEntry ) << "removeEntry"
-                                  << " Entry removed: " << tcamEntryId;
-    }
+    removeCopies( unit, entry, allCopies, removed );
   } catch ( ... ) {
     for ( const PipeCopy c : copies( unit ) ) {
       if ( removed-- == 0 )
