@@ -26,19 +26,18 @@ Lock::~Lock() {
 int Lock::grab() noexcept {
   int rc = pthread_mutex_lock( &mutex_ );
   if ( rc == 0 ) {
-    held_.store( true, std::memory_order_relaxed );
+    owner_.store( pthread_self(), std::memory_order_relaxed );
   }
   return rc;
 }
 
 int Lock::drop() noexcept {
-  bool wasHeld = held_.exchange( false, std::memory_order_relaxed );
-  int rc = pthread_mutex_unlock( &mutex_ );
-  if ( rc != 0 ) {
-    // The lock stays with its holder.
-    held_.store( wasHeld, std::memory_order_relaxed );
+  // A stranger must not touch the holder's mark, not even for a moment.
+  if ( owner_.load( std::memory_order_relaxed ) != pthread_self() ) {
+    return EPERM;
   }
-  return rc;
+  owner_.store( nobody, std::memory_order_relaxed );
+  return pthread_mutex_unlock( &mutex_ );
 }
 
 void Lock::lock() KIV_NO_THREAD_SAFETY_ANALYSIS {

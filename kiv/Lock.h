@@ -5,9 +5,9 @@
 //   // the end of the scope takes the lock back
 //
 // Invariants: the mutex checks errors, so that a second lock by one thread and an unlock by a
-// stranger are reported, not waited for. The held flag tells whether the current activity holds
-// the lock; it is set after the mutex is taken and cleared before it is given up, so that it is
-// never true while the mutex is free.
+// stranger are reported, not waited for. The held flag is the name of the thread that holds
+// the lock; it is set after the mutex is taken and cleared before it is given up, so that it names
+// nobody while the mutex is free.
 //
 // Order of calls: an UnlockAnchor needs a held lock; misuse fails at construction.
 #pragma once
@@ -35,7 +35,7 @@ class KIV_CAPABILITY( "mutex" ) KIV_API Lock {
   // Tells clang's analysis that the caller holds the lock; checks nothing.
   void assertHeld() const KIV_ASSERT_CAPABILITY( this ) {}
   // Whether some activity holds the lock now.
-  bool held() const { return held_.load( std::memory_order_relaxed ); }
+  bool held() const { return owner_.load( std::memory_order_relaxed ) != nobody; }
 
  private:
   friend class LockGuard;
@@ -45,8 +45,10 @@ class KIV_CAPABILITY( "mutex" ) KIV_API Lock {
   int grab() noexcept KIV_NO_THREAD_SAFETY_ANALYSIS;
   int drop() noexcept KIV_NO_THREAD_SAFETY_ANALYSIS;
 
+  static constexpr pthread_t nobody = 0;  // no thread has this name on Linux
+
   pthread_mutex_t mutex_;
-  std::atomic< bool > held_{ false };
+  std::atomic< pthread_t > owner_{ nobody };
 };
 
 // Holds a lock for its scope.
