@@ -4,13 +4,13 @@
 //   unitId.insert( unit, 7 );
 //   if( U32 * id = unitId[ unit ] ) { ... }           // null when absent
 //
-// Invariants: members keep their address until they are removed. At most two members a bucket on
+// Invariants: members keep their address until they are removed. At most three members a bucket on
 // average; the bucket array grows in powers of two, never while an iterator is alive (the next
 // insert without one catches up). Members may be changed, removed and inserted from the destructor
 // of a value that is being removed.
 //
 // Cost: every operation takes constant time on average. find and erase never allocate; insert does
-// when a chunk of nodes or the bucket array is full. A HashMap< U32, U32 > takes 14 to 16 bytes a
+// when a chunk of nodes or the bucket array is full. A HashMap< U32, U32 > takes 14 or 15 bytes a
 // member. Memory is given back by clear, not by erase.
 //
 // When not to use it: where the order of iteration shows anywhere; use RbTreeMap.
@@ -51,15 +51,9 @@ class HashMap {
 
   // Inserts unless the key is present: the member with this key, and whether it is new.
   std::pair< V *, bool > insert( const K & key, V value ) {
-    const U32 hashed = hash( key );
-    if ( V * present = valueOrNull( findNode( key, hashed ) ) )
+    if ( V * present = valueOrNull( findNode( key ) ) )
       return { present, false };
-    growFor( table_.size + 1 );
-    U32 node = table_.nodes.create( Node{ noNode, key, std::move( value ) } );
-    Node & made = table_.nodes[ node ];
-    made.next = std::exchange( table_.heads[ bucketOf( hashed ) ], node );
-    ++table_.size;
-    return { &made.value, true };
+    return { valueOrNull( insertNode( key, std::move( value ), iters_.empty() ) ), true };
   }
 
   // Whether there was such a member.
@@ -103,6 +97,8 @@ class HashMap {
 
  private:
   friend class MapIter< HashMap >;
+  template < class, class >
+  friend class FamilyMap;
 
   struct Node {
     U32 next;
@@ -118,16 +114,14 @@ class HashMap {
   };
 
   static constexpr U32 firstBucketCount = 8;
-  static constexpr U32 membersPerBucket = 2;  // at the most, where no iterator delays growth
+  static constexpr U32 membersPerBucket = 3;  // at the most, where no iterator delays growth
 
   U32 bucketOf( U32 hashed ) const { return hashed & ( table_.bucketCount - 1 ); }
 
-  U32 findNode( const K & key ) const { return findNode( key, hash( key ) ); }
-
-  U32 findNode( const K & key, U32 hashed ) const {
+  U32 findNode( const K & key ) const {
     if ( table_.size == 0 )
       return noNode;
-    U32 node = table_.heads[ bucketOf( hashed ) ];
+    U32 node = table_.heads[ bucketOf( hash( key ) ) ];
     while ( node != noNode ) {
       const Node & member = table_.nodes[ node ];
       if ( member.key == key )
@@ -139,11 +133,19 @@ class HashMap {
 
   V * valueOrNull( U32 node ) { return node == noNode ? nullptr : &table_.nodes[ node ].value; }
 
+  // The node of a new member. No iterator may be under way where the buckets are to grow.
+  U32 insertNode( const K & key, V && value, bool grows ) {
+    if ( grows || table_.bucketCount == 0 )
+      growFor( table_.size + 1 );
+    const U32 node = table_.nodes.create( Node{ noNode, key, std::move( value ) } );
+    table_.nodes[ node ].next = std::exchange( table_.heads[ bucketOf( hash( key ) ) ], node );
+    ++table_.size;
+    return node;
+  }
+
   void growFor( U32 size ) {
-    if ( size <= table_.bucketCount * membersPerBucket ||
-         ( table_.bucketCount != 0 && !iters_.empty() ) ) {
+    if ( size <= table_.bucketCount * membersPerBucket )
       return;
-    }
     U32 count = table_.bucketCount == 0 ? firstBucketCount : table_.bucketCount;
     while ( count * membersPerBucket < size ) {
       count *= 2;

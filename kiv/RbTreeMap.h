@@ -70,7 +70,8 @@ class RbTreeMap {
     if ( node == noNode ) {
       return false;
     }
-    Iter::memberRemoved( iters_, node );
+    if ( !iters_.empty() )
+      Iter::memberRemoved( iters_, node );
     table_.tree.erase( table_.nodes, node );
     --table_.size;
     // The member dies last, when the map is whole again.

@@ -10,7 +10,7 @@ namespace Morvane {
 
 using namespace Kiv::Integers;
 
-class KIV_API GroupCounts : public Kiv::Entity {
+class KIV_API GroupCounts final : public Kiv::Entity {
  public:
   struct Notifiee : Kiv::NotifieeConst {
     virtual void onUnitAllocated( U32 ) {}

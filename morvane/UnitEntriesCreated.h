@@ -8,6 +8,7 @@
 #include "kiv/Attribute.h"
 #include "kiv/Entity.h"
 #include "kiv/Export.h"
+#include "kiv/FamilyMap.h"
 #include "kiv/HashMap.h"
 #include "kiv/RbTreeMap.h"
 #include "kiv/String8.h"
@@ -58,7 +59,7 @@ struct EntryInPorts {
   friend bool operator==( const EntryInPorts &, const EntryInPorts & ) = default;
 };
 
-class KIV_API UnitEntriesCreated : public Kiv::Entity {
+class KIV_API UnitEntriesCreated final : public Kiv::Entity {
  public:
   struct Notifiee : Kiv::NotifieeConst {
     virtual void onEntryCreated( U32 ) {}
@@ -81,9 +82,9 @@ class KIV_API UnitEntriesCreated : public Kiv::Entity {
   // Entries handed out, with their caller's description; their number is the count of used entries.
   KIV_VALUES( Kiv::RbTreeMap, U32, Kiv::String8, entryCreated, EntryCreated );
   // Statistics id by pipe entry; 0 or absent means none.
-  KIV_VALUES( Kiv::HashMap, U32, U32, entryStats, EntryStats );
+  KIV_VALUES( Kiv::FamilyMap, U32, U32, entryStats, EntryStats );
   // Pipe group in which a pipe entry was created.
-  KIV_VALUES( Kiv::HashMap, U32, U32, groupId, GroupId );
+  KIV_VALUES( Kiv::FamilyMap, U32, U32, groupId, GroupId );
   // Input ports that the next installation applies, by logical entry.
   KIV_MEMBERS( Kiv::HashMap, U32, TcamEntryBcmPbmp, tcamEntryBcmPbmp, TcamEntryBcmPbmp );
   // Loopback redirect that the next installation applies: an SDK action, 0 or absent means none.

@@ -9,6 +9,7 @@
 #include <set>
 #include <vector>
 
+#include "kiv/FamilyMap.h"
 #include "kiv/HashMap.h"
 #include "kiv/Ptr.h"
 #include "kiv/RbTree.h"
@@ -56,7 +57,8 @@ std::vector< U32 > keysFrom( Iterator i ) {
 template < class M >
 class MapTest : public testing::Test {};
 
-using Maps = testing::Types< Kiv::HashMap< U32, String8 >, Kiv::RbTreeMap< U32, String8 > >;
+using Maps = testing::Types< Kiv::HashMap< U32, String8 >, Kiv::RbTreeMap< U32, String8 >,
+                             Kiv::FamilyMap< U32, String8 > >;
 TYPED_TEST_SUITE( MapTest, Maps );
 
 TYPED_TEST( MapTest, RandomOperationsAgreeWithAModel ) {
@@ -225,6 +227,7 @@ void removeEchoes() {
 TEST( MapReentryTest, AValuesEndMayChangeItsMap ) {
   removeEchoes< Kiv::HashMap >();
   removeEchoes< Kiv::RbTreeMap >();
+  removeEchoes< Kiv::FamilyMap >();
 }
 
 // Heap bytes per member after that many insertions; nothing but insert may allocate.
@@ -257,6 +260,8 @@ TEST( MapCostTest, BytesPerMemberAndAllocations ) {
   EXPECT_LE( ( bytesPerMember< Hash >( 100000, 1u ) ), 12 + 2 * 8 * 1.32 + 0.5 );
   EXPECT_LE( ( bytesPerMember< Tree >( 100000, String8( "x" ) ) ), 16 + 2 * sizeof( void * ) );
   EXPECT_LE( ( bytesPerMember< Hash >( 8, 1u ) ), 12 + 4 + 2 );
+  EXPECT_LE( ( bytesPerMember< Kiv::FamilyMap< U32, U32 > >( 100000, 1u ) ),
+             44 + 2 * 8 * 1.32 + 0.5 );
 }
 
 // The tree's shape alone, over a pool where node n has key n.

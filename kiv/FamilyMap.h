@@ -1,0 +1,153 @@
+// An unordered map of 32-bit ids that come in families: ids that differ only in bits 24 to 26 (the
+// hardware copies of one object) share one node.
+//
+//   Kiv::FamilyMap< U32, U32 > statsId;
+//   statsId.insert( 1 << 24 | entry, 7 );            // pipe 1's copy of the entry
+//   if( U32 * id = statsId[ entry ] ) { ... }         // pipe 0's; null when absent
+//
+// Invariants: as for HashMap: members keep their address until they are removed, and may be
+// changed, removed and inserted from the destructor of a value that is being removed.
+//
+// Cost: as for HashMap, but that a family is searched, made and freed once for all its members: a
+// walk over them searches once. A FamilyMap< U32, U32 > takes 46 or 47 bytes a family, whatever the
+// number of its members. V has a cheap default value, which fills the places that are free.
+//
+// When not to use it: for keys of which most are alone in their family; use HashMap.
+//
+// Locks: none; even a search changes the map, see also kiv/MapIter.h.
+#pragma once
+
+#include <bit>
+#include <type_traits>
+#include <utility>
+
+#include "kiv/HashMap.h"
+#include "kiv/MapIter.h"
+#include "kiv/Types.h"
+
+namespace Kiv {
+
+template < class K, class V >
+class FamilyMap {
+  static_assert( std::is_same_v< K, U32 > );
+
+ public:
+  using Key = K;
+  using Mapped = V;
+  using Iter = MapIter< FamilyMap >;
+
+  FamilyMap() = default;
+  FamilyMap( const FamilyMap & ) = delete;
+  FamilyMap & operator=( const FamilyMap & ) = delete;
+  ~FamilyMap() { clear(); }
+
+  // The member, or null. Valid until the member is removed.
+  V * find( const K & key ) {
+    const U32 node = nodeOf( key );
+    return node != noNode && familyAt( node ).has( placeOf( key ) ) ? &valueAt( node, key )
+                                                                    : nullptr;
+  }
+  const V * find( const K & key ) const { return const_cast< FamilyMap * >( this )->find( key ); }
+  V * operator[]( const K & key ) { return find( key ); }
+  const V * operator[]( const K & key ) const { return find( key ); }
+
+  // Inserts unless the key is present: the member with this key, and whether it is new.
+  std::pair< V *, bool > insert( const K & key, V value ) {
+    U32 node = nodeOf( key );
+    if ( node == noNode )
+      last_ = node = families_.insertNode( familyOf( key ), Family(), iters_.empty() );
+    KIV_ASSERT( node < noNode / places );
+    Family & family = familyAt( node );
+    V & place = valueAt( node, key );
+    if ( family.has( placeOf( key ) ) )
+      return { &place, false };
+    family.present |= bitOf( key );
+    place = std::move( value );
+    ++size_;
+    return { &place, true };
+  }
+
+  // Whether there was such a member.
+  bool erase( const K & key ) {
+    const U32 node = nodeOf( key );
+    if ( node == noNode || !familyAt( node ).has( placeOf( key ) ) )
+      return false;
+    if ( !iters_.empty() )
+      Iter::memberRemoved( iters_, node * places + placeOf( key ) );
+    Family & family = familyAt( node );
+    // The value dies last, when the map is whole again.
+    [[maybe_unused]] const V removed = std::exchange( valueAt( node, key ), V() );
+    family.present &= static_cast< U8 >( ~bitOf( key ) );
+    --size_;
+    if ( family.present == 0 ) {
+      last_ = noNode;
+      families_.erase( familyOf( key ) );
+    }
+    return true;
+  }
+
+  // Removes all members; iterators are at the end afterwards.
+  void clear() {
+    Iter::mapEnded( iters_ );
+    last_ = noNode;
+    size_ = 0;
+    families_.clear();
+  }
+
+  U32 size() const { return size_; }
+  bool empty() const { return size_ == 0; }
+  bool isMemberOf( const K & key ) const { return find( key ) != nullptr; }
+  // Starts at the first member, or at the end.
+  Iter iter() const { return Iter( *this ); }
+
+ private:
+  friend class MapIter< FamilyMap >;
+
+  static constexpr U32 firstBit = 24;
+  static constexpr U32 places = 8;
+
+  struct Family {
+    V values[ places ] = {};
+    U8 present = 0;  // a bit for each place
+
+    bool has( U32 place ) const { return ( present >> place & 1 ) != 0; }
+  };
+
+  static U32 placeOf( U32 key ) { return key >> firstBit & ( places - 1 ); }
+  static U8 bitOf( U32 key ) { return static_cast< U8 >( 1u << placeOf( key ) ); }
+  static U32 familyOf( U32 key ) { return key & ~( ( places - 1 ) << firstBit ); }
+
+  Family & familyAt( U32 node ) { return families_.table_.nodes[ node ].value; }
+  const Family & familyAt( U32 node ) const { return families_.table_.nodes[ node ].value; }
+  V & valueAt( U32 node, U32 key ) { return familyAt( node ).values[ placeOf( key ) ]; }
+
+  // The node of the key's family, or noNode.
+  U32 nodeOf( U32 key ) {
+    const U32 family = familyOf( key );
+    if ( last_ == noNode || families_.table_.nodes[ last_ ].key != family )
+      last_ = families_.findNode( family );
+    return last_;
+  }
+
+  // The iterator's steps; it counts places.
+  U32 firstNode() const { return firstIn( families_.firstNode(), 0 ); }
+  U32 nextNode( U32 at ) const { return firstIn( at / places, at % places + 1 ); }
+  U32 resumeNode( const K &, U32 following ) const { return following; }
+  K nodeKey( U32 at ) const { return families_.nodeKey( at / places ) | at % places << firstBit; }
+  const V & nodeValue( U32 at ) const { return familyAt( at / places ).values[ at % places ]; }
+
+  // The first member from that place of that family on.
+  U32 firstIn( U32 node, U32 place ) const {
+    for ( ; node != noNode; node = families_.nextNode( node ), place = 0 )
+      if ( const U32 left = static_cast< U32 >( familyAt( node ).present ) >> place; left != 0 )
+        return node * places + place + static_cast< U32 >( std::countr_zero( left ) );
+    return noNode;
+  }
+
+  HashMap< U32, Family > families_;
+  U32 last_ = noNode;  // the family that was searched last
+  U32 size_ = 0;
+  mutable MapIterList iters_;
+};
+
+}  // namespace Kiv
