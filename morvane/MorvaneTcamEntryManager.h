@@ -223,7 +223,7 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
 
   void createRangeEntry( U32 unit, U32 entry );
   void createRangeEntryCopies( U32 unit, U32 entry, U32 & created );
-  void destroyEntryCopy( U32 unit, GroupCounts & counts, U32 entryId );
+  bool destroyEntryCopy( U32 unit, const PipeCopy & at, U32 entryId );
   void restoreRange( U32 unit, UnitEntriesCreated & entries, U32 howMany );
   void destroyEntryCopies( U32 unit, U32 entry, U32 howMany );
   bool releaseEntryCopy( U32 unit, UnitEntriesCreated & entries, const PipeCopy & at, U32 entryId );

@@ -14,23 +14,6 @@ inline constexpr U32 sliceEntries = 128;
 // More hardware copies than any entry has.
 inline constexpr U32 allCopies = 0xFFFFFFFF;
 
-// Tells whether a pipe group's count of entries fell below a multiple of the slice size.
-class SliceWatch {
- public:
-  SliceWatch( GroupCounts & counts, U32 unit )
-      : counts_( &counts ), unit_( unit ), before_( counts.unitAllocated( unit ) ) {}
-
-  GroupCounts & counts() const { return *counts_; }
-  bool freed() const {
-    return ( before_ & ~( sliceEntries - 1 ) ) > counts_->unitAllocated( unit_ );
-  }
-
- private:
-  Kiv::Ptr< GroupCounts > counts_;
-  U32 unit_;
-  U32 before_;
-};
-
 class EntryAllocation {
  public:
   // `entry` is an entry id of the manager's range, or anyEntry.

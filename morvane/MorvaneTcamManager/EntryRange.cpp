@@ -91,13 +91,11 @@ void MorvaneTcamEntryManager::deallocateAllEntries( U32 unit ) {
   U32 destroyed = 0;
   try {
     for ( const PipeCopy c : copies( unit ) ) {
-      const SliceWatch watch( countsOf( c ), unit );
       for ( U32 entry = baseEntry(); entry < endEntry(); ++entry )
         if ( !entries->rangeEntryMissing( entry ) ) {
-          destroyEntryCopy( unit, watch.counts(), c.entryId( entry ) );
+          sliceFreed = destroyEntryCopy( unit, c, c.entryId( entry ) ) || sliceFreed;
           ++destroyed;
         }
-      sliceFreed = watch.freed() || sliceFreed;
     }
   } catch ( ... ) {
     restoreRange( unit, *entries, destroyed );
@@ -124,10 +122,12 @@ void MorvaneTcamEntryManager::restoreRange( U32 unit, UnitEntriesCreated & entri
     }
 }
 
-void MorvaneTcamEntryManager::destroyEntryCopy( U32 unit, GroupCounts & counts, U32 entryId ) {
+// True when the copy's count fell below a multiple of the slice size: a slice came free.
+bool MorvaneTcamEntryManager::destroyEntryCopy( U32 unit, const PipeCopy & at, U32 entryId ) {
   SDK_CHECKED( bcm_field_entry_destroy( unit, entryId ) );
   FP_COMMAND() << "fp entry destroy " << entryId;
-  counts.unitAllocatedInc( unit, -1 );
+  const U32 left = countsOf( at ).unitAllocatedInc( unit, -1 );
+  return ( left + 1 ) % sliceEntries == 0;
 }
 
 // Destroys the first `howMany` hardware copies of an entry.
@@ -135,8 +135,7 @@ void MorvaneTcamEntryManager::destroyEntryCopies( U32 unit, U32 entry, U32 howMa
   for ( const PipeCopy c : copies( unit ) ) {
     if ( howMany-- == 0 )
       return;
-    const Kiv::Ptr< GroupCounts > counts( &countsOf( c ) );
-    destroyEntryCopy( unit, *counts, c.entryId( entry ) );
+    destroyEntryCopy( unit, c, c.entryId( entry ) );
   }
 }
 

@@ -49,16 +49,16 @@ bool MorvaneTcamEntryManager::releaseEntryCopy( U32 unit, UnitEntriesCreated & e
     return false;
   if ( allocateStatsPerEntry() )
     removeStats( unit, entries, entryId );
-  const SliceWatch watch( countsOf( at ), unit );
+  bool sliceFreed = false;
   if ( !holdsRange() ) {
-    destroyEntryCopy( unit, watch.counts(), entryId );
+    sliceFreed = destroyEntryCopy( unit, at, entryId );
   } else {
     SDK_CHECKED( bcm_field_qualify_clear( unit, entryId ) );
     SDK_CHECKED( bcm_field_action_remove_all( unit, entryId ) );
   }
   entries.groupIdDel( entryId );
   entries.entryInPortsDel( entryId );
-  return watch.freed();
+  return sliceFreed;
 }
 
 namespace {
