@@ -1,9 +1,12 @@
 // The entry cycle (release, getEntry, install, setPriority, remove) against the same SDK calls made
-// directly, in alternating batches of one run, so that the ratio does not depend on the machine.
+// directly, in alternating batches of one run. The figures are medians over the batches, so that
+// the ratio depends little on what else the machine does.
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <chrono>
+#include <vector>
 
 #include "bench/BenchSwitch.h"
 #include "bench/HeapCount.h"
@@ -22,6 +25,13 @@ double nanoseconds( Work work ) {
   return std::chrono::duration< double, std::nano >( Clock::now() - start ).count() / batch;
 }
 
+// A batch that the machine broke off counts no more than any other.
+double median( std::vector< double > & values ) {
+  const auto middle = values.begin() + static_cast< std::ptrdiff_t >( values.size() / 2 );
+  std::nth_element( values.begin(), middle, values.end() );
+  return *middle;
+}
+
 // Arguments: live entries, pipes, copies.
 void entryCycle( benchmark::State & state ) {
   Bench::BenchSwitch bench( static_cast< Kiv::U32 >( state.range( 1 ) ),
@@ -36,17 +46,16 @@ void entryCycle( benchmark::State & state ) {
   bench.directCycle();
   const Kiv::U64 directCalls = bench.sdkCalls() - callsBefore - libraryCalls;
 
-  double library = 0, direct = 0;
+  std::vector< double > library, direct, ratio;
   for ( auto _ : state ) {
-    const double cycle = nanoseconds( [ & ] { bench.libraryCycle(); } );
-    library += cycle;
-    direct += nanoseconds( [ & ] { bench.directCycle(); } );
-    state.SetIterationTime( cycle * 1e-9 );
+    library.push_back( nanoseconds( [ & ] { bench.libraryCycle(); } ) );
+    direct.push_back( nanoseconds( [ & ] { bench.directCycle(); } ) );
+    ratio.push_back( library.back() / direct.back() );
+    state.SetIterationTime( library.back() * 1e-9 );
   }
-  const double rounds = static_cast< double >( state.iterations() );
-  state.counters[ "library_ns" ] = library / rounds;
-  state.counters[ "direct_ns" ] = direct / rounds;
-  state.counters[ "ratio" ] = library / direct;
+  state.counters[ "library_ns" ] = median( library );
+  state.counters[ "direct_ns" ] = median( direct );
+  state.counters[ "ratio" ] = median( ratio );
   state.counters[ "sdk_calls" ] = static_cast< double >( libraryCalls );
   state.counters[ "direct_calls" ] = static_cast< double >( directCalls );
   state.counters[ "bytes_per_entry" ] = bench.bytesPerEntry();
@@ -90,7 +99,7 @@ BENCHMARK( entryCycle )
     ->Apply( sizes )
     ->ArgNames( { "live", "pipes", "copies" } )
     ->UseManualTime()
-    ->Iterations( 200 );
+    ->Iterations( 400 );
 BENCHMARK( allocations )
     ->Args( { 1000, 1, 1 } )
     ->Args( { 1000, 4, 2 } )
