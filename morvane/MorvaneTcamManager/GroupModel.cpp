@@ -9,8 +9,6 @@
 
 namespace Morvane {
 
-Kiv::TraceHandle apiMorvane( "ApiMorvane" );
-
 RangeCheckerData::RangeCheckerData( const Kiv::Name & name, const RangeCheckerDesc & desc )
     : Kiv::Entity( name ), desc_( this, "desc", desc ) {}
 
