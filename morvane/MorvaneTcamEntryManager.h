@@ -30,6 +30,7 @@
 #include "kiv/String8.h"
 #include "morvane/GroupCounts.h"
 #include "morvane/GroupShape.h"
+#include "morvane/RangeChecker.h"
 #include "morvane/StatTypes.h"
 #include "morvane/TcamGroupAssignment.h"
 #include "morvane/TcamIds.h"
@@ -196,6 +197,22 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   void clearHitsForEntry( U32 unit, U32 entry );
   void clearBytesForEntry( U32 unit, U32 entry );
 
+  // --- Range checkers and policers -------------------------------------------------------------
+
+  // The group manager's shared range checkers (morvane/MorvaneTcamGroupManager.h): 0 when the unit
+  // has none left. An entry refers to a checker by the SDK's range qualifier; give the checker back
+  // after the entry is released, or installed without it.
+  U32 getRangeChecker( U32 unit, RangeCheckerDesc desc );
+  void releaseRangeChecker( U32 unit, RangeCheckerDesc desc );
+  // No range checker is left on the unit.
+  bool rangeCheckersExhausted( U32 unit ) const;
+
+  // Attaches the group manager's policer `basePolicerId` to every hardware copy of the entry, each
+  // to that of its own pipe, or detaches it. An entry has at most one; releasing the entry detaches
+  // it. An exception leaves every copy as it was, for which `basePolicerId` must be the attached
+  // policer also when it is detached.
+  void attachPolicer( U32 unit, U32 entry, U32 basePolicerId, bool attach ) const;
+
  protected:
   // The allocator behind every getEntry. `entry` is an entry id of the range, or anyEntry.
   U32 getEntryBase( U32 unit, U32 entry, const Kiv::String8 & desc,
@@ -234,6 +251,8 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   void removeCopies( U32 unit, U32 entry, U32 howMany, U32 & removed );
   void applyInPorts( U32 unit, U32 entry, U32 tcamEntryId );
   void programLoopback( U32 unit, U32 entry );
+  void attachPolicerCopies( U32 unit, U32 entry, U32 basePolicerId, bool attach, U32 howMany,
+                            U32 & done ) const;
   void processOvidWarEntry( U32 unit, U32 entry, U32 tcamEntryId );
   void tcamMgrUpdateOvidEntryMap( U32 unit, U32 entry );
 

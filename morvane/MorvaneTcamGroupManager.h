@@ -237,6 +237,37 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   U32 exhaustedMarks() const { return exhaustedMarks_; }
   void exhaustedMarksInc( S32 delta ) { exhaustedMarks_ += static_cast< U32 >( delta ); }
 
+  // --- Range checkers --------------------------------------------------------------------------
+
+  // Hardware id of the checker for `desc` on the unit, for the SDK's range qualifier; takes one
+  // reference, which releaseRangeChecker gives back. Users of the same interval and flags share one
+  // checker. 0, and no reference, when the unit has no checker left: rangeCheckersExhausted( unit )
+  // is true then, until a checker of the unit is given back. Ends with doSdkReInit: ask again.
+  U32 getRangeChecker( U32 unit, RangeCheckerDesc desc );
+  // Gives back one reference; the last one on the unit destroys the checker, which no entry may use
+  // any more. Giving back what was not got is an assertion.
+  void releaseRangeChecker( U32 unit, RangeCheckerDesc desc );
+
+  // --- Policers --------------------------------------------------------------------------------
+
+  // A policer limits the rate of the entries that it is attached to (the entry manager's
+  // attachPolicer). Every pipe has its own, all made alike; a client holds the base id, which is
+  // pipe 0's. Nothing of them is kept here: what was made is removed by its client. Rates and
+  // bursts hold in each pipe by itself.
+  //
+  // `policerCfg` points to a bcm_policer_config_t (rates in kbit/s, bursts in kbit); null is an
+  // assertion. The SDK chooses the base id unless the record's flags have BCM_POLICER_WITH_ID. With
+  // several pipes that flag is set in the caller's record, and stays. Returns 0 when numPipe is 0.
+  U32 createPolicer( U32 unit, U8 * policerCfg ) const;
+  // Changes the policer in every pipe. A call that an exception broke off may be made again.
+  void setPolicer( U32 unit, U32 basePolicerId, U8 * policerCfg ) const;
+  // Destroys the policer in every pipe, pipe 0 first; it must be attached to no entry any more. An
+  // exception leaves those of the later pipes.
+  void removePolicer( U32 unit, U32 basePolicerId ) const;
+  // The policer of one pipe: the base id with the pipe's bits, or the base id itself on a unit
+  // whose pipes share one field processor, and with it one space of policer ids.
+  U32 getPipePolicerId( U32 unit, U32 pipe, U32 basePolicerId ) const;
+
   // --- Seams of what is built elsewhere --------------------------------------------------------
 
   // Flow-programming groups.
@@ -257,6 +288,9 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   U32 freeEntries( U32 unit, U32 group );
   void compressFreedSlices( U32 unit );
   void destroyPipeGroup( U32 unit, U32 pipeGroupId );
+  U32 createRangeChecker( U32 unit, RangeCheckerDesc desc );
+  void dropUnusedRangeChecker( RangeCheckerDesc desc );
+  void destroyPolicers( U32 unit, U32 basePolicerId, U32 pipes ) const;
   bool referenceExisting( U32 unit, U32 group, const PipeCopy & at, GroupReferences & taken );
 
   Kiv::Scalar< bool > initialized_{ this, "initialized", false };
