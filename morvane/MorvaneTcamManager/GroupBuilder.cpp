@@ -10,7 +10,9 @@ namespace Morvane {
 // --- Qualifier set ---------------------------------------------------------------------------
 
 void GroupBuilder::makeQualifierSet() {
-  addFromList( qualifierList() );
+  const U32 * const list = qualifierList();
+  addFromList( list );
+  noteList( list );
   correctForChipType();
   adjustForUnit();
 }
@@ -38,8 +40,13 @@ void GroupBuilder::addFromList( const U32 * qualifiers ) {
     MORVANE_TRACE( traceDetail ) << "Unit: " << unit_
                                  << " initializeGroup adding qual=" << *qualifiers;
     qset_.add( *qualifiers );
-    noteQualifier( *qualifiers );
   }
+}
+
+// Only the group's own list decides; what a chip type adds does not.
+void GroupBuilder::noteList( const U32 * qualifiers ) {
+  for ( ; *qualifiers != bcmFieldQualifyCount; ++qualifiers )
+    noteQualifier( *qualifiers );
 }
 
 void GroupBuilder::noteQualifier( U32 qualifier ) {
@@ -73,13 +80,8 @@ void GroupBuilder::correctForChipType() {
       qset_.remove( *qual );
     }
   }
-  if ( manager_.groupIdToIncludeIndexHas( key ) ) {
-    const U32 * qual = getGroupIncludes( manager_.groupIdToIncludeIndex( key ) )->qualifiers;
-    for ( ; *qual != bcmFieldQualifyCount; ++qual ) {
-      MORVANE_TRACE( traceDetail ) << "Unit: " << unit_ << " initializeGroup adding qual=" << *qual;
-      qset_.add( *qual );
-    }
-  }
+  if ( manager_.groupIdToIncludeIndexHas( key ) )
+    addFromList( getGroupIncludes( manager_.groupIdToIncludeIndex( key ) )->qualifiers );
 }
 
 void GroupBuilder::adjustForUnit() {
@@ -104,9 +106,8 @@ void GroupBuilder::adjustForUnit() {
 
 void GroupBuilder::prepare() {
   const U32 unit = unit_;
-  bcm_port_config_t portConfig = {};
+  bcm_port_config_t & portConfig = portConfig_;
   SDK_CHECKED( bcm_port_config_get( unit, &portConfig ) );
-  portConfig_ = portConfig;
 
   common_ = {};
   if ( largeSlice_ )
