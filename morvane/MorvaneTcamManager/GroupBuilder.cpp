@@ -148,6 +148,9 @@ void GroupBuilder::createPreselector( const PipeCopy & at, bcm_field_group_confi
   const U32 unit = unit_;
   const U32 pipe = at.pipe;
   const bcm_port_config_t & portConfig = portConfig_;
+  // Without the mark, what the books name is of the time before a re-initialisation.
+  if ( manager_.preselectorLeft( { unit, at.pipeGroup } ) )
+    manager_.doDestroyGroupPreselId( unit, at.pipeGroup );
   bcm_field_presel_t preselId = 0;
   SDK_CHECKED( bcm_field_presel_create( unit, &preselId ) );
   manager_.doStoreGroupPreselId( unit, at.pipeGroup, preselId );
