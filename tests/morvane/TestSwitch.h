@@ -43,6 +43,8 @@ struct Chip {
   U32 largeSlices = 0;
   U32 depth = 64;
   U32 statistics = 1024;
+  U32 rangeCheckers = 4;
+  U32 policers = 16;  // of each pipe
 
   friend void PrintTo( const Chip & chip, std::ostream * out ) {
     *out << fmt::format( "{} pipes{}{}, {} units", chip.pipes, chip.secondCopy ? " twice" : "",
