@@ -329,7 +329,7 @@ std::string text( const Script & script ) {
 class RandomWalkTest : public testing::TestWithParam< Chip > {};
 
 TEST_P( RandomWalkTest, BooksChipsAndModelAgreeAfterEveryStep ) {
-  for ( U32 seed = 1; seed <= 30; ++seed ) {
+  for ( U32 seed = 1; seed <= 20; ++seed ) {
     std::mt19937 random( seed );
     Script script( 400 );
     for ( Step & step : script )
