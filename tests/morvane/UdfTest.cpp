@@ -139,16 +139,14 @@ TEST( UdfProgrammingTest, EveryWayToEnd ) {
         const bool full = chip.dataChunks < 16 || chip.dataFormats < 16;
         EXPECT_EQ( sw.messages.text, full ? "FULL " : "" ) << where;
         EXPECT_EQ( sw.groups->udfResourceError( static_cast< U8 >( unit ) ), full ) << where;
+        if ( !full )
+          continue;
+        // The lack is over with the next field.
+        sw.set( { UdfBaseL2HeaderEnd, 8, 0x0800 }, false, 1, unit );
+        sw.set( { UdfBaseL2HeaderEnd, 100, 0x0800 }, true, 1, unit );
+        EXPECT_EQ( sw.messages.text, "FULL NORMAL " ) << where;
+        EXPECT_FALSE( sw.groups->udfResourceError( static_cast< U8 >( unit ) ) ) << where;
       }
-}
-
-TEST( UdfProgrammingTest, TheLackIsOverWithTheNextField ) {
-  UdfSwitch sw( { .dataChunks = 1 }, Acl::ip() );
-  ASSERT_TRUE( sw.manager( sw.user( 1 ) ).initializeGroup( 0 ) );
-  sw.set( near ), sw.set( far ), sw.set( far ), sw.set( near, false );
-  EXPECT_EQ( sw.set( far ).udfCreateStatus, udfCreateSuccessNoGroupRecreate );
-  EXPECT_EQ( sw.messages.text, "FULL FULL NORMAL " );
-  EXPECT_FALSE( sw.groups->udfResourceError( 0 ) );
 }
 
 // A group that shares a field has to be rebuilt for it: everyone else's uses stay.
@@ -280,23 +278,19 @@ TEST( FlowProgrammingTest, WhatDoesNotFitLeavesNothing ) {
 }
 
 TEST( UdfAuditTest, EveryDifferenceIsSeen ) {
-  using Spoil = void ( * )( UdfSwitch &, GroupUdfQual & carried );
+  using Spoil = void ( * )( MorvaneTcamGroupManager &, GroupUdfQual & carried );
   const std::pair< const char *, Spoil > cases[] = {
-      { "has 1 uses, its groups count 2",
-        []( UdfSwitch &, GroupUdfQual & carried ) { carried.udfQualIdInc( 1, 1 ); } },
-      { "belongs to nobody",
-        []( UdfSwitch & sw, GroupUdfQual & ) { sw.groups->ipMirroringAclUdfDel( 1 ); } },
-      { "which is not recorded",
-        []( UdfSwitch &, GroupUdfQual & carried ) { carried.udfQualIdIs( 2, 0 ); } },
-      { "lacks data qualifier 2",
-        []( UdfSwitch &, GroupUdfQual & carried ) { carried.udfQualIdIs( 2, 0 ); } },
-      { "is at base 1 offset 20",
-        []( UdfSwitch & sw, GroupUdfQual & ) {
-          UdfUnitSpec spec = sw.groups->ipMirroringAclUdf( 1 );
-          spec.offset = 24;
-          sw.groups->ipMirroringAclUdfIs( 1, spec );
+      { "has 1 uses, its groups count 2", []( auto &, auto & c ) { c.udfQualIdInc( 1, 1 ); } },
+      { "belongs to nobody", []( auto & groups, auto & ) { groups.ipMirroringAclUdfDel( 1 ); } },
+      { "which is not recorded", []( auto &, auto & c ) { c.udfQualIdIs( 2, 0 ); } },
+      { "lacks data qualifier 2", []( auto &, auto & c ) { c.udfQualIdIs( 2, 0 ); } },
+      { "recorded is offset 0 length 0",
+        []( auto & groups, auto & ) {
+          UdfUnitSpec spec;
+          spec.qualId = 1;
+          groups.ipMirroringAclUdfIs( 1, spec );
         } },
-      { "applies to other packets", []( UdfSwitch &, GroupUdfQual & ) {
+      { "applies to other packets", []( auto &, auto & ) {
          bcm_field_data_ethertype_s type = { 0, 0x0800, 0, 0, 0 };
          SDK_CHECKED( bcm_field_data_qualifier_ethertype_add( 0, 1, &type ) );
        } } };
@@ -305,7 +299,7 @@ TEST( UdfAuditTest, EveryDifferenceIsSeen ) {
     ASSERT_TRUE( sw.manager( sw.user( 1 ) ).initializeGroup( 0 ) );
     sw.set( near );
     ASSERT_EQ( sw.audit(), "" );
-    spoil( sw, *sw.groups->groupIdToMirroringAclUdf( 1 ) );
+    spoil( *sw.groups, *sw.groups->groupIdToMirroringAclUdf( 1 ) );
     EXPECT_THAT( sw.audit(), HasSubstr( difference ) );
   }
 }
