@@ -108,7 +108,7 @@ void RowAllocator::rerank( Entry & entry, U64 rank ) {
   entry.rank = rank;
   const bool placed = insert( entry );  // at least the row just given up is free
   assert( placed );
-  (void)placed;
+  ( void )placed;
   if ( entry.slice != slice || entry.row != row )
     ++moves_;
 }
@@ -132,6 +132,15 @@ void RowAllocator::compress() {
       ++moves_;
   }
   dropEmpty();
+}
+
+bool RowAllocator::setKeyBits( U32 keyBits ) {
+  const bool fit = std::all_of( slices_.begin(), slices_.end(), [ & ]( const Slice * slice ) {
+    return pool_.fits( *slice, keyBits, demand_.mode );
+  } );
+  if ( fit )
+    demand_.keyBits = keyBits;
+  return fit;
 }
 
 U32 RowAllocator::totalRows() const {
