@@ -28,6 +28,7 @@ void UnitAudit::run() {
   auditPreselectors();
   auditRangeCheckers();
   auditPolicers();
+  auditDataQualifiers();
 }
 
 namespace {
