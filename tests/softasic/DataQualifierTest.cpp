@@ -158,14 +158,10 @@ TEST_F( DataTest, ValuesMustBeWholeAndOfTheGroup ) {
   const Frame value = { 10, 0, 0, 2, 0x03, 0xE8, 0, 80 };
   ASSERT_EQ( qualify( 5, id, value, { 0, 0, 0, 2 } ), BCM_E_NONE );
   ASSERT_EQ( chip.bcm_field_entry_install( 0, 5 ), BCM_E_NONE );
-  Frame frame = frameOf( {} );
+  const Frame frame = frameOf( {} );
   for ( size_t length = 0; length <= frame.size(); ++length )  // the value ends at byte 38
     EXPECT_EQ( matches( { frame.begin(), frame.begin() + std::ptrdiff_t( length ) } ),
                length >= 38 );
-  frame[ 14 + 17 ] ^= 1;  // under a zero of the mask
-  EXPECT_TRUE( matches( frame ) );
-  frame[ 14 + 23 ] ^= 1;
-  EXPECT_FALSE( matches( frame ) );
   EXPECT_EQ( chip.entry( 0, 5 )->effective.data[ 0 ].value,
              ( Frame{ 0, 0, 0, 2, 0x03, 0xE8, 0, 80 } ) );
   // A mask of zero asks for nothing, not even for the bytes.
@@ -183,11 +179,8 @@ TEST_F( DataTest, LiveGroupsWidenAndNarrowInPlace ) {
   const auto before = *chip.entry( 0, 6 );
   ASSERT_EQ( set( 1, { dst }, { 1 } ), BCM_E_NONE );
   EXPECT_EQ( chip.entry( 0, 6 )->effective, before.effective );
-  EXPECT_EQ( chip.winner( {} ), 5U );
   ASSERT_EQ( qualify( 5, 1, { 9, 9, 9, 9 } ), BCM_E_NONE );
   ASSERT_EQ( chip.bcm_field_entry_reinstall( 0, 5 ), BCM_E_NONE );
-  EXPECT_EQ( chip.winner( {} ), 6U );
-
   // What no longer fits changes nothing, nor does what a rule still needs.
   EXPECT_EQ(
       ( Codes{ set( 1, { dst }, { 1, 2 } ), set( 1, { dst }, {} ),
