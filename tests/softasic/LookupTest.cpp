@@ -158,8 +158,10 @@ class LookupTest : public testing::TestWithParam< unsigned > {
     const auto narrow = []( U32 value ) { return static_cast< U16 >( value ); };
     const auto byte = []( U32 value ) { return static_cast< U8 >( value ); };
     const bcm_pbmp_t in = { { rule.ports } };
+    const U32 range = static_cast< U32 >( rule.range ) + 1;
+    Frame data;
+    append( data, { { rule.data, 4 }, { rule.dataMask, 4 } } );
     chip.bcm_field_qualify_clear( 0, id );
-    programMore( id, rule );
     const int rc = firstError(
         { chip.bcm_field_qualify_SrcIp( 0, id, v[ srcIp ], m[ srcIp ] ),
           chip.bcm_field_qualify_DstIp( 0, id, v[ dstIp ], m[ dstIp ] ),
@@ -171,30 +173,11 @@ class LookupTest : public testing::TestWithParam< unsigned > {
           chip.bcm_field_qualify_InPorts( 0, id, in, { { 0xFF } } ),
           chip.bcm_field_qualify_IpType( 0, id, types[ rule.type ].first ),
           rule.frag < 0 ? 0 : chip.bcm_field_qualify_IpFrag( 0, id, frags[ rule.frag ].first ),
+          range == 0 ? 0 : chip.bcm_field_qualify_RangeCheck( 0, id, range, rule.invert ? 1 : 0 ),
+          widened ? chip.bcm_field_qualify_data( 0, id, 1, &data[ 0 ], &data[ 4 ], 4 ) : 0,
           chip.bcm_field_entry_install( 0, id ) } );
     ASSERT_EQ( rc, BCM_E_NONE );
   }
-  void programMore( U32 id, const Rule & rule ) {
-    if ( rule.range >= 0 ) {
-      ASSERT_EQ( chip.bcm_field_qualify_RangeCheck( 0, id, static_cast< U32 >( rule.range ) + 1,
-                                                    rule.invert ? 1 : 0 ),
-                 BCM_E_NONE );
-    }
-    if ( !widened )
-      return;
-    Frame value;
-    append( value, { { rule.data, 4 }, { rule.dataMask, 4 } } );
-    ASSERT_EQ( chip.bcm_field_qualify_data( 0, id, 1, &value[ 0 ], &value[ 4 ], 4 ), BCM_E_NONE );
-  }
-  // Gives the group, with all its entries, the data qualifier.
-  void widen() {
-    bcm_field_qset_t qset = {};
-    ASSERT_EQ( chip.bcm_field_group_get( 0, group, &qset ), BCM_E_NONE );
-    qset.addData( 1 );
-    widened = true;
-    ASSERT_EQ( chip.bcm_field_group_set( 0, group, qset ), BCM_E_NONE );
-  }
-
   // Mostly near a rule: its own values, with the open bits and now and then a fixed one at random.
   Packet somePacket() {
     Values values = someValues();
@@ -304,8 +287,13 @@ TEST_P( LookupTest, AgreesWithBruteForceAfterEveryStep ) {
   for ( int i = 0; i < 3000 && !HasFatalFailure(); ++i ) {
     SCOPED_TRACE( testing::Message() << "seed " << GetParam() << " step " << i );
     step();
-    if ( i == 1000 )
-      widen();
+    if ( i == 1000 ) {  // the group gets its data qualifier with all its entries in place
+      bcm_field_qset_t qset = {};
+      chip.bcm_field_group_get( 0, group, &qset );
+      qset.addData( 1 );
+      ASSERT_EQ( chip.bcm_field_group_set( 0, group, qset ), BCM_E_NONE );
+      widened = true;
+    }
     for ( int n = 0; n < 4; ++n ) {
       const Packet packet = somePacket();
       const U32 port = below( portCount );

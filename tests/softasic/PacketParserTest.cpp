@@ -160,8 +160,7 @@ TEST( PacketParser, MalformedHeadersAreNotThere ) {
 
 // Random frames, cut and damaged: what is cut off or damaged behind a header never changes what the
 // headers before it say.
-class DamagedFrameTest : public testing::TestWithParam< unsigned > {
- protected:
+struct DamagedFrameTest : testing::TestWithParam< unsigned > {
   U32 below( size_t bound ) { return static_cast< U32 >( random() % bound ); }
   Packet somePacket() {
     constexpr U8 protocols[] = { 1, 6, 17, 58, 0, 43, 44, 51, 60 };
@@ -171,8 +170,7 @@ class DamagedFrameTest : public testing::TestWithParam< unsigned > {
     packet.protocol = protocols[ below( 9 ) ];
     packet.tags.assign( below( 4 ), static_cast< U16 >( below( 65536 ) ) );
     packet.options = 4 * below( 11 );
-    for ( U32 n = below( 4 ); n > 0; --n )
-      packet.extensions.push_back( protocols[ 4 + below( 5 ) ] );
+    packet.extensions.assign( below( 4 ), protocols[ 4 + below( 5 ) ] );
     return packet;
   }
   void damage( Frame & frame, size_t from ) {
