@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "snaptrace/BcmFpCmd.h"
 #include "tests/morvane/TestSwitch.h"
 
 namespace Test::RangeCheckers {
@@ -85,6 +86,14 @@ TEST( RangeCheckerTest, FailuresHaveTheirTextsAndLeaveEqualBooks ) {
   EXPECT_THAT( callTexts( [ & ] { user.getRangeChecker( 0, a ); } ),
                ElementsAre( "bcm_field_range_create( unit, &id, desc.rangeFlags(), desc.low(), "
                             "desc.high() ) (rc:0)" ) );
+  bcmFpCmd.enabledIs( true );
+  bcmFpCmd.handle().ringBuf()->clear();
+  user.releaseRangeChecker( 0, a );
+  user.getRangeChecker( 0, a );
+  EXPECT_THAT( bcmFpCmd.handle().lines(),
+               testing::IsSupersetOf( { testing::EndsWith( "fp range destroy 1" ),
+                                        testing::EndsWith( "fp range create 1 1 10 20" ) } ) );
+  bcmFpCmd.enabledIs( false );
   const std::string before = sw.state();
   const auto bus = std::make_exception_ptr( std::runtime_error( "bus" ) );
   sw.faults.arm( { .exception = bus } );
