@@ -332,15 +332,15 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   U32 freeEntries( U32 unit, U32 group );
   void compressFreedSlices( U32 unit );
   void destroyPipeGroup( U32 unit, U32 pipeGroupId );
+  U32 createRangeChecker( U32 unit, RangeCheckerDesc desc );
+  void dropUnusedRangeChecker( RangeCheckerDesc desc );
+  void destroyPolicers( U32 unit, U32 basePolicerId, U32 pipes ) const;
   bool createCopies( GroupBuilder & builder, U32 unit, U32 group, GroupReferences & taken );
   void releaseUdfQualifiers( U32 unit, U32 pipeGroupId );
   void releaseMirroringUdfs( U32 unit, U32 groupId );
   void forgetMirroringAclType( U32 group );
   GroupUdfQualApplyStatus placeNewUdf( U32 groupId, S32 aclType, UdfUnitSpec spec );
   void noteUdfProgrammed( U32 unit );
-  U32 createRangeChecker( U32 unit, RangeCheckerDesc desc );
-  void dropUnusedRangeChecker( RangeCheckerDesc desc );
-  void destroyPolicers( U32 unit, U32 basePolicerId, U32 pipes ) const;
   bool referenceExisting( U32 unit, U32 group, const PipeCopy & at, GroupReferences & taken );
 
   Kiv::Scalar< bool > initialized_{ this, "initialized", false };

@@ -26,9 +26,9 @@ void UnitAudit::run() {
   auditForeignStats();
   auditGroups();
   auditPreselectors();
-  auditDataQualifiers();
   auditRangeCheckers();
   auditPolicers();
+  auditDataQualifiers();
 }
 
 namespace {

@@ -17,11 +17,11 @@ SoftAsic::ChipProfile profile( const Chip & chip ) {
   made.groupByPreselector = chip.presels;
   made.preselectors = chip.presels ? 64 : 0;
   made.statistics = chip.statistics;
+  made.rangeCheckers = chip.rangeCheckers;
+  made.policers = chip.policers;
   made.fixedGroupKeys = chip.fixedKeys;
   made.dataChunks = chip.dataChunks;
   made.dataFormats = chip.dataFormats;
-  made.rangeCheckers = chip.rangeCheckers;
-  made.policers = chip.policers;
   std::vector< SoftAsic::SliceProfile > slices;
   if ( chip.slices != 0 )
     slices.push_back( { chip.slices, chip.depth, chip.keyBits, false } );

@@ -43,13 +43,13 @@ struct Chip {
   U32 largeSlices = 0;
   U32 depth = 64;
   U32 statistics = 1024;
+  U32 rangeCheckers = 4;
+  U32 policers = 16;  // of each pipe
   U32 keyBits = 512;
   bool paired = false;  // a key that is too wide takes two slices
   bool fixedKeys = false;
   U32 dataChunks = 16;
   U32 dataFormats = 16;
-  U32 rangeCheckers = 4;
-  U32 policers = 16;  // of each pipe
 
   friend void PrintTo( const Chip & chip, std::ostream * out ) {
     *out << fmt::format( "{} pipes{}{}, {} units", chip.pipes, chip.secondCopy ? " twice" : "",

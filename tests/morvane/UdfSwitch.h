@@ -19,11 +19,13 @@ struct Field {
 struct LoggedMessages : Kiv::LogSink {
   LoggedMessages() { Kiv::logSinkIs( this ); }
   ~LoggedMessages() override { Kiv::logSinkIs( nullptr ); }
-  bool okToLog( const Kiv::LogHandle & ) override { return true; }
+  bool okToLog( const Kiv::LogHandle & message ) override { return message.severity() < 6; }
   void log( const Kiv::LogHandle & message ) override {
     text += std::string( message.mnemonic() ).substr( sizeof( "MORVANE_UDF_HW_RESOURCE" ) ) + " ";
   }
-  const char * actionText( Kiv::StandardLogAction ) const override { return ""; }
+  const char * actionText( Kiv::StandardLogAction action ) const override {
+    return action == Kiv::NoActionRequired ? "rest" : "call";
+  }
   std::string text;  // "FULL NORMAL "
 };
 

