@@ -41,6 +41,14 @@ int Unit::bcm_field_range_destroy( bcm_field_range_t ) {
   return notOnThisChip;
 }
 
+int Unit::bcm_field_qualify_RangeCheck( bcm_field_entry_t, bcm_field_range_t, int ) {
+  return notOnThisChip;
+}
+int Unit::bcm_field_qualify_data( bcm_field_entry_t, int, const std::uint8_t *,
+                                  const std::uint8_t *, std::uint16_t ) {
+  return notOnThisChip;
+}
+
 int Unit::bcm_field_data_qualifier_create( bcm_field_data_qualifier_s * ) {
   return notOnThisChip;
 }
