@@ -24,6 +24,7 @@ void UnitAudit::run() {
   auditForeignStats();
   auditGroups();
   auditPreselectors();
+  auditDataQualifiers();
 }
 
 std::vector< std::string > audit( const Morvane::MorvaneTcamGroupManager & manager,

@@ -8,6 +8,7 @@
 //                and nothing on the chip that no manager owns
 //   statistics   the same object on both sides, attached to its entry
 //   preselectors the recorded one of each group, used by that group alone
+//   data qualifiers  as recorded, used as often as their groups say, matched on by these groups
 //
 // It reads the managers' public attributes and the chip's inspection functions and changes nothing.
 //

@@ -44,6 +44,13 @@ class UnitAudit {
   void auditPreselectorOf( const SoftAsic::GroupView & group );
   S64 expectedReferences( U32 pipeGroup ) const;
 
+  // Data qualifiers (DataQualifierAudit.cpp)
+  void auditDataQualifiers();
+  void auditDataQualifier( const Morvane::UdfUnitSpec & spec,
+                           const SoftAsic::DataQualifierView & onChip );
+  void auditCarried( U32 groupId, const Morvane::GroupUdfQual & carried,
+                     const std::set< U32 > & owned );
+
   template < class... A >
   void report( fmt::format_string< A... > text, A &&... args ) {
     differences_.push_back( fmt::format( "unit {}: ", unit_ ) +
