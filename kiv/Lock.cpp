@@ -26,17 +26,21 @@ Lock::~Lock() {
 int Lock::grab() noexcept {
   int rc = pthread_mutex_lock( &mutex_ );
   if ( rc == 0 ) {
-    held_.store( true, std::memory_order_relaxed );
+    owner_.store( std::this_thread::get_id(), std::memory_order_relaxed );
   }
   return rc;
 }
 
 int Lock::drop() noexcept {
-  bool wasHeld = held_.exchange( false, std::memory_order_relaxed );
+  const std::thread::id self = std::this_thread::get_id();
+  if ( owner_.load( std::memory_order_relaxed ) != self ) {
+    return EPERM;
+  }
+  owner_.store( std::thread::id(), std::memory_order_relaxed );
   int rc = pthread_mutex_unlock( &mutex_ );
   if ( rc != 0 ) {
     // The lock stays with its holder.
-    held_.store( wasHeld, std::memory_order_relaxed );
+    owner_.store( self, std::memory_order_relaxed );
   }
   return rc;
 }

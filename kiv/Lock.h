@@ -5,9 +5,9 @@
 //   // the end of the scope takes the lock back
 //
 // Invariants: the mutex checks errors, so that a second lock by one thread and an unlock by a
-// stranger are reported, not waited for. The held flag tells whether the current activity holds
-// the lock; it is set after the mutex is taken and cleared before it is given up, so that it is
-// never true while the mutex is free.
+// stranger are reported, not waited for. The owner tells whether some activity holds the lock; it
+// is set after the mutex is taken and cleared by the owner, and nobody else, before it is given up,
+// so that there is none while the mutex is free.
 //
 // Order of calls: an UnlockAnchor needs a held lock; misuse fails at construction.
 #pragma once
@@ -15,6 +15,7 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <thread>
 
 #include "kiv/Export.h"
 #include "kiv/ThreadAnnotations.h"
@@ -35,7 +36,7 @@ class KIV_CAPABILITY( "mutex" ) KIV_API Lock {
   // Tells clang's analysis that the caller holds the lock; checks nothing.
   void assertHeld() const KIV_ASSERT_CAPABILITY( this ) {}
   // Whether some activity holds the lock now.
-  bool held() const { return held_.load( std::memory_order_relaxed ); }
+  bool held() const { return owner_.load( std::memory_order_relaxed ) != std::thread::id(); }
 
  private:
   friend class LockGuard;
@@ -46,7 +47,7 @@ class KIV_CAPABILITY( "mutex" ) KIV_API Lock {
   int drop() noexcept KIV_NO_THREAD_SAFETY_ANALYSIS;
 
   pthread_mutex_t mutex_;
-  std::atomic< bool > held_{ false };
+  std::atomic< std::thread::id > owner_{};
 };
 
 // Holds a lock for its scope.

@@ -98,8 +98,11 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   // Start-up of this manager is done.
   KIV_SCALAR( bool, initialized, Initialized, false );
 
-  // Prepares the manager on every unit; called once by the group manager, after construction.
+  // Prepares the manager on every unit; called once by the group manager, after construction. What
+  // an exception broke off is undone on every unit.
   void handleInitialized();
+  // Gives back the ranges that handleInitialized made; no entry may be handed out.
+  void giveBackRanges();
 
   // Throws NameInUseException when any parameter differs from the constructor's.
   void requireSameParameters( const Kiv::String8 & desc, MorvaneTcamGroupManager * groupManager,
@@ -259,6 +262,7 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
 
   U32 allocateEntry( U32 unit, U32 entry, const Kiv::String8 & desc,
                      const Kiv::Ptr< StatTypes > & statTypes );
+  void prepareUnit( U32 unit );
   void prepareGroup( U32 unit );
   void createMulticastWarEntry( U32 unit );
   void programMulticastWarEntry( U32 unit, U32 entry );
@@ -293,8 +297,9 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   // The walk and the record of the unit used last, kept for the next operation.
   std::optional< PipeCopies > walk_;
   // The counter records of the group's copies, likewise.
-  std::array< Kiv::Ptr< GroupCounts >, BCM_PIPES_MAX * 2 > counts_;
-  std::array< U32, BCM_PIPES_MAX * 2 > countsGroup_{};
+  static constexpr size_t copiesMax = size_t( 2 ) * BCM_PIPES_MAX;
+  std::array< Kiv::Ptr< GroupCounts >, copiesMax > counts_;
+  std::array< U32, copiesMax > countsGroup_{};
   mutable Kiv::Ptr< UnitEntriesCreated > lastEntries_;
   mutable U32 lastUnit_ = 0;
 };

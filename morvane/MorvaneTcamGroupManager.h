@@ -15,6 +15,7 @@
 #pragma once
 
 #include <array>
+#include <exception>
 #include <vector>
 
 #include "kiv/Attribute.h"
@@ -83,6 +84,7 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
     virtual void onGroupIdToExcludeIndex( const GroupQsetModKey & ) {}
     virtual void onGroupIdToIncludeIndex( const GroupQsetModKey & ) {}
     virtual void onGroupIdToPreselId( const UnitGroupId & ) {}
+    virtual void onPreselectorLeft( const UnitGroupId & ) {}
     virtual void onGroupMirroringAclValid( U8 ) {}
     virtual void onGroupMirroringAclType( U8 ) {}
     virtual void onGroupMirroringAclUdfValid( U8 ) {}
@@ -144,6 +146,9 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   KIV_VALUES( Kiv::RbTreeMap, GroupQsetModKey, U32, groupIdToIncludeIndex, GroupIdToIncludeIndex );
   // Preselector by unit and pipe group id.
   KIV_VALUES( Kiv::RbTreeMap, UnitGroupId, U32, groupIdToPreselId, GroupIdToPreselId );
+  // The preselector is in hardware though its group is gone: destroying it was broken off. The next
+  // creation of the group goes on with that.
+  KIV_VALUES( Kiv::RbTreeMap, UnitGroupId, bool, preselectorLeft, PreselectorLeft );
   // By the low 8 bits of a group id.
   KIV_VALUES( Kiv::HashMap, U8, bool, groupMirroringAclValid, GroupMirroringAclValid );
   KIV_VALUES( Kiv::HashMap, U8, S32, groupMirroringAclType, GroupMirroringAclType );
@@ -212,6 +217,9 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   // The same, and notes in `taken` what was taken, for giveBackReferences.
   bool initializeGroup( U32 unit, U32 group, GroupReferences & taken );
   void giveBackReferences( U32 unit, const GroupReferences & taken );
+  // Gives back the reference on one hardware copy, as one of several. An exception that comes after
+  // the hardware group has gone is put into `broken`, so that the other copies are given back too.
+  void giveBackReference( U32 unit, U32 pipeGroupId, std::exception_ptr & broken );
   // Gives back one reference on every hardware copy.
   void uninitializeGroup( U32 unit, U32 groupId );
   // Gives back one reference on one hardware copy, and destroys it when that was the last.
