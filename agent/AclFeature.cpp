@@ -31,8 +31,9 @@ AclFeature::Table & AclFeature::tableOf( AclKind kind, AclUse use ) {
 std::optional< AclShortage > AclFeature::addAcl( const Acl & acl ) {
   const auto index = static_cast< U32 >( acls_.size() );
   AclTable & table = *tableOf( acl.kind, acl.use ).table;
+  const auto shortage = table.addAcl( acl, index );
   acls_.push_back( &acl );
-  shortages_.push_back( table.addAcl( acl, index ) );
+  shortages_.push_back( shortage );
   for ( const auto & [ lost, shortage ] : table.takeLost() )
     shortages_[ lost ] = shortage;
   remakePolicy();

@@ -60,6 +60,9 @@ std::optional< ListFault > ruleFault( const PlatformData & platform, const Reser
   if ( !rule.udf.empty() && isMirroring( share ) && !share.mirroringAclUdf )
     return ListFault{ rule.line, fmt::format( "{} has no user-defined fields on this platform",
                                               enumName( share.assignment ) ) };
+  if ( !rule.udf.empty() && isMirroring( share ) && platform.chip.fixedGroupKeys &&
+       !platform.chip.groupByPreselector )
+    return ListFault{ rule.line, "this chip cannot widen a mirroring group for a new field" };
   return std::nullopt;
 }
 

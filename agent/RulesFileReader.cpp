@@ -123,6 +123,7 @@ AclRule readRule( const Acl & acl, const JsonNode & node ) {
   AclRule rule;
   rule.line = node.line;
   rule.text = oneLine( node );
+  fields.text( "name", "" );  // is in the text
   readRuleMatch( fields, acl.kind, acl.use, rule );
   readActions( fields, acl, rule );
   readPolice( fields, rule );

@@ -91,7 +91,7 @@ TEST( Auditor, seesEveryDifference ) {
   for ( const auto & c : cases ) {
     TestSwitch sw( { 2, true, true } );
     const Acl acl = plainAcl( 3 );
-    ASSERT_FALSE( sw.feature.addAcl( acl, compileAcl( acl ) ) );
+    ASSERT_FALSE( sw.feature.addAcl( acl ) );
     ASSERT_THAT( sw.audit(), IsEmpty() );
     c.spoil( sw );
     EXPECT_THAT( sw.audit(), Contains( HasSubstr( c.difference ) ) );
