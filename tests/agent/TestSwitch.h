@@ -24,8 +24,8 @@ struct ChipSize {
   U32 slices = 4;         // of 32 entries
   U32 statistics = 1024;  // of each stage, pipe and copy
   U32 entries = 512;      // of the share for IPv4 access lists
-  U32 rangeCheckers = 0;
-  U32 policers = 0;
+  U32 rangeCheckers = 4;
+  U32 policers = 4;
   U32 dataChunks = 0;
   U32 keyBits = 192;
   PortMethod ports = PortMethod::automatic;
