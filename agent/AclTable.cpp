@@ -45,11 +45,11 @@ AclTable::AclTable( Morvane::MorvaneTcamGroupManager & groupManager, U32 unit,
 // --- Lists -----------------------------------------------------------------------------------
 
 std::optional< AclShortage > AclTable::addAcl( const Acl & acl, U32 index ) {
+  disturbed_ = false;
   try {
     const auto shortage = programAcl( acl, index );
     if ( shortage )
       rollBack( index );
-    disturbed_ = false;
     return shortage;
   } catch ( const Platform::InputError & ) {
     rollBack( index );
@@ -58,17 +58,17 @@ std::optional< AclShortage > AclTable::addAcl( const Acl & acl, U32 index ) {
 }
 
 std::optional< AclShortage > AclTable::programAcl( const Acl & acl, U32 index ) {
-  std::optional< AclShortage > shortage;
-  for ( U32 i = 0; i < acl.rules.size() && !shortage; ++i ) {
+  for ( U32 i = 0; i < acl.rules.size(); ++i ) {
     ProgrammedRule & rule = rules_.emplace_back();
     rule.acl = &acl;
     rule.index = { index, i };
     if ( const auto resource = acquire( rule ) )
-      shortage = AclShortage{ i, *resource };
-    else
-      shortage = programNext();
+      return AclShortage{ i, *resource };
+    // It may be an earlier rule that finds no room in a group that was rebuilt for this one.
+    if ( const auto shortage = programRest() )
+      return AclShortage{ i, shortage->second.resource };
   }
-  return shortage;
+  return std::nullopt;
 }
 
 std::vector< std::pair< U32, AclShortage > > AclTable::takeLost() {
@@ -128,7 +128,7 @@ void AclTable::dropList( U32 index ) {
 }
 
 void AclTable::dropLastRule() {
-  unprogram( rules_.back() );
+  unprogramLastRule();
   giveBack( rules_.back() );
   rules_.pop_back();
   programmed_ = std::min( programmed_, rules_.size() );
@@ -159,11 +159,6 @@ void AclTable::giveBack( ProgrammedRule & rule ) {
   }
   releaseCheckers( *manager_, unit_, rule.rule(), rule.checkers );
   rule.checkers = {};
-}
-
-std::optional< AclShortage > AclTable::programNext() {
-  const auto lost = programRest();
-  return lost ? std::optional( lost->second ) : std::nullopt;
 }
 
 std::optional< std::pair< U32, AclShortage > > AclTable::programRest() {
@@ -271,11 +266,9 @@ void AclTable::forgetEntries() {
     rule.fields = 0;
 }
 
-// The entries of the rules behind it are gone.
-void AclTable::unprogram( ProgrammedRule & rule ) {
-  const bool last = rule.index == rules_.back().index;
-  const RuleIndex index = rule.index;
-  while ( last && !owners_.empty() && owners_.back().rule == index )
+void AclTable::unprogramLastRule() {
+  ProgrammedRule & rule = rules_.back();
+  while ( !owners_.empty() && owners_.back().rule == rule.index )
     releaseLastEntry();
   // The last entry of a group takes its fields along.
   for ( ; rule.fields != 0 && groupIsLive(); --rule.fields )

@@ -115,7 +115,6 @@ class AclTable {
   std::optional< AclShortage > programAcl( const Acl & acl, U32 index );
   std::optional< AclResource > acquire( ProgrammedRule & rule );
   void giveBack( ProgrammedRule & rule );
-  std::optional< AclShortage > programNext();
   std::optional< ListShortage > programRest();
   Outcome programRule( ProgrammedRule & rule );
   Outcome takeFields( ProgrammedRule & rule );
@@ -128,7 +127,7 @@ class AclTable {
   void dropList( U32 index );
   void dropLastRule();
   void forgetEntries();
-  void unprogram( ProgrammedRule & rule );
+  void unprogramLastRule();
   void unprogramAll();
   void releaseLastEntry();
   void giveBackIdleGroup();

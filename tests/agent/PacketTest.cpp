@@ -79,7 +79,7 @@ TEST( RandomPackets, sameSeedSamePacketsOnEveryMachine ) {
         return std::accumulate( frame.begin(), frame.end(), hash,
                                 []( U64 h, U8 byte ) { return h * 31 + byte; } );
       } );
-  EXPECT_EQ( sum, 0U );
+  EXPECT_EQ( sum, 4247889023913664626U );
 }
 
 TEST( RandomPackets, hitAndMiss ) {

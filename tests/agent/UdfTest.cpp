@@ -30,7 +30,7 @@ Acl mirrorAcl( const std::vector< U8 > & offsets, AclKind kind = AclKind::ipv4, 
   return acl;
 }
 
-// Key bits of an IPv4 mirroring group here, on one pipe: 161; a field takes 32 more.
+// Key bits of an IPv4 mirroring group here, on one copy: 145; a field takes 32 more.
 constexpr U32 oneFieldBits = 200;
 
 ChipSize mirrorSize( U32 keyBits, U32 slices, U32 chunks ) {
@@ -86,8 +86,8 @@ TEST( Mirroring, listThatDoesNotFitIsRolledBack ) {
       { "chunks", mirrorSize( oneFieldBits, 12, 3 ), 2, AclResource::udfQualifiers },
       // No chunk for the first one: nothing is disturbed.
       { "no chunk", mirrorSize( oneFieldBits, 12, 1 ), 0, AclResource::udfQualifiers },
-      // 192 bits cannot hold the fields, and no wide mode can: the rebuild fails.
-      { "rebuild", mirrorSize( 192, 12, 8 ), 0, AclResource::udfQualifiers },
+      // 192 bits cannot hold two fields, and no wide mode can: the rebuild fails.
+      { "rebuild", mirrorSize( 192, 12, 8 ), 1, AclResource::udfQualifiers },
       // Double-wide, the earlier list's entries take more slices than there are.
       { "slices", mirrorSize( oneFieldBits, 3, 8 ), 0, AclResource::slices },
   };
