@@ -57,6 +57,11 @@ std::optional< AclResource > AclFeature::addDenyRest() {
   return shortage;
 }
 
+U32 AclFeature::denyEntries() const {
+  return static_cast< U32 >( std::count_if(
+      tables_.begin(), tables_.end(), []( const Table & table ) { return table.denyRest; } ) );
+}
+
 void AclFeature::refillPolicers() {
   for ( Table & table : tables_ )
     table.table->refillPolicers();

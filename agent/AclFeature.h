@@ -41,6 +41,8 @@ class AclFeature {
 
   // Why a list, by the count of addAcl, does not fit; also for one that was lost later.
   const std::optional< AclShortage > & shortage( U32 acl ) const { return shortages_[ acl ]; }
+  // Entries of addDenyRest.
+  U32 denyEntries() const;
   // What the lists that fit mean.
   const Policy & policy() const { return policy_; }
   // Owner of an entry id, pipe and copy bits or not; absent for an entry that is not this

@@ -66,6 +66,13 @@ std::optional< ListFault > ruleFault( const PlatformData & platform, const Reser
   return std::nullopt;
 }
 
+// A flow-programming group has its fields whatever its rules are.
+bool usesFields( const Acl & acl ) {
+  return acl.use == AclUse::flow || acl.use == AclUse::flowVxlan ||
+         std::any_of( acl.rules.begin(), acl.rules.end(),
+                      []( const AclRule & rule ) { return !rule.udf.empty(); } );
+}
+
 }  // namespace
 
 const ReservationData * shareOf( const PlatformData & platform, AclKind kind, AclUse use ) {
@@ -85,7 +92,8 @@ const ReservationData * shareOf( const PlatformData & platform, AclKind kind, Ac
 }
 
 bool matchesRanges( const PlatformData & platform, const ReservationData & share ) {
-  return !isMirroring( share ) && !platform.chipInfo.excludeRangeChecks &&
+  return !isMirroring( share ) && platform.chip.rangeCheckers != 0 &&
+         !platform.chipInfo.excludeRangeChecks &&
          groupMatches( platform, share, bcmFieldQualifyRangeCheck );
 }
 
@@ -98,6 +106,8 @@ std::optional< ListFault > listFault( const PlatformData & platform, const Acl &
   if ( isMirroring( *share ) && acl.kind == AclKind::mac && platform.chip.sharedByPipes )
     return ListFault{ 0,
                       "MAC lists cannot mirror on a chip whose pipes share one field processor" };
+  if ( usesFields( acl ) && platform.chip.dataChunks == 0 )
+    return ListFault{ 0, "this chip cannot match user-defined fields" };
   if ( acl.mirrorPort && *acl.mirrorPort >= platform.chip.ports() )
     return ListFault{ acl.mirrorPortLine,
                       fmt::format( "mirror port {}: {} has the ports 0 to {}", *acl.mirrorPort,

@@ -290,10 +290,14 @@ void AclTable::unprogramAll() {
   programmed_ = 0;
 }
 
-// A mirroring group that was made for a field before its first entry is its maker's to give back.
+// A mirroring group that was made for a field goes with the manager's last entry; where none
+// followed, one that comes and goes takes the group along. So does one that is refused.
 void AclTable::giveBackIdleGroup() {
-  if ( fields_.takenPerRule() && owners_.empty() && groupIsLive() )
-    groupManager_.uninitializeGroup( unit_, group() );
+  if ( !fields_.takenPerRule() || !owners_.empty() || !groupIsLive() )
+    return;
+  const U32 entryId = manager_->getEntry( unit_, manager_->baseEntry(), "idle group" );
+  if ( entryId != 0 )
+    manager_->releaseEntry( unit_, entryId );
 }
 
 bool AclTable::groupIsLive() const {

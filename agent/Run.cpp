@@ -75,6 +75,7 @@ void RunJob::program() {
     feature_.addAcl( acl );
   if ( input_.denyByDefault )
     report_.denyShortage = feature_.addDenyRest();
+  report_.denyEntries = feature_.denyEntries();
 }
 
 AclReport RunJob::reportAcl( U32 index ) {

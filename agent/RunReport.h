@@ -56,6 +56,7 @@ struct RunReport {
   U32 ingressPort = 0;
   bool denyByDefault = false;
   std::optional< AclResource > denyShortage;  // why the implicit deny is missing; absent: it is not
+  U32 denyEntries = 0;                        // of the implicit deny
   std::vector< AclReport > acls;
 
   // Packets at the ingress port.

@@ -36,7 +36,8 @@ std::string aclText( const RunReport & report ) {
     text += fmt::format( "  implicit deny: not programmed, {} ran out\n",
                          resourceName( *report.denyShortage ) );
   else if ( report.denyByDefault )
-    text += "  implicit deny: 1 entry\n";
+    text += fmt::format( "  implicit deny: {} entr{}\n", report.denyEntries,
+                         report.denyEntries == 1 ? "y" : "ies" );
   return text;
 }
 

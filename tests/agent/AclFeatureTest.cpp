@@ -191,6 +191,8 @@ TEST( AclFeature, platformMustServeIt ) {
   EXPECT_EQ( fault(), "4: mirror port 8: test has the ports 0 to 7" );
   acl.mirrorPort = 7;
   acl.rules[ 0 ].udf.emplace_back();
+  EXPECT_EQ( fault(), "0: this chip cannot match user-defined fields" );
+  platform.chip.dataChunks = 4;
   EXPECT_EQ( fault(), "" );
   platform.chip.fixedGroupKeys = true;
   EXPECT_EQ( fault(), "1: this chip cannot widen a mirroring group for a new field" );

@@ -115,6 +115,23 @@ TEST( Mirroring, listThatDoesNotFitIsRolledBack ) {
   }
 }
 
+// The group was made for the field alone.
+TEST( Mirroring, firstFieldThatCannotBeHadLeavesNoGroup ) {
+  for ( const U32 slices : { 12U, 2U } ) {
+    TestSwitch sw( mirrorSize( oneFieldBits, slices, 5 ) );
+    Acl flow = mirrorAcl( { 62 } );
+    flow.use = AclUse::flowVxlan;
+    if ( slices == 12 ) {
+      ASSERT_FALSE( sw.feature.addAcl( flow ) );  // has all the chunks
+    }
+    const size_t groups = sw.chip().groups( 0 ).size();
+    const Acl acl = mirrorAcl( { 44, 48, 52, 56, 60, 64 } );
+    ASSERT_TRUE( sw.feature.addAcl( acl ) );
+    EXPECT_EQ( sw.chip().groups( 0 ).size(), groups );
+    EXPECT_THAT( sw.audit(), IsEmpty() );
+  }
+}
+
 TEST( FlowProgramming, matchesInsideVxlan ) {
   TestSwitch sw( mirrorSize( 384, 12, 8 ) );
   Acl acl = mirrorAcl( { 42, 62 } );
