@@ -20,6 +20,8 @@ SoftAsic::ChipProfile profile( const Chip & chip ) {
   made.fixedGroupKeys = chip.fixedKeys;
   made.dataChunks = chip.dataChunks;
   made.dataFormats = chip.dataFormats;
+  made.rangeCheckers = chip.rangeCheckers;
+  made.policers = chip.policers;
   std::vector< SoftAsic::SliceProfile > slices;
   if ( chip.slices != 0 )
     slices.push_back( { chip.slices, chip.depth, chip.keyBits, false } );
@@ -116,13 +118,18 @@ std::string unitState( const SoftAsic::SoftAsic & asic, U32 unit ) {
                          !group.preselset.empty() );
   for ( const auto & group : asic.groups( unit ) )
     for ( const auto & entry : asic.entries( unit, group.id ) )
-      text += fmt::format( "entry {:#x} in {:#x} prio {} {}{} stat {}{} :{}\n", entry.id,
-                           entry.group, entry.priority, entry.installed, entry.enabled, entry.stat,
-                           ruleText( entry.pending ), ruleText( entry.effective ) );
+      text +=
+          fmt::format( "entry {:#x} in {:#x} prio {} {}{} stat {} policer {:#x}{} :{}\n", entry.id,
+                       entry.group, entry.priority, entry.installed, entry.enabled, entry.stat,
+                       entry.policer, ruleText( entry.pending ), ruleText( entry.effective ) );
   for ( const auto & table : asic.tables( unit ) )
     text += fmt::format( "table {}.{}.{} free {} entries {} stats {}\n",
                          static_cast< int >( table.stage ), table.pipe, table.copy,
                          table.freeSlices, table.entries, table.statistics );
+  for ( const auto & range : asic.ranges( unit ) )
+    text += fmt::format( "range {}: {}-{}/{}\n", range.id, range.low, range.high, range.flags );
+  for ( const auto & policer : asic.policers( unit ) )
+    text += fmt::format( "policer {:#x} rate {}\n", policer.id, policer.config.ckbits_sec );
   return text + fmt::format( "presels {}\n", asic.preselectors( unit ).size() );
 }
 
@@ -150,6 +157,10 @@ std::string TestSwitch::state() const {
     text += bookText( *it.member() );
   for ( auto it = groups->unboundedEntryManagerIterConst(); it; ++it )
     text += bookText( *it.member() );
+  for ( auto it = groups->rangeCheckerIterConst(); it; ++it )
+    for ( U32 unit = 0; unit < chip.units; ++unit )
+      text += fmt::format( "{} unit {}: {} users of {}\n", Kiv::valueToStrep( it.key() ).charPtr(),
+                           unit, it.member()->unitRefCount( unit ), it.member()->unitId( unit ) );
   return text + fmt::format( "owners {}\n", groups->tcamManagerForEntrySize() );
 }
 

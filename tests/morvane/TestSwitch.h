@@ -48,6 +48,8 @@ struct Chip {
   bool fixedKeys = false;
   U32 dataChunks = 16;
   U32 dataFormats = 16;
+  U32 rangeCheckers = 4;
+  U32 policers = 16;  // of each pipe
 
   friend void PrintTo( const Chip & chip, std::ostream * out ) {
     *out << fmt::format( "{} pipes{}{}, {} units", chip.pipes, chip.secondCopy ? " twice" : "",

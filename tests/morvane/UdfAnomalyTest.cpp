@@ -12,9 +12,6 @@ using Code = void ( * )( UdfSwitch & );
 void addSecond( UdfSwitch & sw ) {
   sw.set( second );
 }
-void makeFlowGroup( UdfSwitch & sw ) {
-  sw.manager( openFlowUdfTcamGroup ).initializeGroup( 0 );
-}
 
 MorvaneTcamEntryManager & userOf( const UdfSwitch & sw, U32 group ) {
   return sw.manager( group == 4 ? openFlowUdfTcamGroup : sw.user( group ) );
@@ -47,7 +44,8 @@ const struct Scenario {
     { "give the group back", false, false,
       []( UdfSwitch & sw ) { sw.set( first ), sw.set( second ), sw.set( second, true, 2 ); },
       []( UdfSwitch & sw ) { releaseAll( sw, 1 ); }, 1 },
-    { "flow group", false, false, []( UdfSwitch & ) {}, makeFlowGroup },
+    { "flow group", false, false, []( UdfSwitch & ) {},
+      []( UdfSwitch & sw ) { userOf( sw, 4 ).initializeGroup( 0 ); } },
     { "give the flow group back", false, false,
       []( UdfSwitch & sw ) { sw.take( openFlowUdfTcamGroup ); },
       []( UdfSwitch & sw ) { releaseAll( sw, 4 ); }, 4 } };
@@ -95,20 +93,17 @@ void attempt( UdfSwitch & sw, const Scenario & scenario, SdkOp op, bool throws )
   } catch ( const std::runtime_error & ) {
     thrown = true;
     // A release goes on when it is called again; a group without entries goes with the next one.
-    if ( scenario.releases != 0 &&
-         sw.books( userOf( sw, scenario.releases ) ).entryCreatedSize() == 0 )
-      sw.take( userOf( sw, scenario.releases ).assignment() );
-    if ( scenario.releases != 0 )
-      releaseAll( sw, scenario.releases );
+    if ( const U32 group = scenario.releases ) {
+      if ( sw.books( userOf( sw, group ) ).entryCreatedSize() == 0 )
+        sw.take( userOf( sw, group ).assignment() );
+      releaseAll( sw, group );
+    }
   }
   if ( thrown != throws || !Kiv::ActivityUnlockAnchor::lock().held() || sw.asic.sdkLockHeld() )
     std::fputs( "swallowed an exception, or left a lock astray\n", stderr );
-  const bool refused = op == SdkOp::bcm_field_data_qualifier_create;
-  if ( refused && sw.state() + sw.udfs() != before )
+  if ( op == SdkOp::bcm_field_data_qualifier_create && sw.state() + sw.udfs() != before )
     std::fputs( "left something\n", stderr );
-  // A preselector of a group that is gone goes with the group's next life.
-  if ( op != SdkOp::bcm_field_presel_destroy )
-    std::fputs( sw.audit().c_str(), stderr );
+  std::fputs( sw.audit().c_str(), stderr );
   putAway( sw );
 }
 
@@ -147,12 +142,16 @@ void failEachCall( const Scenario & scenario, Chip chip, S32 type ) {
 
 TEST( UdfAnomalyTest, EveryCallOfEveryWayMayFail ) {
   for ( const Scenario & scenario : scenarios )
-    for ( const S32 type : { Acl::ip(), Acl::mac() } ) {
-      failEachCall( scenario, { .pipes = 2, .presels = true, .slices = 6, .paired = true }, type );
-      if ( !scenario.byFixedKeys )
-        failEachCall( scenario, { .pipes = 2, .secondCopy = true, .slices = 6, .paired = true },
-                      type );
-    }
+    for ( const bool presels : { true, false } )
+      if ( presels || !scenario.byFixedKeys )
+        for ( const S32 type : { Acl::ip(), Acl::mac() } )
+          failEachCall( scenario,
+                        { .pipes = 2,
+                          .secondCopy = !presels,
+                          .presels = presels,
+                          .slices = 6,
+                          .paired = true },
+                        type );
 }
 
 }  // namespace Test::UdfAnomaly
