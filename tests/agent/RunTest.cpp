@@ -98,6 +98,41 @@ TEST( Run, textReport ) {
   EXPECT_THAT( textReport( report, true ), HasSubstr( "7 : 7" ) );
 }
 
+// A policed rule, one with a range checker, and a mirroring list, verified on every copy.
+TEST( Run, policersCheckersAndMirrors ) {
+  RunInput in = input();
+  in.platform = testPlatform( { 2, true, true, false, 12, 1024, 512, 1, 4, 4 } );
+  in.ports = PortMethod::automatic;
+  in.acls.pop_back();
+  applyPolice( { "web/0:1M:125" }, in.acls );  // two frames of 60 bytes
+  appendFrames( in.packets, { makeFrame( webPacket ) }, 1000 );
+  Acl mirror;
+  mirror.name = "taps";
+  mirror.use = AclUse::mirror;
+  mirror.mirrorPort = 2;
+  AclRule & rule = mirror.rules.emplace_back();
+  rule.forwarding = Forwarding::none;
+  rule.mirror = true;
+  rule.counters.bytes = false;
+  rule.udf = { { UdfBase::l3End, 0, 1000U << 16 | 81 } };  // both ports
+  in.acls.push_back( mirror );
+  const RunReport report = runLocked( in );
+  EXPECT_TRUE( report.allWell() );
+  const json object = json::parse( jsonReport( report ) );
+  EXPECT_EQ( object[ "packets" ][ "dropped" ], 2 );  // by the policer and by default
+  EXPECT_EQ( object[ "packets" ][ "mirrored" ], 3 );
+  EXPECT_EQ( object[ "rangeCheckers" ], 1 );
+  const json & web = object[ "acls" ][ 0 ][ "ruleUse" ];
+  EXPECT_EQ( web[ 0 ][ "police" ], json::parse( R"({ "rate": 1000000, "burst": 125,
+      "conformed": { "packets": 2, "bytes": 120 }, "dropped": { "packets": 1, "bytes": 60 } })" ) );
+  EXPECT_EQ( web[ 1 ][ "destinationPorts" ], "checker" );
+  EXPECT_TRUE( object[ "acls" ][ 1 ][ "ruleUse" ][ 0 ][ "bytes" ].is_null() );
+  const std::string text = textReport( report, true );
+  EXPECT_THAT( text, HasSubstr( "range checkers in use: 1\n  web: 1 of 3 by range checkers" ) );
+  EXPECT_THAT( text, HasSubstr( "Policed rules, over all pipes\n" ) );
+  EXPECT_THAT( text, HasSubstr( "  mirrored: 3\n" ) );
+}
+
 TEST( Run, wrongPacketsAreReported ) {
   RunReport report;
   EXPECT_TRUE( report.allWell() );
