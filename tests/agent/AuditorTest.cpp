@@ -136,7 +136,7 @@ TEST( Auditor, seesEveryDifference ) {
     TestSwitch sw( { 2, true, true } );
     limits = { 0, bcmPolicerModeCommitted, 1, 1, 0, 0 };
     const Acl acl = plainAcl( 3 );
-    ASSERT_FALSE( sw.feature.addAcl( acl, compileAcl( acl ) ) );
+    ASSERT_FALSE( sw.feature.addAcl( acl ) );
     ASSERT_THAT( sw.audit(), IsEmpty() );
     c.spoil( sw );
     EXPECT_THAT( sw.audit(), Contains( HasSubstr( c.difference ) ) );
