@@ -33,6 +33,7 @@
 #include "morvane/StatTypes.h"
 #include "morvane/TcamGroupAssignment.h"
 #include "morvane/TcamIds.h"
+#include "morvane/UdfQualifier.h"
 #include "morvane/UnitEntriesCreated.h"
 #include "shim/SdkTypes.h"
 
@@ -196,6 +197,31 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   void clearHitsForEntry( U32 unit, U32 entry );
   void clearBytesForEntry( U32 unit, U32 entry );
 
+  // --- User-defined fields of mirroring groups -------------------------------------------------
+  //
+  // A rule that matches on a user-defined field: initializeGroup (the group must exist on the
+  // unit), setMirroringAclUdf with add, then entries as for any rule, qualified on the id that was
+  // returned. When the rule goes: its entries, then setMirroringAclUdf without add. After
+  // udfCreateSuccessWithGroupRecreate all rules of the group, this one included, are to be added
+  // anew, beginning with their setMirroringAclUdf.
+  //
+  // `aclType` is Acl::ip() or Acl::mac() (assertion). `ethType`: ether type that the field belongs
+  // to, 0xFFFFFFFF for any; IPv4 ACLs share fields whatever it is. `base` and `offset`: where the
+  // field starts, in bytes; throws RangeException when the field lies further than 127 bytes past
+  // the start of the L3 header. `length`: bytes, 4 (assertion when the field is new).
+
+  // Adds one use of a field by a rule of this group, or takes one away. The last use of a field in
+  // all groups destroys its qualifier. Taking away what the group does not have changes nothing.
+  GroupUdfQualApplyStatus setMirroringAclUdf( U32 unit, S32 aclType, U32 ethType,
+                                              UdfOffsetBase base, U8 offset, U8 length, bool add );
+  // The data-qualifier id of a field that some group on the unit uses; -1 when there is none.
+  S32 getMirroringAclUdf( U32 unit, S32 aclType, U32 ethType, UdfOffsetBase base, U8 offset,
+                          U8 length ) const;
+  // Asserts that the ASIC holds the field's qualifier as it was programmed; nothing for a field
+  // that is not programmed.
+  void verifyMirroringAclUdf( U32 unit, S32 aclType, U32 ethType, UdfOffsetBase base, U8 offset,
+                              U8 length ) const;
+
  protected:
   // The allocator behind every getEntry. `entry` is an entry id of the range, or anyEntry.
   U32 getEntryBase( U32 unit, U32 entry, const Kiv::String8 & desc,
@@ -203,6 +229,7 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
 
  private:
   friend class EntryAllocation;
+  friend class MirroringGroupRebuild;
 
   Kiv::Values< Kiv::RbTreeMap, U32, bool > exhausted_{
       this, "exhausted", []( auto & self, U32 unit ) { self.exhaustedNotify( unit ); } };
@@ -229,6 +256,7 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   bool releaseEntryCopy( U32 unit, UnitEntriesCreated & entries, const PipeCopy & at, U32 entryId );
   void dropTemporaryStore( UnitEntriesCreated & entries, U32 entry );
   void dropOwner( U32 unit, U32 entry );
+  void releaseAllEntries( U32 unit );
 
   void installCopies( U32 unit, UnitEntriesCreated & entries, U32 entry, U32 & installed );
   void removeCopies( U32 unit, U32 entry, U32 howMany, U32 & removed );

@@ -34,11 +34,14 @@
 
 namespace Morvane {
 
+class GroupBuilder;
+
 // The references that one initializeGroup took, so that exactly these can be given back.
 class GroupReferences {
  public:
   void add( U32 pipeGroupId ) { pipeGroupIds_[ count_++ ] = pipeGroupId; }
   bool empty() const { return count_ == 0; }
+  void clear() { count_ = 0; }
   const U32 * begin() const { return pipeGroupIds_.data(); }
   const U32 * end() const { return pipeGroupIds_.data() + count_; }
 
@@ -133,7 +136,7 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   KIV_VALUES( Kiv::HashMap, U32, bool, managedPriority, ManagedPriority );
   // By unit: no range checker is left.
   KIV_VALUES( Kiv::RbTreeMap, U32, bool, rangeCheckersExhausted, RangeCheckersExhausted );
-  // By unit: UDF resources ran out.
+  // By unit: the UDF that was programmed last had no room.
   KIV_VALUES( Kiv::RbTreeMap, U8, bool, udfResourceError, UdfResourceError );
   // Index of the group's record in the platform's tables.
   KIV_VALUES( Kiv::HashMap, U32, U32, groupIdToIndex, GroupIdToIndex );
@@ -152,7 +155,7 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   KIV_MEMBERS( Kiv::HashMap, U8, GroupUdfQual, groupIdToOpenFlowAclUdf, GroupIdToOpenFlowAclUdf );
   KIV_MEMBERS( Kiv::HashMap, U8, GroupUdfQual, groupIdToOpenFlowVxlanAclUdf,
                GroupIdToOpenFlowVxlanAclUdf );
-  // UDF qualifiers in hardware, by data-qualifier id.
+  // UDF qualifiers in hardware, by udfQualKey.
   KIV_VALUES( Kiv::RbTreeMap, U32, UdfUnitSpec, ipMirroringAclUdf, IpMirroringAclUdf );
   KIV_VALUES( Kiv::RbTreeMap, U32, UdfUnitSpec, macMirroringAclUdf, MacMirroringAclUdf );
   KIV_VALUES( Kiv::RbTreeMap, U32, UdfUnitSpec, openFlowAclUdf, OpenFlowAclUdf );
@@ -237,15 +240,48 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   U32 exhaustedMarks() const { return exhaustedMarks_; }
   void exhaustedMarksInc( S32 delta ) { exhaustedMarks_ += static_cast< U32 >( delta ); }
 
-  // --- Seams of what is built elsewhere --------------------------------------------------------
+  // Whether any hardware copy of the group exists on the unit.
+  bool groupExists( U32 unit, U32 groupId ) const;
 
-  // Flow-programming groups.
-  bool createGroupOpenFlowAclUdf( U32 unit, U32 group );
+  // --- User-defined fields of mirroring groups -------------------------------------------------
+  //
+  // Entry managers call these (setMirroringAclUdf); the agent uses the entry managers.
+
+  // Makes a 4-byte data qualifier and lets the group, which must exist on the unit, match on it:
+  // in place, or by rebuilding the group. `aclType` is Acl::ip() or Acl::mac(); `ethType` counts
+  // for MAC ACLs at UdfBaseL2HeaderEnd, 0xFFFFFFFF means none; `offset` counts bytes from the
+  // start of the outer L3 header whatever the base. The qualifier starts with one use in the
+  // group, or with none after a rebuild (GroupUdfCreateStatus).
+  //
+  // Assertions: a group without user-defined fields, a length other than 4, another ACL type, a
+  // base before the end of the L2 header. An offset above 127 throws RangeException.
+  GroupUdfQualApplyStatus createGroupMirroringAclUdf( U32 unit, U32 groupId, S32 aclType,
+                                                      U32 ethType, UdfOffsetBase base, U8 offset,
+                                                      U8 length );
+  // Destroys the group on the unit with all its entries and makes it again with `qualId` and all
+  // qualifiers that it carries; all their uses go to 0, for the agent to add its rules anew. False
+  // when that does not fit: then the group is gone with its qualifiers, but not `qualId`. The
+  // same holds when an SDK call throws.
+  bool reInitializeGroupWithMirroringAclUdf( U32 unit, U32 groupId, S32 qualId );
+  // Gives back the qualifiers of a group that is gone from the unit; those that no other group
+  // carries are destroyed. Forgets the group's ACL type unless the group lives on another unit.
+  void uninitializeMirroringUdfQualifiers( U32 unit, U32 groupId );
+  // Adds a data qualifier of the unit to a qualifier set; returns the SDK's result code.
+  int addUdfQualifierToQset( U32 unit, bcm_field_qset_t * qualifierSet, S32 qualId );
+
+  // --- Flow-programming groups -----------------------------------------------------------------
+
+  // Creates the group on the unit with its data qualifiers, or takes one more reference on it: two
+  // fields beyond the L3 header, five inside VXLAN, at the places that openFlowUdfIpProto chooses.
+  // False when hardware has no room; then nothing is left, and udfResourceError is set.
+  bool createGroupOpenFlowAclUdf( U32 unit, U32 groupId );
+  // Destroys the data qualifiers of a group that is gone from the unit.
   void destroyOpenFlowUdfQualifiers( U32 unit, U32 pipeGroupId );
-  // UDF qualifiers of mirroring groups.
-  void uninitializeMirroringUdfQualifiers( U32 unit, U32 pipeGroupId );
 
  private:
+  friend class MirroringGroupRebuild;
+  friend class OpenFlowGroup;
+
   bool applyUnitControls();
   void clearGroupFlags();
   void indexGroupTables();
@@ -257,6 +293,12 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   U32 freeEntries( U32 unit, U32 group );
   void compressFreedSlices( U32 unit );
   void destroyPipeGroup( U32 unit, U32 pipeGroupId );
+  bool createCopies( GroupBuilder & builder, U32 unit, U32 group, GroupReferences & taken );
+  void releaseUdfQualifiers( U32 unit, U32 pipeGroupId );
+  void releaseMirroringUdfs( U32 unit, U32 groupId );
+  void forgetMirroringAclType( U32 group );
+  GroupUdfQualApplyStatus placeNewUdf( U32 groupId, S32 aclType, UdfUnitSpec spec );
+  void noteUdfProgrammed( U32 unit );
   bool referenceExisting( U32 unit, U32 group, const PipeCopy & at, GroupReferences & taken );
 
   Kiv::Scalar< bool > initialized_{ this, "initialized", false };

@@ -1,6 +1,7 @@
 #include "morvane/MorvaneTcamManager/GroupBuilder.h"
 
 #include "kiv/Assert.h"
+#include "morvane/AclType.h"
 #include "morvane/MorvaneTcamManager/MirroringQualifiers.h"
 #include "morvane/MorvaneTcamManager/Trace.h"
 #include "shim/SdkCall.h"
@@ -10,9 +11,15 @@ namespace Morvane {
 // --- Qualifier set ---------------------------------------------------------------------------
 
 void GroupBuilder::makeQualifierSet() {
+  manager_.stageIngressIs( group_, true );
   addFromList( qualifierList() );
   correctForChipType();
   adjustForUnit();
+}
+
+void GroupBuilder::addDataQualifier( S32 qualId ) {
+  const int rc = manager_.addUdfQualifierToQset( unit_, &qset_, qualId );
+  SDK_RESULT( rc );
 }
 
 const U32 * GroupBuilder::qualifierList() const {
@@ -35,8 +42,8 @@ const U32 * GroupBuilder::mirroringList() const {
 
 void GroupBuilder::addFromList( const U32 * qualifiers ) {
   for ( ; *qualifiers != bcmFieldQualifyCount; ++qualifiers ) {
-    MORVANE_TRACE( traceDetail ) << "Unit: " << unit_
-                                 << " initializeGroup adding qual=" << *qualifiers;
+    MORVANE_TRACE( traceDetail ) << "Unit: " << unit_ << " " << request_.operation
+                                 << " adding qual=" << *qualifiers;
     qset_.add( *qualifiers );
     noteQualifier( *qualifiers );
   }
@@ -69,14 +76,15 @@ void GroupBuilder::correctForChipType() {
     const U32 * qual = getGroupExcludes( manager_.groupIdToExcludeIndex( key ) )->qualifiers;
     for ( ; *qual != bcmFieldQualifyCount; ++qual ) {
       MORVANE_TRACE( traceDetail )
-          << "Unit: " << unit_ << " initializeGroup removing qual=" << *qual;
+          << "Unit: " << unit_ << " " << request_.operation << " removing qual=" << *qual;
       qset_.remove( *qual );
     }
   }
   if ( manager_.groupIdToIncludeIndexHas( key ) ) {
     const U32 * qual = getGroupIncludes( manager_.groupIdToIncludeIndex( key ) )->qualifiers;
     for ( ; *qual != bcmFieldQualifyCount; ++qual ) {
-      MORVANE_TRACE( traceDetail ) << "Unit: " << unit_ << " initializeGroup adding qual=" << *qual;
+      MORVANE_TRACE( traceDetail )
+          << "Unit: " << unit_ << " " << request_.operation << " adding qual=" << *qual;
       qset_.add( *qual );
     }
   }
@@ -168,8 +176,8 @@ bool GroupBuilder::create( const PipeCopy & at ) {
   if ( Shim::sdk_->kelmor_field_shared_by_pipes( unit_ ) && manager_.stageIngress( group_ ) &&
        qset_.has( bcmFieldQualifyOuterVlanId ) )
     manager_.ovidWarIs( at.pipeGroup, true );
-  MORVANE_TRACE( traceGroup ) << "Unit: " << unit_ << " initializeGroup Creating group "
-                              << at.pipeGroup;
+  MORVANE_TRACE( traceGroup ) << "Unit: " << unit_ << " " << request_.operation
+                              << " Creating group " << at.pipeGroup;
   const U32 unit = unit_;
   const U32 groupId = at.pipeGroup;
   preselectorMade_ = false;
@@ -179,8 +187,11 @@ bool GroupBuilder::create( const PipeCopy & at ) {
       createPreselector( at, groupConfig );
     if ( createInHardware( groupConfig ) )
       return true;
-    SDK_UNCHECKED( bcm_field_group_dump( unit, groupId ) );
-    MORVANE_TRACE( traceFailure ) << "Unit: " << unit << " initializeGroup Could not create group!";
+    if ( !request_.forUdf ) {
+      SDK_UNCHECKED( bcm_field_group_dump( unit, groupId ) );
+      MORVANE_TRACE( traceFailure )
+          << "Unit: " << unit << " " << request_.operation << " Could not create group!";
+    }
   } catch ( ... ) {
     undo( at, wasOvidWar );
     throw;
@@ -204,14 +215,23 @@ void GroupBuilder::undo( const PipeCopy & at, bool wasOvidWar ) {
 bool GroupBuilder::createInHardware( bcm_field_group_config_t & groupConfig ) {
   const U32 unit = unit_;
   int rc = SDK_CALL( bcm_field_group_config_create( unit, &groupConfig ) );
-  if ( ( rc == BCM_E_RESOURCE || rc == BCM_E_UNAVAIL ) && largeSlice_ ) {
+  if ( isTriedAgain( rc ) ) {
     groupConfig.flags &= ~BCM_FIELD_GROUP_CREATE_LARGE;
     rc = SDK_CALL( bcm_field_group_config_create( unit, &groupConfig ) );
   }
-  if ( rc == BCM_E_RESOURCE )
+  if ( rc == BCM_E_RESOURCE || ( rc == BCM_E_UNAVAIL && request_.forUdf ) )
     return false;
   SDK_RESULT_OF( rc, bcm_field_group_config_create( unit, &groupConfig ) );
   return true;
+}
+
+bool GroupBuilder::isTriedAgain( int rc ) const {
+  if ( !request_.forUdf )
+    return ( rc == BCM_E_RESOURCE || rc == BCM_E_UNAVAIL ) && largeSlice_;
+  if ( rc < 0 )
+    MORVANE_TRACE( traceFailure ) << "Unit: " << unit_ << " " << request_.operation << " "
+                                  << "Retrying. Might need to allocate large slices";
+  return rc < 0;
 }
 
 }  // namespace Morvane

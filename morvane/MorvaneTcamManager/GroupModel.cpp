@@ -9,8 +9,6 @@
 
 namespace Morvane {
 
-Kiv::TraceHandle apiMorvane( "ApiMorvane" );
-
 RangeCheckerData::RangeCheckerData( const Kiv::Name & name, const RangeCheckerDesc & desc )
     : Kiv::Entity( name ), desc_( this, "desc", desc ) {}
 
@@ -145,6 +143,7 @@ void MorvaneTcamGroupManager::ovidWarNotify( U32 group ) {
 U32 MorvaneTcamGroupManager::entriesAvailable( U32 unit, U32 groupId ) {
   GroupReferences taken;
   U32 free = 0;
+  const S32 mirAclType = groupMirroringAclType( static_cast< U8 >( groupId ) );
   try {
     if ( initializeGroup( unit, groupId, taken ) )
       free = freeEntries( unit, groupId );
@@ -153,6 +152,9 @@ U32 MorvaneTcamGroupManager::entriesAvailable( U32 unit, U32 groupId ) {
     throw;
   }
   giveBackReferences( unit, taken );
+  // A group that was made for the question is still to be made for its user.
+  if ( free != 0 && groupMirroringAclTypeHas( static_cast< U8 >( groupId ) ) )
+    groupMirroringAclTypeIs( static_cast< U8 >( groupId ), mirAclType );
   return free;
 }
 

@@ -34,10 +34,16 @@ void MorvaneTcamGroupManager::uninitializeTcamGroup( U32 unit, U32 pipeGroupId, 
   }
   doDestroyGroupPreselId( unit, pipeGroupId );
 
+  // No copy that lives matches on a qualifier that is gone.
+  if ( releaseUdf && !groupExists( unit, tcamNumberBits.get( pipeGroupId ) ) )
+    releaseUdfQualifiers( unit, pipeGroupId );
+}
+
+void MorvaneTcamGroupManager::releaseUdfQualifiers( U32 unit, U32 pipeGroupId ) {
   const U8 key = static_cast< U8 >( pipeGroupId );
-  if ( releaseUdf && ( groupOpenFlowVxlanAclUdfValid( key ) || groupOpenFlowAclUdfValid( key ) ) )
+  if ( groupOpenFlowVxlanAclUdfValid( key ) || groupOpenFlowAclUdfValid( key ) )
     destroyOpenFlowUdfQualifiers( unit, pipeGroupId );
-  if ( releaseUdf && groupMirroringAclUdfValid( key ) )
+  if ( groupMirroringAclUdfValid( key ) )
     uninitializeMirroringUdfQualifiers( unit, pipeGroupId );
 }
 
