@@ -30,6 +30,7 @@
 #include "kiv/String8.h"
 #include "morvane/GroupCounts.h"
 #include "morvane/GroupShape.h"
+#include "morvane/RangeChecker.h"
 #include "morvane/StatTypes.h"
 #include "morvane/TcamGroupAssignment.h"
 #include "morvane/TcamIds.h"
@@ -97,8 +98,11 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   // Start-up of this manager is done.
   KIV_SCALAR( bool, initialized, Initialized, false );
 
-  // Prepares the manager on every unit; called once by the group manager, after construction.
+  // Prepares the manager on every unit; called once by the group manager, after construction. What
+  // an exception broke off is undone on every unit.
   void handleInitialized();
+  // Gives back the ranges that handleInitialized made; no entry may be handed out.
+  void giveBackRanges();
 
   // Throws NameInUseException when any parameter differs from the constructor's.
   void requireSameParameters( const Kiv::String8 & desc, MorvaneTcamGroupManager * groupManager,
@@ -222,6 +226,22 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   void verifyMirroringAclUdf( U32 unit, S32 aclType, U32 ethType, UdfOffsetBase base, U8 offset,
                               U8 length ) const;
 
+  // --- Range checkers and policers -------------------------------------------------------------
+
+  // The group manager's shared range checkers (morvane/MorvaneTcamGroupManager.h): 0 when the unit
+  // has none left. An entry refers to a checker by the SDK's range qualifier; give the checker back
+  // after the entry is released, or installed without it.
+  U32 getRangeChecker( U32 unit, RangeCheckerDesc desc );
+  void releaseRangeChecker( U32 unit, RangeCheckerDesc desc );
+  // No range checker is left on the unit.
+  bool rangeCheckersExhausted( U32 unit ) const;
+
+  // Attaches the group manager's policer `basePolicerId` to every hardware copy of the entry, each
+  // to that of its own pipe, or detaches it. An entry has at most one; releasing the entry detaches
+  // it. An exception leaves every copy as it was, for which `basePolicerId` must be the attached
+  // policer also when it is detached.
+  void attachPolicer( U32 unit, U32 entry, U32 basePolicerId, bool attach ) const;
+
  protected:
   // The allocator behind every getEntry. `entry` is an entry id of the range, or anyEntry.
   U32 getEntryBase( U32 unit, U32 entry, const Kiv::String8 & desc,
@@ -242,6 +262,7 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
 
   U32 allocateEntry( U32 unit, U32 entry, const Kiv::String8 & desc,
                      const Kiv::Ptr< StatTypes > & statTypes );
+  void prepareUnit( U32 unit );
   void prepareGroup( U32 unit );
   void createMulticastWarEntry( U32 unit );
   void programMulticastWarEntry( U32 unit, U32 entry );
@@ -262,6 +283,8 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   void removeCopies( U32 unit, U32 entry, U32 howMany, U32 & removed );
   void applyInPorts( U32 unit, U32 entry, U32 tcamEntryId );
   void programLoopback( U32 unit, U32 entry );
+  void attachPolicerCopies( U32 unit, U32 entry, U32 basePolicerId, bool attach, U32 howMany,
+                            U32 & done ) const;
   void processOvidWarEntry( U32 unit, U32 entry, U32 tcamEntryId );
   void tcamMgrUpdateOvidEntryMap( U32 unit, U32 entry );
 
@@ -274,8 +297,9 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   // The walk and the record of the unit used last, kept for the next operation.
   std::optional< PipeCopies > walk_;
   // The counter records of the group's copies, likewise.
-  std::array< Kiv::Ptr< GroupCounts >, BCM_PIPES_MAX * 2 > counts_;
-  std::array< U32, BCM_PIPES_MAX * 2 > countsGroup_{};
+  static constexpr size_t copiesMax = size_t( 2 ) * BCM_PIPES_MAX;
+  std::array< Kiv::Ptr< GroupCounts >, copiesMax > counts_;
+  std::array< U32, copiesMax > countsGroup_{};
   mutable Kiv::Ptr< UnitEntriesCreated > lastEntries_;
   mutable U32 lastUnit_ = 0;
 };

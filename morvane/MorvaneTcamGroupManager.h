@@ -15,6 +15,7 @@
 #pragma once
 
 #include <array>
+#include <exception>
 #include <vector>
 
 #include "kiv/Attribute.h"
@@ -83,6 +84,7 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
     virtual void onGroupIdToExcludeIndex( const GroupQsetModKey & ) {}
     virtual void onGroupIdToIncludeIndex( const GroupQsetModKey & ) {}
     virtual void onGroupIdToPreselId( const UnitGroupId & ) {}
+    virtual void onPreselectorLeft( const UnitGroupId & ) {}
     virtual void onGroupMirroringAclValid( U8 ) {}
     virtual void onGroupMirroringAclType( U8 ) {}
     virtual void onGroupMirroringAclUdfValid( U8 ) {}
@@ -144,6 +146,9 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   KIV_VALUES( Kiv::RbTreeMap, GroupQsetModKey, U32, groupIdToIncludeIndex, GroupIdToIncludeIndex );
   // Preselector by unit and pipe group id.
   KIV_VALUES( Kiv::RbTreeMap, UnitGroupId, U32, groupIdToPreselId, GroupIdToPreselId );
+  // The preselector is in hardware though its group is gone: destroying it was broken off. The next
+  // creation of the group goes on with that.
+  KIV_VALUES( Kiv::RbTreeMap, UnitGroupId, bool, preselectorLeft, PreselectorLeft );
   // By the low 8 bits of a group id.
   KIV_VALUES( Kiv::HashMap, U8, bool, groupMirroringAclValid, GroupMirroringAclValid );
   KIV_VALUES( Kiv::HashMap, U8, S32, groupMirroringAclType, GroupMirroringAclType );
@@ -212,6 +217,9 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   // The same, and notes in `taken` what was taken, for giveBackReferences.
   bool initializeGroup( U32 unit, U32 group, GroupReferences & taken );
   void giveBackReferences( U32 unit, const GroupReferences & taken );
+  // Gives back the reference on one hardware copy, as one of several. An exception that comes after
+  // the hardware group has gone is put into `broken`, so that the other copies are given back too.
+  void giveBackReference( U32 unit, U32 pipeGroupId, std::exception_ptr & broken );
   // Gives back one reference on every hardware copy.
   void uninitializeGroup( U32 unit, U32 groupId );
   // Gives back one reference on one hardware copy, and destroys it when that was the last.
@@ -239,6 +247,37 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   // Marks of exhaustion over all entry managers and units; kept by the entry managers.
   U32 exhaustedMarks() const { return exhaustedMarks_; }
   void exhaustedMarksInc( S32 delta ) { exhaustedMarks_ += static_cast< U32 >( delta ); }
+
+  // --- Range checkers --------------------------------------------------------------------------
+
+  // Hardware id of the checker for `desc` on the unit, for the SDK's range qualifier; takes one
+  // reference, which releaseRangeChecker gives back. Users of the same interval and flags share one
+  // checker. 0, and no reference, when the unit has no checker left: rangeCheckersExhausted( unit )
+  // is true then, until a checker of the unit is given back. Ends with doSdkReInit: ask again.
+  U32 getRangeChecker( U32 unit, RangeCheckerDesc desc );
+  // Gives back one reference; the last one on the unit destroys the checker, which no entry may use
+  // any more. Giving back what was not got is an assertion.
+  void releaseRangeChecker( U32 unit, RangeCheckerDesc desc );
+
+  // --- Policers --------------------------------------------------------------------------------
+
+  // A policer limits the rate of the entries that it is attached to (the entry manager's
+  // attachPolicer). Every pipe has its own, all made alike; a client holds the base id, which is
+  // pipe 0's. Nothing of them is kept here: what was made is removed by its client. Rates and
+  // bursts hold in each pipe by itself.
+  //
+  // `policerCfg` points to a bcm_policer_config_t (rates in kbit/s, bursts in kbit); null is an
+  // assertion. The SDK chooses the base id unless the record's flags have BCM_POLICER_WITH_ID. With
+  // several pipes that flag is set in the caller's record, and stays. Returns 0 when numPipe is 0.
+  U32 createPolicer( U32 unit, U8 * policerCfg ) const;
+  // Changes the policer in every pipe. A call that an exception broke off may be made again.
+  void setPolicer( U32 unit, U32 basePolicerId, U8 * policerCfg ) const;
+  // Destroys the policer in every pipe, pipe 0 first; it must be attached to no entry any more. An
+  // exception leaves those of the later pipes.
+  void removePolicer( U32 unit, U32 basePolicerId ) const;
+  // The policer of one pipe: the base id with the pipe's bits, or the base id itself on a unit
+  // whose pipes share one field processor, and with it one space of policer ids.
+  U32 getPipePolicerId( U32 unit, U32 pipe, U32 basePolicerId ) const;
 
   // Whether any hardware copy of the group exists on the unit.
   bool groupExists( U32 unit, U32 groupId ) const;
@@ -293,6 +332,9 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   U32 freeEntries( U32 unit, U32 group );
   void compressFreedSlices( U32 unit );
   void destroyPipeGroup( U32 unit, U32 pipeGroupId );
+  U32 createRangeChecker( U32 unit, RangeCheckerDesc desc );
+  void dropUnusedRangeChecker( RangeCheckerDesc desc );
+  void destroyPolicers( U32 unit, U32 basePolicerId, U32 pipes ) const;
   bool createCopies( GroupBuilder & builder, U32 unit, U32 group, GroupReferences & taken );
   void releaseUdfQualifiers( U32 unit, U32 pipeGroupId );
   void releaseMirroringUdfs( U32 unit, U32 groupId );

@@ -45,14 +45,16 @@ S64 UnitAudit::expectedReferences( U32 pipeGroup ) const {
 void UnitAudit::auditPreselectors() {
   std::map< U32, U32 > recorded;  // group by preselector
   for ( auto it = manager_.groupIdToPreselIdIterConst(); it; ++it ) {
-    // The record of a group that is gone may be left of the time before a re-initialisation.
-    if ( it.key().unit == unit_ && groups_.contains( it.key().groupId ) )
+    // Without the mark, the record of a group that is gone is of the time before a
+    // re-initialisation.
+    if ( it.key().unit == unit_ &&
+         ( groups_.contains( it.key().groupId ) || manager_.preselectorLeft( it.key() ) ) )
       recorded.emplace( it.value(), it.key().groupId );
   }
   for ( const SoftAsic::PreselView & presel : chip_.preselectors( unit_ ) ) {
     if ( !recorded.contains( presel.id ) )
       report( "preselector {} belongs to nobody", presel.id );
-    else if ( presel.users != 1 )
+    else if ( presel.users != ( groups_.contains( recorded[ presel.id ] ) ? 1 : 0 ) )
       report( "preselector {} has {} groups", presel.id, presel.users );
   }
   for ( const auto & [ id, group ] : groups_ )

@@ -67,7 +67,7 @@ template < class Iter >
 Kiv::Ptr< MorvaneTcamEntryManager > holderOf( U32 entry, Iter manager,
                                               const MorvaneTcamEntryManager * but ) {
   for ( ; manager; ++manager ) {
-    const Kiv::Ptr< MorvaneTcamEntryManager > holder = manager.member();
+    Kiv::Ptr< MorvaneTcamEntryManager > holder = manager.member();
     for ( auto it = holder->internalUnitEntryIterConst(); it; ++it )
       if ( holder.rawPtr_ != but && it.member()->entryCreatedHas( entry ) )
         return holder;

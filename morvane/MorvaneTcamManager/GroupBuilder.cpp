@@ -12,7 +12,9 @@ namespace Morvane {
 
 void GroupBuilder::makeQualifierSet() {
   manager_.stageIngressIs( group_, true );
-  addFromList( qualifierList() );
+  const U32 * const list = qualifierList();
+  addFromList( list );
+  noteList( list );
   correctForChipType();
   adjustForUnit();
 }
@@ -45,8 +47,13 @@ void GroupBuilder::addFromList( const U32 * qualifiers ) {
     MORVANE_TRACE( traceDetail ) << "Unit: " << unit_ << " " << request_.operation
                                  << " adding qual=" << *qualifiers;
     qset_.add( *qualifiers );
-    noteQualifier( *qualifiers );
   }
+}
+
+// Only the group's own list decides; what a chip type adds does not.
+void GroupBuilder::noteList( const U32 * qualifiers ) {
+  for ( ; *qualifiers != bcmFieldQualifyCount; ++qualifiers )
+    noteQualifier( *qualifiers );
 }
 
 void GroupBuilder::noteQualifier( U32 qualifier ) {
@@ -80,14 +87,8 @@ void GroupBuilder::correctForChipType() {
       qset_.remove( *qual );
     }
   }
-  if ( manager_.groupIdToIncludeIndexHas( key ) ) {
-    const U32 * qual = getGroupIncludes( manager_.groupIdToIncludeIndex( key ) )->qualifiers;
-    for ( ; *qual != bcmFieldQualifyCount; ++qual ) {
-      MORVANE_TRACE( traceDetail )
-          << "Unit: " << unit_ << " " << request_.operation << " adding qual=" << *qual;
-      qset_.add( *qual );
-    }
-  }
+  if ( manager_.groupIdToIncludeIndexHas( key ) )
+    addFromList( getGroupIncludes( manager_.groupIdToIncludeIndex( key ) )->qualifiers );
 }
 
 void GroupBuilder::adjustForUnit() {
@@ -112,9 +113,8 @@ void GroupBuilder::adjustForUnit() {
 
 void GroupBuilder::prepare() {
   const U32 unit = unit_;
-  bcm_port_config_t portConfig = {};
+  bcm_port_config_t & portConfig = portConfig_;
   SDK_CHECKED( bcm_port_config_get( unit, &portConfig ) );
-  portConfig_ = portConfig;
 
   common_ = {};
   if ( largeSlice_ )
@@ -155,6 +155,9 @@ void GroupBuilder::createPreselector( const PipeCopy & at, bcm_field_group_confi
   const U32 unit = unit_;
   const U32 pipe = at.pipe;
   const bcm_port_config_t & portConfig = portConfig_;
+  // Without the mark, what the books name is of the time before a re-initialisation.
+  if ( manager_.preselectorLeft( { unit, at.pipeGroup } ) )
+    manager_.doDestroyGroupPreselId( unit, at.pipeGroup );
   bcm_field_presel_t preselId = 0;
   SDK_CHECKED( bcm_field_presel_create( unit, &preselId ) );
   manager_.doStoreGroupPreselId( unit, at.pipeGroup, preselId );

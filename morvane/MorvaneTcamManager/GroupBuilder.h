@@ -47,6 +47,7 @@ class GroupBuilder {
   const U32 * qualifierList() const;
   const U32 * mirroringList() const;
   void addFromList( const U32 * qualifiers );
+  void noteList( const U32 * qualifiers );
   void noteQualifier( U32 qualifier );
   void correctForChipType();
   void adjustForUnit();

@@ -65,6 +65,22 @@ Kiv::Ptr< Manager > makeManager( TcamGroupAssignment assignment, const Kiv::Stri
   return manager;
 }
 
+// The member under the key, made by make() when absent. Making it calls the SDK, so that another
+// activity may have put its own there meanwhile: that one stays, and ours gives back what it made.
+template < class Members, class Make, class... Parameters >
+auto memberOrMade( Members & members, TcamGroupAssignment assignment, Make make,
+                   const Parameters &... parameters ) {
+  auto member = members.get( assignment );
+  if ( !member ) {
+    const auto made = make( assignment, parameters... );
+    member = members.instantiate( assignment, [ & ] { return made; } ).ptr();
+    if ( member.rawPtr_ != made.rawPtr_ )
+      made->giveBackRanges();
+  }
+  member->requireSameParameters( parameters... );
+  return member;
+}
+
 }  // namespace
 
 Kiv::Ptr< MorvaneBoundedTcamEntryManager > MorvaneTcamGroupManager::newEntryManager(
@@ -97,28 +113,22 @@ Kiv::ValidPtr< MorvaneBoundedTcamEntryManager > MorvaneTcamGroupManager::entryMa
     TcamGroupAssignment assignment, const Kiv::String8 & desc,
     MorvaneTcamGroupManager * groupManager, U32 group, U32 baseEntry, U32 endEntry,
     TcamAllocationStrategy strategy ) {
-  if ( const Kiv::Ptr< MorvaneBoundedTcamEntryManager > existing = entryManager( assignment ) ) {
-    existing->requireSameParameters( desc, groupManager, group, baseEntry, endEntry, strategy );
-    return existing;
-  }
-  return entryManager_.instantiate( assignment, [ & ] {
-    return newEntryManager( assignment, desc, groupManager, group, baseEntry, endEntry, strategy );
-  } );
+  const auto make = [ this ]( const auto &... parameters ) {
+    return newEntryManager( parameters... );
+  };
+  return memberOrMade( entryManager_, assignment, make, desc, groupManager, group, baseEntry,
+                       endEntry, strategy );
 }
 
 Kiv::ValidPtr< MorvaneUnboundedTcamEntryManager > MorvaneTcamGroupManager::unboundedEntryManagerIs(
     TcamGroupAssignment assignment, const Kiv::String8 & desc,
     MorvaneTcamGroupManager * groupManager, U32 group, U32 baseEntry, U32 endEntry,
     TcamAllocationStrategy strategy ) {
-  if ( const Kiv::Ptr< MorvaneUnboundedTcamEntryManager > existing =
-           unboundedEntryManager( assignment ) ) {
-    existing->requireSameParameters( desc, groupManager, group, baseEntry, endEntry, strategy );
-    return existing;
-  }
-  return unboundedEntryManager_.instantiate( assignment, [ & ] {
-    return newUnboundedEntryManager( assignment, desc, groupManager, group, baseEntry, endEntry,
-                                     strategy );
-  } );
+  const auto make = [ this ]( const auto &... parameters ) {
+    return newUnboundedEntryManager( parameters... );
+  };
+  return memberOrMade( unboundedEntryManager_, assignment, make, desc, groupManager, group,
+                       baseEntry, endEntry, strategy );
 }
 
 // --- Shape -----------------------------------------------------------------------------------

@@ -3,16 +3,19 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cerrno>
 #include <functional>
 #include <string>
 #include <thread>
 
 #include "kiv/Exception.h"
+#include "kiv/Types.h"
 
 namespace {
 
 using Kiv::Lock;
+using Kiv::U32;
 using Kiv::UnlockAnchor;
 
 // What the call threw, or "".
@@ -58,6 +61,22 @@ TEST( LockTest, MisuseIsReportedAndChangesNothing ) KIV_NO_THREAD_SAFETY_ANALYSI
                "Failed to release the lock: Operation not permitted" );
   } );
   EXPECT_TRUE( lock.held() );
+  lock.unlock();
+}
+
+TEST( LockTest, AStrangersUnlockIsNeverSeenByTheHolder ) KIV_NO_THREAD_SAFETY_ANALYSIS {
+  Lock lock;
+  lock.lock();
+  std::atomic< U32 > attempts{ 0 };
+  std::thread stranger( [ & ]() KIV_NO_THREAD_SAFETY_ANALYSIS {
+    for ( ; attempts < 20'000; ++attempts )
+      EXPECT_NE( thrownBy( [ & ]() KIV_NO_THREAD_SAFETY_ANALYSIS { lock.unlock(); } ), "" );
+  } );
+  U32 lost = 0;
+  while ( attempts < 20'000 )
+    lost += !lock.held();
+  stranger.join();
+  EXPECT_EQ( lost, 0U );
   lock.unlock();
 }
 

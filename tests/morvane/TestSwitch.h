@@ -13,6 +13,7 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "morvane/MorvaneTcamGroupManager.h"
@@ -53,6 +54,36 @@ SoftAsic::ChipProfile profile( const Chip & chip );
 
 // The texts of the SDK calls that some code makes, with their results and without file and line.
 std::vector< std::string > callTexts( const std::function< void() > & code );
+
+// Lets another activity run while an SDK call has the activity lock given up.
+class Interloper : public Shim::SdkDecorator {
+ public:
+  using SdkDecorator::SdkDecorator;
+
+  // Once, at the end of the next call of `op`.
+  void arm( SdkOp op, std::function< void() > code ) {
+    op_ = op;
+    code_ = std::move( code );
+  }
+  void sdkUnlock() override KIV_NO_THREAD_SAFETY_ANALYSIS {
+    SdkDecorator::sdkUnlock();
+    if ( !std::exchange( due_, false ) )
+      return;
+    const Kiv::LockGuard guard( Kiv::ActivityUnlockAnchor::lock() );
+    std::exchange( code_, nullptr )();
+  }
+
+ protected:
+  int around( const Shim::SdkCallInfo & info, const Shim::SdkInvocation & call ) override {
+    due_ = code_ && info.op == op_;
+    return call();
+  }
+
+ private:
+  SdkOp op_ = SdkOp::count;
+  std::function< void() > code_;
+  bool due_ = false;
+};
 
 class TestSwitch {
  public:
@@ -100,7 +131,8 @@ class TestSwitch {
   const Chip chip;
   SoftAsic::SoftAsic asic;
   SoftAsic::FaultInjector faults{ asic };
-  SoftAsic::CallLog log{ faults };
+  Interloper meanwhile{ faults };
+  SoftAsic::CallLog log{ meanwhile };
   TestPlatform platform;
   MorvaneCentral::ChipInfo chipInfo = {};  // of every unit
   Kiv::Ptr< MorvaneTcamGroupManager > groups;
