@@ -343,7 +343,9 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   void noteUdfProgrammed( U32 unit );
   bool referenceExisting( U32 unit, U32 group, const PipeCopy & at, GroupReferences & taken );
 
-  Kiv::Scalar< bool > initialized_{ this, "initialized", false };
+  Kiv::Scalar< bool > initialized_{
+      this, "initialized", false, nullptr,
+      []( auto & self, bool value ) { self.initializedIs( value ); } };
   Kiv::Ptr< const MorvaneOvidUtBitmapDir > ovidUtBitmapDir_;
   bool singleView_;
   U32 exhaustedMarks_ = 0;
