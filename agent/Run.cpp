@@ -24,6 +24,7 @@ class RunJob {
         replay_( session_, feature_ ) {}
 
   RunReport run();
+  void lend( const std::function< void( SwitchSession & ) > & use );
 
  private:
   void program();
@@ -58,6 +59,11 @@ RunReport RunJob::run() {
     verify();
   report_.sdkCalls = session_.sdkCalls();
   return std::move( report_ );
+}
+
+void RunJob::lend( const std::function< void( SwitchSession & ) > & use ) {
+  program();
+  use( session_ );
 }
 
 void RunJob::program() {
@@ -167,6 +173,11 @@ bool RunReport::allWell() const {
 
 RunReport run( const RunInput & input ) {
   return RunJob( input ).run();
+}
+
+void withProgrammedSwitch( const RunInput & input,
+                           const std::function< void( SwitchSession & ) > & use ) {
+  RunJob( input ).lend( use );
 }
 
 }  // namespace Agent

@@ -1,6 +1,7 @@
 // The agent's main job: start the library on a switch, program access lists, classify packets.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -11,6 +12,8 @@
 #include "platform/PlatformModel.h"
 
 namespace Agent {
+
+class SwitchSession;
 
 // As they were asked for on the command line.
 struct RunOptions {
@@ -49,5 +52,10 @@ RunInput readInput( const RunOptions & options );
 // a port of every pipe and copy with a walk over the rules, then runs the auditor. Called with the
 // activity lock held.
 RunReport run( const RunInput & input );
+
+// Programs the access lists on a switch of its own, sends no packets, and lends the switch to
+// `use`. Called with the activity lock held.
+void withProgrammedSwitch( const RunInput & input,
+                           const std::function< void( SwitchSession & ) > & use );
 
 }  // namespace Agent
