@@ -202,6 +202,22 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   void clearHitsForEntry( U32 unit, U32 entry );
   void clearBytesForEntry( U32 unit, U32 entry );
 
+  // --- Range checkers and policers -------------------------------------------------------------
+
+  // The group manager's shared range checkers (morvane/MorvaneTcamGroupManager.h): 0 when the unit
+  // has none left. An entry refers to a checker by the SDK's range qualifier; give the checker back
+  // after the entry is released, or installed without it.
+  U32 getRangeChecker( U32 unit, RangeCheckerDesc desc );
+  void releaseRangeChecker( U32 unit, RangeCheckerDesc desc );
+  // No range checker is left on the unit.
+  bool rangeCheckersExhausted( U32 unit ) const;
+
+  // Attaches the group manager's policer `basePolicerId` to every hardware copy of the entry, each
+  // to that of its own pipe, or detaches it. An entry has at most one; releasing the entry detaches
+  // it. An exception leaves every copy as it was, for which `basePolicerId` must be the attached
+  // policer also when it is detached.
+  void attachPolicer( U32 unit, U32 entry, U32 basePolicerId, bool attach ) const;
+
   // --- User-defined fields of mirroring groups -------------------------------------------------
   //
   // A rule that matches on a user-defined field: initializeGroup (the group must exist on the
@@ -226,22 +242,6 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   // that is not programmed.
   void verifyMirroringAclUdf( U32 unit, S32 aclType, U32 ethType, UdfOffsetBase base, U8 offset,
                               U8 length ) const;
-
-  // --- Range checkers and policers -------------------------------------------------------------
-
-  // The group manager's shared range checkers (morvane/MorvaneTcamGroupManager.h): 0 when the unit
-  // has none left. An entry refers to a checker by the SDK's range qualifier; give the checker back
-  // after the entry is released, or installed without it.
-  U32 getRangeChecker( U32 unit, RangeCheckerDesc desc );
-  void releaseRangeChecker( U32 unit, RangeCheckerDesc desc );
-  // No range checker is left on the unit.
-  bool rangeCheckersExhausted( U32 unit ) const;
-
-  // Attaches the group manager's policer `basePolicerId` to every hardware copy of the entry, each
-  // to that of its own pipe, or detaches it. An entry has at most one; releasing the entry detaches
-  // it. An exception leaves every copy as it was, for which `basePolicerId` must be the attached
-  // policer also when it is detached.
-  void attachPolicer( U32 unit, U32 entry, U32 basePolicerId, bool attach ) const;
 
  protected:
   // The allocator behind every getEntry. `entry` is an entry id of the range, or anyEntry.

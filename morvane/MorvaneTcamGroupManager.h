@@ -248,6 +248,9 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   U32 exhaustedMarks() const { return exhaustedMarks_; }
   void exhaustedMarksInc( S32 delta ) { exhaustedMarks_ += static_cast< U32 >( delta ); }
 
+  // Whether any hardware copy of the group exists on the unit.
+  bool groupExists( U32 unit, U32 groupId ) const;
+
   // --- Range checkers --------------------------------------------------------------------------
 
   // Hardware id of the checker for `desc` on the unit, for the SDK's range qualifier; takes one
@@ -278,9 +281,6 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   // The policer of one pipe: the base id with the pipe's bits, or the base id itself on a unit
   // whose pipes share one field processor, and with it one space of policer ids.
   U32 getPipePolicerId( U32 unit, U32 pipe, U32 basePolicerId ) const;
-
-  // Whether any hardware copy of the group exists on the unit.
-  bool groupExists( U32 unit, U32 groupId ) const;
 
   // --- User-defined fields of mirroring groups -------------------------------------------------
   //

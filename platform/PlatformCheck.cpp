@@ -7,6 +7,7 @@
 
 #include "morvane/TcamIds.h"
 #include "platform/PlatformModel.h"
+#include "shim/SdkCall.h"
 #include "softasic/SoftAsic.h"
 
 namespace Platform {
@@ -100,6 +101,7 @@ class StartUpTrial {
   }
 
   std::optional< PlatformFault > run() {
+    const Shim::SdkLockGuard guard( chip_ );
     const std::vector< EntryRange > ranges = entryRanges( data_ );
     for ( U32 i = 0; i < ranges.size(); ++i ) {
       const ReservationData & user = data_.reservations[ i ];

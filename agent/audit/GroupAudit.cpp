@@ -33,13 +33,22 @@ void UnitAudit::auditCounts( U32 pipeGroup, const Morvane::GroupCounts & counts 
 S64 UnitAudit::expectedReferences( U32 pipeGroup ) const {
   const U32 groupId = Morvane::tcamNumberBits.get( pipeGroup );
   const auto held = references_.find( groupId );
-  if ( held == references_.end() )
+  if ( held == references_.end() || !isCopy( pipeGroup ) )
     return 0;
   // A mirroring group that exists takes no further references.
   if ( manager_.groupMirroringAclValid( static_cast< U8 >( groupId ) ) )
     return std::min< S64 >( held->second, 1 );
   // Both pipes of the outer-VLAN workaround share one hardware group.
   return manager_.ovidWar( groupId ) ? 2 * held->second : held->second;
+}
+
+// Start-up sizes the counter records of a group by other qualifiers than its creation does.
+bool UnitAudit::isCopy( U32 pipeGroup ) const {
+  for ( const Morvane::PipeCopy at :
+        manager_.pipeCopies( unit_, Morvane::tcamNumberBits.get( pipeGroup ) ) )
+    if ( at.pipeGroup == pipeGroup )
+      return true;
+  return false;
 }
 
 void UnitAudit::auditPreselectors() {

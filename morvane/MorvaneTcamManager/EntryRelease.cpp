@@ -47,6 +47,8 @@ bool MorvaneTcamEntryManager::releaseEntryCopy( U32 unit, UnitEntriesCreated & e
                                                 const PipeCopy & at, U32 entryId ) {
   if ( !entries.groupIdHas( entryId ) )
     return false;
+  // The books do not say whether the entry has a policer, and a busy entry cannot go.
+  SDK_CHECKED( bcm_field_entry_policer_detach_all( unit, entryId ) );
   if ( allocateStatsPerEntry() )
     removeStats( unit, entries, entryId );
   bool sliceFreed = false;

@@ -72,7 +72,7 @@ auto memberOrMade( Members & members, TcamGroupAssignment assignment, Make make,
                    const Parameters &... parameters ) {
   auto member = members.get( assignment );
   if ( !member ) {
-    const auto made = make( assignment, parameters... );
+    auto made = make( assignment, parameters... );
     member = members.instantiate( assignment, [ & ] { return made; } ).ptr();
     if ( member.rawPtr_ != made.rawPtr_ )
       made->giveBackRanges();

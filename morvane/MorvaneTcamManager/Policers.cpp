@@ -16,19 +16,19 @@ U32 MorvaneTcamGroupManager::getPipePolicerId( U32 unit, U32 pipe, U32 basePolic
 
 U32 MorvaneTcamGroupManager::createPolicer( U32 unit, U8 * policerCfg ) const {
   KIV_ASSERT( __null != policerCfg && "Invalid parameter, policer config is empty" );
-  bcm_policer_config_t * const polCfg = (bcm_policer_config_t *)policerCfg;
+  bcm_policer_config_t * const polCfg = ( bcm_policer_config_t * )policerCfg;
   U32 basePolicerId = 0;
   U32 created = 0;
   try {
     for ( U32 pipe = 0; pipe < numPipe(); ++pipe ) {
       U32 policerId = 0;
       if ( pipe == 0 ) {
-        SDK_CHECKED( bcm_policer_create( unit, polCfg, (bcm_policer_t *)&basePolicerId ) );
+        SDK_CHECKED( bcm_policer_create( unit, polCfg, ( bcm_policer_t * )&basePolicerId ) );
         policerId = basePolicerId;
       } else {
         policerId = getPipePolicerId( unit, pipe, basePolicerId );
         polCfg->flags |= BCM_POLICER_WITH_ID;
-        SDK_CHECKED( bcm_policer_create( unit, polCfg, (bcm_policer_t *)&policerId ) );
+        SDK_CHECKED( bcm_policer_create( unit, polCfg, ( bcm_policer_t * )&policerId ) );
       }
       ++created;
       MORVANE_TRACE( traceEntry ) << "Unit: " << unit << " createPolicer"
@@ -47,7 +47,7 @@ void MorvaneTcamGroupManager::setPolicer( U32 unit, U32 basePolicerId, U8 * poli
     const U32 policerId = getPipePolicerId( unit, pipe, basePolicerId );
     MORVANE_TRACE( traceEntry ) << "Unit: " << unit << " setPolicer"
                                 << "policerId=0x" << Snaptrace::hex( policerId ) << ")";
-    SDK_CHECKED( bcm_policer_set( unit, policerId, (bcm_policer_config_t *)policerCfg ) );
+    SDK_CHECKED( bcm_policer_set( unit, policerId, ( bcm_policer_config_t * )policerCfg ) );
   }
 }
 
@@ -61,7 +61,7 @@ void MorvaneTcamGroupManager::destroyPolicers( U32 unit, U32 basePolicerId, U32 
     const U32 policerId = getPipePolicerId( unit, pipe, basePolicerId );
     MORVANE_TRACE( traceEntry ) << "Unit: " << unit << " removePolicer"
                                 << "(policerId=0x" << Snaptrace::hex( policerId ) << ")";
-    SDK_CHECKED( bcm_policer_destroy( unit, (bcm_policer_t)policerId ) );
+    SDK_CHECKED( bcm_policer_destroy( unit, ( bcm_policer_t )policerId ) );
   }
 }
 

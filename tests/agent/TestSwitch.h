@@ -30,6 +30,7 @@ inline Platform::PlatformData testPlatform( const ChipSize & size ) {
     "name": "test",
     "chip": {{ "name": "T", "type": 1, "pipes": {}, "portsPerPipe": 8, "statistics": {},
       "secondCopy": {}, "groupByPreselector": {}, "sharedByPipes": {}, "preselectors": 64,
+      "rangeCheckers": 4, "policers": 4,
       "stages": [ {{ "stage": "IFP", "slices": [ {{ "count": {}, "depth": 32, "keyBits": 192 }} ] }} ] }},
     "groups": [
       {{ "id": 1, "match": "ipv4", "qualifiers": [ "StageIngress", "IpType", "SrcIp", "DstIp",

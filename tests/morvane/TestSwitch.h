@@ -43,6 +43,13 @@ struct Chip {
   U32 largeSlices = 0;
   U32 depth = 64;
   U32 statistics = 1024;
+  U32 rangeCheckers = 4;
+  U32 policers = 16;  // of each pipe
+  U32 keyBits = 512;
+  bool paired = false;  // a key that is too wide takes two slices
+  bool fixedKeys = false;
+  U32 dataChunks = 16;
+  U32 dataFormats = 16;
 
   friend void PrintTo( const Chip & chip, std::ostream * out ) {
     *out << fmt::format( "{} pipes{}{}, {} units", chip.pipes, chip.secondCopy ? " twice" : "",
@@ -52,7 +59,9 @@ struct Chip {
 
 SoftAsic::ChipProfile profile( const Chip & chip );
 
-// The texts of the SDK calls that some code makes, with their results and without file and line.
+// The lines that some code writes to the text trace.
+std::vector< std::string > lines( const std::function< void() > & code );
+// The texts of the SDK calls that it makes, with their results and without file and line.
 std::vector< std::string > callTexts( const std::function< void() > & code );
 
 // Lets another activity run while an SDK call has the activity lock given up.
@@ -122,6 +131,8 @@ class TestSwitch {
   // The logged calls of some operations, one "name id" each without the SDK's prefix, the id in
   // hexadecimal; the log is cleared.
   std::vector< std::string > calls( const std::vector< SdkOp > & ops );
+  // The calls of a run that nothing disturbs, made in a child: this switch stays as it is.
+  std::vector< SoftAsic::CallRecord > callsOf( const std::function< void() > & run );
 
   // Qualifies the pipe-0, copy-0 entry on a destination address.
   void match( U32 unit, U32 entry, U32 dstIp ) const;
