@@ -86,6 +86,14 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   U32 exhaustedSize() const { return exhausted_.size(); }
   bool exhaustedHas( U32 unit ) const { return exhausted_.has( unit ); }
   virtual void exhaustedNotify( U32 unit );
+
+ protected:
+  Kiv::Values< Kiv::RbTreeMap, U32, bool > exhausted_{
+      this, "exhausted", []( auto & self, U32 unit ) { self.exhaustedNotify( unit ); },
+      []( auto & self, U32 unit, bool value ) { self.exhaustedIs( unit, value ); },
+      []( auto & self, U32 unit ) { return self.exhaustedDel( unit ); } };
+
+ public:
   // By unit: the entries handed out.
   KIV_MEMBERS( Kiv::RbTreeMap, U32, UnitEntriesCreated, internalUnitEntry, InternalUnitEntry );
   // Highest priority that the group allows; 0 until it is read from hardware.
@@ -251,11 +259,6 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
  private:
   friend class EntryAllocation;
   friend class MirroringGroupRebuild;
-
-  Kiv::Values< Kiv::RbTreeMap, U32, bool > exhausted_{
-      this, "exhausted", []( auto & self, U32 unit ) { self.exhaustedNotify( unit ); },
-      []( auto & self, U32 unit, bool value ) { self.exhaustedIs( unit, value ); },
-      []( auto & self, U32 unit ) { return self.exhaustedDel( unit ); } };
 
   Kiv::ValidPtr< UnitEntriesCreated > unitEntries( U32 unit ) const;
   PipeCopies copies( U32 unit );
