@@ -63,16 +63,12 @@ class Card : public Entity {
   KIV_VALUES( Kiv::FamilyMap, U32, U32, copies, Copies );
   KIV_COUNTS( Kiv::HashMap, String8, S32, users, Users );
   KIV_MEMBERS( Kiv::HashMap, U16, Port, port, Port );
-  // Written by hand: its setter refuses odd numbers, and it tells nobody.
-  void evenIs( U32 value ) { even_.set( value & ~1U ); }
 
   U32 weigh( U32 unit, const String8 & label ) { return unit * 100 + label.size(); }
   bool isUplink( const Ptr< Port > & port ) const { return port == uplink(); }
   void reset() { modeIs( modeOff ); }
 
  private:
-  Kiv::Scalar< U32 > even_{ this, "even", 0, nullptr,
-                            []( auto & self, U32 value ) { self.evenIs( value ); } };
   Kiv::Scalar< U32 > closed_{ this, "closed", 9 };
 };
 
@@ -96,10 +92,6 @@ struct LoudCard : Card, Card::Notifiee {
     told += "labelIs;", Card::labelIs( key, value );
   }
   bool labelDel( U32 key ) override { return key != 13 && Card::labelDel( key ); }
-  Kiv::ValidPtr< Port > portIs( U16 key ) override {
-    told += "portIs;";
-    return Card::portIs( key );
-  }
   void labelNotify( U32 key ) override {
     told += "label" + std::to_string( key ) + ";";
     Card::labelNotify( key );
@@ -127,14 +119,18 @@ class GenericIfTest : public testing::Test {
   GenericIf generic{ Ptr< Entity >( card ) };
 };
 
-template < class Exception >
-std::string message( const std::function< void() > & act ) {
+// Which of the object model's refusals something met, and its words.
+std::string refusal( const std::function< void() > & act ) {
   try {
     act();
-  } catch ( const Exception & exception ) {
-    return exception.what();
+  } catch ( const Kiv::TypeException & exception ) {
+    return std::string( "type: " ) + exception.what();
+  } catch ( const Kiv::NoImplementationException & exception ) {
+    return std::string( "not supported: " ) + exception.what();
+  } catch ( const Kiv::UnhashableException & exception ) {
+    return std::string( "unhashable: " ) + exception.what();
   }
-  return "(not thrown)";
+  return "";
 }
 
 TEST_F( GenericIfTest, AttributesAreWalkedInDeclarationOrderWithTheirTypes ) {
@@ -146,7 +142,7 @@ TEST_F( GenericIfTest, AttributesAreWalkedInDeclarationOrderWithTheirTypes ) {
   }
   EXPECT_THAT( seen, ElementsAre( "slot: U8", "mode: Mode", "uplink: entity", "ports: Test::Ports",
                                   "label U32: String8", "copies U32: U32", "users String8: S32",
-                                  "port U16: entity", "even: U32", "closed: U32" ) );
+                                  "port U16: entity", "closed: U32" ) );
   EXPECT_EQ( generic.attribute( "mode" ).valueType().enumeration()->valueAt( 1 ), modeOn );
   EXPECT_EQ( read( "ports" ).parts()[ 0 ].elements.size(), 2u );
 }
@@ -168,16 +164,11 @@ TEST_F( GenericIfTest, WritesRunTheEntitysOwnSettersAndTellOnceOfChanges ) {
   EXPECT_EQ( card->copies( 1U << 24 | 7 ), 8u );
   write( "ports", {}, Any( Ports{ { 1, 2 } } ) );
   EXPECT_EQ( read( "ports" ).strep(), "Value('Test::Ports', ** {'bits': [1, 2]})" );
-  write( "even", {}, Any( U32( 7 ) ) );
-  EXPECT_EQ( read( "even" ).as< U32 >(), 6u );
 }
 
 TEST_F( GenericIfTest, EntitiesAreInsertedReferredToAndDeleted ) {
   const Any made = generic.genericIfAttributeOp( "port", AttributeOp::insert, Any( U16( 7 ) ) );
-  const Any found = generic.genericIfAttributeOp( "port", AttributeOp::insert, Any( U16( 7 ) ) );
   EXPECT_EQ( made.as< Ptr< Entity > >(), card->port( 7 ) );
-  EXPECT_EQ( found.as< Ptr< Entity > >(), card->port( 7 ) );
-  EXPECT_EQ( card->take(), "portIs;portIs;" );
   write( "uplink", {}, made );
   EXPECT_EQ( card->uplink(), card->port( 7 ) );
   EXPECT_EQ( read( "uplink" ).strep(), "'7'" );
@@ -185,10 +176,8 @@ TEST_F( GenericIfTest, EntitiesAreInsertedReferredToAndDeleted ) {
   EXPECT_EQ( read( "port", Any( U16( 7 ) ) ).strep(), "None" );
   write( "uplink", {}, Any( Ptr< Entity >() ) );
   EXPECT_EQ( card->uplink(), nullptr );
-  EXPECT_EQ( message< Kiv::RangeException >( [ & ] {
-               generic.genericIfAttributeOp( "port", AttributeOp::insert, Any( U16( 0 ) ) );
-             } ),
-             "null ValidPtr" );
+  EXPECT_THROW( generic.genericIfAttributeOp( "port", AttributeOp::insert, Any( U16( 0 ) ) ),
+                Kiv::RangeException );
 }
 
 TEST_F( GenericIfTest, KeysAreWalkedWhileTheirMembersAreDeleted ) {
@@ -199,142 +188,76 @@ TEST_F( GenericIfTest, KeysAreWalkedWhileTheirMembersAreDeleted ) {
     EXPECT_EQ( i.value().as< String8 >(), "x" );
     seen.emplace_back( i.key().strep().charPtr() );
     seen.emplace_back( i.iterDel() ? "deleted" : "kept" );
-    EXPECT_EQ( i.key().strep(), seen[ seen.size() - 2 ].c_str() );
   }
   EXPECT_THAT( seen, ElementsAre( "12", "deleted", "13", "kept", "14", "deleted" ) );
-  // The walk outlives whoever started it.
-  auto last = generic.genericIfAttributeIteratorKey( "label" );
-  generic = GenericIf( Kiv::make< Entity >( "other" ) );
-  card = nullptr;
-  EXPECT_EQ( last.key().as< U32 >(), 13u );
 }
 
 TEST_F( GenericIfTest, WhatDoesNotFitIsRefusedAndChangesNothing ) {
-  using Kiv::NoImplementationException;
-  using Kiv::TypeException;
-  const struct {
-    const char * attribute;
-    AttributeOp op;
-    Any key, value;
-    std::string refusal;
-  } cases[] = {
-      { "mode",
-        AttributeOp::write,
-        {},
-        Any( U32( 1 ) ),
-        "type: attribute mode takes Mode, not U32" },
-      { "mode", AttributeOp::write, {}, {}, "type: attribute mode takes Mode, not nothing" },
-      { "mode", AttributeOp::read, Any( U32( 1 ) ), {}, "type: attribute mode has no keys" },
-      { "mode",
-        AttributeOp::read,
-        {},
-        Any( modeOn ),
-        "type: only a write of attribute mode takes a value" },
-      { "uplink",
-        AttributeOp::write,
-        {},
-        Any( Ptr< Entity >( card ) ),
-        "type: attribute uplink takes entities of another class" },
-      { "label",
-        AttributeOp::read,
-        {},
-        {},
-        "type: the key of attribute label takes U32, not nothing" },
-      { "label", AttributeOp::write, Any( U16( 1 ) ), Any( String8() ),
-        "type: the key of attribute label takes U32, not U16" },
-      { "users",
-        AttributeOp::del,
-        Any( Ports() ),
-        {},
-        "unhashable: a value of type Test::Ports has no hash" },
-      { "port",
-        AttributeOp::insert,
-        Any( Ptr< Entity >() ),
-        {},
-        "unhashable: a value of type entity has no hash" },
-      { "slot",
-        AttributeOp::write,
-        {},
-        Any( U8( 1 ) ),
-        "not supported: attribute slot of Test::Card does not support write" },
-      { "closed",
-        AttributeOp::write,
-        {},
-        Any( U32( 1 ) ),
-        "not supported: attribute closed of Test::Card does not support write" },
-      { "label",
-        AttributeOp::insert,
-        Any( U32( 1 ) ),
-        {},
-        "not supported: attribute label of Test::Card does not support insert" },
-      { "port", AttributeOp::write, Any( U16( 1 ) ), Any( Ptr< Entity >() ),
-        "not supported: attribute port of Test::Card does not support write" },
-      { "mode",
-        AttributeOp::del,
-        {},
-        {},
-        "not supported: attribute mode of Test::Card does not support delete" },
-      { "moda", AttributeOp::read, {}, {}, "not supported: Test::Card has no attribute moda" },
+  const auto refused = [ this ]( AttributeOp op, const char * attribute, const Any & key,
+                                 const Any & value ) {
+    return refusal( [ & ] { generic.genericIfAttributeOp( attribute, op, key, value ); } );
   };
-  for ( const auto & c : cases ) {
-    std::string refusal;
-    try {
-      generic.genericIfAttributeOp( c.attribute, c.op, c.key, c.value );
-    } catch ( const TypeException & exception ) {
-      refusal = std::string( "type: " ) + exception.what();
-    } catch ( const NoImplementationException & exception ) {
-      refusal = std::string( "not supported: " ) + exception.what();
-    } catch ( const Kiv::UnhashableException & exception ) {
-      refusal = std::string( "unhashable: " ) + exception.what();
-    }
-    EXPECT_EQ( refusal, c.refusal );
-  }
+  using enum AttributeOp;
+  const Any none, one( U32( 1 ) ), nobody{ Ptr< Entity >() }, me{ Ptr< Entity >( card ) };
+  const std::string key = "type: the key of attribute label takes U32, not ";
+  const std::string of = " of Test::Card does not support ";
+  EXPECT_EQ( refused( write, "mode", none, one ), "type: attribute mode takes Mode, not U32" );
+  EXPECT_EQ( refused( write, "mode", none, none ), "type: attribute mode takes Mode, not nothing" );
+  EXPECT_EQ( refused( read, "mode", one, none ), "type: attribute mode has no keys" );
+  EXPECT_EQ( refused( read, "mode", none, one ),
+             "type: only a write of attribute mode takes a value" );
+  EXPECT_EQ( refused( write, "uplink", none, me ),
+             "type: attribute uplink takes entities of another class" );
+  EXPECT_EQ( refused( read, "label", none, none ), key + "nothing" );
+  EXPECT_EQ( refused( write, "label", Any( U16( 1 ) ), Any( String8() ) ), key + "U16" );
+  EXPECT_EQ( refused( del, "users", Any( Ports() ), none ),
+             "unhashable: a value of type Test::Ports has no hash" );
+  EXPECT_EQ( refused( insert, "port", nobody, none ),
+             "unhashable: a value of type entity has no hash" );
+  EXPECT_EQ( refused( write, "slot", none, one ), "not supported: attribute slot" + of + "write" );
+  EXPECT_EQ( refused( write, "closed", none, one ),
+             "not supported: attribute closed" + of + "write" );
+  EXPECT_EQ( refused( insert, "label", one, none ),
+             "not supported: attribute label" + of + "insert" );
+  EXPECT_EQ( refused( write, "port", one, nobody ),
+             "not supported: attribute port" + of + "write" );
+  EXPECT_EQ( refused( del, "mode", none, none ), "not supported: attribute mode" + of + "delete" );
+  EXPECT_EQ( refused( read, "moda", none, none ),
+             "not supported: Test::Card has no attribute moda" );
+  EXPECT_EQ( refusal( [ & ] { generic.genericIfAttributeIteratorKey( "slot" ); } ),
+             "not supported: attribute slot has no keys to walk" );
   EXPECT_EQ( card->take(), "" );
-  EXPECT_EQ( message< NoImplementationException >(
-                 [ & ] { generic.genericIfAttributeIteratorKey( "slot" ); } ),
-             "attribute slot has no keys to walk" );
-  EXPECT_EQ( message< TypeException >( [ & ] { read( "mode" ).as< U32 >(); } ),
-             "the reader takes U32, not Mode" );
 }
 
 TEST_F( GenericIfTest, PublishedFunctionsAreCalledByName ) {
-  EXPECT_EQ( call( "weigh", { Any( U32( 2 ) ), Any( String8( "abc" ) ) } ).as< U32 >(), 203u );
+  const Any two( U32( 2 ) );
+  EXPECT_EQ( call( "weigh", { two, Any( String8( "abc" ) ) } ).as< U32 >(), 203u );
   EXPECT_TRUE( call( "isUplink", { Any( Ptr< Entity >() ) } ).as< bool >() );
   card->modeIs( modeOn );
   EXPECT_TRUE( call( "reset", {} ).empty() );
   EXPECT_EQ( card->mode(), modeOff );
-  EXPECT_EQ( message< Kiv::TypeException >( [ & ] { call( "weigh", { Any( U32( 2 ) ) } ); } ),
-             "weigh takes 2 arguments, not 1" );
-  EXPECT_EQ( message< Kiv::TypeException >( [ & ] {
-               call( "weigh", { Any( U32( 2 ) ), Any( U32( 3 ) ) } );
+  EXPECT_EQ( refusal( [ & ] { call( "weigh", { two } ); } ),
+             "type: weigh takes 2 arguments, not 1" );
+  EXPECT_EQ( refusal( [ & ] {
+               call( "weigh", { two, two } );
              } ),
-             "parameter 2 of weigh takes String8, not U32" );
-  EXPECT_EQ( message< Kiv::NoImplementationException >( [ & ] { call( "weight", {} ); } ),
-             "Test::Card has no published function weight" );
+             "type: parameter 2 of weigh takes String8, not U32" );
+  EXPECT_EQ( refusal( [ & ] { call( "weight", {} ); } ),
+             "not supported: Test::Card has no published function weight" );
 }
 
-TEST( AnyTest, ValuesAreSharedComparedAndHashedByTheirType ) {
+TEST( AnyTest, ValuesAreComparedAndHashedByTheirType ) {
   const Any five( U32( 5 ) );
   EXPECT_EQ( five.hash(), Kiv::hash( U32( 5 ) ) );
   EXPECT_TRUE( five < Any( U32( 6 ) ) );
-  EXPECT_FALSE( five < Any( U16( 6 ) ) || Any() < five || five < five );
-  EXPECT_FALSE( five.is< S32 >() );
-  EXPECT_THROW( Any( Ports() ).hash(), Kiv::UnhashableException );
-  EXPECT_THROW( Any().type(), Kiv::TypeException );
-  EXPECT_TRUE( Kiv::typeOf< Mode >().fromStrRep( "modeOn" ).is< Mode >() );
-  EXPECT_THROW( Kiv::typeOf< Mode >().fromStrRep( "modeOn " ), Kiv::TypeException );
-  EXPECT_THROW( Kiv::typeOf< Ptr< Entity > >().fromStrRep( "'card'" ),
-                Kiv::NoImplementationException );
+  EXPECT_FALSE( five < Any( U16( 6 ) ) || Any() < five || five < five || five.is< S32 >() );
+  EXPECT_EQ( refusal( [ & ] { five.as< S32 >(); } ), "type: the reader takes S32, not U32" );
+  EXPECT_EQ( refusal( [] { Kiv::typeOf< Ptr< Entity > >().fromStrRep( "'card'" ); } ),
+             "not supported: an entity cannot be made from text" );
 }
 
-// What generic tools need must cost an attribute nothing: the map or value, the list's links, and
-// one pointer to the owner's calls.
-TEST( GenericIfSizeTest, AttributesHoldOnePointerForTheirCalls ) {
-  constexpr std::size_t base = sizeof( Kiv::AttributeBase );
-  EXPECT_EQ( base, 4 * sizeof( void * ) );
-  EXPECT_EQ( sizeof( Kiv::Scalar< U64 > ), base + sizeof( U64 ) + sizeof( void * ) );
-  EXPECT_EQ( sizeof( Kiv::Values< Kiv::HashMap, U32, U32 > ),
-             base + sizeof( Kiv::HashMap< U32, U32 > ) + sizeof( void * ) );
-}
+// What generic tools need costs an attribute no memory: one pointer leads to the owner's calls.
+static_assert( sizeof( Kiv::AttributeBase ) == 4 * sizeof( void * ) );
+static_assert( sizeof( Kiv::Scalar< void * > ) == 6 * sizeof( void * ) );
 
 }  // namespace
