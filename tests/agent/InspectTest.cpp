@@ -38,7 +38,7 @@ TEST_F( InspectTest, PathsNameEntitiesCollectionsMembersAndValues ) {
   EXPECT_EQ( show( "groupManager/entryManager[ipAclTcamGroup]/exhausted" ),
              "exhausted[0] = False\n" );
   EXPECT_EQ( show( "groupManager/entryManager[ipAclTcamGroup]/exhausted[0]" ), "False\n" );
-  EXPECT_EQ( show( "groupManager/entryManager[ipAclTcamGroup]/groupManager/maxPorts" ), "0\n" );
+  EXPECT_EQ( show( "groupManager/entryManager[ipAclTcamGroup]/groupManager/maxPorts" ), "16\n" );
   EXPECT_EQ( show( "groupManager/ovidWarSm" ), "None\n" );
   EXPECT_EQ( show( "groupManager/rangeChecker" ), "rangeChecker (empty)\n" );
   session_.groupManager().groupIdToPreselIdIs( { 0, 1 }, 5 );
