@@ -20,6 +20,7 @@
 #include "kiv/Enum.h"
 #include "kiv/Exception.h"
 #include "kiv/Export.h"
+#include "kiv/Ptr.h"
 #include "kiv/StrepReader.h"
 #include "kiv/ValueType.h"
 
@@ -45,6 +46,8 @@ constexpr const char * typeName() {
   } else if constexpr ( HasFields< T > ) {
     return T::typeName;
   } else {
+    static_assert( std::is_same_v< T, Ptr< Entity > >,
+                   "the type needs a text form: fields() and typeName (kiv/ValueType.h)" );
     return "entity";
   }
 }
