@@ -30,6 +30,7 @@ class RunJob {
         feature_( session_.groupManager(), SwitchSession::unit, input.platform, input.ports ) {}
 
   RunReport run();
+  void lend( const std::function< void( SwitchSession & ) > & use );
 
  private:
   void program();
@@ -68,6 +69,11 @@ RunReport RunJob::run() {
   if ( input_.verify )
     audit( "when all was taken back: " );
   return std::move( report_ );
+}
+
+void RunJob::lend( const std::function< void( SwitchSession & ) > & use ) {
+  program();
+  use( session_ );
 }
 
 void RunJob::program() {
@@ -211,6 +217,11 @@ bool RunReport::allWell() const {
 
 RunReport run( const RunInput & input ) {
   return RunJob( input ).run();
+}
+
+void withProgrammedSwitch( const RunInput & input,
+                           const std::function< void( SwitchSession & ) > & use ) {
+  RunJob( input ).lend( use );
 }
 
 }  // namespace Agent

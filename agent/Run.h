@@ -1,6 +1,7 @@
 // The agent's main job: start the library on a switch, program access lists, classify packets.
 #pragma once
 
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -12,6 +13,8 @@
 #include "platform/PlatformModel.h"
 
 namespace Agent {
+
+class SwitchSession;
 
 // As they were asked for on the command line.
 struct RunOptions {
@@ -60,5 +63,10 @@ void applyPolice( const std::vector< std::string > & police, std::vector< Acl > 
 // the auditor, once more when everything has been taken back. Called with the activity lock held.
 // Throws Platform::InputError for a user-defined field that a flow-programming group lacks.
 RunReport run( const RunInput & input );
+
+// Programs the access lists on a switch of its own, sends no packets, and lends the switch to
+// `use`. Called with the activity lock held.
+void withProgrammedSwitch( const RunInput & input,
+                           const std::function< void( SwitchSession & ) > & use );
 
 }  // namespace Agent

@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "agent/Inspect.h"
 #include "agent/Run.h"
+#include "agent/SwitchSession.h"
 #include "agent/TextTable.h"
 #include "kiv/Lock.h"
 #include "platform/InputError.h"
@@ -106,6 +108,27 @@ int runCommand( const Agent::RunOptions & options, const OutputOptions & output 
   return report.allWell() ? exitWell : exitDifference;
 }
 
+void addInspectOptions( CLI::App & app, Agent::InspectOptions & inspect ) {
+  app.add_option( "PATH", inspect.path,
+                  "What to show, e.g. groupManager/entryManager[ipAclTcamGroup]/exhausted; without "
+                  "it the whole tree" );
+  app.add_option( "--set", inspect.sets,
+                  "Writes an attribute before anything is shown; repeatable" )
+      ->type_name( "PATH=VALUE" )
+      ->take_all()
+      ->allow_extra_args( false );
+}
+
+int inspectCommand( const Agent::RunOptions & options, const Agent::InspectOptions & inspect ) {
+  const Agent::RunInput input = Agent::readInput( options );
+  std::string shown;
+  Agent::withProgrammedSwitch( input, [ & ]( Agent::SwitchSession & session ) {
+    shown = Agent::inspect( "groupManager", &session.groupManager(), inspect );
+  } );
+  fmt::print( "{}", shown );
+  return exitWell;
+}
+
 U32 ingressRows( const SoftAsic::ChipProfile & chip ) {
   U32 rows = 0;
   for ( const SoftAsic::StageProfile & stage : chip.stages ) {
@@ -147,6 +170,11 @@ int command( int argc, char ** argv ) {
   app.require_subcommand( 0, 1 );
   CLI::App * run = app.add_subcommand( "run", "Program access lists and classify packets" );
   addRunOptions( *run, runOptions, output );
+  Agent::InspectOptions inspectOptions;
+  CLI::App * inspect = app.add_subcommand(
+      "inspect", "Program access lists and show, or set, the library's state by name" );
+  addRunOptions( *inspect, runOptions, output );
+  addInspectOptions( *inspect, inspectOptions );
   CLI::App * platforms = app.add_subcommand( "platforms", "List the built-in platforms" );
   try {
     app.parse( argc, argv );
@@ -154,6 +182,10 @@ int command( int argc, char ** argv ) {
     return app.exit( help );
   } catch ( const CLI::ParseError & error ) {
     return fail( fmt::format( "morvane-tcam: {}", error.what() ) );
+  }
+  if ( inspect->parsed() ) {
+    inspectOptions.json = output.json;
+    return inspectCommand( runOptions, inspectOptions );
   }
   return platforms->parsed() ? platformsCommand() : runCommand( runOptions, output );
 }

@@ -2,9 +2,10 @@
 //
 // Const, Scalar, Values and Members hold the state and tell of changes; the macros of
 // kiv/AttributeMacros.h give them the generated operations. Where an operation is special, write
-// it by hand over the same member:
+// it by hand over the same member, and name it to the member, so that generic tools run it too:
 //
-//   Kiv::Scalar< bool > initialized_{ this, "initialized", false };
+//   Kiv::Scalar< bool > initialized_{ this, "initialized", false, nullptr,
+//                                     []( auto & self, bool v ) { self.initializedIs( v ); } };
 //   void initializedIs( bool value ) {
 //     if( initialized_.set( value ) ) { handleInitialized(); }
 //   }
@@ -13,14 +14,20 @@
 // is complete before anyone is told of it. A write that changes nothing tells nobody. After a
 // change was told the entity may be gone: the operations touch nothing of it afterwards.
 //
-// Cost: a write to a present member allocates nothing. A collection allocates as its map does.
+// Generic tools read, write and walk an attribute by its name (kiv/GenericIf.h) through the virtual
+// operations of AttributeBase. Their writes run the owner's own setters and deleters.
+//
+// Cost: a write to a present member allocates nothing. A collection allocates as its map does. What
+// generic tools need costs an attribute no memory.
 #pragma once
 
 #include <concepts>
+#include <memory>
 #include <string_view>
 #include <type_traits>
 #include <utility>
 
+#include "kiv/Any.h"
 #include "kiv/Entity.h"
 #include "kiv/Exception.h"
 #include "kiv/Export.h"
@@ -32,7 +39,20 @@ namespace Kiv {
 
 enum class AttributeKind : U32 { constant, scalar, values, members };
 
-// What generic tools see of an attribute. Grows with them; the typed classes below implement it.
+// A walk over the keys of a collection. It stays valid while members come and go.
+class KIV_API KeyWalk {
+ public:
+  virtual ~KeyWalk();
+  virtual bool atEnd() const = 0;
+  // The key being visited, also after its member has gone.
+  virtual Any key() const = 0;
+  virtual void next() = 0;
+};
+
+// What generic tools see of an attribute; the typed classes below implement it. Keys are for
+// collections: a key that is missing, needless or of another type throws TypeException, one whose
+// type has no hash UnhashableException. A value of another type throws TypeException. What an
+// attribute does not do throws NoImplementationException, which is also the default here.
 class KIV_API AttributeBase {
  public:
   AttributeBase( Entity * owner, const char * name );
@@ -48,16 +68,61 @@ class KIV_API AttributeBase {
   // The attribute that was declared next; null after the last.
   AttributeBase * next() const { return next_; }
 
+  virtual const Type & valueType() const = 0;
+  // Null when the attribute is no collection.
+  virtual const Type * keyType() const;
+  // Whether a collection has the key.
+  virtual bool has( const Any & key ) const;
+  // An absent value reads as its type's default, an absent entity as null.
+  virtual Any read( const Any & key ) const = 0;
+  // Sets a scalar, inserts or replaces a value.
+  virtual void write( const Any & key, const Any & value );
+  // Gets or creates the entity under the key.
+  virtual Any insert( const Any & key );
+  // Whether there was such a member.
+  virtual bool del( const Any & key );
+  // From the first key on; null when the attribute is no collection.
+  virtual std::unique_ptr< KeyWalk > walk() const;
+
  protected:
   virtual ~AttributeBase();
 
   // Throws NameInUseException about a constructor parameter given a second time as newText.
   [[noreturn]] void throwNameInUse( const String8 & newText, const String8 & savedText ) const;
 
+  // How exceptions call the attribute, and its keys.
+  String8 text() const;
+  String8 keyText() const;
+  [[noreturn]] void throwNotSupported( const char * operation ) const;
+  void requireNoKey( const Any & key ) const;
+  void requireHashable( const Any & key ) const;
+
+  template < class T >
+  T valueOf( const Any & value ) const {
+    return unwrap< T >( value, [ this ] { return text(); } );
+  }
+  template < class K >
+  K keyOf( const Any & key ) const {
+    requireHashable( key );
+    return unwrap< K >( key, [ this ] { return keyText(); } );
+  }
+
  private:
   const char * name_;
   Entity * owner_;
   AttributeBase * next_ = nullptr;
+};
+
+template < class Iter >
+class IterWalk final : public KeyWalk {
+ public:
+  explicit IterWalk( Iter iter ) : iter_( std::move( iter ) ) {}
+  bool atEnd() const override { return !iter_; }
+  Any key() const override { return Any( iter_.key() ); }
+  void next() override { ++iter_; }
+
+ private:
+  Iter iter_;
 };
 
 // Small values are read by copy, others by reference.
@@ -77,6 +142,12 @@ class Const : public AttributeBase {
   U32 size() const override { return 1; }
   const T & get() const { return value_; }
 
+  const Type & valueType() const override { return typeOf< Wrapped< T > >(); }
+  Any read( const Any & key ) const override {
+    requireNoKey( key );
+    return wrap( value_ );
+  }
+
   // For a second construction under the owner's name: throws NameInUseException unless equal.
   void requireSame( const T & newValue ) const {
     if ( !( value_ == newValue ) ) {
@@ -88,38 +159,32 @@ class Const : public AttributeBase {
   T value_;
 };
 
-// How an attribute tells its owner of a change: notifier( owner, key... ), a lambda without
-// captures. It is kept as a plain function, so that the owner's own, overridable, operation runs.
-template < class... Key >
-class ChangeHook {
- public:
-  ChangeHook() = default;
-
-  template < std::derived_from< Entity > Owner, class F >
-  requires std::is_empty_v< F > ChangeHook( Owner *, F )
-      : call_( []( Entity & owner, const Key &... key ) {
-          F()( static_cast< Owner & >( owner ), key... );
-        } ) {}
-
-  void operator()( Entity & owner, const Key &... key ) const {
-    if ( call_ ) {
-      call_( owner, key... );
-    }
+// An operation of the owner that an attribute calls: a lambda F( owner, arguments... ) without
+// captures, kept as a plain function, so that the owner's own, overridable, operation runs. Null
+// for std::nullptr_t.
+template < class Owner, class F, class R, class... A >
+constexpr auto ownerCall() -> R ( * )( Entity &, A... ) {
+  if constexpr ( std::is_null_pointer_v< F > ) {
+    return nullptr;
+  } else {
+    static_assert( std::derived_from< Owner, Entity > && std::is_empty_v< F > );
+    return []( Entity & owner, A... arguments ) -> R {
+      return static_cast< R >(
+          F()( static_cast< Owner & >( owner ), std::forward< A >( arguments )... ) );
+    };
   }
-
- private:
-  void ( *call_ )( Entity & owner, const Key &... key ) = nullptr;
-};
+}
 
 template < class T >
 class Scalar : public AttributeBase {
  public:
-  // Without a hook the caller of set tells of the change.
-  Scalar( Entity * owner, const char * name, T value )
-      : AttributeBase( owner, name ), value_( std::move( value ) ) {}
-  template < class Owner, class F >
-  Scalar( Owner * owner, const char * name, T value, F changed )
-      : AttributeBase( owner, name ), value_( std::move( value ) ), changed_( owner, changed ) {}
+  // What tells of a change, and what generic writes call; either may be nullptr, and is when not
+  // given: the caller of set tells of the change then, and there are no generic writes.
+  template < class Owner, class Changed = std::nullptr_t, class Write = std::nullptr_t >
+  Scalar( Owner * owner, const char * name, T value, Changed = {}, Write = {} )
+      : AttributeBase( owner, name ),
+        value_( std::move( value ) ),
+        calls_( &callsOf< Owner, Changed, Write > ) {}
 
   AttributeKind kind() const override { return AttributeKind::scalar; }
   U32 size() const override { return 1; }
@@ -131,13 +196,36 @@ class Scalar : public AttributeBase {
       return false;
     }
     std::swap( value_, value );
-    changed_( owner() );
+    if ( calls_->changed ) {
+      calls_->changed( owner() );
+    }
     return true;
   }
 
+  const Type & valueType() const override { return typeOf< Wrapped< T > >(); }
+  Any read( const Any & key ) const override {
+    requireNoKey( key );
+    return wrap( value_ );
+  }
+  void write( const Any & key, const Any & value ) override {
+    requireNoKey( key );
+    if ( !calls_->write ) {
+      throwNotSupported( "write" );
+    }
+    calls_->write( owner(), valueOf< T >( value ) );
+  }
+
  private:
+  struct Calls {
+    void ( *changed )( Entity & );
+    void ( *write )( Entity &, T );
+  };
+  template < class Owner, class Changed, class Write >
+  static constexpr Calls callsOf{ ownerCall< Owner, Changed, void >(),
+                                  ownerCall< Owner, Write, void, T >() };
+
   T value_;
-  ChangeHook<> changed_;
+  const Calls * calls_;
 };
 
 // A keyed collection of values.
@@ -146,10 +234,11 @@ class Values : public AttributeBase {
  public:
   using Iter = typename Map< K, V >::Iter;
 
-  Values( Entity * owner, const char * name ) : AttributeBase( owner, name ) {}
-  template < class Owner, class F >
-  Values( Owner * owner, const char * name, F changed )
-      : AttributeBase( owner, name ), changed_( owner, changed ) {}
+  // As for Scalar; `Del` is what generic deletions call.
+  template < class Owner, class Changed = std::nullptr_t, class Write = std::nullptr_t,
+             class Del = std::nullptr_t >
+  Values( Owner * owner, const char * name, Changed = {}, Write = {}, Del = {} )
+      : AttributeBase( owner, name ), calls_( &callsOf< Owner, Changed, Write, Del > ) {}
 
   AttributeKind kind() const override { return AttributeKind::values; }
   U32 size() const override { return map_.size(); }
@@ -172,7 +261,7 @@ class Values : public AttributeBase {
       }
       std::swap( *member, value );
     }
-    changed_( owner(), key );
+    changed( key );
     return true;
   }
 
@@ -183,7 +272,7 @@ class Values : public AttributeBase {
     V sum = static_cast< V >( static_cast< U64 >( member ) + static_cast< U64 >( S64( delta ) ) );
     if ( sum != member ) {
       member = sum;
-      changed_( owner(), key );
+      changed( key );
     }
     return sum;
   }
@@ -193,7 +282,7 @@ class Values : public AttributeBase {
     if ( !map_.erase( key ) ) {
       return false;
     }
-    changed_( owner(), key );
+    changed( key );
     return true;
   }
 
@@ -205,9 +294,45 @@ class Values : public AttributeBase {
     }
   }
 
+  const Type & valueType() const override { return typeOf< Wrapped< V > >(); }
+  const Type * keyType() const override { return &typeOf< K >(); }
+  bool has( const Any & key ) const override { return has( keyOf< K >( key ) ); }
+  Any read( const Any & key ) const override { return wrap( get( keyOf< K >( key ) ) ); }
+  void write( const Any & key, const Any & value ) override {
+    if ( !calls_->write ) {
+      throwNotSupported( "write" );
+    }
+    calls_->write( owner(), keyOf< K >( key ), valueOf< V >( value ) );
+  }
+  bool del( const Any & key ) override {
+    if ( !calls_->del ) {
+      throwNotSupported( "delete" );
+    }
+    return calls_->del( owner(), keyOf< K >( key ) );
+  }
+  std::unique_ptr< KeyWalk > walk() const override {
+    return std::make_unique< IterWalk< Iter > >( iter() );
+  }
+
  private:
+  struct Calls {
+    void ( *changed )( Entity &, const K & );
+    void ( *write )( Entity &, const K &, V );
+    bool ( *del )( Entity &, const K & );
+  };
+  template < class Owner, class Changed, class Write, class Del >
+  static constexpr Calls callsOf{ ownerCall< Owner, Changed, void, const K & >(),
+                                  ownerCall< Owner, Write, void, const K &, V >(),
+                                  ownerCall< Owner, Del, bool, const K & >() };
+
+  void changed( const K & key ) {
+    if ( calls_->changed ) {
+      calls_->changed( owner(), key );
+    }
+  }
+
   Map< K, V > map_;
-  ChangeHook< K > changed_;
+  const Calls * calls_;
 };
 
 // Iterator over the entities of a collection; member() may be called while the member is there.
@@ -224,10 +349,11 @@ class Members : public AttributeBase {
  public:
   using Iter = MemberIter< Map< K, Ptr< E > > >;
 
-  Members( Entity * owner, const char * name ) : AttributeBase( owner, name ) {}
-  template < class Owner, class F >
-  Members( Owner * owner, const char * name, F changed )
-      : AttributeBase( owner, name ), changed_( owner, changed ) {}
+  // As for Values; `Insert` is what generic insertions call.
+  template < class Owner, class Changed = std::nullptr_t, class Insert = std::nullptr_t,
+             class Del = std::nullptr_t >
+  Members( Owner * owner, const char * name, Changed = {}, Insert = {}, Del = {} )
+      : AttributeBase( owner, name ), calls_( &callsOf< Owner, Changed, Insert, Del > ) {}
   ~Members() override {
     for ( Iter i = iter(); i; ++i ) {
       i.value()->parentIs( nullptr );
@@ -261,7 +387,7 @@ class Members : public AttributeBase {
       return *member;
     }
     made->parentIs( &owner() );
-    changed_( owner(), key );
+    changed( key );
     return made;
   }
 
@@ -271,7 +397,7 @@ class Members : public AttributeBase {
     if ( removed ) {
       map_.erase( key );
       removed->parentIs( nullptr );
-      changed_( owner(), key );
+      changed( key );
     }
     return removed;
   }
@@ -284,9 +410,45 @@ class Members : public AttributeBase {
     }
   }
 
+  const Type & valueType() const override { return typeOf< Ptr< Entity > >(); }
+  const Type * keyType() const override { return &typeOf< K >(); }
+  bool has( const Any & key ) const override { return has( keyOf< K >( key ) ); }
+  Any read( const Any & key ) const override { return wrap( get( keyOf< K >( key ) ) ); }
+  Any insert( const Any & key ) override {
+    if ( !calls_->insert ) {
+      throwNotSupported( "insert" );
+    }
+    return Any( calls_->insert( owner(), keyOf< K >( key ) ) );
+  }
+  bool del( const Any & key ) override {
+    if ( !calls_->del ) {
+      throwNotSupported( "delete" );
+    }
+    return calls_->del( owner(), keyOf< K >( key ) );
+  }
+  std::unique_ptr< KeyWalk > walk() const override {
+    return std::make_unique< IterWalk< Iter > >( iter() );
+  }
+
  private:
+  struct Calls {
+    void ( *changed )( Entity &, const K & );
+    Ptr< Entity > ( *insert )( Entity &, const K & );
+    bool ( *del )( Entity &, const K & );
+  };
+  template < class Owner, class Changed, class Insert, class Del >
+  static constexpr Calls callsOf{ ownerCall< Owner, Changed, void, const K & >(),
+                                  ownerCall< Owner, Insert, Ptr< Entity >, const K & >(),
+                                  ownerCall< Owner, Del, bool, const K & >() };
+
+  void changed( const K & key ) {
+    if ( calls_->changed ) {
+      calls_->changed( owner(), key );
+    }
+  }
+
   Map< K, Ptr< E > > map_;
-  ChangeHook< K > changed_;
+  const Calls * calls_;
 };
 
 }  // namespace Kiv

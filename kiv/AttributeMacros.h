@@ -16,7 +16,8 @@
 // Setters tell the observers (onName, onName( k )) after the change and only if there was one;
 // setting an absent key to V() is a change. Deleting an absent key tells nobody and returns false
 // or null. nameDelAll deletes one by one through nameDel. Keys are passed by value, so that a key
-// that lives in the deleted member may be given.
+// that lives in the deleted member may be given. What generic tools do to an attribute goes through
+// nameIs and nameDel.
 #pragma once
 
 // clang-format off
@@ -30,16 +31,20 @@
 
 #define KIV_SCALAR( Type, name, Name, init ) \
  protected: \
-  Kiv::Scalar< Type > name##_{ this, #name, init, []( auto & self ) { self.name##Notify(); } }; \
+  Kiv::Scalar< Type > name##_{ \
+      this, #name, init, []( auto & self ) { self.name##Notify(); }, \
+      []( auto & self, Type value ) { self.name##Is( std::move( value ) ); } }; \
 \
  public: \
   Kiv::ReadType< Type > name() const { return name##_.get(); } \
   virtual void name##Is( Type value ) { name##_.set( std::move( value ) ); } \
   virtual void name##Notify() { this->notify( #name, &Notifiee::on##Name ); }
 
-#define KIV_COLLECTION( Attribute, Map, K, name, Name ) \
+#define KIV_COLLECTION( Attribute, write, Map, K, name, Name ) \
  protected: \
-  Attribute name##_{ this, #name, []( auto & self, K key ) { self.name##Notify( key ); } }; \
+  Attribute name##_{ \
+      this, #name, []( auto & self, K key ) { self.name##Notify( key ); }, write, \
+      []( auto & self, K key ) { return self.name##Del( key ); } }; \
 \
  public: \
   using Name##Iter = decltype( name##_ )::Iter; \
@@ -54,7 +59,9 @@
   virtual void name##Notify( K key ) { this->notify( #name, &Notifiee::on##Name, key ); }
 
 #define KIV_VALUES( Map, K, V, name, Name ) \
-  KIV_COLLECTION( KIV_TYPE( Kiv::Values< Map, K, V > ), Map, K, name, Name ) \
+  KIV_COLLECTION( KIV_TYPE( Kiv::Values< Map, K, V > ), \
+                  []( auto & self, K key, V value ) { self.name##Is( key, std::move( value ) ); }, \
+                  Map, K, name, Name ) \
   V name( K key ) const { return name##_.get( key ); } \
   virtual void name##Is( K key, V value ) { name##_.set( key, std::move( value ) ); } \
   virtual bool name##Del( K key ) { return name##_.del( key ); } \
@@ -65,7 +72,8 @@
   virtual V name##Inc( K key, Kiv::S32 delta ) { return name##_.inc( key, delta ); }
 
 #define KIV_MEMBERS( Map, K, E, name, Name ) \
-  KIV_COLLECTION( KIV_TYPE( Kiv::Members< Map, K, E > ), Map, K, name, Name ) \
+  KIV_COLLECTION( KIV_TYPE( Kiv::Members< Map, K, E > ), \
+                  []( auto & self, K key ) { return self.name##Is( key ); }, Map, K, name, Name ) \
   virtual Kiv::Ptr< E > new##Name( K key ); \
   Kiv::Ptr< E > name( K key ) const { return name##_.get( key ); } \
   virtual Kiv::ValidPtr< E > name##Is( K key ) { \

@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "kiv/Attribute.h"
+#include "kiv/Operation.h"
 
 namespace Kiv {
 namespace {
@@ -72,6 +73,11 @@ AttributeBase * Entity::attribute( std::string_view name ) const {
 
 const char * Entity::fwkType() const {
   return "Kiv::Entity";
+}
+
+const OperationTable & Entity::operationTable() const {
+  static constexpr OperationTable none;
+  return none;
 }
 
 void Entity::zeroReferences() {

@@ -27,6 +27,7 @@
 namespace Kiv {
 
 class AttributeBase;
+struct OperationTable;
 
 class KIV_API Entity : public PtrInterface {
  public:
@@ -46,6 +47,8 @@ class KIV_API Entity : public PtrInterface {
 
   // The full name of the class, for tools.
   virtual const char * fwkType() const;
+  // The functions that the class publishes to generic tools (kiv/Operation.h).
+  virtual const OperationTable & operationTable() const;
 
   bool hasNotifiees() const { return firstNotifiee_ != nullptr; }
 

@@ -50,6 +50,8 @@ ErrnoException::ErrnoException( int errnum, const String8 & message )
 
 ErrnoException::~ErrnoException() = default;
 InternalException::~InternalException() = default;
+TypeException::~TypeException() = default;
+UnhashableException::~UnhashableException() = default;
 NoImplementationException::~NoImplementationException() = default;
 RangeException::~RangeException() = default;
 NameInUseException::~NameInUseException() = default;

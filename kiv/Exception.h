@@ -64,7 +64,21 @@ class KIV_API InternalException : public Exception {
   ~InternalException() override;
 };
 
-// A generated operation that the type does not support.
+// A generic access with a value or key of another type, or a text that is no form of the type.
+class KIV_API TypeException : public Exception {
+ public:
+  using Exception::Exception;
+  ~TypeException() override;
+};
+
+// A value as a key, or its hash, whose type has none.
+class KIV_API UnhashableException : public Exception {
+ public:
+  using Exception::Exception;
+  ~UnhashableException() override;
+};
+
+// Not supported: an operation that the type, or the attribute, does not have.
 class KIV_API NoImplementationException : public Exception {
  public:
   using Exception::Exception;

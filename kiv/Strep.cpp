@@ -1,6 +1,9 @@
 #include "kiv/Strep.h"
 
+#include <ostream>
+
 #include "kiv/Entity.h"
+#include "kiv/StrepParse.h"
 
 namespace Kiv {
 namespace {
@@ -25,12 +28,25 @@ void appendByte( String8 & text, char byte ) {
 
 }  // namespace
 
+void Limits::refuse() const {
+  throw RangeException( message );
+}
+
+void throwOutOfRange( const StrepInteger & number, const char * type ) {
+  throw RangeException( String8( number.text ) + " is out of range for " + type );
+}
+
 String8 stringStrep( std::string_view value ) {
   String8 text( "'" );
   for ( char byte : value ) {
     appendByte( text, byte );
   }
   return text += '\'';
+}
+
+std::ostream & writeEnum( std::ostream & out, const EnumType & type, U32 value ) {
+  const char * name = type.valueName( value );
+  return name ? out << name : out << value;
 }
 
 String8 entityStrep( const Entity * entity ) {

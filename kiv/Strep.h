@@ -1,15 +1,17 @@
-// The text form of values, for names, logs and generic tools.
+// The text form of values, for names, logs and generic tools. kiv/StrepParse.h is the way back.
 //
 //   integers            decimal; 8-bit ones too
 //   bool                True, False
 //   String8, Name       'quoted', with \\ \' \n \r \t and \xNN for other bytes outside 0x20-0x7e
 //   enumerations        the enumerator's name, quoted by nothing; a number without name as decimal
 //   value types         Value('Morvane::X', ** {'low': 1, 'high': 2})
+//   arrays in them      [1, 2]
 //   entities            the entity's name, quoted; None for a null pointer
 #pragma once
 
 #include <charconv>
 #include <concepts>
+#include <cstddef>
 #include <string_view>
 #include <tuple>
 #include <type_traits>
@@ -93,9 +95,23 @@ String8 fieldsStrep( const T & value ) {
   return text += "})";
 }
 
+template < class T, std::size_t N >
+String8 arrayStrep( const T ( &values )[ N ] ) {
+  String8 text;
+  const char * separator = "[";
+  for ( const T & value : values ) {
+    text += separator;
+    text += valueToStrep( value );
+    separator = ", ";
+  }
+  return text += "]";
+}
+
 template < class T >
 String8 valueToStrep( const T & value ) {
-  if constexpr ( std::is_enum_v< T > ) {
+  if constexpr ( std::is_bounded_array_v< T > ) {
+    return arrayStrep( value );
+  } else if constexpr ( std::is_enum_v< T > ) {
     return enumStrep( value );
   } else if constexpr ( std::integral< T > ) {
     return integerStrep( value );

@@ -18,6 +18,7 @@ class KIV_API GroupCounts final : public Kiv::Entity {
   };
 
   explicit GroupCounts( const Kiv::Name & name ) : Kiv::Entity( name ) {}
+  const char * fwkType() const override { return "Morvane::GroupCounts"; }
 
   // Hardware entries that exist in the group copy.
   KIV_COUNTS( Kiv::HashMap, U32, U32, unitAllocated, UnitAllocated );

@@ -23,6 +23,7 @@ class KIV_API MorvaneOvidUtBitmapDir : public Kiv::Entity {
   };
 
   explicit MorvaneOvidUtBitmapDir( const Kiv::Name & name ) : Kiv::Entity( name ) {}
+  const char * fwkType() const override { return "Morvane::MorvaneOvidUtBitmapDir"; }
 
   KIV_VALUES( Kiv::RbTreeMap, U16, bcm_pbmp_t, ovidUtBitmap, OvidUtBitmap );
 };
@@ -32,6 +33,7 @@ class KIV_API MorvaneOvidWarSm : public Kiv::Entity {
   struct Notifiee : Kiv::NotifieeConst {};
 
   MorvaneOvidWarSm( const Kiv::Name & name, Kiv::Ptr< const MorvaneOvidUtBitmapDir > directory );
+  const char * fwkType() const override { return "Morvane::MorvaneOvidWarSm"; }
 
   const Kiv::Ptr< const MorvaneOvidUtBitmapDir > & directory() const { return directory_; }
 

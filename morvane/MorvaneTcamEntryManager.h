@@ -61,6 +61,7 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
                            TcamAllocationStrategy strategy );
   ~MorvaneTcamEntryManager() override;
   const char * fwkType() const override;
+  const Kiv::OperationTable & operationTable() const override;
 
   // Constructor parameters.
   KIV_CONST( TcamGroupAssignment, assignment, Assignment );
@@ -85,6 +86,14 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   U32 exhaustedSize() const { return exhausted_.size(); }
   bool exhaustedHas( U32 unit ) const { return exhausted_.has( unit ); }
   virtual void exhaustedNotify( U32 unit );
+
+ protected:
+  Kiv::Values< Kiv::RbTreeMap, U32, bool > exhausted_{
+      this, "exhausted", []( auto & self, U32 unit ) { self.exhaustedNotify( unit ); },
+      []( auto & self, U32 unit, bool value ) { self.exhaustedIs( unit, value ); },
+      []( auto & self, U32 unit ) { return self.exhaustedDel( unit ); } };
+
+ public:
   // By unit: the entries handed out.
   KIV_MEMBERS( Kiv::RbTreeMap, U32, UnitEntriesCreated, internalUnitEntry, InternalUnitEntry );
   // Highest priority that the group allows; 0 until it is read from hardware.
@@ -251,9 +260,6 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   friend class EntryAllocation;
   friend class MirroringGroupRebuild;
 
-  Kiv::Values< Kiv::RbTreeMap, U32, bool > exhausted_{
-      this, "exhausted", []( auto & self, U32 unit ) { self.exhaustedNotify( unit ); } };
-
   Kiv::ValidPtr< UnitEntriesCreated > unitEntries( U32 unit ) const;
   PipeCopies copies( U32 unit );
   GroupCounts & countsOf( const PipeCopy & at );
@@ -310,6 +316,7 @@ class KIV_API MorvaneBoundedTcamEntryManager : public MorvaneTcamEntryManager {
   using MorvaneTcamEntryManager::MorvaneTcamEntryManager;
   ~MorvaneBoundedTcamEntryManager() override;
   const char * fwkType() const override;
+  const Kiv::OperationTable & operationTable() const override;
 
   // Hands out `entry`, which must lie in the range (assertion), at its default priority. `desc`
   // must not be empty (assertion). 0 when the entry is taken or there is no room. getEntry counts
@@ -325,6 +332,7 @@ class KIV_API MorvaneUnboundedTcamEntryManager : public MorvaneTcamEntryManager 
   using MorvaneTcamEntryManager::MorvaneTcamEntryManager;
   ~MorvaneUnboundedTcamEntryManager() override;
   const char * fwkType() const override;
+  const Kiv::OperationTable & operationTable() const override;
 
   // Hands out an entry. `desc` must not be empty (assertion). 0 when there is no room.
   U32 getEntry( U32 unit, const Kiv::String8 & desc );

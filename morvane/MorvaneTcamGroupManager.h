@@ -122,6 +122,12 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   virtual void initializedIs( bool value );
   virtual void initializedNotify();
 
+ protected:
+  Kiv::Scalar< bool > initialized_{
+      this, "initialized", false, nullptr,
+      []( auto & self, bool value ) { self.initializedIs( value ); } };
+
+ public:
   // The environment variable SIMULATION_VMID is set.
   KIV_SCALAR( bool, simulation, Simulation, false );
   KIV_SCALAR( U16, maxPorts, MaxPorts, 0 );
@@ -343,7 +349,6 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   void noteUdfProgrammed( U32 unit );
   bool referenceExisting( U32 unit, U32 group, const PipeCopy & at, GroupReferences & taken );
 
-  Kiv::Scalar< bool > initialized_{ this, "initialized", false };
   Kiv::Ptr< const MorvaneOvidUtBitmapDir > ovidUtBitmapDir_;
   bool singleView_;
   U32 exhaustedMarks_ = 0;

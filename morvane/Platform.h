@@ -12,6 +12,7 @@
 
 #include "kiv/Export.h"
 #include "kiv/Types.h"
+#include "kiv/ValueType.h"
 #include "morvane/TcamGroupAssignment.h"
 #include "shim/SdkTypes.h"
 
@@ -62,6 +63,17 @@ struct ChipInfo {
   bool excludeTtl;     // the chip's keys have no TTL
   bool excludeRangeChecks;  // the chip's keys have no range checker results
 
+  static constexpr const char * typeName = "Morvane::MorvaneCentral::ChipInfo";
+  static constexpr auto fields() {
+    return std::make_tuple( Kiv::field( "maxPorts", &ChipInfo::maxPorts ),
+                            Kiv::field( "multicastWar", &ChipInfo::multicastWar ),
+                            Kiv::field( "qualifierSwap", &ChipInfo::qualifierSwap ),
+                            Kiv::field( "swapFrom", &ChipInfo::swapFrom ),
+                            Kiv::field( "swapTo", &ChipInfo::swapTo ),
+                            Kiv::field( "extraQualifier", &ChipInfo::extraQualifier ),
+                            Kiv::field( "excludeTtl", &ChipInfo::excludeTtl ),
+                            Kiv::field( "excludeRangeChecks", &ChipInfo::excludeRangeChecks ) );
+  }
   friend bool operator==( const ChipInfo &, const ChipInfo & ) = default;
 };
 

@@ -47,6 +47,7 @@ class KIV_API RangeCheckerData : public Kiv::Entity {
   };
 
   RangeCheckerData( const Kiv::Name & name, const RangeCheckerDesc & desc );
+  const char * fwkType() const override { return "Morvane::RangeCheckerData"; }
 
   KIV_CONST( RangeCheckerDesc, desc, Desc );
   // Hardware id by unit; present only while the unit has a checker.

@@ -17,6 +17,7 @@ class KIV_API StatTypes : public Kiv::Entity {
   };
 
   explicit StatTypes( const Kiv::Name & name ) : Kiv::Entity( name ) {}
+  const char * fwkType() const override { return "Morvane::StatTypes"; }
 
   // SDK statistics type (bcm_field_stat_t) by index from 0; read in index order. Two types must be
   // neighbouring SDK values; there are at most 8.

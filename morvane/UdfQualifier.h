@@ -80,18 +80,23 @@ struct UdfUnitSpec : Kiv::Value {
   U8 ipProtocol = 255;       // 255: not used
   U16 refCount = 0;          // rule uses over all groups
 
+  // Of text that is read, and of what is programmed.
+  static constexpr Kiv::Limits offsetLimits{ 0, 127,
+                                             "UdfUnitSpec::offset < 0 or > 127 not allowed" };
+  static constexpr Kiv::Limits lengthLimits{ 1, 16, "UdfUnitSpec::length < 1 or > 16 not allowed" };
+
   static constexpr const char * typeName = "Morvane::UdfUnitSpec";
   static constexpr auto fields() {
-    return std::make_tuple(
-        Kiv::field( "unit", &UdfUnitSpec::unit ), Kiv::field( "qualId", &UdfUnitSpec::qualId ),
-        Kiv::field( "base", &UdfUnitSpec::base ), Kiv::field( "offset", &UdfUnitSpec::offset ),
-        Kiv::field( "length", &UdfUnitSpec::length ),
-        Kiv::field( "ethType", &UdfUnitSpec::ethType ),
-        Kiv::field( "ipProtocol", &UdfUnitSpec::ipProtocol ),
-        Kiv::field( "refCount", &UdfUnitSpec::refCount ) );
+    return std::make_tuple( Kiv::field( "unit", &UdfUnitSpec::unit ),
+                            Kiv::field( "qualId", &UdfUnitSpec::qualId ),
+                            Kiv::field( "base", &UdfUnitSpec::base ),
+                            Kiv::field( "offset", &UdfUnitSpec::offset, offsetLimits ),
+                            Kiv::field( "length", &UdfUnitSpec::length, lengthLimits ),
+                            Kiv::field( "ethType", &UdfUnitSpec::ethType ),
+                            Kiv::field( "ipProtocol", &UdfUnitSpec::ipProtocol ),
+                            Kiv::field( "refCount", &UdfUnitSpec::refCount ) );
   }
 
-  static constexpr S32 maxOffset = 127;
   // The offset as a record takes it. Throws RangeException outside 0 to 127.
   KIV_API static U8 checkedOffset( S32 offset );
 };
@@ -104,6 +109,7 @@ class KIV_API GroupUdfQual : public Kiv::Entity {
   };
 
   explicit GroupUdfQual( const Kiv::Name & name ) : Kiv::Entity( name ) {}
+  const char * fwkType() const override { return "Morvane::GroupUdfQual"; }
 
   // Rule uses in this group by udfQualKey. A member with 0 uses is in the group's qualifier set and
   // waits for rules to be added anew.

@@ -12,6 +12,7 @@
 #include "kiv/HashMap.h"
 #include "kiv/RbTreeMap.h"
 #include "kiv/String8.h"
+#include "kiv/ValueType.h"
 #include "shim/SdkTypes.h"
 
 namespace Morvane {
@@ -30,6 +31,7 @@ class KIV_API TcamEntryBcmPbmp : public Kiv::Entity {
   };
 
   explicit TcamEntryBcmPbmp( const Kiv::Name & name ) : Kiv::Entity( name ) {}
+  const char * fwkType() const override { return "Morvane::TcamEntryBcmPbmp"; }
 
   KIV_SCALAR( bcm_pbmp_t, pbmpData, PbmpData, {} );
   KIV_SCALAR( bcm_pbmp_t, pbmpMask, PbmpMask, {} );
@@ -48,6 +50,7 @@ class KIV_API OutportsTcamBcmPbmp : public Kiv::Entity {
   };
 
   explicit OutportsTcamBcmPbmp( const Kiv::Name & name ) : Kiv::Entity( name ) {}
+  const char * fwkType() const override { return "Morvane::OutportsTcamBcmPbmp"; }
 
   KIV_SCALAR( bcm_pbmp_t, pbmp, Pbmp, {} );
 };
@@ -56,6 +59,12 @@ class KIV_API OutportsTcamBcmPbmp : public Kiv::Entity {
 struct EntryInPorts {
   bcm_pbmp_t data = {};
   bcm_pbmp_t mask = {};
+
+  static constexpr const char * typeName = "Morvane::EntryInPorts";
+  static constexpr auto fields() {
+    return std::make_tuple( Kiv::field( "data", &EntryInPorts::data ),
+                            Kiv::field( "mask", &EntryInPorts::mask ) );
+  }
   friend bool operator==( const EntryInPorts &, const EntryInPorts & ) = default;
 };
 
@@ -78,6 +87,7 @@ class KIV_API UnitEntriesCreated final : public Kiv::Entity {
   };
 
   explicit UnitEntriesCreated( const Kiv::Name & name ) : Kiv::Entity( name ) {}
+  const char * fwkType() const override { return "Morvane::UnitEntriesCreated"; }
 
   // Entries handed out, with their caller's description; their number is the count of used entries.
   KIV_VALUES( Kiv::RbTreeMap, U32, Kiv::String8, entryCreated, EntryCreated );

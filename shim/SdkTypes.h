@@ -6,7 +6,9 @@
 #pragma once
 
 #include <cstdint>
+#include <tuple>
 
+#include "kiv/ValueType.h"
 #include "shim/SdkQualifiers.h"
 
 // --- Result codes ------------------------------------------------------------------------------
@@ -59,6 +61,11 @@ struct bcm_pbmp_t {
   void remove( bcm_port_t port ) { pbits[ port / 32 ] &= ~( 1U << ( port % 32 ) ); }
   bool has( bcm_port_t port ) const {
     return port < BCM_PBMP_PORT_MAX && ( pbits[ port / 32 ] >> ( port % 32 ) & 1U ) != 0;
+  }
+
+  static constexpr const char * typeName = "bcm_pbmp_t";
+  static constexpr auto fields() {
+    return std::make_tuple( Kiv::field( "pbits", &bcm_pbmp_t::pbits ) );
   }
   friend bool operator==( const bcm_pbmp_t &, const bcm_pbmp_t & ) = default;
 };

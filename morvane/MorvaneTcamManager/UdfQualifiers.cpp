@@ -87,8 +87,8 @@ void deletePackets( U32 unit, int udfQualId, const PacketSelection & packets ) {
 }  // namespace
 
 U8 UdfUnitSpec::checkedOffset( S32 offset ) {
-  if ( offset < 0 || offset > maxOffset )
-    throw Kiv::RangeException( "UdfUnitSpec::offset < 0 or > 127 not allowed" );
+  if ( offset < 0 || static_cast< U32 >( offset ) > offsetLimits.high )
+    offsetLimits.refuse();
   return static_cast< U8 >( offset );
 }
 

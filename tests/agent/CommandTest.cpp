@@ -70,6 +70,17 @@ TEST_F( Command, statusTellsWhatDoesNotFit ) {
   EXPECT_EQ( report[ "packets" ][ "mismatches" ], 0 );
 }
 
+TEST_F( Command, inspectShowsAndSetsTheStateThatRunWouldMake ) {
+  const std::string acl = write( "one", "@1.2.3.4/32 0.0.0.0/0 0 : 65535 0 : 65535 0x00/0x00\n" );
+  const std::string where = "'groupManager/entryManager[ipAclTcamGroup]/internalUnitEntry[0]/";
+  const std::string options = "--platform small --acl " + acl;
+  const Outcome used = run( "inspect " + options + " --json " + where + "entryCreated'" );
+  EXPECT_EQ( used.status, 0 ) << used.error;
+  EXPECT_EQ( nlohmann::json::parse( used.out ).size(), 1U );
+  const std::string set = where + "multicastWarEntry";
+  EXPECT_EQ( run( "inspect " + options + " --set " + set + "=5' " + set + "'" ).out, "5\n" );
+}
+
 TEST_F( Command, unusableInputIsOneLineAndStatus2 ) {
   const std::string good = write( "good", "@1.2.3.4/32 0.0.0.0/0 0 : 65535 0 : 65535 0x00/0x00\n" );
   const std::string bad = write( "bad", "\n@1.2.3.4/32 0.0.0.0/0 0 : 65535 0 : 65535 0x00\n" );
@@ -109,6 +120,8 @@ TEST_F( Command, unusableInputIsOneLineAndStatus2 ) {
       { "run --acl " + good + " --packets " + cut, cut + ":0: [^\n]*\n" },
       { "run --acl", usage },
       { "walk", usage },
+      { "inspect groupManager/numPipes", usage },
+      { "inspect --set groupManager/numPipe=two", usage },
   };
   for ( const auto & c : cases ) {
     const Outcome outcome = run( c.arguments );

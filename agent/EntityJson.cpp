@@ -1,0 +1,95 @@
+#include <nlohmann/json.hpp>
+
+#include "agent/EntityView.h"
+#include "kiv/GenericIf.h"
+
+namespace Agent {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+using EntityPtr = Kiv::Ptr< Kiv::Entity >;
+
+std::string text( const Kiv::String8 & value ) {
+  return std::string( value.view() );
+}
+
+Json partJson( const Kiv::AnyPart & part );
+
+Json recordJson( const Kiv::Any & value ) {
+  Json object = Json::object();
+  for ( const Kiv::AnyPart & part : value.parts() )
+    object[ part.name ] = partJson( part );
+  return object;
+}
+
+// A value; a reference to an entity is its name.
+Json valueJson( const Kiv::Any & value ) {
+  switch ( value.type().kind() ) {
+    case Kiv::AnyKind::integer:
+      return Json::parse( text( value.strep() ) );
+    case Kiv::AnyKind::boolean:
+      return value.as< bool >();
+    case Kiv::AnyKind::text:
+      return text( value.is< Kiv::Name >() ? value.as< Kiv::Name >().value()
+                                           : value.as< Kiv::String8 >() );
+    case Kiv::AnyKind::enumeration:
+      return text( value.strep() );
+    case Kiv::AnyKind::record:
+      return recordJson( value );
+    case Kiv::AnyKind::entity:
+      break;
+  }
+  const EntityPtr & entity = value.as< EntityPtr >();
+  return entity ? Json( text( entity->name().value() ) ) : Json();
+}
+
+Json partJson( const Kiv::AnyPart & part ) {
+  if ( !part.value.empty() )
+    return valueJson( part.value );
+  Json list = Json::array();
+  for ( const Kiv::AnyPart & element : part.elements )
+    list.push_back( partJson( element ) );
+  return list;
+}
+
+Json attributeJson( const Kiv::AttributeBase & attribute );
+
+Json entityJsonTree( Kiv::Entity & entity ) {
+  Json attributes = Json::object();
+  for ( Kiv::GenericIfAttributeIterator i( &entity ); i; i.iterInc() )
+    attributes[ std::string( i.attribute().name() ) ] = attributeJson( i.attribute() );
+  return { { "type", entity.fwkType() },
+           { "name", text( entity.name().value() ) },
+           { "attributes", std::move( attributes ) } };
+}
+
+Json attributeJson( const Kiv::AttributeBase & attribute ) {
+  if ( attribute.keyType() == nullptr )
+    return valueJson( attribute.read( {} ) );
+  Json members = Json::object();
+  for ( const Kiv::Any & key : sortedKeys( attribute ) ) {
+    const Kiv::Any value = attribute.read( key );
+    members[ text( key.strep() ) ] = attribute.kind() == Kiv::AttributeKind::members
+                                         ? entityJsonTree( *value.as< EntityPtr >() )
+                                         : valueJson( value );
+  }
+  return members;
+}
+
+Json targetJson( const PathTarget & target ) {
+  if ( const EntityPtr entity = target.namedEntity() )
+    return entityJsonTree( *entity );
+  if ( target.key.empty() )
+    return attributeJson( *target.attribute );
+  return valueJson( target.attribute->read( target.key ) );
+}
+
+}  // namespace
+
+std::string entityJson( const PathTarget & target ) {
+  // Texts may hold any bytes; JSON may not.
+  return targetJson( target ).dump( 2, ' ', false, Json::error_handler_t::replace ) + "\n";
+}
+
+}  // namespace Agent

@@ -1,0 +1,38 @@
+// Paths to the library's entities and attributes, as people write them.
+//
+//   groupManager
+//   groupManager/numPipe
+//   groupManager/entryManager[ipAclTcamGroup]/exhausted[0]
+//
+// A path begins with the name of the root. Each further name is an attribute of the entity before
+// it; a key in brackets, in its text form (kiv/Strep.h), picks one member of a collection. What
+// holds an entity can be followed by a further name.
+#pragma once
+
+#include <string>
+
+#include "kiv/Any.h"
+#include "kiv/Attribute.h"
+#include "kiv/Entity.h"
+#include "kiv/StrepReader.h"
+
+namespace Agent {
+
+// What a path names: an entity, one of its attributes, or one member of a collection.
+struct PathTarget {
+  Kiv::Ptr< Kiv::Entity > entity;            // the attribute's owner, or the entity itself
+  Kiv::AttributeBase * attribute = nullptr;  // null: the entity
+  Kiv::Any key;                              // empty: no member is picked
+
+  // The entity that the path names, whichever way; null when it names none.
+  Kiv::Ptr< Kiv::Entity > namedEntity() const;
+  // Throws TypeException when a member is picked that is not there.
+  void requireMember() const;
+};
+
+// Reads a path from where the reader stands, and leaves the reader behind it. Throws the exceptions
+// of kiv/GenericIf.h and kiv/StrepParse.h.
+PathTarget readPath( const std::string & rootName, const Kiv::Ptr< Kiv::Entity > & root,
+                     Kiv::StrepReader & reader );
+
+}  // namespace Agent

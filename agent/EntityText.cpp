@@ -1,0 +1,84 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iterator>
+
+#include "agent/EntityView.h"
+#include "kiv/GenericIf.h"
+
+namespace Agent {
+
+namespace {
+
+using EntityPtr = Kiv::Ptr< Kiv::Entity >;
+
+std::string text( const Kiv::String8 & value ) {
+  return std::string( value.view() );
+}
+
+class TextWriter {
+ public:
+  void entity( const std::string & label, Kiv::Entity & entity ) {
+    line( fmt::format( "{}: {} {}", label, entity.fwkType(),
+                       text( Kiv::valueToStrep( entity.name() ) ) ) );
+    ++depth_;
+    for ( Kiv::GenericIfAttributeIterator i( &entity ); i; i.iterInc() )
+      attribute( i.attribute() );
+    --depth_;
+  }
+
+  void attribute( const Kiv::AttributeBase & attribute ) {
+    const std::string name( attribute.name() );
+    if ( attribute.keyType() == nullptr ) {
+      line( name + " = " + text( attribute.read( {} ).strep() ) );
+      return;
+    }
+    if ( attribute.size() == 0 )
+      line( name + " (empty)" );
+    for ( const Kiv::Any & key : sortedKeys( attribute ) )
+      member( attribute, fmt::format( "{}[{}]", name, text( key.strep() ) ), key );
+  }
+
+  std::string take() { return std::move( text_ ); }
+
+ private:
+  // Members are shown whole; other references to entities by name, for they are at home elsewhere.
+  void member( const Kiv::AttributeBase & attribute, const std::string & label,
+               const Kiv::Any & key ) {
+    const Kiv::Any value = attribute.read( key );
+    if ( attribute.kind() == Kiv::AttributeKind::members )
+      entity( label, *value.as< EntityPtr >() );
+    else
+      line( label + " = " + text( value.strep() ) );
+  }
+
+  void line( const std::string & content ) {
+    fmt::format_to( std::back_inserter( text_ ), "{:{}}{}\n", "", 2 * depth_, content );
+  }
+
+  std::string text_;
+  std::size_t depth_ = 0;
+};
+
+}  // namespace
+
+std::vector< Kiv::Any > sortedKeys( const Kiv::AttributeBase & attribute ) {
+  std::vector< Kiv::Any > keys;
+  for ( const auto walk = attribute.walk(); !walk->atEnd(); walk->next() )
+    keys.push_back( walk->key() );
+  std::stable_sort( keys.begin(), keys.end() );
+  return keys;
+}
+
+std::string entityText( const std::string & path, const PathTarget & target ) {
+  TextWriter writer;
+  if ( const EntityPtr entity = target.namedEntity() )
+    writer.entity( path, *entity );
+  else if ( target.attribute->keyType() == nullptr || !target.key.empty() )
+    return text( target.attribute->read( target.key ).strep() ) + "\n";
+  else
+    writer.attribute( *target.attribute );
+  return writer.take();
+}
+
+}  // namespace Agent

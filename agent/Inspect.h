@@ -1,0 +1,22 @@
+// Shows, and changes, the library's entities by name (docs/reflection.md).
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "kiv/Entity.h"
+
+namespace Agent {
+
+struct InspectOptions {
+  std::string path;                 // empty: the whole tree
+  std::vector< std::string > sets;  // PATH=VALUE, done in their order before anything is shown
+  bool json = false;
+};
+
+// What is to be printed, ending with a line end. `root` is called `rootName` in paths. Throws
+// UsageError for a path or value that cannot be used; what earlier ones have set stays.
+std::string inspect( const std::string & rootName, const Kiv::Ptr< Kiv::Entity > & root,
+                     const InspectOptions & options );
+
+}  // namespace Agent

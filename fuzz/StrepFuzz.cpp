@@ -1,0 +1,73 @@
+// Feeds text to the readers of all text forms. Whatever the text: it is read or refused with an
+// exception of the object model; what was read prints, and the printed form reads back to the same.
+// A form is printed one way only, so that what is read without \xNN prints as it was written.
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+
+#include "kiv/Any.h"
+#include "morvane/MorvaneTcamGroupManager.h"
+
+namespace {
+
+using namespace Kiv::Integers;
+
+const Kiv::Type & typeAt( std::size_t index ) {
+  using Manager = Morvane::MorvaneTcamGroupManager;
+  static const Kiv::Type * const types[] = {
+      &Kiv::typeOf< U8 >(),
+      &Kiv::typeOf< S16 >(),
+      &Kiv::typeOf< U32 >(),
+      &Kiv::typeOf< S64 >(),
+      &Kiv::typeOf< U64 >(),
+      &Kiv::typeOf< bool >(),
+      &Kiv::typeOf< Kiv::String8 >(),
+      &Kiv::typeOf< Kiv::Name >(),
+      &Kiv::typeOf< Morvane::TcamGroupAssignment >(),
+      &Kiv::typeOf< Morvane::UdfOffsetBase >(),
+      &Kiv::typeOf< bcm_pbmp_t >(),
+      &Kiv::typeOf< Morvane::EntryInPorts >(),
+      &Kiv::typeOf< Morvane::MorvaneCentral::ChipInfo >(),
+      &Kiv::typeOf< Morvane::RangeCheckerDesc >(),
+      &Kiv::typeOf< Morvane::GroupQsetModKey >(),
+      &Kiv::typeOf< Morvane::GroupIdToPipeGroupId >(),
+      &Kiv::typeOf< Manager::UnitGroupId >(),
+      &Kiv::typeOf< Morvane::UdfUnitSpec >(),
+      &Kiv::typeOf< Morvane::GroupUdfQualApplyStatus >(),
+      &Kiv::typeOf< Kiv::Ptr< Kiv::Entity > >(),
+  };
+  static_assert( sizeof types / sizeof types[ 0 ] == 20 );
+  return *types[ index ];
+}
+constexpr std::size_t typeCount = 20;
+
+void require( bool holds, const Kiv::Type & type, const char * what ) {
+  if ( !holds ) {
+    std::fprintf( stderr, "%s: %s\n", type.name(), what );
+    std::abort();
+  }
+}
+
+void check( const Kiv::Type & type, std::string_view text ) {
+  Kiv::Any value;
+  try {
+    value = type.fromStrRep( text );
+  } catch ( const Kiv::Exception & ) {
+    return;
+  }
+  const Kiv::String8 printed = value.strep();
+  require( printed.view() == text || text.find( "\\x" ) != text.npos, type,
+           "two forms of one value were read" );
+  require( type.fromStrRep( printed.view() ).strep() == printed, type,
+           "the printed form does not read back" );
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput( const std::uint8_t * data, std::size_t size ) {
+  const std::string_view text( reinterpret_cast< const char * >( data ), size );
+  for ( std::size_t i = 0; i < typeCount; ++i )
+    check( typeAt( i ), text );
+  return 0;
+}
