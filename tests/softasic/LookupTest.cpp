@@ -37,6 +37,15 @@ constexpr std::pair< bcm_field_IpType_t, U32 > types[] = {
     { bcmFieldIpTypeIp, bit( L3::ipv4 ) | bit( L3::ipv6 ) },
     { bcmFieldIpTypeArp, bit( L3::arp ) } };
 
+// The range checkers of the chip, in the order of their ids.
+constexpr struct {
+  U32 flag, low, high;
+} ranges[] = { { BCM_FIELD_RANGE_SRCPORT, 20, 50 },
+               { BCM_FIELD_RANGE_DSTPORT, 0, 39 },
+               { BCM_FIELD_RANGE_PACKETLEN, 43, 56 } };
+// The data qualifiers: TTL, protocol and checksum of IPv4 packets, and the first bytes behind IPv4.
+enum Data { ipBytes, l4Bytes, dataCount };
+
 // A rule as its author thinks of it; masks of 0 leave a field open.
 struct Rule {
   Values values = {};
@@ -44,7 +53,33 @@ struct Rule {
   U32 ports = 0xFF;  // ingress ports that match
   int frag = -1;     // index in frags; -1: open
   U32 type = 0;      // index in types
+  int range = -1;    // index in ranges; -1: none
+  bool invert = false;
+  U32 data[ dataCount ] = {};
+  U32 dataMasks[ dataCount ] = {};
 
+  bool matchesRange( const Packet & packet ) const {
+    if ( range < 0 )
+      return true;
+    const auto & [ flag, low, high ] = ranges[ range ];
+    const bool length = flag == BCM_FIELD_RANGE_PACKETLEN;
+    const U32 value = length ? static_cast< U32 >( frameOf( packet ).size() )
+                      : flag == BCM_FIELD_RANGE_SRCPORT ? packet.srcPort
+                                                        : packet.dstPort;
+    return ( length || packet.hasPorts() ) && ( value >= low && value <= high ) != invert;
+  }
+  bool matchesData( const Packet & packet ) const {
+    const bool ipv4 = packet.l3 == L3::ipv4;
+    const bool present[] = { ipv4, ipv4 && packet.hasL4() };
+    const U32 have[] = { U32{ packet.ttl } << 24 | U32{ packet.protocol } << 16,
+                         packet.hasPorts() ? U32{ packet.srcPort } << 16 | packet.dstPort
+                                           : U32{ packet.icmp } << 16 };
+    for ( U32 i = 0; i < dataCount; ++i )
+      if ( dataMasks[ i ] != 0 &&
+           !( present[ i ] && ( ( have[ i ] ^ data[ i ] ) & dataMasks[ i ] ) == 0 ) )
+        return false;
+    return true;
+  }
   bool matches( const Packet & packet, U32 port ) const {
     const Values have = { packet.srcIp,   packet.dstIp,    packet.protocol, packet.srcPort,
                           packet.dstPort, packet.tcpFlags, packet.icmp };
@@ -56,7 +91,8 @@ struct Rule {
       if ( masks[ i ] != 0 &&
            !( present[ i ] && ( ( have[ i ] ^ values[ i ] ) & masks[ i ] ) == 0 ) )
         return false;
-    return ( ports >> port & 1 ) != 0 && ( types[ type ].second & bit( packet.l3 ) ) != 0 &&
+    return matchesRange( packet ) && matchesData( packet ) && ( ports >> port & 1 ) != 0 &&
+           ( types[ type ].second & bit( packet.l3 ) ) != 0 &&
            ( frag < 0 || ( ip && ( frags[ frag ].second & bit( packet.part ) ) != 0 ) );
   }
 };
@@ -80,11 +116,23 @@ class LookupTest : public testing::TestWithParam< unsigned > {
   static constexpr U32 room = 12 * 32;
 
   LookupTest() {
+    for ( const auto & [ flag, low, high ] : ranges ) {
+      U32 id = 0;
+      EXPECT_EQ( chip.bcm_field_range_create( 0, &id, flag, low, high ), BCM_E_NONE );
+    }
+    bcm_field_data_qualifier_s qualifiers[] = {
+        { 0, 0, bcmFieldDataOffsetBaseOuterL3Header, 8, 4 },
+        { 0, 0, bcmFieldDataOffsetBaseOuterL4Header, 0, 4 } };
+    bcm_field_data_packet_format_s ipv4 = { 0, 0, 0, BCM_FIELD_DATA_FORMAT_IP4, 0, 0, 0 };
+    for ( bcm_field_data_qualifier_s & data : qualifiers ) {
+      EXPECT_EQ( chip.bcm_field_data_qualifier_create( 0, &data ), BCM_E_NONE );
+      EXPECT_EQ( chip.bcm_field_data_qualifier_packet_format_add( 0, data.qual_id, &ipv4 ), 0 );
+    }
     const int rc = chip.createGroup( groupConfig(
         group, { bcmFieldQualifySrcIp, bcmFieldQualifyDstIp, bcmFieldQualifyIpProtocol,
                  bcmFieldQualifyL4SrcPort, bcmFieldQualifyL4DstPort, bcmFieldQualifyTcpControl,
                  bcmFieldQualifyIcmpTypeCode, bcmFieldQualifyInPorts, bcmFieldQualifyIpFrag,
-                 bcmFieldQualifyIpType } ) );
+                 bcmFieldQualifyIpType, bcmFieldQualifyRangeCheck } ) );
     EXPECT_EQ( rc, BCM_E_NONE );
   }
 
@@ -111,6 +159,12 @@ class LookupTest : public testing::TestWithParam< unsigned > {
     rule.ports = below( 3 ) == 0 ? below( 256 ) : 0xFF;
     rule.frag = below( 5 ) == 0 ? static_cast< int >( below( 5 ) ) : -1;
     rule.type = below( 5 ) == 0 ? below( 6 ) : 0;
+    rule.range = below( 5 ) == 0 ? static_cast< int >( below( 3 ) ) : -1;
+    rule.invert = below( 2 ) == 0;
+    for ( U32 i = 0; i < dataInGroup; ++i )
+      rule.dataMasks[ i ] = seldom( oneOf( { 0x00FF0000, 0xFFF0FFFF, 0xFFC00000 } ) );
+    rule.data[ ipBytes ] = 64U << 24 | rule.values[ protocol ] << 16;
+    rule.data[ l4Bytes ] = rule.values[ srcPort ] << 16 | rule.values[ dstPort ];
     return rule;
   }
 
@@ -120,6 +174,7 @@ class LookupTest : public testing::TestWithParam< unsigned > {
     const auto byte = []( U32 value ) { return static_cast< U8 >( value ); };
     const bcm_pbmp_t in = { { rule.ports } };
     chip.bcm_field_qualify_clear( 0, id );
+    programMore( id, rule );
     const int rc = firstError(
         { chip.bcm_field_qualify_SrcIp( 0, id, v[ srcIp ], m[ srcIp ] ),
           chip.bcm_field_qualify_DstIp( 0, id, v[ dstIp ], m[ dstIp ] ),
@@ -133,6 +188,29 @@ class LookupTest : public testing::TestWithParam< unsigned > {
           rule.frag < 0 ? 0 : chip.bcm_field_qualify_IpFrag( 0, id, frags[ rule.frag ].first ),
           chip.bcm_field_entry_install( 0, id ) } );
     ASSERT_EQ( rc, BCM_E_NONE );
+  }
+  void programMore( U32 id, const Rule & rule ) {
+    if ( rule.range >= 0 ) {
+      ASSERT_EQ( chip.bcm_field_qualify_RangeCheck( 0, id, static_cast< U32 >( rule.range ) + 1,
+                                                    rule.invert ? 1 : 0 ),
+                 BCM_E_NONE );
+    }
+    for ( U32 i = 0; i < dataInGroup; ++i ) {
+      Frame value;
+      Frame mask;
+      append( value, { { rule.data[ i ], 4 } } );
+      append( mask, { { rule.dataMasks[ i ], 4 } } );
+      ASSERT_EQ( chip.bcm_field_qualify_data( 0, id, static_cast< int >( i ) + 1, value.data(),
+                                              mask.data(), 4 ),
+                 BCM_E_NONE );
+    }
+  }
+  // Gives the group, with all its entries, one data qualifier more.
+  void widen() {
+    bcm_field_qset_t qset = {};
+    ASSERT_EQ( chip.bcm_field_group_get( 0, group, &qset ), BCM_E_NONE );
+    qset.addData( ++dataInGroup );
+    ASSERT_EQ( chip.bcm_field_group_set( 0, group, qset ), BCM_E_NONE );
   }
 
   // Mostly near a rule: its own values, with the open bits and now and then a fixed one at random.
@@ -225,7 +303,15 @@ class LookupTest : public testing::TestWithParam< unsigned > {
     }
   }
 
-  TestChip chip{ smallProfile( 12, 32 ) };
+  static ChipProfile profile() {
+    ChipProfile profile = smallProfile( 12, 32 );
+    profile.stages[ 0 ].slices[ 0 ].keyBits = 256;
+    profile.rangeCheckers = 3;
+    profile.dataChunks = profile.dataFormats = dataCount;
+    return profile;
+  }
+  TestChip chip{ profile() };
+  U32 dataInGroup = 0;  // the group matches on so many of the data qualifiers
   std::mt19937 random{ GetParam() };
   std::map< U32, ModelEntry > model;
   U64 serial = 0;
@@ -236,6 +322,8 @@ TEST_P( LookupTest, AgreesWithBruteForceAfterEveryStep ) {
   for ( int i = 0; i < 3000 && !HasFatalFailure(); ++i ) {
     SCOPED_TRACE( testing::Message() << "seed " << GetParam() << " step " << i );
     step();
+    if ( i == 800 || i == 1600 )
+      widen();
     for ( int n = 0; n < 4; ++n ) {
       const Packet packet = somePacket();
       const U32 port = below( portCount );

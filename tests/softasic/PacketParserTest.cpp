@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <random>
 
 #include "tests/softasic/Packet.h"
 #include "tests/softasic/TestChip.h"
@@ -13,12 +14,13 @@ namespace {
 
 using SoftAsic::KeyBit;
 using SoftAsic::parseFrame;
+using enum SoftAsic::KeyBit;
 
 U32 validity( const Frame & frame, size_t length ) {
   // A copy of exactly this length, so that a memory checker sees a read behind it.
   const std::unique_ptr< U8[] > exact( new U8[ length ] );
   std::copy_n( frame.begin(), length, exact.get() );
-  return static_cast< U32 >( parseFrame( exact.get(), length ).words[ SoftAsic::metaWord ] &
+  return static_cast< U32 >( parseFrame( exact.get(), length ).key.words[ SoftAsic::metaWord ] &
                              ( ( 1U << SoftAsic::keyValidityBits ) - 1 ) );
 }
 
@@ -46,11 +48,10 @@ TEST( PacketParser, HeadersBecomeValidWhenTheyAreWhole ) {
   const size_t ip = 22 + 28;
   const size_t never = ip + 20 + 1;
   const std::pair< KeyBit, size_t > lengths[] = {
-      { KeyBit::keyEthernet, 14 },    { KeyBit::keyOuterTag, 18 }, { KeyBit::keyInnerTag, 22 },
-      { KeyBit::keyEtherType, 22 },   { KeyBit::keyIpv4, ip },     { KeyBit::keyProtocol, ip },
-      { KeyBit::keyTcpUdp, ip + 20 }, { KeyBit::keyTcp, ip + 20 }, { KeyBit::keyNonIp, never },
-      { KeyBit::keyIpv6, never },     { KeyBit::keyIcmp, never },  { KeyBit::keyFragment, never },
-      { KeyBit::keyArp, never } };
+      { keyEthernet, 14 }, { keyOuterTag, 18 }, { keyInnerTag, 22 },    { keyEtherType, 22 },
+      { keyIpv4, ip },     { keyProtocol, ip }, { keyTcpUdp, ip + 20 }, { keyTcp, ip + 20 },
+      { keyNonIp, never }, { keyIpv6, never },  { keyIcmp, never },     { keyFragment, never },
+      { keyArp, never } };
   for ( const auto & [ bit, length ] : lengths )
     EXPECT_EQ( firstLength( packet, bit ), length ) << "bit " << bit;
 }
@@ -62,21 +63,21 @@ TEST( PacketParser, ExtensionHeadersAreSteppedOver ) {
   packet.extensions = { 0, 43, 51, 60 };  // 16, 16, 12 and 16 bytes
   packet.part = Part::first;
   const size_t behind = 14 + 40 + 60 + 8;
-  EXPECT_EQ( firstLength( packet, KeyBit::keyIpv6 ), 54U );
-  EXPECT_EQ( firstLength( packet, KeyBit::keyFragment ), behind );
-  EXPECT_EQ( firstLength( packet, KeyBit::keyProtocol ), behind );
-  EXPECT_EQ( firstLength( packet, KeyBit::keyTcpUdp ), behind + 8 );
+  EXPECT_EQ( firstLength( packet, keyIpv6 ), 54U );
+  EXPECT_EQ( firstLength( packet, keyFragment ), behind );
+  EXPECT_EQ( firstLength( packet, keyProtocol ), behind );
+  EXPECT_EQ( firstLength( packet, keyTcpUdp ), behind + 8 );
   packet.part = Part::later;
-  EXPECT_TRUE( has( packet, KeyBit::keyLaterFragment ) && has( packet, KeyBit::keyProtocol ) );
-  EXPECT_FALSE( has( packet, KeyBit::keyTcpUdp ) );
+  EXPECT_TRUE( has( packet, keyLaterFragment ) && has( packet, keyProtocol ) );
+  EXPECT_FALSE( has( packet, keyTcpUdp ) );
 
   // One header more than the parser reads hides what is behind it.
   packet.part = Part::whole;
   packet.extensions.assign( 8, 60 );
-  EXPECT_TRUE( has( packet, KeyBit::keyTcpUdp ) );
+  EXPECT_TRUE( has( packet, keyTcpUdp ) );
   packet.extensions.assign( 9, 60 );
-  EXPECT_TRUE( has( packet, KeyBit::keyIpv6 ) );
-  EXPECT_FALSE( has( packet, KeyBit::keyTcpUdp | KeyBit::keyProtocol ) );
+  EXPECT_TRUE( has( packet, keyIpv6 ) );
+  EXPECT_FALSE( has( packet, keyTcpUdp | keyProtocol ) );
 }
 
 TEST( PacketParser, EveryByteOfTheKeyIsWhereARuleLooks ) {
@@ -142,20 +143,89 @@ TEST( PacketParser, MalformedHeadersAreNotThere ) {
     frame[ at ] = value;
     return validity( frame, frame.size() );
   };
-  EXPECT_NE( validity( good, good.size() ) & KeyBit::keyTcp, 0U );
-  EXPECT_EQ( with( 14, 0x65 ) & ( KeyBit::keyIp | KeyBit::keyNonIp ), 0U );  // version 6
-  EXPECT_EQ( with( 14, 0x44 ) & KeyBit::keyIp, 0U );                         // header too short
-  EXPECT_EQ( with( 14, 0x4F ) & KeyBit::keyIp, 0U );    // longer than its packet
-  EXPECT_EQ( with( 17, 39 ) & KeyBit::keyTcpUdp, 0U );  // total length cuts the TCP header
-  EXPECT_NE( with( 17, 39 ) & KeyBit::keyIpv4, 0U );
-  EXPECT_EQ( with( 17, 19 ) & KeyBit::keyIpv4, 0U );
+  EXPECT_NE( validity( good, good.size() ) & keyTcp, 0U );
+  EXPECT_EQ( with( 14, 0x65 ) & ( keyIp | keyNonIp ), 0U );  // version 6
+  EXPECT_EQ( with( 14, 0x44 ) & keyIp, 0U );                 // header too short
+  EXPECT_EQ( with( 14, 0x4F ) & keyIp, 0U );                 // longer than its packet
+  EXPECT_EQ( with( 17, 39 ) & keyTcpUdp, 0U );               // total length cuts the TCP header
+  EXPECT_NE( with( 17, 39 ) & keyIpv4, 0U );
+  EXPECT_EQ( with( 17, 19 ) & keyIpv4, 0U );
   // A length field in place of a type; a third tag.
-  EXPECT_EQ( with( 12, 0x05 ) & KeyBit::keyEtherType, 0U );
-  EXPECT_NE( with( 12, 0x05 ) & KeyBit::keyNonIp, 0U );
+  EXPECT_EQ( with( 12, 0x05 ) & keyEtherType, 0U );
+  EXPECT_NE( with( 12, 0x05 ) & keyNonIp, 0U );
   Packet tagged;
   tagged.tags = { 1, 2, 3 };
-  EXPECT_TRUE( has( tagged, KeyBit::keyNonIp ) );
+  EXPECT_TRUE( has( tagged, keyNonIp ) );
 }
+
+// Random frames, cut and damaged. What is cut off or damaged behind a header never changes what the
+// headers before it say.
+class DamagedFrameTest : public testing::TestWithParam< unsigned > {
+ protected:
+  U32 below( U32 bound ) { return static_cast< U32 >( random() % bound ); }
+  Packet somePacket() {
+    constexpr U8 protocols[] = { 0, 1, 6, 17, 43, 44, 51, 58, 60 };
+    Packet packet;
+    packet.l3 = static_cast< L3 >( below( 4 ) );
+    packet.part = static_cast< Part >( below( 3 ) );
+    packet.protocol = protocols[ below( 9 ) ];
+    packet.tags.assign( below( 4 ), static_cast< U16 >( below( 65536 ) ) );
+    packet.options = 4 * below( 11 );
+    for ( U32 n = below( 4 ); n > 0; --n )
+      packet.extensions.push_back( protocols[ 3 + below( 6 ) ] );
+    return packet;
+  }
+  void damage( Frame & frame, size_t from ) {
+    for ( U32 n = 1 + below( 4 ); n > 0 && from < frame.size(); --n )
+      frame[ from + below( static_cast< U32 >( frame.size() - from ) ) ] =
+          static_cast< U8 >( below( 3 ) == 0 ? 0xFF : below( 256 ) );
+  }
+  std::mt19937 random{ GetParam() };
+};
+
+// Every field that the one frame has is the same in the other.
+void expectIncluded( const Frame & less, size_t length, const Frame & more, U32 bits = ~0U ) {
+  const auto parse = []( const Frame & frame, size_t size ) {
+    const std::unique_ptr< U8[] > exact( new U8[ size ] );
+    std::copy_n( frame.begin(), size, exact.get() );
+    return parseFrame( exact.get(), size );
+  };
+  const auto a = parse( less, length );
+  const auto b = parse( more, more.size() );
+  const U64 valid =
+      a.key.words[ SoftAsic::metaWord ] & bits & ( ( U64{ 1 } << SoftAsic::keyValidityBits ) - 1 );
+  EXPECT_EQ( valid & ~b.key.words[ SoftAsic::metaWord ], 0U );
+  for ( const SoftAsic::FieldPlace & field : SoftAsic::keyFields() )
+    if ( field.needs != 0 && ( valid & field.needs ) == field.needs && field.bits <= 64 ) {
+      EXPECT_EQ( fieldOf( a.key, field ), fieldOf( b.key, field ) ) << field.qualifier;
+    }
+  EXPECT_TRUE( a.l3 <= length && a.l4 <= length );
+  if ( bits == ~0U ) {
+    EXPECT_TRUE( ( a.l3 == 0 || a.l3 == b.l3 ) && ( a.l4 == 0 || a.l4 == b.l4 ) );
+  }
+}
+
+TEST_P( DamagedFrameTest, IntactHeadersStand ) {
+  constexpr U32 l2Bits = keyEthernet | keyEtherType | keyOuterTag | keyInnerTag;
+  for ( int i = 0; i < 4000 && !HasFailure(); ++i ) {
+    SCOPED_TRACE( testing::Message() << "seed " << GetParam() << " frame " << i );
+    const Packet packet = somePacket();
+    const Frame whole = frameOf( packet );
+    const size_t l2 = 14 + 4 * packet.tags.size();
+    const size_t l3 = packet.l3 == L3::ipv4   ? l2 + 20 + packet.options
+                      : packet.l3 == L3::ipv6 ? l2 + 40
+                                              : l2;
+    Frame frame = whole;
+    damage( frame, l3 );
+    expectIncluded( whole, whole.size(), frame, l2Bits | keyIp | keyIpv4 | keyIpv6 );
+    damage( frame, l2 );
+    expectIncluded( whole, whole.size(), frame, l2Bits );
+    damage( frame, 0 );
+    expectIncluded( frame, below( static_cast< U32 >( frame.size() + 1 ) ), frame );
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P( Seeds, DamagedFrameTest, testing::Range( 1U, 5U ) );
 
 }  // namespace
 }  // namespace SoftAsicTest
