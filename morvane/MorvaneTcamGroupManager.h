@@ -237,11 +237,11 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
 
   // --- Reports ---------------------------------------------------------------------------------
 
-  // Each writes plain text to a descriptor that the caller opened and keeps; a reader that goes away
-  // ends the text, quietly. `name` is the switch's name in the heading.
+  // Each writes plain text to a descriptor that the caller opened and keeps; a reader that goes
+  // away ends the text, quietly. `name` is the switch's name in the heading.
 
-  // Every group of the unit with its users; `detail` lists their entries with packets. `pipe` leaves
-  // out what other pipes hold; -1 shows all.
+  // Every group of the unit with its users; `detail` lists their entries with packets. `pipe`
+  // leaves out what other pipes hold; -1 shows all.
   void showTcamUsage( const Kiv::String8 & name, U32 fd, bool detail, U32 unit, S8 pipe ) const;
   // The text of tcamUsage.
   void showRawTcamUsage( const Kiv::String8 & name, U32 fd, U32 unit ) const;

@@ -52,8 +52,7 @@ void MorvaneTcamGroupManager::showSummaryTcamUsage( const Kiv::String8 & name, U
                                                     U32 unit ) const {
   MORVANE_TRACE( traceGroup ) << "showSummaryTcamUsage";
   ReportWriter out( fd );
-  appendFormatted( out.text(),
-                   "=== TCAM summary for switch %s ===\n%s Banks           Used By\n%s",
+  appendFormatted( out.text(), "=== TCAM summary for switch %s ===\n%s Banks           Used By\n%s",
                    name.charPtr(), dashes, dashes );
   for ( const auto & [ banks, user ] : bankUsers( *this, unit ) )
     appendFormatted( out.text(), " %-15s %s\n", banks.c_str(), user );

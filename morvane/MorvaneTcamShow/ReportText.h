@@ -14,9 +14,9 @@ using namespace Kiv::Integers;
 [[gnu::format( printf, 2, 3 )]] void appendFormatted( std::string & text, const char * format,
                                                       ... );
 
-// Writes text to a descriptor that the caller keeps open, in large pieces. A signal or a short write
-// does not break a report off. A reader that went away, or any other failure, ends it quietly: what
-// is printed afterwards is dropped, and the process gets no SIGPIPE.
+// Writes text to a descriptor that the caller keeps open, in large pieces. A signal or a short
+// write does not break a report off. A reader that went away, or any other failure, ends it
+// quietly: what is printed afterwards is dropped, and the process gets no SIGPIPE.
 class ReportWriter {
  public:
   explicit ReportWriter( U32 fd ) : fd_( static_cast< int >( fd ) ) {}

@@ -16,8 +16,8 @@ constexpr const char * dashes = "-----------------------------------------------
 constexpr const char * stageNames[] = { "IFP", "VFP", "EFP", "EXT", "EXACT", "CLASS" };
 constexpr S32 ingressStage = 0;
 
-// What a slice of the ingress stage reports while it is empty, and what it can hold, on a chip whose
-// ingress keys take two rows.
+// What a slice of the ingress stage reports while it is empty, and what it can hold, on a chip
+// whose ingress keys take two rows.
 constexpr S32 emptySliceReported = 512;
 constexpr S32 emptySliceHolds = 256;
 

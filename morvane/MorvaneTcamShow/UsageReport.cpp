@@ -81,8 +81,7 @@ void UsageReport::showGroup( GroupIdToPipeGroupId at, const GroupCounts & counts
 }
 
 void UsageReport::showReservation( const TcamReservation & reservation, GroupIdToPipeGroupId at ) {
-  const Kiv::Ptr< MorvaneTcamEntryManager > user =
-      manager_.managerOf( reservation );
+  const Kiv::Ptr< MorvaneTcamEntryManager > user = manager_.managerOf( reservation );
   const U32 copies = copiesOf( at.groupId() );
   const U32 reserved = user ? user->entriesAllocated( unit_ ) * copies : 0;
   if ( reserved == 0 )
