@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "agent/EntryQualifiers.h"
-#include "platform/QualifierNames.h"
+#include "softasic/QualifierNames.h"
 
 namespace Agent {
 
@@ -55,7 +55,7 @@ std::optional< ListFault > ruleFault( const PlatformData & platform, const Reser
     if ( !groupMatches( platform, share, qualifier ) )
       return ListFault{ rule.line, fmt::format( "group {} of {} cannot match {}", share.group,
                                                 enumName( share.assignment ),
-                                                Platform::qualifierName( qualifier ) ) };
+                                                SoftAsic::qualifierName( qualifier ) ) };
   }
   if ( !rule.udf.empty() && isMirroring( share ) && !share.mirroringAclUdf )
     return ListFault{ rule.line, fmt::format( "{} has no user-defined fields on this platform",

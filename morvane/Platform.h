@@ -90,6 +90,49 @@ struct Attributes {
 
 }  // namespace MorvaneCentral
 
+// One stage's tables on one unit.
+struct TcamCapacityKey : Kiv::Value {
+  U32 unit = 0;
+  S32 stage = 0;  // 0 IFP, 1 VFP, 2 EFP, 3 EXT, 4 EXACT, 5 CLASS
+
+  TcamCapacityKey() = default;
+  TcamCapacityKey( U32 ofUnit, S32 ofStage ) : unit( ofUnit ), stage( ofStage ) {}
+
+  static constexpr const char * typeName = "Morvane::TcamCapacityKey";
+  static constexpr auto fields() {
+    return std::make_tuple( Kiv::field( "unit", &TcamCapacityKey::unit ),
+                            Kiv::field( "stage", &TcamCapacityKey::stage ) );
+  }
+};
+
+// How full they are, in entries.
+struct TcamCapacityRow : Kiv::Value {
+  U32 used = 0;
+  U32 free = 0;
+  U32 maxLimit = 0;
+  U32 highWatermark = 0;  // the most that was used at any poll
+
+  static constexpr const char * typeName = "Morvane::TcamCapacityRow";
+  static constexpr auto fields() {
+    return std::make_tuple( Kiv::field( "used", &TcamCapacityRow::used ),
+                            Kiv::field( "free", &TcamCapacityRow::free ),
+                            Kiv::field( "maxLimit", &TcamCapacityRow::maxLimit ),
+                            Kiv::field( "highWatermark", &TcamCapacityRow::highWatermark ) );
+  }
+};
+
+// Where the agent keeps the capacity of all its resources. Told of changes only.
+class KIV_API TcamCapacityTable {
+ public:
+  virtual ~TcamCapacityTable();
+
+  virtual void rowIs( const TcamCapacityKey & key, const TcamCapacityRow & row ) = 0;
+  // The stage is not there any more.
+  virtual void rowDel( const TcamCapacityKey & key ) = 0;
+  // The use of a stage crossed its upper threshold (true), or fell below its clear threshold.
+  virtual void alarmIs( const TcamCapacityKey & key, bool raised ) = 0;
+};
+
 class KIV_API PlatformTables {
  public:
   virtual ~PlatformTables();

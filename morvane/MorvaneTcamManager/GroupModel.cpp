@@ -131,6 +131,13 @@ Kiv::ValidPtr< MorvaneUnboundedTcamEntryManager > MorvaneTcamGroupManager::unbou
                        baseEntry, endEntry, strategy );
 }
 
+Kiv::Ptr< MorvaneTcamEntryManager > MorvaneTcamGroupManager::managerOf(
+    const TcamReservation & reservation ) const {
+  if ( reservation.size != 0 )
+    return entryManager( reservation.assignment );
+  return unboundedEntryManager( reservation.assignment );
+}
+
 // --- Shape -----------------------------------------------------------------------------------
 
 void MorvaneTcamGroupManager::numPipeNotify() {

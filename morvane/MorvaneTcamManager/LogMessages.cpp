@@ -2,21 +2,15 @@
 
 #include "morvane/LogMessages.h"
 
+#include "morvane/MorvaneTcamManager/RestartMessages.h"
 #include "morvane/MorvaneTcamManager/Trace.h"
 
 namespace Morvane {
 
 Kiv::TraceHandle apiMorvane( "ApiMorvane" );
 
-constinit const Kiv::LogHandle MORVANE_CONFIG_CHANGE(
-    "MORVANE_CONFIG_CHANGE", 6, "Configuration change requires the Morvane agent %s to restart",
-    "Configuration change requires the switch ASIC to be reconfigured, requiring the Morvane "
-    "agent to restart.",
-    Kiv::NoActionRequired, 0.0, 1.0 );
-
-constinit const Kiv::LogHandle MORVANE_UNEXPECTED_RESTART(
-    "MORVANE_UNEXPECTED_RESTART", 3, "Unexpected restart of Morvane agent %s occurred",
-    "Unexpected restart of the Morvane agent occurred.", Kiv::CallSupportIfPersists, 0.0, 1.0 );
+constinit const Kiv::LogHandle MORVANE_CONFIG_CHANGE = handleOf( configChange );
+constinit const Kiv::LogHandle MORVANE_UNEXPECTED_RESTART = handleOf( unexpectedRestart );
 
 constinit const Kiv::LogHandle MORVANE_UDF_HW_RESOURCE_FULL(
     "MORVANE_UDF_HW_RESOURCE_FULL", 3, "Hardware resources insufficient to program UDF",

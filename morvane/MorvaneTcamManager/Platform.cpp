@@ -18,6 +18,7 @@ PlatformTables & tables() {
 }  // namespace
 
 PlatformTables::~PlatformTables() = default;
+TcamCapacityTable::~TcamCapacityTable() = default;
 
 void platformIs( PlatformTables * tables ) {
   tables_ = tables;

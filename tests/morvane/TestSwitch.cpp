@@ -22,6 +22,7 @@ SoftAsic::ChipProfile profile( const Chip & chip ) {
   made.fixedGroupKeys = chip.fixedKeys;
   made.dataChunks = chip.dataChunks;
   made.dataFormats = chip.dataFormats;
+  made.ingressHalfSize = chip.halfSize;
   std::vector< SoftAsic::SliceProfile > slices;
   if ( chip.slices != 0 )
     slices.push_back( { chip.slices, chip.depth, chip.keyBits, false } );
@@ -29,7 +30,7 @@ SoftAsic::ChipProfile profile( const Chip & chip ) {
     slices.push_back( { chip.largeSlices, chip.depth, chip.keyBits, true } );
   for ( const auto kind :
         { SoftAsic::StageKind::vfp, SoftAsic::StageKind::ifp, SoftAsic::StageKind::efp } )
-    made.stages.push_back( { kind, slices, false, chip.paired, {} } );
+    made.stages.push_back( { kind, slices, chip.halfSize, chip.paired, {} } );
   return made;
 }
 

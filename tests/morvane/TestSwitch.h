@@ -50,6 +50,7 @@ struct Chip {
   bool fixedKeys = false;
   U32 dataChunks = 16;
   U32 dataFormats = 16;
+  bool halfSize = false;  // ingress keys take two rows
 
   friend void PrintTo( const Chip & chip, std::ostream * out ) {
     *out << fmt::format( "{} pipes{}{}, {} units", chip.pipes, chip.secondCopy ? " twice" : "",

@@ -1,0 +1,109 @@
+#include <algorithm>
+
+#include "morvane/MorvaneTcamCapacity/CapacityInfo.h"
+#include "morvane/MorvaneTcamCapacitySm.h"
+#include "morvane/MorvaneTcamGroupManager.h"
+#include "morvane/MorvaneTcamManager/RestartMessages.h"
+#include "shim/SdkCall.h"
+
+namespace Morvane {
+
+namespace TcamCapacity {
+constinit const Kiv::LogHandle MORVANE_CONFIG_CHANGE = handleOf( configChange );
+constinit const Kiv::LogHandle MORVANE_UNEXPECTED_RESTART = handleOf( unexpectedRestart );
+}  // namespace TcamCapacity
+
+namespace {
+
+bool lists( const kelmor_tcam_capacity_info_t & info, S32 stage ) {
+  return std::any_of( info.stage, info.stage + info.stage_count,
+                      [ & ]( const kelmor_tcam_stage_info_t & s ) { return s.stage == stage; } );
+}
+
+// Whether the use is that many percent of the size, or more.
+bool reaches( const TcamCapacityRow & row, U32 percent ) {
+  return U64{ row.used } * 100 >= U64{ row.maxLimit } * percent;
+}
+
+}  // namespace
+
+MorvaneTcamCapacitySm::MorvaneTcamCapacitySm(
+    const Kiv::Name & name, Kiv::Ptr< const MorvaneTcamGroupManager > groupManager,
+    TcamCapacityTable * table )
+    : Kiv::Entity( name ), groupManager_( std::move( groupManager ) ), table_( table ) {}
+
+MorvaneTcamCapacitySm::~MorvaneTcamCapacitySm() = default;
+
+const char * MorvaneTcamCapacitySm::fwkType() const {
+  return "Morvane::MorvaneTcamCapacitySm";
+}
+
+void MorvaneTcamCapacitySm::poll() {
+  for ( auto unitIter = groupManager_->modChipInfoIterConst(); unitIter; ++unitIter ) {
+    kelmor_tcam_capacity_info_t info = {};
+    SDK_CHECKED( kelmor_bcm_tcam_capacity_info_get( unitIter.key(), &info ) );
+    checkCapacity( unitIter.key(), info );
+    pollUnit( unitIter.key(), info );
+  }
+  for ( auto it = rowIterConst(); it; ++it )
+    if ( !groupManager_->modChipInfoHas( static_cast< U16 >( it.key().unit ) ) )
+      forget( it.key() );
+}
+
+void MorvaneTcamCapacitySm::pollUnit( U32 unit, const kelmor_tcam_capacity_info_t & info ) {
+  for ( S32 i = 0; i < info.stage_count; ++i ) {
+    const kelmor_tcam_stage_info_t & stage = info.stage[ i ];
+    const TcamCapacityKey key( unit, stage.stage );
+    TcamCapacityRow row;
+    row.free = static_cast< U32 >( freeEntries( stage ) );
+    for ( S32 j = 0; j < stage.slice_count; ++j )
+      row.used += static_cast< U32 >( stage.slice[ j ].entries_total ) -
+                  static_cast< U32 >( stage.slice[ j ].entries_free );
+    row.maxLimit = static_cast< U32 >( stage.entries_total );
+    row.highWatermark = std::max( row.used, this->row( key ).highWatermark );
+    write( key, row );
+    follow( key, row );
+  }
+  for ( auto it = rowIterConst(); it; ++it )
+    if ( it.key().unit == unit && !lists( info, it.key().stage ) )
+      forget( it.key() );
+}
+
+void MorvaneTcamCapacitySm::write( const TcamCapacityKey & key, const TcamCapacityRow & row ) {
+  if ( rowHas( key ) && this->row( key ) == row )
+    return;
+  rowIs( key, row );
+  table_->rowIs( key, row );
+}
+
+void MorvaneTcamCapacitySm::follow( const TcamCapacityKey & key, const TcamCapacityRow & row ) {
+  const TcamCapacityThreshold limits = threshold( key );
+  const bool stands = alarm( key );
+  const bool raised =
+      limits.upper != 0 &&
+      reaches( row, stands ? std::min( limits.clear, limits.upper ) : limits.upper );
+  if ( raised == stands )
+    return;
+  if ( raised )
+    alarmIs( key, true );
+  else
+    alarmDel( key );
+  table_->alarmIs( key, raised );
+}
+
+void MorvaneTcamCapacitySm::forget( const TcamCapacityKey & key ) {
+  if ( alarmDel( key ) )
+    table_->alarmIs( key, false );
+  rowDel( key );
+  table_->rowDel( key );
+}
+
+void MorvaneTcamCapacitySm::clearHighWatermarks() {
+  for ( auto it = rowIterConst(); it; ++it ) {
+    TcamCapacityRow row = it.value();
+    row.highWatermark = row.used;
+    write( it.key(), row );
+  }
+}
+
+}  // namespace Morvane

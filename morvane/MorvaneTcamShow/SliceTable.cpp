@@ -1,0 +1,59 @@
+// The raw slice table: each stage's slices as the ASIC reports them.
+
+#include <iterator>
+
+#include "morvane/MorvaneTcamCapacity/CapacityInfo.h"
+#include "morvane/MorvaneTcamGroupManager.h"
+#include "morvane/MorvaneTcamManager/Trace.h"
+#include "morvane/MorvaneTcamShow/ReportText.h"
+#include "shim/SdkCall.h"
+
+namespace Morvane {
+
+namespace {
+
+constexpr const char * dashes = "-----------------------------------------------\n";
+constexpr const char * stageNames[] = { "IFP", "VFP", "EFP", "EXT", "EXACT", "CLASS" };
+
+std::string stageName( S32 kind ) {
+  const bool named = kind >= 0 && kind < static_cast< S32 >( std::size( stageNames ) );
+  return named ? stageNames[ kind ] : std::to_string( kind );
+}
+
+void appendRow( std::string & table, const char * label, S32 total, S32 free ) {
+  appendFormatted( table, "|%25s |%7d |%8d |\n", label, total, free );
+}
+
+void appendStage( std::string & table, const kelmor_tcam_stage_info_t & stage ) {
+  appendFormatted( table, "%s|Stage%39s |\n%s|%25s |%7s |%8s |\n%s", dashes,
+                   stageName( stage.stage ).c_str(), dashes, "SliceNumber", "Total", "Free",
+                   dashes );
+  for ( S32 j = 0; j < stage.slice_count; ++j )
+    appendRow( table, std::to_string( j ).c_str(), stage.slice[ j ].entries_total,
+               stage.slice[ j ].entries_free );
+  table += dashes;
+  appendRow( table, "", stage.entries_total, freeEntries( stage ) );
+}
+
+}  // namespace
+
+Kiv::String8 MorvaneTcamGroupManager::tcamUsage( U32 unit ) const {
+  MORVANE_TRACE( traceGroup ) << "tcamUsage";
+  kelmor_tcam_capacity_info_t info = {};
+  SDK_CHECKED( kelmor_bcm_tcam_capacity_info_get( unit, &info ) );
+  checkCapacity( unit, info );
+  std::string table;
+  for ( S32 i = 0; i < info.stage_count; ++i )
+    appendStage( table, info.stage[ i ] );
+  if ( !table.empty() )
+    table += dashes;
+  return Kiv::String8( std::string_view( table ) );
+}
+
+void MorvaneTcamGroupManager::showRawTcamUsage( const Kiv::String8 & /* name */, U32 fd,
+                                                U32 unit ) const {
+  MORVANE_TRACE( traceGroup ) << "showRawTcamUsage";
+  ReportWriter( fd ).text() = tcamUsage( unit ).view();
+}
+
+}  // namespace Morvane
