@@ -31,7 +31,7 @@ bool MorvaneTcamGroupManager::initializeGroup( U32 unit, U32 group, GroupReferen
   builder.prepare();
   const bool created = createCopies( builder, unit, group, taken );
   if ( !created )
-    forgetMirroringAclType( group );
+    forgetMirroringAclType( unit, group );
   return created;
 }
 
@@ -66,8 +66,9 @@ bool MorvaneTcamGroupManager::groupExists( U32 unit, U32 groupId ) const {
   return false;
 }
 
-// A group that lives on another unit goes on matching by its type.
-void MorvaneTcamGroupManager::forgetMirroringAclType( U32 group ) {
+// A group that lives on another unit goes on matching by its type. Copies on this unit do not
+// count: they are what a creation that was refused has left.
+void MorvaneTcamGroupManager::forgetMirroringAclType( U32 unit, U32 group ) {
   for ( auto unitIter = modChipInfoIterConst(); unitIter; ++unitIter )
     if ( groupExists( unitIter.key(), group ) )
       return;

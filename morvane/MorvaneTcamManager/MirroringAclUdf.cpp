@@ -86,7 +86,7 @@ int MorvaneTcamGroupManager::addUdfQualifierToQset( U32 unit, bcm_field_qset_t *
 void MorvaneTcamGroupManager::uninitializeMirroringUdfQualifiers( U32 unit, U32 groupId ) {
   KIV_ASSERT( groupMirroringAclUdfValid( groupId ) );
   releaseMirroringUdfs( unit, groupId );
-  forgetMirroringAclType( tcamNumberBits.get( groupId ) );
+  forgetMirroringAclType( unit, tcamNumberBits.get( groupId ) );
 }
 
 void MorvaneTcamGroupManager::releaseMirroringUdfs( U32 unit, U32 groupId ) {
