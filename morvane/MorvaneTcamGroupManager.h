@@ -250,6 +250,8 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
 
   // Whether any hardware copy of the group exists on the unit.
   bool groupExists( U32 unit, U32 groupId ) const;
+  // Whether all of them exist; a teardown that was broken off leaves only some.
+  bool groupComplete( U32 unit, U32 groupId ) const;
 
   // --- Range checkers --------------------------------------------------------------------------
 

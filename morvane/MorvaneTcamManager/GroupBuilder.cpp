@@ -4,6 +4,7 @@
 #include "morvane/AclType.h"
 #include "morvane/MorvaneTcamManager/MirroringQualifiers.h"
 #include "morvane/MorvaneTcamManager/Trace.h"
+#include "morvane/MorvaneTcamManager/UdfQualifiers.h"
 #include "shim/SdkCall.h"
 
 namespace Morvane {
@@ -22,6 +23,15 @@ void GroupBuilder::makeQualifierSet() {
 void GroupBuilder::addDataQualifier( S32 qualId ) {
   const int rc = manager_.addUdfQualifierToQset( unit_, &qset_, qualId );
   SDK_RESULT( rc );
+}
+
+void GroupBuilder::addCarried( const GroupUdfQual & carried ) {
+  for ( UnitUdfQualIter qualIter( carried, unit_ ); qualIter; ++qualIter ) {
+    MORVANE_TRACE( traceDetail ) << "Unit: " << unit_ << " " << request_.operation << " "
+                                 << "The qualifier id to add to qset is " << qualIter.key()
+                                 << " with freq " << qualIter.uses();
+    addDataQualifier( qualIter.key() );
+  }
 }
 
 const U32 * GroupBuilder::qualifierList() const {

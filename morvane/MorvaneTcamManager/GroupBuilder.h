@@ -36,6 +36,8 @@ class GroupBuilder {
   void makeQualifierSet();
   // Lets the group match on a data qualifier of the unit as well.
   void addDataQualifier( S32 qualId );
+  // The same for every qualifier of the unit that the group carries.
+  void addCarried( const GroupUdfQual & carried );
   // Reads the port sets and fills in what all copies have in common.
   void prepare();
   // Creates one copy. False when hardware has no room; any other failure ends the process.

@@ -101,12 +101,7 @@ bool MirroringGroupRebuild::createCopies() {
                               << "Trying to recreate group " << group_;
   GroupBuilder builder( manager_, unit_, group_, udfRebuild );
   builder.makeQualifierSet();
-  for ( UnitUdfQualIter qualIter( *carried_, unit_ ); qualIter; ++qualIter ) {
-    MORVANE_TRACE( traceDetail ) << "Unit: " << unit_ << " " << udfRebuild.operation << " "
-                                 << "The qualifier id to add to qset is " << qualIter.key()
-                                 << " with freq " << qualIter.uses();
-    builder.addDataQualifier( qualIter.key() );
-  }
+  builder.addCarried( *carried_ );
   builder.addDataQualifier( qualId_ );
   builder.prepare();
   GroupReferences taken;

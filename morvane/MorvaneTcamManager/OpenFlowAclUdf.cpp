@@ -65,7 +65,7 @@ bool OpenFlowGroup::create() {
 
 bool OpenFlowGroup::make() {
   GroupBuilder builder( manager_, unit_, group_, flowProgramming );
-  if ( exists() )
+  if ( manager_.groupComplete( unit_, group_ ) )
     return manager_.createCopies( builder, unit_, group_, taken_ );
   if ( !manager_.groupExists( unit_, group_ ) ) {
     // What a teardown that was broken off has left.
@@ -86,16 +86,6 @@ bool OpenFlowGroup::make() {
     return false;
   manager_.noteUdfProgrammed( unit_ );
   return true;
-}
-
-// Every copy; a teardown that was broken off leaves only some.
-bool OpenFlowGroup::exists() const {
-  for ( const PipeCopy c : manager_.pipeCopies( unit_, group_ ) ) {
-    const Kiv::Ptr< GroupCounts > counts = manager_.groupCounts( c.pipeGroup );
-    if ( !counts || counts->unitRefCount( unit_ ) <= 0 )
-      return false;
-  }
-  return manager_.groupExists( unit_, group_ );
 }
 
 void OpenFlowGroup::undo() {

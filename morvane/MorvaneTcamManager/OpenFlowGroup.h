@@ -21,7 +21,6 @@ class OpenFlowGroup {
 
  private:
   bool make();
-  bool exists() const;
   bool createQualifiers();
   bool createQualifier( struct DataQualifier * udfQual, U32 i );
   void record( S32 qualId, U8 offset );
