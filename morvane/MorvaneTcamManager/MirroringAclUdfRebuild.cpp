@@ -65,15 +65,15 @@ bool MirroringGroupRebuild::run() {
       forgetUses();
       return true;
     }
+    MORVANE_TRACE( traceFailure ) << "Unit: " << unit_ << " " << udfRebuild.operation << " "
+                                  << "Could not recreate group " << group_ << "!!"
+                                  << " Giving up, destroyed ... ";
+    abandon();
+    return false;
   } catch ( ... ) {
     abandon();
     throw;
   }
-  MORVANE_TRACE( traceFailure ) << "Unit: " << unit_ << " " << udfRebuild.operation << " "
-                                << "Could not recreate group " << group_ << "!!"
-                                << " Giving up, destroyed ... ";
-  abandon();
-  return false;
 }
 
 void MirroringGroupRebuild::clearEntries() {
