@@ -59,7 +59,11 @@ MirroringGroupRebuild::MirroringGroupRebuild( MorvaneTcamGroupManager & manager,
 bool MirroringGroupRebuild::run() {
   try {
     clearEntries();
+    MORVANE_TRACE( traceGroup ) << "Unit: " << unit_ << " " << udfRebuild.operation
+                                << " Successfully cleared all entries in group: " << group_;
     destroyCopies();
+    MORVANE_TRACE( traceGroup ) << "Unit: " << unit_ << " " << udfRebuild.operation
+                                << " Successfully destroyed the group: " << group_;
     if ( createCopies() ) {
       restoreCounts();
       forgetUses();
@@ -79,8 +83,6 @@ bool MirroringGroupRebuild::run() {
 void MirroringGroupRebuild::clearEntries() {
   for ( const Kiv::Ptr< MorvaneTcamEntryManager > & user : users_ )
     user->releaseAllEntries( unit_ );
-  MORVANE_TRACE( traceGroup ) << "Unit: " << unit_ << " " << udfRebuild.operation
-                              << " Successfully cleared all entries in group: " << group_;
 }
 
 void MirroringGroupRebuild::destroyCopies() {
@@ -92,8 +94,6 @@ void MirroringGroupRebuild::destroyCopies() {
     counts->unitRefCountIs( unit_, 1 );
     manager_.uninitializeTcamGroup( unit_, c.pipeGroup, false );
   }
-  MORVANE_TRACE( traceGroup ) << "Unit: " << unit_ << " " << udfRebuild.operation
-                              << " Successfully destroyed the group: " << group_;
 }
 
 bool MirroringGroupRebuild::createCopies() {
