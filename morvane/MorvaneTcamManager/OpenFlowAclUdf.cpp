@@ -55,11 +55,11 @@ bool OpenFlowGroup::create() {
   }
   if ( made )
     return true;
-  undo();
   MORVANE_TRACE( traceFailure ) << "Unit: " << unit_ << " " << flowProgramming.operation << " "
                                 << "Could not recreate group " << group_ << "!!";
   manager_.udfResourceErrorIs( static_cast< U8 >( unit_ ), true );
   MORVANE_UDF_HW_RESOURCE_FULL.raise();
+  undo();
   return false;
 }
 
