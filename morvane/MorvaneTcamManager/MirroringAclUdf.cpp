@@ -17,9 +17,10 @@ GroupUdfQualApplyStatus MorvaneTcamGroupManager::createGroupMirroringAclUdf(
                               << " normalized offset=" << offset << " length=" << length;
   KIV_ASSERT( groupMirroringAclUdfValid( groupId ) );
   KIV_ASSERT( length == 4 );
-  if ( aclType != Acl::ip() && aclType != Acl::mac() )
+  if ( aclType != Acl::ip() && aclType != Acl::mac() ) {
     MORVANE_TRACE( traceFailure ) << "Unsupported acl type: " << aclType << " group: " << groupId;
-  MirroringUdfs udfs( *this, aclType );
+    KIV_ASSERT( !"only IPv4 and MAC ACLs have user-defined fields" );
+  }
 
   UdfUnitSpec spec;
   spec.unit = unit;
