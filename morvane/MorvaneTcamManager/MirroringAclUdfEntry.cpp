@@ -191,6 +191,7 @@ GroupUdfQualApplyStatus MorvaneTcamEntryManager::setMirroringAclUdf( U32 unit, S
     readBack( unit, currentQualId, length );
     const UdfUnitSpec udf =
         MirroringUdfs( *groupManager(), aclType ).spec( udfQualKey( unit, currentQualId ) );
+    KIV_ASSERT( !add || groupManager()->groupMirroringAclUdfValid( group() ) );
     UdfUse use( *this, aclType, udf );
     return add ? use.add( ethType ) : use.remove();
   }
