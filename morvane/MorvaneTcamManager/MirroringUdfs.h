@@ -34,7 +34,8 @@ class MirroringUdfs {
   void specIs( U32 key, const UdfUnitSpec & spec );
   MorvaneTcamGroupManager::IpMirroringAclUdfIter iter() const;
 
-  // Changes the refCount; asserts that it stays within 0 to 65,535.
+  // Changes the refCount; asserts that the qualifier is recorded, and that the count stays within 0
+  // to 65,535.
   void refCountInc( U32 key, S32 delta );
   // Whether a group other than `but` carries the qualifier.
   bool isCarriedBeside( U32 key, const GroupUdfQual & but ) const;
