@@ -4,7 +4,6 @@
 #include "morvane/AclType.h"
 #include "morvane/MorvaneTcamManager/MirroringQualifiers.h"
 #include "morvane/MorvaneTcamManager/Trace.h"
-#include "morvane/MorvaneTcamManager/UdfQualifiers.h"
 #include "shim/SdkCall.h"
 
 namespace Morvane {
@@ -31,6 +30,19 @@ void GroupBuilder::addCarried( const GroupUdfQual & carried ) {
                                  << "The qualifier id to add to qset is " << qualIter.key()
                                  << " with freq " << qualIter.uses();
     addDataQualifier( qualIter.key() );
+  }
+}
+
+// The text of the call has no blanks inside brackets.
+void GroupBuilder::addDataQualifiers( const std::vector< DataQualifier > & udfQual ) {
+  const U32 unit = unit_;
+  bcm_field_qset_t & qset = qset_;
+  for ( U32 i = 0; i < udfQual.size(); ++i ) {
+    MORVANE_TRACE( traceDetail ) << "Unit: " << unit << " " << request_.operation << " "
+                                 << "The qualifier id to add to qset is " << udfQual[ i ].qual_id();
+    // clang-format off
+    SDK_CHECKED( bcm_field_qset_data_qualifier_add( unit, &qset, udfQual[i].qual_id() ) );
+    // clang-format on
   }
 }
 
