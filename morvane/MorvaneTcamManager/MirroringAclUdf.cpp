@@ -51,21 +51,21 @@ GroupUdfQualApplyStatus MorvaneTcamGroupManager::placeNewUdf( U32 groupId, S32 a
                                   << " already exists for group: " << groupId;
     KIV_ASSERT( !"a new qualifier is carried already" );
   }
-  const U8 unit = static_cast< U8 >( spec.unit );
+  MirroringUdfs udfs( *this, aclType );
   GroupUdfCreateStatus status = udfCreateFailure;
   try {
     status = MirroringUdfPlacement( *this, groupId, aclType, spec ).run();
   } catch ( ... ) {
-    destroyUdfQualifier( unit, spec.ethType, spec.base, spec.qualId );
+    udfs.discardNew( key, spec );
     throw;
   }
   if ( status != udfCreateSuccessNoGroupRecreate && status != udfCreateSuccessWithGroupRecreate ) {
-    destroyUdfQualifier( unit, spec.ethType, spec.base, spec.qualId );
+    udfs.discardNew( key, spec );
     return { -1, status };
   }
   // The rules of a group that was rebuilt are added anew, this one too.
   spec.refCount = status == udfCreateSuccessWithGroupRecreate ? 0 : 1;
-  MirroringUdfs( *this, aclType ).specIs( key, spec );
+  udfs.specIs( key, spec );
   carried->newUdfQualId( spec.unit, spec.qualId );
   carried->udfQualIdIs( key, spec.refCount );
   return { spec.qualId, status };

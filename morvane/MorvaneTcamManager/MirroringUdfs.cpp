@@ -100,6 +100,11 @@ void MirroringUdfs::destroyUnused( U32 key ) {
   destroy( key );
 }
 
+void MirroringUdfs::discardNew( U32 key, const UdfUnitSpec & spec ) {
+  specIs( key, spec );
+  destroyUnused( key );
+}
+
 namespace {
 
 void narrowCopy( U32 unit, U32 pipeGroupId, U32 qualId ) {

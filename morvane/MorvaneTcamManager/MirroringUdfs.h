@@ -45,6 +45,9 @@ class MirroringUdfs {
   void leave( GroupUdfQual & group, U32 key );
   // Destroys the qualifier if no group carries it.
   void destroyUnused( U32 key );
+  // Destroys a qualifier that is not recorded yet. When that is broken off by an exception, it is
+  // in the books unused, as with leave.
+  void discardNew( U32 key, const UdfUnitSpec & spec );
 
  private:
   void destroy( U32 key );
