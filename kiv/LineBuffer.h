@@ -19,7 +19,7 @@
 
 namespace Kiv {
 
-// Prints an unsigned number as 0x and its hexadecimal digits, without leading zeros.
+// Prints an unsigned number as its hexadecimal digits alone, without leading zeros.
 struct Hex {
   U64 value;
 };
@@ -71,9 +71,6 @@ class KIV_API LineBuffer {
   void appendNumber( T number, int base ) {
     char digits[ 24 ];
     auto end = std::to_chars( digits, digits + sizeof digits, number, base ).ptr;
-    if ( base == 16 ) {
-      append( "0x" );
-    }
     append( std::string_view( digits, static_cast< std::size_t >( end - digits ) ) );
   }
 

@@ -286,6 +286,8 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
 
   // Whether any hardware copy of the group exists on the unit.
   bool groupExists( U32 unit, U32 groupId ) const;
+  // Whether all of them exist; a teardown that was broken off leaves only some.
+  bool groupComplete( U32 unit, U32 groupId ) const;
 
   // --- Range checkers --------------------------------------------------------------------------
 
@@ -374,7 +376,7 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   bool createCopies( GroupBuilder & builder, U32 unit, U32 group, GroupReferences & taken );
   void releaseUdfQualifiers( U32 unit, U32 pipeGroupId );
   void releaseMirroringUdfs( U32 unit, U32 groupId );
-  void forgetMirroringAclType( U32 group );
+  void forgetMirroringAclType( U32 unit, U32 group );
   GroupUdfQualApplyStatus placeNewUdf( U32 groupId, S32 aclType, UdfUnitSpec spec );
   void noteUdfProgrammed( U32 unit );
   bool referenceExisting( U32 unit, U32 group, const PipeCopy & at, GroupReferences & taken );

@@ -1,6 +1,6 @@
 // Trace lines that go to a ring and to the text trace at once.
 //
-//   SNAPTRACE( bcmFpCmd, apiTrace, 3 ) << "fp entry create " << Snaptrace::hex( entry );
+//   SNAPTRACE( bcmFpCmd, apiTrace, 3 ) << "fp entry create 0x" << Snaptrace::hex( entry );
 //   SNAPTRACE( bcmFpCmd, nullptr, 0 ) << "fp group compress " << group;      // ring only
 //
 // The first argument is a facility or a handle, the second a Kiv::TraceHandle or nullptr; both may

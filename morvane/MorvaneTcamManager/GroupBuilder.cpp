@@ -24,6 +24,28 @@ void GroupBuilder::addDataQualifier( S32 qualId ) {
   SDK_RESULT( rc );
 }
 
+void GroupBuilder::addCarried( const GroupUdfQual & carried ) {
+  for ( UnitUdfQualIter qualIter( carried, unit_ ); qualIter; ++qualIter ) {
+    MORVANE_TRACE( traceDetail ) << "Unit: " << unit_ << " " << request_.operation << " "
+                                 << "The qualifier id to add to qset is " << qualIter.key()
+                                 << " with freq " << qualIter.uses();
+    addDataQualifier( qualIter.key() );
+  }
+}
+
+// The text of the call has no blanks inside brackets.
+void GroupBuilder::addDataQualifiers( const std::vector< DataQualifier > & udfQual ) {
+  const U32 unit = unit_;
+  bcm_field_qset_t & qset = qset_;
+  for ( U32 i = 0; i < udfQual.size(); ++i ) {
+    MORVANE_TRACE( traceDetail ) << "Unit: " << unit << " " << request_.operation << " "
+                                 << "The qualifier id to add to qset is " << udfQual[ i ].qual_id();
+    // clang-format off
+    SDK_CHECKED( bcm_field_qset_data_qualifier_add( unit, &qset, udfQual[i].qual_id() ) );
+    // clang-format on
+  }
+}
+
 const U32 * GroupBuilder::qualifierList() const {
   if ( manager_.groupMirroringAclValid( static_cast< U8 >( group_ ) ) )
     return mirroringList();

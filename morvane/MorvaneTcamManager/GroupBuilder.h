@@ -10,7 +10,10 @@
 // manager uses it.
 #pragma once
 
+#include <vector>
+
 #include "morvane/MorvaneTcamGroupManager.h"
+#include "morvane/MorvaneTcamManager/UdfQualifiers.h"
 
 namespace Morvane {
 
@@ -36,6 +39,10 @@ class GroupBuilder {
   void makeQualifierSet();
   // Lets the group match on a data qualifier of the unit as well.
   void addDataQualifier( S32 qualId );
+  // The same for every qualifier of the unit that the group carries.
+  void addCarried( const GroupUdfQual & carried );
+  // The same for the qualifiers of a flow-programming group, in the order given.
+  void addDataQualifiers( const std::vector< DataQualifier > & udfQual );
   // Reads the port sets and fills in what all copies have in common.
   void prepare();
   // Creates one copy. False when hardware has no room; any other failure ends the process.

@@ -28,10 +28,12 @@ bool MorvaneTcamGroupManager::initializeGroup( U32 unit, U32 group, GroupReferen
 
   GroupBuilder builder( *this, unit, group, firstCreation );
   builder.makeQualifierSet();
+  if ( groupMirroringAclUdfValid( key ) && !groupComplete( unit, group ) )
+    builder.addCarried( *groupIdToMirroringAclUdfIs( key ) );
   builder.prepare();
   const bool created = createCopies( builder, unit, group, taken );
   if ( !created )
-    forgetMirroringAclType( group );
+    forgetMirroringAclType( unit, group );
   return created;
 }
 
@@ -66,10 +68,22 @@ bool MorvaneTcamGroupManager::groupExists( U32 unit, U32 groupId ) const {
   return false;
 }
 
-// A group that lives on another unit goes on matching by its type.
-void MorvaneTcamGroupManager::forgetMirroringAclType( U32 group ) {
+bool MorvaneTcamGroupManager::groupComplete( U32 unit, U32 groupId ) const {
+  bool exists = false;
+  for ( const PipeCopy c : pipeCopies( unit, groupId ) ) {
+    const Kiv::Ptr< GroupCounts > counts = groupCounts( c.pipeGroup );
+    exists = counts && counts->unitRefCount( unit ) > 0;
+    if ( !exists )
+      return false;
+  }
+  return exists;
+}
+
+// A group that lives on another unit goes on matching by its type. Copies on this unit do not
+// count: they are what a creation that was refused has left.
+void MorvaneTcamGroupManager::forgetMirroringAclType( U32 unit, U32 group ) {
   for ( auto unitIter = modChipInfoIterConst(); unitIter; ++unitIter )
-    if ( groupExists( unitIter.key(), group ) )
+    if ( unitIter.key() != unit && groupExists( unitIter.key(), group ) )
       return;
   groupMirroringAclTypeIs( static_cast< U8 >( group ), -1 );
 }

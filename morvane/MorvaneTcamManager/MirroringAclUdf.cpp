@@ -17,9 +17,10 @@ GroupUdfQualApplyStatus MorvaneTcamGroupManager::createGroupMirroringAclUdf(
                               << " normalized offset=" << offset << " length=" << length;
   KIV_ASSERT( groupMirroringAclUdfValid( groupId ) );
   KIV_ASSERT( length == 4 );
-  if ( aclType != Acl::ip() && aclType != Acl::mac() )
+  if ( aclType != Acl::ip() && aclType != Acl::mac() ) {
     MORVANE_TRACE( traceFailure ) << "Unsupported acl type: " << aclType << " group: " << groupId;
-  MirroringUdfs udfs( *this, aclType );
+    KIV_ASSERT( !"only IPv4 and MAC ACLs have user-defined fields" );
+  }
 
   UdfUnitSpec spec;
   spec.unit = unit;
@@ -50,21 +51,21 @@ GroupUdfQualApplyStatus MorvaneTcamGroupManager::placeNewUdf( U32 groupId, S32 a
                                   << " already exists for group: " << groupId;
     KIV_ASSERT( !"a new qualifier is carried already" );
   }
-  const U8 unit = static_cast< U8 >( spec.unit );
+  MirroringUdfs udfs( *this, aclType );
   GroupUdfCreateStatus status = udfCreateFailure;
   try {
     status = MirroringUdfPlacement( *this, groupId, aclType, spec ).run();
   } catch ( ... ) {
-    destroyUdfQualifier( unit, spec.ethType, spec.base, spec.qualId );
+    udfs.discardNew( key, spec );
     throw;
   }
   if ( status != udfCreateSuccessNoGroupRecreate && status != udfCreateSuccessWithGroupRecreate ) {
-    destroyUdfQualifier( unit, spec.ethType, spec.base, spec.qualId );
+    udfs.discardNew( key, spec );
     return { -1, status };
   }
   // The rules of a group that was rebuilt are added anew, this one too.
   spec.refCount = status == udfCreateSuccessWithGroupRecreate ? 0 : 1;
-  MirroringUdfs( *this, aclType ).specIs( key, spec );
+  udfs.specIs( key, spec );
   carried->newUdfQualId( spec.unit, spec.qualId );
   carried->udfQualIdIs( key, spec.refCount );
   return { spec.qualId, status };
@@ -86,7 +87,7 @@ int MorvaneTcamGroupManager::addUdfQualifierToQset( U32 unit, bcm_field_qset_t *
 void MorvaneTcamGroupManager::uninitializeMirroringUdfQualifiers( U32 unit, U32 groupId ) {
   KIV_ASSERT( groupMirroringAclUdfValid( groupId ) );
   releaseMirroringUdfs( unit, groupId );
-  forgetMirroringAclType( tcamNumberBits.get( groupId ) );
+  forgetMirroringAclType( unit, tcamNumberBits.get( groupId ) );
 }
 
 void MorvaneTcamGroupManager::releaseMirroringUdfs( U32 unit, U32 groupId ) {

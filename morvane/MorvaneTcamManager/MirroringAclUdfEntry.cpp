@@ -1,5 +1,7 @@
 // User-defined fields as the rules of a mirroring group use them.
 
+#include <optional>
+
 #include "kiv/Assert.h"
 #include "morvane/AclType.h"
 #include "morvane/MorvaneTcamEntryManager.h"
@@ -24,6 +26,17 @@ void readBack( U32 unit, S32 currentQualId, U8 length ) {
   if ( rv < 0 )
     MORVANE_TRACE( traceFailure ) << " UDF Qual id: " << currentQualId << " not programmed in hw! ";
   assertAsProgrammed( udfQual, currentQualId, length );
+}
+
+std::optional< UdfUnitSpec > findUdf( const MirroringUdfs & udfs, U32 unit, U32 ethType,
+                                      UdfOffsetBase base, U8 normalized, U8 length ) {
+  for ( auto it = udfs.iter(); it; ++it ) {
+    const UdfUnitSpec & spec = it.value();
+    if ( spec.unit == unit && spec.base == base && spec.offset == normalized &&
+         spec.length == length && ( !udfs.mac() || spec.ethType == ethType ) )
+      return spec;
+  }
+  return std::nullopt;
 }
 
 // One change of the uses of a qualifier that exists, by the rules of one group.
@@ -145,18 +158,14 @@ S32 MorvaneTcamEntryManager::getMirroringAclUdf( U32 unit, S32 aclType, U32 ethT
                                << " ether type=" << ethType;
   if ( aclType != Acl::ip() && aclType != Acl::mac() )
     return -1;
-  const U8 normalized = normalizedUdfOffset( base, offset );
   const MirroringUdfs udfs( *groupManager(), aclType );
-  for ( auto it = udfs.iter(); it; ++it ) {
-    const UdfUnitSpec & spec = it.value();
-    if ( spec.unit != unit || spec.base != base || spec.offset != normalized ||
-         spec.length != length || ( udfs.mac() && spec.ethType != ethType ) )
-      continue;
-    MORVANE_TRACE( traceDetail ) << udfs.words().found << spec.qualId
-                                 << " ref cnt: " << spec.refCount;
-    return spec.qualId;
-  }
-  return -1;
+  const std::optional< UdfUnitSpec > spec =
+      findUdf( udfs, unit, ethType, base, normalizedUdfOffset( base, offset ), length );
+  if ( !spec )
+    return -1;
+  MORVANE_TRACE( traceDetail ) << udfs.words().found << spec->qualId
+                               << " ref cnt: " << spec->refCount;
+  return spec->qualId;
 }
 
 void MorvaneTcamEntryManager::verifyMirroringAclUdf( U32 unit, S32 aclType, U32 ethType,
@@ -187,12 +196,16 @@ GroupUdfQualApplyStatus MorvaneTcamEntryManager::setMirroringAclUdf( U32 unit, S
                               << " ether type=" << ethType << " add: " << add;
   KIV_ASSERT( aclType == Acl::ip() || aclType == Acl::mac() );
   const S32 currentQualId = getMirroringAclUdf( unit, aclType, ethType, base, offset, length );
+  const U8 normalized = normalizedUdfOffset( base, offset );
   if ( currentQualId >= 1 ) {
     readBack( unit, currentQualId, length );
-    const UdfUnitSpec udf =
-        MirroringUdfs( *groupManager(), aclType ).spec( udfQualKey( unit, currentQualId ) );
-    UdfUse use( *this, aclType, udf );
-    return add ? use.add( ethType ) : use.remove();
+    // Meanwhile another activity may have taken it away.
+    const MirroringUdfs udfs( *groupManager(), aclType );
+    if ( const auto udf = findUdf( udfs, unit, ethType, base, normalized, length ) ) {
+      KIV_ASSERT( !add || groupManager()->groupMirroringAclUdfValid( group() ) );
+      UdfUse use( *this, aclType, *udf );
+      return add ? use.add( ethType ) : use.remove();
+    }
   }
   if ( !add ) {
     MORVANE_TRACE( traceGroup ) << "Trying to remove non-existent UDF on group: " << group();
@@ -204,7 +217,6 @@ GroupUdfQualApplyStatus MorvaneTcamEntryManager::setMirroringAclUdf( U32 unit, S
                                   << " will be exceeded. Aborting ... ";
     return { -1, udfCreateFailureWithUdfResourceExhaustion };
   }
-  const U8 normalized = normalizedUdfOffset( base, offset );
   MORVANE_TRACE( traceGroup ) << "Creating new udf unit for group " << group()
                               << " with base=" << base << " normalized offset=" << normalized
                               << " length=" << length;

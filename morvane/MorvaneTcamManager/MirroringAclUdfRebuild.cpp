@@ -59,28 +59,30 @@ MirroringGroupRebuild::MirroringGroupRebuild( MorvaneTcamGroupManager & manager,
 bool MirroringGroupRebuild::run() {
   try {
     clearEntries();
+    MORVANE_TRACE( traceGroup ) << "Unit: " << unit_ << " " << udfRebuild.operation
+                                << " Successfully cleared all entries in group: " << group_;
     destroyCopies();
+    MORVANE_TRACE( traceGroup ) << "Unit: " << unit_ << " " << udfRebuild.operation
+                                << " Successfully destroyed the group: " << group_;
     if ( createCopies() ) {
       restoreCounts();
       forgetUses();
       return true;
     }
+    MORVANE_TRACE( traceFailure ) << "Unit: " << unit_ << " " << udfRebuild.operation << " "
+                                  << "Could not recreate group " << group_ << "!!"
+                                  << " Giving up, destroyed ... ";
+    abandon();
+    return false;
   } catch ( ... ) {
     abandon();
     throw;
   }
-  MORVANE_TRACE( traceFailure ) << "Unit: " << unit_ << " " << udfRebuild.operation << " "
-                                << "Could not recreate group " << group_ << "!!"
-                                << " Giving up, destroyed ... ";
-  abandon();
-  return false;
 }
 
 void MirroringGroupRebuild::clearEntries() {
   for ( const Kiv::Ptr< MorvaneTcamEntryManager > & user : users_ )
     user->releaseAllEntries( unit_ );
-  MORVANE_TRACE( traceGroup ) << "Unit: " << unit_ << " " << udfRebuild.operation
-                              << " Successfully cleared all entries in group: " << group_;
 }
 
 void MirroringGroupRebuild::destroyCopies() {
@@ -92,8 +94,6 @@ void MirroringGroupRebuild::destroyCopies() {
     counts->unitRefCountIs( unit_, 1 );
     manager_.uninitializeTcamGroup( unit_, c.pipeGroup, false );
   }
-  MORVANE_TRACE( traceGroup ) << "Unit: " << unit_ << " " << udfRebuild.operation
-                              << " Successfully destroyed the group: " << group_;
 }
 
 bool MirroringGroupRebuild::createCopies() {
@@ -101,12 +101,7 @@ bool MirroringGroupRebuild::createCopies() {
                               << "Trying to recreate group " << group_;
   GroupBuilder builder( manager_, unit_, group_, udfRebuild );
   builder.makeQualifierSet();
-  for ( UnitUdfQualIter qualIter( *carried_, unit_ ); qualIter; ++qualIter ) {
-    MORVANE_TRACE( traceDetail ) << "Unit: " << unit_ << " " << udfRebuild.operation << " "
-                                 << "The qualifier id to add to qset is " << qualIter.key()
-                                 << " with freq " << qualIter.uses();
-    builder.addDataQualifier( qualIter.key() );
-  }
+  builder.addCarried( *carried_ );
   builder.addDataQualifier( qualId_ );
   builder.prepare();
   GroupReferences taken;

@@ -70,6 +70,7 @@ MorvaneTcamGroupManager::IpMirroringAclUdfIter MirroringUdfs::iter() const {
 // --- Uses ------------------------------------------------------------------------------------
 
 void MirroringUdfs::refCountInc( U32 key, S32 delta ) {
+  KIV_ASSERT( has( key ) );
   UdfUnitSpec counted = spec( key );
   const S32 refCount = counted.refCount + delta;
   KIV_ASSERT( refCount >= 0 && refCount <= std::numeric_limits< U16 >::max() );
@@ -99,6 +100,11 @@ void MirroringUdfs::destroyUnused( U32 key ) {
   destroy( key );
 }
 
+void MirroringUdfs::discardNew( U32 key, const UdfUnitSpec & spec ) {
+  specIs( key, spec );
+  destroyUnused( key );
+}
+
 namespace {
 
 void narrowCopy( U32 unit, U32 pipeGroupId, U32 qualId ) {
@@ -114,6 +120,7 @@ void narrowCopy( U32 unit, U32 pipeGroupId, U32 qualId ) {
 
 // A group that carried the qualifier once has it in its qualifier set still.
 void MirroringUdfs::destroy( U32 key ) {
+  KIV_ASSERT( has( key ) );
   const UdfUnitSpec last = spec( key );
   for ( auto it = manager_.groupIdToMirroringAclUdfIterConst(); it; ++it ) {
     if ( !manager_.groupMirroringAclUdfValid( it.key() ) )

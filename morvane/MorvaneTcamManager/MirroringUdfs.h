@@ -34,7 +34,8 @@ class MirroringUdfs {
   void specIs( U32 key, const UdfUnitSpec & spec );
   MorvaneTcamGroupManager::IpMirroringAclUdfIter iter() const;
 
-  // Changes the refCount; asserts that it stays within 0 to 65,535.
+  // Changes the refCount; asserts that the qualifier is recorded, and that the count stays within 0
+  // to 65,535.
   void refCountInc( U32 key, S32 delta );
   // Whether a group other than `but` carries the qualifier.
   bool isCarriedBeside( U32 key, const GroupUdfQual & but ) const;
@@ -44,6 +45,9 @@ class MirroringUdfs {
   void leave( GroupUdfQual & group, U32 key );
   // Destroys the qualifier if no group carries it.
   void destroyUnused( U32 key );
+  // Destroys a qualifier that is not recorded yet. When that is broken off by an exception, it is
+  // in the books unused, as with leave.
+  void discardNew( U32 key, const UdfUnitSpec & spec );
 
  private:
   void destroy( U32 key );

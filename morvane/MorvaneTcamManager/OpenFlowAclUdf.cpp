@@ -1,5 +1,7 @@
 // Flow-programming groups and their data qualifiers.
 
+#include <algorithm>
+
 #include "morvane/LogMessages.h"
 #include "morvane/MorvaneTcamManager/GroupBuilder.h"
 #include "morvane/MorvaneTcamManager/OpenFlowGroup.h"
@@ -55,17 +57,17 @@ bool OpenFlowGroup::create() {
   }
   if ( made )
     return true;
-  undo();
   MORVANE_TRACE( traceFailure ) << "Unit: " << unit_ << " " << flowProgramming.operation << " "
                                 << "Could not recreate group " << group_ << "!!";
   manager_.udfResourceErrorIs( static_cast< U8 >( unit_ ), true );
   MORVANE_UDF_HW_RESOURCE_FULL.raise();
+  undo();
   return false;
 }
 
 bool OpenFlowGroup::make() {
   GroupBuilder builder( manager_, unit_, group_, flowProgramming );
-  if ( exists() )
+  if ( manager_.groupComplete( unit_, group_ ) )
     return manager_.createCopies( builder, unit_, group_, taken_ );
   if ( !manager_.groupExists( unit_, group_ ) ) {
     // What a teardown that was broken off has left.
@@ -76,26 +78,12 @@ bool OpenFlowGroup::make() {
   MORVANE_TRACE( traceGroup ) << "Unit: " << unit_ << " " << flowProgramming.operation << " "
                               << "Trying to create group " << group_;
   builder.makeQualifierSet();
-  for ( UnitUdfQualIter qualIter( *carried_, unit_ ); qualIter; ++qualIter ) {
-    MORVANE_TRACE( traceDetail ) << "Unit: " << unit_ << " " << flowProgramming.operation << " "
-                                 << "The qualifier id to add to qset is " << qualIter.key();
-    builder.addDataQualifier( qualIter.key() );
-  }
+  builder.addDataQualifiers( qualifiers() );
   builder.prepare();
   if ( !manager_.createCopies( builder, unit_, group_, taken_ ) )
     return false;
   manager_.noteUdfProgrammed( unit_ );
   return true;
-}
-
-// Every copy; a teardown that was broken off leaves only some.
-bool OpenFlowGroup::exists() const {
-  for ( const PipeCopy c : manager_.pipeCopies( unit_, group_ ) ) {
-    const Kiv::Ptr< GroupCounts > counts = manager_.groupCounts( c.pipeGroup );
-    if ( !counts || counts->unitRefCount( unit_ ) <= 0 )
-      return false;
-  }
-  return manager_.groupExists( unit_, group_ );
 }
 
 void OpenFlowGroup::undo() {
@@ -154,6 +142,21 @@ bool OpenFlowGroup::createQualifier( DataQualifier * udfQual, U32 i ) {
   return true;
 }
 
+// The recorded ones in the order of the table, which is that of their offsets.
+std::vector< DataQualifier > OpenFlowGroup::qualifiers() const {
+  std::vector< DataQualifier > udfQual;
+  for ( UnitUdfQualIter qualIter( *carried_, unit_ ); qualIter; ++qualIter ) {
+    const UdfUnitSpec recorded = spec( qualIter.bookKey() );
+    udfQual.push_back( outerL3Qualifier( recorded.offset, recorded.length ) );
+    static_cast< bcm_field_data_qualifier_s & >( udfQual.back() ).qual_id = recorded.qualId;
+  }
+  std::sort( udfQual.begin(), udfQual.end(),
+             []( const bcm_field_data_qualifier_s & a, const bcm_field_data_qualifier_s & b ) {
+               return a.offset < b.offset;
+             } );
+  return udfQual;
+}
+
 void OpenFlowGroup::record( S32 qualId, U8 offset ) {
   UdfUnitSpec spec;
   spec.unit = unit_;
@@ -186,6 +189,10 @@ void OpenFlowGroup::destroyQualifiers() {
     specDel( key );
     carried_->udfQualIdDel( key );
   }
+}
+
+UdfUnitSpec OpenFlowGroup::spec( U32 key ) const {
+  return plain_ ? manager_.openFlowAclUdf( key ) : manager_.openFlowVxlanAclUdf( key );
 }
 
 void OpenFlowGroup::specIs( U32 key, const UdfUnitSpec & spec ) {

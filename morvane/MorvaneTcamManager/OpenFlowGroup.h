@@ -3,8 +3,10 @@
 #pragma once
 
 #include <span>
+#include <vector>
 
 #include "morvane/MorvaneTcamGroupManager.h"
+#include "morvane/MorvaneTcamManager/UdfQualifiers.h"
 
 namespace Morvane {
 
@@ -21,13 +23,14 @@ class OpenFlowGroup {
 
  private:
   bool make();
-  bool exists() const;
   bool createQualifiers();
-  bool createQualifier( struct DataQualifier * udfQual, U32 i );
+  bool createQualifier( DataQualifier * udfQual, U32 i );
   void record( S32 qualId, U8 offset );
+  std::vector< DataQualifier > qualifiers() const;
   void undo();
 
   std::span< const U8 > offsets() const;
+  UdfUnitSpec spec( U32 key ) const;
   void specIs( U32 key, const UdfUnitSpec & spec );
   void specDel( U32 key );
 

@@ -37,8 +37,10 @@ U32 MorvaneTcamGroupManager::createRangeChecker( U32 unit, RangeCheckerDesc desc
   SDK_RESULT( rc );
   // Meanwhile the record may have gone, or another activity may have made a checker as well.
   const Kiv::ValidPtr< RangeCheckerData > data = rangeCheckerIs( desc );
-  if ( data->unitRefCount( unit ) != 0 ) {
+  if ( data->unitRefCount( unit ) != 0 && data->unitId( unit ) != 0 ) {
     SDK_CHECKED( bcm_field_range_destroy( unit, id ) );
+    FP_COMMAND() << "fp range destroy " << id;
+    rangeCheckersExhaustedIs( unit, false );
     return getRangeChecker( unit, desc );
   }
   data->unitIdIs( unit, id );

@@ -48,7 +48,7 @@ TEST( LineBufferTest, PiecesAndTheirForms ) {
   line.append( Kiv::hex( 0 ) );
   line.append( true );
   line.append( static_cast< const char * >( nullptr ) );
-  EXPECT_EQ( line.view(), "7 -5000000000 s 0xffffffff0xff0x0true(null)" );
+  EXPECT_EQ( line.view(), "7 -5000000000 s ffffffffff0true(null)" );
   line.append( std::string( 253 - line.view().size(), 'x' ) );
   line.append( 123 );  // cut at 255 characters
   EXPECT_EQ( std::string( line.charPtr() ).substr( 252 ), "x12" );

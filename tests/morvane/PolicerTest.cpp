@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "morvane/MorvaneTcamManager/Trace.h"
 #include "tests/morvane/TestSwitch.h"
 
 namespace Test::Policers {
@@ -108,6 +109,11 @@ TEST( PolicerTest, FailuresHaveTheirTextsAndLeaveNothingHalfDone ) {
   attach();
   text = "bcm_field_entry_policer_detach( unit, entryId, 0 )";
   failEach( detach, 8, text, text );
+  apiMorvane.levelIs( 2, true );
+  EXPECT_THAT( lines( detach ).back(),
+               testing::EndsWith( " attachPolicer(entry=0x7010000 policerId=3000001)" ) );
+  apiMorvane.levelIs( 2, false );
+  attach();
   EXPECT_THAT(
       callTexts( [ & ] { sw.groups->setPolicer( 0, base, sw.config() ); } ),
       testing::Each(

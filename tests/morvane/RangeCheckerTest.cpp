@@ -117,9 +117,12 @@ TEST( RangeCheckerTest, TwoActivitiesShareWhatBothMake ) {
   Switch sw( {} );
   MorvaneTcamEntryManager & user = sw.user();
   U32 other = 0;
-  sw.meanwhile.arm( SdkOp::bcm_field_range_create,
-                    [ & ] { other = user.getRangeChecker( 0, a ); } );
+  sw.meanwhile.arm( SdkOp::bcm_field_range_create, [ & ] {
+    other = user.getRangeChecker( 0, a );
+    sw.groups->rangeCheckersExhaustedIs( 0, true );
+  } );
   EXPECT_EQ( user.getRangeChecker( 0, a ), other );
+  EXPECT_FALSE( user.rangeCheckersExhausted( 0 ) );  // the surplus one was given back
   EXPECT_EQ( sw.groups->rangeChecker( a )->unitRefCount( 0 ), 2U );
   EXPECT_EQ( sw.audit(), "" );
   // A checker that is on its way out serves nobody else.

@@ -28,10 +28,13 @@ const struct Scenario {
   bool byWidth, byFixedKeys;  // why the group is rebuilt
   Code prepare;               // groups 1 and 2 exist, and group 1 has an installed entry
   Code run;
-  U32 releases = 0;  // the group whose last entry it releases
+  U32 releases = 0;      // the group whose last entry it releases
+  bool refused = false;  // no slices for the group that is rebuilt
 } scenarios[] = {
     { "new in place", false, false, []( UdfSwitch & ) {}, addSecond },
     { "new by rebuild", true, false, []( UdfSwitch & sw ) { sw.set( first ); }, addSecond },
+    { "rebuild refused", true, false, []( UdfSwitch & sw ) { sw.set( first ); }, addSecond, 0,
+      true },
     { "shared in place", false, false, []( UdfSwitch & sw ) { sw.set( second, true, 2 ); },
       addSecond },
     { "shared by rebuild", false, true,
@@ -75,8 +78,9 @@ void putAway( UdfSwitch & sw ) {
   for ( const U32 group : { 1U, 2U, 4U } ) {
     releaseAll( sw, group );
     userOf( sw, group ).initializeGroup( 0 );
-    if ( group != 4 )
-      sw.set( second, true, group ), sw.set( second, true, group );
+    for ( U32 times = 0; times < 2 && group != 4; ++times )
+      if ( sw.groups->groupExists( 0, group ) )
+        sw.set( second, true, group );
     while ( sw.groups->groupExists( 0, group ) )
       sw.groups->uninitializeGroup( 0, group );
   }
@@ -92,6 +96,8 @@ void attempt( UdfSwitch & sw, const Scenario & scenario, SdkOp op, bool throws )
     scenario.run( sw );
   } catch ( const std::runtime_error & ) {
     thrown = true;
+    if ( scenario.refused && !sw.groups->groupExists( 0, 1 ) && sw.udfs().find( "0.1x" ) == 0 )
+      std::fputs( "left a field of a group that is gone\n", stderr );
     // A release goes on when it is called again; a group without entries goes with the next one.
     if ( const U32 group = scenario.releases ) {
       if ( sw.books( userOf( sw, group ) ).entryCreatedSize() == 0 )
@@ -111,6 +117,7 @@ void failEachCall( const Scenario & scenario, Chip chip, S32 type ) {
   if ( scenario.byWidth )
     chip.keyBits = UdfSwitch::plainKeyBits( chip, type ) + 40;
   chip.fixedKeys = scenario.byFixedKeys;
+  chip.paired = !scenario.refused;
   UdfSwitch sw( chip, type );
   for ( const U32 group : { 1U, 2U } )
     sw.manager( sw.user( group ) ).initializeGroup( 0 );
@@ -122,6 +129,9 @@ void failEachCall( const Scenario & scenario, Chip chip, S32 type ) {
   for ( U32 nth = 1; nth <= calls.size(); ++nth )
     for ( const int rc : { -14, -16, -11, 1, 0 } ) {
       const SoftAsic::CallRecord & call = calls[ nth - 1 ];
+      // Whether that ends the process depends on which of two tries it is.
+      if ( scenario.refused && rc == -11 && call.op == SdkOp::bcm_field_group_config_create )
+        continue;
       if ( rc > 0 && !( call.op == SdkOp::bcm_field_group_set && scenario.run == addSecond ) )
         continue;
       SoftAsic::Fault fault{ .nth = nth, .rc = rc };
@@ -146,11 +156,7 @@ TEST( UdfAnomalyTest, EveryCallOfEveryWayMayFail ) {
       if ( presels || !scenario.byFixedKeys )
         for ( const S32 type : { Acl::ip(), Acl::mac() } )
           failEachCall( scenario,
-                        { .pipes = 2,
-                          .secondCopy = !presels,
-                          .presels = presels,
-                          .slices = 6,
-                          .paired = true },
+                        { .pipes = 2, .secondCopy = !presels, .presels = presels, .slices = 6 },
                         type );
 }
 

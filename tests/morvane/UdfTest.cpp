@@ -1,6 +1,8 @@
 // User-defined fields of mirroring groups and qualifiers of flow-programming groups: how they are
 // shared and counted, how groups come to match on them, and when they go.
 
+#include <algorithm>
+
 #include "morvane/LogMessages.h"
 #include "morvane/MorvaneTcamManager/Trace.h"
 #include "tests/morvane/UdfSwitch.h"
@@ -9,6 +11,8 @@ namespace Test::Udf {
 
 constexpr Field near{ UdfBaseL3HeaderStart, 20 }, far{ UdfBaseL3HeaderEnd, 0 },
     frame{ UdfBaseL2HeaderEnd, 4, 0x0800 }, otherFrame{ UdfBaseL2HeaderEnd, 4, 0x86DD };
+
+const std::exception_ptr bus = std::make_exception_ptr( std::runtime_error( "bus" ) );
 
 struct Step {
   bool add;
@@ -177,6 +181,39 @@ TEST( UdfProgrammingTest, RebuildForASharedField ) {
   EXPECT_EQ( sw.udfs() + sw.audit(), "0.2x1 2:1" );
 }
 
+// Another activity takes a field away while it is read back; a placement and the destruction of its
+// qualifier throw.
+TEST( UdfProgrammingTest, QualifiersThatGoMeanwhileAndThatStay ) {
+  UdfSwitch sw( {}, Acl::ip() );
+  ASSERT_TRUE( sw.manager( sw.user( 1 ) ).initializeGroup( 0 ) );
+  sw.set( near );
+  sw.meanwhile.arm( SdkOp::bcm_field_data_qualifier_get, [ & ] { sw.set( near, false ); } );
+  sw.set( near );
+  EXPECT_EQ( sw.udfs() + sw.audit(), "0.1x1 1:1" );
+  sw.faults.arm( { .nth = 3, .times = 0, .exception = bus } );
+  EXPECT_THROW( sw.set( far ), std::runtime_error );
+  sw.faults.disarm();
+  EXPECT_EQ( sw.udfs() + sw.audit(), "0.1x1 1:1, 0.2x0" );
+  sw.set( far, false );
+  EXPECT_EQ( sw.udfs() + sw.audit(), "0.1x1 1:1" );
+}
+
+// A teardown that was broken off has left one copy.
+TEST( UdfProgrammingTest, AGroupInPartIsCompletedOrForgetsItsType ) {
+  for ( const bool fits : { true, false } ) {
+    UdfSwitch sw( { .pipes = 2 }, Acl::mac() );
+    ASSERT_TRUE( sw.groups->initializeGroup( 0, 1 ) );
+    sw.set( frame );
+    sw.faults.arm( { .op = SdkOp::bcm_field_group_destroy, .nth = 2, .exception = bus } );
+    EXPECT_THROW( sw.groups->uninitializeGroup( 0, 1 ), std::runtime_error );
+    if ( !fits )
+      sw.faults.arm( { .op = SdkOp::bcm_field_group_config_create, .times = 0, .rc = -14 } );
+    EXPECT_EQ( sw.groups->initializeGroup( 0, 1 ), fits );
+    EXPECT_THAT( sw.audit(), testing::Not( HasSubstr( "lacks" ) ) );
+    EXPECT_EQ( sw.groups->groupMirroringAclType( 1 ), fits ? Acl::mac() : -1 );
+  }
+}
+
 TEST( UdfProgrammingTest, WrongUseIsRefused ) {
   UdfSwitch sw( { .pipes = 2 }, Acl::ip() );
   ASSERT_TRUE( sw.manager( sw.user( 1 ) ).initializeGroup( 0 ) );
@@ -193,6 +230,10 @@ TEST( UdfProgrammingTest, WrongUseIsRefused ) {
   EXPECT_THAT(
       deathOf( [ & ] { user.setMirroringAclUdf( 0, 0, anyType, near.base, 4, 8, true ); } ),
       HasSubstr( "length == 4" ) );
+  MorvaneTcamEntryManager & plain = sw.manager( qosTcamGroup );
+  EXPECT_THAT(
+      deathOf( [ & ] { plain.setMirroringAclUdf( 0, 0, 0, UdfBaseL3HeaderEnd, 107, 4, true ); } ),
+      HasSubstr( "groupMirroringAclUdfValid" ) );
 }
 
 TEST( UdfProgrammingTest, TracesTellTheSteps ) {
@@ -238,7 +279,12 @@ TEST( FlowProgrammingTest, QualifiersLiveWithTheirGroup ) {
     sw.platform.user( row.user, 1, 0, tcamAllocateUnbounded );
     sw.start();
     sw.groups->openFlowUdfIpProtoIs( row.ipProto );
-    const U32 entry = sw.take( row.user, 0, 1 );
+    U32 entry = 0;
+    const auto texts = callTexts( [ & ] { entry = sw.take( row.user, 0, 1 ); } );
+    EXPECT_EQ( std::count( texts.begin(), texts.end(),
+                           "bcm_field_qset_data_qualifier_add( unit, &qset, udfQual[i].qual_id() ) "
+                           "(rc:0)" ),
+               static_cast< long >( row.offsets.size() ) );
     ASSERT_TRUE( sw.groups->createGroupOpenFlowAclUdf( 1, 1 ) );  // counts
     std::vector< U32 > offsets;
     for ( const auto & qualifier : sw.asic.dataQualifiers( 1 ) )

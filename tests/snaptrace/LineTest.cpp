@@ -50,7 +50,7 @@ TEST_F( LineTest, DisabledLinesEvaluateNothing ) {
 
 TEST_F( LineTest, EachSideGetsTheSameLineWhenItIsOn ) {
   facility.enabledIs( true );
-  SNAPTRACE( facility, text, 3 ) << "fp entry create " << Snaptrace::hex( 0x4000001u );
+  SNAPTRACE( facility, text, 3 ) << "fp entry create 0x" << Snaptrace::hex( 0x4000001u );
   text.levelIs( 3, true );
   SNAPTRACE( facility, text, 3 ) << "fp entry prio " << 7 << " ok " << true;
   facility.enabledIs( false );
