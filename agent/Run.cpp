@@ -62,6 +62,7 @@ RunReport RunJob::run() {
   for ( U32 acl = 0; acl < input_.acls.size(); ++acl )
     report_.acls.push_back( reportAcl( acl ) );
   readGroups();
+  report_.usage = usageText( session_.groupManager(), report_.platform, report_.unit, input_.show );
   if ( input_.verify )
     verify();
   report_.sdkCalls = session_.sdkCalls();

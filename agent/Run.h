@@ -10,6 +10,7 @@
 #include "agent/Packet.h"
 #include "agent/RuleResources.h"
 #include "agent/RunReport.h"
+#include "agent/UsageShow.h"
 #include "platform/PlatformModel.h"
 
 namespace Agent {
@@ -30,6 +31,7 @@ struct RunOptions {
   U32 ingressPort = 0;
   bool denyByDefault = false;
   bool verify = false;
+  std::string show;  // what usageRequest takes; empty: no report of the library's own
 };
 
 // Everything that a run needs, read and checked.
@@ -41,6 +43,7 @@ struct RunInput {
   U32 ingressPort = 0;
   bool denyByDefault = false;
   bool verify = false;
+  UsageRequest show;
 };
 
 class UsageError : public std::runtime_error {

@@ -88,6 +88,8 @@ RunInput readInput( const RunOptions & options ) {
   input.ingressPort = options.ingressPort;
   input.denyByDefault = options.denyByDefault;
   input.verify = options.verify;
+  if ( !options.show.empty() )
+    input.show = usageRequest( options.show );
   input.acls = options.acls.empty() ? std::vector{ exampleAcl() } : readAcls( options );
   applyPolice( options.police, input.acls );
   checkPlatform( options, input );

@@ -72,6 +72,7 @@ struct RunReport {
   U32 rangeCheckers = 0;           // in use
   std::map< std::string, U64 > sdkCalls;
 
+  std::string usage;  // the library's own report, where one was asked for
   bool verified = false;
   std::vector< std::string > differences;  // the auditor's lines, and the first wrong packets'
 

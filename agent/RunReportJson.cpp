@@ -79,6 +79,8 @@ std::string jsonReport( const RunReport & report ) {
                         { "used", use.used },
                         { "free", use.free } } );
   json[ "rangeCheckers" ] = report.rangeCheckers;
+  if ( !report.usage.empty() )
+    json[ "usage" ] = report.usage;
   Json & calls = json[ "sdkCalls" ] = Json::object();
   for ( const auto & [ operation, count ] : report.sdkCalls )
     calls[ operation ] = count;

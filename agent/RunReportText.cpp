@@ -216,6 +216,8 @@ std::string textReport( const RunReport & report, bool detail ) {
     text += ( detail ? "Rules\n" + ruleText( installedRules( report ) ) : busiestText( report ) ) +
             "\n" + neverHitText( report );
   }
+  if ( !report.usage.empty() )
+    text += "\n" + report.usage;
   if ( report.verified )
     text += "\n" + verificationText( report );
   return text;

@@ -88,9 +88,14 @@ void addRunOptions( CLI::App & app, Agent::RunOptions & run, OutputOptions & out
       ->check( CLI::IsMember( { "permit", "deny" } ) );
   addRuleOptions( app, run );
   app.add_option_function< std::string >(
-         "--show", [ &output ]( const std::string & form ) { output.detail = form == "detail"; },
-         "summary: the ten busiest rules; detail: all of them" )
-      ->check( CLI::IsMember( { "summary", "detail" } ) );
+         "--show",
+         [ &run, &output ]( const std::string & form ) {
+           run.show = form;
+           output.detail = form == "detail";
+         },
+         "The library's report of TCAM use as well: summary; detail, with entries (and all rules "
+         "instead of the ten busiest); raw, the slices; banks; capacity; entry:ID" )
+      ->type_name( "VIEW" );
   app.add_flag( "--verify", run.verify,
                 "Compare every packet with a walk over the rules on every pipe and copy, and audit "
                 "the books" );

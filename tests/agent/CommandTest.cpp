@@ -54,6 +54,30 @@ TEST_F( Command, exampleRunsWithoutArguments ) {
   EXPECT_THAT( run( "platforms" ).out, HasSubstr( "large" ) );
 }
 
+TEST_F( Command, showsWhatTheLibraryReports ) {
+  const std::string acl =
+      write( "one.acl", "@10.0.0.0/8\t0.0.0.0/0\t0 : 65535\t0 : 65535\t0x00/0x00\n" );
+  const std::string base = "run --platform small --acl " + acl + " --show ";
+  EXPECT_THAT(
+      run( base + "summary" ).out,
+      HasSubstr( "=== TCAM summary for switch small ===\nTCAM group 3 uses 1 entry and can "
+                 "use up to " ) );
+  const std::string detail = run( base + "detail" ).out;
+  EXPECT_THAT( detail, HasSubstr( " hits - " ) );
+  EXPECT_THAT( run( base + "raw" ).out,
+               HasSubstr( "|Stage                                    IFP |\n" ) );
+  EXPECT_THAT( run( base + "banks" ).out, HasSubstr( " Banks           Used By\n" ) );
+  EXPECT_THAT( run( base + "capacity" ).out, HasSubstr( "high watermark" ) );
+  const std::string entry = detail.substr( detail.find( "\n    " ) + 5, 6 );
+  EXPECT_THAT( run( base + "entry:" + entry ).out,
+               HasSubstr( "match SrcIp 0xa000000/0xff000000" ) );
+  for ( const char * wrong : { "entry:", "entry:0xz", "entry:1x", "all" } ) {
+    const Outcome refused = run( base + wrong );
+    EXPECT_EQ( refused.status, 2 ) << wrong;
+    EXPECT_THAT( refused.error, HasSubstr( "morvane-tcam: --show: " ) );
+  }
+}
+
 TEST_F( Command, statusTellsWhatDoesNotFit ) {
   std::string rules;
   for ( int i = 0; i < 40; ++i )
