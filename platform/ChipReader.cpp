@@ -62,8 +62,13 @@ void readProfile( const std::string & file, JsonFields & fields, SoftAsic::ChipP
   chip.udfShort = fields.flag( "udfShort" );
   chip.allocAtBeginning = fields.flag( "allocAtBeginning" );
   chip.singlePortKey = fields.flag( "singlePortKey" );
+  chip.fixedGroupKeys = fields.flag( "fixedGroupKeys" );
   chip.preselectors = fields.number( "preselectors", 0, BCM_FIELD_PRESEL_MAX, 0 );
   chip.statistics = fields.number( "statistics", 0, wordMax );
+  chip.rangeCheckers = fields.number( "rangeCheckers", 0, wordMax, 0 );
+  chip.policers = fields.number( "policers", 0, wordMax, 0 );
+  chip.dataChunks = fields.number( "dataChunks", 0, wordMax, 0 );
+  chip.dataFormats = fields.number( "dataFormats", 0, wordMax, 0 );
   for ( const JsonNode & stage : fields.list( "stages" ) )
     chip.stages.push_back( readStage( file, stage ) );
 }

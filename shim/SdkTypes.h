@@ -64,14 +64,21 @@ struct bcm_pbmp_t {
 };
 static_assert( sizeof( bcm_pbmp_t ) == 32 );
 
+inline constexpr std::uint32_t BCM_FIELD_DATA_QUAL_MAX = 256;
+
 // Set of qualifiers; what a group can match on.
 struct bcm_field_qset_t {
   std::uint32_t w[ ( bcmFieldQualifyCount + 31 ) / 32 ];
-  std::uint32_t data_qualifiers[ 8 ];  // set of data qualifier ids, below 256
+  std::uint32_t data_qualifiers[ 8 ];  // set of data qualifier ids, below BCM_FIELD_DATA_QUAL_MAX
 
   void add( std::uint32_t qual ) { w[ qual / 32 ] |= 1U << ( qual % 32 ); }
   void remove( std::uint32_t qual ) { w[ qual / 32 ] &= ~( 1U << ( qual % 32 ) ); }
   bool has( std::uint32_t qual ) const { return ( w[ qual / 32 ] >> ( qual % 32 ) & 1U ) != 0; }
+  void addData( std::uint32_t id ) { data_qualifiers[ id / 32 ] |= 1U << ( id % 32 ); }
+  void removeData( std::uint32_t id ) { data_qualifiers[ id / 32 ] &= ~( 1U << ( id % 32 ) ); }
+  bool hasData( std::uint32_t id ) const {
+    return ( data_qualifiers[ id / 32 ] >> ( id % 32 ) & 1U ) != 0;
+  }
   friend bool operator==( const bcm_field_qset_t &, const bcm_field_qset_t & ) = default;
 };
 static_assert( sizeof( bcm_field_qset_t ) == 128 );
@@ -211,17 +218,33 @@ inline constexpr int BCM_FIELD_STAT_TYPES = 8;
 
 // --- Policers ----------------------------------------------------------------------------------
 
-inline constexpr std::uint32_t BCM_POLICER_WITH_ID = 1;
+inline constexpr std::uint32_t BCM_POLICER_WITH_ID = 1;      // the id is given
+inline constexpr std::uint32_t BCM_POLICER_COLOR_BLIND = 2;  // earlier marks do not count
 
+enum bcm_policer_mode_t : int {
+  bcmPolicerModeCommitted = 0,  // one bucket: green within the committed rate, else red
+  bcmPolicerModeSrTcm = 1,      // one rate, three colours: yellow within the excess burst
+  bcmPolicerModeTrTcm = 2,      // two rates, three colours: yellow within the peak rate
+};
+
+// A kilobit is 1,000 bits.
 struct bcm_policer_config_t {
   std::uint32_t flags;
-  std::int32_t mode;
-  std::uint32_t ckbits_sec;
-  std::uint32_t ckbits_burst;
-  std::uint32_t pkbits_sec;
-  std::uint32_t pkbits_burst;
+  std::int32_t mode;           // bcm_policer_mode_t
+  std::uint32_t ckbits_sec;    // committed rate
+  std::uint32_t ckbits_burst;  // committed burst
+  std::uint32_t pkbits_sec;    // peak rate; of the two-rate mode only
+  std::uint32_t pkbits_burst;  // peak burst, or the excess burst of the single-rate mode
 };
 static_assert( sizeof( bcm_policer_config_t ) == 24 );
+
+// --- Range checkers ----------------------------------------------------------------------------
+
+// The field that a range checker looks at: exactly one.
+inline constexpr std::uint32_t BCM_FIELD_RANGE_SRCPORT = 1;    // TCP or UDP source port
+inline constexpr std::uint32_t BCM_FIELD_RANGE_DSTPORT = 2;    // TCP or UDP destination port
+inline constexpr std::uint32_t BCM_FIELD_RANGE_OUTERVLAN = 4;  // id of the outer VLAN tag
+inline constexpr std::uint32_t BCM_FIELD_RANGE_PACKETLEN = 8;  // bytes of the frame
 
 // --- Data qualifiers ---------------------------------------------------------------------------
 
@@ -232,7 +255,7 @@ enum bcm_field_data_offset_base_t : int {
 };
 
 struct bcm_field_data_qualifier_s {
-  std::uint32_t flags;
+  std::uint32_t flags;       // 0
   std::int32_t qual_id;      // written by a successful create
   std::int32_t offset_base;  // bcm_field_data_offset_base_t
   std::uint32_t offset;      // bytes
@@ -240,24 +263,34 @@ struct bcm_field_data_qualifier_s {
 };
 static_assert( sizeof( bcm_field_data_qualifier_s ) == 20 );
 
-// 0xFFFF in a header field means any.
+// Values of the header fields below. A field that is 0, as in an initialised record, asks for
+// nothing either.
+inline constexpr std::uint16_t BCM_FIELD_DATA_FORMAT_ANY = 0xFFFF;
+inline constexpr std::uint16_t BCM_FIELD_DATA_FORMAT_L2_ETH_II = 1;  // l2: a type, no length field
+inline constexpr std::uint16_t BCM_FIELD_DATA_FORMAT_IP4 = 2;        // outer_ip
+inline constexpr std::uint16_t BCM_FIELD_DATA_FORMAT_IP6 = 3;        // outer_ip
+
 struct bcm_field_data_packet_format_s {
-  std::uint32_t relative_offset;
+  std::uint32_t relative_offset;  // bytes to add to the qualifier's offset in these packets
   std::uint16_t l2;
   std::uint16_t vlan_tag;
   std::uint16_t outer_ip;
   std::uint16_t inner_ip;
   std::uint16_t tunnel;
   std::uint16_t reserved;
+  friend bool operator==( const bcm_field_data_packet_format_s &,
+                          const bcm_field_data_packet_format_s & ) = default;
 };
 static_assert( sizeof( bcm_field_data_packet_format_s ) == 16 );
 
 struct bcm_field_data_ethertype_s {
-  std::uint32_t relative_offset;
+  std::uint32_t relative_offset;  // bytes to add to the qualifier's offset in these packets
   std::uint16_t ethertype;
   std::uint16_t l2;
   std::uint16_t vlan_tag;
   std::uint16_t reserved;
+  friend bool operator==( const bcm_field_data_ethertype_s &,
+                          const bcm_field_data_ethertype_s & ) = default;
 };
 static_assert( sizeof( bcm_field_data_ethertype_s ) == 12 );
 

@@ -3,7 +3,7 @@
 #include <array>
 #include <utility>
 
-#include "shim/SdkTypes.h"
+#include "softasic/KeyLayout.h"
 
 namespace SoftAsic {
 
@@ -11,6 +11,8 @@ namespace {
 
 constexpr U32 preselectorsMax = BCM_FIELD_PRESEL_MAX;
 constexpr U32 statisticsMax = 1U << 20;
+constexpr U32 policersMax = 1U << 16;
+constexpr U32 dataFormatsMax = 1U << 16;
 constexpr U32 sliceDepthMax = 65536;
 constexpr U32 sliceKeyBitsMax = 2048;
 constexpr U32 qualifierBitsMax = 512;
@@ -49,6 +51,8 @@ std::string validateStage( const StageProfile & stage ) {
       return field + ": must be at most " + std::to_string( qualifierBitsMax );
     if ( isStageQualifier( qual ) && bits != 0 )
       return field + ": a stage qualifier costs no key bits";
+    if ( qual == bcmFieldQualifyRangeCheck && stage.kind != StageKind::ifp )
+      return field + ": range checkers serve ingress stages only";
   }
   return validateSlices( stage, where );
 }
@@ -75,10 +79,19 @@ std::string ChipProfile::validate() const {
            " ports in all pipes";
   if ( sharedByPipes && secondCopy )
     return "secondCopy: tables that are shared by pipes have no second copy";
-  if ( preselectors > preselectorsMax )
-    return "preselectors: must be at most " + std::to_string( preselectorsMax );
-  if ( statistics > statisticsMax )
-    return "statistics: must be at most " + std::to_string( statisticsMax );
+  const struct {
+    const char * field;
+    U32 value;
+    U32 max;
+  } limits[] = { { "preselectors", preselectors, preselectorsMax },
+                 { "statistics", statistics, statisticsMax },
+                 { "rangeCheckers", rangeCheckers, rangeCheckersMax },
+                 { "policers", policers, policersMax },
+                 { "dataChunks", dataChunks, dataChunksMax },
+                 { "dataFormats", dataFormats, dataFormatsMax } };
+  for ( const auto & [ field, value, max ] : limits )
+    if ( value > max )
+      return std::string( field ) + ": must be at most " + std::to_string( max );
   if ( stages.empty() )
     return "stages: a chip has at least one";
   std::array< bool, stageKinds > seen = {};
@@ -111,8 +124,8 @@ std::map< U32, U32 > defaultKeyBits( const ChipProfile & chip, StageKind kind ) 
     return bits;  // the key of an egress table has no ingress port
   const bool perPipe = kind == StageKind::ifp && !chip.sharedByPipes;
   bits[ bcmFieldQualifyInPort ] = 8;
-  if ( kind == StageKind::ifp )
-    bits[ bcmFieldQualifyRangeCheck ] = 24;
+  if ( kind == StageKind::ifp && chip.rangeCheckers != 0 )
+    bits[ bcmFieldQualifyRangeCheck ] = chip.rangeCheckers;
   if ( kind == StageKind::ifp && chip.singlePortKey )
     return bits;
   bits[ bcmFieldQualifyInPorts ] = perPipe ? chip.portsPerPipe : chip.ports();

@@ -58,7 +58,12 @@ struct ChipProfile {
   bool allocAtBeginning = false;    // answered to the chip query only
   bool singlePortKey = false;       // IFP keys hold one port, not a port bitmap
   U32 preselectors = 0;             // per unit, at most 128; 0: the chip has none
+  bool fixedGroupKeys = false;      // a group's key gets no wider than the group was created with
   U32 statistics = 0;               // statistics objects per instance of each stage; 0: none
+  U32 rangeCheckers = 0;            // per unit, at most 48, for IFP stages; 0: the chip has none
+  U32 policers = 0;     // per pipe, or per unit with sharedByPipes; at most 65536; 0: none
+  U32 dataChunks = 0;   // 4-byte chunks for data qualifiers, per unit, at most 16; 0: none
+  U32 dataFormats = 0;  // packet formats and ether types of all data qualifiers together
   std::vector< StageProfile > stages;  // each kind at most once
 
   U32 ports() const { return pipes * portsPerPipe; }
@@ -69,7 +74,8 @@ struct ChipProfile {
 };
 
 // Key bits by qualifier for a stage without a list of its own: the width of each packet field; for
-// a port bitmap the number of ports that one table serves, for its class form half of a pipe's.
+// a port bitmap the number of ports that one table serves, for its class form half of a pipe's,
+// for range checks the number of checkers.
 std::map< U32, U32 > defaultKeyBits( const ChipProfile & chip, StageKind kind );
 
 }  // namespace SoftAsic

@@ -70,7 +70,7 @@ int Entries::destroy( U32 id ) {
   Entry * entry = find( id );
   if ( entry == nullptr )
     return BCM_E_NOT_FOUND;
-  if ( entry->installed || entry->stat != 0 )
+  if ( entry->installed || entry->stat != 0 || entry->policer != 0 )
     return BCM_E_BUSY;
   entry->group->rows().erase( *entry );
   --entry->group->table().entries;

@@ -14,7 +14,8 @@
 // - A qualifier that the group does not have: -4.
 // - Copy: the rule (qualifiers and actions) as it stands now, not what is installed, nor priority,
 //   statistics or state. The groups must store the same key, else -4.
-// - Destroy: not while installed or with a statistics object (-10).
+// - Destroy: not while installed or with a statistics object or a policer (-10). It ends the rule's
+//   use of range checkers, as clearing the qualifiers does.
 // - Unknown entry: -7, for every operation.
 #pragma once
 
@@ -45,6 +46,13 @@ class Entries {
   // Null: no such entry.
   Entry * find( U32 id );
   const Entry * find( U32 id ) const { return const_cast< Entries * >( this )->find( id ); }
+
+  // In no order.
+  template < class F >
+  void forEach( F && fn ) const {
+    for ( const auto & [ id, entry ] : entries_ )
+      fn( entry );
+  }
 
   // The entry's rule, to write to; it is the entry's own from then on.
   static Rule & edit( Entry & entry );

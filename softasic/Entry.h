@@ -27,8 +27,9 @@ inline U64 rankSerial( U64 rank ) {
 
 struct Entry : IndexItem {
   U32 id = 0;
-  U32 stat = 0;  // 0: none
-  U32 row = 0;   // physical row in its slice
+  U32 stat = 0;     // 0: none
+  U32 policer = 0;  // 0: none
+  U32 row = 0;      // physical row in its slice
   bool installed = false;
   bool enabled = true;
   bool indexed = false;  // installed and enabled: can be matched

@@ -1,7 +1,8 @@
 #include "softasic/Groups.h"
 
 #include <algorithm>
-#include <optional>
+#include <iterator>
+#include <utility>
 
 namespace SoftAsic {
 
@@ -20,12 +21,25 @@ std::optional< StageKind > stageOf( const bcm_field_qset_t & qset ) {
   return lookup ? StageKind::vfp : egress ? StageKind::efp : StageKind::ifp;
 }
 
+bool hasData( const bcm_field_qset_t & qset ) {
+  return std::any_of( std::begin( qset.data_qualifiers ), std::end( qset.data_qualifiers ),
+                      []( U32 word ) { return word != 0; } );
+}
+
+bool comesBefore( const Group * a, const Group * b ) {
+  if ( a->config().priority != b->config().priority )
+    return a->config().priority > b->config().priority;
+  return a->id() < b->id();
+}
+
+}  // namespace
+
 // Key bits of a qualifier set; absent when the stage cannot match it.
-std::optional< U32 > keyBitsOf( const bcm_field_qset_t & qset, const StageTable & table ) {
-  if ( std::any_of( std::begin( qset.data_qualifiers ), std::end( qset.data_qualifiers ),
-                    []( U32 word ) { return word != 0; } ) )
+std::optional< U32 > Groups::keyBitsOf( const bcm_field_qset_t & qset,
+                                        const StageTable & table ) const {
+  if ( hasData( qset ) && table.kind != StageKind::ifp )
     return std::nullopt;
-  U32 sum = 0;
+  U32 sum = data_.keyBits( qset );
   for ( U32 qual = 0; qual < bcmFieldQualifyCount; ++qual ) {
     if ( !qset.has( qual ) || qual == bcmFieldQualifyStageIngress ||
          qual == bcmFieldQualifyStageLookup || qual == bcmFieldQualifyStageEgress )
@@ -39,22 +53,14 @@ std::optional< U32 > keyBitsOf( const bcm_field_qset_t & qset, const StageTable 
 }
 
 // What a group needs of its slices; absent when its key fits none.
-std::optional< SliceDemand > demandOf( const bcm_field_group_config_t & config,
-                                       const StageTable & table ) {
+std::optional< SliceDemand > Groups::demandOf( const bcm_field_group_config_t & config,
+                                               const StageTable & table ) const {
   const std::optional< U32 > keyBits = keyBitsOf( config.qset, table );
   const std::optional< WideMode > mode = keyBits ? table.pool.modeFor( *keyBits ) : std::nullopt;
   if ( !mode )
     return std::nullopt;
   return SliceDemand{ *keyBits, *mode, ( config.flags & BCM_FIELD_GROUP_CREATE_LARGE ) != 0 };
 }
-
-bool comesBefore( const Group * a, const Group * b ) {
-  if ( a->config().priority != b->config().priority )
-    return a->config().priority > b->config().priority;
-  return a->id() < b->id();
-}
-
-}  // namespace
 
 int Groups::create( bcm_field_group_config_t * config ) {
   if ( config == nullptr || ( config->flags & ~knownFlags ) != 0 )
@@ -74,12 +80,12 @@ int Groups::create( bcm_field_group_config_t * config ) {
     return rc;
   if ( const int rc = checkPorts( wanted, *table ); rc < 0 )
     return rc;
-  if ( !presels_.exist( wanted.preselset ) )
+  if ( !presels_.exist( wanted.preselset ) || !data_.exist( wanted.qset ) )
     return BCM_E_NOT_FOUND;
   const std::optional< SliceDemand > demand = demandOf( wanted, *table );
   if ( !demand )
     return BCM_E_UNAVAIL;
-  auto group = std::make_unique< Group >( wanted, *table, *demand, ports_.count() );
+  auto group = std::make_unique< Group >( wanted, *table, *demand, layoutOf( wanted.qset ) );
   if ( const int rc = group->rows().begin(); rc < 0 )
     return rc;
   add( std::move( group ) );
@@ -90,6 +96,7 @@ int Groups::create( bcm_field_group_config_t * config ) {
 // Enters a group that has its first slice into the books.
 void Groups::add( std::unique_ptr< Group > group ) {
   presels_.use( group->config().preselset );
+  data_.use( group->config().qset );
   auto & order = group->table().groups;
   order.insert( std::upper_bound( order.begin(), order.end(), group.get(), comesBefore ),
                 group.get() );
@@ -138,9 +145,33 @@ int Groups::destroy( U32 id ) {
     return BCM_E_BUSY;
   group->rows().end();
   presels_.unuse( group->config().preselset );
+  data_.unuse( group->config().qset );
   auto & order = group->table().groups;
   order.erase( std::find( order.begin(), order.end(), group ) );
   groups_.erase( id );
+  return BCM_E_NONE;
+}
+
+int Groups::setQualifiers( U32 id, const bcm_field_qset_t & qset ) {
+  Group * group = find( id );
+  if ( group == nullptr )
+    return BCM_E_NOT_FOUND;
+  if ( stageOf( qset ) != group->table().kind )
+    return BCM_E_PARAM;
+  if ( !data_.exist( qset ) )
+    return BCM_E_NOT_FOUND;
+  const bcm_field_qset_t before = group->config().qset;
+  const std::optional< U32 > keyBits = keyBitsOf( qset, group->table() );
+  if ( !keyBits || ( chip_.fixedGroupKeys && *keyBits > group->keyBitsAtCreation() ) )
+    return BCM_E_UNAVAIL;
+  KeyLayout layout = layoutOf( qset );
+  if ( group->needsMoreThan( layout ) )
+    return BCM_E_BUSY;
+  if ( !group->rows().setKeyBits( *keyBits ) )
+    return BCM_E_RESOURCE;
+  group->setQualifiers( qset, std::move( layout ) );
+  data_.use( qset );
+  data_.unuse( before );
   return BCM_E_NONE;
 }
 

@@ -17,8 +17,9 @@ namespace SoftAsic {
 struct QualifierView {
   U32 qualifier = 0;  // bcm_field_qualify_t
   // 64-bit words: one for most fields (right-aligned); two for IPv6 addresses, upper half first;
-  // for port bitmaps ports 0-63, 64-127 and so on. IpType and IpFrag hold their enumerator, with
-  // an all-ones mask.
+  // for port bitmaps ports 0-63, 64-127 and so on. For range checks bit n of the mask says that the
+  // rule uses the checker with id n+1, and of the value that its answer must be yes. IpType and
+  // IpFrag hold their enumerator, with an all-ones mask.
   std::vector< U64 > value;
   std::vector< U64 > mask;
   friend bool operator==( const QualifierView &, const QualifierView & ) = default;
@@ -32,9 +33,18 @@ struct ActionView {
   friend bool operator==( const ActionView &, const ActionView & ) = default;
 };
 
+// A data qualifier of a rule; both as many bytes as the qualifier is long.
+struct DataMatchView {
+  U32 id = 0;
+  std::vector< U8 > value;  // reduced to the mask
+  std::vector< U8 > mask;
+  friend bool operator==( const DataMatchView &, const DataMatchView & ) = default;
+};
+
 // Qualifiers in ascending order of their numbers, actions in the order in which they were added.
 struct RuleView {
   std::vector< QualifierView > qualifiers;
+  std::vector< DataMatchView > data;  // by id
   std::vector< ActionView > actions;
   friend bool operator==( const RuleView &, const RuleView & ) = default;
 };
@@ -46,6 +56,7 @@ struct EntryView {
   bool installed = false;
   bool enabled = true;
   U32 stat = 0;        // attached statistics object; 0: none
+  U32 policer = 0;     // attached policer; 0: none
   RuleView pending;    // as qualified now; what the next install takes
   RuleView effective;  // as installed last; empty while not installed
   U32 slice = 0;       // number of the slice in the stage instance
@@ -65,6 +76,7 @@ struct GroupView {
   bcm_field_presel_set_t preselset = {};
   U32 keyBits = 0;             // sum of the qualifiers' costs
   U32 rowsPerSlice = 0;        // entries that its first slice holds in the group's wide mode
+  std::vector< U32 > data;     // ids of its data qualifiers, by id
   std::vector< U32 > slices;   // in matching order; of a pair the even one
   std::vector< U32 > entries;  // entry ids in matching order, first match first
 };
@@ -86,6 +98,27 @@ struct PreselView {
   U32 classData = 0;
   U32 classMask = 0;
   U32 users = 0;  // groups that answer to it
+};
+
+struct RangeView {
+  U32 id = 0;
+  U32 flags = 0;
+  U32 low = 0;
+  U32 high = 0;
+  std::vector< U32 > entries;  // by id: those whose rule uses it, as it stands or as installed
+};
+
+struct PolicerView {
+  U32 id = 0;  // with its pipe bits
+  bcm_policer_config_t config = {};
+  std::vector< U32 > entries;  // that it is attached to, by id
+};
+
+struct DataQualifierView {
+  bcm_field_data_qualifier_s record = {};                 // as created, with its id
+  std::vector< bcm_field_data_packet_format_s > formats;  // in the order in which they were added
+  std::vector< bcm_field_data_ethertype_s > etherTypes;
+  U32 groups = 0;  // that match on it, each pipe and copy for itself
 };
 
 // Sums of one stage instance.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 namespace SoftAsic {
 
@@ -29,6 +30,7 @@ constexpr FieldPlace fields[] = {
     { bcmFieldQualifyL4DstPort, 2, 32, 16, keyTcpUdp },
     { bcmFieldQualifyTcpControl, 2, 16, 8, keyTcp },
     { bcmFieldQualifyIcmpTypeCode, 2, 0, 16, keyIcmp },
+    { bcmFieldQualifyRangeCheck, checkWord, 0, rangeCheckersMax, 0 },
     { bcmFieldQualifyInPortsClass, portsWord, 0, BCM_PBMP_PORT_MAX, 0 },
 };
 static_assert( std::size( fields ) <= 32 );
@@ -38,7 +40,9 @@ static_assert( std::is_sorted( std::begin( fields ), std::end( fields ),
                                } ) );
 
 // Stored order: the words that tell rules apart best come first, for an early mismatch.
-constexpr U8 storedOrder[ keyWords ] = { 0, 1, 6, 8, 7, 9, 2, 3, 4, 5, 10, 11, 12, 13 };
+constexpr U8 storedOrder[] = { 0,  1,  6,  8,  7,  9,  2,  3,  4,  5,  15, 16,
+                               17, 18, 19, 20, 21, 22, 14, 10, 11, 12, 13 };
+static_assert( std::size( storedOrder ) == keyWords );
 
 }  // namespace
 
@@ -55,7 +59,14 @@ int fieldIndex( U32 qualifier ) {
   return static_cast< int >( field - std::begin( fields ) );
 }
 
-KeyLayout::KeyLayout( const bcm_field_qset_t & qset, U32 ports ) {
+const DataField * KeyLayout::data( U32 id ) const {
+  const auto field = std::find_if( data_.begin(), data_.end(),
+                                   [ & ]( const DataField & f ) { return f.id == id; } );
+  return field == data_.end() ? nullptr : &*field;
+}
+
+KeyLayout::KeyLayout( const bcm_field_qset_t & qset, U32 ports, std::vector< DataField > data )
+    : data_( std::move( data ) ) {
   std::array< bool, keyWords > used = {};
   for ( U32 i = 0; i < std::size( fields ); ++i ) {
     const FieldPlace & field = fields[ i ];
@@ -67,9 +78,13 @@ KeyLayout::KeyLayout( const bcm_field_qset_t & qset, U32 ports ) {
     const U32 fieldWords = field.word == portsWord ? portWords_ : std::max( 1U, field.bits / 64U );
     for ( U32 word = 0; word < fieldWords; ++word )
       used[ field.word + word ] = true;
-    if ( field.needs != 0 )
+    // What a range check demands depends on the checker.
+    if ( field.needs != 0 || field.word == checkWord )
       used[ metaWord ] = true;
   }
+  for ( const DataField & field : data_ )
+    for ( const U32 chunk : field.chunks )
+      used[ chunkPlace( chunk ).word ] = used[ checkWord ] = true;
   for ( const U8 word : storedOrder ) {
     if ( !used[ word ] )
       continue;

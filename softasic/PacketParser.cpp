@@ -68,12 +68,19 @@ size_t extensionLength( U8 protocol, const Bytes & rest ) {
 
 class Parser {
  public:
-  PacketKey parse( Bytes frame );
+  // Both outlive the parser; the result is empty.
+  Parser( Bytes frame, ParsedFrame & result )
+      : frame_( frame ), result_( result ), key_( result.key ) {}
+  void parse();
 
  private:
   void put( U32 qualifier, U64 value );
   void putAddress( U32 qualifier, const Bytes & bytes, size_t at );
   void valid( U32 bits ) { key_.words[ metaWord ] |= bits; }
+  // Offset in the frame of the bytes at the start of `rest`.
+  size_t offset( const Bytes & rest ) const {
+    return static_cast< size_t >( rest.data - frame_.data );
+  }
 
   void parseTag( const Bytes & rest, bool inner );
   void parseL3( U16 type, Bytes rest );
@@ -82,7 +89,9 @@ class Parser {
   bool parseFragment( U16 offsetField, bool moreFragments );
   void parseL4( U8 protocol, const Bytes & l4 );
 
-  PacketKey key_;
+  Bytes frame_;
+  ParsedFrame & result_;
+  PacketKey & key_;
 };
 
 void Parser::put( U32 qualifier, U64 value ) {
@@ -97,23 +106,23 @@ void Parser::putAddress( U32 qualifier, const Bytes & bytes, size_t at ) {
   key_.words[ field.word + 1U ] = bytes.be( at + 8, 8 );
 }
 
-PacketKey Parser::parse( Bytes frame ) {
-  if ( frame.size < 14 )
-    return key_;
-  put( bcmFieldQualifyDstMac, frame.be( 0, 6 ) );
-  put( bcmFieldQualifySrcMac, frame.be( 6, 6 ) );
-  Bytes rest = frame.from( 12 );
+void Parser::parse() {
+  result_.length = frame_.size;
+  if ( frame_.size < 14 )
+    return;
+  put( bcmFieldQualifyDstMac, frame_.be( 0, 6 ) );
+  put( bcmFieldQualifySrcMac, frame_.be( 6, 6 ) );
+  Bytes rest = frame_.from( 12 );
   for ( U32 tags = 0; tags < 2; ++tags ) {
     const U16 type = rest.u16( 0 );
     if ( type != etherVlan && type != etherServiceVlan )
       break;
     if ( rest.size < 6 )
-      return key_;  // the tag, or the type behind it, is cut off
+      return;  // the tag, or the type behind it, is cut off
     parseTag( rest, tags == 1 );
     rest = rest.from( 4 );
   }
   parseL3( rest.u16( 0 ), rest.from( 2 ) );
-  return key_;
 }
 
 void Parser::parseTag( const Bytes & rest, bool inner ) {
@@ -127,6 +136,7 @@ void Parser::parseTag( const Bytes & rest, bool inner ) {
 }
 
 void Parser::parseL3( U16 type, Bytes rest ) {
+  result_.l3 = offset( rest );
   if ( type >= etherTypeMin )
     put( bcmFieldQualifyEtherType, type );
   if ( type == etherIpv4 )
@@ -194,6 +204,7 @@ bool Parser::parseFragment( U16 offset, bool moreFragments ) {
 }
 
 void Parser::parseL4( U8 protocol, const Bytes & l4 ) {
+  result_.l4 = offset( l4 );
   if ( ( protocol == protoTcp && l4.size >= tcpBytes ) ||
        ( protocol == protoUdp && l4.size >= udpBytes ) ) {
     put( bcmFieldQualifyL4SrcPort, l4.u16( 0 ) );
@@ -207,8 +218,10 @@ void Parser::parseL4( U8 protocol, const Bytes & l4 ) {
 
 }  // namespace
 
-PacketKey parseFrame( const U8 * frame, size_t length ) {
-  return Parser().parse( { frame, length } );
+ParsedFrame parseFrame( const U8 * frame, size_t length ) {
+  ParsedFrame parsed;
+  Parser( { frame, length }, parsed ).parse();
+  return parsed;
 }
 
 void setIngressPort( PacketKey & key, U32 port ) {

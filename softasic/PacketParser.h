@@ -16,8 +16,15 @@
 
 namespace SoftAsic {
 
-// Key of the frame without its ingress port.
-PacketKey parseFrame( const U8 * frame, size_t length );
+struct ParsedFrame {
+  PacketKey key;      // without the ingress port
+  size_t length = 0;  // of the frame
+  // Offsets in the frame, at most its length; 0 where the frame has no such header.
+  size_t l3 = 0;  // behind the Ethernet header and its tags
+  size_t l4 = 0;  // behind the IP header and its extensions; not in later fragments
+};
+
+ParsedFrame parseFrame( const U8 * frame, size_t length );
 
 // Adds the ingress port to a key.
 void setIngressPort( PacketKey & key, U32 port );

@@ -1,5 +1,6 @@
 #include "softasic/Pipeline.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "softasic/PacketParser.h"
@@ -46,28 +47,44 @@ bool Pipeline::admits( const Group & group, U32 port ) const {
   if ( ( config.flags & BCM_FIELD_GROUP_CREATE_WITH_PORT ) != 0 && !config.ports.has( port ) )
     return false;
   return config.preselset.empty() ||
-         presels_.matches( config.preselset, group.table().kind, port, ports_ );
+         parts_.presels.matches( config.preselset, group.table().kind, port, parts_.ports );
 }
 
-Verdict Pipeline::run( U32 port, const U8 * frame, size_t length ) {
-  PacketKey key = parseFrame( frame, length );
-  setIngressPort( key, port );
+void Pipeline::runStage( const StageTable & table, const Packet & packet, Verdict & verdict ) {
+  StageDecision decided;
+  Colour worst = verdict.colour;
+  for ( const Group * group : table.groups ) {
+    const Entry * entry = admits( *group, packet.port ) ? group->lookup( packet.key ) : nullptr;
+    if ( entry == nullptr )
+      continue;
+    verdict.matches.push_back( { table.kind, group->id(), entry->id } );
+    Colour colour = Colour::green;
+    if ( entry->policer != 0 )
+      colour = parts_.policers.mark( entry->policer, verdict.colour, packet.bytes, packet.now );
+    worst = std::max( worst, colour );
+    if ( entry->stat != 0 )
+      parts_.stats.count( entry->stat, packet.bytes, colour );
+    if ( colour == Colour::red )
+      continue;
+    for ( const ActionView & action : entry->effective->actions() )
+      apply( action, decided, verdict );
+  }
+  verdict.colour = worst;
+  if ( worst == Colour::red ) {
+    verdict.drop = true;
+    verdict.permit = false;
+  }
+}
+
+Verdict Pipeline::run( U32 port, const U8 * frame, size_t length, U64 now ) {
+  ParsedFrame parsed = parseFrame( frame, length );
+  setIngressPort( parsed.key, port );
+  parts_.ranges.answer( parsed.key, length );
+  parts_.data.extract( parsed, frame );
   Verdict verdict;
   for ( const StageKind stage : { StageKind::vfp, StageKind::ifp, StageKind::efp } ) {
-    const StageTable * table = tables_.forPort( stage, ports_, port );
-    if ( table == nullptr )
-      continue;
-    StageDecision decided;
-    for ( const Group * group : table->groups ) {
-      const Entry * entry = admits( *group, port ) ? group->lookup( key ) : nullptr;
-      if ( entry == nullptr )
-        continue;
-      verdict.matches.push_back( { stage, group->id(), entry->id } );
-      if ( entry->stat != 0 )
-        stats_.count( entry->stat, length );
-      for ( const ActionView & action : entry->effective->actions() )
-        apply( action, decided, verdict );
-    }
+    if ( const StageTable * table = parts_.tables.forPort( stage, parts_.ports, port ) )
+      runStage( *table, { parsed.key, port, length, now }, verdict );
     if ( verdict.drop )
       break;
   }

@@ -4,6 +4,9 @@
 // - Stages in order: VFP, IFP, EFP. In a stage the instance that serves the ingress port is looked
 //   up, and in it every group whose ports and preselectors admit the packet. In each group the best
 //   entry that is installed and enabled wins and its statistics object counts the packet.
+// - A winner's policer colours the packet. All policers of a stage see the colour that the packet
+//   had before the stage, green at first; it leaves with the worst that they gave. A packet that is
+//   red for an entry is dropped, whatever other groups permit, and gets no other action of it.
 // - Actions of the winners of a stage resolve by group priority (equal: the lower group id first):
 //   the highest group with a drop or a permit decides between these two, the highest one with a
 //   redirect gives the ports; copies to the processor and egress masks add up.
@@ -12,6 +15,7 @@
 #pragma once
 
 #include "softasic/Groups.h"
+#include "softasic/Policers.h"
 #include "softasic/Stats.h"
 #include "softasic/Verdict.h"
 
@@ -19,20 +23,33 @@ namespace SoftAsic {
 
 class Pipeline {
  public:
-  // The four objects outlive this one.
-  Pipeline( const Ports & ports, const Presels & presels, StageTables & tables, Stats & stats )
-      : ports_( ports ), presels_( presels ), tables_( tables ), stats_( stats ) {}
+  // What a packet passes; all of it outlives this object.
+  struct Parts {
+    const Ports & ports;
+    const Presels & presels;
+    const RangeCheckers & ranges;
+    const DataQualifiers & data;
+    StageTables & tables;
+    Stats & stats;
+    Policers & policers;
+  };
+  explicit Pipeline( const Parts & parts ) : parts_( parts ) {}
 
-  // `port` is one of the unit's.
-  Verdict run( U32 port, const U8 * frame, size_t length );
+  // `port` is one of the unit's; `now` is the time of its arrival, in nanoseconds.
+  Verdict run( U32 port, const U8 * frame, size_t length, U64 now );
 
  private:
-  bool admits( const Group & group, U32 port ) const;
+  struct Packet {
+    const PacketKey & key;
+    U32 port;
+    U64 bytes;
+    U64 now;
+  };
 
-  const Ports & ports_;
-  const Presels & presels_;
-  StageTables & tables_;
-  Stats & stats_;
+  bool admits( const Group & group, U32 port ) const;
+  void runStage( const StageTable & table, const Packet & packet, Verdict & verdict );
+
+  Parts parts_;
 };
 
 }  // namespace SoftAsic

@@ -134,6 +134,15 @@ void RowAllocator::compress() {
   dropEmpty();
 }
 
+bool RowAllocator::setKeyBits( U32 keyBits ) {
+  const bool fit = std::all_of( slices_.begin(), slices_.end(), [ & ]( const Slice * slice ) {
+    return pool_.fits( *slice, keyBits, demand_.mode );
+  } );
+  if ( fit )
+    demand_.keyBits = keyBits;
+  return fit;
+}
+
 U32 RowAllocator::totalRows() const {
   U32 rows = 0;
   for ( const Slice * slice : slices_ )

@@ -35,6 +35,10 @@ class RowAllocator {
   // Moves all entries to the front rows of the front slices and gives empty slices back.
   void compress();
 
+  // Gives the group's entries another key width; false when a slice of the group cannot hold it in
+  // the group's wide mode, and nothing has changed.
+  bool setKeyBits( U32 keyBits );
+
   U32 totalRows() const;
   U32 usedRows() const;
   // Rows free in the group's slices, and in free slices that it could take.

@@ -134,8 +134,41 @@ int Rule::setIpFrag( const KeyLayout & layout, bcm_field_IpFrag_t frag ) {
   return BCM_E_NONE;
 }
 
+void Rule::setRange( const KeyLayout & layout, const RangeUse & checker, bool invert ) {
+  write( layout, checker->place(), invert ? 0 : 1, 1 );
+  if ( std::find( ranges_.begin(), ranges_.end(), checker ) == ranges_.end() )
+    ranges_.push_back( checker );
+  finish( layout, static_cast< U32 >( fieldIndex( bcmFieldQualifyRangeCheck ) ) );
+}
+
+void Rule::setData( const KeyLayout & layout, const DataField & field, const U8 * value,
+                    const U8 * mask ) {
+  for ( const U32 chunk : field.chunks ) {
+    const U32 bits = chunkBits( mask );
+    write( layout, chunkPlace( chunk ), chunkBits( value ) & bits, bits );
+    write( layout, chunkValidPlace( chunk ), bits != 0 ? 1 : 0, bits != 0 ? 1 : 0 );
+    dataChunks_ = static_cast< U16 >( dataChunks_ | 1U << chunk );
+    value += dataChunkBytes;
+    mask += dataChunkBytes;
+  }
+}
+
+Rule Rule::relaid( const KeyLayout & from, const KeyLayout & to ) const {
+  Rule rule( *this );
+  rule.words_.assign( size_t{ 2 } * to.size(), 0 );
+  for ( const U8 word : to.words() ) {
+    if ( !from.stores( word ) )
+      continue;
+    rule.words_[ to.slot( word ) ] = words_[ from.slot( word ) ];
+    rule.words_[ to.size() + to.slot( word ) ] = words_[ from.size() + from.slot( word ) ];
+  }
+  return rule;
+}
+
 void Rule::clearQualifiers() {
   present_ = 0;
+  dataChunks_ = 0;
+  ranges_.clear();
   ipType_ = bcmFieldIpTypeAny;
   ipFrag_ = bcmFieldIpFragNon;
   std::fill( words_.begin(), words_.end(), 0 );
@@ -181,6 +214,10 @@ void Rule::finish( const KeyLayout & layout, U32 changed ) {
     value |= frag.value;
     mask |= frag.mask;
   }
+  for ( const RangeUse & checker : ranges_ ) {
+    value |= checker->needs();
+    mask |= checker->needs();
+  }
   setMeta( layout, value, mask );
 }
 
@@ -225,11 +262,28 @@ QualifierView Rule::viewField( const KeyLayout & layout, U32 index ) const {
   return view;
 }
 
+DataMatchView Rule::viewData( const KeyLayout & layout, const DataField & field ) const {
+  DataMatchView view{ field.id, {}, {} };
+  const auto append = [ & ]( std::vector< U8 > & bytes, U64 word, U32 shift ) {
+    for ( U32 left = dataChunkBits; left > 0; left -= 8 )
+      bytes.push_back( static_cast< U8 >( word >> ( shift + left - 8 ) ) );
+  };
+  for ( const U32 chunk : field.chunks ) {
+    const FieldPlace place = chunkPlace( chunk );
+    append( view.value, words_[ layout.slot( place.word ) ], place.shift );
+    append( view.mask, words_[ size() + layout.slot( place.word ) ], place.shift );
+  }
+  return view;
+}
+
 RuleView Rule::view( const KeyLayout & layout ) const {
   RuleView view;
   for ( U32 i = 0; i < keyFields().size(); ++i )
     if ( has( i ) )
       view.qualifiers.push_back( viewField( layout, i ) );
+  for ( const DataField & field : layout.data() )
+    if ( hasData( field ) )
+      view.data.push_back( viewData( layout, field ) );
   view.actions = actions_;
   return view;
 }

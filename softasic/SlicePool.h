@@ -31,6 +31,8 @@ class SlicePool {
 
   // The mode in which a key fits some slice, taken or free; absent: it fits none.
   std::optional< WideMode > modeFor( U32 keyBits ) const;
+  // Whether a slice, taken or free, holds keys of a width in a mode.
+  bool fits( const Slice & slice, U32 keyBits, WideMode mode ) const;
   // Whether some slice, taken or free, is large and holds the key.
   bool hasLarge( const SliceDemand & demand ) const;
 
@@ -45,7 +47,6 @@ class SlicePool {
   const std::deque< Slice > & slices() const { return slices_; }
 
  private:
-  bool fits( const Slice & slice, U32 keyBits, WideMode mode ) const;
   bool isFree( const Slice & slice, WideMode mode ) const;
 
   bool doubleWide_;

@@ -56,6 +56,17 @@ Verdict SoftAsic::inject( U32 unit, U32 port, const U8 * frame, size_t length ) 
   return units_[ unit ]->inject( port, frame, length );
 }
 
+U64 SoftAsic::now( U32 unit ) const {
+  const Guard guard( *this );
+  return at( unit ).now();
+}
+
+void SoftAsic::advance( U32 unit, U64 nanoseconds ) {
+  const Guard guard( *this );
+  (void)at( unit );
+  units_[ unit ]->advance( nanoseconds );
+}
+
 const Unit * SoftAsic::find( U32 unit ) const {
   const auto found = units_.find( unit );
   return found == units_.end() ? nullptr : found->second.get();
@@ -114,6 +125,21 @@ std::optional< StatView > SoftAsic::statistic( U32 unit, U32 statId ) const {
 std::vector< PreselView > SoftAsic::preselectors( U32 unit ) const {
   const Guard guard( *this );
   return at( unit ).preselViews();
+}
+
+std::vector< RangeView > SoftAsic::ranges( U32 unit ) const {
+  const Guard guard( *this );
+  return at( unit ).rangeViews();
+}
+
+std::vector< PolicerView > SoftAsic::policers( U32 unit ) const {
+  const Guard guard( *this );
+  return at( unit ).policerViews();
+}
+
+std::vector< DataQualifierView > SoftAsic::dataQualifiers( U32 unit ) const {
+  const Guard guard( *this );
+  return at( unit ).dataQualifierViews();
 }
 
 std::vector< TableView > SoftAsic::tables( U32 unit ) const {

@@ -7,7 +7,8 @@
 // Chip rules, each told in full at the object that enforces it:
 //   ids and instances (InstanceId.h), ports (Ports.h), slices and rows (Slice.h, RowAllocator.h),
 //   groups (Group.h), entries and rules (Entries.h, Rule.h), preselectors (Presels.h), statistics
-//   (Stats.h), packets (PacketParser.h), lookup and actions (Pipeline.h)
+//   (Stats.h), range checkers (RangeCheckers.h), policers (Policers.h, Meter.h), data qualifiers
+//   (DataQualifiers.h), packets (PacketParser.h), lookup and actions (Pipeline.h)
 //
 // Result codes used throughout: -3 unknown unit, -4 parameter, -7 no such object, -8 id in use,
 // -10 object in use, -14 out of slices, rows, ids or objects, -16 not on this chip.
@@ -56,9 +57,13 @@ class SoftAsic : public Shim::SdkShim {
 
   // Runs a frame that entered by `port` through the tables. `length` bytes at `frame` are the
   // frame from its destination address on, without preamble and checksum; any length is safe, and
-  // the bytes need not be aligned. Counts statistics. Throws std::out_of_range for a port that the
-  // chip lacks.
+  // the bytes need not be aligned. Counts statistics and spends policers' tokens. Throws
+  // std::out_of_range for a port that the chip lacks.
   Verdict inject( U32 unit, U32 port, const U8 * frame, size_t length );
+
+  // The unit's virtual clock, in nanoseconds: 0 at first, it stands still between calls of advance.
+  U64 now( U32 unit ) const;
+  void advance( U32 unit, U64 nanoseconds );
 
   // Inspection
   std::vector< U32 > units() const;
@@ -70,6 +75,9 @@ class SoftAsic : public Shim::SdkShim {
   std::vector< StatView > statistics( U32 unit ) const;               // by id
   std::optional< StatView > statistic( U32 unit, U32 statId ) const;  // absent: no such object
   std::vector< PreselView > preselectors( U32 unit ) const;           // by id
+  std::vector< RangeView > ranges( U32 unit ) const;                  // by id
+  std::vector< PolicerView > policers( U32 unit ) const;              // by id
+  std::vector< DataQualifierView > dataQualifiers( U32 unit ) const;  // by id
   std::vector< TableView > tables( U32 unit ) const;                  // by stage, pipe, copy
   ControlsView controls( U32 unit ) const;
 

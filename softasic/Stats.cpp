@@ -83,12 +83,14 @@ int Stats::set( U32 id, bcm_field_stat_t type, U64 value ) {
   return BCM_E_NONE;
 }
 
-void Stats::count( U32 id, U64 bytes ) {
-  Object & object = objects_[ id - 1 ];
-  for ( const int type : { bcmFieldStatPackets, bcmFieldStatGreenPackets } )
-    object.values[ type ] += 1;
-  for ( const int type : { bcmFieldStatBytes, bcmFieldStatGreenBytes } )
-    object.values[ type ] += bytes;
+void Stats::count( U32 id, U64 bytes, Colour colour ) {
+  // By colour a pair of counters, packets and bytes, in the order of the colours.
+  const int ofColour = bcmFieldStatGreenPackets + 2 * static_cast< int >( colour );
+  U64 * values = objects_[ id - 1 ].values;
+  for ( const int packets : { int{ bcmFieldStatPackets }, ofColour } ) {
+    values[ packets ] += 1;
+    values[ packets + 1 ] += bytes;
+  }
 }
 
 StatView Stats::view( U32 id ) const {

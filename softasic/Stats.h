@@ -6,8 +6,8 @@
 // - Ids are unique in the unit, never 0, lowest free first.
 // - An object has the counter types it was created with; reading another type: -4. Setting one
 //   does nothing, since what is not counted has no value to lose.
-//   Packets and bytes count every matching packet with its frame length. Without policers every
-//   packet is green, so yellow and red counters stay as they were set.
+//   Packets and bytes count every matching packet with its frame length, the others those of a
+//   colour. An entry without a policer colours nothing: its packets count as green.
 // - An object serves one entry at a time. Unknown object: -7. The entry has one already: -8. The
 //   object serves another entry: -10. It belongs to another instance: -4. Destroying one that is
 //   attached: -10.
@@ -18,6 +18,7 @@
 
 #include "softasic/Entry.h"
 #include "softasic/Inspection.h"
+#include "softasic/Meter.h"
 
 namespace SoftAsic {
 
@@ -33,8 +34,8 @@ class Stats {
   int get( U32 id, bcm_field_stat_t type, U64 * value ) const;
   int set( U32 id, bcm_field_stat_t type, U64 value );
 
-  // A packet of `bytes` bytes matched the entry that the object serves.
-  void count( U32 id, U64 bytes );
+  // A packet of `bytes` bytes matched the entry that the object serves, and got a colour.
+  void count( U32 id, U64 bytes, Colour colour );
 
   std::vector< StatView > views() const;
   // Null for an unknown object.

@@ -7,7 +7,7 @@
 //   UnitEntries.cpp     entries and actions
 //   UnitQualifiers.cpp  qualifiers of entries
 //   UnitStats.cpp       statistics
-//   UnitFamilies.cpp    families of operations that this chip does not have
+//   UnitResources.cpp   range checkers, policers, data qualifiers
 //   UnitViews.cpp       inspection
 //
 // Locks: none; SoftAsic serialises all calls.
@@ -32,8 +32,10 @@ class Unit {
   const ChipProfile & profile() const { return profile_; }
   const Ports & ports() const { return ports_; }
   Verdict inject( U32 port, const U8 * frame, size_t length ) {
-    return pipeline_.run( port, frame, length );
+    return pipeline_.run( port, frame, length, now_ );
   }
+  U64 now() const { return now_; }
+  void advance( U64 nanoseconds ) { now_ += nanoseconds; }
 
   // Inspection; as in SoftAsic.h
   std::vector< GroupView > groupViews() const;
@@ -43,6 +45,9 @@ class Unit {
   std::vector< StatView > statViews() const { return stats_.views(); }
   std::optional< StatView > statView( U32 id ) const;
   std::vector< PreselView > preselViews() const { return presels_.views(); }
+  std::vector< RangeView > rangeViews() const;
+  std::vector< PolicerView > policerViews() const;
+  std::vector< DataQualifierView > dataQualifierViews() const { return data_.views(); }
   std::vector< TableView > tableViews() const;
   const ControlsView & controlsView() const { return controls_.view(); }
 
@@ -58,12 +63,16 @@ class Unit {
   const ChipProfile profile_;
   Ports ports_;
   Presels presels_;
+  RangeCheckers ranges_;
+  DataQualifiers data_;
+  Policers policers_;
   StageTables tables_;
   Groups groups_;
   Entries entries_;
   Stats stats_;
   Controls controls_;
   Pipeline pipeline_;
+  U64 now_ = 0;  // nanoseconds
 };
 
 }  // namespace SoftAsic

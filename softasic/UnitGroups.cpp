@@ -25,10 +25,13 @@ Unit::Unit( const ChipProfile & profile )
     : profile_( profile ),
       ports_( profile_ ),
       presels_( profile_.preselectors ),
+      ranges_( profile_.rangeCheckers ),
+      data_( profile_.dataChunks, profile_.dataFormats ),
+      policers_( profile_.sharedByPipes ? 1 : profile_.pipes, profile_.policers ),
       tables_( profile_ ),
-      groups_( profile_, ports_, presels_, tables_ ),
+      groups_( profile_, ports_, presels_, data_, tables_ ),
       entries_( profile_.sharedByPipes ),
-      pipeline_( ports_, presels_, tables_, stats_ ) {}
+      pipeline_( { ports_, presels_, ranges_, data_, tables_, stats_, policers_ } ) {}
 
 int Unit::bcm_field_group_config_create( bcm_field_group_config_t * config ) {
   return groups_.create( config );
@@ -46,6 +49,10 @@ int Unit::bcm_field_group_get( bcm_field_group_t id, bcm_field_qset_t * qset ) {
     return BCM_E_PARAM;
   *qset = group->config().qset;
   return BCM_E_NONE;
+}
+
+int Unit::bcm_field_group_set( bcm_field_group_t group, bcm_field_qset_t qset ) {
+  return groups_.setQualifiers( group, qset );
 }
 
 int Unit::bcm_field_group_status_get( bcm_field_group_t id, bcm_field_group_status_s * status ) {

@@ -179,4 +179,30 @@ int Unit::bcm_field_qualify_IcmpTypeCode( bcm_field_entry_t entry, std::uint16_t
   return qualify( entry, bcmFieldQualifyIcmpTypeCode, data, mask );
 }
 
+int Unit::bcm_field_qualify_RangeCheck( bcm_field_entry_t entry, bcm_field_range_t range,
+                                        int invert ) {
+  return editField( entry, bcmFieldQualifyRangeCheck,
+                    [ & ]( Rule & rule, const KeyLayout & layout, U32 ) -> int {
+                      const RangeUse checker = ranges_.find( range );
+                      if ( checker == nullptr )
+                        return BCM_E_NOT_FOUND;
+                      rule.setRange( layout, checker, invert != 0 );
+                      return BCM_E_NONE;
+                    } );
+}
+
+int Unit::bcm_field_qualify_data( bcm_field_entry_t id, int qual_id, const std::uint8_t * data,
+                                  const std::uint8_t * mask, std::uint16_t length ) {
+  Entry * entry = entries_.find( id );
+  bcm_field_data_qualifier_s record = {};
+  if ( entry == nullptr || data_.get( qual_id, &record ) < 0 )
+    return BCM_E_NOT_FOUND;
+  const KeyLayout & layout = entry->group->layout();
+  const DataField * field = layout.data( static_cast< U32 >( qual_id ) );
+  if ( field == nullptr || data == nullptr || mask == nullptr || length != record.length )
+    return BCM_E_PARAM;
+  Entries::edit( *entry ).setData( layout, *field, data, mask );
+  return BCM_E_NONE;
+}
+
 }  // namespace SoftAsic

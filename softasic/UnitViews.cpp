@@ -1,4 +1,8 @@
 // Inspection of a unit.
+#include <algorithm>
+#include <set>
+#include <utility>
+
 #include "softasic/Unit.h"
 
 namespace SoftAsic {
@@ -15,6 +19,7 @@ EntryView viewOf( const Entry & entry ) {
   view.installed = entry.installed;
   view.enabled = entry.enabled;
   view.stat = entry.stat;
+  view.policer = entry.policer;
   view.pending = entry.pending->view( layout );
   if ( entry.effective != nullptr )
     view.effective = entry.effective->view( layout );
@@ -45,12 +50,25 @@ GroupView viewOf( const Group & group ) {
   view.qset = config.qset;
   view.ports = config.ports;
   view.preselset = config.preselset;
+  for ( const DataField & field : group.layout().data() )
+    view.data.push_back( field.id );
   view.keyBits = group.rows().demand().keyBits;
   view.rowsPerSlice = group.rows().slices().front()->rows();
   for ( const Slice * slice : group.rows().slices() )
     view.slices.push_back( slice->number() );
   group.rows().forEach( [ & ]( const Entry & entry ) { view.entries.push_back( entry.id ); } );
   return view;
+}
+
+// The views by their ids, each with its entries by theirs.
+template < class View >
+std::vector< View > sorted( std::map< U32, View > & views ) {
+  std::vector< View > list;
+  for ( auto & [ id, view ] : views ) {
+    std::sort( view.entries.begin(), view.entries.end() );
+    list.push_back( std::move( view ) );
+  }
+  return list;
 }
 
 }  // namespace
@@ -87,6 +105,36 @@ std::optional< EntryView > Unit::entryView( U32 id ) const {
 
 std::optional< StatView > Unit::statView( U32 id ) const {
   return stats_.table( id ) == nullptr ? std::nullopt : std::optional( stats_.view( id ) );
+}
+
+std::vector< RangeView > Unit::rangeViews() const {
+  std::map< U32, RangeView > views;
+  ranges_.forEach( [ & ]( const RangeChecker & r ) {
+    views[ r.id ] = { r.id, r.flags, r.low, r.high, {} };
+  } );
+  entries_.forEach( [ & ]( const Entry & entry ) {
+    std::set< U32 > used;
+    for ( const RangeUse & checker : entry.pending->ranges() )
+      used.insert( checker->id );
+    if ( entry.effective != nullptr )
+      for ( const RangeUse & checker : entry.effective->ranges() )
+        used.insert( checker->id );
+    for ( const U32 id : used )
+      views.at( id ).entries.push_back( entry.id );
+  } );
+  return sorted( views );
+}
+
+std::vector< PolicerView > Unit::policerViews() const {
+  std::map< U32, PolicerView > views;
+  policers_.forEach( [ & ]( U32 id, const bcm_policer_config_t & config ) {
+    views[ id ] = { id, config, {} };
+  } );
+  entries_.forEach( [ & ]( const Entry & entry ) {
+    if ( entry.policer != 0 )
+      views.at( entry.policer ).entries.push_back( entry.id );
+  } );
+  return sorted( views );
 }
 
 std::vector< TableView > Unit::tableViews() const {

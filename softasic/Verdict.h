@@ -5,6 +5,7 @@
 
 #include "shim/SdkTypes.h"
 #include "softasic/ChipProfile.h"
+#include "softasic/Meter.h"
 
 namespace SoftAsic {
 
@@ -20,6 +21,7 @@ struct Verdict {
   bool drop = false;
   bool permit = false;  // a permit action decided, in the last stage that had one or a drop
   bool copyToCpu = false;
+  Colour colour = Colour::green;  // as the policers of all winners left it; red: dropped
   bool redirect = false;          // `redirectPorts` replaces the forwarding decision
   bcm_pbmp_t redirectPorts = {};  // of the group with the highest priority that redirects
   bcm_pbmp_t egressMask = {};     // ports to keep off, of all groups together

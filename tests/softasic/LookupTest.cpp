@@ -37,6 +37,14 @@ constexpr std::pair< bcm_field_IpType_t, U32 > types[] = {
     { bcmFieldIpTypeIp, bit( L3::ipv4 ) | bit( L3::ipv6 ) },
     { bcmFieldIpTypeArp, bit( L3::arp ) } };
 
+// The range checkers of the chip, in the order of their ids.
+constexpr struct {
+  U32 flag, low, high;
+} ranges[] = { { BCM_FIELD_RANGE_SRCPORT, 20, 50 },
+               { BCM_FIELD_RANGE_DSTPORT, 0, 39 },
+               { BCM_FIELD_RANGE_PACKETLEN, 43, 56 },
+               { BCM_FIELD_RANGE_OUTERVLAN, 2, 5 } };
+
 // A rule as its author thinks of it; masks of 0 leave a field open.
 struct Rule {
   Values values = {};
@@ -44,6 +52,24 @@ struct Rule {
   U32 ports = 0xFF;  // ingress ports that match
   int frag = -1;     // index in frags; -1: open
   U32 type = 0;      // index in types
+  int range = -1;    // index in ranges; -1: none
+  bool invert = false;
+  U32 data = 0;  // first bytes behind an IPv4 header
+  U32 dataMask = 0;
+
+  bool matchesRange( const Packet & packet ) const {
+    const size_t values[] = { packet.srcPort, packet.dstPort, frameOf( packet ).size(),
+                              packet.tags.empty() ? 0U : packet.tags[ 0 ] };
+    const bool present[] = { packet.hasPorts(), packet.hasPorts(), true, !packet.tags.empty() };
+    const size_t value = values[ range ];
+    return present[ range ] &&
+           ( value >= ranges[ range ].low && value <= ranges[ range ].high ) != invert;
+  }
+  bool matchesData( const Packet & packet ) const {
+    const U32 have =
+        packet.hasPorts() ? U32{ packet.srcPort } << 16 | packet.dstPort : U32{ packet.icmp } << 16;
+    return packet.l3 == L3::ipv4 && packet.hasL4() && ( ( have ^ data ) & dataMask ) == 0;
+  }
 
   bool matches( const Packet & packet, U32 port ) const {
     const Values have = { packet.srcIp,   packet.dstIp,    packet.protocol, packet.srcPort,
@@ -56,7 +82,8 @@ struct Rule {
       if ( masks[ i ] != 0 &&
            !( present[ i ] && ( ( have[ i ] ^ values[ i ] ) & masks[ i ] ) == 0 ) )
         return false;
-    return ( ports >> port & 1 ) != 0 && ( types[ type ].second & bit( packet.l3 ) ) != 0 &&
+    return ( range < 0 || matchesRange( packet ) ) && ( dataMask == 0 || matchesData( packet ) ) &&
+           ( ports >> port & 1 ) != 0 && ( types[ type ].second & bit( packet.l3 ) ) != 0 &&
            ( frag < 0 || ( ip && ( frags[ frag ].second & bit( packet.part ) ) != 0 ) );
   }
 };
@@ -80,11 +107,19 @@ class LookupTest : public testing::TestWithParam< unsigned > {
   static constexpr U32 room = 12 * 32;
 
   LookupTest() {
+    for ( const auto & [ flag, low, high ] : ranges ) {
+      U32 id = 0;
+      EXPECT_EQ( chip.bcm_field_range_create( 0, &id, flag, low, high ), BCM_E_NONE );
+    }
+    bcm_field_data_qualifier_s data = { 0, 0, bcmFieldDataOffsetBaseOuterL4Header, 0, 4 };
+    bcm_field_data_packet_format_s ipv4 = { 0, 0, 0, BCM_FIELD_DATA_FORMAT_IP4, 0, 0, 0 };
+    EXPECT_EQ( chip.bcm_field_data_qualifier_create( 0, &data ), BCM_E_NONE );
+    EXPECT_EQ( chip.bcm_field_data_qualifier_packet_format_add( 0, 1, &ipv4 ), BCM_E_NONE );
     const int rc = chip.createGroup( groupConfig(
         group, { bcmFieldQualifySrcIp, bcmFieldQualifyDstIp, bcmFieldQualifyIpProtocol,
                  bcmFieldQualifyL4SrcPort, bcmFieldQualifyL4DstPort, bcmFieldQualifyTcpControl,
                  bcmFieldQualifyIcmpTypeCode, bcmFieldQualifyInPorts, bcmFieldQualifyIpFrag,
-                 bcmFieldQualifyIpType } ) );
+                 bcmFieldQualifyIpType, bcmFieldQualifyRangeCheck } ) );
     EXPECT_EQ( rc, BCM_E_NONE );
   }
 
@@ -111,6 +146,10 @@ class LookupTest : public testing::TestWithParam< unsigned > {
     rule.ports = below( 3 ) == 0 ? below( 256 ) : 0xFF;
     rule.frag = below( 5 ) == 0 ? static_cast< int >( below( 5 ) ) : -1;
     rule.type = below( 5 ) == 0 ? below( 6 ) : 0;
+    rule.range = below( 5 ) == 0 ? static_cast< int >( below( 4 ) ) : -1;
+    rule.invert = below( 2 ) == 0;
+    rule.dataMask = widened ? seldom( oneOf( { 0xFFF0FFFF, 0xFFC00000 } ) ) : 0;
+    rule.data = rule.values[ srcPort ] << 16 | rule.values[ dstPort ];
     return rule;
   }
 
@@ -119,6 +158,9 @@ class LookupTest : public testing::TestWithParam< unsigned > {
     const auto narrow = []( U32 value ) { return static_cast< U16 >( value ); };
     const auto byte = []( U32 value ) { return static_cast< U8 >( value ); };
     const bcm_pbmp_t in = { { rule.ports } };
+    const U32 range = static_cast< U32 >( rule.range ) + 1;
+    Frame data;
+    append( data, { { rule.data, 4 }, { rule.dataMask, 4 } } );
     chip.bcm_field_qualify_clear( 0, id );
     const int rc = firstError(
         { chip.bcm_field_qualify_SrcIp( 0, id, v[ srcIp ], m[ srcIp ] ),
@@ -131,10 +173,11 @@ class LookupTest : public testing::TestWithParam< unsigned > {
           chip.bcm_field_qualify_InPorts( 0, id, in, { { 0xFF } } ),
           chip.bcm_field_qualify_IpType( 0, id, types[ rule.type ].first ),
           rule.frag < 0 ? 0 : chip.bcm_field_qualify_IpFrag( 0, id, frags[ rule.frag ].first ),
+          range == 0 ? 0 : chip.bcm_field_qualify_RangeCheck( 0, id, range, rule.invert ? 1 : 0 ),
+          widened ? chip.bcm_field_qualify_data( 0, id, 1, &data[ 0 ], &data[ 4 ], 4 ) : 0,
           chip.bcm_field_entry_install( 0, id ) } );
     ASSERT_EQ( rc, BCM_E_NONE );
   }
-
   // Mostly near a rule: its own values, with the open bits and now and then a fixed one at random.
   Packet somePacket() {
     Values values = someValues();
@@ -155,7 +198,7 @@ class LookupTest : public testing::TestWithParam< unsigned > {
     packet.part = below( 5 ) == 0 ? static_cast< Part >( below( 3 ) ) : Part::whole;
     packet.l3 = below( 8 ) == 0 ? static_cast< L3 >( below( 4 ) ) : L3::ipv4;
     packet.options = 4 * below( 3 );
-    packet.tags.assign( oneOf( { 0, 0, 0, 0, 1, 2 } ), 5 );
+    packet.tags.assign( oneOf( { 0, 0, 0, 0, 1, 2 } ), static_cast< U16 >( 4 + below( 3 ) ) );
     return packet;
   }
 
@@ -225,7 +268,15 @@ class LookupTest : public testing::TestWithParam< unsigned > {
     }
   }
 
-  TestChip chip{ smallProfile( 12, 32 ) };
+  static ChipProfile profile() {
+    ChipProfile profile = smallProfile( 12, 32 );
+    profile.stages[ 0 ].slices[ 0 ].keyBits = 256;
+    profile.rangeCheckers = 4;
+    profile.dataChunks = profile.dataFormats = 1;
+    return profile;
+  }
+  TestChip chip{ profile() };
+  bool widened = false;
   std::mt19937 random{ GetParam() };
   std::map< U32, ModelEntry > model;
   U64 serial = 0;
@@ -236,6 +287,13 @@ TEST_P( LookupTest, AgreesWithBruteForceAfterEveryStep ) {
   for ( int i = 0; i < 3000 && !HasFatalFailure(); ++i ) {
     SCOPED_TRACE( testing::Message() << "seed " << GetParam() << " step " << i );
     step();
+    if ( i == 1000 ) {  // the group gets its data qualifier with all its entries in place
+      bcm_field_qset_t qset = {};
+      chip.bcm_field_group_get( 0, group, &qset );
+      qset.addData( 1 );
+      ASSERT_EQ( chip.bcm_field_group_set( 0, group, qset ), BCM_E_NONE );
+      widened = true;
+    }
     for ( int n = 0; n < 4; ++n ) {
       const Packet packet = somePacket();
       const U32 port = below( portCount );

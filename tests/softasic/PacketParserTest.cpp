@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <random>
 
 #include "tests/softasic/Packet.h"
 #include "tests/softasic/TestChip.h"
@@ -18,7 +19,7 @@ U32 validity( const Frame & frame, size_t length ) {
   // A copy of exactly this length, so that a memory checker sees a read behind it.
   const std::unique_ptr< U8[] > exact( new U8[ length ] );
   std::copy_n( frame.begin(), length, exact.get() );
-  return static_cast< U32 >( parseFrame( exact.get(), length ).words[ SoftAsic::metaWord ] &
+  return static_cast< U32 >( parseFrame( exact.get(), length ).key.words[ SoftAsic::metaWord ] &
                              ( ( 1U << SoftAsic::keyValidityBits ) - 1 ) );
 }
 
@@ -156,6 +157,63 @@ TEST( PacketParser, MalformedHeadersAreNotThere ) {
   tagged.tags = { 1, 2, 3 };
   EXPECT_TRUE( has( tagged, KeyBit::keyNonIp ) );
 }
+
+// Random frames, cut and damaged: what is cut off or damaged behind a header never changes what the
+// headers before it say.
+struct DamagedFrameTest : testing::TestWithParam< unsigned > {
+  U32 below( size_t bound ) { return static_cast< U32 >( random() % bound ); }
+  Packet somePacket() {
+    constexpr U8 protocols[] = { 1, 6, 17, 58, 0, 43, 44, 51, 60 };
+    Packet packet;
+    packet.l3 = static_cast< L3 >( below( 4 ) );
+    packet.part = static_cast< Part >( below( 3 ) );
+    packet.protocol = protocols[ below( 9 ) ];
+    packet.tags.assign( below( 4 ), static_cast< U16 >( below( 65536 ) ) );
+    packet.options = 4 * below( 11 );
+    packet.extensions.assign( below( 4 ), protocols[ 4 + below( 5 ) ] );
+    return packet;
+  }
+  void damage( Frame & frame, size_t from ) {
+    for ( U32 n = 1 + below( 4 ); n > 0 && from < frame.size(); --n )
+      frame[ from + below( frame.size() - from ) ] = static_cast< U8 >( below( 3 ) * below( 256 ) );
+  }
+  std::mt19937 random{ GetParam() };
+};
+
+// Expects every field that the first `length` bytes of a frame have, as far as `bits` count, to be
+// the same in another frame.
+void expectIn( const Frame & frame, size_t length, const Frame & other, U32 bits ) {
+  const U32 valid = validity( frame, length ) & bits;
+  const auto a = parseFrame( frame.data(), length );
+  const auto b = parseFrame( other.data(), other.size() );
+  EXPECT_EQ( valid & ~validity( other, other.size() ), 0U );
+  for ( const SoftAsic::FieldPlace & field : SoftAsic::keyFields() )
+    EXPECT_TRUE( field.needs == 0 || field.bits > 64 || ( valid & field.needs ) != field.needs ||
+                 fieldOf( a.key, field ) == fieldOf( b.key, field ) )
+        << field.qualifier;
+  EXPECT_TRUE( a.l3 == 0 || ( a.l3 <= length && a.l3 == b.l3 ) );
+  EXPECT_TRUE( bits != ~0U || a.l4 == 0 || ( a.l4 <= length && a.l4 == b.l4 ) );
+}
+
+TEST_P( DamagedFrameTest, IntactHeadersStand ) {
+  using enum SoftAsic::KeyBit;
+  constexpr U32 l2Bits = keyEthernet | keyEtherType | keyOuterTag | keyInnerTag;
+  for ( int i = 0; i < 4000 && !HasFailure(); ++i ) {
+    SCOPED_TRACE( testing::Message() << "seed " << GetParam() << " frame " << i );
+    const Packet packet = somePacket();
+    const Frame whole = frameOf( packet );
+    Frame frame = whole;
+    const size_t l2 = 14 + 4 * packet.tags.size();
+    damage( frame, packet.l3 == L3::ipv4 ? l2 + 20 + packet.options : l2 + 40 );
+    expectIn( whole, whole.size(), frame, l2Bits | keyIp | keyIpv4 | keyIpv6 );
+    damage( frame, l2 );
+    expectIn( whole, whole.size(), frame, l2Bits );
+    damage( frame, 0 );
+    expectIn( frame, below( frame.size() + 1 ), frame, ~0U );
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P( Seeds, DamagedFrameTest, testing::Range( 1U, 5U ) );
 
 }  // namespace
 }  // namespace SoftAsicTest

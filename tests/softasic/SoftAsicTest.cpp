@@ -22,10 +22,14 @@ TEST( ChipProfile, NamesWhatIsWrong ) {
   const std::pair< const char *, void ( * )( ChipProfile & ) > faults[] = {
       { "pipes:", []( ChipProfile & p ) { p.pipes = 5; } },
       { "secondCopy:", []( ChipProfile & p ) { p.sharedByPipes = true; } },
+      { "rangeCheckers:", []( ChipProfile & p ) { p.rangeCheckers = 49; } },
+      { "dataChunks:", []( ChipProfile & p ) { p.dataChunks = 17; } },
       { "stages:", []( ChipProfile & p ) { p.stages.clear(); } },
       { "stages: IFP", []( ChipProfile & p ) { p.stages[ 1 ].kind = StageKind::ifp; } },
       { "stage EFP.slices[0].count:",
         []( ChipProfile & p ) { p.stages[ 2 ].slices[ 0 ].count = 65; } },
+      { "stage VFP.keyBits[40]:",
+        []( ChipProfile & p ) { p.stages[ 1 ].keyBits[ bcmFieldQualifyRangeCheck ] = 1; } },
       { "stage IFP.keyBits[759]:", []( ChipProfile & p ) { p.stages[ 0 ].keyBits[ 759 ] = 1; } },
   };
   for ( const auto & [ start, change ] : faults ) {
@@ -86,11 +90,9 @@ TEST( SoftAsic, FamiliesThatTheChipLacksAreRefused ) {
   ASSERT_EQ( chip.createGroup( groupConfig( 1, { bcmFieldQualifyDstIp } ) ), BCM_E_NONE );
   bcm_field_range_t range = 0;
   EXPECT_EQ( chip.bcm_field_range_create( 0, &range, 0, 1, 2 ), BCM_E_UNAVAIL );
+  EXPECT_EQ( chip.createGroup( groupConfig( 2, { bcmFieldQualifyRangeCheck } ) ), BCM_E_UNAVAIL );
   EXPECT_EQ( chip.bcm_policer_create( 0, nullptr, nullptr ), BCM_E_UNAVAIL );
-  EXPECT_EQ( chip.bcm_field_group_set( 0, 1, {} ), BCM_E_UNAVAIL );
-  bcm_field_group_config_t udf = groupConfig( 2, { bcmFieldQualifyDstIp } );
-  udf.qset.data_qualifiers[ 3 ] = 4;
-  EXPECT_EQ( chip.createGroup( udf ), BCM_E_UNAVAIL );
+  EXPECT_EQ( chip.bcm_field_data_qualifier_create( 0, nullptr ), BCM_E_UNAVAIL );
   bcm_field_qset_t qset = {};
   EXPECT_EQ( chip.bcm_field_group_get( 0, 1, &qset ), BCM_E_NONE );
   EXPECT_EQ( qset, groupConfig( 1, { bcmFieldQualifyDstIp } ).qset );

@@ -72,6 +72,8 @@ inline int firstError( std::initializer_list< int > results ) {
   return BCM_E_NONE;
 }
 
+using Codes = std::vector< int >;  // results of several calls
+
 class TestChip : public SoftAsic::SoftAsic {
  public:
   explicit TestChip( const ChipProfile & profile ) KIV_NO_THREAD_SAFETY_ANALYSIS {
