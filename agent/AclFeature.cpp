@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "platform/QualifierNames.h"
 #include "shim/SdkCall.h"
+#include "softasic/QualifierNames.h"
 
 namespace Agent {
 
@@ -44,7 +44,7 @@ std::string AclFeature::platformFault( const Platform::PlatformData & platform )
                      in( group.includes, qualifier );
     if ( !has )
       return fmt::format( "group {} of ipAclTcamGroup cannot match {}", group.id,
-                          Platform::qualifierName( qualifier ) );
+                          SoftAsic::qualifierName( qualifier ) );
   }
   return {};
 }

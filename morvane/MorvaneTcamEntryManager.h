@@ -195,6 +195,9 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   // Set the counters of every pipe and copy to 0; nothing for a group without statistics.
   void clearHitsForEntry( U32 unit, U32 entry );
   void clearBytesForEntry( U32 unit, U32 entry );
+  // Both, for one entry and for every entry of this user on the unit.
+  void clearCountersForEntry( U32 unit, U32 entry );
+  void clearCounters( U32 unit );
 
  protected:
   // The allocator behind every getEntry. `entry` is an entry id of the range, or anyEntry.

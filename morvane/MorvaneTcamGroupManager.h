@@ -230,8 +230,38 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   bool getIpv6MirroringSupported();
   // The platform's reservations, in table order.
   std::vector< const TcamReservation * > getTcamReservationData() const;
+  // The entry manager of a reservation; null before start-up.
+  Kiv::Ptr< MorvaneTcamEntryManager > managerOf( const TcamReservation & reservation ) const;
   // Traces free and total entries of a pipe group; no SDK call while the trace is off.
   void traceGroupStatus( U32 unit, U32 pipeGroupId ) const;
+
+  // --- Reports ---------------------------------------------------------------------------------
+
+  // Each writes plain text to a descriptor that the caller opened and keeps; a reader that goes
+  // away ends the text, quietly. `name` is the switch's name in the heading.
+
+  // Every group of the unit with its users; `detail` lists their entries with packets. `pipe`
+  // leaves out what other pipes hold; -1 shows all.
+  void showTcamUsage( const Kiv::String8 & name, U32 fd, bool detail, U32 unit, S8 pipe ) const;
+  // The text of tcamUsage.
+  void showRawTcamUsage( const Kiv::String8 & name, U32 fd, U32 unit ) const;
+  // The banks in use and their users, in order of the banks' text.
+  void showSummaryTcamUsage( const Kiv::String8 & name, U32 fd, U32 unit ) const;
+  // What the ASIC says of one hardware entry; the heading only, when it knows none.
+  void showEntryTcamUsage( const Kiv::String8 & name, U32 fd, U32 unit, U32 entryId ) const;
+  // Size and room of every slice of every stage; empty for a unit without stages.
+  Kiv::String8 tcamUsage( U32 unit ) const;
+  // A hardware entry, or a hardware group, as the ASIC describes it; empty when it knows none.
+  Kiv::String8 entryDump( U32 unit, U32 entryId ) const;
+  Kiv::String8 groupDump( U32 unit, U32 pipeGroupId ) const;
+
+  // --- Clearing counters -----------------------------------------------------------------------
+
+  // Set packets and bytes to 0, in every pipe and copy, of the entries of all users of a group, of
+  // all users on a unit, and on all units.
+  void clearGroupCounters( U32 unit, U32 group );
+  void clearUnitCounters( U32 unit );
+  void clearAllCounters();
 
   // Marks of exhaustion over all entry managers and units; kept by the entry managers.
   U32 exhaustedMarks() const { return exhaustedMarks_; }

@@ -3,7 +3,7 @@
 #include <fmt/core.h>
 
 #include "platform/InputError.h"
-#include "platform/QualifierNames.h"
+#include "softasic/QualifierNames.h"
 
 namespace Platform {
 
@@ -43,7 +43,7 @@ SoftAsic::StageProfile readStage( const std::string & file, const JsonNode & nod
   if ( const JsonNode * costs = fields.find( "keyBits" ) ) {
     JsonFields bits( file, *costs, "\"keyBits\"" );
     for ( const auto & [ name, value ] : costs->members ) {
-      const auto qualifier = qualifierNumber( name );
+      const auto qualifier = SoftAsic::qualifierNumber( name );
       if ( !qualifier )
         bits.fail( value.line, fmt::format( "there is no qualifier \"{}\"", name ) );
       stage.keyBits[ *qualifier ] = bits.number( name, 0, wordMax );
@@ -62,6 +62,7 @@ void readProfile( const std::string & file, JsonFields & fields, SoftAsic::ChipP
   chip.udfShort = fields.flag( "udfShort" );
   chip.allocAtBeginning = fields.flag( "allocAtBeginning" );
   chip.singlePortKey = fields.flag( "singlePortKey" );
+  chip.ingressHalfSize = fields.flag( "ingressHalfSize" );
   chip.fixedGroupKeys = fields.flag( "fixedGroupKeys" );
   chip.preselectors = fields.number( "preselectors", 0, BCM_FIELD_PRESEL_MAX, 0 );
   chip.statistics = fields.number( "statistics", 0, wordMax );
@@ -132,7 +133,7 @@ void readChip( const std::string & file, JsonFields & platform, PlatformData & d
 
 U32 readQualifier( const std::string & file, const JsonNode & node ) {
   const std::string & name = jsonText( file, node );
-  const auto number = qualifierNumber( name );
+  const auto number = SoftAsic::qualifierNumber( name );
   if ( !number )
     throw InputError( file, node.line, fmt::format( "there is no qualifier \"{}\"", name ) );
   return *number;

@@ -13,6 +13,8 @@
 // given up (shim/SdkCall.h does both). Chip queries and sdkErrorText need no lock.
 #pragma once
 
+#include <iosfwd>
+
 #include "kiv/Export.h"
 #include "kiv/ThreadAnnotations.h"
 #include "kiv/Types.h"

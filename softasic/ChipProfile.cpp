@@ -102,6 +102,8 @@ std::string ChipProfile::validate() const {
       return std::string( "stages: " ) + stageName( stage.kind ) + " is there twice";
     if ( std::string error = validateStage( stage ); !error.empty() )
       return error;
+    if ( stage.kind == StageKind::ifp && ingressHalfSize && ( !stage.doubleWide || stage.paired ) )
+      return "ingressHalfSize: the slices of IFP must be doubleWide, and not paired";
   }
   return {};
 }

@@ -57,6 +57,7 @@ struct ChipProfile {
   bool udfShort = false;            // answered to the chip query only
   bool allocAtBeginning = false;    // answered to the chip query only
   bool singlePortKey = false;       // IFP keys hold one port, not a port bitmap
+  bool ingressHalfSize = false;     // IFP keys take two rows of a slice, however narrow
   U32 preselectors = 0;             // per unit, at most 128; 0: the chip has none
   bool fixedGroupKeys = false;      // a group's key gets no wider than the group was created with
   U32 statistics = 0;               // statistics objects per instance of each stage; 0: none

@@ -4,8 +4,8 @@
 
 namespace SoftAsic {
 
-SlicePool::SlicePool( const StageProfile & profile )
-    : doubleWide_( profile.doubleWide ), paired_( profile.paired ) {
+SlicePool::SlicePool( const StageProfile & profile, bool halfSize )
+    : doubleWide_( profile.doubleWide ), halfSize_( halfSize ), paired_( profile.paired ) {
   for ( const SliceProfile & slice : profile.slices )
     for ( U32 i = 0; i < slice.count; ++i )
       slices_.emplace_back( static_cast< U32 >( slices_.size() ), slice );
@@ -14,7 +14,7 @@ SlicePool::SlicePool( const StageProfile & profile )
 bool SlicePool::fits( const Slice & slice, U32 keyBits, WideMode mode ) const {
   switch ( mode ) {
     case WideMode::single:
-      return keyBits <= slice.keyBits();
+      return !halfSize_ && keyBits <= slice.keyBits();
     case WideMode::doubleWide:
       return doubleWide_ && keyBits <= 2 * slice.keyBits() && slice.depth() >= 2;
     case WideMode::paired:

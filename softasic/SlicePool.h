@@ -25,7 +25,8 @@ struct SliceDemand {
 
 class SlicePool {
  public:
-  explicit SlicePool( const StageProfile & profile );
+  // `halfSize`: every key takes two rows.
+  SlicePool( const StageProfile & profile, bool halfSize );
   SlicePool( const SlicePool & ) = delete;
   SlicePool & operator=( const SlicePool & ) = delete;
 
@@ -50,6 +51,7 @@ class SlicePool {
   bool isFree( const Slice & slice, WideMode mode ) const;
 
   bool doubleWide_;
+  bool halfSize_;
   bool paired_;
   std::deque< Slice > slices_;  // never moved: groups and entries point to them
 };

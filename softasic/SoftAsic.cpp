@@ -196,6 +196,9 @@ bool SoftAsic::kelmor_field_udf_short( U32 unit ) const {
 bool SoftAsic::kelmor_field_alloc_at_beginning( U32 unit ) const {
   return query( unit, &ChipProfile::allocAtBeginning );
 }
+bool SoftAsic::kelmor_field_ingress_half_size( U32 unit ) const {
+  return query( unit, &ChipProfile::ingressHalfSize );
+}
 bool SoftAsic::kelmor_field_single_port_key( U32 unit ) const {
   return query( unit, &ChipProfile::singlePortKey );
 }

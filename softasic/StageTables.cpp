@@ -8,7 +8,7 @@ StageTable::StageTable( const StageProfile & profile, const ChipProfile & chip, 
       copy( copy ),
       perPipe( profile.kind == StageKind::ifp && !chip.sharedByPipes ),
       keyBits( profile.keyBits.empty() ? defaultKeyBits( chip, profile.kind ) : profile.keyBits ),
-      pool( profile ),
+      pool( profile, profile.kind == StageKind::ifp && chip.ingressHalfSize ),
       stats( chip.statistics ),
       freeStats( chip.statistics ) {}
 

@@ -8,6 +8,7 @@
 //   UnitQualifiers.cpp  qualifiers of entries
 //   UnitStats.cpp       statistics
 //   UnitResources.cpp   range checkers, policers, data qualifiers
+//   UnitShow.cpp        groups and entries as text
 //   UnitViews.cpp       inspection
 //
 // Locks: none; SoftAsic serialises all calls.

@@ -134,7 +134,10 @@ int Unit::kelmor_bcm_tcam_capacity_info_get( kelmor_tcam_capacity_info_t * info 
     stage.stage = capacityStage( table.kind );
     for ( const Slice & slice : table.pool.slices() ) {
       stage.slice[ stage.slice_count ] = sliceInfo( slice );
-      stage.entries_total += stage.slice[ stage.slice_count++ ].entries_total;
+      // Where each slice holds half of its rows, the sum is told in rows all the same.
+      const kelmor_tcam_slice_info_t & told = stage.slice[ stage.slice_count++ ];
+      const bool inRows = profile_.ingressHalfSize && table.kind == StageKind::ifp;
+      stage.entries_total += inRows ? static_cast< int >( slice.depth() ) : told.entries_total;
     }
   } );
   return BCM_E_NONE;

@@ -182,4 +182,48 @@ void MorvaneTcamEntryManager::clearBytesForEntry( U32 unit, U32 entry ) {
   }
 }
 
+void MorvaneTcamEntryManager::clearCountersForEntry( U32 unit, U32 entry ) {
+  clearHitsForEntry( unit, entry );
+  clearBytesForEntry( unit, entry );
+}
+
+void MorvaneTcamEntryManager::clearCounters( U32 unit ) {
+  const Kiv::Ptr< UnitEntriesCreated > entries = internalUnitEntry( unit );
+  if ( !entries )
+    return;
+  for ( auto it = entries->entryCreatedIterConst(); it; ++it )
+    clearCountersForEntry( unit, it.key() );
+}
+
+namespace {
+
+template < class Wanted >
+void clearCountersOf( const MorvaneTcamGroupManager & manager, U32 unit, Wanted wanted ) {
+  const auto clear = [ & ]( const Kiv::Ptr< MorvaneTcamEntryManager > & user ) {
+    if ( wanted( *user ) )
+      user->clearCounters( unit );
+  };
+  for ( auto it = manager.entryManagerIterConst(); it; ++it )
+    clear( it.member() );
+  for ( auto it = manager.unboundedEntryManagerIterConst(); it; ++it )
+    clear( it.member() );
+}
+
+}  // namespace
+
+void MorvaneTcamGroupManager::clearGroupCounters( U32 unit, U32 group ) {
+  clearCountersOf( *this, unit, [ & ]( const MorvaneTcamEntryManager & user ) {
+    return user.group() == group;
+  } );
+}
+
+void MorvaneTcamGroupManager::clearUnitCounters( U32 unit ) {
+  clearCountersOf( *this, unit, []( const MorvaneTcamEntryManager & ) { return true; } );
+}
+
+void MorvaneTcamGroupManager::clearAllCounters() {
+  for ( auto unitIter = modChipInfoIterConst(); unitIter; ++unitIter )
+    clearUnitCounters( unitIter.key() );
+}
+
 }  // namespace Morvane

@@ -123,6 +123,13 @@ Kiv::ValidPtr< MorvaneUnboundedTcamEntryManager > MorvaneTcamGroupManager::unbou
   } );
 }
 
+Kiv::Ptr< MorvaneTcamEntryManager > MorvaneTcamGroupManager::managerOf(
+    const TcamReservation & reservation ) const {
+  if ( reservation.size != 0 )
+    return entryManager( reservation.assignment );
+  return unboundedEntryManager( reservation.assignment );
+}
+
 // --- Shape -----------------------------------------------------------------------------------
 
 void MorvaneTcamGroupManager::numPipeNotify() {

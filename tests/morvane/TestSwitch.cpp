@@ -16,6 +16,7 @@ SoftAsic::ChipProfile profile( const Chip & chip ) {
   made.groupByPreselector = chip.presels;
   made.preselectors = chip.presels ? 64 : 0;
   made.statistics = chip.statistics;
+  made.ingressHalfSize = chip.halfSize;
   std::vector< SoftAsic::SliceProfile > slices;
   if ( chip.slices != 0 )
     slices.push_back( { chip.slices, chip.depth, 512, false } );
@@ -23,7 +24,7 @@ SoftAsic::ChipProfile profile( const Chip & chip ) {
     slices.push_back( { chip.largeSlices, chip.depth, 512, true } );
   for ( const auto kind :
         { SoftAsic::StageKind::vfp, SoftAsic::StageKind::ifp, SoftAsic::StageKind::efp } )
-    made.stages.push_back( { kind, slices, false, false, {} } );
+    made.stages.push_back( { kind, slices, chip.halfSize, false, {} } );
   return made;
 }
 

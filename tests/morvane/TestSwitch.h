@@ -42,6 +42,7 @@ struct Chip {
   U32 largeSlices = 0;
   U32 depth = 64;
   U32 statistics = 1024;
+  bool halfSize = false;  // ingress keys take two rows
 
   friend void PrintTo( const Chip & chip, std::ostream * out ) {
     *out << fmt::format( "{} pipes{}{}, {} units", chip.pipes, chip.secondCopy ? " twice" : "",

@@ -4,7 +4,7 @@
 
 #include "morvane/TcamIds.h"
 #include "platform/InputError.h"
-#include "platform/QualifierNames.h"
+#include "softasic/QualifierNames.h"
 
 namespace Platform {
 
@@ -148,17 +148,17 @@ TEST( PlatformLoader, builtInPlatforms ) {
 }
 
 TEST( QualifierNames, everyNumberHasItsName ) {
-  EXPECT_EQ( qualifierNumber( "InPortsClass" ), U32( bcmFieldQualifyInPortsClass ) );
+  EXPECT_EQ( SoftAsic::qualifierNumber( "InPortsClass" ), U32( bcmFieldQualifyInPortsClass ) );
   U32 named = 0;
   for ( U32 number = 0; number <= bcmFieldQualifyCount; ++number ) {
-    const char * name = qualifierName( number );
+    const char * name = SoftAsic::qualifierName( number );
     if ( name == nullptr )
       continue;
     ++named;
-    EXPECT_EQ( qualifierNumber( name ), number );
+    EXPECT_EQ( SoftAsic::qualifierNumber( name ), number );
   }
   EXPECT_EQ( named, 29U );
-  EXPECT_EQ( qualifierNumber( "Count" ), std::nullopt );
+  EXPECT_EQ( SoftAsic::qualifierNumber( "Count" ), std::nullopt );
 }
 
 }  // namespace Platform

@@ -1,11 +1,11 @@
-#include "platform/QualifierNames.h"
+#include "softasic/QualifierNames.h"
 
 #include <algorithm>
 #include <iterator>
 
 #include "shim/SdkQualifiers.h"
 
-#define PLATFORM_QUALIFIERS( X ) \
+#define SOFTASIC_QUALIFIERS( X ) \
   X( SrcIp6 )                    \
   X( DstIp6 )                    \
   X( SrcIp6High )                \
@@ -36,7 +36,7 @@
   X( StageEgress )               \
   X( InPortsClass )
 
-namespace Platform {
+namespace SoftAsic {
 
 namespace {
 
@@ -45,8 +45,8 @@ struct Qualifier {
   U32 number;
 };
 
-#define PLATFORM_QUALIFIER( name ) { #name, bcmFieldQualify##name },
-constexpr Qualifier qualifiers[] = { PLATFORM_QUALIFIERS( PLATFORM_QUALIFIER ) };
+#define SOFTASIC_QUALIFIER( name ) { #name, bcmFieldQualify##name },
+constexpr Qualifier qualifiers[] = { SOFTASIC_QUALIFIERS( SOFTASIC_QUALIFIER ) };
 
 }  // namespace
 
@@ -64,4 +64,4 @@ const char * qualifierName( U32 number ) {
   return found == std::end( qualifiers ) ? nullptr : found->name;
 }
 
-}  // namespace Platform
+}  // namespace SoftAsic

@@ -6,7 +6,7 @@
 
 #include "kiv/Types.h"
 
-namespace Platform {
+namespace SoftAsic {
 
 using namespace Kiv::Integers;
 
@@ -15,4 +15,4 @@ std::optional< U32 > qualifierNumber( const std::string & name );
 // Null for a number that no qualifier has.
 const char * qualifierName( U32 number );
 
-}  // namespace Platform
+}  // namespace SoftAsic

@@ -1,0 +1,62 @@
+// The bank summary: which users share which banks.
+
+#include <map>
+#include <sstream>
+#include <vector>
+
+#include "morvane/MorvaneTcamGroupManager.h"
+#include "morvane/MorvaneTcamManager/Trace.h"
+#include "morvane/MorvaneTcamShow/ReportText.h"
+#include "morvane/Platform.h"
+#include "shim/SdkCall.h"
+
+namespace Morvane {
+
+namespace {
+
+constexpr const char * dashes = "--------------------------------------------\n";
+
+// Banks as the ASIC writes them, with the names of their users.
+using BankUsers = std::multimap< std::string, const char * >;
+
+// The hardware groups that exist on the unit. A snapshot: groups may come and go while the ASIC is
+// asked.
+std::vector< U32 > groupsOnUnit( const MorvaneTcamGroupManager & manager, U32 unit ) {
+  std::vector< U32 > groups;
+  for ( auto it = manager.groupCountsIterConst(); it; ++it )
+    if ( it.member()->unitRefCount( unit ) > 0 )
+      groups.push_back( it.key().pipeGroupId );
+  return groups;
+}
+
+BankUsers bankUsers( const MorvaneTcamGroupManager & manager, U32 unit ) {
+  BankUsers users;
+  for ( const U32 groupId : groupsOnUnit( manager, unit ) ) {
+    std::ostringstream banks;
+    if ( SDK_CALL( SdkShim->kelmor_field_group_banks( unit, groupId, &banks ) ) != 0 ) {
+      MORVANE_TRACE( traceFailure ) << "Unit: " << unit << " "
+                                    << "showSummaryTcamUsage"
+                                    << " showSummaryTcamUsageHelper error";
+      break;
+    }
+    for ( U32 i = 0; i < numTcamReservations(); ++i )
+      if ( getTcamReservation( i )->group == GroupIdToPipeGroupId( groupId ).groupId() )
+        users.emplace( banks.str(), getTcamReservation( i )->name );
+  }
+  return users;
+}
+
+}  // namespace
+
+void MorvaneTcamGroupManager::showSummaryTcamUsage( const Kiv::String8 & name, U32 fd,
+                                                    U32 unit ) const {
+  MORVANE_TRACE( traceGroup ) << "showSummaryTcamUsage";
+  ReportWriter out( fd );
+  appendFormatted( out.text(), "=== TCAM summary for switch %s ===\n%s Banks           Used By\n%s",
+                   name.charPtr(), dashes, dashes );
+  for ( const auto & [ banks, user ] : bankUsers( *this, unit ) )
+    appendFormatted( out.text(), " %-15s %s\n", banks.c_str(), user );
+  out.text() += dashes;
+}
+
+}  // namespace Morvane

@@ -1,0 +1,93 @@
+#include "morvane/MorvaneTcamShow/ReportText.h"
+
+#include <poll.h>
+#include <pthread.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <ctime>
+
+#include "kiv/Assert.h"
+
+namespace Morvane {
+
+namespace {
+
+// Keeps a write to a closed pipe from raising SIGPIPE in this thread.
+class SigpipeGuard {
+ public:
+  SigpipeGuard() {
+    sigemptyset( &sigpipe_ );
+    sigaddset( &sigpipe_, SIGPIPE );
+    sigset_t pending;
+    sigpending( &pending );
+    wasPending_ = sigismember( &pending, SIGPIPE ) == 1;
+    pthread_sigmask( SIG_BLOCK, &sigpipe_, &before_ );
+  }
+  ~SigpipeGuard() {
+    // One that was raised under the guard goes; one that waited before stays.
+    const timespec now = {};
+    if ( !wasPending_ )
+      while ( sigtimedwait( &sigpipe_, nullptr, &now ) < 0 && errno == EINTR ) {
+      }
+    pthread_sigmask( SIG_SETMASK, &before_, nullptr );
+  }
+  SigpipeGuard( const SigpipeGuard & ) = delete;
+  SigpipeGuard & operator=( const SigpipeGuard & ) = delete;
+
+ private:
+  sigset_t sigpipe_;
+  sigset_t before_;
+  bool wasPending_ = false;
+};
+
+// Whether the descriptor takes more, or the next write says why not.
+bool waitForRoom( int fd ) {
+  pollfd room = { fd, POLLOUT, 0 };
+  int ready;
+  do
+    ready = poll( &room, 1, -1 );
+  while ( ready < 0 && errno == EINTR );
+  return ready > 0;
+}
+
+// Whether all of the text was written.
+bool writeAll( int fd, std::string_view text ) {
+  const SigpipeGuard guard;
+  while ( !text.empty() ) {
+    const ssize_t size = write( fd, text.data(), text.size() );
+    if ( size >= 0 )
+      text.remove_prefix( static_cast< std::size_t >( size ) );
+    else if ( errno == EAGAIN ? !waitForRoom( fd ) : errno != EINTR )
+      return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+void appendFormatted( std::string & text, const char * format, ... ) {
+  va_list arguments;
+  va_start( arguments, format );
+  va_list again;
+  va_copy( again, arguments );
+  const int size = std::vsnprintf( nullptr, 0, format, arguments );
+  va_end( arguments );
+  KIV_ASSERT( size >= 0 );
+  const std::size_t before = text.size();
+  text.resize( before + static_cast< std::size_t >( size ) );
+  // Its final zero byte falls on the string's own.
+  std::vsnprintf( text.data() + before, static_cast< std::size_t >( size ) + 1, format, again );
+  va_end( again );
+}
+
+void ReportWriter::flush() {
+  if ( !ended_ )
+    ended_ = !writeAll( fd_, text_ );
+  text_.clear();
+}
+
+}  // namespace Morvane

@@ -1,0 +1,134 @@
+// The usage report: each group with its users, and in detail their entries.
+
+#include "morvane/MorvaneTcamEntryManager.h"
+#include "morvane/MorvaneTcamGroupManager.h"
+#include "morvane/MorvaneTcamManager/Trace.h"
+#include "morvane/MorvaneTcamShow/ReportText.h"
+#include "morvane/Platform.h"
+#include "shim/SdkCall.h"
+
+namespace Morvane {
+
+namespace {
+
+class UsageReport {
+ public:
+  UsageReport( const MorvaneTcamGroupManager & manager, U32 fd, bool detail, U32 unit, S8 pipe )
+      : manager_( manager ), out_( fd ), detail_( detail ), unit_( unit ), pipe_( pipe ) {}
+
+  void run( const Kiv::String8 & name );
+
+ private:
+  bool shows( GroupIdToPipeGroupId at ) const;
+  bool keptPerPipe( U32 group ) const;
+  void showGroup( GroupIdToPipeGroupId at, const GroupCounts & counts );
+  void showReservation( const TcamReservation & reservation, GroupIdToPipeGroupId at );
+  void showEntries( MorvaneTcamEntryManager & user, const UnitEntriesCreated & entries,
+                    GroupIdToPipeGroupId at );
+  U64 hits( MorvaneTcamEntryManager & user, const UnitEntriesCreated & entries, U32 pipeEntry );
+  U32 copiesOf( U32 group ) const { return manager_.getNumCopiesPerPipe( unit_, group ); }
+
+  const MorvaneTcamGroupManager & manager_;
+  ReportWriter out_;
+  const bool detail_;
+  const U32 unit_;
+  const S8 pipe_;
+};
+
+void UsageReport::run( const Kiv::String8 & name ) {
+  appendFormatted( out_.text(), "=== TCAM %s for switch %s ===\n", detail_ ? "detail" : "summary",
+                   name.charPtr() );
+  for ( auto it = manager_.groupCountsIterConst(); it; ++it ) {
+    // A group with two copies in a pipe is shown once.
+    if ( it.key().copy() != 0 || it.member()->unitRefCount( unit_ ) <= 0 )
+      continue;
+    const Kiv::ValidPtr< GroupCounts > counts( it.member() );
+    if ( shows( it.key() ) )
+      showGroup( it.key(), *counts );
+  }
+}
+
+bool UsageReport::keptPerPipe( U32 group ) const {
+  return !manager_.ovidWar( group ) && manager_.getNumPipe( group ) >= 2;
+}
+
+bool UsageReport::shows( GroupIdToPipeGroupId at ) const {
+  return pipe_ == -1 || !keptPerPipe( at.groupId() ) || static_cast< U32 >( pipe_ ) == at.pipe();
+}
+
+void UsageReport::showGroup( GroupIdToPipeGroupId at, const GroupCounts & counts ) {
+  const U32 unit = unit_;
+  const U32 groupId = at.pipeGroupId;
+  bcm_field_group_status_s status = {};
+  SDK_CHECKED( bcm_field_group_status_get( unit, groupId, &status ) );
+  std::string pipeText;
+  if ( keptPerPipe( at.groupId() ) )
+    appendFormatted( pipeText, " in PIPE %u", at.pipe() );
+  U32 used = counts.unitAllocated( unit );
+  int free = status.entries_free;
+  if ( manager_.ovidWar( at.groupId() ) ) {
+    // Every entry is there twice.
+    used >>= 1;
+    free /= 2;
+  }
+  used *= copiesOf( at.groupId() );
+  appendFormatted( out_.text(), "TCAM group %u%s uses %u %s and can use up to %d more.\n",
+                   at.groupId(), pipeText.c_str(), used, used == 1 ? "entry" : "entries", free );
+  out_.written();
+  for ( U32 i = 0; i < numTcamReservations(); ++i )
+    if ( getTcamReservation( i )->group == at.groupId() )
+      showReservation( *getTcamReservation( i ), at );
+}
+
+void UsageReport::showReservation( const TcamReservation & reservation, GroupIdToPipeGroupId at ) {
+  const Kiv::Ptr< MorvaneTcamEntryManager > user = manager_.managerOf( reservation );
+  const U32 copies = copiesOf( at.groupId() );
+  const U32 reserved = user ? user->entriesAllocated( unit_ ) * copies : 0;
+  if ( reserved == 0 )
+    return;
+  const Kiv::Ptr< UnitEntriesCreated > entries = user->internalUnitEntry( unit_ );
+  const U32 used = entries ? entries->entryCreatedSize() * copies : 0;
+  if ( reserved != used && detail_ )
+    appendFormatted( out_.text(), "  %s reserves %u entries (%u used).\n", reservation.name,
+                     reserved, used );
+  else
+    appendFormatted( out_.text(), "  %s uses %u entries.\n", reservation.name, reserved );
+  out_.written();
+  if ( detail_ && entries )
+    showEntries( *user, *entries, at );
+}
+
+void UsageReport::showEntries( MorvaneTcamEntryManager & user, const UnitEntriesCreated & entries,
+                               GroupIdToPipeGroupId at ) {
+  const bool twins = manager_.ovidWar( at.groupId() );
+  for ( auto it = entries.entryCreatedIterConst(); it; ++it ) {
+    const U32 entry = it.key();
+    // The entry may be released while the counters are read.
+    const Kiv::String8 desc = it.value();
+    for ( U32 copy = 0; copy < copiesOf( at.groupId() ); ++copy ) {
+      const U32 pipeEntry = tcamId( entry, at.pipe(), copy );
+      U64 packets = hits( user, entries, pipeEntry );
+      // A twin has no line of its own.
+      if ( twins )
+        packets += hits( user, entries, tcamId( entry, 1, copy ) );
+      appendFormatted( out_.text(), "    %-10d %12lld hits - %s\n", static_cast< int >( pipeEntry ),
+                       static_cast< long long >( packets ), desc.charPtr() );
+      out_.written();
+    }
+  }
+}
+
+U64 UsageReport::hits( MorvaneTcamEntryManager & user, const UnitEntriesCreated & entries,
+                       U32 pipeEntry ) {
+  return entries.entryStats( pipeEntry ) != 0 ? user.hitsForPipeEntry( unit_, pipeEntry ) : 0;
+}
+
+}  // namespace
+
+void MorvaneTcamGroupManager::showTcamUsage( const Kiv::String8 & name, U32 fd, bool detail,
+                                             U32 unit, S8 pipe ) const {
+  MORVANE_TRACE( traceGroup ) << "showTcamUsage";
+  UsageReport( *this, fd, detail, unit, pipe ).run( name );
+}
+
+}  // namespace Morvane
