@@ -14,6 +14,9 @@
 // Failure: no room is a result (0 or false) and the `exhausted` flag of the unit. Any other SDK
 // failure and any misuse (an entry out of range, an empty description) ends the process.
 //
+// In a group that needs the outer-VLAN workaround the second copy of an entry is its twin
+// (morvane/MorvaneOvidWarSm.h), which follows the entry by itself.
+//
 // Locks: called on the agent's activity thread with the activity lock held; it is given up around
 // every SDK call.
 #pragma once
@@ -206,6 +209,7 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
 
  private:
   friend class EntryAllocation;
+  friend class MorvaneOvidWarSm;
 
   Kiv::Values< Kiv::RbTreeMap, U32, bool > exhausted_{
       this, "exhausted", []( auto & self, U32 unit ) { self.exhaustedNotify( unit ); } };
@@ -237,8 +241,16 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   void removeCopies( U32 unit, U32 entry, U32 howMany, U32 & removed );
   void applyInPorts( U32 unit, U32 entry, U32 tcamEntryId );
   void programLoopback( U32 unit, U32 entry );
+
+  // Twins of the outer-VLAN workaround (OvidWar.cpp).
   void processOvidWarEntry( U32 unit, U32 entry, U32 tcamEntryId );
-  void tcamMgrUpdateOvidEntryMap( U32 unit, U32 entry );
+  OvidTwin ovidTwinFor( U32 unit, U32 entry ) const;
+  void rewriteOvidTwin( U32 unit, U32 entry );
+  EntryInPorts ovidTwinPorts( U32 unit, const OvidTwin & twin ) const;
+  void installOvidTwin( U32 unit, U32 tcamEntryId, const EntryInPorts & ports );
+  void ovidTwinIdleIs( U32 unit, U32 entry, bool idle );
+  void tcamMgrUpdateOvidEntryMap( U32 unit, U32 entry, const OvidTwin & twin );
+  void removeOvidWarEntry( U32 unit, U32 entry );
 
   U32 installStats( U32 unit, UnitEntriesCreated & entries, U32 groupId, U32 entryId,
                     const StatTypesList & list );

@@ -52,6 +52,7 @@ class GroupBuilder {
   bool createInHardware( bcm_field_group_config_t & groupConfig );
   bool placedByPort() const;
   bool preselects() const;
+  bool keepsTwins() const;
   void undo( const PipeCopy & at, bool wasOvidWar );
 
   MorvaneTcamGroupManager & manager_;

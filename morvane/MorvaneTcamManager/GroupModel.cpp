@@ -21,7 +21,11 @@ MorvaneTcamGroupManager::MorvaneTcamGroupManager(
       ovidUtBitmapDir_( std::move( ovidUtBitmapDir ) ),
       singleView_( singleView ) {}
 
-MorvaneTcamGroupManager::~MorvaneTcamGroupManager() = default;
+MorvaneTcamGroupManager::~MorvaneTcamGroupManager() {
+  // Whoever still holds it: there are no managers left to call.
+  if ( ovidWarSm() )
+    ovidWarSm()->notifierIs( nullptr );
+}
 
 const char * MorvaneTcamGroupManager::fwkType() const {
   return "Morvane::MorvaneTcamGroupManager";
