@@ -13,7 +13,10 @@ U32 noEntry( TestSwitch & ) {
 }
 U32 qualified( TestSwitch & sw ) {
   const U32 id = sw.take( ipAclTcamGroup, 1 );
-  return sw.match( 0, id, 7 ), id;
+  sw.match( 0, id, 7 );
+  if ( sw.groups->ovidWar( 1 ) )
+    SDK_CHECKED( bcm_field_qualify_OuterVlanId( 0, id, 10, 0xFFF ) );
+  return id;
 }
 U32 installed( TestSwitch & sw ) {
   const U32 id = qualified( sw );
@@ -128,7 +131,12 @@ std::vector< SoftAsic::CallRecord > callsOf( TestSwitch & sw, const Operation & 
 
 void failEachCall( const Operation & operation, const Chip & chip ) {
   TestSwitch sw( chip );
-  sw.platform.acl( 1, operation.strategy == tcamAllocateUnbounded ? 0 : 4, operation.strategy );
+  const U32 size = operation.strategy == tcamAllocateUnbounded ? 0 : 4;
+  if ( chip.shared )  // entries have twins
+    sw.platform.group( 1, { bcmFieldQualifyOuterVlanId, bcmFieldQualifyDstIp } )
+        .user( ipAclTcamGroup, 1, size, operation.strategy );
+  else
+    sw.platform.acl( 1, size, operation.strategy );
   sw.start();
   if ( !operation.first )
     sw.take( ipAclTcamGroup, 0 );
@@ -160,6 +168,7 @@ TEST( AnomalyTest, EveryCallOfEveryOperationMayFail ) {
   for ( const Operation & operation : operations ) {
     failEachCall( operation, { .presels = true, .slices = 2, .largeSlices = 2 } );
     failEachCall( operation, { .pipes = 2, .secondCopy = true, .slices = 2 } );
+    failEachCall( operation, { .pipes = 2, .shared = true, .slices = 2 } );
   }
 }
 

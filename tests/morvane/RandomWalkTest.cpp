@@ -16,7 +16,10 @@ using Script = std::vector< Step >;
 
 const char * const opNames[] = { "get",    "get",    "get",    "program", "program", "program",
                                  "enable", "prio",   "remove", "release", "release", "compress",
-                                 "ask",    "starve", "inport", "reinit" };
+                                 "ask",    "starve", "inport", "reinit",  "bitmap",  "bitmap" };
+
+// Outer-VLAN matches of rules where twins are kept: one VLAN, several, the untagged packets, all.
+const OvidMatch vlanMatches[] = { { 10, 0xFFF }, { 11, 0xFFF }, { 10, 0xFFE }, { 0, 0xFFF }, {} };
 
 const struct User {
   TcamGroupAssignment user;
@@ -33,12 +36,15 @@ const struct User {
 struct Rule {
   U32 group = 0, dstIp = 0, priority = 0;
   bool installed = false, enabled = true;
+  OvidMatch vlan = {};
 };
 
 class Walk {
  public:
   explicit Walk( const Chip & chip ) : sw_( chip ) {
-    const Qualifiers ingress = { bcmFieldQualifyDstIp, bcmFieldQualifyInPorts };
+    Qualifiers ingress = { bcmFieldQualifyDstIp, bcmFieldQualifyInPorts };
+    if ( chip.shared )
+      ingress.push_back( bcmFieldQualifyOuterVlanId );
     sw_.platform.group( 1, ingress ).group( 3, ingress ).group( 4, ingress );
     sw_.platform.group( 2, { bcmFieldQualifyDstIp, bcmFieldQualifyStageLookup } );
     for ( const User & user : users )
@@ -53,7 +59,8 @@ class Walk {
       wrong = sw_.audit();
     for ( U32 unit = 0; unit < sw_.chip.units && wrong.empty(); ++unit )
       wrong = compare( unit );
-    return wrong.empty() ? checkPacket( step.unit % sw_.chip.units, step.b, step.a ) : wrong;
+    return wrong.empty() ? checkPacket( step.unit % sw_.chip.units, step.b, step.a, step.b >> 8 )
+                         : wrong;
   }
 
  private:
@@ -68,6 +75,8 @@ class Walk {
       return get( user, unit, step, op == "starve" );
     if ( op == "reinit" )  // ends the managers' lives
       return step.a % 16 == 0 ? reInit() : "";
+    if ( op == "bitmap" )
+      untag( unit, static_cast< U16 >( 10 + step.a % 2 ), step.b );
     if ( op == "compress" )
       manager.compressEntries( unit );
     else if ( op == "ask" && user.size != 0 && manager.entriesAvailable( unit ) > user.size )
@@ -86,6 +95,10 @@ class Walk {
     Rule & rule = model_[ unit ][ id ];
     if ( op == "program" ) {
       sw_.match( unit, id, rule.dstIp = 1 + value % 4 );
+      if ( sw_.groups->ovidWar( rule.group ) ) {
+        rule.vlan = vlanMatches[ value / 4 % std::size( vlanMatches ) ];
+        SDK_CHECKED( bcm_field_qualify_OuterVlanId( unit, id, rule.vlan.vlan, rule.vlan.mask ) );
+      }
       rule.installed = manager.installEntry( unit, id ) == 0;
     } else if ( op == "inport" && rule.group != 2 ) {  // any port: the rule stays as it is
       manager.inPortsForEntryIs( unit, id, {}, {}, value % 2 == 0 );
@@ -119,6 +132,23 @@ class Walk {
     return "";
   }
 
+  void untag( U32 unit, U16 vlan, U32 ports ) {
+    bcm_pbmp_t bitmap = {};
+    bitmap.pbits[ 0 ] = ports;
+    sw_.vlans->ovidUtBitmapIs( { unit, vlan }, bitmap );
+  }
+
+  // Whether a packet with a tag, or none (0), is what the rule's feature means by its VLAN.
+  bool inVlan( U32 unit, const OvidMatch & match, U32 port, U32 tag ) const {
+    if ( ( tag & match.mask ) == match.vlan )
+      return true;
+    bool untagged = false;
+    for ( const U16 vlan : { 10, 11 } )
+      untagged = untagged || ( ( vlan & match.mask ) == match.vlan &&
+                               sw_.vlans->ovidUtBitmap( { unit, vlan } ).has( port ) );
+    return tag == 0 && untagged;
+  }
+
   std::string reInit() {
     for ( U32 unit = 0; unit < sw_.chip.units; ++unit )
       sw_.asic.reset( unit );
@@ -146,12 +176,14 @@ class Walk {
   }
 
   // The first group that a packet matches must have matched with its best rule.
-  std::string checkPacket( U32 unit, U32 anyPort, U32 anyIp ) {
+  std::string checkPacket( U32 unit, U32 anyPort, U32 anyIp, U32 anyTag ) {
     const U32 port = anyPort % ( sw_.chip.pipes * portsPerPipe ), dstIp = 1 + anyIp % 4;
-    const U32 hit = tcamNumberBits.get( sw_.hit( unit, port, dstIp ) );
+    const U16 tags[] = { 0, 0, 10, 11 }, tag = tags[ anyTag % 4 ];
+    const U32 hit = tcamNumberBits.get( sw_.hit( unit, port, dstIp, tag ) );
     const Rule * best = nullptr;
     for ( const auto & [ id, rule ] : model_[ unit ] ) {
-      if ( !rule.installed || !rule.enabled || rule.dstIp != dstIp )
+      if ( !rule.installed || !rule.enabled || rule.dstIp != dstIp ||
+           !inVlan( unit, rule.vlan, port, tag ) )
         continue;
       // The lookup stage comes first, then groups by falling number.
       const auto rank = []( const Rule & r ) {
@@ -163,7 +195,7 @@ class Walk {
     }
     return ( best == nullptr ? hit == 0 : best == &model_[ unit ][ hit ] )
                ? ""
-               : fmt::format( "port {} address {}: hit {:#x}", port, dstIp, hit );
+               : fmt::format( "port {} address {} tag {}: hit {:#x}", port, dstIp, tag, hit );
   }
 
   TestSwitch sw_;

@@ -96,14 +96,16 @@ class TestSwitch {
   // Qualifies the pipe-0, copy-0 entry on a destination address.
   void match( U32 unit, U32 entry, U32 dstIp ) const;
   // The entry, if any, that an IPv4 packet to an address hits in the first group that matches.
-  U32 hit( U32 unit, U32 port, U32 dstIp );
+  // `vlan` 0: the packet has no tag.
+  U32 hit( U32 unit, U32 port, U32 dstIp, U16 vlan = 0 );
 
   const Chip chip;
   SoftAsic::SoftAsic asic;
   SoftAsic::FaultInjector faults{ asic };
   SoftAsic::CallLog log{ faults };
   TestPlatform platform;
-  MorvaneCentral::ChipInfo chipInfo = {};  // of every unit
+  MorvaneCentral::ChipInfo chipInfo = {};    // of every unit
+  Kiv::Ptr< MorvaneOvidUtBitmapDir > vlans;  // nothing is untagged at first
   Kiv::Ptr< MorvaneTcamGroupManager > groups;
 };
 
