@@ -68,6 +68,27 @@ std::optional< PlatformFault > checkRanges( const PlatformData & data ) {
   return std::nullopt;
 }
 
+std::optional< PlatformFault > checkVlans( const PlatformData & data ) {
+  std::set< U32 > ids;
+  std::map< U32, U32 > vlanOfPort;
+  for ( U32 i = 0; i < data.vlans.size(); ++i ) {
+    const VlanData & vlan = data.vlans[ i ];
+    std::string what;
+    if ( !ids.insert( vlan.id ).second )
+      what = fmt::format( "VLAN {} is there twice", vlan.id );
+    for ( const U32 port : vlan.untaggedPorts ) {
+      const U32 other = vlanOfPort.try_emplace( port, vlan.id ).first->second;
+      if ( port >= data.chip.ports() )
+        what = fmt::format( "port {} does not exist", port );
+      else if ( other != vlan.id )
+        what = fmt::format( "port {} is untagged in VLAN {} already", port, other );
+    }
+    if ( !what.empty() )
+      return PlatformFault{ what, {}, {}, i };
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 std::vector< EntryRange > entryRanges( const PlatformData & data ) {
@@ -92,6 +113,8 @@ std::optional< PlatformFault > checkPlatform( const PlatformData & data ) {
   if ( auto fault = checkGroups( data ) )
     return fault;
   if ( auto fault = checkReservations( data ) )
+    return fault;
+  if ( auto fault = checkVlans( data ) )
     return fault;
   return checkRanges( data );
 }
