@@ -155,6 +155,25 @@ TEST( OvidWarTest, AChangedBitmapTouchesTheTwinsOfItsVlan ) {
   EXPECT_EQ( sw.audit(), "" );
 }
 
+TEST( OvidWarTest, AnEntryNeedsRoomForItsTwin ) {
+  TestSwitch sw( { .shared = true, .slices = 1, .depth = 5 } );
+  sw.platform.group( 1, { bcmFieldQualifyOuterVlanId, bcmFieldQualifyDstIp } );
+  sw.platform.user( ipAclTcamGroup, 1, 4, tcamAllocateOnDemand );
+  sw.platform.user( ipCoppTcamGroup, 1, 3, tcamAllocateAsChunk );
+  sw.start();
+  MorvaneBoundedTcamEntryManager & acl = sw.bounded( ipAclTcamGroup );
+  EXPECT_EQ( acl.entriesAvailable( 0 ), 2U );
+  EXPECT_EQ( sw.take( ipCoppTcamGroup ), 0U );
+  EXPECT_TRUE( sw.take( ipAclTcamGroup, 0 ) != 0 && sw.take( ipAclTcamGroup, 1 ) != 0 );
+  const std::string before = sw.state();
+  EXPECT_EQ( sw.take( ipAclTcamGroup, 2 ), 0U );
+  EXPECT_TRUE( acl.exhausted( 0 ) );
+  EXPECT_EQ( sw.state(), before );
+  acl.releaseEntry( 0, id );
+  EXPECT_NE( sw.take( ipAclTcamGroup, 2 ), 0U );
+  EXPECT_EQ( sw.audit(), "" );
+}
+
 // Throws from call 1, 2, 3 ... of each operation on an installed rule on VLAN 10.
 TEST( OvidWarTest, MapBooksAndChipAgreeWhenACallThrows ) {
   const struct {
