@@ -103,10 +103,14 @@ void UnitAudit::auditTwinMap() {
   const auto & warSm = manager_.ovidWarSm();
   std::map< U16, std::map< U32, const EntryManager * > > mapped;
   if ( warSm ) {
-    for ( auto it = warSm->ovidEntriesIterConst(); it; ++it )
-      if ( it.key().unit == unit_ )
-        for ( auto entry = it.member()->managerIterConst(); entry; ++entry )
-          mapped[ it.key().ovid ].emplace( entry.key(), entry.value().rawPtr_ );
+    for ( auto it = warSm->ovidEntriesIterConst(); it; ++it ) {
+      if ( it.key().unit != unit_ )
+        continue;
+      if ( it.member()->managerSize() == 0 )
+        report( "VLAN {} is mapped to nothing", U32{ it.key().ovid } );
+      for ( auto entry = it.member()->managerIterConst(); entry; ++entry )
+        mapped[ it.key().ovid ].emplace( entry.key(), entry.value().rawPtr_ );
+    }
     for ( auto it = warSm->overdueIterConst(); it; ++it )
       if ( !warSm->ovidEntriesHas( it.key() ) )
         report( "VLAN {} is overdue without an entry", U32{ it.key().ovid } );

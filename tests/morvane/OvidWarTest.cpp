@@ -103,7 +103,10 @@ TEST( OvidWarTest, EntryAndTwinMatchTheirVlanAndNothingElse ) {
         { "removed", [ & ] { sw.install( id, 10 ), sw.acl().removeEntry( 0, id ); }, "", "", "" },
         { "not yet", [ & ] { sw.untagged( 10, { 7 } ), enable( true ); }, "", "", "" },
         { "in again", [ & ] { sw.acl().installEntry( 0, id ); }, "7", "all", "" },
-        { "new user", [ & ] { sw.acl().releaseEntry( 0, id ), sw.take( { id } ); }, "", "", "" },
+        { "new user",
+          [ & ] { sw.install( id, 0, 0 ), sw.acl().releaseEntry( 0, id ), sw.take( { id } ); }, "",
+          "", "" },
+        { "its rule", [ & ] { sw.install( id, 10 ); }, "7", "all", "" },
     };
     for ( const auto & row : rows ) {
       row.act();
