@@ -143,8 +143,7 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   // Takes the entry out of the hardware lookup, keeping the allocation. Returns 0.
   int removeEntry( U32 unit, U32 entry );
   // Enables or disables every hardware copy; a twin that its rule does not need stays disabled. A
-  // negative `toleratedRc` is ignored when the SDK
-  // returns it; any other failure ends the process.
+  // negative `toleratedRc` is ignored when the SDK returns it; any other failure ends the process.
   void enableEntry( U32 unit, U32 entry, bool enable, int toleratedRc );
   // Sets the priority of every hardware copy; invalidPrio stands for the default. Returns 0.
   int setPriorityForEntry( U32 unit, U32 entry, U32 priority );

@@ -76,7 +76,7 @@ class Walk {
     if ( op == "reinit" )  // ends the managers' lives
       return step.a % 16 == 0 ? reInit() : "";
     if ( op == "bitmap" )
-      untag( unit, static_cast< U16 >( 10 + step.a % 2 ), step.b );
+      sw_.untag( unit, static_cast< U16 >( 10 + step.a % 2 ), step.b );
     if ( op == "compress" )
       manager.compressEntries( unit );
     else if ( op == "ask" && user.size != 0 && manager.entriesAvailable( unit ) > user.size )
@@ -132,21 +132,13 @@ class Walk {
     return "";
   }
 
-  void untag( U32 unit, U16 vlan, U32 ports ) {
-    bcm_pbmp_t bitmap = {};
-    bitmap.pbits[ 0 ] = ports;
-    sw_.vlans->ovidUtBitmapIs( { unit, vlan }, bitmap );
-  }
-
   // Whether a packet with a tag, or none (0), is what the rule's feature means by its VLAN.
   bool inVlan( U32 unit, const OvidMatch & match, U32 port, U32 tag ) const {
-    if ( ( tag & match.mask ) == match.vlan )
-      return true;
-    bool untagged = false;
-    for ( const U16 vlan : { 10, 11 } )
-      untagged = untagged || ( ( vlan & match.mask ) == match.vlan &&
-                               sw_.vlans->ovidUtBitmap( { unit, vlan } ).has( port ) );
-    return tag == 0 && untagged;
+    const auto covers = [ & ]( U32 vlan ) { return ( vlan & match.mask ) == match.vlan; };
+    const auto untagged = [ & ]( U16 vlan ) {
+      return covers( vlan ) && sw_.vlans->ovidUtBitmap( { unit, vlan } ).has( port );
+    };
+    return covers( tag ) || ( tag == 0 && ( untagged( 10 ) || untagged( 11 ) ) );
   }
 
   std::string reInit() {
@@ -268,6 +260,6 @@ INSTANTIATE_TEST_SUITE_P(
               .slices = 3,
               .depth = 10,
               .statistics = 30 },
-        Chip{ .pipes = 4, .shared = true, .slices = 4, .depth = 8, .statistics = 25 } ) );
+        Chip{ .pipes = 4, .shared = true, .slices = 4, .depth = 9, .statistics = 25 } ) );
 
 }  // namespace Test::RandomWalk

@@ -111,9 +111,7 @@ TEST( UsageReportTest, GroupsThatAreKeptTwiceAreShownOnce ) {
   sw.match( unit, entry, 7 );
   SDK_CHECKED( bcm_field_qualify_OuterVlanId( unit, entry, 10, 0xFFF ) );
   sw.unbounded( qosTcamGroup ).installEntry( unit, entry );
-  bcm_pbmp_t untagged = {};
-  untagged.add( 2 );
-  sw.vlans->ovidUtBitmapIs( { unit, 10 }, untagged );
+  sw.untag( unit, 10, 4 );
   for ( const U16 tag : { 0, 0, 10, 11 } )
     sw.hit( unit, 2, 7, tag );
   EXPECT_EQ( usage( sw, true, 1 ),

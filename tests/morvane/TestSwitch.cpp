@@ -125,10 +125,8 @@ std::string bookText( const MorvaneTcamEntryManager & manager ) {
                          static_cast< U32 >( it.key() ), books.groupReferences(),
                          books.rangeCreated() );
     for ( auto entry = books.entryCreatedIterConst(); entry; ++entry )
-      text +=
-          fmt::format( " {:#x} {} stat {} {} twin {} {}\n", entry.key(), entry.value().charPtr(),
-                       books.entryStats( entry.key() ), books.entryDisabled( entry.key() ),
-                       books.ovidTwinHas( entry.key() ), books.ovidTwinIdle( entry.key() ) );
+      text += fmt::format( " {:#x} {} stat {} {}\n", entry.key(), entry.value().charPtr(),
+                           books.entryStats( entry.key() ), books.entryDisabled( entry.key() ) );
   }
   return text;
 }
@@ -171,11 +169,9 @@ void TestSwitch::match( U32 unit, U32 entry, U32 dstIp ) const {
 }
 
 U32 TestSwitch::hit( U32 unit, U32 port, U32 dstIp, U16 vlan ) {
-  U8 frame[ 64 ] = {};
-  U8 * behindTag = frame;
+  U8 frame[ 64 ] = {}, *behindTag = frame;
   if ( vlan != 0 ) {
     frame[ 12 ] = 0x81;
-    frame[ 14 ] = static_cast< U8 >( vlan >> 8 );
     frame[ 15 ] = static_cast< U8 >( vlan );
     behindTag += 4;
   }

@@ -95,8 +95,12 @@ class TestSwitch {
 
   // Qualifies the pipe-0, copy-0 entry on a destination address.
   void match( U32 unit, U32 entry, U32 dstIp ) const;
+  // A VLAN is untagged on some of the first 32 ports, one bit each.
+  void untag( U32 unit, U16 vlan, U32 ports ) const {
+    vlans->ovidUtBitmapIs( { unit, vlan }, { { ports } } );
+  }
   // The entry, if any, that an IPv4 packet to an address hits in the first group that matches.
-  // `vlan` 0: the packet has no tag.
+  // `vlan`, below 256, is in its tag; 0: it has none.
   U32 hit( U32 unit, U32 port, U32 dstIp, U16 vlan = 0 );
 
   const Chip chip;

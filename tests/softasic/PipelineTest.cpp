@@ -31,41 +31,28 @@ TEST( Pipeline, EachPortIsServedByOnePipeAndCopy ) {
   EXPECT_EQ( ports.per_pipe( 1 ), portSet( { 8, 9, 10, 11, 12, 13, 14, 15 } ) );
 }
 
-// An untagged packet is in VLAN 0 for a shared ingress stage, and in none for every other.
 TEST( Pipeline, ASharedIngressStageSeesUntaggedPacketsInVlan0 ) {
   for ( const bool shared : { false, true } ) {
     ChipProfile profile = bigProfile();
     profile.secondCopy = profile.groupByPreselector = false;
     profile.sharedByPipes = shared;
     TestChip chip( profile );
-    const U32 stages[] = { bcmFieldQualifyStageLookup, bcmFieldQualifyStageIngress,
-                           bcmFieldQualifyStageEgress };
-    for ( U32 id = 1; id <= 3; ++id ) {
-      ASSERT_EQ(
-          chip.createGroup( groupConfig(
-              id, { bcmFieldQualifyOuterVlanId, bcmFieldQualifyOuterVlanPri, stages[ id - 1 ] } ) ),
-          BCM_E_NONE );
-      ASSERT_EQ( firstError( { chip.bcm_field_entry_create_id( 0, id, id ),
-                               chip.bcm_field_qualify_OuterVlanId( 0, id, 0, 0xFFFF ),
-                               chip.bcm_field_qualify_OuterVlanPri( 0, id, 0, 7 ),
-                               chip.bcm_field_entry_install( 0, id ) } ),
-                 BCM_E_NONE );
+    for ( const U32 stage : { bcmFieldQualifyStageLookup, bcmFieldQualifyStageIngress,
+                              bcmFieldQualifyStageEgress } ) {
+      chip.createGroup( groupConfig( stage, { bcmFieldQualifyOuterVlanId, stage } ) );
+      chip.bcm_field_entry_create_id( 0, stage, stage );
+      chip.bcm_field_qualify_OuterVlanId( 0, stage, 0, 0xFFFF );
+      ASSERT_EQ( chip.bcm_field_entry_install( 0, stage ), BCM_E_NONE );
     }
-    const auto hits = [ & ]( const std::vector< U16 > & tags ) {
-      std::vector< U32 > entries;
-      Packet packet;
-      packet.tags = tags;
-      for ( const Match & match : chip.send( packet, 2 ).matches )
-        entries.push_back( match.entry );
-      return entries;
-    };
-    EXPECT_EQ( hits( {} ), shared ? std::vector< U32 >{ 2 } : std::vector< U32 >{} );
-    EXPECT_EQ( hits( { 0 } ), ( std::vector< U32 >{ 1, 2, 3 } ) );
-    EXPECT_EQ( hits( { 5 } ), std::vector< U32 >{} );
-    Frame cut = frameOf( {} );
-    cut.resize( 15 );
-    cut[ 12 ] = 0x81, cut[ 13 ] = 0;  // a tag that breaks off
-    EXPECT_TRUE( chip.inject( 0, 2, cut.data(), cut.size() ).matches.empty() );
+    EXPECT_EQ( chip.winner( {} ), shared ? bcmFieldQualifyStageIngress : 0U );
+    Packet packet;
+    EXPECT_EQ( chip.send( packet ).matches.size(), shared ? 1U : 0U );
+    packet.tags = { 0 };
+    EXPECT_EQ( chip.send( packet ).matches.size(), 3U );
+    const Frame frame = frameOf( packet );  // a tag that breaks off is no untagged packet
+    EXPECT_TRUE( chip.inject( 0, 2, frame.data(), 15 ).matches.empty() );
+    packet.tags = { 5 };
+    EXPECT_TRUE( chip.send( packet ).matches.empty() );
   }
 }
 
