@@ -117,7 +117,7 @@ void UnitAudit::auditTwinMap() {
   }
   if ( mapped == twins_ )
     return;
-  for ( U16 vlan = 1; vlan <= Morvane::vlanIdMask; ++vlan )
+  for ( U16 vlan = 0; vlan <= Morvane::vlanIdMask; ++vlan )
     if ( mapped[ vlan ] != twins_[ vlan ] )
       report( "VLAN {} is mapped to {} entries, {} match it, or to others", U32{ vlan },
               mapped[ vlan ].size(), twins_[ vlan ].size() );
