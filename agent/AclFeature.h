@@ -1,94 +1,78 @@
-// Keeps IPv4 access lists in the TCAM: the feature that uses the library as any other would.
+// Keeps access lists in the TCAM: the feature that uses the library as any other would.
 //
-// Access lists go one after another into the share of ipAclTcamGroup, their entries with rising ids
-// in the order of the rules, so that earlier rules, and earlier access lists, match first.
+// Each list goes into the share that its kind and use call for (AclShares.h); lists of one share
+// are one table, earlier lists first (AclTable.h). Between tables the library's order of groups
+// decides.
 //
 // Invariants: an access list is programmed whole or not at all; one that does not fit leaves chip
 // and books as they were.
 //
-// Order of calls: addAcl for each access list; addDenyRest, if at all, after the last.
+// Order of calls: addAcl for each access list; addDenyRest, if at all, after the last; clear before
+// the library is taken down or its SDK re-initialised.
 //
 // Locks: called with the activity lock held, which the library and the SDK calls give up meanwhile.
 #pragma once
 
+#include <memory>
 #include <optional>
-#include <string>
 #include <vector>
 
-#include "agent/AclCompiler.h"
-#include "agent/BruteForce.h"
-#include "morvane/MorvaneTcamGroupManager.h"
-#include "platform/PlatformModel.h"
+#include "agent/AclTable.h"
 
 namespace Agent {
 
-// What an access list ran out of.
-enum class AclResource {
-  entries,     // the share's entry ids are used up
-  slices,      // the group has no room in the TCAM and gets no further slice
-  statistics,  // entries could be had, but no counters for them
-};
-const char * resourceName( AclResource resource );
-
-// Where an access list stopped fitting.
-struct AclShortage {
-  U32 rule = 0;  // index of the first rule that does not fit
-  AclResource resource = AclResource::entries;
-};
-
-// Counters of a rule, over all its entries, pipes and copies.
-struct RuleCounters {
-  U64 packets = 0;
-  U64 bytes = 0;
-};
-
-// Which rule an entry implements; absent for the entry that denies the rest.
-struct EntryOwner {
-  std::optional< RuleIndex > rule;
-};
-
 class AclFeature {
  public:
-  // The manager must have a bounded share for ipAclTcamGroup (platformFault).
-  AclFeature( Morvane::MorvaneTcamGroupManager & groupManager, U32 unit );
+  // `platform` must outlive the feature.
+  AclFeature( Morvane::MorvaneTcamGroupManager & groupManager, U32 unit,
+              const Platform::PlatformData & platform, PortMethod method );
 
-  // Why the feature cannot run on a platform; empty when it can.
-  static std::string platformFault( const Platform::PlatformData & platform );
-
-  // Programs an access list. `compiled` is compileAcl( acl ). Absent when it fits.
-  std::optional< AclShortage > addAcl( const Acl & acl, const CompiledAcl & compiled );
-  // Programs one entry that drops every IPv4 packet that no access list permits.
+  // Programs an access list, which the platform must serve (listFault) and which must outlive the
+  // feature. Absent when it fits. Throws Platform::InputError for a user-defined field that the
+  // group lacks.
+  std::optional< AclShortage > addAcl( const Acl & acl );
+  // Programs an entry that drops what no list permits, in each table of lists that filter; of IPv4
+  // when there is none. Stops at the first that does not fit.
   std::optional< AclResource > addDenyRest();
+  // Starts all policers anew, with full buckets.
+  void refillPolicers();
+  // Takes everything back.
+  void clear();
 
-  // Group that the entries are in, without pipe and copy bits.
-  U32 group() const { return manager_->group(); }
+  // Why a list, by the count of addAcl, does not fit; also for one that was lost later.
+  const std::optional< AclShortage > & shortage( U32 acl ) const { return shortages_[ acl ]; }
+  // Entries of addDenyRest.
+  U32 denyEntries() const;
+  // What the lists that fit mean.
+  const Policy & policy() const { return policy_; }
   // Owner of an entry id, pipe and copy bits or not; absent for an entry that is not this
   // feature's.
   std::optional< EntryOwner > ownerOf( U32 entryId ) const;
-  // `acl` counts the calls of addAcl. All 0 for a list that did not fit, and without statistics.
+  // Null for a rule of a list that does not fit.
+  const ProgrammedRule * find( const RuleIndex & index ) const;
+  // All 0 for a rule of a list that does not fit, and without statistics.
   RuleCounters counters( const RuleIndex & index );
 
  private:
-  // The entries of one rule.
-  struct RuleEntries {
-    U32 first = 0;
-    U32 count = 0;
+  struct Table {
+    AclKind kind;
+    AclUse use;
+    std::unique_ptr< AclTable > table;
+    bool denyRest = false;
   };
 
-  std::optional< AclResource > addEntry( const EntryMatch & match, bcm_field_action_t action,
-                                         const Kiv::String8 & desc, const EntryOwner & owner );
-  std::optional< AclResource > addRule( const std::vector< EntryMatch > & entries,
-                                        const Kiv::String8 & desc, const RuleIndex & index );
-  void rollBack( U32 firstEntry );
-  AclResource shortage();
-  void qualify( U32 entryId, const EntryMatch & match );
-  void qualifyL4( U32 entryId, const EntryMatch & match );
+  Table & tableOf( AclKind kind, AclUse use );
+  void remakePolicy();
 
   Morvane::MorvaneTcamGroupManager & groupManager_;
-  Kiv::Ptr< Morvane::MorvaneBoundedTcamEntryManager > manager_;
   const U32 unit_;
-  std::vector< EntryOwner > owners_;  // by entry id, from the share's first on
-  std::vector< std::vector< RuleEntries > > acls_;
+  const Platform::PlatformData & platform_;
+  const PortMethod method_;
+  U32 policersLeft_;
+  std::vector< Table > tables_;
+  std::vector< const Acl * > acls_;
+  std::vector< std::optional< AclShortage > > shortages_;  // by list
+  Policy policy_;
 };
 
 }  // namespace Agent

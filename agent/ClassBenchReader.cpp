@@ -84,22 +84,14 @@ AclRule readRule( const std::string & file, const TextLine & line ) {
 
 Acl parseClassBench( const std::string & name, const std::string & file,
                      const std::string & text ) {
-  Acl acl{ name, file, {} };
+  Acl acl;
+  acl.name = name;
+  acl.file = file;
   for ( const TextLine & line : splitLines( text ) )
     acl.rules.push_back( readRule( file, line ) );
   if ( acl.rules.empty() )
     throw Platform::InputError( file, 0, "there are no rules" );
   return acl;
-}
-
-Acl readAcl( const std::string & name, const std::string & file, AclFormat format ) {
-  const std::string text = Platform::readFile( file );
-  const size_t first = text.find_first_not_of( " \t\r\n" );
-  if ( format == AclFormat::detect && first != std::string::npos && text[ first ] != '@' ) {
-    const TextLine line = splitLines( text ).front();
-    throw Platform::InputError( file, line.number, "the format of this file is not known" );
-  }
-  return parseClassBench( name, file, text );
 }
 
 }  // namespace Agent

@@ -17,10 +17,4 @@ namespace Agent {
 // Throws Platform::InputError for anything that is not understood, and for a text without rules.
 Acl parseClassBench( const std::string & name, const std::string & file, const std::string & text );
 
-enum class AclFormat { detect, classBench };
-
-// Reads an access list from a file. `detect` goes by the first line that is not blank. Throws
-// Platform::InputError.
-Acl readAcl( const std::string & name, const std::string & file, AclFormat format );
-
 }  // namespace Agent

@@ -1,10 +1,16 @@
-// The fields of an IPv4 packet that access lists look at.
+// Packets: as fields to make one from, and as the frame that goes to the chip.
 #pragma once
+
+#include <optional>
+#include <vector>
 
 #include "agent/AclRule.h"
 
 namespace Agent {
 
+enum class L3Kind : U8 { other, ipv4, ipv6 };
+
+// What a packet is made from. The addresses that count are those of `l3`.
 struct PacketFields {
   U32 sourceIp = 0;
   U32 destinationIp = 0;
@@ -12,10 +18,24 @@ struct PacketFields {
   U16 sourcePort = 0;       // of TCP and UDP
   U16 destinationPort = 0;  // of TCP and UDP
   U8 tcpFlags = 0;          // of TCP
-  U16 icmpTypeCode = 0;     // of ICMP: type in the high byte, code in the low one
+  U16 icmpTypeCode = 0;     // of ICMP and ICMPv6: type in the high byte, code in the low one
+  L3Kind l3 = L3Kind::ipv4;
+  Ip6Address source6 = {};
+  Ip6Address destination6 = {};
+  U64 sourceMac = 0x020000000002;
+  U64 destinationMac = 0x020000000001;
+  std::optional< U16 > vlan = {};  // id of a VLAN tag
+  U16 etherType = 0x88B5;          // of a packet that is neither IPv4 nor IPv6
 
   bool hasPorts() const { return protocol == protocolTcp || protocol == protocolUdp; }
   friend bool operator==( const PacketFields &, const PacketFields & ) = default;
+};
+
+using Frame = std::vector< U8 >;  // Ethernet, without the frame check sequence
+
+struct Packet {
+  Frame frame;
+  U64 time = 0;  // nanoseconds on the chip's virtual clock; never falls from packet to packet
 };
 
 }  // namespace Agent

@@ -1,7 +1,6 @@
 #include "agent/PacketMaker.h"
 
 #include <algorithm>
-#include <array>
 #include <span>
 
 namespace Agent {
@@ -9,9 +8,11 @@ namespace Agent {
 namespace {
 
 constexpr size_t ethernetSize = 14;
+constexpr size_t tagSize = 4;
 constexpr size_t ipv4Size = 20;
+constexpr size_t ipv6Size = 40;
 constexpr size_t frameSizeMin = 60;
-constexpr size_t l4Offset = ethernetSize + ipv4Size;
+constexpr U8 timeToLive = 64;
 
 void put16( std::span< U8 > at, size_t offset, U32 value ) {
   at[ offset ] = static_cast< U8 >( value >> 8 );
@@ -40,25 +41,58 @@ size_t l4Size( U8 protocol ) {
   return protocol == protocolTcp ? 20 : 8;
 }
 
-void putEthernet( std::span< U8 > frame ) {
-  constexpr std::array< U8, ethernetSize > header = { 0x02, 0, 0, 0, 0, 1,    0x02,
-                                                      0,    0, 0, 0, 2, 0x08, 0x00 };
-  std::copy( header.begin(), header.end(), frame.begin() );
+void putMac( std::span< U8 > at, U64 mac ) {
+  put16( at, 0, static_cast< U32 >( mac >> 32 ) );
+  put32( at, 2, static_cast< U32 >( mac ) );
+}
+
+U16 etherType( const PacketFields & packet ) {
+  switch ( packet.l3 ) {
+    case L3Kind::ipv4:
+      return 0x0800;
+    case L3Kind::ipv6:
+      return 0x86DD;
+    case L3Kind::other:
+      return packet.etherType;
+  }
+  return 0;
+}
+
+void putEthernet( std::span< U8 > header, const PacketFields & packet ) {
+  putMac( header, packet.destinationMac );
+  putMac( header.subspan( 6 ), packet.sourceMac );
+  if ( packet.vlan ) {
+    put16( header, 12, 0x8100 );
+    put16( header, 14, *packet.vlan );
+  }
+  put16( header, header.size() - 2, etherType( packet ) );
 }
 
 void putIpv4( std::span< U8 > header, const PacketFields & packet, size_t l4 ) {
   header[ 0 ] = 0x45;
   put16( header, 2, static_cast< U32 >( ipv4Size + l4 ) );
-  header[ 8 ] = 64;
+  header[ 8 ] = timeToLive;
   header[ 9 ] = packet.protocol;
   put32( header, 12, packet.sourceIp );
   put32( header, 16, packet.destinationIp );
   put16( header, 10, checksum( sum16( header ) ) );
 }
 
+void putIpv6( std::span< U8 > header, const PacketFields & packet, size_t l4 ) {
+  header[ 0 ] = 0x60;
+  put16( header, 4, static_cast< U32 >( l4 ) );
+  header[ 6 ] = packet.protocol;
+  header[ 7 ] = timeToLive;
+  std::copy( packet.source6.begin(), packet.source6.end(), header.begin() + 8 );
+  std::copy( packet.destination6.begin(), packet.destination6.end(), header.begin() + 24 );
+}
+
 U32 pseudoHeaderSum( const PacketFields & packet, size_t l4 ) {
+  const U32 rest = packet.protocol + static_cast< U32 >( l4 );
+  if ( packet.l3 == L3Kind::ipv6 )
+    return sum16( packet.source6 ) + sum16( packet.destination6 ) + rest;
   return ( packet.sourceIp >> 16 ) + ( packet.sourceIp & 0xFFFF ) + ( packet.destinationIp >> 16 ) +
-         ( packet.destinationIp & 0xFFFF ) + packet.protocol + static_cast< U32 >( l4 );
+         ( packet.destinationIp & 0xFFFF ) + rest;
 }
 
 void putTcp( std::span< U8 > header, const PacketFields & packet ) {
@@ -80,24 +114,35 @@ void putUdp( std::span< U8 > header, const PacketFields & packet ) {
 
 void putIcmp( std::span< U8 > header, const PacketFields & packet ) {
   put16( header, 0, packet.icmpTypeCode );
-  put16( header, 2, checksum( sum16( header ) ) );
+  const U32 pseudo = packet.l3 == L3Kind::ipv6 ? pseudoHeaderSum( packet, header.size() ) : 0;
+  put16( header, 2, checksum( sum16( header ) + pseudo ) );
 }
 
-}  // namespace
-
-std::vector< U8 > makeFrame( const PacketFields & packet ) {
-  const size_t l4 = l4Size( packet.protocol );
-  std::vector< U8 > frame( std::max( l4Offset + l4, frameSizeMin ) );
-  const std::span< U8 > bytes( frame );
-  putEthernet( bytes );
-  putIpv4( bytes.subspan( ethernetSize, ipv4Size ), packet, l4 );
-  const std::span< U8 > header = bytes.subspan( l4Offset, l4 );
+void putL4( std::span< U8 > header, const PacketFields & packet ) {
   if ( packet.protocol == protocolTcp )
     putTcp( header, packet );
   else if ( packet.protocol == protocolUdp )
     putUdp( header, packet );
-  else if ( packet.protocol == protocolIcmp )
+  else if ( packet.protocol == protocolIcmp || packet.protocol == protocolIcmp6 )
     putIcmp( header, packet );
+}
+
+}  // namespace
+
+Frame makeFrame( const PacketFields & packet ) {
+  const size_t l2 = ethernetSize + ( packet.vlan ? tagSize : 0 );
+  const bool ip = packet.l3 != L3Kind::other;
+  const size_t l3 = !ip ? 0 : packet.l3 == L3Kind::ipv4 ? ipv4Size : ipv6Size;
+  const size_t l4 = ip ? l4Size( packet.protocol ) : 0;
+  Frame frame( std::max( l2 + l3 + l4, frameSizeMin ) );
+  const std::span< U8 > bytes( frame );
+  putEthernet( bytes.first( l2 ), packet );
+  if ( packet.l3 == L3Kind::ipv4 )
+    putIpv4( bytes.subspan( l2, l3 ), packet, l4 );
+  else if ( packet.l3 == L3Kind::ipv6 )
+    putIpv6( bytes.subspan( l2, l3 ), packet, l4 );
+  if ( ip )
+    putL4( bytes.subspan( l2 + l3, l4 ), packet );
   return frame;
 }
 

@@ -1,15 +1,14 @@
 // Makes real Ethernet frames out of packet fields.
 #pragma once
 
-#include <vector>
-
 #include "agent/Packet.h"
 
 namespace Agent {
 
-// An Ethernet II frame without its frame check sequence: IPv4 without options, the L4 header of
-// TCP, UDP or ICMP (8 bytes of data for any other protocol), padded to 60 bytes. Lengths and
-// checksums are right.
-std::vector< U8 > makeFrame( const PacketFields & packet );
+// An Ethernet II frame without its frame check sequence, padded to 60 bytes: the VLAN tag if there
+// is one; IPv4 without options or IPv6 without extensions; the L4 header of TCP, UDP, ICMP or
+// ICMPv6 (8 bytes of data for any other protocol). Lengths and checksums are right. A packet that
+// is neither IPv4 nor IPv6 is padding behind its type.
+Frame makeFrame( const PacketFields & packet );
 
 }  // namespace Agent

@@ -2,13 +2,29 @@
 
 #include <fmt/core.h>
 
-#include "agent/PacketMaker.h"
+#include <algorithm>
 
 namespace Agent {
 
 namespace {
 
-std::vector< U32 > firstPorts( const SoftAsic::ChipProfile & chip ) {
+std::string fateText( const PacketFate & fate ) {
+  std::string text = fate.drop ? "drop" : "permit";
+  if ( fate.copyToCpu )
+    text += ", copy to CPU";
+  for ( const U32 port : fate.mirrorPorts )
+    text += fmt::format( ", mirror to port {}", port );
+  if ( fate.rules.empty() )
+    return text + " by default";
+  std::string rules;
+  for ( const RuleIndex & rule : fate.rules )
+    rules += fmt::format( "{}ACL {} rule {}", rules.empty() ? "" : " and ", rule.acl, rule.rule );
+  return text + " by " + rules;
+}
+
+}  // namespace
+
+std::vector< U32 > portOfEveryCopy( const SoftAsic::ChipProfile & chip ) {
   std::vector< U32 > ports;
   for ( U32 pipe = 0; pipe < chip.pipes; ++pipe ) {
     const U32 first = pipe * chip.portsPerPipe;
@@ -20,50 +36,49 @@ std::vector< U32 > firstPorts( const SoftAsic::ChipProfile & chip ) {
   return ports;
 }
 
-std::string addressText( U32 address ) {
-  return fmt::format( "{}.{}.{}.{}", address >> 24, address >> 16 & 0xFF, address >> 8 & 0xFF,
-                      address & 0xFF );
-}
-
-std::string fateText( const PacketFate & fate ) {
-  const char * action = fate.drop ? "drop" : "permit";
-  if ( !fate.rule )
-    return fmt::format( "{} by default", action );
-  return fmt::format( "{} by ACL {} rule {}", action, fate.rule->acl, fate.rule->rule );
-}
-
-}  // namespace
-
-PacketFate expectedFate( const Policy & policy, const PacketFields & packet ) {
-  const auto rule = firstMatch( policy.acls, packet );
-  return { !rule && policy.denyByDefault, rule };
+FrameFields seenAt( const Platform::PlatformData & platform, U32 port, FrameFields fields ) {
+  // A frame that breaks off before its type is neither tagged nor untagged.
+  if ( !platform.chip.sharedByPipes || !fields.l3At || fields.vlan.value_or( 0 ) != 0 )
+    return fields;
+  fields.vlan = 0;
+  for ( const Platform::VlanData & vlan : platform.vlans )
+    if ( std::find( vlan.untaggedPorts.begin(), vlan.untaggedPorts.end(), port ) !=
+         vlan.untaggedPorts.end() )
+      fields.portVlan = vlan.id;
+  return fields;
 }
 
 Replay::Replay( SwitchSession & session, const AclFeature & feature )
-    : session_( session ), feature_( feature ), ports_( firstPorts( session.platform().chip ) ) {}
+    : session_( session ),
+      feature_( feature ),
+      start_( session.chip().now( SwitchSession::unit ) ) {}
 
-PacketFate Replay::send( const PacketFields & packet, U32 port ) {
-  const std::vector< U8 > frame = makeFrame( packet );
+PacketFate Replay::send( const Packet & packet, U32 port ) {
+  constexpr U32 unit = SwitchSession::unit;
+  SoftAsic::SoftAsic & chip = session_.chip();
+  chip.advance( unit, start_ + packet.time - chip.now( unit ) );
   const SoftAsic::Verdict verdict =
-      session_.chip().inject( SwitchSession::unit, port, frame.data(), frame.size() );
+      chip.inject( unit, port, packet.frame.data(), packet.frame.size() );
   PacketFate fate;
   fate.drop = verdict.drop;
+  fate.copyToCpu = verdict.copyToCpu;
+  for ( U32 to = 0; to < BCM_PBMP_PORT_MAX; ++to ) {
+    if ( verdict.mirrorPorts.has( to ) )
+      fate.mirrorPorts.insert( to );
+  }
   for ( const SoftAsic::Match & match : verdict.matches ) {
-    if ( Morvane::tcamNumberBits.get( match.group ) != feature_.group() )
-      continue;
-    if ( const auto owner = feature_.ownerOf( match.entry ) )
-      fate.rule = owner->rule;
+    const auto owner = feature_.ownerOf( match.entry );
+    if ( owner && owner->rule )
+      fate.rules.push_back( *owner->rule );
   }
   return fate;
 }
 
-std::string fateDifference( const PacketFields & packet, U32 port, const PacketFate & expected,
+std::string fateDifference( const Packet & packet, U32 port, const PacketFate & expected,
                             const PacketFate & actual ) {
-  return fmt::format(
-      "port {}: {}:{} to {}:{} protocol {} flags {:#04x} icmp {:#06x}: expected {}, got {}", port,
-      addressText( packet.sourceIp ), packet.sourcePort, addressText( packet.destinationIp ),
-      packet.destinationPort, packet.protocol, packet.tcpFlags, packet.icmpTypeCode,
-      fateText( expected ), fateText( actual ) );
+  return fmt::format( "port {}: {}: expected {}, got {}", port,
+                      describe( readFrame( packet.frame ) ), fateText( expected ),
+                      fateText( actual ) );
 }
 
 }  // namespace Agent

@@ -1,7 +1,6 @@
 // Sends packets through the switch, and judges the answers.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,39 +10,32 @@
 
 namespace Agent {
 
-// What happened to one packet.
-struct PacketFate {
-  bool drop = false;
-  std::optional< RuleIndex > rule;  // that matched; absent for the default
-  friend bool operator==( const PacketFate &, const PacketFate & ) = default;
-};
-
-// The rules that a packet's fate is decided by.
-struct Policy {
-  std::vector< const Acl * > acls;  // in order of precedence; null for one that is not programmed
-  bool denyByDefault = false;
-};
-
-// The fate that the rules call for, by a walk over all of them.
-PacketFate expectedFate( const Policy & policy, const PacketFields & packet );
-
+// A pass of packets; their times count from its beginning.
 class Replay {
  public:
+  // The chip's virtual clock goes on from where it stands.
   Replay( SwitchSession & session, const AclFeature & feature );
 
-  // What the chip does with the packet at an ingress port, which must exist.
-  PacketFate send( const PacketFields & packet, U32 port );
-  // The first port of every pipe and copy.
-  const std::vector< U32 > & portOfEveryCopy() const { return ports_; }
+  // What the chip does with the packet at an ingress port, which must exist. Packets come in the
+  // order of their times.
+  PacketFate send( const Packet & packet, U32 port );
 
  private:
   SwitchSession & session_;
   const AclFeature & feature_;
-  std::vector< U32 > ports_;
+  const U64 start_;
 };
 
+// The first port of every pipe and copy.
+std::vector< U32 > portOfEveryCopy( const SoftAsic::ChipProfile & chip );
+
+// What rules are meant to see of a packet that enters by a port. Where one field processor serves
+// all pipes, a packet without a tag, or with VLAN 0, is in VLAN 0 and in the one that is untagged
+// on its port; elsewhere it is in none.
+FrameFields seenAt( const Platform::PlatformData & platform, U32 port, FrameFields fields );
+
 // One line: the packet, where it entered, what was expected and what came.
-std::string fateDifference( const PacketFields & packet, U32 port, const PacketFate & expected,
+std::string fateDifference( const Packet & packet, U32 port, const PacketFate & expected,
                             const PacketFate & actual );
 
 }  // namespace Agent

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <tuple>
 
+#include "agent/RateModel.h"
 #include "agent/Replay.h"
 #include "agent/SwitchSession.h"
 #include "agent/audit/Auditor.h"
@@ -14,32 +15,37 @@ namespace {
 
 constexpr size_t wrongPacketsShown = 10;
 
+PortsBy portsBy( const PortRange & range, U32 checker ) {
+  if ( !wantsChecker( range ) )
+    return PortsBy::value;
+  return checker != 0 ? PortsBy::checker : PortsBy::prefixes;
+}
+
 // One run; its steps in the order in which they stand.
 class RunJob {
  public:
   explicit RunJob( const RunInput & input )
       : input_( input ),
         session_( input.platform ),
-        feature_( session_.groupManager(), SwitchSession::unit ),
-        replay_( session_, feature_ ) {}
+        feature_( session_.groupManager(), SwitchSession::unit, input.platform, input.ports ) {}
 
   RunReport run();
 
  private:
   void program();
-  AclReport programAcl( const Acl & acl );
+  AclReport reportAcl( U32 index );
+  RuleUse reportRule( const RuleIndex & index );
   void classify();
-  void readCounters();
   void readGroups();
   std::string usersOf( U32 group ) const;
   void verify();
-  bool verifyPacket( const PacketFields & packet );
+  bool verifyPacket( Replay & replay, RateModel & rates, const Packet & packet );
+  U32 pipeOf( U32 port ) const;
+  void audit( const std::string & when );
 
   const RunInput & input_;
   SwitchSession session_;
   AclFeature feature_;
-  Replay replay_;
-  Policy policy_;
   RunReport report_;
 };
 
@@ -52,60 +58,74 @@ RunReport RunJob::run() {
   report_.verified = input_.verify;
   program();
   classify();
-  readCounters();
+  for ( U32 acl = 0; acl < input_.acls.size(); ++acl )
+    report_.acls.push_back( reportAcl( acl ) );
   readGroups();
   if ( input_.verify )
     verify();
   report_.sdkCalls = session_.sdkCalls();
+  feature_.clear();
+  if ( input_.verify )
+    audit( "when all was taken back: " );
   return std::move( report_ );
 }
 
 void RunJob::program() {
-  policy_.denyByDefault = input_.denyByDefault;
-  for ( const Acl & acl : input_.acls ) {
-    report_.acls.push_back( programAcl( acl ) );
-    policy_.acls.push_back( report_.acls.back().shortage ? nullptr : &acl );
-  }
+  for ( const Acl & acl : input_.acls )
+    feature_.addAcl( acl );
   if ( input_.denyByDefault )
     report_.denyShortage = feature_.addDenyRest();
+  report_.denyEntries = feature_.denyEntries();
 }
 
-AclReport RunJob::programAcl( const Acl & acl ) {
+AclReport RunJob::reportAcl( U32 index ) {
+  const Acl & acl = input_.acls[ index ];
   AclReport report;
   report.name = acl.name;
   report.file = acl.file;
-  const CompiledAcl compiled = compileAcl( acl );
-  for ( U32 i = 0; i < compiled.size(); ++i ) {
-    const auto entries = static_cast< U32 >( compiled[ i ].size() );
-    report.entries += entries;
-    report.rules.push_back( { i, acl.rules[ i ].line, entries, 0, 0, acl.rules[ i ].text } );
+  report.shortage = feature_.shortage( index );
+  for ( U32 rule = 0; rule < acl.rules.size(); ++rule ) {
+    report.rules.push_back( reportRule( { index, rule } ) );
+    report.entries += report.rules.back().entries;
   }
-  report.shortage = feature_.addAcl( acl, compiled );
   report.installed = report.shortage ? 0 : report.entries;
   return report;
 }
 
-void RunJob::classify() {
-  for ( const PacketFields & packet : input_.packets ) {
-    const PacketFate fate = replay_.send( packet, input_.ingressPort );
-    ++report_.total;
-    ++( fate.rule ? report_.matched : report_.byDefault );
-  }
+RuleUse RunJob::reportRule( const RuleIndex & index ) {
+  const AclRule & rule = input_.acls[ index.acl ].rules[ index.rule ];
+  const ProgrammedRule * programmed = feature_.find( index );
+  const RangeCheckers checkers = programmed != nullptr ? programmed->checkers : RangeCheckers();
+  RuleUse use;
+  use.rule = index.rule;
+  use.line = rule.line;
+  use.entries = entriesOf( rule, checkers );
+  use.sourcePorts = portsBy( rule.sourcePorts, checkers.source );
+  use.destinationPorts = portsBy( rule.destinationPorts, checkers.destination );
+  use.wanted = rule.counters;
+  use.counters = feature_.counters( index );
+  use.police = rule.police;
+  use.text = rule.text;
+  return use;
 }
 
-void RunJob::readCounters() {
-  for ( U32 acl = 0; acl < report_.acls.size(); ++acl ) {
-    for ( RuleUse & use : report_.acls[ acl ].rules ) {
-      const RuleCounters counters = feature_.counters( { acl, use.rule } );
-      use.packets = counters.packets;
-      use.bytes = counters.bytes;
-    }
+void RunJob::classify() {
+  Replay replay( session_, feature_ );
+  for ( const Packet & packet : input_.packets ) {
+    const PacketFate fate = replay.send( packet, input_.ingressPort );
+    ++report_.total;
+    ++( fate.rules.empty() ? report_.byDefault : report_.matched );
+    report_.dropped += fate.drop ? 1 : 0;
+    report_.copiedToCpu += fate.copyToCpu ? 1 : 0;
+    report_.mirrored += fate.mirrorPorts.empty() ? 0 : 1;
   }
 }
 
 void RunJob::readGroups() {
   Morvane::MorvaneTcamGroupManager & manager = session_.groupManager();
   const U32 unit = SwitchSession::unit;
+  for ( auto it = manager.rangeCheckerIterConst(); it; ++it )
+    report_.rangeCheckers += it.member()->unitIdHas( unit ) ? 1 : 0;
   for ( auto it = manager.groupCountsIterConst(); it; ++it ) {
     if ( it.member()->unitRefCount( unit ) <= 0 )
       continue;
@@ -133,19 +153,33 @@ std::string RunJob::usersOf( U32 group ) const {
 }
 
 void RunJob::verify() {
-  for ( const PacketFields & packet : input_.packets ) {
-    if ( !verifyPacket( packet ) )
+  feature_.refillPolicers();
+  Replay replay( session_, feature_ );
+  RateModel rates;
+  for ( const Packet & packet : input_.packets ) {
+    if ( !verifyPacket( replay, rates, packet ) )
       ++report_.mismatches;
   }
-  const auto audit = Audit::audit( session_.groupManager(), session_.chip() );
-  report_.differences.insert( report_.differences.end(), audit.begin(), audit.end() );
+  audit( "" );
 }
 
-bool RunJob::verifyPacket( const PacketFields & packet ) {
-  const PacketFate expected = expectedFate( policy_, packet );
+bool RunJob::verifyPacket( Replay & replay, RateModel & rates, const Packet & packet ) {
+  const FrameFields fields = readFrame( packet.frame );
+  bool policed = false;
+  PacketFate expected;
   bool same = true;
-  for ( const U32 port : replay_.portOfEveryCopy() ) {
-    const PacketFate fate = replay_.send( packet, port );
+  bool first = true;
+  for ( const U32 port : portOfEveryCopy( input_.platform.chip ) ) {
+    // What the rules say is the same at every port, but for policers and the VLANs of ports.
+    if ( first || policed || input_.platform.chip.sharedByPipes )
+      expected = expectedFate( feature_.policy(), seenAt( input_.platform, port, fields ),
+                               [ & ]( const RuleIndex & rule, const PoliceRate & rate ) {
+                                 policed = true;
+                                 return rates.passes( rule, rate, pipeOf( port ),
+                                                      packet.frame.size(), packet.time );
+                               } );
+    first = false;
+    const PacketFate fate = replay.send( packet, port );
     if ( fate == expected )
       continue;
     same = false;
@@ -153,6 +187,17 @@ bool RunJob::verifyPacket( const PacketFields & packet ) {
       report_.differences.push_back( fateDifference( packet, port, expected, fate ) );
   }
   return same;
+}
+
+// Whose policers the packets of a port meet.
+U32 RunJob::pipeOf( U32 port ) const {
+  const SoftAsic::ChipProfile & chip = input_.platform.chip;
+  return chip.sharedByPipes ? 0 : port / chip.portsPerPipe;
+}
+
+void RunJob::audit( const std::string & when ) {
+  for ( const std::string & line : Audit::audit( session_.groupManager(), session_.chip() ) )
+    report_.differences.push_back( when + line );
 }
 
 }  // namespace

@@ -1,12 +1,13 @@
 // The agent's main job: start the library on a switch, program access lists, classify packets.
 #pragma once
 
+#include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "agent/AclRule.h"
-#include "agent/ClassBenchReader.h"
+#include "agent/AclFiles.h"
 #include "agent/Packet.h"
+#include "agent/RuleResources.h"
 #include "agent/RunReport.h"
 #include "platform/PlatformModel.h"
 
@@ -17,9 +18,12 @@ struct RunOptions {
   std::string platform = "large";   // built-in name or file
   std::vector< std::string > acls;  // FILE or NAME=FILE; none: the example
   AclFormat format = AclFormat::detect;
-  std::string packets;  // trace file; empty: none
-  U32 random = 0;       // packets made from the rules
+  PortMethod ports = PortMethod::automatic;
+  std::vector< std::string > police;  // RULE:RATE[:BURST]
+  std::string packets;                // capture or trace; empty: none
+  U32 random = 0;                     // packets made from the rules
   U64 seed = 1;
+  U32 packetsPerSecond = 1'000'000;  // of those that have no time of their own; above 0
   U32 ingressPort = 0;
   bool denyByDefault = false;
   bool verify = false;
@@ -29,25 +33,32 @@ struct RunOptions {
 struct RunInput {
   Platform::PlatformData platform;
   std::vector< Acl > acls;  // earlier ones win
-  std::vector< PacketFields > packets;
+  PortMethod ports = PortMethod::automatic;
+  std::vector< Packet > packets;
   U32 ingressPort = 0;
   bool denyByDefault = false;
   bool verify = false;
 };
 
-// Reads the files. Without access lists the built-in example is used, and, when no packets are
-// asked for either, its packets too. Throws Platform::InputError for unusable input and UsageError
-// for options that do not go together.
 class UsageError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
+
+// Reads the files. Without access lists the built-in example is used, and, when no packets are
+// asked for either, its packets too. Throws Platform::InputError for unusable input and UsageError
+// for options that do not go together.
 RunInput readInput( const RunOptions & options );
 
+// Gives rules the policers that `police`, a list of RULE:RATE[:BURST], asks for (docs/rules-file.md
+// tells the units). RULE is an index or, with several lists, LIST/INDEX. Throws UsageError.
+void applyPolice( const std::vector< std::string > & police, std::vector< Acl > & acls );
+
 // Runs the job on a switch of its own. Counters are read after the packets went in at the ingress
-// port and before verification sends them again. Verification compares the fate of every packet at
-// a port of every pipe and copy with a walk over the rules, then runs the auditor. Called with the
-// activity lock held.
+// port and before verification sends them again. Verification starts all policers anew, compares
+// the fate of every packet at a port of every pipe and copy with a walk over the rules, and runs
+// the auditor, once more when everything has been taken back. Called with the activity lock held.
+// Throws Platform::InputError for a user-defined field that a flow-programming group lacks.
 RunReport run( const RunInput & input );
 
 }  // namespace Agent

@@ -3,10 +3,11 @@
 #include <filesystem>
 #include <set>
 
+#include "agent/AclShares.h"
 #include "agent/Example.h"
+#include "agent/PacketMaker.h"
 #include "agent/RandomPackets.h"
 #include "agent/Run.h"
-#include "agent/TraceReader.h"
 #include "platform/InputError.h"
 #include "platform/PlatformLoader.h"
 
@@ -15,6 +16,7 @@ namespace Agent {
 namespace {
 
 constexpr U32 examplePackets = 10000;
+constexpr U64 nanosecondsPerSecond = 1'000'000'000;
 
 // FILE, whose name is the file's own, or NAME=FILE.
 Acl readNamedAcl( const std::string & argument, AclFormat format ) {
@@ -39,8 +41,42 @@ std::vector< Acl > readAcls( const RunOptions & options ) {
   return acls;
 }
 
-void append( std::vector< PacketFields > & packets, const std::vector< PacketFields > & more ) {
-  packets.insert( packets.end(), more.begin(), more.end() );
+std::vector< Frame > exampleFrames() {
+  std::vector< Frame > frames;
+  for ( const PacketFields & packet : exampleTrace() )
+    frames.push_back( makeFrame( packet ) );
+  return frames;
+}
+
+void checkPlatform( const RunOptions & options, const RunInput & input ) {
+  const U32 ports = input.platform.chip.ports();
+  if ( options.ingressPort >= ports )
+    throw UsageError( fmt::format( "--ingress-port {}: {} has the ports 0 to {}",
+                                   options.ingressPort, input.platform.name, ports - 1 ) );
+  for ( const Acl & acl : input.acls ) {
+    if ( const auto fault = listFault( input.platform, acl ) )
+      throw Platform::InputError( acl.file, fault->line, fault->what );
+  }
+  if ( options.denyByDefault &&
+       shareOf( input.platform, AclKind::ipv4, AclUse::filter ) == nullptr )
+    throw UsageError(
+        fmt::format( "--default deny: {} has no share for IPv4 lists", input.platform.name ) );
+}
+
+// The packets of the file, then the random ones; the example's own when nothing is asked for.
+std::vector< Packet > readAllPackets( const RunOptions & options,
+                                      const std::vector< Acl > & acls ) {
+  const U64 interval = nanosecondsPerSecond / options.packetsPerSecond;
+  std::vector< Packet > packets;
+  U32 random = options.random;
+  if ( !options.packets.empty() ) {
+    packets = readPackets( options.packets, interval );
+  } else if ( options.acls.empty() && random == 0 ) {
+    appendFrames( packets, exampleFrames(), interval );
+    random = examplePackets;
+  }
+  appendFrames( packets, randomFrames( acls, options.seed, random ), interval );
+  return packets;
 }
 
 }  // namespace
@@ -48,25 +84,14 @@ void append( std::vector< PacketFields > & packets, const std::vector< PacketFie
 RunInput readInput( const RunOptions & options ) {
   RunInput input;
   input.platform = Platform::loadPlatform( options.platform );
-  if ( const std::string fault = AclFeature::platformFault( input.platform ); !fault.empty() )
-    throw Platform::InputError( options.platform, 0, fault );
-  if ( options.ingressPort >= input.platform.chip.ports() )
-    throw UsageError( fmt::format( "--ingress-port {}: {} has the ports 0 to {}",
-                                   options.ingressPort, input.platform.name,
-                                   input.platform.chip.ports() - 1 ) );
+  input.ports = options.ports;
   input.ingressPort = options.ingressPort;
   input.denyByDefault = options.denyByDefault;
   input.verify = options.verify;
-
   input.acls = options.acls.empty() ? std::vector{ exampleAcl() } : readAcls( options );
-  U32 random = options.random;
-  if ( !options.packets.empty() ) {
-    input.packets = parseTrace( options.packets, Platform::readFile( options.packets ) );
-  } else if ( options.acls.empty() && random == 0 ) {
-    input.packets = exampleTrace();
-    random = examplePackets;
-  }
-  append( input.packets, randomPackets( input.acls, options.seed, random ) );
+  applyPolice( options.police, input.acls );
+  checkPlatform( options, input );
+  input.packets = readAllPackets( options, input.acls );
   return input;
 }
 

@@ -10,19 +10,31 @@
 
 namespace Agent {
 
+// How a rule's ports of one direction are matched.
+enum class PortsBy {
+  value,     // nothing, or one prefix: no checker is needed
+  checker,   // a range checker
+  prefixes,  // several prefixes
+};
+
 struct RuleUse {
   U32 rule = 0;     // index in its access list, from 0
   U32 line = 0;     // in its file, from 1
   U32 entries = 0;  // TCAM entries of the rule on one pipe and copy
-  U64 packets = 0;  // that the rule decided, over all pipes and copies, before any verification
-  U64 bytes = 0;
+  PortsBy sourcePorts = PortsBy::value;
+  PortsBy destinationPorts = PortsBy::value;
+  WantedCounters wanted;  // the counters of what it does not count are 0
+  // What the rule decided, over all pipes and copies, before any verification.
+  RuleCounters counters;
+  std::optional< PoliceRate > police;
   std::string text;
 };
 
 struct AclReport {
   std::string name;
   std::string file;
-  U32 entries = 0;                        // that its rules make, on one pipe and copy
+  // That its rules make, on one pipe and copy; of a list that does not fit, by prefixes alone.
+  U32 entries = 0;
   U32 installed = 0;                      // of those: all or none
   std::optional< AclShortage > shortage;  // absent: it fits
   std::vector< RuleUse > rules;
@@ -44,15 +56,20 @@ struct RunReport {
   U32 ingressPort = 0;
   bool denyByDefault = false;
   std::optional< AclResource > denyShortage;  // why the implicit deny is missing; absent: it is not
+  U32 denyEntries = 0;                        // of the implicit deny
   std::vector< AclReport > acls;
 
   // Packets at the ingress port.
   U64 total = 0;
-  U64 matched = 0;     // by a rule
-  U64 byDefault = 0;   // by none
+  U64 matched = 0;    // by a rule
+  U64 byDefault = 0;  // by none
+  U64 dropped = 0;
+  U64 copiedToCpu = 0;
+  U64 mirrored = 0;
   U64 mismatches = 0;  // of `total`: fate at some port not as the rules say; 0 without verification
 
   std::vector< GroupUse > groups;  // groups that exist on the chip
+  U32 rangeCheckers = 0;           // in use
   std::map< std::string, U64 > sdkCalls;
 
   bool verified = false;

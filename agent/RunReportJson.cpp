@@ -8,6 +8,39 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+Json portsJson( PortsBy ports ) {
+  if ( ports == PortsBy::value )
+    return nullptr;
+  return ports == PortsBy::checker ? "checker" : "prefixes";
+}
+
+Json policeJson( const PoliceRate & rate, const RuleCounters & counters ) {
+  return { { "rate", rate.bitsPerSecond },
+           { "burst", rate.burstBytes },
+           { "conformed",
+             { { "packets", counters.conformedPackets }, { "bytes", counters.conformedBytes } } },
+           { "dropped",
+             { { "packets", counters.droppedPackets }, { "bytes", counters.droppedBytes } } } };
+}
+
+// A counter that the rule does not have is null.
+Json ruleJson( const RuleUse & use ) {
+  Json json = { { "rule", use.rule },
+                { "line", use.line },
+                { "entries", use.entries },
+                { "sourcePorts", portsJson( use.sourcePorts ) },
+                { "destinationPorts", portsJson( use.destinationPorts ) },
+                { "packets", nullptr },
+                { "bytes", nullptr } };
+  if ( use.wanted.packets )
+    json[ "packets" ] = use.counters.packets;
+  if ( use.wanted.bytes )
+    json[ "bytes" ] = use.counters.bytes;
+  if ( use.police )
+    json[ "police" ] = policeJson( *use.police, use.counters );
+  return json;
+}
+
 Json aclJson( const AclReport & acl ) {
   Json json = { { "name", acl.name },           { "file", acl.file },
                 { "rules", acl.rules.size() },  { "entries", acl.entries },
@@ -20,11 +53,7 @@ Json aclJson( const AclReport & acl ) {
   }
   Json & uses = json[ "ruleUse" ] = Json::array();
   for ( const RuleUse & use : acl.rules )
-    uses.push_back( { { "rule", use.rule },
-                      { "line", use.line },
-                      { "entries", use.entries },
-                      { "packets", use.packets },
-                      { "bytes", use.bytes } } );
+    uses.push_back( ruleJson( use ) );
   return json;
 }
 
@@ -38,6 +67,9 @@ std::string jsonReport( const RunReport & report ) {
   json[ "packets" ] = { { "total", report.total },
                         { "matched", report.matched },
                         { "default", report.byDefault },
+                        { "dropped", report.dropped },
+                        { "copiedToCpu", report.copiedToCpu },
+                        { "mirrored", report.mirrored },
                         { "mismatches", report.mismatches } };
   Json & groups = json[ "groups" ] = Json::array();
   for ( const GroupUse & use : report.groups )
@@ -46,6 +78,7 @@ std::string jsonReport( const RunReport & report ) {
                         { "copy", use.copy },
                         { "used", use.used },
                         { "free", use.free } } );
+  json[ "rangeCheckers" ] = report.rangeCheckers;
   Json & calls = json[ "sdkCalls" ] = Json::object();
   for ( const auto & [ operation, count ] : report.sdkCalls )
     calls[ operation ] = count;

@@ -10,7 +10,7 @@ namespace Agent {
 namespace {
 
 constexpr size_t busiestRules = 10;
-constexpr size_t neverHitColumns = 96;
+constexpr size_t numbersColumns = 96;
 
 // A rule and the access list that it is in.
 struct RuleRow {
@@ -36,7 +36,8 @@ std::string aclText( const RunReport & report ) {
     text += fmt::format( "  implicit deny: not programmed, {} ran out\n",
                          resourceName( *report.denyShortage ) );
   else if ( report.denyByDefault )
-    text += "  implicit deny: 1 entry\n";
+    text += fmt::format( "  implicit deny: {} entr{}\n", report.denyEntries,
+                         report.denyEntries == 1 ? "y" : "ies" );
   return text;
 }
 
@@ -48,14 +49,33 @@ std::string groupText( const RunReport & report ) {
   return "TCAM entries, by group, pipe and copy\n" + table.text();
 }
 
+bool wasHit( const RuleUse & use ) {
+  return use.counters.packets != 0 || use.counters.bytes != 0;
+}
+
+bool portsAre( const RuleUse & use, PortsBy by ) {
+  return use.sourcePorts == by || use.destinationPorts == by;
+}
+
+std::string portsText( const RuleUse & use ) {
+  const bool checker = portsAre( use, PortsBy::checker );
+  const bool prefixes = portsAre( use, PortsBy::prefixes );
+  if ( checker && prefixes )
+    return "both";
+  return checker ? "checker" : prefixes ? "prefixes" : "";
+}
+
 std::string ruleText( const std::vector< RuleRow > & rows ) {
-  TextTable table( { "ACL", ">rule", ">line", ">entries", ">packets", ">bytes", "match" } );
+  TextTable table(
+      { "ACL", ">rule", ">line", ">entries", "ranges", ">packets", ">bytes", "match" } );
   for ( const RuleRow & row : rows ) {
-    std::string match = row.use->text;
+    const RuleUse & use = *row.use;
+    std::string match = use.text;
     std::replace( match.begin(), match.end(), '\t', ' ' );
-    table.add( { row.acl->name, std::to_string( row.use->rule ), std::to_string( row.use->line ),
-                 std::to_string( row.use->entries ), countText( row.use->packets ),
-                 countText( row.use->bytes ), match } );
+    table.add( { row.acl->name, std::to_string( use.rule ), std::to_string( use.line ),
+                 std::to_string( use.entries ), portsText( use ),
+                 use.wanted.packets ? countText( use.counters.packets ) : "-",
+                 use.wanted.bytes ? countText( use.counters.bytes ) : "-", match } );
   }
   return table.text();
 }
@@ -73,9 +93,9 @@ std::vector< RuleRow > installedRules( const RunReport & report ) {
 
 std::string busiestText( const RunReport & report ) {
   std::vector< RuleRow > rows = installedRules( report );
-  std::erase_if( rows, []( const RuleRow & row ) { return row.use->packets == 0; } );
+  std::erase_if( rows, []( const RuleRow & row ) { return !wasHit( *row.use ); } );
   std::stable_sort( rows.begin(), rows.end(), []( const RuleRow & a, const RuleRow & b ) {
-    return a.use->packets > b.use->packets;
+    return a.use->counters.packets > b.use->counters.packets;
   } );
   rows.resize( std::min( rows.size(), busiestRules ) );
   if ( rows.empty() )
@@ -83,19 +103,21 @@ std::string busiestText( const RunReport & report ) {
   return "Busiest rules\n" + ruleText( rows );
 }
 
-// "0-3 7 9-12", broken into indented lines.
-std::string neverHitNumbers( const AclReport & acl ) {
+using Choose = bool ( * )( const RuleUse & use );
+
+// "0-3 7 9-12" of the rules that are chosen, broken into indented lines.
+std::string ruleNumbers( const AclReport & acl, Choose chosen ) {
   std::string text;
   std::string line = "   ";
   for ( size_t i = 0; i < acl.rules.size(); ++i ) {
-    if ( acl.rules[ i ].packets != 0 )
+    if ( !chosen( acl.rules[ i ] ) )
       continue;
     const size_t first = i;
-    while ( i + 1 < acl.rules.size() && acl.rules[ i + 1 ].packets == 0 )
+    while ( i + 1 < acl.rules.size() && chosen( acl.rules[ i + 1 ] ) )
       ++i;
     const std::string numbers =
         first == i ? fmt::format( " {}", first ) : fmt::format( " {}-{}", first, i );
-    if ( line.size() + numbers.size() > neverHitColumns ) {
+    if ( line.size() + numbers.size() > numbersColumns ) {
       text += line + "\n";
       line = "   ";
     }
@@ -104,26 +126,75 @@ std::string neverHitNumbers( const AclReport & acl ) {
   return text + line + "\n";
 }
 
+// "NAME: 3 of 10WHAT" and the numbers of these rules.
+std::string chosenText( const AclReport & acl, const char * what, Choose chosen ) {
+  const auto count = std::count_if( acl.rules.begin(), acl.rules.end(), chosen );
+  std::string text = fmt::format( "  {}: {} of {}{}\n", acl.name, count, acl.rules.size(), what );
+  if ( count != 0 )
+    text += ruleNumbers( acl, chosen );
+  return text;
+}
+
 std::string neverHitText( const RunReport & report ) {
   std::string text = "Rules never hit\n";
   for ( const AclReport & acl : report.acls ) {
-    if ( acl.shortage )
-      continue;
-    const auto count = std::count_if( acl.rules.begin(), acl.rules.end(),
-                                      []( const RuleUse & use ) { return use.packets == 0; } );
-    text += fmt::format( "  {}: {} of {}\n", acl.name, count, acl.rules.size() );
-    if ( count != 0 )
-      text += neverHitNumbers( acl );
+    if ( !acl.shortage )
+      text += chosenText( acl, "", []( const RuleUse & use ) { return !wasHit( use ); } );
   }
   return text;
 }
 
+// Empty where no rule has a range that takes a checker or several prefixes.
+std::string rangeText( const RunReport & report ) {
+  std::string text;
+  for ( const AclReport & acl : report.acls ) {
+    const auto checked = []( const RuleUse & use ) { return portsAre( use, PortsBy::checker ); };
+    const auto expanded = []( const RuleUse & use ) { return portsAre( use, PortsBy::prefixes ); };
+    if ( acl.shortage )
+      continue;
+    if ( std::any_of( acl.rules.begin(), acl.rules.end(), checked ) )
+      text += chosenText( acl, " by range checkers", checked );
+    if ( std::any_of( acl.rules.begin(), acl.rules.end(), expanded ) )
+      text += chosenText( acl, " by prefixes", expanded );
+  }
+  if ( text.empty() )
+    return text;
+  return fmt::format( "Rules with ranges of ports; range checkers in use: {}\n{}\n",
+                      report.rangeCheckers, text );
+}
+
+// Empty where no rule has a policer.
+std::string policeText( const RunReport & report ) {
+  TextTable table( { "ACL", ">rule", ">bit/s", ">burst", ">conformed packets", ">bytes",
+                     ">dropped packets", ">bytes" } );
+  bool any = false;
+  for ( const RuleRow & row : installedRules( report ) ) {
+    if ( !row.use->police )
+      continue;
+    any = true;
+    const RuleCounters & counters = row.use->counters;
+    table.add( { row.acl->name, std::to_string( row.use->rule ),
+                 countText( row.use->police->bitsPerSecond ),
+                 countText( row.use->police->burstBytes ), countText( counters.conformedPackets ),
+                 countText( counters.conformedBytes ), countText( counters.droppedPackets ),
+                 countText( counters.droppedBytes ) } );
+  }
+  return any ? "Policed rules, over all pipes\n" + table.text() + "\n" : "";
+}
+
 std::string packetText( const RunReport & report ) {
-  return fmt::format(
-      "Packets at port {}: {}, of which {} matched a rule and {} met the default"
-      " ({})\n",
+  std::string text = fmt::format(
+      "Packets at port {}: {}, of which {} matched a rule and {} met the default ({})\n",
       report.ingressPort, countText( report.total ), countText( report.matched ),
       countText( report.byDefault ), report.denyByDefault ? "deny" : "permit" );
+  const std::pair< const char *, U64 > fates[] = { { "dropped", report.dropped },
+                                                   { "copied to the CPU", report.copiedToCpu },
+                                                   { "mirrored", report.mirrored } };
+  for ( const auto & [ fate, count ] : fates ) {
+    if ( count != 0 )
+      text += fmt::format( "  {}: {}\n", fate, countText( count ) );
+  }
+  return text;
 }
 
 std::string verificationText( const RunReport & report ) {
@@ -139,9 +210,9 @@ std::string verificationText( const RunReport & report ) {
 
 std::string textReport( const RunReport & report, bool detail ) {
   std::string text = fmt::format( "Platform {}: {}\n\n", report.platform, report.description );
-  text += aclText( report ) + "\n" + groupText( report ) + "\n";
+  text += aclText( report ) + "\n" + rangeText( report ) + groupText( report ) + "\n";
   if ( report.total != 0 ) {
-    text += packetText( report ) + "\n";
+    text += packetText( report ) + "\n" + policeText( report );
     text += ( detail ? "Rules\n" + ruleText( installedRules( report ) ) : busiestText( report ) ) +
             "\n" + neverHitText( report );
   }

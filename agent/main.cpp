@@ -20,12 +20,32 @@ constexpr int exitWell = 0;
 constexpr int exitDifference = 1;
 constexpr int exitUsage = 2;
 constexpr U32 randomMax = 10'000'000;  // all packets are held in memory
+constexpr U32 packetRateMax = 1'000'000'000;
 
 // How the report is written.
 struct OutputOptions {
   bool json = false;
   bool detail = false;
 };
+
+void addRuleOptions( CLI::App & app, Agent::RunOptions & run ) {
+  app.add_option_function< std::string >(
+         "--ports",
+         [ &run ]( const std::string & method ) {
+           run.ports = method == "auto"       ? Agent::PortMethod::automatic
+                       : method == "checkers" ? Agent::PortMethod::checkers
+                                              : Agent::PortMethod::expand;
+         },
+         "How port ranges are matched: checkers, by range checkers alone; expand, by prefixes; "
+         "auto, by range checkers while there are some" )
+      ->check( CLI::IsMember( { "checkers", "expand", "auto" } ) );
+  app.add_option( "--police", run.police,
+                  "Drops what exceeds a rate: RULE is an index from 0, or LIST/INDEX; RATE is "
+                  "bit/s, with k, M or G; BURST is bytes; repeatable" )
+      ->type_name( "RULE:RATE[:BURST]" )
+      ->take_all()
+      ->allow_extra_args( false );
+}
 
 void addRunOptions( CLI::App & app, Agent::RunOptions & run, OutputOptions & output ) {
   app.add_option( "--platform", run.platform, "Built-in platform, or a platform file (JSON)" )
@@ -38,25 +58,33 @@ void addRunOptions( CLI::App & app, Agent::RunOptions & run, OutputOptions & out
   app.add_option_function< std::string >(
          "--format",
          [ &run ]( const std::string & name ) {
-           run.format = name == "auto" ? Agent::AclFormat::detect : Agent::AclFormat::classBench;
+           run.format = name == "auto"    ? Agent::AclFormat::detect
+                        : name == "rules" ? Agent::AclFormat::rules
+                                          : Agent::AclFormat::classBench;
          },
-         "Format of the access lists" )
-      ->check( CLI::IsMember( { "auto", "classbench" } ) );
+         "Format of the access lists: ClassBench, or a rules file (JSON)" )
+      ->check( CLI::IsMember( { "auto", "classbench", "rules" } ) );
   app.add_option( "--packets", run.packets,
-                  "Trace of packets, `sip dip sport dport proto ...` in decimal, one a line" )
+                  "Capture (pcap, pcapng) of Ethernet, whose times are kept, or trace, `sip dip "
+                  "sport dport proto ...` in decimal, one packet a line" )
       ->type_name( "FILE" );
   app.add_option( "--random", run.random, "Packets made from the rules" )
       ->type_name( "N" )
       ->check( CLI::Range( 0U, randomMax ) );
   app.add_option( "--seed", run.seed, "Seed of the random packets" )->type_name( "S" );
+  app.add_option( "--pps", run.packetsPerSecond,
+                  "Rate, on the chip's virtual clock, of the packets that have no time of their "
+                  "own: those of traces and the random ones" )
+      ->type_name( "N" )
+      ->capture_default_str()
+      ->check( CLI::Range( 1U, packetRateMax ) );
   app.add_option( "--ingress-port", run.ingressPort, "Port at which packets enter" )
       ->type_name( "N" );
   app.add_option_function< std::string >(
          "--default", [ &run ]( const std::string & fate ) { run.denyByDefault = fate == "deny"; },
          "Fate of packets that no rule matches: permit or deny" )
       ->check( CLI::IsMember( { "permit", "deny" } ) );
-  app.add_option( "--ports", "How port ranges are matched: expand, by prefixes" )
-      ->check( CLI::IsMember( { "expand" } ) );
+  addRuleOptions( app, run );
   app.add_option_function< std::string >(
          "--show", [ &output ]( const std::string & form ) { output.detail = form == "detail"; },
          "summary: the ten busiest rules; detail: all of them" )

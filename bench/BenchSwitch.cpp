@@ -106,6 +106,7 @@ void BenchSwitch::directCycle() {
       each( c, c.entryId( entry ) );
   };
   forAll( [ & ]( const Morvane::PipeCopy &, U32 id ) {
+    Shim::makeSdkCall( call.bcm_field_entry_policer_detach_all( unit, id ) );
     Shim::makeSdkCall( call.bcm_field_entry_stat_detach( unit, id, stat ) );
     Shim::makeSdkCall( call.bcm_field_stat_destroy( unit, stat ) );
     Shim::makeSdkCall( call.bcm_field_entry_destroy( unit, id ) );

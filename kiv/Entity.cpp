@@ -128,8 +128,7 @@ void NotifieeConst::notifierIs( const Ptr< const Entity > & notifier ) {
 }
 
 void NotifieeConst::isRegisteredNotifieeIs( bool registered ) {
-  registered = registered && notifier_;
-  if ( registered == registered_ ) {
+  if ( !notifier_ || registered == registered_ ) {
     return;
   }
   registered_ = registered;
@@ -143,7 +142,7 @@ void NotifieeConst::isRegisteredNotifieeIs( bool registered ) {
 void NotifieeConst::onZeroReferences() {}
 
 void NotifieeConst::onNotificationException( const char * attribute,
-                                             std::exception_ptr exception ) {
+                                             const std::exception_ptr & exception ) {
   reportException( attribute, exception );
 }
 

@@ -46,7 +46,8 @@ class KIV_API NotifieeConst {
 
   // A callback of this observer threw. attribute is the attribute's name. Default: one line on
   // standard error. What this throws in turn is reported the same way and goes no further.
-  virtual void onNotificationException( const char * attribute, std::exception_ptr exception );
+  virtual void onNotificationException( const char * attribute,
+                                        const std::exception_ptr & exception );
 
  private:
   friend class Entity;

@@ -33,9 +33,11 @@
 #include "kiv/String8.h"
 #include "morvane/GroupCounts.h"
 #include "morvane/GroupShape.h"
+#include "morvane/RangeChecker.h"
 #include "morvane/StatTypes.h"
 #include "morvane/TcamGroupAssignment.h"
 #include "morvane/TcamIds.h"
+#include "morvane/UdfQualifier.h"
 #include "morvane/UnitEntriesCreated.h"
 #include "shim/SdkTypes.h"
 
@@ -99,8 +101,11 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   // Start-up of this manager is done.
   KIV_SCALAR( bool, initialized, Initialized, false );
 
-  // Prepares the manager on every unit; called once by the group manager, after construction.
+  // Prepares the manager on every unit; called once by the group manager, after construction. What
+  // an exception broke off is undone on every unit.
   void handleInitialized();
+  // Gives back the ranges that handleInitialized made; no entry may be handed out.
+  void giveBackRanges();
 
   // Throws NameInUseException when any parameter differs from the constructor's.
   void requireSameParameters( const Kiv::String8 & desc, MorvaneTcamGroupManager * groupManager,
@@ -202,6 +207,47 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   void clearCountersForEntry( U32 unit, U32 entry );
   void clearCounters( U32 unit );
 
+  // --- Range checkers and policers -------------------------------------------------------------
+
+  // The group manager's shared range checkers (morvane/MorvaneTcamGroupManager.h): 0 when the unit
+  // has none left. An entry refers to a checker by the SDK's range qualifier; give the checker back
+  // after the entry is released, or installed without it.
+  U32 getRangeChecker( U32 unit, RangeCheckerDesc desc );
+  void releaseRangeChecker( U32 unit, RangeCheckerDesc desc );
+  // No range checker is left on the unit.
+  bool rangeCheckersExhausted( U32 unit ) const;
+
+  // Attaches the group manager's policer `basePolicerId` to every hardware copy of the entry, each
+  // to that of its own pipe, or detaches it. An entry has at most one; releasing the entry detaches
+  // it. An exception leaves every copy as it was, for which `basePolicerId` must be the attached
+  // policer also when it is detached.
+  void attachPolicer( U32 unit, U32 entry, U32 basePolicerId, bool attach ) const;
+
+  // --- User-defined fields of mirroring groups -------------------------------------------------
+  //
+  // A rule that matches on a user-defined field: initializeGroup (the group must exist on the
+  // unit), setMirroringAclUdf with add, then entries as for any rule, qualified on the id that was
+  // returned. When the rule goes: its entries, then setMirroringAclUdf without add. After
+  // udfCreateSuccessWithGroupRecreate all rules of the group, this one included, are to be added
+  // anew, beginning with their setMirroringAclUdf.
+  //
+  // `aclType` is Acl::ip() or Acl::mac() (assertion). `ethType`: ether type that the field belongs
+  // to, 0xFFFFFFFF for any; IPv4 ACLs share fields whatever it is. `base` and `offset`: where the
+  // field starts, in bytes; throws RangeException when the field lies further than 127 bytes past
+  // the start of the L3 header. `length`: bytes, 4 (assertion when the field is new).
+
+  // Adds one use of a field by a rule of this group, or takes one away. The last use of a field in
+  // all groups destroys its qualifier. Taking away what the group does not have changes nothing.
+  GroupUdfQualApplyStatus setMirroringAclUdf( U32 unit, S32 aclType, U32 ethType,
+                                              UdfOffsetBase base, U8 offset, U8 length, bool add );
+  // The data-qualifier id of a field that some group on the unit uses; -1 when there is none.
+  S32 getMirroringAclUdf( U32 unit, S32 aclType, U32 ethType, UdfOffsetBase base, U8 offset,
+                          U8 length ) const;
+  // Asserts that the ASIC holds the field's qualifier as it was programmed; nothing for a field
+  // that is not programmed.
+  void verifyMirroringAclUdf( U32 unit, S32 aclType, U32 ethType, UdfOffsetBase base, U8 offset,
+                              U8 length ) const;
+
  protected:
   // The allocator behind every getEntry. `entry` is an entry id of the range, or anyEntry.
   U32 getEntryBase( U32 unit, U32 entry, const Kiv::String8 & desc,
@@ -210,6 +256,7 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
  private:
   friend class EntryAllocation;
   friend class MorvaneOvidWarSm;
+  friend class MirroringGroupRebuild;
 
   Kiv::Values< Kiv::RbTreeMap, U32, bool > exhausted_{
       this, "exhausted", []( auto & self, U32 unit ) { self.exhaustedNotify( unit ); } };
@@ -222,6 +269,7 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
 
   U32 allocateEntry( U32 unit, U32 entry, const Kiv::String8 & desc,
                      const Kiv::Ptr< StatTypes > & statTypes );
+  void prepareUnit( U32 unit );
   void prepareGroup( U32 unit );
   void createMulticastWarEntry( U32 unit );
   void programMulticastWarEntry( U32 unit, U32 entry );
@@ -236,11 +284,14 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   bool releaseEntryCopy( U32 unit, UnitEntriesCreated & entries, const PipeCopy & at, U32 entryId );
   void dropTemporaryStore( UnitEntriesCreated & entries, U32 entry );
   void dropOwner( U32 unit, U32 entry );
+  void releaseAllEntries( U32 unit );
 
   void installCopies( U32 unit, UnitEntriesCreated & entries, U32 entry, U32 & installed );
   void removeCopies( U32 unit, U32 entry, U32 howMany, U32 & removed );
   void applyInPorts( U32 unit, U32 entry, U32 tcamEntryId );
   void programLoopback( U32 unit, U32 entry );
+  void attachPolicerCopies( U32 unit, U32 entry, U32 basePolicerId, bool attach, U32 howMany,
+                            U32 & done ) const;
 
   // Twins of the outer-VLAN workaround (OvidWar.cpp).
   void processOvidWarEntry( U32 unit, U32 entry, U32 tcamEntryId );
@@ -261,8 +312,9 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   // The walk and the record of the unit used last, kept for the next operation.
   std::optional< PipeCopies > walk_;
   // The counter records of the group's copies, likewise.
-  std::array< Kiv::Ptr< GroupCounts >, BCM_PIPES_MAX * 2 > counts_;
-  std::array< U32, BCM_PIPES_MAX * 2 > countsGroup_{};
+  static constexpr size_t copiesMax = size_t( 2 ) * BCM_PIPES_MAX;
+  std::array< Kiv::Ptr< GroupCounts >, copiesMax > counts_;
+  std::array< U32, copiesMax > countsGroup_{};
   mutable Kiv::Ptr< UnitEntriesCreated > lastEntries_;
   mutable U32 lastUnit_ = 0;
 };

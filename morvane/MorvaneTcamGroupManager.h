@@ -15,6 +15,7 @@
 #pragma once
 
 #include <array>
+#include <exception>
 #include <vector>
 
 #include "kiv/Attribute.h"
@@ -34,11 +35,14 @@
 
 namespace Morvane {
 
+class GroupBuilder;
+
 // The references that one initializeGroup took, so that exactly these can be given back.
 class GroupReferences {
  public:
   void add( U32 pipeGroupId ) { pipeGroupIds_[ count_++ ] = pipeGroupId; }
   bool empty() const { return count_ == 0; }
+  void clear() { count_ = 0; }
   const U32 * begin() const { return pipeGroupIds_.data(); }
   const U32 * end() const { return pipeGroupIds_.data() + count_; }
 
@@ -80,6 +84,7 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
     virtual void onGroupIdToExcludeIndex( const GroupQsetModKey & ) {}
     virtual void onGroupIdToIncludeIndex( const GroupQsetModKey & ) {}
     virtual void onGroupIdToPreselId( const UnitGroupId & ) {}
+    virtual void onPreselectorLeft( const UnitGroupId & ) {}
     virtual void onGroupMirroringAclValid( U8 ) {}
     virtual void onGroupMirroringAclType( U8 ) {}
     virtual void onGroupMirroringAclUdfValid( U8 ) {}
@@ -134,7 +139,7 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   KIV_VALUES( Kiv::HashMap, U32, bool, managedPriority, ManagedPriority );
   // By unit: no range checker is left.
   KIV_VALUES( Kiv::RbTreeMap, U32, bool, rangeCheckersExhausted, RangeCheckersExhausted );
-  // By unit: UDF resources ran out.
+  // By unit: the UDF that was programmed last had no room.
   KIV_VALUES( Kiv::RbTreeMap, U8, bool, udfResourceError, UdfResourceError );
   // Index of the group's record in the platform's tables.
   KIV_VALUES( Kiv::HashMap, U32, U32, groupIdToIndex, GroupIdToIndex );
@@ -142,6 +147,9 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   KIV_VALUES( Kiv::RbTreeMap, GroupQsetModKey, U32, groupIdToIncludeIndex, GroupIdToIncludeIndex );
   // Preselector by unit and pipe group id.
   KIV_VALUES( Kiv::RbTreeMap, UnitGroupId, U32, groupIdToPreselId, GroupIdToPreselId );
+  // The preselector is in hardware though its group is gone: destroying it was broken off. The next
+  // creation of the group goes on with that.
+  KIV_VALUES( Kiv::RbTreeMap, UnitGroupId, bool, preselectorLeft, PreselectorLeft );
   // By the low 8 bits of a group id.
   KIV_VALUES( Kiv::HashMap, U8, bool, groupMirroringAclValid, GroupMirroringAclValid );
   KIV_VALUES( Kiv::HashMap, U8, S32, groupMirroringAclType, GroupMirroringAclType );
@@ -153,7 +161,7 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   KIV_MEMBERS( Kiv::HashMap, U8, GroupUdfQual, groupIdToOpenFlowAclUdf, GroupIdToOpenFlowAclUdf );
   KIV_MEMBERS( Kiv::HashMap, U8, GroupUdfQual, groupIdToOpenFlowVxlanAclUdf,
                GroupIdToOpenFlowVxlanAclUdf );
-  // UDF qualifiers in hardware, by data-qualifier id.
+  // UDF qualifiers in hardware, by udfQualKey.
   KIV_VALUES( Kiv::RbTreeMap, U32, UdfUnitSpec, ipMirroringAclUdf, IpMirroringAclUdf );
   KIV_VALUES( Kiv::RbTreeMap, U32, UdfUnitSpec, macMirroringAclUdf, MacMirroringAclUdf );
   KIV_VALUES( Kiv::RbTreeMap, U32, UdfUnitSpec, openFlowAclUdf, OpenFlowAclUdf );
@@ -210,6 +218,9 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   // The same, and notes in `taken` what was taken, for giveBackReferences.
   bool initializeGroup( U32 unit, U32 group, GroupReferences & taken );
   void giveBackReferences( U32 unit, const GroupReferences & taken );
+  // Gives back the reference on one hardware copy, as one of several. An exception that comes after
+  // the hardware group has gone is put into `broken`, so that the other copies are given back too.
+  void giveBackReference( U32 unit, U32 pipeGroupId, std::exception_ptr & broken );
   // Gives back one reference on every hardware copy.
   void uninitializeGroup( U32 unit, U32 groupId );
   // Gives back one reference on one hardware copy, and destroys it when that was the last.
@@ -268,15 +279,79 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   U32 exhaustedMarks() const { return exhaustedMarks_; }
   void exhaustedMarksInc( S32 delta ) { exhaustedMarks_ += static_cast< U32 >( delta ); }
 
-  // --- Seams of what is built elsewhere --------------------------------------------------------
+  // Whether any hardware copy of the group exists on the unit.
+  bool groupExists( U32 unit, U32 groupId ) const;
 
-  // Flow-programming groups.
-  bool createGroupOpenFlowAclUdf( U32 unit, U32 group );
+  // --- Range checkers --------------------------------------------------------------------------
+
+  // Hardware id of the checker for `desc` on the unit, for the SDK's range qualifier; takes one
+  // reference, which releaseRangeChecker gives back. Users of the same interval and flags share one
+  // checker. 0, and no reference, when the unit has no checker left: rangeCheckersExhausted( unit )
+  // is true then, until a checker of the unit is given back. Ends with doSdkReInit: ask again.
+  U32 getRangeChecker( U32 unit, RangeCheckerDesc desc );
+  // Gives back one reference; the last one on the unit destroys the checker, which no entry may use
+  // any more. Giving back what was not got is an assertion.
+  void releaseRangeChecker( U32 unit, RangeCheckerDesc desc );
+
+  // --- Policers --------------------------------------------------------------------------------
+
+  // A policer limits the rate of the entries that it is attached to (the entry manager's
+  // attachPolicer). Every pipe has its own, all made alike; a client holds the base id, which is
+  // pipe 0's. Nothing of them is kept here: what was made is removed by its client. Rates and
+  // bursts hold in each pipe by itself.
+  //
+  // `policerCfg` points to a bcm_policer_config_t (rates in kbit/s, bursts in kbit); null is an
+  // assertion. The SDK chooses the base id unless the record's flags have BCM_POLICER_WITH_ID. With
+  // several pipes that flag is set in the caller's record, and stays. Returns 0 when numPipe is 0.
+  U32 createPolicer( U32 unit, U8 * policerCfg ) const;
+  // Changes the policer in every pipe. A call that an exception broke off may be made again.
+  void setPolicer( U32 unit, U32 basePolicerId, U8 * policerCfg ) const;
+  // Destroys the policer in every pipe, pipe 0 first; it must be attached to no entry any more. An
+  // exception leaves those of the later pipes.
+  void removePolicer( U32 unit, U32 basePolicerId ) const;
+  // The policer of one pipe: the base id with the pipe's bits, or the base id itself on a unit
+  // whose pipes share one field processor, and with it one space of policer ids.
+  U32 getPipePolicerId( U32 unit, U32 pipe, U32 basePolicerId ) const;
+
+  // --- User-defined fields of mirroring groups -------------------------------------------------
+  //
+  // Entry managers call these (setMirroringAclUdf); the agent uses the entry managers.
+
+  // Makes a 4-byte data qualifier and lets the group, which must exist on the unit, match on it:
+  // in place, or by rebuilding the group. `aclType` is Acl::ip() or Acl::mac(); `ethType` counts
+  // for MAC ACLs at UdfBaseL2HeaderEnd, 0xFFFFFFFF means none; `offset` counts bytes from the
+  // start of the outer L3 header whatever the base. The qualifier starts with one use in the
+  // group, or with none after a rebuild (GroupUdfCreateStatus).
+  //
+  // Assertions: a group without user-defined fields, a length other than 4, another ACL type, a
+  // base before the end of the L2 header. An offset above 127 throws RangeException.
+  GroupUdfQualApplyStatus createGroupMirroringAclUdf( U32 unit, U32 groupId, S32 aclType,
+                                                      U32 ethType, UdfOffsetBase base, U8 offset,
+                                                      U8 length );
+  // Destroys the group on the unit with all its entries and makes it again with `qualId` and all
+  // qualifiers that it carries; all their uses go to 0, for the agent to add its rules anew. False
+  // when that does not fit: then the group is gone with its qualifiers, but not `qualId`. The
+  // same holds when an SDK call throws.
+  bool reInitializeGroupWithMirroringAclUdf( U32 unit, U32 groupId, S32 qualId );
+  // Gives back the qualifiers of a group that is gone from the unit; those that no other group
+  // carries are destroyed. Forgets the group's ACL type unless the group lives on another unit.
+  void uninitializeMirroringUdfQualifiers( U32 unit, U32 groupId );
+  // Adds a data qualifier of the unit to a qualifier set; returns the SDK's result code.
+  int addUdfQualifierToQset( U32 unit, bcm_field_qset_t * qualifierSet, S32 qualId );
+
+  // --- Flow-programming groups -----------------------------------------------------------------
+
+  // Creates the group on the unit with its data qualifiers, or takes one more reference on it: two
+  // fields beyond the L3 header, five inside VXLAN, at the places that openFlowUdfIpProto chooses.
+  // False when hardware has no room; then nothing is left, and udfResourceError is set.
+  bool createGroupOpenFlowAclUdf( U32 unit, U32 groupId );
+  // Destroys the data qualifiers of a group that is gone from the unit.
   void destroyOpenFlowUdfQualifiers( U32 unit, U32 pipeGroupId );
-  // UDF qualifiers of mirroring groups.
-  void uninitializeMirroringUdfQualifiers( U32 unit, U32 pipeGroupId );
 
  private:
+  friend class MirroringGroupRebuild;
+  friend class OpenFlowGroup;
+
   bool applyUnitControls();
   void clearGroupFlags();
   void dropOvidWarSm();
@@ -289,6 +364,15 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   U32 freeEntries( U32 unit, U32 group );
   void compressFreedSlices( U32 unit );
   void destroyPipeGroup( U32 unit, U32 pipeGroupId );
+  U32 createRangeChecker( U32 unit, RangeCheckerDesc desc );
+  void dropUnusedRangeChecker( RangeCheckerDesc desc );
+  void destroyPolicers( U32 unit, U32 basePolicerId, U32 pipes ) const;
+  bool createCopies( GroupBuilder & builder, U32 unit, U32 group, GroupReferences & taken );
+  void releaseUdfQualifiers( U32 unit, U32 pipeGroupId );
+  void releaseMirroringUdfs( U32 unit, U32 groupId );
+  void forgetMirroringAclType( U32 group );
+  GroupUdfQualApplyStatus placeNewUdf( U32 groupId, S32 aclType, UdfUnitSpec spec );
+  void noteUdfProgrammed( U32 unit );
   bool referenceExisting( U32 unit, U32 group, const PipeCopy & at, GroupReferences & taken );
 
   Kiv::Scalar< bool > initialized_{ this, "initialized", false };

@@ -14,21 +14,28 @@ namespace Morvane {
 using namespace Kiv::Integers;
 
 // Identifies a checker: the interval, both ends inclusive, and the SDK's flags for it.
-struct RangeCheckerDesc : Kiv::Value {
-  U32 low = 0;
-  U32 high = 0;
-  U32 rangeFlags = 0;
-
+class RangeCheckerDesc : public Kiv::Value {
+ public:
   RangeCheckerDesc() = default;
-  RangeCheckerDesc( U32 lowest, U32 highest, U32 flags )
-      : low( lowest ), high( highest ), rangeFlags( flags ) {}
+  RangeCheckerDesc( U32 low, U32 high, U32 rangeFlags )
+      : low_( low ), high_( high ), rangeFlags_( rangeFlags ) {}
+
+  U32 low() const { return low_; }
+  U32 high() const { return high_; }
+  // BCM_FIELD_RANGE_*; the library passes them on.
+  U32 rangeFlags() const { return rangeFlags_; }
 
   static constexpr const char * typeName = "Morvane::RangeCheckerDesc";
   static constexpr auto fields() {
-    return std::make_tuple( Kiv::field( "low", &RangeCheckerDesc::low ),
-                            Kiv::field( "high", &RangeCheckerDesc::high ),
-                            Kiv::field( "rangeFlags", &RangeCheckerDesc::rangeFlags ) );
+    return std::make_tuple( Kiv::field( "low", &RangeCheckerDesc::low_ ),
+                            Kiv::field( "high", &RangeCheckerDesc::high_ ),
+                            Kiv::field( "rangeFlags", &RangeCheckerDesc::rangeFlags_ ) );
   }
+
+ private:
+  U32 low_ = 0;
+  U32 high_ = 0;
+  U32 rangeFlags_ = 0;
 };
 
 // One shared range checker; its name is the text form of its descriptor.

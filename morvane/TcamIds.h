@@ -31,6 +31,11 @@ constexpr U32 tcamId( U32 number, U32 pipe, U32 copy ) {
          ( copy << tcamCopyBits.first & tcamCopyBits.mask() );
 }
 
+// Policer of one pipe where every pipe has policer ids of its own.
+constexpr U32 pipePolicerId( U32 basePolicerId, U32 pipe ) {
+  return pipe << tcamPipeBits.first | basePolicerId;
+}
+
 // First entry id of a group's ranges. Entry 0 means none, so group 0 starts at 1.
 constexpr U32 firstBaseEntry( U32 group ) {
   return group == 0 ? 1 : group << 16;

@@ -1,8 +1,12 @@
-// Records of user-defined-field qualifiers: what one matches, and which ones a group carries.
+// User-defined fields: the outcome of programming one, and the records of the data qualifiers.
 //
 // The group manager owns the records; UDF programming fills them, start-up creates them empty.
+//
+// Data-qualifier ids are per unit. Every collection of them has keys that carry the unit as well
+// (udfQualKey), so that unit 0's keys are the ids themselves.
 #pragma once
 
+#include "Fru/Hal/BitRange.h"
 #include "kiv/Attribute.h"
 #include "kiv/Entity.h"
 #include "kiv/Enum.h"
@@ -23,6 +27,47 @@ using namespace Kiv::Integers;
 
 // Where the offset of a user-defined field counts from.
 KIV_ENUM( UdfOffsetBase, MORVANE_UDF_OFFSET_BASES );
+
+// Keys of data qualifiers: the SDK's id in bits 0-23, the unit in bits 24-31.
+inline constexpr Fru::Hal::BitRange udfQualIdBits{ 0, 24 };
+inline constexpr Fru::Hal::BitRange udfUnitBits{ 24, 8 };
+
+constexpr U32 udfQualKey( U32 unit, S32 qualId ) {
+  return udfUnitBits.set( udfQualIdBits.set( 0, static_cast< U32 >( qualId ) ), unit );
+}
+
+#define MORVANE_GROUP_UDF_CREATE_STATUSES( X )   \
+  X( udfCreateFailure )                          \
+  X( udfCreateSuccessNoGroupRecreate )           \
+  X( udfCreateSuccessWithGroupRecreate )         \
+  X( udfCreateFailureWithUdfResourceExhaustion ) \
+  X( udfCreateFailureWithGroupRecreateFailure )  \
+  X( udfUnsupportedFailure )
+
+// How programming a qualifier ended; the numbers are fixed.
+//   udfCreateFailure                            nothing was programmed, nothing has changed
+//   udfCreateSuccessNoGroupRecreate             the group goes on with all its entries
+//   udfCreateSuccessWithGroupRecreate           the group was rebuilt and is empty: all its rules,
+//                                               and their user-defined fields, are to be added anew
+//   udfCreateFailureWithUdfResourceExhaustion   no room for the qualifier; nothing has changed
+//   udfCreateFailureWithGroupRecreateFailure    the group is gone with its entries and qualifiers
+KIV_ENUM( GroupUdfCreateStatus, MORVANE_GROUP_UDF_CREATE_STATUSES );
+
+struct GroupUdfQualApplyStatus : Kiv::Value {
+  S32 qualId = -1;  // data-qualifier id on the unit; -1: none
+  GroupUdfCreateStatus udfCreateStatus = udfCreateFailure;
+
+  GroupUdfQualApplyStatus() = default;
+  GroupUdfQualApplyStatus( S32 id, GroupUdfCreateStatus status )
+      : qualId( id ), udfCreateStatus( status ) {}
+
+  static constexpr const char * typeName = "Morvane::GroupUdfQualApplyStatus";
+  static constexpr auto fields() {
+    return std::make_tuple(
+        Kiv::field( "qualId", &GroupUdfQualApplyStatus::qualId ),
+        Kiv::field( "udfCreateStatus", &GroupUdfQualApplyStatus::udfCreateStatus ) );
+  }
+};
 
 // One programmed qualifier.
 struct UdfUnitSpec : Kiv::Value {
@@ -45,6 +90,10 @@ struct UdfUnitSpec : Kiv::Value {
         Kiv::field( "ipProtocol", &UdfUnitSpec::ipProtocol ),
         Kiv::field( "refCount", &UdfUnitSpec::refCount ) );
   }
+
+  static constexpr S32 maxOffset = 127;
+  // The offset as a record takes it. Throws RangeException outside 0 to 127.
+  KIV_API static U8 checkedOffset( S32 offset );
 };
 
 // The data qualifiers that a group carries.
@@ -56,8 +105,11 @@ class KIV_API GroupUdfQual : public Kiv::Entity {
 
   explicit GroupUdfQual( const Kiv::Name & name ) : Kiv::Entity( name ) {}
 
-  // Rule uses in this group by data-qualifier id.
+  // Rule uses in this group by udfQualKey. A member with 0 uses is in the group's qualifier set and
+  // waits for rules to be added anew.
   KIV_COUNTS( Kiv::HashMap, U32, U32, udfQualId, UdfQualId );
+  // Takes a qualifier in that no rule uses yet, and returns its key.
+  U32 newUdfQualId( U32 unit, S32 qualId );
 };
 
 }  // namespace Morvane

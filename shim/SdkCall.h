@@ -136,6 +136,9 @@ void callSdkUnchecked( const SdkCallSite & site, const SdkBoundCall< Call > & bo
 
 #define SDK_CALL( ... ) \
   ::Shim::callSdk( SDK_SITE( #__VA_ARGS__, " (rc:" ), ::Shim::SdkCalls{}.__VA_ARGS__ )
+// The same where the result is known as rv.
+#define SDK_CALL_RV( ... ) \
+  ::Shim::callSdk( SDK_SITE( #__VA_ARGS__, " (rv:" ), ::Shim::SdkCalls{}.__VA_ARGS__ )
 #define SDK_CHECKED( ... )                                                                   \
   ::Shim::callSdkChecked( SDK_SITE( #__VA_ARGS__, " (rc:" ), ::Shim::SdkCalls{}.__VA_ARGS__, \
                           ::Shim::tolerateNothing )

@@ -77,7 +77,7 @@ class KIV_API SdkDecorator : public SdkShim {
  protected:
   // Runs instead of every operation; the default makes the call.
   virtual int around( const SdkCallInfo & info, const SdkInvocation & call ) {
-    (void)info;
+    ( void )info;
     return call();
   }
   SdkShim & next() const {

@@ -200,6 +200,7 @@ enum bcm_field_action_t : int {
   bcmFieldActionCopyToCpu = 3,     // forward and send a copy to the processor
   bcmFieldActionRedirectPbmp = 4,  // send to a set of ports (bcm_field_action_ports_add)
   bcmFieldActionEgressMask = 5,    // keep off a set of ports (bcm_field_action_ports_add)
+  bcmFieldActionMirrorPbmp = 6,    // copy to a set of ports as well (bcm_field_action_ports_add)
 };
 
 // --- Statistics --------------------------------------------------------------------------------

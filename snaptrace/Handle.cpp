@@ -36,7 +36,7 @@ void Handle::enabledIs( bool enabled, U32 bytes ) {
     auto ring = std::make_unique< RingBuf >( bytes );
     RingBuf * none = nullptr;
     if ( ringBuf_.compare_exchange_strong( none, ring.get(), std::memory_order_acq_rel ) ) {
-      ring.release();
+      static_cast< void >( ring.release() );  // the handle owns it now
     }
   }
   enabled_.store( enabled, std::memory_order_relaxed );

@@ -29,7 +29,7 @@ struct ActionView {
   bcm_field_action_t action = bcmFieldActionPermit;
   U32 param0 = 0;
   U32 param1 = 0;
-  bcm_pbmp_t ports = {};  // of RedirectPbmp and EgressMask; otherwise empty
+  bcm_pbmp_t ports = {};  // of RedirectPbmp, EgressMask and MirrorPbmp; otherwise empty
   friend bool operator==( const ActionView &, const ActionView & ) = default;
 };
 

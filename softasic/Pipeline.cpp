@@ -13,6 +13,11 @@ struct StageDecision {
   bool redirect = false;
 };
 
+void addPorts( bcm_pbmp_t & ports, const bcm_pbmp_t & more ) {
+  for ( U32 i = 0; i < BCM_PBMP_PORT_MAX / 32; ++i )
+    ports.pbits[ i ] |= more.pbits[ i ];
+}
+
 void apply( const ActionView & action, StageDecision & decided, Verdict & verdict ) {
   switch ( action.action ) {
     case bcmFieldActionDrop:
@@ -32,8 +37,10 @@ void apply( const ActionView & action, StageDecision & decided, Verdict & verdic
       verdict.redirectPorts = action.ports;
       return;
     case bcmFieldActionEgressMask:
-      for ( U32 i = 0; i < BCM_PBMP_PORT_MAX / 32; ++i )
-        verdict.egressMask.pbits[ i ] |= action.ports.pbits[ i ];
+      addPorts( verdict.egressMask, action.ports );
+      return;
+    case bcmFieldActionMirrorPbmp:
+      addPorts( verdict.mirrorPorts, action.ports );
       return;
   }
 }

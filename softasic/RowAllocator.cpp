@@ -108,7 +108,7 @@ void RowAllocator::rerank( Entry & entry, U64 rank ) {
   entry.rank = rank;
   const bool placed = insert( entry );  // at least the row just given up is free
   assert( placed );
-  (void)placed;
+  ( void )placed;
   if ( entry.slice != slice || entry.row != row )
     ++moves_;
 }

@@ -63,7 +63,7 @@ U64 SoftAsic::now( U32 unit ) const {
 
 void SoftAsic::advance( U32 unit, U64 nanoseconds ) {
   const Guard guard( *this );
-  (void)at( unit );
+  ( void )at( unit );
   units_[ unit ]->advance( nanoseconds );
 }
 

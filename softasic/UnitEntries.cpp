@@ -75,10 +75,11 @@ int Unit::bcm_field_action_add( bcm_field_entry_t entry, bcm_field_action_t acti
   return addAction( entry, { action, param0, param1, {} } );
 }
 
-// Redirect and egress mask.
+// Redirect, egress mask and mirror.
 int Unit::bcm_field_action_ports_add( bcm_field_entry_t entry, bcm_field_action_t action,
                                       bcm_pbmp_t ports ) {
-  if ( action != bcmFieldActionRedirectPbmp && action != bcmFieldActionEgressMask )
+  if ( action != bcmFieldActionRedirectPbmp && action != bcmFieldActionEgressMask &&
+       action != bcmFieldActionMirrorPbmp )
     return BCM_E_PARAM;
   if ( !isSubset( ports, ports_.config().all ) )
     return BCM_E_PORT;

@@ -25,6 +25,7 @@ struct Verdict {
   bool redirect = false;          // `redirectPorts` replaces the forwarding decision
   bcm_pbmp_t redirectPorts = {};  // of the group with the highest priority that redirects
   bcm_pbmp_t egressMask = {};     // ports to keep off, of all groups together
+  bcm_pbmp_t mirrorPorts = {};    // ports that get a copy, of all groups together
   // Winners, stage by stage, in a stage by falling group priority.
   std::vector< Match > matches;
 };

@@ -13,6 +13,8 @@ UnitAudit::UnitAudit( const Morvane::MorvaneTcamGroupManager & manager,
     groups_.emplace( group.id, std::move( group ) );
   for ( SoftAsic::StatView & stat : chip.statistics( unit ) )
     statistics_.emplace( stat.id, std::move( stat ) );
+  for ( SoftAsic::RangeView & checker : chip.ranges( unit ) )
+    rangeCheckers_.emplace( checker.id, std::move( checker ) );
 }
 
 void UnitAudit::run() {
@@ -25,7 +27,31 @@ void UnitAudit::run() {
   auditForeignStats();
   auditGroups();
   auditPreselectors();
+  auditRangeCheckers();
+  auditPolicers();
+  auditDataQualifiers();
 }
+
+namespace {
+
+template < class Iter >
+bool isHeld( U32 entry, Iter unit ) {
+  for ( ; unit; ++unit )
+    if ( unit.member()->entryCreatedHas( entry ) )
+      return true;
+  return false;
+}
+
+// An owner holds its entry on some unit.
+void auditOwners( const Morvane::MorvaneTcamGroupManager & manager,
+                  std::vector< std::string > & differences ) {
+  for ( auto it = manager.tcamManagerForEntryIterConst(); it; ++it )
+    if ( !isHeld( it.key(), it.value()->internalUnitEntryIterConst() ) )
+      differences.push_back( fmt::format( "{} is the owner of entry {:#x}, which it does not hold",
+                                          it.value()->desc().charPtr(), it.key() ) );
+}
+
+}  // namespace
 
 std::vector< std::string > audit( const Morvane::MorvaneTcamGroupManager & manager,
                                   const SoftAsic::SoftAsic & chip ) {
@@ -38,6 +64,7 @@ std::vector< std::string > audit( const Morvane::MorvaneTcamGroupManager & manag
     differences.push_back( fmt::format( "{} SDK calls were made without the SDK lock", calls ) );
   for ( auto it = manager.modChipInfoIterConst(); it; ++it )
     UnitAudit( manager, chip, it.key(), differences ).run();
+  auditOwners( manager, differences );
   return differences;
 }
 

@@ -11,6 +11,9 @@
 //                map of VLANs holding exactly the entries that match them
 //   statistics   the same object on both sides, attached to its entry
 //   preselectors the recorded one of each group, used by that group alone
+//   checkers     of ranges: on both sides, with the same interval and flags, while they have users
+//   policers     in every pipe, with the same limits; attached alike to every copy of an entry
+//   data qualifiers  as recorded, used as often as their groups say, matched on by these groups
 //
 // It reads the managers' public attributes and the chip's inspection functions and changes nothing.
 //

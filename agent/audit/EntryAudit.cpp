@@ -62,6 +62,7 @@ void UnitAudit::auditCopy( const EntryManager & owner, const Books & books, U32 
   if ( owner.allocateStatsPerEntry() == ( copy->stat == 0 ) )
     report( "entry {:#x} has {} statistics", id, copy->stat == 0 ? "no" : "unwanted" );
   auditStat( books, *copy );
+  auditPolicer( owner, at, *copy, first );
 }
 
 // An entry of a range that nobody holds waits in hardware, wiped.
@@ -72,7 +73,7 @@ void UnitAudit::auditIdleEntry( const EntryManager & owner, U32 entry ) {
     const auto copy = chip_.entry( unit_, id );
     if ( !copy )
       report( "entry {:#x} of the range of {} is not on the chip", id, owner.desc().charPtr() );
-    else if ( copy->installed || !copy->enabled || copy->stat != 0 ||
+    else if ( copy->installed || !copy->enabled || copy->stat != 0 || copy->policer != 0 ||
               copy->pending != SoftAsic::RuleView() )
       report( "entry {:#x} of {} is not wiped", id, owner.desc().charPtr() );
   }
@@ -115,6 +116,14 @@ void UnitAudit::auditRecords( const EntryManager & owner, const Books & books ) 
     orphan( "an idle mark of a twin", it.key() );
   for ( auto it = books.loopbackPortRedirectActionIterConst(); it; ++it )
     orphan( "a loopback redirect", it.key() );
+  for ( auto it = books.tcamEntryBcmPbmpIterConst(); it; ++it )
+    orphan( "a store of input ports", it.key() );
+  for ( auto it = books.outportsBcmPbmpIterConst(); it; ++it )
+    orphan( "a store of output ports", it.key() );
+  for ( auto it = books.rangeEntryMissingIterConst(); it; ++it )
+    if ( !books.rangeCreated() || books.entryCreatedHas( it.key() ) ||
+         it.key() < owner.baseEntry() || it.key() >= owner.endEntry() )
+      report( "entry {:#x} of {} is wrongly marked as missing", it.key(), owner.desc().charPtr() );
 }
 
 void UnitAudit::auditForeignEntries() {

@@ -33,7 +33,7 @@ void UnitAudit::auditCounts( U32 pipeGroup, const Morvane::GroupCounts & counts 
 S64 UnitAudit::expectedReferences( U32 pipeGroup ) const {
   const U32 groupId = Morvane::tcamNumberBits.get( pipeGroup );
   const auto held = references_.find( groupId );
-  if ( held == references_.end() )
+  if ( held == references_.end() || !isCopy( pipeGroup ) )
     return 0;
   // A mirroring group that exists takes no further references.
   if ( manager_.groupMirroringAclValid( static_cast< U8 >( groupId ) ) )
@@ -42,17 +42,28 @@ S64 UnitAudit::expectedReferences( U32 pipeGroup ) const {
   return manager_.ovidWar( groupId ) ? 2 * held->second : held->second;
 }
 
+// Start-up sizes the counter records of a group by other qualifiers than its creation does.
+bool UnitAudit::isCopy( U32 pipeGroup ) const {
+  for ( const Morvane::PipeCopy at :
+        manager_.pipeCopies( unit_, Morvane::tcamNumberBits.get( pipeGroup ) ) )
+    if ( at.pipeGroup == pipeGroup )
+      return true;
+  return false;
+}
+
 void UnitAudit::auditPreselectors() {
   std::map< U32, U32 > recorded;  // group by preselector
   for ( auto it = manager_.groupIdToPreselIdIterConst(); it; ++it ) {
-    // The record of a group that is gone may be left of the time before a re-initialisation.
-    if ( it.key().unit == unit_ && groups_.contains( it.key().groupId ) )
+    // Without the mark, the record of a group that is gone is of the time before a
+    // re-initialisation.
+    if ( it.key().unit == unit_ &&
+         ( groups_.contains( it.key().groupId ) || manager_.preselectorLeft( it.key() ) ) )
       recorded.emplace( it.value(), it.key().groupId );
   }
   for ( const SoftAsic::PreselView & presel : chip_.preselectors( unit_ ) ) {
     if ( !recorded.contains( presel.id ) )
       report( "preselector {} belongs to nobody", presel.id );
-    else if ( presel.users != 1 )
+    else if ( presel.users != ( groups_.contains( recorded[ presel.id ] ) ? 1 : 0 ) )
       report( "preselector {} has {} groups", presel.id, presel.users );
   }
   for ( const auto & [ id, group ] : groups_ )

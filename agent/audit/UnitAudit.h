@@ -6,6 +6,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "morvane/MorvaneTcamGroupManager.h"
@@ -54,6 +55,21 @@ class UnitAudit {
   void auditPreselectors();
   void auditPreselectorOf( const SoftAsic::GroupView & group );
   S64 expectedReferences( U32 pipeGroup ) const;
+  bool isCopy( U32 pipeGroup ) const;
+
+  // Range checkers and policers (SharedAudit.cpp)
+  void auditRangeCheckers();
+  void auditRangeChecker( const Morvane::RangeCheckerData & data );
+  void auditPolicer( const EntryManager & owner, const Morvane::PipeCopy & at,
+                     const SoftAsic::EntryView & copy, const SoftAsic::EntryView & first );
+  void auditPolicers();
+
+  // Data qualifiers (DataQualifierAudit.cpp)
+  void auditDataQualifiers();
+  void auditDataQualifier( const Morvane::UdfUnitSpec & spec,
+                           const SoftAsic::DataQualifierView & onChip );
+  void auditCarried( U32 groupId, const Morvane::GroupUdfQual & carried,
+                     const std::set< U32 > & owned );
 
   template < class... A >
   void report( fmt::format_string< A... > text, A &&... args ) {
@@ -72,7 +88,8 @@ class UnitAudit {
   std::set< U32 > ownedStats_;
   // By VLAN: the entries whose twins match its untagged packets, with their managers.
   std::map< U16, std::map< U32, const EntryManager * > > twins_;
-  std::map< U32, S64 > references_;  // by group id: what its managers hold
+  std::map< U32, SoftAsic::RangeView > rangeCheckers_;  // on the chip, and not seen in the books
+  std::map< U32, S64 > references_;                     // by group id: what its managers hold
 };
 
 }  // namespace Audit

@@ -84,27 +84,39 @@ void MorvaneTcamEntryManager::handleInitialized() {
                               << " group " << group() << " baseEntry " << baseEntry()
                               << " endEntry " << endEntry() << " desc " << desc();
   allocateStatsPerEntryIs( !noStatsPerEntryGroup( group() ) );
-  const MorvaneCentral::Attributes & agent = MorvaneCentral::morvaneAttributes();
-  for ( auto unitIter = groupManager()->modChipInfoIterConst(); unitIter; ++unitIter ) {
-    const U32 unit = unitIter.key();
-    internalUnitEntryIs( unit );
-    exhaustedIs( unit, false );
-    if ( Shim::sdk_->kelmor_field_udf_short( unit ) )
-      maxUdfLengthIs( 28 );
-    if ( !doAllocAtBeginning( strategy(), group(), agent.allocAtBeginning, agent.pdpModeEnabled,
-                              Shim::sdk_->kelmor_field_alloc_at_beginning( unit ) ) )
-      continue;
-    KIV_ASSERT( initializeGroup( unit ) );
-    try {
-      // A chunk that does not fit leaves the unit exhausted and is tried again at its first use.
-      if ( !allocateAllEntries( unit ) )
-        giveBackGroup( unit );
-    } catch ( ... ) {
-      giveBackGroup( unit );
-      throw;
-    }
+  try {
+    for ( auto unitIter = groupManager()->modChipInfoIterConst(); unitIter; ++unitIter )
+      prepareUnit( unitIter.key() );
+  } catch ( ... ) {
+    giveBackRanges();
+    throw;
   }
   initializedIs( true );
+}
+
+void MorvaneTcamEntryManager::prepareUnit( U32 unit ) {
+  internalUnitEntryIs( unit );
+  exhaustedIs( unit, false );
+  if ( Shim::sdk_->kelmor_field_udf_short( unit ) )
+    maxUdfLengthIs( 28 );
+  const MorvaneCentral::Attributes & agent = MorvaneCentral::morvaneAttributes();
+  if ( !doAllocAtBeginning( strategy(), group(), agent.allocAtBeginning, agent.pdpModeEnabled,
+                            Shim::sdk_->kelmor_field_alloc_at_beginning( unit ) ) )
+    return;
+  KIV_ASSERT( initializeGroup( unit ) );
+  // A chunk that does not fit leaves the unit exhausted and is tried again at its first use.
+  if ( !allocateAllEntries( unit ) )
+    giveBackGroup( unit );
+}
+
+void MorvaneTcamEntryManager::giveBackRanges() {
+  for ( auto it = internalUnitEntryIterConst(); it; ++it ) {
+    const U32 unit = it.key();
+    if ( it.member()->rangeCreated() )
+      deallocateAllEntries( unit );
+    giveBackGroup( unit );
+  }
+  exhaustedDelAll();
 }
 
 Kiv::ValidPtr< UnitEntriesCreated > MorvaneTcamEntryManager::unitEntries( U32 unit ) const {
@@ -210,13 +222,16 @@ void MorvaneTcamEntryManager::programMulticastWarEntry( U32 unit, U32 entry ) {
 void MorvaneTcamEntryManager::giveBackGroup( U32 unit ) {
   const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
   const U32 kept = entries->rangeCreated() ? 1 : 0;
+  std::exception_ptr broken;
   while ( entries->groupReferences() > kept ) {
     // What an attempt that was broken off has given back already is passed over.
     for ( const PipeCopy c : copies( unit ) )
       if ( countsOf( c ).unitRefCount( unit ) > 0 )
-        groupManager()->uninitializeTcamGroup( unit, c.pipeGroup, true );
+        groupManager()->giveBackReference( unit, c.pipeGroup, broken );
     entries->groupReferencesIs( entries->groupReferences() - 1 );
   }
+  if ( broken )
+    std::rethrow_exception( broken );
 }
 
 // Called when an entry went, or was not had: a manager without entries keeps no group.

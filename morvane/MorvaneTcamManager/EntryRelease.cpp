@@ -50,6 +50,8 @@ bool MorvaneTcamEntryManager::releaseEntryCopy( U32 unit, UnitEntriesCreated & e
                                                 const PipeCopy & at, U32 entryId ) {
   if ( !entries.groupIdHas( entryId ) )
     return false;
+  // The books do not say whether the entry has a policer, and a busy entry cannot go.
+  SDK_CHECKED( bcm_field_entry_policer_detach_all( unit, entryId ) );
   if ( allocateStatsPerEntry() )
     removeStats( unit, entries, entryId );
   bool sliceFreed = false;
@@ -70,7 +72,7 @@ template < class Iter >
 Kiv::Ptr< MorvaneTcamEntryManager > holderOf( U32 entry, Iter manager,
                                               const MorvaneTcamEntryManager * but ) {
   for ( ; manager; ++manager ) {
-    const Kiv::Ptr< MorvaneTcamEntryManager > holder = manager.member();
+    Kiv::Ptr< MorvaneTcamEntryManager > holder = manager.member();
     for ( auto it = holder->internalUnitEntryIterConst(); it; ++it )
       if ( holder.rawPtr_ != but && it.member()->entryCreatedHas( entry ) )
         return holder;

@@ -1,6 +1,7 @@
 #include "morvane/MorvaneTcamManager/GroupBuilder.h"
 
 #include "kiv/Assert.h"
+#include "morvane/AclType.h"
 #include "morvane/MorvaneTcamManager/MirroringQualifiers.h"
 #include "morvane/MorvaneTcamManager/Trace.h"
 #include "shim/SdkCall.h"
@@ -10,9 +11,17 @@ namespace Morvane {
 // --- Qualifier set ---------------------------------------------------------------------------
 
 void GroupBuilder::makeQualifierSet() {
-  addFromList( qualifierList() );
+  manager_.stageIngressIs( group_, true );
+  const U32 * const list = qualifierList();
+  addFromList( list );
+  noteList( list );
   correctForChipType();
   adjustForUnit();
+}
+
+void GroupBuilder::addDataQualifier( S32 qualId ) {
+  const int rc = manager_.addUdfQualifierToQset( unit_, &qset_, qualId );
+  SDK_RESULT( rc );
 }
 
 const U32 * GroupBuilder::qualifierList() const {
@@ -35,11 +44,16 @@ const U32 * GroupBuilder::mirroringList() const {
 
 void GroupBuilder::addFromList( const U32 * qualifiers ) {
   for ( ; *qualifiers != bcmFieldQualifyCount; ++qualifiers ) {
-    MORVANE_TRACE( traceDetail ) << "Unit: " << unit_
-                                 << " initializeGroup adding qual=" << *qualifiers;
+    MORVANE_TRACE( traceDetail ) << "Unit: " << unit_ << " " << request_.operation
+                                 << " adding qual=" << *qualifiers;
     qset_.add( *qualifiers );
-    noteQualifier( *qualifiers );
   }
+}
+
+// Only the group's own list decides; what a chip type adds does not.
+void GroupBuilder::noteList( const U32 * qualifiers ) {
+  for ( ; *qualifiers != bcmFieldQualifyCount; ++qualifiers )
+    noteQualifier( *qualifiers );
 }
 
 void GroupBuilder::noteQualifier( U32 qualifier ) {
@@ -69,17 +83,12 @@ void GroupBuilder::correctForChipType() {
     const U32 * qual = getGroupExcludes( manager_.groupIdToExcludeIndex( key ) )->qualifiers;
     for ( ; *qual != bcmFieldQualifyCount; ++qual ) {
       MORVANE_TRACE( traceDetail )
-          << "Unit: " << unit_ << " initializeGroup removing qual=" << *qual;
+          << "Unit: " << unit_ << " " << request_.operation << " removing qual=" << *qual;
       qset_.remove( *qual );
     }
   }
-  if ( manager_.groupIdToIncludeIndexHas( key ) ) {
-    const U32 * qual = getGroupIncludes( manager_.groupIdToIncludeIndex( key ) )->qualifiers;
-    for ( ; *qual != bcmFieldQualifyCount; ++qual ) {
-      MORVANE_TRACE( traceDetail ) << "Unit: " << unit_ << " initializeGroup adding qual=" << *qual;
-      qset_.add( *qual );
-    }
-  }
+  if ( manager_.groupIdToIncludeIndexHas( key ) )
+    addFromList( getGroupIncludes( manager_.groupIdToIncludeIndex( key ) )->qualifiers );
 }
 
 void GroupBuilder::adjustForUnit() {
@@ -112,9 +121,8 @@ bool GroupBuilder::keepsTwins() const {
 
 void GroupBuilder::prepare() {
   const U32 unit = unit_;
-  bcm_port_config_t portConfig = {};
+  bcm_port_config_t & portConfig = portConfig_;
   SDK_CHECKED( bcm_port_config_get( unit, &portConfig ) );
-  portConfig_ = portConfig;
 
   common_ = {};
   if ( largeSlice_ )
@@ -155,6 +163,9 @@ void GroupBuilder::createPreselector( const PipeCopy & at, bcm_field_group_confi
   const U32 unit = unit_;
   const U32 pipe = at.pipe;
   const bcm_port_config_t & portConfig = portConfig_;
+  // Without the mark, what the books name is of the time before a re-initialisation.
+  if ( manager_.preselectorLeft( { unit, at.pipeGroup } ) )
+    manager_.doDestroyGroupPreselId( unit, at.pipeGroup );
   bcm_field_presel_t preselId = 0;
   SDK_CHECKED( bcm_field_presel_create( unit, &preselId ) );
   manager_.doStoreGroupPreselId( unit, at.pipeGroup, preselId );
@@ -175,8 +186,8 @@ bool GroupBuilder::create( const PipeCopy & at ) {
   const bool wasOvidWar = manager_.ovidWar( at.pipeGroup );
   if ( keepsTwins() )
     manager_.ovidWarIs( at.pipeGroup, true );
-  MORVANE_TRACE( traceGroup ) << "Unit: " << unit_ << " initializeGroup Creating group "
-                              << at.pipeGroup;
+  MORVANE_TRACE( traceGroup ) << "Unit: " << unit_ << " " << request_.operation
+                              << " Creating group " << at.pipeGroup;
   const U32 unit = unit_;
   const U32 groupId = at.pipeGroup;
   preselectorMade_ = false;
@@ -186,8 +197,11 @@ bool GroupBuilder::create( const PipeCopy & at ) {
       createPreselector( at, groupConfig );
     if ( createInHardware( groupConfig ) )
       return true;
-    SDK_UNCHECKED( bcm_field_group_dump( unit, groupId ) );
-    MORVANE_TRACE( traceFailure ) << "Unit: " << unit << " initializeGroup Could not create group!";
+    if ( !request_.forUdf ) {
+      SDK_UNCHECKED( bcm_field_group_dump( unit, groupId ) );
+      MORVANE_TRACE( traceFailure )
+          << "Unit: " << unit << " " << request_.operation << " Could not create group!";
+    }
   } catch ( ... ) {
     undo( at, wasOvidWar );
     throw;
@@ -211,14 +225,23 @@ void GroupBuilder::undo( const PipeCopy & at, bool wasOvidWar ) {
 bool GroupBuilder::createInHardware( bcm_field_group_config_t & groupConfig ) {
   const U32 unit = unit_;
   int rc = SDK_CALL( bcm_field_group_config_create( unit, &groupConfig ) );
-  if ( ( rc == BCM_E_RESOURCE || rc == BCM_E_UNAVAIL ) && largeSlice_ ) {
+  if ( isTriedAgain( rc ) ) {
     groupConfig.flags &= ~BCM_FIELD_GROUP_CREATE_LARGE;
     rc = SDK_CALL( bcm_field_group_config_create( unit, &groupConfig ) );
   }
-  if ( rc == BCM_E_RESOURCE )
+  if ( rc == BCM_E_RESOURCE || ( rc == BCM_E_UNAVAIL && request_.forUdf ) )
     return false;
   SDK_RESULT_OF( rc, bcm_field_group_config_create( unit, &groupConfig ) );
   return true;
+}
+
+bool GroupBuilder::isTriedAgain( int rc ) const {
+  if ( !request_.forUdf )
+    return ( rc == BCM_E_RESOURCE || rc == BCM_E_UNAVAIL ) && largeSlice_;
+  if ( rc < 0 )
+    MORVANE_TRACE( traceFailure ) << "Unit: " << unit_ << " " << request_.operation << " "
+                                  << "Retrying. Might need to allocate large slices";
+  return rc < 0;
 }
 
 }  // namespace Morvane

@@ -1,7 +1,8 @@
 // Builds the hardware copies of one group on one unit.
 //
-//   GroupBuilder builder( manager, unit, group );
+//   GroupBuilder builder( manager, unit, group, firstCreation );
 //   builder.makeQualifierSet();      // also decides stageIngress( group )
+//   builder.addDataQualifier( id );  // for each, if any
 //   builder.prepare();               // configuration and port sets
 //   for each copy: builder.create( copy )
 //
@@ -13,43 +14,47 @@
 
 namespace Morvane {
 
-// ACL types of a mirroring group.
-namespace Acl {
-constexpr S32 ip() {
-  return 0;
-}
-constexpr S32 ip6() {
-  return 1;
-}
-constexpr S32 mac() {
-  return 2;
-}
-}  // namespace Acl
+// On whose behalf a group is built.
+struct GroupRequest {
+  const char * operation;  // as the traces name it
+  // The group carries data qualifiers: whatever the refusal, it is tried again without a large
+  // slice, and a chip that cannot place it has no room for it.
+  bool forUdf;
+};
+
+inline constexpr GroupRequest firstCreation{ "initializeGroup", false };
+inline constexpr GroupRequest udfRebuild{ "reInitializeGroupWithMirroringAclUdf", true };
+inline constexpr GroupRequest flowProgramming{ "createGroupOpenFlowAclUdf", true };
 
 class GroupBuilder {
  public:
-  GroupBuilder( MorvaneTcamGroupManager & manager, U32 unit, U32 group )
-      : manager_( manager ), unit_( unit ), group_( group ) {}
+  GroupBuilder( MorvaneTcamGroupManager & manager, U32 unit, U32 group,
+                const GroupRequest & request )
+      : manager_( manager ), unit_( unit ), group_( group ), request_( request ) {}
 
   // The group's list, then the chip type's excludes and includes, then the chip's own adjustments.
   void makeQualifierSet();
+  // Lets the group match on a data qualifier of the unit as well.
+  void addDataQualifier( S32 qualId );
   // Reads the port sets and fills in what all copies have in common.
   void prepare();
   // Creates one copy. False when hardware has no room; any other failure ends the process.
   bool create( const PipeCopy & at );
 
-  const bcm_field_qset_t & qualifierSet() const { return qset_; }
+  const GroupRequest & request() const { return request_; }
 
  private:
   const U32 * qualifierList() const;
   const U32 * mirroringList() const;
   void addFromList( const U32 * qualifiers );
+  void noteList( const U32 * qualifiers );
   void noteQualifier( U32 qualifier );
   void correctForChipType();
   void adjustForUnit();
   bcm_field_group_config_t configFor( const PipeCopy & at ) const;
   void createPreselector( const PipeCopy & at, bcm_field_group_config_t & config );
   bool createInHardware( bcm_field_group_config_t & groupConfig );
+  bool isTriedAgain( int rc ) const;
   bool placedByPort() const;
   bool preselects() const;
   bool keepsTwins() const;
@@ -58,6 +63,7 @@ class GroupBuilder {
   MorvaneTcamGroupManager & manager_;
   const U32 unit_;
   const U32 group_;
+  const GroupRequest request_;
   bcm_field_qset_t qset_ = {};
   bcm_field_group_config_t common_ = {};
   bcm_port_config_t portConfig_ = {};

@@ -9,8 +9,6 @@
 
 namespace Morvane {
 
-Kiv::TraceHandle apiMorvane( "ApiMorvane" );
-
 RangeCheckerData::RangeCheckerData( const Kiv::Name & name, const RangeCheckerDesc & desc )
     : Kiv::Entity( name ), desc_( this, "desc", desc ) {}
 
@@ -71,6 +69,22 @@ Kiv::Ptr< Manager > makeManager( TcamGroupAssignment assignment, const Kiv::Stri
   return manager;
 }
 
+// The member under the key, made by make() when absent. Making it calls the SDK, so that another
+// activity may have put its own there meanwhile: that one stays, and ours gives back what it made.
+template < class Members, class Make, class... Parameters >
+auto memberOrMade( Members & members, TcamGroupAssignment assignment, Make make,
+                   const Parameters &... parameters ) {
+  auto member = members.get( assignment );
+  if ( !member ) {
+    auto made = make( assignment, parameters... );
+    member = members.instantiate( assignment, [ & ] { return made; } ).ptr();
+    if ( member.rawPtr_ != made.rawPtr_ )
+      made->giveBackRanges();
+  }
+  member->requireSameParameters( parameters... );
+  return member;
+}
+
 }  // namespace
 
 Kiv::Ptr< MorvaneBoundedTcamEntryManager > MorvaneTcamGroupManager::newEntryManager(
@@ -103,28 +117,22 @@ Kiv::ValidPtr< MorvaneBoundedTcamEntryManager > MorvaneTcamGroupManager::entryMa
     TcamGroupAssignment assignment, const Kiv::String8 & desc,
     MorvaneTcamGroupManager * groupManager, U32 group, U32 baseEntry, U32 endEntry,
     TcamAllocationStrategy strategy ) {
-  if ( const Kiv::Ptr< MorvaneBoundedTcamEntryManager > existing = entryManager( assignment ) ) {
-    existing->requireSameParameters( desc, groupManager, group, baseEntry, endEntry, strategy );
-    return existing;
-  }
-  return entryManager_.instantiate( assignment, [ & ] {
-    return newEntryManager( assignment, desc, groupManager, group, baseEntry, endEntry, strategy );
-  } );
+  const auto make = [ this ]( const auto &... parameters ) {
+    return newEntryManager( parameters... );
+  };
+  return memberOrMade( entryManager_, assignment, make, desc, groupManager, group, baseEntry,
+                       endEntry, strategy );
 }
 
 Kiv::ValidPtr< MorvaneUnboundedTcamEntryManager > MorvaneTcamGroupManager::unboundedEntryManagerIs(
     TcamGroupAssignment assignment, const Kiv::String8 & desc,
     MorvaneTcamGroupManager * groupManager, U32 group, U32 baseEntry, U32 endEntry,
     TcamAllocationStrategy strategy ) {
-  if ( const Kiv::Ptr< MorvaneUnboundedTcamEntryManager > existing =
-           unboundedEntryManager( assignment ) ) {
-    existing->requireSameParameters( desc, groupManager, group, baseEntry, endEntry, strategy );
-    return existing;
-  }
-  return unboundedEntryManager_.instantiate( assignment, [ & ] {
-    return newUnboundedEntryManager( assignment, desc, groupManager, group, baseEntry, endEntry,
-                                     strategy );
-  } );
+  const auto make = [ this ]( const auto &... parameters ) {
+    return newUnboundedEntryManager( parameters... );
+  };
+  return memberOrMade( unboundedEntryManager_, assignment, make, desc, groupManager, group,
+                       baseEntry, endEntry, strategy );
 }
 
 Kiv::Ptr< MorvaneTcamEntryManager > MorvaneTcamGroupManager::managerOf(
@@ -156,6 +164,7 @@ void MorvaneTcamGroupManager::ovidWarNotify( U32 group ) {
 U32 MorvaneTcamGroupManager::entriesAvailable( U32 unit, U32 groupId ) {
   GroupReferences taken;
   U32 free = 0;
+  const S32 mirAclType = groupMirroringAclType( static_cast< U8 >( groupId ) );
   try {
     if ( initializeGroup( unit, groupId, taken ) )
       free = freeEntries( unit, groupId );
@@ -164,6 +173,9 @@ U32 MorvaneTcamGroupManager::entriesAvailable( U32 unit, U32 groupId ) {
     throw;
   }
   giveBackReferences( unit, taken );
+  // A group that was made for the question is still to be made for its user.
+  if ( free != 0 && groupMirroringAclTypeHas( static_cast< U8 >( groupId ) ) )
+    groupMirroringAclTypeIs( static_cast< U8 >( groupId ), mirAclType );
   return free;
 }
 

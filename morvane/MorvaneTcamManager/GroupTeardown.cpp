@@ -1,5 +1,7 @@
 // Giving groups back: references, preselectors, and the hardware group with its last user.
 
+#include <exception>
+
 #include "kiv/Assert.h"
 #include "morvane/MorvaneTcamGroupManager.h"
 #include "morvane/MorvaneTcamManager/Trace.h"
@@ -8,13 +10,30 @@
 namespace Morvane {
 
 void MorvaneTcamGroupManager::uninitializeGroup( U32 unit, U32 groupId ) {
+  std::exception_ptr broken;
   for ( const PipeCopy c : pipeCopies( unit, groupId ) )
-    uninitializeTcamGroup( unit, c.pipeGroup, true );
+    giveBackReference( unit, c.pipeGroup, broken );
+  if ( broken )
+    std::rethrow_exception( broken );
 }
 
 void MorvaneTcamGroupManager::giveBackReferences( U32 unit, const GroupReferences & taken ) {
+  std::exception_ptr broken;
   for ( const U32 pipeGroupId : taken )
+    giveBackReference( unit, pipeGroupId, broken );
+  if ( broken )
+    std::rethrow_exception( broken );
+}
+
+void MorvaneTcamGroupManager::giveBackReference( U32 unit, U32 pipeGroupId,
+                                                 std::exception_ptr & broken ) {
+  try {
     uninitializeTcamGroup( unit, pipeGroupId, true );
+  } catch ( ... ) {
+    if ( groupCountsIs( pipeGroupId )->unitRefCount( unit ) > 0 )
+      throw;
+    broken = std::current_exception();
+  }
 }
 
 void MorvaneTcamGroupManager::uninitializeTcamGroup( U32 unit, U32 pipeGroupId, bool releaseUdf ) {
@@ -34,10 +53,16 @@ void MorvaneTcamGroupManager::uninitializeTcamGroup( U32 unit, U32 pipeGroupId, 
   }
   doDestroyGroupPreselId( unit, pipeGroupId );
 
+  // No copy that lives matches on a qualifier that is gone.
+  if ( releaseUdf && !groupExists( unit, tcamNumberBits.get( pipeGroupId ) ) )
+    releaseUdfQualifiers( unit, pipeGroupId );
+}
+
+void MorvaneTcamGroupManager::releaseUdfQualifiers( U32 unit, U32 pipeGroupId ) {
   const U8 key = static_cast< U8 >( pipeGroupId );
-  if ( releaseUdf && ( groupOpenFlowVxlanAclUdfValid( key ) || groupOpenFlowAclUdfValid( key ) ) )
+  if ( groupOpenFlowVxlanAclUdfValid( key ) || groupOpenFlowAclUdfValid( key ) )
     destroyOpenFlowUdfQualifiers( unit, pipeGroupId );
-  if ( releaseUdf && groupMirroringAclUdfValid( key ) )
+  if ( groupMirroringAclUdfValid( key ) )
     uninitializeMirroringUdfQualifiers( unit, pipeGroupId );
 }
 
@@ -67,7 +92,13 @@ void MorvaneTcamGroupManager::doDestroyGroupPreselId( U32 unit, U32 groupId ) {
     return;
   const U32 preselId = groupIdToPreselId( key );
   MORVANE_TRACE( traceGroup ) << "Unit: " << unit << " doDestroyGroupPreselId " << preselId;
-  SDK_CHECKED( bcm_field_presel_destroy( unit, preselId ) );
+  try {
+    SDK_CHECKED( bcm_field_presel_destroy( unit, preselId ) );
+  } catch ( ... ) {
+    preselectorLeftIs( key, true );
+    throw;
+  }
+  preselectorLeftDel( key );
   groupIdToPreselIdDel( key );
 }
 

@@ -215,6 +215,7 @@ void MorvaneTcamGroupManager::doSdkReInit() {
   groupIdToIncludeIndexDelAll();
   groupIdToIndexDelAll();
   groupCountsDelAll();
+  preselectorLeftDelAll();
   // A feature may still hold a manager; its marks count no more.
   for ( auto it = unboundedEntryManagerIterConst(); it; ++it )
     it.member()->exhaustedDelAll();

@@ -2,6 +2,7 @@
 
 #include <random>
 
+#include "agent/AclShares.h"
 #include "agent/RandomPackets.h"
 #include "tests/agent/TestSwitch.h"
 
@@ -16,7 +17,8 @@ Acl randomAcl( const std::string & name, U32 rules, U32 seed ) {
   std::mt19937 random( seed );
   const auto pick = [ & ]( U32 end ) { return static_cast< U32 >( random() ) % end; };
   constexpr U8 protocols[] = { protocolTcp, protocolUdp, protocolIcmp, 47 };
-  Acl acl{ name, name, {} };
+  Acl acl;
+  acl.name = acl.file = name;
   for ( U32 i = 0; i < rules; ++i ) {
     AclRule rule;
     rule.line = i + 1;
@@ -52,26 +54,20 @@ TEST( AclFeature, chipDecidesAsTheRulesSayOnEveryCopy ) {
     const std::vector< Acl > acls = { randomAcl( "a", 40, seed ),
                                       randomAcl( "b", 40, seed + 100 ) };
     for ( const Acl & acl : acls )
-      ASSERT_FALSE( sw.feature.addAcl( acl, compileAcl( acl ) ) );
+      ASSERT_FALSE( sw.feature.addAcl( acl ) );
     ASSERT_FALSE( sw.feature.addDenyRest() );
     EXPECT_THAT( sw.audit(), IsEmpty() );
 
-    const Policy policy = { { &acls[ 0 ], &acls[ 1 ] }, true };
+    const std::vector< Frame > frames = randomFrames( acls, seed, 1500 );
     std::vector< std::vector< RuleCounters > > sent( 2, std::vector< RuleCounters >( 40 ) );
-    U32 differing = 0;
-    for ( const PacketFields & packet : randomPackets( acls, seed, 1500 ) ) {
-      const PacketFate expected = expectedFate( policy, packet );
-      for ( const U32 port : sw.replay.portOfEveryCopy() ) {
-        const PacketFate fate = sw.replay.send( packet, port );
-        if ( fate != expected && ++differing < 5 )
-          ADD_FAILURE() << fateDifference( packet, port, expected, fate );
-        if ( expected.rule ) {
-          ++sent[ expected.rule->acl ][ expected.rule->rule ].packets;
-          sent[ expected.rule->acl ][ expected.rule->rule ].bytes += 60;
-        }
+    for ( const Frame & frame : frames ) {
+      for ( const RuleIndex & rule :
+            expectedFate( sw.feature.policy(), readFrame( frame ), {} ).rules ) {
+        sent[ rule.acl ][ rule.rule ].packets += sw.ports.size();
+        sent[ rule.acl ][ rule.rule ].bytes += 60 * sw.ports.size();
       }
     }
-    EXPECT_EQ( differing, 0U );
+    EXPECT_EQ( sw.differences( frames ), 0U );
     for ( U32 acl = 0; acl < 2; ++acl ) {
       for ( U32 rule = 0; rule < 40; ++rule ) {
         const RuleCounters counters = sw.feature.counters( { acl, rule } );
@@ -99,12 +95,12 @@ TEST( AclFeature, listThatDoesNotFitIsRolledBack ) {
     SCOPED_TRACE( resourceName( c.resource ) );
     TestSwitch sw( c.size );
     const Acl first = plainAcl( c.rule == 0 ? 0 : 10 );
-    ASSERT_FALSE( sw.feature.addAcl( first, compileAcl( first ) ) );
-    const U32 copies = static_cast< U32 >( sw.replay.portOfEveryCopy().size() );
+    ASSERT_FALSE( sw.feature.addAcl( first ) );
+    const U32 copies = static_cast< U32 >( sw.ports.size() );
     const auto before = sw.session.chip().tables( SwitchSession::unit );
 
     const Acl big = plainAcl( 600 );
-    const auto shortage = sw.feature.addAcl( big, compileAcl( big ) );
+    const auto shortage = sw.feature.addAcl( big );
     ASSERT_TRUE( shortage );
     EXPECT_EQ( shortage->resource, c.resource );
     EXPECT_EQ( shortage->rule, c.rule );
@@ -121,21 +117,87 @@ TEST( AclFeature, listThatDoesNotFitIsRolledBack ) {
     EXPECT_EQ( sw.feature.counters( { 1, 0 } ).packets, 0U );
     // Its ids and room are free for the next.
     const Acl next = plainAcl( c.rule == 0 ? 0 : 20 );
-    EXPECT_FALSE( sw.feature.addAcl( next, compileAcl( next ) ) );
+    EXPECT_FALSE( sw.feature.addAcl( next ) );
     EXPECT_THAT( sw.audit(), IsEmpty() );
+  }
+}
+
+// Lists of every kind at once, with frames that were cut and spoilt.
+TEST( AclFeature, kindsAndMalformedFrames ) {
+  const auto list = []( AclKind kind, std::vector< AclRule > rules ) {
+    Acl acl;
+    acl.kind = kind;
+    acl.rules = std::move( rules );
+    return acl;
+  };
+  AclRule ip6, ip6Icmp, mac, typed;
+  ip6.source6 = { { 0x20, 0x01, 0x0D, 0xB8 }, 33 };
+  ip6.destinationPorts = { 80, 90 };
+  ip6Icmp.anyProtocol = false;
+  ip6Icmp.protocol = protocolIcmp6;
+  ip6Icmp.icmpTypeCode = 0x8000;
+  ip6Icmp.icmpTypeCodeMask = 0xFF00;
+  ip6Icmp.forwarding = Forwarding::drop;
+  mac.sourceMac = { 0x020000000000, 0xFF0000000001 };
+  mac.vlan = { 5, 0xFFF };
+  mac.forwarding = Forwarding::drop;
+  typed.etherType = { 0x88CC, 0xFFFF };
+  typed.forwarding = Forwarding::none;
+  typed.copyToCpu = true;
+  const std::vector< Acl > acls = { randomAcl( "a", 20, 9 ),
+                                    list( AclKind::ipv6, { ip6, ip6Icmp } ),
+                                    list( AclKind::mac, { mac, typed } ) };
+  std::mt19937 random( 3 );
+  std::vector< Frame > frames = randomFrames( acls, 3, 3000 );
+  for ( Frame & frame : frames ) {
+    if ( random() % 3 == 0 )
+      frame.resize( random() % ( frame.size() + 1 ) );
+    if ( random() % 3 == 0 && !frame.empty() )
+      frame[ std::min< size_t >( 12 + random() % 16, frame.size() - 1 ) ] =
+          static_cast< U8 >( random() % 2 == 0 ? random() : 0x45 );
+  }
+  for ( const bool deny : { false, true } ) {
+    TestSwitch sw( { 2, true, false, false, 12, 1024, 512, 4, 0, 0, 384 } );
+    for ( const Acl & acl : acls )
+      ASSERT_FALSE( sw.feature.addAcl( acl ) );
+    if ( deny ) {
+      ASSERT_FALSE( sw.feature.addDenyRest() );
+    }
+    EXPECT_THAT( sw.audit(), IsEmpty() );
+    EXPECT_EQ( sw.differences( frames ), 0U );
+    sw.feature.clear();
+    EXPECT_THAT( sw.audit(), IsEmpty() );
+    EXPECT_TRUE( sw.chip().ranges( 0 ).empty() );
+    EXPECT_EQ( sw.chip().groups( 0 ).size(), sw.ports.size() );  // L2 control's
   }
 }
 
 TEST( AclFeature, platformMustServeIt ) {
   Platform::PlatformData platform = testPlatform( {} );
-  EXPECT_EQ( AclFeature::platformFault( platform ), "" );
+  Acl acl = plainAcl( 2 );
+  acl.rules[ 1 ].tcpFlagsMask = 1;
+  const auto fault = [ & ] {
+    const auto found = listFault( platform, acl );
+    return found ? fmt::format( "{}: {}", found->line, found->what ) : "";
+  };
+  EXPECT_EQ( fault(), "" );
   platform.groups[ 0 ].excludes = { bcmFieldQualifyTcpControl };
-  EXPECT_EQ( AclFeature::platformFault( platform ),
-             "group 1 of ipAclTcamGroup cannot match TcpControl" );
+  EXPECT_EQ( fault(), "2: group 1 of ipAclTcamGroup cannot match TcpControl" );
   platform.groups[ 0 ].includes = { bcmFieldQualifyTcpControl };
-  EXPECT_EQ( AclFeature::platformFault( platform ), "" );
-  platform.reservations.erase( platform.reservations.begin() );
-  EXPECT_NE( AclFeature::platformFault( platform ), "" );
+  EXPECT_EQ( fault(), "" );
+  acl.use = AclUse::mirror;
+  acl.mirrorPort = 8;
+  acl.mirrorPortLine = 4;
+  EXPECT_EQ( fault(), "4: mirror port 8: test has the ports 0 to 7" );
+  acl.mirrorPort = 7;
+  acl.rules[ 0 ].udf.emplace_back();
+  EXPECT_EQ( fault(), "0: this chip cannot match user-defined fields" );
+  platform.chip.dataChunks = 4;
+  EXPECT_EQ( fault(), "" );
+  platform.chip.fixedGroupKeys = true;
+  EXPECT_EQ( fault(), "1: this chip cannot widen a mirroring group for a new field" );
+  acl.use = AclUse::flow;
+  EXPECT_EQ( fault(), "0: the platform has no share for lists of type ipv4 and use flow" );
 }
 
 }  // namespace Agent

@@ -2,20 +2,33 @@
 target_compile_definitions(agent_test PRIVATE MORVANE_TCAM="$<TARGET_FILE:morvane-tcam>")
 add_dependencies(agent_test morvane-tcam)
 
-# morvane_real_set( platform set entries )
-function(morvane_real_set platform set entries)
-  set(name agent/real/${set}-${platform})
+# morvane_real_set( platform set ports entries )
+function(morvane_real_set platform set ports entries)
+  set(name agent/real/${set}-${platform}-${ports})
   add_test(NAME ${name} COMMAND ${CMAKE_COMMAND}
     -DCOMMAND=$<TARGET_FILE:morvane-tcam> -DPLATFORM=${platform}
-    -DACL=${MORVANE_TEST_DATA}/classbench/${set} -DENTRIES=${entries}
+    -DACL=${MORVANE_TEST_DATA}/classbench/${set} -DPORTS=${ports} -DENTRIES=${entries}
     -P ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/RealSet.cmake)
   set_tests_properties(${name} PROPERTIES
     LABELS real TIMEOUT 300 SKIP_REGULAR_EXPRESSION "rule set is absent")
 endfunction()
 
 foreach(platform small shared large)
-  morvane_real_set(${platform} acl1_1k 1307)
-  morvane_real_set(${platform} ipc1_1k 1289)
+  morvane_real_set(${platform} acl1_1k expand 1307)
+  morvane_real_set(${platform} ipc1_1k expand 1289)
 endforeach()
-morvane_real_set(large fw1_1k 2737)
-morvane_real_set(large acl4_10k 15689)
+morvane_real_set(large fw1_1k expand 2737)
+morvane_real_set(large fw1_1k auto 857)
+morvane_real_set(large acl4_10k expand 15689)
+
+# The examples in examples/, on every built-in platform. The 32-bit build reads no captures.
+if(NOT MORVANE_M32)
+  set(overlay --packets ${PROJECT_SOURCE_DIR}/examples/overlay.pcap)
+endif()
+foreach(platform small shared large)
+  foreach(example mirror-inner vxlan-flows)
+    add_test(NAME agent/example/${example}-${platform} COMMAND morvane-tcam run
+      --platform ${platform} --acl ${PROJECT_SOURCE_DIR}/examples/${example}.json
+      ${overlay} --random 1000 --verify)
+  endforeach()
+endforeach()

@@ -27,6 +27,8 @@ TEST( Auditor, seesEveryDifference ) {
         .entryManager( Morvane::ipAclTcamGroup )
         ->internalUnitEntry( unit );
   };
+  U32 id = 0;
+  bcm_policer_config_t limits = {};
   const struct {
     const char * difference;
     std::function< void( TestSwitch & ) > spoil;
@@ -85,13 +87,56 @@ TEST( Auditor, seesEveryDifference ) {
       { "is recorded in group", [ & ]( TestSwitch & sw ) { books( sw )->groupIdIs( other, 2 ); } },
       { "has no owner",
         [ & ]( TestSwitch & sw ) { sw.session.groupManager().tcamManagerForEntryDel( base ); } },
+      { "is the owner of entry 0x10064",
+        [ & ]( TestSwitch & sw ) {
+          sw.session.groupManager().tcamManagerForEntryIs(
+              base + 100, sw.session.groupManager().tcamManagerForEntry( base ) );
+        } },
+      { "a store of input ports",
+        [ & ]( TestSwitch & sw ) { books( sw )->tcamEntryBcmPbmpIs( base + 100 ); } },
+      { "a store of output ports",
+        [ & ]( TestSwitch & sw ) { books( sw )->outportsBcmPbmpIs( base + 100 ); } },
+      { "is wrongly marked as missing",
+        [ & ]( TestSwitch & sw ) { books( sw )->rangeEntryMissingIs( base + 100, true ); } },
+      { "range checker 1 belongs to nobody",
+        [ & ]( TestSwitch & ) { SDK_CHECKED( bcm_field_range_create( unit, &id, 1, 5, 9 ) ); } },
+      { "range checker 1 is not on the chip",
+        [ & ]( TestSwitch & sw ) {
+          id = sw.session.groupManager().getRangeChecker( unit, { 5, 9, 1 } );
+          SDK_CHECKED( bcm_field_range_destroy( unit, id ) );
+        } },
+      { "recorded is Value(",
+        [ & ]( TestSwitch & sw ) {
+          id = sw.session.groupManager().getRangeChecker( unit, { 5, 9, 1 } );
+          SDK_CHECKED( bcm_field_range_destroy( unit, id ) );
+          SDK_CHECKED( bcm_field_range_create( unit, &id, 1, 5, 8 ) );
+        } },
+      { "range checker 1 has 0 users",
+        [ & ]( TestSwitch & sw ) {
+          sw.session.groupManager().getRangeChecker( unit, { 5, 9, 1 } );
+          sw.session.groupManager().rangeChecker( { 5, 9, 1 } )->unitRefCountIs( unit, 0 );
+        } },
+      { "policer 0x1 has no part in pipe 1",
+        [ & ]( TestSwitch & ) { SDK_CHECKED( bcm_policer_create( unit, &limits, &id ) ); } },
+      { "policer 0x1 has other limits than policer 0x1000001",
+        [ & ]( TestSwitch & sw ) {
+          id = sw.session.groupManager().createPolicer( unit, ( U8 * )&limits );
+          limits.ckbits_sec = 2;
+          SDK_CHECKED( bcm_policer_set( unit, id, &limits ) );
+        } },
+      { "entry 0x5010000 of acl has policer 0x1000001, not 0x0",
+        [ & ]( TestSwitch & sw ) {
+          id = sw.session.groupManager().createPolicer( unit, ( U8 * )&limits );
+          SDK_CHECKED( bcm_field_entry_policer_attach( unit, other, 0, id | 1 << 24 ) );
+        } },
       { "without the SDK lock",
         [ & ]( TestSwitch & sw ) { sw.session.chip().bcm_field_group_compress( unit, 1 ); } },
   };
   for ( const auto & c : cases ) {
     TestSwitch sw( { 2, true, true } );
+    limits = { 0, bcmPolicerModeCommitted, 1, 1, 0, 0 };
     const Acl acl = plainAcl( 3 );
-    ASSERT_FALSE( sw.feature.addAcl( acl, compileAcl( acl ) ) );
+    ASSERT_FALSE( sw.feature.addAcl( acl ) );
     ASSERT_THAT( sw.audit(), IsEmpty() );
     c.spoil( sw );
     EXPECT_THAT( sw.audit(), Contains( HasSubstr( c.difference ) ) );

@@ -59,8 +59,8 @@ TEST_F( Command, statusTellsWhatDoesNotFit ) {
   for ( int i = 0; i < 40; ++i )
     rules += "@0.0.0." + std::to_string( i ) + "/32 0.0.0.0/0 1 : 65534 1 : 65534 0x11/0xFF\n";
   const std::string acl = write( "wide", rules );
-  const Outcome outcome =
-      run( "run --platform small --acl big=" + acl + " --random 100 --verify --json" );
+  const Outcome outcome = run( "run --platform small --ports expand --acl big=" + acl +
+                               " --random 100 --verify --json" );
   EXPECT_EQ( outcome.status, 1 );
   const auto report = nlohmann::json::parse( outcome.out );
   EXPECT_EQ( report[ "acls" ][ 0 ][ "name" ], "big" );
@@ -75,6 +75,12 @@ TEST_F( Command, unusableInputIsOneLineAndStatus2 ) {
   const std::string bad = write( "bad", "\n@1.2.3.4/32 0.0.0.0/0 0 : 65535 0 : 65535 0x00\n" );
   const std::string words = write( "words", "access-list 1\n" );
   const std::string platform = write( "platform.json", "{\n\n\"nam\": \"x\" }\n" );
+  const std::string rules = write( "rules.json", "{\n\"rules\": [\n{ \"src\": 1 } ] }\n" );
+  const std::string mirror =
+      write( "mirror.json", R"({ "use": "mirror", "mirrorPort": 48, "rules": [ {} ] })" );
+  const std::string field = write( "flow.json", R"({ "use": "flowVxlan", "rules": [ { "udf":
+             { "base": "l3Start", "offset": 7, "value": "0x0" } } ] })" );
+  const std::string cut = write( "cut", "\xD4\xC3\xB2\xA1\x02" );
   const std::string usage = "morvane-tcam: [^\n]*\n";
   const struct {
     std::string arguments, error;
@@ -92,7 +98,15 @@ TEST_F( Command, unusableInputIsOneLineAndStatus2 ) {
       { "run --random 4294967295", usage },
       { "run --default drop", usage },
       { "run --format xml", usage },
-      { "run --ports checkers", usage },
+      { "run --ports both", usage },
+      { "run --pps 0", usage },
+      { "run --police 0:1M:x", usage },
+      { "run --police 357:1M", usage },
+      { "run --format rules --acl " + good, good + ":1: [^\n]*\n" },
+      { "run --acl " + rules, rules + ":3: [^\n]*\n" },
+      { "run --platform small --acl " + mirror, mirror + ":1: mirror port 48[^\n]*\n" },
+      { "run --acl " + field, field + ":1: the group has no field at offset 7 [^\n]*\n" },
+      { "run --acl " + good + " --packets " + cut, cut + ":0: [^\n]*\n" },
       { "run --acl", usage },
       { "walk", usage },
   };

@@ -5,6 +5,7 @@
 #include <set>
 
 #include "agent/AclCompiler.h"
+#include "agent/AclFiles.h"
 #include "agent/ClassBenchReader.h"
 #include "agent/Example.h"
 #include "agent/TraceReader.h"
@@ -128,7 +129,7 @@ TEST( RealSets, figures ) {
     size_t most = 0;
     std::set< std::pair< bool, PortRange > > distinct;  // that take several prefixes, by field
     for ( const AclRule & rule : acl.rules ) {
-      const size_t count = compileRule( rule ).size();
+      const size_t count = compileRule( acl.kind, rule, {} ).size();
       entries += count;
       most = std::max( most, count );
       ranged += count > 1 ? 1 : 0;

@@ -4,7 +4,7 @@ if(NOT EXISTS ${ACL})
   return()
 endif()
 execute_process(
-  COMMAND ${COMMAND} run --platform ${PLATFORM} --acl ${ACL} --ports expand
+  COMMAND ${COMMAND} run --platform ${PLATFORM} --acl ${ACL} --ports ${PORTS}
           --random 10000 --seed 7 --verify --json
   OUTPUT_VARIABLE report ERROR_VARIABLE errors RESULT_VARIABLE status)
 if(NOT status EQUAL 0)

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "agent/ClassBenchReader.h"
+#include "agent/PacketMaker.h"
 #include "tests/agent/TestSwitch.h"
 
 namespace Agent {
@@ -14,6 +15,8 @@ namespace {
 
 using nlohmann::json;
 using testing::HasSubstr;
+
+const PacketFields webPacket = { 0x01000001, 5, protocolTcp, 1000, 81, 0, 0 };
 
 // Two access lists on a chip where only the first one fits.
 RunInput input() {
@@ -26,11 +29,12 @@ RunInput input() {
                  parseClassBench( "big", "big.acl",
                                   "\n@3.0.0.0/8 0.0.0.0/0 0 : 65535 5 : 5 0x06/0xFF\n"
                                   "@3.0.0.0/8 0.0.0.0/0 1 : 65534 1 : 65534 0x06/0xFF\n" ) };
-  const PacketFields web = { 0x01000001, 5, protocolTcp, 1000, 81, 0, 0 };
-  input.packets = { web,
-                    web,
-                    { 0x01000001, 5, protocolTcp, 1000, 8080, 0, 0 },
-                    { 0x03000001, 5, protocolTcp, 1000, 5, 0, 0 } };
+  input.ports = PortMethod::expand;
+  const Frame web = makeFrame( webPacket );
+  appendFrames( input.packets,
+                { web, web, makeFrame( { 0x01000001, 5, protocolTcp, 1000, 8080, 0, 0 } ),
+                  makeFrame( { 0x03000001, 5, protocolTcp, 1000, 5, 0, 0 } ) },
+                1000 );
   input.ingressPort = 13;  // pipe 1, copy 1
   input.denyByDefault = true;
   input.verify = true;
@@ -56,14 +60,21 @@ TEST( Run, jsonReport ) {
   EXPECT_EQ( object, json::parse( R"({ "platform": "test", "unit": 0, "acls": [
       { "name": "web", "file": "web.acl", "rules": 3, "entries": 8, "installed": 8, "fits": true,
         "binding": null, "firstRuleThatDoesNotFit": null, "ruleUse": [
-          { "rule": 0, "line": 1, "entries": 1, "packets": 2, "bytes": 120 },
-          { "rule": 1, "line": 2, "entries": 6, "packets": 1, "bytes": 60 },
-          { "rule": 2, "line": 3, "entries": 1, "packets": 0, "bytes": 0 } ] },
+          { "rule": 0, "line": 1, "entries": 1, "sourcePorts": null, "destinationPorts": null,
+            "packets": 2, "bytes": 120 },
+          { "rule": 1, "line": 2, "entries": 6, "sourcePorts": null, "destinationPorts": "prefixes",
+            "packets": 1, "bytes": 60 },
+          { "rule": 2, "line": 3, "entries": 1, "sourcePorts": null, "destinationPorts": null,
+            "packets": 0, "bytes": 0 } ] },
       { "name": "big", "file": "big.acl", "rules": 2, "entries": 901, "installed": 0, "fits": false,
         "binding": "slices", "firstRuleThatDoesNotFit": { "line": 3, "rule": 1 }, "ruleUse": [
-          { "rule": 0, "line": 2, "entries": 1, "packets": 0, "bytes": 0 },
-          { "rule": 1, "line": 3, "entries": 900, "packets": 0, "bytes": 0 } ] } ],
-      "packets": { "total": 4, "matched": 3, "default": 1, "mismatches": 0 } })" ) );
+          { "rule": 0, "line": 2, "entries": 1, "sourcePorts": null, "destinationPorts": null,
+            "packets": 0, "bytes": 0 },
+          { "rule": 1, "line": 3, "entries": 900, "sourcePorts": "prefixes",
+            "destinationPorts": "prefixes", "packets": 0, "bytes": 0 } ] } ],
+      "packets": { "total": 4, "matched": 3, "default": 1, "dropped": 1,
+        "copiedToCpu": 0, "mirrored": 0, "mismatches": 0 },
+      "rangeCheckers": 0 })" ) );
   ASSERT_EQ( groups.size(), 8U );
   // Nine entries with the implicit deny, in one slice of 32; one of the four slices is the other
   // group's.
@@ -77,12 +88,49 @@ TEST( Run, textReport ) {
   EXPECT_THAT( text, HasSubstr( "no: slices ran out at rule 1 (line 3); rolled back" ) );
   EXPECT_THAT( text, HasSubstr( "implicit deny: 1 entry" ) );
   EXPECT_THAT( text, HasSubstr( "Packets at port 13: 4, of which 3 matched a rule and 1 met" ) );
+  EXPECT_THAT( text, HasSubstr( "  dropped: 1\n" ) );
+  EXPECT_THAT( text, HasSubstr( "web: 1 of 3 by prefixes\n    1\n" ) );
   EXPECT_THAT( text, HasSubstr( "web: 1 of 3\n    2\n" ) );
   EXPECT_THAT( text, HasSubstr( "books and chip agree" ) );
   // The busiest first; rules without packets only in the detailed form.
   EXPECT_LT( text.find( ": 81 " ), text.find( "1024 : 65535" ) );
   EXPECT_EQ( text.find( "7 : 7" ), std::string::npos );
   EXPECT_THAT( textReport( report, true ), HasSubstr( "7 : 7" ) );
+}
+
+// A policed rule, one with a range checker, and a mirroring list, verified on every copy.
+TEST( Run, policersCheckersAndMirrors ) {
+  RunInput in = input();
+  in.platform = testPlatform( { 2, true, true, false, 12, 1024, 512, 1, 4, 4 } );
+  in.ports = PortMethod::automatic;
+  in.acls.pop_back();
+  applyPolice( { "web/0:1M:125" }, in.acls );  // two frames of 60 bytes
+  appendFrames( in.packets, { makeFrame( webPacket ) }, 1000 );
+  Acl mirror;
+  mirror.name = "taps";
+  mirror.use = AclUse::mirror;
+  mirror.mirrorPort = 2;
+  AclRule & rule = mirror.rules.emplace_back();
+  rule.forwarding = Forwarding::none;
+  rule.mirror = true;
+  rule.counters.bytes = false;
+  rule.udf = { { UdfBase::l3End, 0, 1000U << 16 | 81 } };  // both ports
+  in.acls.push_back( mirror );
+  const RunReport report = runLocked( in );
+  EXPECT_TRUE( report.allWell() );
+  const json object = json::parse( jsonReport( report ) );
+  EXPECT_EQ( object[ "packets" ][ "dropped" ], 2 );  // by the policer and by default
+  EXPECT_EQ( object[ "packets" ][ "mirrored" ], 3 );
+  EXPECT_EQ( object[ "rangeCheckers" ], 1 );
+  const json & web = object[ "acls" ][ 0 ][ "ruleUse" ];
+  EXPECT_EQ( web[ 0 ][ "police" ], json::parse( R"({ "rate": 1000000, "burst": 125,
+      "conformed": { "packets": 2, "bytes": 120 }, "dropped": { "packets": 1, "bytes": 60 } })" ) );
+  EXPECT_EQ( web[ 1 ][ "destinationPorts" ], "checker" );
+  EXPECT_TRUE( object[ "acls" ][ 1 ][ "ruleUse" ][ 0 ][ "bytes" ].is_null() );
+  const std::string text = textReport( report, true );
+  EXPECT_THAT( text, HasSubstr( "range checkers in use: 1\n  web: 1 of 3 by range checkers" ) );
+  EXPECT_THAT( text, HasSubstr( "Policed rules, over all pipes\n" ) );
+  EXPECT_THAT( text, HasSubstr( "  mirrored: 3\n" ) );
 }
 
 TEST( Run, wrongPacketsAreReported ) {
@@ -96,8 +144,9 @@ TEST( Run, wrongPacketsAreReported ) {
   // A rule list that the chip was not given: verification must notice.
   TestSwitch sw( {} );
   const Acl acl = input().acls[ 0 ];
-  const PacketFields packet = { 0x01000001, 5, protocolTcp, 1000, 81, 0, 0 };
-  EXPECT_NE( sw.replay.send( packet, 0 ), expectedFate( { { &acl }, false }, packet ) );
+  const Packet packet = { makeFrame( webPacket ), 0 };
+  const Policy policy = { { { AclKind::ipv4, { { 0, &acl } }, false } } };
+  EXPECT_NE( sw.replay.send( packet, 0 ), expectedFate( policy, readFrame( packet.frame ), {} ) );
 }
 
 }  // namespace Agent

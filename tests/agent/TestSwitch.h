@@ -2,10 +2,12 @@
 #pragma once
 
 #include <fmt/core.h>
+#include <gtest/gtest.h>
 
 #include <string>
 
 #include "agent/AclFeature.h"
+#include "agent/RateModel.h"
 #include "agent/Replay.h"
 #include "agent/SwitchSession.h"
 #include "agent/audit/Auditor.h"
@@ -22,31 +24,62 @@ struct ChipSize {
   U32 slices = 4;         // of 32 entries
   U32 statistics = 1024;  // of each stage, pipe and copy
   U32 entries = 512;      // of the share for IPv4 access lists
+  U32 rangeCheckers = 4;
+  U32 policers = 4;
+  U32 dataChunks = 0;
+  U32 keyBits = 192;
+  PortMethod ports = PortMethod::automatic;
 };
 
+// Groups 1 to 7: IPv4, L2 control, IPv6, MAC, mirroring (two), flow programming inside VXLAN.
 inline Platform::PlatformData testPlatform( const ChipSize & size ) {
+  const char * ranges = size.rangeCheckers != 0 ? R"(, "RangeCheck")" : "";
+  const auto share = []( const char * assignment, U32 group, const char * more ) {
+    return fmt::format(
+        R"({{ "name": "{0}", "assignment": "{0}", "strategy": "tcamAllocateOnDemand",
+              "group": {1}, "size": 64{2} }},)",
+        assignment, group, more );
+  };
   return Platform::parsePlatform(
-      "test", fmt::format( R"({{
+      "test",
+      fmt::format( R"({{
     "name": "test",
     "chip": {{ "name": "T", "type": 1, "pipes": {}, "portsPerPipe": 8, "statistics": {},
       "secondCopy": {}, "groupByPreselector": {}, "sharedByPipes": {}, "preselectors": 64,
-      "stages": [ {{ "stage": "IFP", "slices": [ {{ "count": {}, "depth": 32, "keyBits": 192 }} ] }} ] }},
+      "rangeCheckers": {}, "policers": {}, "dataChunks": {}, "dataFormats": 16,
+      "stages": [ {{ "stage": "IFP", "doubleWide": {},
+        "slices": [ {{ "count": {}, "depth": 32, "keyBits": {} }} ] }} ] }},
     "groups": [
       {{ "id": 1, "match": "ipv4", "qualifiers": [ "StageIngress", "IpType", "SrcIp", "DstIp",
+        "IpProtocol", "L4SrcPort", "L4DstPort", "TcpControl", "IcmpTypeCode"{} ] }},
+      {{ "id": 2, "qualifiers": [ "StageIngress", "DstMac" ] }},
+      {{ "id": 3, "match": "ipv6", "qualifiers": [ "StageIngress", "IpType", "SrcIp6", "DstIp6",
         "IpProtocol", "L4SrcPort", "L4DstPort", "TcpControl", "IcmpTypeCode" ] }},
-      {{ "id": 2, "qualifiers": [ "StageIngress", "DstMac" ] }} ],
+      {{ "id": 4, "qualifiers": [ "StageIngress", "SrcMac", "DstMac", "EtherType",
+        "OuterVlanId" ] }},
+      {{ "id": 5, "match": "ipv4", "qualifiers": [ "StageIngress", "SrcIp" ] }},
+      {{ "id": 6, "qualifiers": [ "StageIngress", "SrcMac" ] }},
+      {{ "id": 7, "match": "ipv4", "qualifiers": [ "StageIngress", "IpType", "IpProtocol",
+        "L4DstPort" ] }} ],
     "reservations": [
       {{ "name": "acl", "assignment": "ipAclTcamGroup", "strategy": "tcamAllocateOnDemand",
         "group": 1, "size": {} }},
+      {}
       {{ "name": "l2", "assignment": "l2ControlPrioTcamGroup", "strategy": "tcamAllocateAtBeginning",
         "group": 2, "size": 8 }} ] }})",
-                           size.pipes, size.statistics, size.secondCopy, size.groupByPreselector,
-                           size.sharedByPipes, size.slices, size.entries ) );
+                   size.pipes, size.statistics, size.secondCopy, size.groupByPreselector,
+                   size.sharedByPipes, size.rangeCheckers, size.policers, size.dataChunks,
+                   size.keyBits > 192, size.slices, size.keyBits, ranges, size.entries,
+                   share( "ip6AclTcamGroup", 3, "" ) + share( "macAclTcamGroup", 4, "" ) +
+                       share( "mirroringAclTcamGroup1", 5, R"(, "mirroringAclUdf": true)" ) +
+                       share( "mirroringAclTcamGroup2", 6, R"(, "mirroringAclUdf": true)" ) +
+                       share( "openFlowVxlanUdfTcamGroup", 7, "" ) ) );
 }
 
 // `entries` rules of one entry each.
 inline Acl plainAcl( U32 entries ) {
-  Acl acl{ "plain", "plain", {} };
+  Acl acl;
+  acl.name = acl.file = "plain";
   for ( U32 i = 0; i < entries; ++i ) {
     AclRule rule;
     rule.line = i + 1;
@@ -61,17 +94,42 @@ struct TestSwitch {
   explicit TestSwitch( const ChipSize & size )
       : activity( Kiv::ActivityUnlockAnchor::lock() ),
         session( testPlatform( size ) ),
-        feature( session.groupManager(), SwitchSession::unit ),
-        replay( session, feature ) {}
+        feature( session.groupManager(), SwitchSession::unit, session.platform(), size.ports ),
+        replay( session, feature ),
+        ports( portOfEveryCopy( session.platform().chip ) ) {}
 
   std::vector< std::string > audit() {
     return Audit::audit( session.groupManager(), session.chip() );
+  }
+  SoftAsic::SoftAsic & chip() { return session.chip(); }
+
+  // How many of the frames the chip treats otherwise than the rules say, at some port; one comes
+  // every `interval` nanoseconds.
+  U32 differences( const std::vector< Frame > & frames, U64 interval = 1000 ) {
+    U32 count = 0;
+    for ( const Frame & frame : frames ) {
+      const Packet packet = { frame, time += interval };
+      for ( const U32 port : ports ) {
+        const PacketFate expected =
+            expectedFate( feature.policy(), readFrame( frame ),
+                          [ & ]( const RuleIndex & rule, const PoliceRate & rate ) {
+                            return rates.passes( rule, rate, port / 8, frame.size(), time );
+                          } );
+        const PacketFate fate = replay.send( packet, port );
+        if ( fate != expected && ++count < 5 )
+          ADD_FAILURE() << fateDifference( packet, port, expected, fate );
+      }
+    }
+    return count;
   }
 
   Kiv::LockGuard activity;
   SwitchSession session;
   AclFeature feature;
   Replay replay;
+  std::vector< U32 > ports;
+  RateModel rates;
+  U64 time = 0;
 };
 
 }  // namespace Agent

@@ -42,7 +42,7 @@ class Watcher : public Subject::Notifiee {
       endAction();
     }
   }
-  void onNotificationException( const char * attribute, std::exception_ptr ) override {
+  void onNotificationException( const char * attribute, const std::exception_ptr & ) override {
     log_ += std::string( "!" ) + attribute + "!";
   }
   std::function< void() > action;

@@ -103,31 +103,14 @@ void attempt( TestSwitch & sw, const Operation & operation, U32 entry, SdkOp op,
     std::fprintf( stderr, "answered %d, or left a lock astray\n", result );
   // The group of an entry that is gone is given back with the next one.
   if ( result == -2 &&
-       ( op == SdkOp::bcm_field_group_destroy || op == SdkOp::bcm_field_group_compress ||
-         op == SdkOp::bcm_field_presel_destroy ) )
+       ( op == SdkOp::bcm_field_group_destroy || op == SdkOp::bcm_field_group_compress ) )
     return;
   // An entry of a range is not kept without statistics.
   if ( result <= 0 && operation.run != install && operation.run != release &&
-       operation.strategy < tcamAllocateAsChunk && sw.state() != before )
+       operation.strategy < tcamAllocateAsChunk && op != SdkOp::bcm_field_presel_destroy &&
+       sw.state() != before )
     std::fprintf( stderr, "left\n%sof\n%s", sw.state().c_str(), before.c_str() );
   std::fputs( sw.audit().c_str(), stderr );
-}
-
-// The calls of a run that nothing disturbs.
-std::vector< SoftAsic::CallRecord > callsOf( TestSwitch & sw, const Operation & operation,
-                                             U32 entry ) {
-  const Ending plain = inChild( [ & ] {
-    sw.log.clear();
-    operation.run( sw, entry );
-    for ( const SoftAsic::CallRecord & call : sw.log.records() )
-      std::fprintf( stderr, "%u %u\n", static_cast< U32 >( call.op ), call.id );
-  } );
-  std::vector< SoftAsic::CallRecord > calls;
-  U32 op = 0, id = 0;
-  for ( const char * at = plain.text.c_str(); std::sscanf( at, "%u %u", &op, &id ) == 2;
-        at = std::strchr( at, '\n' ) + 1 )
-    calls.push_back( { static_cast< SdkOp >( op ), 0, id, 0, false } );
-  return calls;
 }
 
 void failEachCall( const Operation & operation, const Chip & chip ) {
@@ -142,7 +125,7 @@ void failEachCall( const Operation & operation, const Chip & chip ) {
   if ( !operation.first )
     sw.take( ipAclTcamGroup, 0 );
   const U32 entry = operation.prepare( sw );
-  const auto calls = callsOf( sw, operation, entry );
+  const auto calls = sw.callsOf( [ & ] { operation.run( sw, entry ); } );
   ASSERT_FALSE( calls.empty() );
   for ( U32 nth = 1; nth <= calls.size(); ++nth ) {
     const SoftAsic::CallRecord & call = calls[ nth - 1 ];

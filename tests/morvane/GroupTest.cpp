@@ -1,6 +1,8 @@
 // Group creation and teardown: qualifier sets, flags and ports as the chip sees them, retries,
 // counts step by step, and what goes with the last user.
 
+#include <stdexcept>
+
 #include "tests/morvane/TestSwitch.h"
 
 namespace Test::GroupLife {
@@ -270,6 +272,29 @@ TEST( GroupTeardownTest, TheLastUserTakesTheGroupInOrder ) {
                             "group_destroy 3", "presel_destroy 2" ) );
   EXPECT_TRUE( !sw.groups->sliceFreedHas( 1 ) && sw.groups->sliceFreedHas( 9 ) );
   EXPECT_EQ( sw.audit(), "" );
+}
+
+TEST( GroupTest, APreselectorThatOutlivedItsGroupGoesBeforeTheNextOne ) {
+  for ( const bool reInit : { false, true } ) {
+    TestSwitch sw( { .presels = true } );
+    sw.platform.acl( 1, 4 );
+    sw.start();
+    const U32 entry = sw.take( ipAclTcamGroup );
+    sw.faults.arm( { .op = SdkOp::bcm_field_presel_destroy,
+                     .exception = std::make_exception_ptr( std::runtime_error( "bus" ) ) } );
+    EXPECT_THROW( sw.manager( ipAclTcamGroup ).releaseEntry( 0, entry ), std::runtime_error );
+    EXPECT_EQ( sw.audit(), "" );
+    EXPECT_EQ( sw.asic.preselectors( 0 ).size(), 1U );
+    if ( reInit ) {  // hardware has forgotten it
+      sw.asic.reset( 0 );
+      sw.groups->doSdkReInit();
+    }
+    sw.log.clear();
+    EXPECT_NE( sw.take( ipAclTcamGroup ), 0U );
+    EXPECT_EQ( sw.calls( { SdkOp::bcm_field_presel_destroy } ).size(), reInit ? 0U : 1U );
+    EXPECT_EQ( sw.asic.preselectors( 0 ).size(), 1U );
+    EXPECT_EQ( sw.audit(), "" );
+  }
 }
 
 }  // namespace Test::GroupLife

@@ -4,7 +4,9 @@
 #include <iostream>
 #include <map>
 #include <random>
+#include <utility>
 
+#include "morvane/AclType.h"
 #include "tests/morvane/TestSwitch.h"
 
 namespace Test::RandomWalk {
@@ -14,9 +16,10 @@ struct Step {
 };
 using Script = std::vector< Step >;
 
-const char * const opNames[] = { "get",    "get",    "get",    "program", "program", "program",
-                                 "enable", "prio",   "remove", "release", "release", "compress",
-                                 "ask",    "starve", "inport", "reinit",  "bitmap",  "bitmap" };
+const char * const opNames[] = {
+    "get",     "get",     "get",      "program", "program", "program", "enable", "prio",  "remove",
+    "release", "release", "compress", "ask",     "starve",  "inport",  "reinit", "range", "unrange",
+    "police",  "attach",  "attach",   "udf",     "udf",     "udf",     "bitmap", "bitmap" };
 
 // Outer-VLAN matches of rules where twins are kept: one VLAN, several, the untagged packets, all.
 const OvidMatch vlanMatches[] = { { 10, 0xFFF }, { 11, 0xFFF }, { 10, 0xFFE }, { 0, 0xFFF }, {} };
@@ -31,10 +34,12 @@ const struct User {
               { l2ControlPrioTcamGroup, 1, 4, tcamAllocateAtBeginning },
               { ipAclVfpTcamGroup, 2, 9, tcamAllocateOnDemand },
               { urpfTcamGroup, 3, 0, tcamAllocateUnbounded },
-              { mirroringAclTcamGroup1, 4, 0, tcamAllocateUnbounded } };
+              { mirroringAclTcamGroup1, 4, 0, tcamAllocateUnbounded },
+              { mirroringAclTcamGroup2, 5, 3, tcamAllocateAsChunk },
+              { openFlowUdfTcamGroup, 6, 0, tcamAllocateUnbounded } };
 
 struct Rule {
-  U32 group = 0, dstIp = 0, priority = 0;
+  U32 group = 0, dstIp = 0, priority = 0, policer = 0;
   bool installed = false, enabled = true;
   OvidMatch vlan = {};
 };
@@ -45,10 +50,14 @@ class Walk {
     Qualifiers ingress = { bcmFieldQualifyDstIp, bcmFieldQualifyInPorts };
     if ( chip.shared )
       ingress.push_back( bcmFieldQualifyOuterVlanId );
-    sw_.platform.group( 1, ingress ).group( 3, ingress ).group( 4, ingress );
-    sw_.platform.group( 2, { bcmFieldQualifyDstIp, bcmFieldQualifyStageLookup } );
-    for ( const User & user : users )
+    for ( const U32 group : { 1U, 3U, 4U, 5U, 6U } )
+      sw_.platform.group( group, ingress );
+    sw_.platform.group(
+        2, { bcmFieldQualifyDstIp, bcmFieldQualifyInPorts, bcmFieldQualifyStageLookup } );
+    for ( const User & user : users ) {
       sw_.platform.user( user.user, user.group, user.size, user.strategy );
+      sw_.platform.users.back().mirroringAclUdf = true;
+    }
     sw_.start();
   }
 
@@ -73,6 +82,12 @@ class Walk {
     MorvaneTcamEntryManager & manager = sw_.manager( user.user );
     if ( op == "get" || op == "starve" )
       return get( user, unit, step, op == "starve" );
+    if ( op == "udf" )
+      return user.group == 4 || user.group == 5 ? udf( user, unit, step ) : "";
+    if ( op == "range" || op == "unrange" )
+      return share( unit, { step.a % 3, 5, 1 + step.b % 2 }, op == "range" );
+    if ( op == "police" )
+      return police( unit, step ), "";
     if ( op == "reinit" )  // ends the managers' lives
       return step.a % 16 == 0 ? reInit() : "";
     if ( op == "bitmap" )
@@ -107,6 +122,11 @@ class Walk {
     } else if ( op == "prio" ) {
       rule.priority = value % 3 == 0 ? manager.defaultPrio( id ) : value % 7;
       manager.setPriorityForEntry( unit, id, value % 3 == 0 ? manager.invalidPrio() : value % 7 );
+    } else if ( op == "attach" && rule.policer != 0 ) {
+      manager.attachPolicer( unit, id, std::exchange( rule.policer, 0 ), false );
+    } else if ( op == "attach" && !policers_[ unit ].empty() ) {
+      rule.policer = policers_[ unit ][ value % policers_[ unit ].size() ];
+      manager.attachPolicer( unit, id, rule.policer, true );
     } else if ( op == "remove" && rule.installed ) {
       rule.installed = manager.removeEntry( unit, id ) != 0;
     } else if ( op == "release" ) {
@@ -141,14 +161,96 @@ class Walk {
     return covers( tag ) || ( tag == 0 && ( untagged( 10 ) || untagged( 11 ) ) );
   }
 
+  // A rule with a user-defined field comes or goes.
+  std::string udf( const User & user, U32 unit, const Step & step ) {
+    MorvaneTcamEntryManager & manager = sw_.manager( user.user );
+    if ( !sw_.groups->groupExists( unit, user.group ) && !manager.initializeGroup( unit ) )
+      return "";
+    const U8 offset = static_cast< U8 >( 8 + step.a % 3 * 4 );
+    const auto uses = [ & ]() -> U32 {
+      const S32 id =
+          manager.getMirroringAclUdf( unit, Acl::ip(), 0, UdfBaseL2HeaderEnd, offset, 4 );
+      const auto carried = sw_.groups->groupIdToMirroringAclUdf( static_cast< U8 >( user.group ) );
+      return id < 0 ? 0 : carried->udfQualId( udfQualKey( unit, id ) );
+    };
+    const bool add = step.b % 3 != 0;
+    U32 expected = add ? uses() + 1 : std::max( uses(), 1U ) - 1;
+    const auto status =
+        manager.setMirroringAclUdf( unit, Acl::ip(), 0x0800, UdfBaseL2HeaderEnd, offset, 4, add )
+            .udfCreateStatus;
+    if ( status == udfCreateSuccessWithGroupRecreate ||
+         status == udfCreateFailureWithGroupRecreateFailure )
+      std::erase_if( model_[ unit ],
+                     [ & ]( const auto & rule ) { return rule.second.group == user.group; } );
+    // Otherwise it was not there, or there was no room for it.
+    if ( status != udfCreateSuccessNoGroupRecreate )
+      expected = 0;
+    return uses() == expected ? "" : "counts other uses of a field";
+  }
+
+  // Groups with user-defined fields do not outlive what hardware has forgotten.
+  void giveBackUdfGroups( U32 unit ) {
+    for ( const User & user : users ) {
+      if ( user.group < 4 )
+        continue;
+      MorvaneTcamEntryManager & manager = sw_.manager( user.user );
+      for ( auto it = sw_.books( manager, unit ).entryCreatedIterConst(); it; ++it )
+        manager.releaseEntry( unit, it.key() );
+      while ( sw_.groups->groupExists( unit, user.group ) )
+        sw_.groups->uninitializeGroup( unit, user.group );
+    }
+  }
+
+  // Six intervals for four checkers.
+  std::string share( U32 unit, const RangeCheckerDesc & desc, bool get ) {
+    std::map< RangeCheckerDesc, U32 > & users = ranges_[ unit ];
+    if ( !get && users.contains( desc ) ) {
+      sw_.groups->releaseRangeChecker( unit, desc );
+      if ( --users[ desc ] == 0 )
+        users.erase( desc );
+    } else if ( get ) {
+      const bool room = users.contains( desc ) || users.size() < sw_.chip.rangeCheckers;
+      if ( ( sw_.groups->getRangeChecker( unit, desc ) != 0 ) != room )
+        return room ? "refused a checker that there is" : "got one checker too many";
+      if ( room )
+        ++users[ desc ];
+      else if ( !sw_.groups->rangeCheckersExhausted( unit ) )
+        return "has no checker left and does not say so";
+    }
+    const auto data = sw_.groups->rangeChecker( desc );
+    const bool live = users.contains( desc );
+    return ( data ? data->unitRefCount( unit ) : 0 ) == ( live ? users[ desc ] : 0 )
+               ? ""
+               : "counts other users of a range checker";
+  }
+
+  void police( U32 unit, const Step & step ) {
+    std::vector< U32 > & all = policers_[ unit ];
+    const U32 at = step.b % ( sw_.chip.policers / 2 );
+    if ( at >= all.size() ) {
+      bcm_policer_config_t limits = { 0, bcmPolicerModeCommitted, 1 + step.a % 9, 1, 0, 0 };
+      all.push_back( sw_.groups->createPolicer( unit, reinterpret_cast< U8 * >( &limits ) ) );
+      return;
+    }
+    for ( const auto & [ id, rule ] : model_[ unit ] )
+      if ( rule.policer == all[ at ] )
+        return;
+    sw_.groups->removePolicer( unit, all[ at ] );
+    all.erase( all.begin() + at );
+  }
+
   std::string reInit() {
-    for ( U32 unit = 0; unit < sw_.chip.units; ++unit )
+    for ( U32 unit = 0; unit < sw_.chip.units; ++unit ) {
+      giveBackUdfGroups( unit );
       sw_.asic.reset( unit );
+    }
     std::streambuf * const out = std::cout.rdbuf( nullptr );
     sw_.groups->doSdkReInit();
     std::cout.rdbuf( out );
     std::cout.clear();
     model_.clear();
+    ranges_.clear();
+    policers_.clear();
     return "";
   }
 
@@ -161,7 +263,7 @@ class Walk {
     for ( const auto & [ id, rule ] : model_[ unit ] ) {
       const auto entry = sw_.asic.entry( unit, id );  // the auditor compares the other copies
       if ( !entry || entry->priority != rule.priority || entry->installed != rule.installed ||
-           entry->enabled != rule.enabled )
+           entry->enabled != rule.enabled || entry->policer != rule.policer )
         return fmt::format( "entry {:#x} is not as it was left", id );
     }
     return "";
@@ -191,7 +293,10 @@ class Walk {
   }
 
   TestSwitch sw_;
-  std::map< U32, Rules > model_;  // by unit
+  // By unit.
+  std::map< U32, Rules > model_;
+  std::map< U32, std::map< RangeCheckerDesc, U32 > > ranges_;  // with their users
+  std::map< U32, std::vector< U32 > > policers_;
 };
 
 // Runs in a child, since a failure may be an assertion. "" when nothing is wrong.
@@ -233,7 +338,7 @@ std::string text( const Script & script ) {
 class RandomWalkTest : public testing::TestWithParam< Chip > {};
 
 TEST_P( RandomWalkTest, BooksChipsAndModelAgreeAfterEveryStep ) {
-  for ( U32 seed = 1; seed <= 30; ++seed ) {
+  for ( U32 seed = 1; seed <= 20; ++seed ) {
     std::mt19937 random( seed );
     Script script( 400 );
     for ( Step & step : script )
@@ -250,16 +355,29 @@ TEST_P( RandomWalkTest, BooksChipsAndModelAgreeAfterEveryStep ) {
 INSTANTIATE_TEST_SUITE_P(
     Chips, RandomWalkTest,
     testing::Values(
-        Chip{ .slices = 3, .depth = 8, .statistics = 18 },
+        Chip{ .slices = 6,
+              .depth = 8,
+              .statistics = 18,
+              .keyBits = 190,
+              .paired = true,
+              .dataChunks = 4 },
         Chip{ .pipes = 2, .units = 2, .slices = 2, .largeSlices = 2, .depth = 8, .statistics = 20 },
-        Chip{ .pipes = 2, .secondCopy = true, .slices = 4, .depth = 8, .statistics = 24 },
+        Chip{ .pipes = 2,
+              .secondCopy = true,
+              .slices = 6,
+              .depth = 8,
+              .statistics = 24,
+              .keyBits = 190,
+              .paired = true },
         Chip{ .pipes = 4,
               .secondCopy = true,
               .presels = true,
               .units = 2,
-              .slices = 3,
+              .slices = 4,
               .depth = 10,
-              .statistics = 30 },
+              .statistics = 30,
+              .fixedKeys = true,
+              .dataFormats = 4 },
         Chip{ .pipes = 4, .shared = true, .slices = 4, .depth = 9, .statistics = 25 } ) );
 
 }  // namespace Test::RandomWalk

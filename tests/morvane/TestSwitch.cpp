@@ -1,6 +1,7 @@
 #include "tests/morvane/TestSwitch.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "agent/audit/Auditor.h"
 
@@ -17,30 +18,42 @@ SoftAsic::ChipProfile profile( const Chip & chip ) {
   made.preselectors = chip.presels ? 64 : 0;
   made.statistics = chip.statistics;
   made.ingressHalfSize = chip.halfSize;
+  made.rangeCheckers = chip.rangeCheckers;
+  made.policers = chip.policers;
+  made.fixedGroupKeys = chip.fixedKeys;
+  made.dataChunks = chip.dataChunks;
+  made.dataFormats = chip.dataFormats;
   std::vector< SoftAsic::SliceProfile > slices;
   if ( chip.slices != 0 )
-    slices.push_back( { chip.slices, chip.depth, 512, false } );
+    slices.push_back( { chip.slices, chip.depth, chip.keyBits, false } );
   if ( chip.largeSlices != 0 )
-    slices.push_back( { chip.largeSlices, chip.depth, 512, true } );
+    slices.push_back( { chip.largeSlices, chip.depth, chip.keyBits, true } );
   for ( const auto kind :
         { SoftAsic::StageKind::vfp, SoftAsic::StageKind::ifp, SoftAsic::StageKind::efp } )
-    made.stages.push_back( { kind, slices, chip.halfSize, false, {} } );
+    made.stages.push_back( { kind, slices, chip.halfSize, chip.paired, {} } );
   return made;
 }
 
-std::vector< std::string > callTexts( const std::function< void() > & code ) {
+std::vector< std::string > lines( const std::function< void() > & code ) {
   struct Sink : Kiv::TraceSink {
     void line( const Kiv::TraceHandle &, U32, std::string_view text ) override {
-      lines.emplace_back( text.substr( text.find( ' ' ) + 1 ) );
+      lines.emplace_back( text );
     }
     std::vector< std::string > lines;
   } sink;
   Kiv::traceSinkIs( &sink );
-  Shim::sdkTrace.levelIs( 0, true );
   code();
-  Shim::sdkTrace.levelIs( 0, false );
   Kiv::traceSinkIs( nullptr );
   return sink.lines;
+}
+
+std::vector< std::string > callTexts( const std::function< void() > & code ) {
+  Shim::sdkTrace.levelIs( 0, true );
+  std::vector< std::string > texts = lines( code );
+  Shim::sdkTrace.levelIs( 0, false );
+  for ( std::string & text : texts )
+    text.erase( 0, text.find( ' ' ) + 1 );
+  return texts;
 }
 
 TestSwitch::TestSwitch( const Chip & geometry ) KIV_NO_THREAD_SAFETY_ANALYSIS : chip( geometry ) {
@@ -107,13 +120,18 @@ std::string unitState( const SoftAsic::SoftAsic & asic, U32 unit ) {
                          !group.preselset.empty() );
   for ( const auto & group : asic.groups( unit ) )
     for ( const auto & entry : asic.entries( unit, group.id ) )
-      text += fmt::format( "entry {:#x} in {:#x} prio {} {}{} stat {}{} :{}\n", entry.id,
-                           entry.group, entry.priority, entry.installed, entry.enabled, entry.stat,
-                           ruleText( entry.pending ), ruleText( entry.effective ) );
+      text +=
+          fmt::format( "entry {:#x} in {:#x} prio {} {}{} stat {} policer {:#x}{} :{}\n", entry.id,
+                       entry.group, entry.priority, entry.installed, entry.enabled, entry.stat,
+                       entry.policer, ruleText( entry.pending ), ruleText( entry.effective ) );
   for ( const auto & table : asic.tables( unit ) )
     text += fmt::format( "table {}.{}.{} free {} entries {} stats {}\n",
                          static_cast< int >( table.stage ), table.pipe, table.copy,
                          table.freeSlices, table.entries, table.statistics );
+  for ( const auto & range : asic.ranges( unit ) )
+    text += fmt::format( "range {}: {}-{}/{}\n", range.id, range.low, range.high, range.flags );
+  for ( const auto & policer : asic.policers( unit ) )
+    text += fmt::format( "policer {:#x} rate {}\n", policer.id, policer.config.ckbits_sec );
   return text + fmt::format( "presels {}\n", asic.preselectors( unit ).size() );
 }
 
@@ -141,6 +159,10 @@ std::string TestSwitch::state() const {
     text += bookText( *it.member() );
   for ( auto it = groups->unboundedEntryManagerIterConst(); it; ++it )
     text += bookText( *it.member() );
+  for ( auto it = groups->rangeCheckerIterConst(); it; ++it )
+    for ( U32 unit = 0; unit < chip.units; ++unit )
+      text += fmt::format( "{} unit {}: {} users of {}\n", Kiv::valueToStrep( it.key() ).charPtr(),
+                           unit, it.member()->unitRefCount( unit ), it.member()->unitId( unit ) );
   return text + fmt::format( "owners {}\n", groups->tcamManagerForEntrySize() );
 }
 
@@ -161,6 +183,21 @@ std::vector< std::string > TestSwitch::calls( const std::vector< SdkOp > & ops )
   }
   log.clear();
   return all;
+}
+
+std::vector< SoftAsic::CallRecord > TestSwitch::callsOf( const std::function< void() > & run ) {
+  const Ending plain = inChild( [ & ] {
+    log.clear();
+    run();
+    for ( const SoftAsic::CallRecord & call : log.records() )
+      std::fprintf( stderr, "%u %u\n", static_cast< U32 >( call.op ), call.id );
+  } );
+  std::vector< SoftAsic::CallRecord > calls;
+  U32 op = 0, id = 0;
+  for ( const char * at = plain.text.c_str(); std::sscanf( at, "%u %u", &op, &id ) == 2;
+        at = std::strchr( at, '\n' ) + 1 )
+    calls.push_back( { static_cast< SdkOp >( op ), 0, id, 0, false } );
+  return calls;
 }
 
 void TestSwitch::match( U32 unit, U32 entry, U32 dstIp ) const {

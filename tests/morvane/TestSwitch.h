@@ -13,6 +13,7 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "morvane/MorvaneTcamGroupManager.h"
@@ -43,6 +44,13 @@ struct Chip {
   U32 depth = 64;
   U32 statistics = 1024;
   bool halfSize = false;  // ingress keys take two rows
+  U32 rangeCheckers = 4;
+  U32 policers = 16;  // of each pipe
+  U32 keyBits = 512;
+  bool paired = false;  // a key that is too wide takes two slices
+  bool fixedKeys = false;
+  U32 dataChunks = 16;
+  U32 dataFormats = 16;
 
   friend void PrintTo( const Chip & chip, std::ostream * out ) {
     *out << fmt::format( "{} pipes{}{}, {} units", chip.pipes, chip.secondCopy ? " twice" : "",
@@ -52,8 +60,40 @@ struct Chip {
 
 SoftAsic::ChipProfile profile( const Chip & chip );
 
-// The texts of the SDK calls that some code makes, with their results and without file and line.
+// The lines that some code writes to the text trace.
+std::vector< std::string > lines( const std::function< void() > & code );
+// The texts of the SDK calls that it makes, with their results and without file and line.
 std::vector< std::string > callTexts( const std::function< void() > & code );
+
+// Lets another activity run while an SDK call has the activity lock given up.
+class Interloper : public Shim::SdkDecorator {
+ public:
+  using SdkDecorator::SdkDecorator;
+
+  // Once, at the end of the next call of `op`.
+  void arm( SdkOp op, std::function< void() > code ) {
+    op_ = op;
+    code_ = std::move( code );
+  }
+  void sdkUnlock() override KIV_NO_THREAD_SAFETY_ANALYSIS {
+    SdkDecorator::sdkUnlock();
+    if ( !std::exchange( due_, false ) )
+      return;
+    const Kiv::LockGuard guard( Kiv::ActivityUnlockAnchor::lock() );
+    std::exchange( code_, nullptr )();
+  }
+
+ protected:
+  int around( const Shim::SdkCallInfo & info, const Shim::SdkInvocation & call ) override {
+    due_ = code_ && info.op == op_;
+    return call();
+  }
+
+ private:
+  SdkOp op_ = SdkOp::count;
+  std::function< void() > code_;
+  bool due_ = false;
+};
 
 class TestSwitch {
  public:
@@ -92,6 +132,8 @@ class TestSwitch {
   // The logged calls of some operations, one "name id" each without the SDK's prefix, the id in
   // hexadecimal; the log is cleared.
   std::vector< std::string > calls( const std::vector< SdkOp > & ops );
+  // The calls of a run that nothing disturbs, made in a child: this switch stays as it is.
+  std::vector< SoftAsic::CallRecord > callsOf( const std::function< void() > & run );
 
   // Qualifies the pipe-0, copy-0 entry on a destination address.
   void match( U32 unit, U32 entry, U32 dstIp ) const;
@@ -106,7 +148,8 @@ class TestSwitch {
   const Chip chip;
   SoftAsic::SoftAsic asic;
   SoftAsic::FaultInjector faults{ asic };
-  SoftAsic::CallLog log{ faults };
+  Interloper meanwhile{ faults };
+  SoftAsic::CallLog log{ meanwhile };
   TestPlatform platform;
   MorvaneCentral::ChipInfo chipInfo = {};    // of every unit
   Kiv::Ptr< MorvaneOvidUtBitmapDir > vlans;  // nothing is untagged at first

@@ -135,6 +135,40 @@ TEST( PlatformLoader, errorsNameTheLine ) {
   }
 }
 
+TEST( PlatformLoader, whatStartUpMakesFitsTheChip ) {
+  // Group 0's key of 64 bits takes one of the chip's two slices of 8 rows, or both.
+  const auto madeInAdvance = []( const std::string & size, const std::string & qualifiers ) {
+    std::string text = changed( "tcamAllocateOnDemand", "tcamAllocateAtBeginning" );
+    text.replace( text.find( "\"size\": 8" ), 9, "\"size\": " + size );
+    return text.replace( text.find( "\"SrcIp\"" ), 7, qualifiers );
+  };
+  EXPECT_EQ( errorOf( madeInAdvance( "16", "\"SrcIp\"" ) ), "no error" );
+  EXPECT_EQ( errorOf( madeInAdvance( "17", "\"SrcIp\"" ) ),
+             "p.json:13: start-up makes 17 entries, which do not fit the chip" );
+  EXPECT_EQ( errorOf( madeInAdvance( "1", "\"SrcIp6\"" ) ),
+             "p.json:13: start-up makes group 0, which does not fit the chip" );
+  // A chunk may wait for room; its group may not.
+  std::string text =
+      changed( "\"portsPerPipe\": 4", "\"portsPerPipe\": 4, \"allocAtBeginning\": true" );
+  text.replace( text.find( "\"size\": 4" ), 9, "\"size\": 40" );
+  EXPECT_EQ( errorOf( text ), "no error" );
+  text.replace( text.find( "\"SrcIp\"" ), 7, "\"SrcIp6\"" );
+  EXPECT_EQ( errorOf( text ), "p.json:15: start-up makes group 0, which does not fit the chip" );
+}
+
+TEST( PlatformLoader, idsThatTheChipChoosesMeetNoRange ) {
+  // The unbounded share in group 2 gets at most 16 ids, 0xfffff0 and above.
+  std::string text = changed( "\"id\": 0", "\"id\": 255" );
+  for ( size_t at; ( at = text.find( "\"group\": 0" ) ) != std::string::npos; )
+    text.replace( at, 10, "\"group\": 255" );
+  text.replace( text.find( "\"size\": 8" ), 9, "\"size\": 65516" );
+  EXPECT_EQ( errorOf( text ), "no error" );
+  text.replace( text.find( "\"size\": 65516" ), 13, "\"size\": 65517" );
+  EXPECT_EQ( errorOf( text ),
+             "p.json:15: entry ids up to 16777200 may meet those that the chip "
+             "chooses for unbounded shares, 16777200 and above" );
+}
+
 TEST( PlatformLoader, brokenTextsAreRefused ) {
   EXPECT_EQ( errorOf( "" ), "p.json:1: not JSON: the text ends too early" );
   EXPECT_EQ( errorOf( "[]" ), "p.json:1: a platform must be an object" );

@@ -96,7 +96,7 @@ TEST_F( FunnelTest, EveryFormSwapsTheLocksAroundTheCall ) {
       []( FunnelTest *, auto id ) { SDK_TOLERATED( -7, bcm_field_group_destroy( 0, id() ) ); },
       []( FunnelTest *, auto id ) { SDK_ASSERTED( bcm_field_group_destroy( 0, id() ) ); },
       []( FunnelTest *, auto id ) { SDK_UNCHECKED( bcm_field_group_destroy( 0, id() ) ); },
-      []( FunnelTest *, auto id ) { (void)SDK_CALL( bcm_field_group_destroy( 0, id() ) ); } };
+      []( FunnelTest *, auto id ) { ( void )SDK_CALL( bcm_field_group_destroy( 0, id() ) ); } };
   for ( const bool throws : { false, true } ) {
     for ( const auto form : forms ) {
       sdk.steps.clear();
@@ -114,7 +114,7 @@ TEST_F( FunnelTest, EveryFormSwapsTheLocksAroundTheCall ) {
 TEST_F( FunnelTest, ACallerWithoutTheActivityLockIsRefusedBeforeTheCall ) {
   activity.assertHeld();
   const Kiv::UnlockAnchor anchor( activity );
-  EXPECT_THROW( (void)SDK_CALL( bcm_field_group_destroy( unit, groupId ) ),
+  EXPECT_THROW( ( void )SDK_CALL( bcm_field_group_destroy( unit, groupId ) ),
                 Kiv::InternalException );
   EXPECT_TRUE( sdk.steps.empty() );
 }

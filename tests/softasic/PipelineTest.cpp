@@ -94,11 +94,14 @@ TEST_F( ActionTest, HighestGroupDecidesAndTheRestAddsUp ) {
   act( 1, bcmFieldActionRedirectPbmp, { 1 } );
   act( 2, bcmFieldActionRedirectPbmp, { 2 } );
   act( 1, bcmFieldActionEgressMask, { 5 } );
+  act( 1, bcmFieldActionMirrorPbmp, { 3 } );
+  act( 2, bcmFieldActionMirrorPbmp, { 4 } );
   act( 2, bcmFieldActionEgressMask, { 6 } );
   act( 2, bcmFieldActionEgressMask, { 7 } );  // in place of 6
   verdict = chip.send( {} );
   EXPECT_EQ( verdict.redirectPorts, portSet( { 2 } ) );
   EXPECT_EQ( verdict.egressMask, portSet( { 5, 7 } ) );
+  EXPECT_EQ( verdict.mirrorPorts, portSet( { 3, 4 } ) );
 }
 
 TEST_F( ActionTest, RefusesWhatARuleCannotDo ) {

@@ -52,7 +52,7 @@ TEST( SoftAsic, UnitsAreSeparateAndResetToTheirProfile ) {
   ASSERT_EQ( chip.bcm_field_group_config_create( 7, &config ), BCM_E_NONE );
   EXPECT_FALSE( chip.group( 0, 1 ).has_value() );
   EXPECT_EQ( chip.bcm_field_group_config_create( 1, &config ), BCM_E_UNIT );
-  EXPECT_THROW( (void)chip.groups( 1 ), std::out_of_range );
+  EXPECT_THROW( ( void )chip.groups( 1 ), std::out_of_range );
   EXPECT_TRUE( chip.kelmor_field_second_copy( 7 ) && chip.kelmor_field_group_by_preselector( 7 ) );
   EXPECT_FALSE( chip.kelmor_field_second_copy( 0 ) || chip.kelmor_field_second_copy( 1 ) );
 

@@ -1,0 +1,139 @@
+#include <gmock/gmock.h>
+
+#include "agent/PoliceRate.h"
+#include "agent/RulesFileReader.h"
+#include "agent/Run.h"
+#include "platform/InputError.h"
+
+namespace Agent {
+
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+Acl parse( const std::string & text ) {
+  return parseRulesFile( "list", "f", text );
+}
+
+std::string errorOf( const std::string & text ) {
+  try {
+    parse( text );
+  } catch ( const Platform::InputError & error ) {
+    return error.what();
+  }
+  return "no error";
+}
+
+}  // namespace
+
+TEST( RulesFile, whatRulesMean ) {
+  const Acl acl = parse( R"({ "rules": [
+    {},
+    { "source": "10.1.2.3", "destination": "192.0.2.0/24", "protocol": "tcp", "sourcePorts": 80,
+      "destinationPorts": "1024-2047", "tcpFlags": { "value": "0x12", "mask": "0x16" },
+      "actions": ["drop", "copyToCpu"], "counters": ["bytes"] },
+    { "protocol": "icmp", "icmp": { "type": 3, "code": 4 }, "police": { "rate": "64k" } } ] })" );
+  EXPECT_EQ( acl.use, AclUse::filter );
+  ASSERT_EQ( acl.rules.size(), 3U );
+  EXPECT_EQ( acl.rules[ 0 ].forwarding, Forwarding::permit );
+  const AclRule & tcp = acl.rules[ 1 ];
+  EXPECT_EQ( tcp.line, 3U );
+  EXPECT_THAT( tcp.text, HasSubstr( "tcpFlags=(value=0x12 mask=0x16) actions=drop,copyToCpu" ) );
+  EXPECT_EQ( tcp.source.length, 32 );
+  EXPECT_EQ( tcp.destination.address, 0xC0000200U );
+  EXPECT_EQ( tcp.sourcePorts, ( PortRange{ 80, 80 } ) );
+  EXPECT_EQ( tcp.destinationPorts, ( PortRange{ 1024, 2047 } ) );
+  EXPECT_EQ( tcp.tcpFlagsMask, 0x16 );
+  EXPECT_EQ( tcp.forwarding, Forwarding::drop );
+  EXPECT_TRUE( tcp.copyToCpu && !tcp.mirror && tcp.counters.bytes && !tcp.counters.packets );
+  EXPECT_EQ( acl.rules[ 2 ].icmpTypeCode, 0x0304 );
+  EXPECT_EQ( acl.rules[ 2 ].police->bitsPerSecond, 64000U );
+
+  const Acl mac = parse( R"({ "type": "mac", "use": "mirror", "mirrorPort": 3, "rules": [
+    { "sourceMac": "02:00:5e:00:00:01", "destinationMac": "01:00:00:00:00:00/01:00:00:00:00:00",
+      "etherType": "0x88cc", "vlan": 7, "udf":
+      [ { "base": "l2End", "offset": 4, "value": "0x1234ffff", "mask": "0xffff0000" } ] } ] })" );
+  EXPECT_EQ( mac.rules[ 0 ].sourceMac.value, 0x02005E000001U );
+  EXPECT_EQ( mac.rules[ 0 ].destinationMac, ( FieldMatch< U64 >{ 1ULL << 40, 1ULL << 40 } ) );
+  EXPECT_EQ( mac.rules[ 0 ].udf,
+             ( std::vector< UdfMatch >{ { UdfBase::l2End, 4, 0x12340000, 0xFFFF0000 } } ) );
+  EXPECT_TRUE( mac.rules[ 0 ].mirror );
+  EXPECT_EQ( mac.rules[ 0 ].forwarding, Forwarding::none );
+  const Acl ip6 = parse( R"({ "type": "ipv6", "rules": [ { "source": "2001:db8::/33" } ] })" );
+  EXPECT_EQ( ip6.rules[ 0 ].source6.length, 33 );
+  EXPECT_EQ( ip6.rules[ 0 ].source6.address[ 3 ], 0xB8 );
+}
+
+// Each is the third line of an otherwise good file.
+TEST( RulesFile, refusesWhatItDoesNotUnderstand ) {
+  const auto check = []( const std::string & head, const std::vector< const char * > & rules ) {
+    for ( const char * rule : rules )
+      EXPECT_THAT( errorOf( "{ " + head + " \"rules\": [\n{},\n" + rule + "\n] }" ),
+                   StartsWith( "f:3: " ) )
+          << rule;
+  };
+  check( "", { "7",
+               R"({ "sorce": "1.2.3.4" })",
+               R"({ "source": "1.2.3" })",
+               R"({ "source": "1.2.3.4/33" })",
+               R"({ "source": "1.2.3.4.5" })",
+               R"({ "source": 1 })",
+               R"({ "source": "1.2.3.4/" })",
+               R"({ "source": "::1" })",
+               R"({ "protocol": 256 })",
+               R"({ "protocol": "sctp" })",
+               R"({ "sourcePorts": "2-1" })",
+               R"({ "sourcePorts": "1-65536" })",
+               R"({ "sourcePorts": "1-" })",
+               R"({ "sourcePorts": 1, "protocol": "icmp" })",
+               R"({ "tcpFlags": { "value": "0x1" } })",
+               R"({ "protocol": "tcp", "tcpFlags": { "value": "2" } })",
+               R"({ "protocol": "tcp", "tcpFlags": { "value": "0x100" } })",
+               R"({ "icmp": { "type": 1 } })",
+               R"({ "vlan": 1 })",
+               R"({ "udf": {} })",
+               R"({ "actions": ["permit", "drop"] })",
+               R"({ "actions": ["reject"] })",
+               R"({ "actions": ["mirror"] })",
+               R"({ "police": { "rate": "0" } })",
+               R"({ "police": { "rate": "1500" } })",
+               R"({ "police": { "rate": "1T" } })",
+               R"({ "police": { "rate": "1M", "burst": 0 } })",
+               R"({ "counters": [] })",
+               R"({ "counters": ["hits"] })" } );
+  check( R"("type": "mac",)",
+         { R"({ "source": "1.2.3.4" })", R"({ "sourceMac": "1:2:3:4:5" })",
+           R"({ "sourceMac": "1:2:3:4:5:678" })", R"({ "vlan": 4096 })",
+           R"({ "etherType": "0x5ff" })", R"({ "sourceMac": "1:2:3:4:5:6/" })" } );
+  check( R"("use": "mirror", "mirrorPort": 1,)",
+         { R"({ "udf": { "base": "l2End", "offset": 0, "value": "0x0" } })",
+           R"({ "udf": { "base": "l3Start", "offset": 128, "value": "0x0" } })",
+           R"({ "udf": { "base": "l3End", "offset": 108, "value": "0x0" } })",
+           R"({ "udf": { "base": "l3Start", "offset": 0, "value": "0x100000000" } })",
+           R"({ "udf": { "base": "l3Start", "offset": 0 } })" } );
+  EXPECT_THAT( errorOf( "{\n\"type\": \"arp\", \"rules\": [{}] }" ), StartsWith( "f:2: " ) );
+  EXPECT_THAT( errorOf( R"({ "type": "ipv6", "use": "mirror", "rules": [{}] })" ),
+               HasSubstr( "ipv6 cannot have the use mirror" ) );
+  EXPECT_THAT( errorOf( R"({ "rules": [] })" ), HasSubstr( "no rules" ) );
+  EXPECT_THAT( errorOf( R"({ "rules": [{}], "rules": [{}] })" ), StartsWith( "f:1: " ) );
+  EXPECT_THAT( errorOf( "{ \"rules\": [\n{}" ), StartsWith( "f:2: not JSON" ) );
+}
+
+TEST( PoliceOption, namesARuleAndItsRate ) {
+  std::vector< Acl > acls( 2 );
+  acls[ 0 ].name = "a:b";
+  acls[ 0 ].rules.resize( 3 );
+  acls[ 1 ].name = "c";
+  acls[ 1 ].rules.resize( 1 );
+  applyPolice( { "a:b/2:10M", "c/0:1G:126" }, acls );
+  EXPECT_EQ( acls[ 0 ].rules[ 2 ].police->bitsPerSecond, 10'000'000U );
+  EXPECT_EQ( acls[ 0 ].rules[ 2 ].police->burstBytes, 12'500U );  // 10 milliseconds
+  EXPECT_EQ( acls[ 1 ].rules[ 0 ].police->burstBytes, 250U );     // whole kbits
+  EXPECT_EQ( policeRate( 1000, 0 )->burstBytes, 2000U );
+  for ( const char * wrong : { "0:1M", "a:b/3:1M", "d/0:1M", "c/0", "c/0:1M:", "c/0:1M:0",
+                               "c/0:1M:1:1", "c/0:4294967296k", "c/-1:1M", "c/0:10m", "" } )
+    EXPECT_THROW( applyPolice( { wrong }, acls ), UsageError ) << wrong;
+}
+
+}  // namespace Agent

@@ -1,0 +1,161 @@
+// User-defined fields: lists that mirror, and flow programming inside VXLAN.
+#include <gmock/gmock.h>
+
+#include "agent/RandomPackets.h"
+#include "platform/InputError.h"
+#include "tests/agent/TestSwitch.h"
+
+namespace Agent {
+
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+// One rule for each offset, to port 5; `source` keeps the rules of two lists apart.
+Acl mirrorAcl( const std::vector< U8 > & offsets, AclKind kind = AclKind::ipv4, U32 source = 0 ) {
+  Acl acl;
+  acl.kind = kind;
+  acl.use = AclUse::mirror;
+  acl.mirrorPort = 5;
+  for ( const U8 offset : offsets ) {
+    AclRule & rule = acl.rules.emplace_back();
+    rule.forwarding = Forwarding::none;
+    rule.mirror = true;
+    if ( source != 0 )
+      rule.source = { source, 32 };
+    const UdfBase base = kind == AclKind::mac ? UdfBase::l2End : UdfBase::l3Start;
+    rule.udf = { { base, offset, 0x01020304U * offset, 0xFFFF00FF } };
+  }
+  return acl;
+}
+
+// Key bits of an IPv4 mirroring group here, on one copy: 145; a field takes 32 more.
+constexpr U32 oneFieldBits = 200;
+
+ChipSize mirrorSize( U32 keyBits, U32 slices, U32 chunks ) {
+  ChipSize size = { 2, true };
+  size.keyBits = keyBits;
+  size.slices = slices;
+  size.dataChunks = chunks;
+  return size;
+}
+
+U32 rebuilds( TestSwitch & sw ) {
+  const auto calls = sw.session.sdkCalls();
+  const auto created = calls.find( "bcm_field_group_config_create" );
+  return created == calls.end() ? 0 : static_cast< U32 >( created->second );
+}
+
+}  // namespace
+
+// In place while the key has room, then by rebuilding the group, whose rules are all programmed
+// again; the fields are shared.
+TEST( Mirroring, groupGrowsWithItsFields ) {
+  for ( const AclKind kind : { AclKind::ipv4, AclKind::mac } ) {
+    SCOPED_TRACE( kindName( kind ) );
+    TestSwitch sw( mirrorSize( oneFieldBits, 12, 8 ) );
+    const Acl first = mirrorAcl( { 40, 40 }, kind );
+    const Acl second = mirrorAcl( { 44, 48, 40 }, kind );
+    ASSERT_FALSE( sw.feature.addAcl( first ) );
+    const U32 before = rebuilds( sw );
+    EXPECT_EQ( sw.chip().dataQualifiers( 0 ).size(), 1U );
+    ASSERT_FALSE( sw.feature.addAcl( second ) );
+    EXPECT_GT( rebuilds( sw ), before );
+    EXPECT_EQ( sw.chip().dataQualifiers( 0 ).size(), 3U );
+    EXPECT_THAT( sw.audit(), IsEmpty() );
+    EXPECT_EQ( sw.differences( randomFrames( { first, second }, 1, 1500 ) ), 0U );
+    sw.feature.clear();
+    EXPECT_THAT( sw.audit(), IsEmpty() );
+    EXPECT_THAT( sw.chip().dataQualifiers( 0 ), IsEmpty() );
+    // The type is set again after the teardown.
+    EXPECT_FALSE( sw.feature.addAcl( first ) );
+    EXPECT_EQ( sw.differences( randomFrames( { first }, 2, 200 ) ), 0U );
+  }
+}
+
+// What binds, and that the earlier list works as before.
+TEST( Mirroring, listThatDoesNotFitIsRolledBack ) {
+  const struct {
+    const char * what;
+    ChipSize size;
+    U32 rule;
+    AclResource resource;
+  } cases[] = {
+      // The second list's third field finds no chunk; the group had to be rebuilt on the way.
+      { "chunks", mirrorSize( oneFieldBits, 12, 3 ), 2, AclResource::udfQualifiers },
+      // No chunk for the first one: nothing is disturbed.
+      { "no chunk", mirrorSize( oneFieldBits, 12, 1 ), 0, AclResource::udfQualifiers },
+      // 192 bits cannot hold two fields, and no wide mode can: the rebuild fails.
+      { "rebuild", mirrorSize( 192, 12, 8 ), 1, AclResource::udfQualifiers },
+      // Double-wide, the earlier list's entries take more slices than there are.
+      { "slices", mirrorSize( oneFieldBits, 3, 8 ), 0, AclResource::slices },
+  };
+  for ( const auto & c : cases ) {
+    SCOPED_TRACE( c.what );
+    TestSwitch sw( c.size );
+    const bool narrow = c.size.keyBits == 192;
+    Acl first = mirrorAcl( { 40 }, AclKind::ipv4, 7 );
+    if ( narrow )
+      first.rules[ 0 ].udf.clear();
+    if ( c.size.slices == 3 )
+      first.rules.resize( 60, first.rules[ 0 ] );
+    ASSERT_FALSE( sw.feature.addAcl( first ) );
+    const Acl second = mirrorAcl( { 44, 48, 52 }, AclKind::ipv4, 8 );
+    const auto shortage = sw.feature.addAcl( second );
+    ASSERT_TRUE( shortage );
+    EXPECT_EQ( shortage->resource, c.resource );
+    EXPECT_EQ( shortage->rule, c.rule );
+    EXPECT_FALSE( sw.feature.shortage( 0 ) );
+    EXPECT_THAT( sw.audit(), IsEmpty() );
+    EXPECT_EQ( sw.chip().dataQualifiers( 0 ).size(), narrow ? 0U : 1U );
+    EXPECT_EQ( sw.differences( randomFrames( { first, second }, 3, 600 ) ), 0U );
+    sw.feature.clear();
+    EXPECT_THAT( sw.audit(), IsEmpty() );
+  }
+}
+
+// The group was made for the field alone.
+TEST( Mirroring, firstFieldThatCannotBeHadLeavesNoGroup ) {
+  for ( const U32 slices : { 12U, 2U } ) {
+    TestSwitch sw( mirrorSize( oneFieldBits, slices, 5 ) );
+    Acl flow = mirrorAcl( { 62 } );
+    flow.use = AclUse::flowVxlan;
+    if ( slices == 12 ) {
+      ASSERT_FALSE( sw.feature.addAcl( flow ) );  // has all the chunks
+    }
+    const size_t groups = sw.chip().groups( 0 ).size();
+    const Acl acl = mirrorAcl( { 44, 48, 52, 56, 60, 64 } );
+    ASSERT_TRUE( sw.feature.addAcl( acl ) );
+    EXPECT_EQ( sw.chip().groups( 0 ).size(), groups );
+    EXPECT_THAT( sw.audit(), IsEmpty() );
+  }
+}
+
+TEST( FlowProgramming, matchesInsideVxlan ) {
+  TestSwitch sw( mirrorSize( 384, 12, 8 ) );
+  Acl acl = mirrorAcl( { 42, 62 } );
+  acl.use = AclUse::flowVxlan;
+  acl.rules[ 1 ].udf.push_back( { UdfBase::l3End, 38, 0x00110000, 0x00FF0000 } );  // at 58
+  Acl other = mirrorAcl( { 50, 43 } );
+  other.use = AclUse::flowVxlan;
+  ASSERT_FALSE( sw.feature.addAcl( acl ) );
+  EXPECT_EQ( sw.chip().dataQualifiers( 0 ).size(), 5U );
+  EXPECT_THAT( sw.audit(), IsEmpty() );
+  // A field that the group lacks: nothing of its list is left.
+  try {
+    sw.feature.addAcl( other );
+    FAIL();
+  } catch ( const Platform::InputError & error ) {
+    EXPECT_THAT( error.what(), HasSubstr( "no field at offset 43 of the L3 header; it has 42, 46, "
+                                          "50, 58, 62" ) );
+  }
+  EXPECT_THAT( sw.audit(), IsEmpty() );
+  EXPECT_EQ( sw.differences( randomFrames( { acl }, 1, 1000 ) ), 0U );
+  sw.feature.clear();
+  EXPECT_THAT( sw.audit(), IsEmpty() );
+  EXPECT_THAT( sw.chip().dataQualifiers( 0 ), IsEmpty() );
+  EXPECT_EQ( sw.chip().groups( 0 ).size(), sw.ports.size() );  // L2 control's
+}
+
+}  // namespace Agent

@@ -1,0 +1,16 @@
+# cmake -DBUILD=... -DSOURCE=... -DCOMPILER=... -DFLAGS=... -P Run.cmake
+# Installs the library into an empty prefix, builds the outside project against it and runs it.
+cmake_minimum_required(VERSION 3.25)
+
+set(work ${BUILD}/install-test)
+file(REMOVE_RECURSE ${work})
+set(quiet COMMAND_ERROR_IS_FATAL ANY OUTPUT_QUIET)
+execute_process(COMMAND ${CMAKE_COMMAND} --install ${BUILD} --prefix ${work}/prefix ${quiet})
+execute_process(COMMAND ${CMAKE_COMMAND} -S ${SOURCE} -B ${work}/build
+  -DCMAKE_PREFIX_PATH=${work}/prefix -DCMAKE_CXX_COMPILER=${COMPILER} "-DCMAKE_CXX_FLAGS=${FLAGS}"
+  ${quiet})
+execute_process(COMMAND ${CMAKE_COMMAND} --build ${work}/build ${quiet})
+execute_process(COMMAND ${work}/build/outside OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
+if(NOT output STREQUAL "entry 0x10003 installed 0 checker 1\n0 entries left\n")
+  message(FATAL_ERROR "the outside program wrote: ${output}")
+endif()

@@ -1,0 +1,139 @@
+// Policers: one logical policer is one in every pipe, attached to every copy of its entries.
+
+#include <stdexcept>
+
+#include "tests/morvane/TestSwitch.h"
+
+namespace Test::Policers {
+
+struct Switch : TestSwitch {
+  explicit Switch( const Chip & size, TcamAllocationStrategy strategy = tcamAllocateOnDemand )
+      : TestSwitch( size ) {
+    platform.acl( 1, strategy == tcamAllocateUnbounded ? 0 : 4, strategy );
+    start();
+  }
+  U8 * config() { return reinterpret_cast< U8 * >( &limits ); }
+  std::vector< U32 > ids() const {
+    std::vector< U32 > all;
+    for ( const SoftAsic::PolicerView & policer : asic.policers( 0 ) )
+      all.push_back( policer.id );
+    return all;
+  }
+
+  bcm_policer_config_t limits = { 0, bcmPolicerModeCommitted, 1000, 64, 0, 0 };
+};
+
+TEST( PolicerTest, EveryPipeHasItsOwn ) {
+  const struct {
+    Chip chip;
+    std::vector< U32 > ids;
+    U32 flags;  // of the caller's record afterwards
+    std::vector< std::string > attached;
+  } rows[] = {
+      { {}, { 1 }, 0, { "entry_policer_attach 10000" } },
+      { { .pipes = 2, .shared = true }, { 1 }, 0, { "entry_policer_attach 10000" } },
+      { { .pipes = 2, .secondCopy = true },
+        { 1, 0x1000001 },
+        BCM_POLICER_WITH_ID,
+        { "entry_policer_attach 10000", "entry_policer_attach 4010000",
+          "entry_policer_attach 1010000", "entry_policer_attach 5010000" } },
+  };
+  for ( const auto & row : rows ) {
+    Switch sw( row.chip );
+    MorvaneTcamEntryManager & acl = sw.manager( ipAclTcamGroup );
+    const U32 base = sw.groups->createPolicer( 0, sw.config() );
+    EXPECT_EQ( sw.ids(), row.ids );
+    EXPECT_EQ( sw.limits.flags, row.flags );
+    EXPECT_EQ( sw.groups->getPipePolicerId( 0, 1, 5 ), row.chip.shared ? 5U : 0x1000005U );
+    const U32 entry = sw.take( ipAclTcamGroup );
+    sw.log.clear();
+    acl.attachPolicer( 0, entry, base, true );
+    EXPECT_EQ( sw.calls( { SdkOp::bcm_field_entry_policer_attach } ), row.attached );
+    sw.limits.ckbits_sec = 2000;
+    sw.groups->setPolicer( 0, base, sw.config() );
+    for ( const SoftAsic::PolicerView & policer : sw.asic.policers( 0 ) )
+      EXPECT_TRUE( policer.config.ckbits_sec == 2000 && !policer.entries.empty() );
+    EXPECT_EQ( sw.audit(), "" );
+    acl.attachPolicer( 0, entry, base, false );
+    sw.groups->removePolicer( 0, base );
+    EXPECT_TRUE( sw.ids().empty() );
+    EXPECT_EQ( sw.audit(), "" );
+  }
+}
+
+TEST( PolicerTest, AReleasedEntryLeavesItsPolicer ) {
+  for ( const auto strategy : { tcamAllocateUnbounded, tcamAllocateOnDemand, tcamAllocateAsChunk,
+                                tcamAllocateAtBeginning } ) {
+    Switch sw( { .pipes = 2, .secondCopy = true }, strategy );
+    const U32 base = sw.groups->createPolicer( 0, sw.config() );
+    for ( U32 offset = 0; offset < 2; ++offset ) {
+      const U32 entry = sw.take( ipAclTcamGroup, offset );
+      sw.manager( ipAclTcamGroup ).attachPolicer( 0, entry, base, true );
+      sw.manager( ipAclTcamGroup ).installEntry( 0, entry );
+      sw.manager( ipAclTcamGroup ).releaseEntry( 0, entry );
+      EXPECT_EQ( sw.audit(), "" );
+    }
+    sw.groups->removePolicer( 0, base );
+    EXPECT_TRUE( sw.ids().empty() );
+  }
+}
+
+TEST( PolicerTest, FailuresHaveTheirTextsAndLeaveNothingHalfDone ) {
+  Switch sw( { .pipes = 4, .secondCopy = true } );
+  MorvaneTcamEntryManager & acl = sw.manager( ipAclTcamGroup );
+  const U32 entry = sw.take( ipAclTcamGroup );
+  const U32 base = sw.groups->createPolicer( 0, sw.config() );
+  const auto create = [ & ] { sw.limits.flags = 0, sw.groups->createPolicer( 0, sw.config() ); };
+  const auto attach = [ & ] { acl.attachPolicer( 0, entry, base, true ); };
+  const auto detach = [ & ] { acl.attachPolicer( 0, entry, base, false ); };
+  // Every call of what may be broken off, and every failure's text.
+  const auto failEach = [ & ]( const auto & run, U32 calls, const char * first,
+                               const char * later ) {
+    const std::string before = sw.state();
+    for ( U32 nth = 1; nth <= calls; ++nth ) {
+      sw.faults.arm(
+          { .nth = nth, .exception = std::make_exception_ptr( std::runtime_error( "bus" ) ) } );
+      EXPECT_THROW( run(), std::runtime_error );
+      EXPECT_EQ( sw.state() + sw.audit(), before );
+      sw.faults.arm( { .nth = nth, .rc = -14 } );
+      EXPECT_THAT( deathOf( run ),
+                   HasSubstr( fmt::format( " {} API ERROR:", nth == 1 ? first : later ) ) );
+    }
+    sw.faults.disarm();
+  };
+  failEach( create, 4, "bcm_policer_create( unit, polCfg, ( bcm_policer_t * )&basePolicerId )",
+            "bcm_policer_create( unit, polCfg, ( bcm_policer_t * )&policerId )" );
+  const char * text = "bcm_field_entry_policer_attach( unit, entryId, 0, policerId )";
+  failEach( attach, 8, text, text );
+  attach();
+  text = "bcm_field_entry_policer_detach( unit, entryId, 0 )";
+  failEach( detach, 8, text, text );
+  EXPECT_THAT(
+      callTexts( [ & ] { sw.groups->setPolicer( 0, base, sw.config() ); } ),
+      testing::Each(
+          "bcm_policer_set( unit, policerId, ( bcm_policer_config_t * )policerCfg ) (rc:0)" ) );
+  // A record that was used once asks for a fixed id, of which there is none yet, at pipe 0 as well.
+  EXPECT_THAT( deathOf( [ & ] { sw.groups->createPolicer( 0, sw.config() ); } ),
+               HasSubstr( "&basePolicerId ) API ERROR:" ) );
+  EXPECT_THAT( deathOf( [ & ] { sw.groups->removePolicer( 0, base ); } ),
+               HasSubstr( " bcm_policer_destroy( unit, ( bcm_policer_t )policerId ) API ERROR:" ) );
+  for ( const auto & run :
+        { std::function< void() >( [ & ] { sw.groups->createPolicer( 0, nullptr ); } ),
+          std::function< void() >( [ & ] { sw.groups->setPolicer( 0, base, nullptr ); } ) } )
+    EXPECT_THAT( deathOf( run ), HasSubstr( "`__null != policerCfg && \"Invalid parameter, policer "
+                                            "config is empty\"'" ) );
+}
+
+TEST( PolicerTest, WithoutPipesThereIsNothingToDo ) {
+  Switch sw( {} );
+  sw.take( ipAclTcamGroup );
+  sw.groups->numPipeIs( 0 );
+  sw.log.clear();
+  EXPECT_EQ( sw.groups->createPolicer( 0, sw.config() ), 0U );
+  sw.groups->setPolicer( 0, 1, sw.config() );
+  sw.groups->removePolicer( 0, 1 );
+  sw.manager( ipAclTcamGroup ).attachPolicer( 0, 0x10000, 1, true );
+  EXPECT_EQ( sw.log.records().size(), 0U );
+}
+
+}  // namespace Test::Policers

@@ -1,0 +1,293 @@
+// User-defined fields of mirroring groups and qualifiers of flow-programming groups: how they are
+// shared and counted, how groups come to match on them, and when they go.
+
+#include "morvane/LogMessages.h"
+#include "morvane/MorvaneTcamManager/Trace.h"
+#include "tests/morvane/UdfSwitch.h"
+
+namespace Test::Udf {
+
+constexpr Field near{ UdfBaseL3HeaderStart, 20 }, far{ UdfBaseL3HeaderEnd, 0 },
+    frame{ UdfBaseL2HeaderEnd, 4, 0x0800 }, otherFrame{ UdfBaseL2HeaderEnd, 4, 0x86DD };
+
+struct Step {
+  bool add;
+  Field field;
+  U32 group, unit;
+  std::string after;
+};
+
+void play( UdfSwitch & sw, const std::vector< Step > & steps ) {
+  for ( const Step & step : steps ) {
+    const auto result = sw.set( step.field, step.add, step.group, step.unit );
+    const std::string where = fmt::format( "step {}", &step - steps.data() );
+    EXPECT_EQ( sw.udfs(), step.after ) << where;
+    EXPECT_EQ( result.udfCreateStatus == udfCreateFailure, result.qualId == -1 ) << where;
+    EXPECT_EQ( sw.audit(), "" ) << where;
+  }
+}
+
+TEST( UdfSharingTest, UsesAreCountedPerGroupAndUnit ) {
+  Field typed = near;
+  typed.ethType = 0x0800;  // does not tell IPv4 rules apart
+  UdfSwitch ip( { .pipes = 2, .secondCopy = true, .units = 2 }, Acl::ip() );
+  for ( const U32 unit : { 0U, 1U } )
+    ASSERT_TRUE( ip.manager( ip.user( 1 ) ).initializeGroup( unit ) &&
+                 ip.manager( ip.user( 2 ) ).initializeGroup( unit ) );
+  play( ip, { { false, near, 1, 0, "" },
+              { true, near, 1, 0, "0.1x1 1:1" },
+              { true, typed, 1, 0, "0.1x2 1:2" },
+              { false, near, 2, 0, "0.1x2 1:2" },
+              { true, near, 2, 0, "0.1x3 1:2 2:1" },
+              { true, far, 2, 0, "0.1x3 1:2 2:1, 0.2x1 2:1" },
+              { true, near, 1, 1, "0.1x3 1:2 2:1, 0.2x1 2:1, 1.1x1 1:1" },
+              { false, near, 2, 0, "0.1x2 1:2, 0.2x1 2:1, 1.1x1 1:1" },
+              { false, near, 1, 0, "0.1x1 1:1, 0.2x1 2:1, 1.1x1 1:1" },
+              { false, near, 1, 0, "0.2x1 2:1, 1.1x1 1:1" },
+              { false, near, 1, 1, "0.2x1 2:1" },
+              { true, near, 1, 1, "0.2x1 2:1, 1.1x1 1:1" } } );
+  // A unit's groups take only their own qualifiers with them.
+  ip.groups->uninitializeGroup( 0, 2 );
+  EXPECT_EQ( ip.udfs(), "1.1x1 1:1" );
+  EXPECT_EQ( ip.manager( ip.user( 1 ) )
+                 .getMirroringAclUdf( 0, Acl::ip(), anyType, near.base, near.offset, 4 ),
+             -1 );
+}
+
+TEST( UdfSharingTest, EtherTypesTellMacRulesApart ) {
+  UdfSwitch mac( {}, Acl::mac() );
+  ASSERT_TRUE( mac.manager( mac.user( 1 ) ).initializeGroup( 0 ) );
+  play( mac, { { true, frame, 1, 0, "0.1x1 1:1" },
+               { true, otherFrame, 1, 0, "0.1x1 1:1, 0.2x1 1:1" },
+               { true, { UdfBaseL2HeaderEnd, 4 }, 1, 0, "0.1x1 1:1, 0.2x1 1:1, 0.3x1 1:1" },
+               { true, frame, 1, 0, "0.1x2 1:2, 0.2x1 1:1, 0.3x1 1:1" },
+               { false, otherFrame, 1, 0, "0.1x2 1:2, 0.3x1 1:1" } } );
+  mac.manager( mac.user( 1 ) )
+      .verifyMirroringAclUdf( 0, Acl::mac(), 0x0800, frame.base, frame.offset, 4 );
+  mac.groups->uninitializeGroup( 0, 1 );
+  EXPECT_TRUE( mac.udfs().empty() && mac.asic.dataQualifiers( 0 ).empty() );
+  EXPECT_EQ( mac.groups->groupMirroringAclType( 1 ), -1 );
+}
+
+TEST( UdfSharingTest, EntriesMatchTheBytesInEveryPipe ) {
+  UdfSwitch sw( { .pipes = 2 }, Acl::ip() );
+  ASSERT_TRUE( sw.manager( sw.user( 1 ) ).initializeGroup( 0 ) );
+  const S32 destination = sw.set( { UdfBaseL3HeaderStart, 16 } ).qualId;
+  const U32 entry = sw.take( sw.user( 1 ) );
+  const U8 data[] = { 10, 0, 0, 7 }, mask[] = { 255, 255, 255, 255 };
+  SDK_CHECKED( bcm_field_qualify_data( 0, entry, destination, data, mask, 4 ) );
+  sw.manager( sw.user( 1 ) ).installEntry( 0, entry );
+  EXPECT_EQ( sw.hit( 0, 0, 0x0A000007 ), entry );
+  EXPECT_EQ( sw.hit( 0, portsPerPipe, 0x0A000007 ), tcamId( entry, 1, 0 ) );
+  EXPECT_EQ( sw.hit( 0, portsPerPipe, 0x0A000008 ), 0U );
+}
+
+TEST( LogMessagesTest, ThePlatformTakesAndWordsThem ) {
+  LoggedMessages messages;
+  MORVANE_CONFIG_CHANGE.raise();  // not taken
+  MORVANE_UDF_HW_RESOURCE_FULL.raise();
+  EXPECT_EQ( messages.text, "FULL " );
+  EXPECT_STREQ( MORVANE_CONFIG_CHANGE.recommendedAction(), "rest" );
+  EXPECT_STREQ( MORVANE_UNEXPECTED_RESTART.recommendedAction(), "call" );
+}
+
+// Adds fields to group 1 of the last unit until the answer is not that the group took it in place.
+TEST( UdfProgrammingTest, EveryWayToEnd ) {
+  const Chip pairs{ .slices = 2, .paired = true }, lone{ .slices = 1 };
+  const Chip fixed{ .presels = true, .fixedKeys = true };
+  struct Row {
+    const char * name;
+    Chip chip;
+    U32 inPlace;  // fields before the one that ends it
+    GroupUdfCreateStatus status;
+    U32 slackBits = 0;        // of keys beyond the plain group's; 0: as the chip has it
+    bool otherGroup = false;  // exists too
+  };
+  const Row rows[] = {
+      { "width", {}, 8, udfCreateFailureWithUdfResourceExhaustion },
+      { "chunks", { .dataChunks = 2 }, 2, udfCreateFailureWithUdfResourceExhaustion },
+      { "formats", { .dataFormats = 1 }, 1, udfCreateFailureWithUdfResourceExhaustion },
+      { "wider slices", pairs, 1, udfCreateSuccessWithGroupRecreate, 40 },
+      { "fixed keys", fixed, 0, udfCreateSuccessWithGroupRecreate },
+      { "no pair", pairs, 1, udfCreateFailureWithGroupRecreateFailure, 40, true },
+      { "no slice so wide", lone, 1, udfCreateFailureWithGroupRecreateFailure, 40 },
+  };
+  for ( const Row & row : rows )
+    for ( const S32 type : { Acl::ip(), Acl::mac() } )
+      for ( const U32 units : { 1U, 2U } ) {
+        const std::string where = fmt::format( "{} type {} units {}", row.name, type, units );
+        Chip chip = row.chip;
+        chip.units = units;
+        if ( row.slackBits != 0 )
+          chip.keyBits = UdfSwitch::plainKeyBits( chip, type ) + row.slackBits;
+        UdfSwitch sw( chip, type );
+        const U32 unit = units - 1;
+        MorvaneTcamEntryManager & user = sw.manager( sw.user( 1 ) );
+        const U32 entry = sw.take( sw.user( 1 ), 1, unit );
+        user.installEntry( unit, entry );
+        if ( row.otherGroup )
+          sw.take( qosTcamGroup, 0, unit );
+
+        GroupUdfQualApplyStatus result( 0, udfCreateSuccessNoGroupRecreate );
+        U32 added = 0;
+        for ( ; result.udfCreateStatus == udfCreateSuccessNoGroupRecreate; ++added ) {
+          const U8 place = static_cast< U8 >( 8 + 4 * added );
+          result = sw.set( { UdfBaseL2HeaderEnd, place, 0x0800 }, true, 1, unit );
+          EXPECT_EQ( sw.audit(), "" ) << where;
+        }
+        EXPECT_EQ( added - 1, row.inPlace ) << where;
+        EXPECT_EQ( result.udfCreateStatus, row.status ) << where;
+        const bool rebuilt = row.status == udfCreateSuccessWithGroupRecreate;
+        const bool gone = row.status == udfCreateFailureWithGroupRecreateFailure;
+        EXPECT_EQ( result.qualId == -1, !rebuilt ) << where;
+        EXPECT_EQ( sw.books( user, unit ).entryInstalledHas( entry ), !rebuilt && !gone ) << where;
+        EXPECT_EQ( sw.groups->groupExists( unit, 1 ), !gone ) << where;
+        EXPECT_EQ( sw.udfs().find( rebuilt ? "x1" : "x0" ), std::string::npos ) << where;
+        const bool full = chip.dataChunks < 16 || chip.dataFormats < 16;
+        EXPECT_EQ( sw.messages.text, full ? "FULL " : "" ) << where;
+        EXPECT_EQ( sw.groups->udfResourceError( static_cast< U8 >( unit ) ), full ) << where;
+        if ( !full )
+          continue;
+        // The lack is over with the next field.
+        sw.set( { UdfBaseL2HeaderEnd, 8, 0x0800 }, false, 1, unit );
+        sw.set( { UdfBaseL2HeaderEnd, 100, 0x0800 }, true, 1, unit );
+        EXPECT_EQ( sw.messages.text, "FULL NORMAL " ) << where;
+      }
+}
+
+// A group that shares a field has to be rebuilt for it: everyone else's uses stay.
+TEST( UdfProgrammingTest, RebuildForASharedField ) {
+  UdfSwitch sw( { .presels = true, .fixedKeys = true }, Acl::mac() );
+  sw.manager( sw.user( 2 ) ).initializeGroup( 0 );
+  const U32 entry = sw.take( sw.user( 1 ) );
+  ASSERT_NE( entry, 0U );
+  play( sw, { { true, frame, 1, 0, "0.1x0 1:0" },
+              { true, frame, 1, 0, "0.1x1 1:1" },
+              { true, frame, 2, 0, "0.1x1 1:1 2:0" },
+              { true, otherFrame, 2, 0, "0.1x1 1:1 2:0, 0.2x0 2:0" },
+              { true, frame, 2, 0, "0.1x2 1:1 2:1, 0.2x0 2:0" },
+              { true, otherFrame, 1, 0, "0.1x1 1:0 2:1, 0.2x0 1:0 2:0" },
+              { false, frame, 2, 0, "0.1x0 1:0, 0.2x0 1:0 2:0" },
+              { false, frame, 1, 0, "0.2x0 1:0 2:0" },
+              { true, otherFrame, 2, 0, "0.2x1 1:0 2:1" } } );
+  // A group of the type that the agent set comes back as that type.
+  EXPECT_TRUE( sw.asic.group( 0, 1 )->qset.has( bcmFieldQualifySrcMac ) );
+  EXPECT_NE( sw.take( sw.user( 1 ) ), 0U );
+  sw.manager( sw.user( 1 ) ).releaseEntry( 0, entry );
+  EXPECT_EQ( sw.udfs() + sw.audit(), "0.2x1 2:1" );
+}
+
+TEST( UdfProgrammingTest, WrongUseIsRefused ) {
+  UdfSwitch sw( { .pipes = 2 }, Acl::ip() );
+  ASSERT_TRUE( sw.manager( sw.user( 1 ) ).initializeGroup( 0 ) );
+  const std::string before = sw.state();
+  for ( const U8 tooFar : { 108, 250 } )
+    EXPECT_THROW( sw.set( { UdfBaseL3HeaderEnd, tooFar } ), Kiv::RangeException );
+  EXPECT_EQ( sw.state() + sw.udfs(), before );
+  EXPECT_EQ( sw.set( { UdfBaseL3HeaderEnd, 107 } ).qualId, 1 );
+  EXPECT_THAT( deathOf( [ & ] { sw.set( { UdfBasePacketStart, 4 } ); } ), HasSubstr( "UDF base" ) );
+  MorvaneTcamEntryManager & user = sw.manager( sw.user( 1 ) );
+  EXPECT_THAT(
+      deathOf( [ & ] { user.setMirroringAclUdf( 0, 1, anyType, near.base, 4, 4, true ); } ),
+      HasSubstr( "aclType == Acl::ip() || aclType == Acl::mac()" ) );
+  EXPECT_THAT(
+      deathOf( [ & ] { user.setMirroringAclUdf( 0, 0, anyType, near.base, 4, 8, true ); } ),
+      HasSubstr( "length == 4" ) );
+}
+
+TEST( UdfProgrammingTest, TracesTellTheSteps ) {
+  UdfSwitch sw( {}, Acl::ip() );
+  ASSERT_TRUE( sw.manager( sw.user( 1 ) ).initializeGroup( 0 ) );
+  EXPECT_THAT(
+      callTexts( [ & ] { sw.set( far ); } ),
+      ElementsAre(
+          "bcm_field_data_qualifier_create( unit, &udfQual ) (rc:0)",
+          "bcm_field_data_qualifier_packet_format_add( unit, qual_id, &udfQualPktType ) (rc:0)",
+          "bcm_field_group_get( unit, pipeGroupId, &qset ) (rc:0)",
+          "bcm_field_qset_data_qualifier_add( unit, &qset, currentQualId ) (rc:0)",
+          "bcm_field_group_set( unit, pipeGroupId, qset ) (rv:0)" ) );
+  apiMorvane.levelIs( 1, true );
+  EXPECT_THAT(
+      lines( [ & ] { sw.set( far ), sw.set( far, false ); } ),
+      ElementsAre( "Unit: 0 setMirroringAclUdf group: 1 udf: base=UdfBaseL3HeaderEnd offset=0 "
+                   "length=4 ether type=4294967295 add: true",
+                   "1 already applied to group: 1, 1",
+                   " Update state for IP UDF qual id: 1 current ref count: 1",
+                   "Added to group:  1 IP UDF qual id: 1 new ref count: 2",
+                   "Unit: 0 setMirroringAclUdf group: 1 udf: base=UdfBaseL3HeaderEnd offset=0 "
+                   "length=4 ether type=4294967295 add: false",
+                   " Update state for IP UDF qual id: 1 current ref count: 2",
+                   " Updated/Deleted IP UDF qual id: 1 new ref count: 1" ) );
+  apiMorvane.levelIs( 1, false );
+}
+
+// --- Flow-programming groups -----------------------------------------------------------------
+
+TEST( FlowProgrammingTest, QualifiersLiveWithTheirGroup ) {
+  const struct {
+    TcamGroupAssignment user;
+    U8 ipProto;
+    std::vector< U32 > offsets;
+  } rows[] = { { openFlowUdfTcamGroup, 17, { 8, 12 } },
+               { openFlowUdfTcamGroup, 6, { 20, 24 } },
+               { openFlowVxlanUdfTcamGroup, 17, { 42, 46, 50, 58, 62 } },
+               { openFlowVxlanUdfTcamGroup, 6, { 54, 58, 62, 70, 74 } } };
+  for ( const auto & row : rows ) {
+    TestSwitch sw( { .pipes = 2, .secondCopy = true, .units = 2 } );
+    sw.platform.group( 1, { bcmFieldQualifyDstIp, bcmFieldQualifyStageIngress } );
+    sw.platform.user( row.user, 1, 0, tcamAllocateUnbounded );
+    sw.start();
+    sw.groups->openFlowUdfIpProtoIs( row.ipProto );
+    const U32 entry = sw.take( row.user, 0, 1 );
+    ASSERT_TRUE( sw.groups->createGroupOpenFlowAclUdf( 1, 1 ) );  // counts
+    std::vector< U32 > offsets;
+    for ( const auto & qualifier : sw.asic.dataQualifiers( 1 ) )
+      offsets.push_back( qualifier.record.offset );
+    EXPECT_EQ( offsets, row.offsets );
+    EXPECT_EQ( sw.counts( 1 ), "2/1 2/1 2/1 2/1" );
+    sw.groups->uninitializeGroup( 1, 1 );
+    EXPECT_EQ( sw.audit(), "" );
+    sw.manager( row.user ).releaseEntry( 1, entry );
+    EXPECT_EQ( sw.audit(), "" );
+    EXPECT_TRUE( sw.asic.dataQualifiers( 1 ).empty() );
+  }
+}
+
+TEST( FlowProgrammingTest, WhatDoesNotFitLeavesNothing ) {
+  for ( const Chip & chip :
+        { Chip{ .pipes = 2, .dataChunks = 1 }, Chip{ .pipes = 2, .dataFormats = 1 },
+          Chip{ .pipes = 2, .presels = true, .keyBits = 90 } } ) {
+    UdfSwitch sw( chip, Acl::ip() );
+    const std::string before = sw.state();
+    EXPECT_EQ( sw.take( openFlowUdfTcamGroup ), 0U );
+    EXPECT_EQ( sw.state() + sw.audit(), before );
+    EXPECT_TRUE( sw.groups->udfResourceError( 0 ) );
+    EXPECT_EQ( sw.messages.text, "FULL " );
+  }
+}
+
+TEST( UdfAuditTest, EveryDifferenceIsSeen ) {
+  using Spoil = void ( * )( MorvaneTcamGroupManager &, GroupUdfQual & carried );
+  const std::pair< const char *, Spoil > cases[] = {
+      { "has 1 uses, its groups count 2", []( auto &, auto & c ) { c.udfQualIdInc( 1, 1 ); } },
+      { "belongs to nobody", []( auto & groups, auto & ) { groups.ipMirroringAclUdfDel( 1 ); } },
+      { "lacks data qualifier 2", []( auto &, auto & c ) { c.udfQualIdIs( 2, 0 ); } },
+      { "is recorded as 0x2",
+        []( auto & groups, auto & ) {
+          groups.ipMirroringAclUdfIs( 2, groups.ipMirroringAclUdf( 1 ) );
+        } },
+      { "applies to other packets", []( auto &, auto & ) {
+         bcm_field_data_ethertype_s type = { 0, 0x0800, 0, 0, 0 };
+         SDK_CHECKED( bcm_field_data_qualifier_ethertype_add( 0, 1, &type ) );
+       } } };
+  for ( const auto & [ difference, spoil ] : cases ) {
+    UdfSwitch sw( { .pipes = 2 }, Acl::ip() );
+    ASSERT_TRUE( sw.manager( sw.user( 1 ) ).initializeGroup( 0 ) );
+    sw.set( near );
+    ASSERT_EQ( sw.audit(), "" );
+    spoil( *sw.groups, *sw.groups->groupIdToMirroringAclUdf( 1 ) );
+    EXPECT_THAT( sw.audit(), HasSubstr( difference ) );
+  }
+}
+
+}  // namespace Test::Udf
