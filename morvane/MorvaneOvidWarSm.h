@@ -49,6 +49,7 @@ class KIV_API MorvaneOvidUtBitmapDir : public Kiv::Entity {
   };
 
   explicit MorvaneOvidUtBitmapDir( const Kiv::Name & name ) : Kiv::Entity( name ) {}
+  const char * fwkType() const override { return "Morvane::MorvaneOvidUtBitmapDir"; }
 
   KIV_VALUES( Kiv::RbTreeMap, MorvaneUnitOvidKey, bcm_pbmp_t, ovidUtBitmap, OvidUtBitmap );
 };
@@ -61,6 +62,7 @@ class KIV_API OvidEntries : public Kiv::Entity {
   };
 
   explicit OvidEntries( const Kiv::Name & name ) : Kiv::Entity( name ) {}
+  const char * fwkType() const override { return "Morvane::OvidEntries"; }
 
   // By entry id.
   KIV_VALUES( Kiv::RbTreeMap, U32, Kiv::Ptr< MorvaneTcamEntryManager >, manager, Manager );

@@ -31,6 +31,12 @@ struct MorvaneUnitOvidKey : Kiv::Value {
 struct OvidMatch {
   U16 vlan = 0;  // without bits outside the mask
   U16 mask = 0;  // bits of a VLAN id
+
+  static constexpr const char * typeName = "Morvane::OvidMatch";
+  static constexpr auto fields() {
+    return std::make_tuple( Kiv::field( "vlan", &OvidMatch::vlan ),
+                            Kiv::field( "mask", &OvidMatch::mask ) );
+  }
   friend bool operator==( const OvidMatch &, const OvidMatch & ) = default;
 
   // Untagged packets show VLAN 0: a match that covers it takes them all without a twin.
@@ -53,6 +59,12 @@ struct OvidMatch {
 struct OvidTwin {
   OvidMatch match;
   bcm_pbmp_t ports = {};  // input ports that the rule admits, as it was installed
+
+  static constexpr const char * typeName = "Morvane::OvidTwin";
+  static constexpr auto fields() {
+    return std::make_tuple( Kiv::field( "match", &OvidTwin::match ),
+                            Kiv::field( "ports", &OvidTwin::ports ) );
+  }
   friend bool operator==( const OvidTwin &, const OvidTwin & ) = default;
 };
 
