@@ -102,10 +102,6 @@ std::optional< ListFault > listFault( const PlatformData & platform, const Acl &
   if ( share == nullptr )
     return ListFault{ 0, fmt::format( "the platform has no share for lists of type {} and use {}",
                                       kindName( acl.kind ), useName( acl.use ) ) };
-  // A MAC mirroring group matches the outer VLAN, for which such a chip keeps entries twice.
-  if ( isMirroring( *share ) && acl.kind == AclKind::mac && platform.chip.sharedByPipes )
-    return ListFault{ 0,
-                      "MAC lists cannot mirror on a chip whose pipes share one field processor" };
   if ( usesFields( acl ) && platform.chip.dataChunks == 0 )
     return ListFault{ 0, "this chip cannot match user-defined fields" };
   if ( acl.mirrorPort && *acl.mirrorPort >= platform.chip.ports() )

@@ -57,7 +57,8 @@ bool l2Matches( const AclRule & rule, const FrameFields & packet ) {
   };
   return bitsMatch( rule.sourceMac, mac( packet.sourceMac ) ) &&
          bitsMatch( rule.destinationMac, mac( packet.destinationMac ) ) &&
-         bitsMatch( rule.etherType, packet.etherType ) && bitsMatch( rule.vlan, packet.vlan );
+         bitsMatch( rule.etherType, packet.etherType ) &&
+         ( bitsMatch( rule.vlan, packet.vlan ) || bitsMatch( rule.vlan, packet.portVlan ) );
 }
 
 bool udfMatches( const UdfMatch & udf, const FrameFields & packet ) {

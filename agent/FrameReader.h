@@ -19,7 +19,9 @@ struct FrameFields {
   bool hasMacs = false;
   U64 sourceMac = 0;
   U64 destinationMac = 0;
-  std::optional< U16 > vlan;       // id of the outer tag
+  std::optional< U16 > vlan;  // id of the outer tag
+  // VLAN of the port, where rules on it are for packets without a VLAN too (Replay.h).
+  std::optional< U16 > portVlan;
   std::optional< U16 > etherType;  // behind the tags; absent for a length field
   L3Kind l3 = L3Kind::other;       // by a whole header
   std::optional< size_t > l3At;    // where the L3 header begins

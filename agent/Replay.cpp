@@ -2,6 +2,8 @@
 
 #include <fmt/core.h>
 
+#include <algorithm>
+
 namespace Agent {
 
 namespace {
@@ -32,6 +34,18 @@ std::vector< U32 > portOfEveryCopy( const SoftAsic::ChipProfile & chip ) {
       ports.push_back( first + ( chip.portsPerPipe + 1 ) / 2 );
   }
   return ports;
+}
+
+FrameFields seenAt( const Platform::PlatformData & platform, U32 port, FrameFields fields ) {
+  // A frame that breaks off before its type is neither tagged nor untagged.
+  if ( !platform.chip.sharedByPipes || !fields.l3At || fields.vlan.value_or( 0 ) != 0 )
+    return fields;
+  fields.vlan = 0;
+  for ( const Platform::VlanData & vlan : platform.vlans )
+    if ( std::find( vlan.untaggedPorts.begin(), vlan.untaggedPorts.end(), port ) !=
+         vlan.untaggedPorts.end() )
+      fields.portVlan = vlan.id;
+  return fields;
 }
 
 Replay::Replay( SwitchSession & session, const AclFeature & feature )

@@ -29,6 +29,11 @@ class Replay {
 // The first port of every pipe and copy.
 std::vector< U32 > portOfEveryCopy( const SoftAsic::ChipProfile & chip );
 
+// What rules are meant to see of a packet that enters by a port. Where one field processor serves
+// all pipes, a packet without a tag, or with VLAN 0, is in VLAN 0 and in the one that is untagged
+// on its port; elsewhere it is in none.
+FrameFields seenAt( const Platform::PlatformData & platform, U32 port, FrameFields fields );
+
 // One line: the packet, where it entered, what was expected and what came.
 std::string fateDifference( const Packet & packet, U32 port, const PacketFate & expected,
                             const PacketFate & actual );

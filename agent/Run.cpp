@@ -177,13 +177,14 @@ bool RunJob::verifyPacket( Replay & replay, RateModel & rates, const Packet & pa
   bool same = true;
   bool first = true;
   for ( const U32 port : portOfEveryCopy( input_.platform.chip ) ) {
-    // What the rules say is the same at every port, but for policers.
-    if ( first || policed )
-      expected = expectedFate(
-          feature_.policy(), fields, [ & ]( const RuleIndex & rule, const PoliceRate & rate ) {
-            policed = true;
-            return rates.passes( rule, rate, pipeOf( port ), packet.frame.size(), packet.time );
-          } );
+    // What the rules say is the same at every port, but for policers and the VLANs of ports.
+    if ( first || policed || input_.platform.chip.sharedByPipes )
+      expected = expectedFate( feature_.policy(), seenAt( input_.platform, port, fields ),
+                               [ & ]( const RuleIndex & rule, const PoliceRate & rate ) {
+                                 policed = true;
+                                 return rates.passes( rule, rate, pipeOf( port ),
+                                                      packet.frame.size(), packet.time );
+                               } );
     first = false;
     const PacketFate fate = replay.send( packet, port );
     if ( fate == expected )

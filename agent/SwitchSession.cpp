@@ -2,15 +2,31 @@
 
 namespace Agent {
 
+namespace {
+
+Kiv::Ptr< const Morvane::MorvaneOvidUtBitmapDir > untaggedPorts(
+    const Platform::PlatformData & platform ) {
+  const auto directory =
+      Kiv::make< Morvane::MorvaneOvidUtBitmapDir >( Kiv::Name( "ovidUtBitmapDir" ) );
+  for ( const Platform::VlanData & vlan : platform.vlans ) {
+    bcm_pbmp_t ports = {};
+    for ( const U32 port : vlan.untaggedPorts )
+      ports.add( port );
+    directory->ovidUtBitmapIs( { SwitchSession::unit, vlan.id }, ports );
+  }
+  return directory;
+}
+
+}  // namespace
+
 SwitchSession::SwitchSession( const Platform::PlatformData & platform )
     : platform_( platform ), calls_( chip_ ) {
   chip_.addUnit( unit, platform.chip );
   calls_.keepRecords( false );
   Shim::sdk_ = &calls_;
   Morvane::platformIs( &platform_ );
-  groupManager_ = Kiv::make< Morvane::MorvaneTcamGroupManager >(
-      Kiv::Name( "tcamGroupManager" ),
-      Kiv::make< Morvane::MorvaneOvidUtBitmapDir >( Kiv::Name( "ovidUtBitmapDir" ) ), false );
+  groupManager_ = Kiv::make< Morvane::MorvaneTcamGroupManager >( Kiv::Name( "tcamGroupManager" ),
+                                                                 untaggedPorts( platform ), false );
   groupManager_->numPipeIs( platform_.numPipe() );
   groupManager_->modChipInfoIs( unit, platform.chipInfo );
   groupManager_->initializedIs( true );

@@ -1,43 +1,103 @@
-// The outer-VLAN workaround's objects.
+// The outer-VLAN workaround: a rule on a VLAN matches that VLAN's untagged packets too.
 //
 // On a chip whose field processor is shared by all pipes, an untagged packet reaches the ingress
-// stage with outer VLAN 0. Groups that match on the outer VLAN are therefore kept twice there. The
-// agent fills the directory; the state machine is created by start-up where a unit needs it.
+// stage with outer VLAN 0, whatever the VLAN of its port. A rule on VLAN V would miss it. There,
+// every entry of an ingress group that can match the outer VLAN is therefore kept twice:
+//
+//   the entry     in pipe 0, the rule as its feature made it, for packets with a tag
+//   its twin      the pipe-1 copy, the same rule on VLAN 0, and on those of the rule's input ports
+//                 where V is untagged
+//
+// Both have the entry's priority, actions and state; each has statistics of its own. No packet
+// matches both. A match under a partial mask stands for all VLANs that it covers: its twin admits
+// the ports that are untagged in any of them. A rule without an outer-VLAN match, or with one that
+// covers VLAN 0, takes untagged packets by itself: its twin is installed, and disabled.
+//
+// Who does what: the agent keeps the directory up to date, before and after rules are installed.
+// Entry managers write twins (MorvaneTcamManager/OvidWar.cpp) and say here which VLANs an entry
+// waits for. When the untagged ports of a VLAN change, the state machine has exactly its twins
+// written again, and nothing for twins whose ports stay the same.
+//
+// Invariants: an entry is in the map, under every VLAN that its match covers, exactly while it is
+// installed and its twin is in use. A VLAN is overdue only while its twins may lag behind.
+//
+// Failure: an SDK failure ends the process, as everywhere. When an SDK call throws, the twin keeps
+// the ports that it had, the other twins are written, the VLAN is left marked as overdue and is
+// tried again with the next change of any VLAN; the exception goes to onNotificationException.
+//
+// Locks: the activity lock; it is given up around every SDK call.
 #pragma once
+
+#include <exception>
 
 #include "kiv/Attribute.h"
 #include "kiv/Entity.h"
 #include "kiv/Export.h"
+#include "kiv/Ptr.h"
 #include "kiv/RbTreeMap.h"
+#include "morvane/MorvaneTcamEntryManager.h"
+#include "morvane/OvidTwin.h"
 #include "shim/SdkTypes.h"
 
 namespace Morvane {
 
-using namespace Kiv::Integers;
-
-// Ports on which each VLAN is untagged.
+// Ports on which each VLAN is untagged, filled by the agent. An absent VLAN is untagged nowhere.
 class KIV_API MorvaneOvidUtBitmapDir : public Kiv::Entity {
  public:
   struct Notifiee : Kiv::NotifieeConst {
-    virtual void onOvidUtBitmap( U16 ) {}
+    virtual void onOvidUtBitmap( const MorvaneUnitOvidKey & ) {}
   };
 
   explicit MorvaneOvidUtBitmapDir( const Kiv::Name & name ) : Kiv::Entity( name ) {}
   const char * fwkType() const override { return "Morvane::MorvaneOvidUtBitmapDir"; }
 
-  KIV_VALUES( Kiv::RbTreeMap, U16, bcm_pbmp_t, ovidUtBitmap, OvidUtBitmap );
+  KIV_VALUES( Kiv::RbTreeMap, MorvaneUnitOvidKey, bcm_pbmp_t, ovidUtBitmap, OvidUtBitmap );
 };
 
-class KIV_API MorvaneOvidWarSm : public Kiv::Entity {
+// The entries that match one VLAN of a unit, with their managers.
+class KIV_API OvidEntries : public Kiv::Entity {
  public:
-  struct Notifiee : Kiv::NotifieeConst {};
+  struct Notifiee : Kiv::NotifieeConst {
+    virtual void onManager( U32 ) {}
+  };
 
+  explicit OvidEntries( const Kiv::Name & name ) : Kiv::Entity( name ) {}
+  const char * fwkType() const override { return "Morvane::OvidEntries"; }
+
+  // By entry id.
+  KIV_VALUES( Kiv::RbTreeMap, U32, Kiv::Ptr< MorvaneTcamEntryManager >, manager, Manager );
+};
+
+class KIV_API MorvaneOvidWarSm : public Kiv::Entity, public MorvaneOvidUtBitmapDir::Notifiee {
+ public:
+  struct Notifiee : Kiv::NotifieeConst {
+    virtual void onOvidEntries( const MorvaneUnitOvidKey & ) {}
+    virtual void onOverdue( const MorvaneUnitOvidKey & ) {}
+  };
+
+  // Without a directory no VLAN is untagged anywhere.
   MorvaneOvidWarSm( const Kiv::Name & name, Kiv::Ptr< const MorvaneOvidUtBitmapDir > directory );
-  const char * fwkType() const override { return "Morvane::MorvaneOvidWarSm"; }
+  const char * fwkType() const override;
 
   const Kiv::Ptr< const MorvaneOvidUtBitmapDir > & directory() const { return directory_; }
 
+  KIV_MEMBERS( Kiv::RbTreeMap, MorvaneUnitOvidKey, OvidEntries, ovidEntries, OvidEntries );
+  // VLANs whose twins could not all be written when their bitmap changed.
+  KIV_VALUES( Kiv::RbTreeMap, MorvaneUnitOvidKey, bool, overdue, Overdue );
+
+  // Puts an entry under every VLAN of a match that needs a twin, and takes it out again.
+  void entryIs( U32 unit, U32 entry, const OvidMatch & match,
+                const Kiv::Ptr< MorvaneTcamEntryManager > & manager );
+  void entryDel( U32 unit, U32 entry, const OvidMatch & match );
+
+  // Ports of the unit that are untagged in any VLAN which the match covers.
+  bcm_pbmp_t untaggedPorts( U32 unit, const OvidMatch & match ) const;
+
+  void onOvidUtBitmap( const MorvaneUnitOvidKey & key ) override;
+
  private:
+  void rewriteTwins( const MorvaneUnitOvidKey & key, std::exception_ptr & failure );
+
   Kiv::Ptr< const MorvaneOvidUtBitmapDir > directory_;
 };
 

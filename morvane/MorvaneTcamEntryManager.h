@@ -14,6 +14,9 @@
 // Failure: no room is a result (0 or false) and the `exhausted` flag of the unit. Any other SDK
 // failure and any misuse (an entry out of range, an empty description) ends the process.
 //
+// In a group that needs the outer-VLAN workaround the second copy of an entry is its twin
+// (morvane/MorvaneOvidWarSm.h), which follows the entry by itself.
+//
 // Locks: called on the agent's activity thread with the activity lock held; it is given up around
 // every SDK call.
 #pragma once
@@ -153,8 +156,8 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   int reinstallEntry( U32 unit, U32 entry );
   // Takes the entry out of the hardware lookup, keeping the allocation. Returns 0.
   int removeEntry( U32 unit, U32 entry );
-  // Enables or disables every hardware copy. A negative `toleratedRc` is ignored when the SDK
-  // returns it; any other failure ends the process.
+  // Enables or disables every hardware copy; a twin that its rule does not need stays disabled. A
+  // negative `toleratedRc` is ignored when the SDK returns it; any other failure ends the process.
   void enableEntry( U32 unit, U32 entry, bool enable, int toleratedRc );
   // Sets the priority of every hardware copy; invalidPrio stands for the default. Returns 0.
   int setPriorityForEntry( U32 unit, U32 entry, U32 priority );
@@ -261,6 +264,7 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
 
  private:
   friend class EntryAllocation;
+  friend class MorvaneOvidWarSm;
   friend class MirroringGroupRebuild;
 
   Kiv::ValidPtr< UnitEntriesCreated > unitEntries( U32 unit ) const;
@@ -294,8 +298,16 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   void programLoopback( U32 unit, U32 entry );
   void attachPolicerCopies( U32 unit, U32 entry, U32 basePolicerId, bool attach, U32 howMany,
                             U32 & done ) const;
+
+  // Twins of the outer-VLAN workaround (OvidWar.cpp).
   void processOvidWarEntry( U32 unit, U32 entry, U32 tcamEntryId );
-  void tcamMgrUpdateOvidEntryMap( U32 unit, U32 entry );
+  OvidTwin ovidTwinFor( U32 unit, U32 entry ) const;
+  void rewriteOvidTwin( U32 unit, U32 entry );
+  EntryInPorts ovidTwinPorts( U32 unit, const OvidTwin & twin ) const;
+  void installOvidTwin( U32 unit, U32 tcamEntryId, const EntryInPorts & ports );
+  void ovidTwinIdleIs( U32 unit, U32 entry, bool idle );
+  void tcamMgrUpdateOvidEntryMap( U32 unit, U32 entry, const OvidTwin & twin );
+  void removeOvidWarEntry( U32 unit, U32 entry );
 
   U32 installStats( U32 unit, UnitEntriesCreated & entries, U32 groupId, U32 entryId,
                     const StatTypesList & list );

@@ -105,7 +105,8 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
     virtual void onOvidWarSm() {}
   };
 
-  // `ovidUtBitmapDir` feeds the outer-VLAN workaround and may be null where no unit needs it.
+  // `ovidUtBitmapDir` feeds the outer-VLAN workaround; the agent may fill it before and after. It
+  // may be null where no unit needs it.
   // `singleView`: one view of all pipes; loopback then goes through pipe 0's port only.
   MorvaneTcamGroupManager( const Kiv::Name & name,
                            Kiv::Ptr< const MorvaneOvidUtBitmapDir > ovidUtBitmapDir,
@@ -361,6 +362,7 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
 
   bool applyUnitControls();
   void clearGroupFlags();
+  void dropOvidWarSm();
   void indexGroupTables();
   void mapReservations();
   void startReservation( TcamReservation & reservation, U32 & nextEntry );

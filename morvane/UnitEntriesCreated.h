@@ -13,6 +13,7 @@
 #include "kiv/RbTreeMap.h"
 #include "kiv/String8.h"
 #include "kiv/ValueType.h"
+#include "morvane/OvidTwin.h"
 #include "shim/SdkTypes.h"
 
 namespace Morvane {
@@ -80,6 +81,8 @@ class KIV_API UnitEntriesCreated final : public Kiv::Entity {
     virtual void onEntryInstalled( U32 ) {}
     virtual void onEntryDisabled( U32 ) {}
     virtual void onEntryInPorts( U32 ) {}
+    virtual void onOvidTwin( U32 ) {}
+    virtual void onOvidTwinIdle( U32 ) {}
     virtual void onRangeEntryMissing( U32 ) {}
     virtual void onRangeCreated() {}
     virtual void onGroupReferences() {}
@@ -106,6 +109,10 @@ class KIV_API UnitEntriesCreated final : public Kiv::Entity {
   KIV_VALUES( Kiv::HashMap, U32, bool, entryDisabled, EntryDisabled );
   // Input ports last written into a pipe entry.
   KIV_VALUES( Kiv::HashMap, U32, EntryInPorts, entryInPorts, EntryInPorts );
+  // Outer-VLAN workaround: installed entries whose twin is in use, and what it was made from.
+  KIV_VALUES( Kiv::HashMap, U32, OvidTwin, ovidTwin, OvidTwin );
+  // Entries whose twin is disabled although they are not, because their rule needs none.
+  KIV_VALUES( Kiv::HashMap, U32, bool, ovidTwinIdle, OvidTwinIdle );
   // Entries of a range made in advance that have no hardware entry at present (their statistics
   // could not be had); the next use makes them again.
   KIV_VALUES( Kiv::HashMap, U32, bool, rangeEntryMissing, RangeEntryMissing );

@@ -93,14 +93,8 @@ void readRecord( const std::string & file, JsonFields & fields, PlatformData & d
     fields.fail( fields.line(), "\"swapFrom\" and \"swapTo\" go together" );
   info.qualifierSwap = info.swapFrom != 0;
   info.extraQualifier = readOptionalQualifier( file, fields, "extraQualifier" );
-  if ( fields.find( "loopbackPorts" ) == nullptr )
-    return;
-  for ( const JsonNode & port : fields.list( "loopbackPorts" ) ) {
-    if ( port.kind != JsonNode::Kind::integer || port.integer < 0 ||
-         port.integer >= BCM_PBMP_PORT_MAX )
-      fields.fail( port.line, "a port number is expected here" );
-    data.loopbackPorts.push_back( static_cast< U32 >( port.integer ) );
-  }
+  if ( fields.find( "loopbackPorts" ) != nullptr )
+    data.loopbackPorts = readPorts( fields, "loopbackPorts" );
 }
 
 void readAttributes( const std::string & file, const JsonNode & node, PlatformData & data ) {
@@ -129,6 +123,17 @@ void readChip( const std::string & file, JsonFields & platform, PlatformData & d
   fields.finish();
   if ( const JsonNode * agent = platform.find( "agent" ) )
     readAttributes( file, *agent, data );
+}
+
+std::vector< U32 > readPorts( JsonFields & fields, const std::string & key ) {
+  std::vector< U32 > ports;
+  for ( const JsonNode & port : fields.list( key ) ) {
+    if ( port.kind != JsonNode::Kind::integer || port.integer < 0 ||
+         port.integer >= BCM_PBMP_PORT_MAX )
+      fields.fail( port.line, "a port number is expected here" );
+    ports.push_back( static_cast< U32 >( port.integer ) );
+  }
+  return ports;
 }
 
 U32 readQualifier( const std::string & file, const JsonNode & node ) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "platform/JsonFields.h"
 #include "platform/PlatformModel.h"
@@ -14,5 +15,8 @@ void readChip( const std::string & file, JsonFields & platform, PlatformData & d
 
 // A qualifier by its name.
 U32 readQualifier( const std::string & file, const JsonNode & node );
+
+// A list of port numbers, below BCM_PBMP_PORT_MAX.
+std::vector< U32 > readPorts( JsonFields & fields, const std::string & key );
 
 }  // namespace Platform

@@ -5,6 +5,7 @@
 #include <map>
 #include <set>
 
+#include "morvane/OvidTwin.h"
 #include "morvane/TcamIds.h"
 #include "platform/PlatformModel.h"
 #include "shim/SdkCall.h"
@@ -67,6 +68,27 @@ std::optional< PlatformFault > checkRanges( const PlatformData & data ) {
             {},
             i };
     }
+  }
+  return std::nullopt;
+}
+
+std::optional< PlatformFault > checkVlans( const PlatformData & data ) {
+  std::set< U32 > ids;
+  std::map< U32, U32 > vlanOfPort;
+  for ( U32 i = 0; i < data.vlans.size(); ++i ) {
+    const VlanData & vlan = data.vlans[ i ];
+    std::string what;
+    if ( !ids.insert( vlan.id ).second )
+      what = fmt::format( "VLAN {} is there twice", vlan.id );
+    for ( const U32 port : vlan.untaggedPorts ) {
+      const U32 other = vlanOfPort.try_emplace( port, vlan.id ).first->second;
+      if ( port >= data.chip.ports() )
+        what = fmt::format( "port {} does not exist", port );
+      else if ( other != vlan.id )
+        what = fmt::format( "port {} is untagged in VLAN {} already", port, other );
+    }
+    if ( !what.empty() )
+      return PlatformFault{ what, {}, {}, i };
   }
   return std::nullopt;
 }
@@ -157,7 +179,15 @@ class StartUpTrial {
       qset.remove( bcmFieldQualifyInPorts );
       qset.add( bcmFieldQualifyInPortsClass );
     }
+    if ( keepsTwins( qset ) )
+      qset.add( bcmFieldQualifyInPorts );
     return qset;
+  }
+
+  // An entry of an ingress group that matches the outer VLAN is there twice.
+  bool keepsTwins( const bcm_field_qset_t & qset ) const {
+    return data_.chip.sharedByPipes && qset.has( bcmFieldQualifyOuterVlanId ) &&
+           !qset.has( bcmFieldQualifyStageLookup ) && !qset.has( bcmFieldQualifyStageEgress );
   }
 
   // One for every copy of an ingress group.
@@ -174,12 +204,20 @@ class StartUpTrial {
 
   // A chunk that does not fit leaves nothing.
   bool makeRange( U32 group, const EntryRange & range ) {
+    const bool twins = keepsTwins( chip_.group( 0, group )->qset );
+    std::vector< U32 > made;
     for ( U32 entry = range.first; entry < range.end; ++entry ) {
-      if ( chip_.bcm_field_entry_create_id( 0, group, entry ) >= 0 )
-        continue;
-      while ( entry-- > range.first )
-        chip_.bcm_field_entry_destroy( 0, entry );
-      return false;
+      for ( const U32 id : { entry, Morvane::ovidTwinId( entry ) } ) {
+        if ( id != entry && !twins )
+          continue;
+        if ( chip_.bcm_field_entry_create_id( 0, group, id ) >= 0 ) {
+          made.push_back( id );
+          continue;
+        }
+        for ( const U32 done : made )
+          chip_.bcm_field_entry_destroy( 0, done );
+        return false;
+      }
     }
     return true;
   }
@@ -212,6 +250,8 @@ std::optional< PlatformFault > checkPlatform( const PlatformData & data ) {
   if ( auto fault = checkGroups( data ) )
     return fault;
   if ( auto fault = checkReservations( data ) )
+    return fault;
+  if ( auto fault = checkVlans( data ) )
     return fault;
   if ( auto fault = checkRanges( data ) )
     return fault;

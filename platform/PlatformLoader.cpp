@@ -17,6 +17,8 @@ namespace {
     line = fields.list( "groups" )[ *fault.group ].line;
   else if ( fault.reservation )
     line = fields.list( "reservations" )[ *fault.reservation ].line;
+  else if ( fault.vlan )
+    line = fields.list( "vlans" )[ *fault.vlan ].line;
   else
     line = fields.line( "chip" );
   throw InputError( file, line, fault.what );
@@ -35,6 +37,9 @@ PlatformData parsePlatform( const std::string & file, const std::string & text )
     data.groups.push_back( readGroup( file, node ) );
   for ( const JsonNode & node : fields.list( "reservations" ) )
     data.reservations.push_back( readReservation( file, node ) );
+  if ( fields.find( "vlans" ) != nullptr )
+    for ( const JsonNode & node : fields.list( "vlans" ) )
+      data.vlans.push_back( readVlan( file, node ) );
   fields.finish();
   if ( const auto fault = checkPlatform( data ) )
     report( file, root, fields, *fault );

@@ -45,6 +45,12 @@ struct ReservationData {
   bool noStatsPerEntry = false;
 };
 
+// Ports on which a VLAN is untagged.
+struct VlanData {
+  U16 id = 1;  // 1 to 4094
+  std::vector< U32 > untaggedPorts;
+};
+
 struct PlatformData {
   std::string name;
   std::string description;  // one line
@@ -55,21 +61,23 @@ struct PlatformData {
   std::vector< U32 > loopbackPorts;  // by pipe; a pipe beyond the list uses the last, or port 0
   std::vector< GroupData > groups;
   std::vector< ReservationData > reservations;
+  std::vector< VlanData > vlans;  // of the sample agent's switch; a port is untagged in at most one
 
   const GroupData * group( U32 id ) const;  // null when there is none
 };
 
-// What is wrong with a platform. `group` or `reservation` is the index of the culprit; without
-// either it is the chip.
+// What is wrong with a platform. `group`, `reservation` or `vlan` is the index of the culprit;
+// without any it is the chip.
 struct PlatformFault {
   std::string what;
   std::optional< U32 > group = {};
   std::optional< U32 > reservation = {};
+  std::optional< U32 > vlan = {};
 };
 
 // Checks what the library asserts or relies on: the chip can exist, group ids and users are unique,
-// every reservation's group exists, and ranges of entry ids neither meet those of another group nor
-// leave 24 bits. Absent when all is well.
+// every reservation's group exists, ranges of entry ids neither meet those of another group nor
+// leave 24 bits, and a port is untagged in one VLAN at most. Absent when all is well.
 std::optional< PlatformFault > checkPlatform( const PlatformData & data );
 
 // Entry ids of the bounded reservations, in table order: each begins where the group's last ended.

@@ -72,4 +72,13 @@ ReservationData readReservation( const std::string & file, const JsonNode & node
   return user;
 }
 
+VlanData readVlan( const std::string & file, const JsonNode & node ) {
+  JsonFields fields( file, node, "a VLAN" );
+  VlanData vlan;
+  vlan.id = static_cast< U16 >( fields.number( "id", 1, 4094 ) );
+  vlan.untaggedPorts = readPorts( fields, "untaggedPorts" );
+  fields.finish();
+  return vlan;
+}
+
 }  // namespace Platform

@@ -1,4 +1,4 @@
-// The members of "groups" and "reservations" in a platform file.
+// The members of "groups", "reservations" and "vlans" in a platform file.
 #pragma once
 
 #include <string>
@@ -8,8 +8,9 @@
 
 namespace Platform {
 
-// Both throw InputError for what stands in the object itself; checkPlatform looks at the rest.
+// All throw InputError for what stands in the object itself; checkPlatform looks at the rest.
 GroupData readGroup( const std::string & file, const JsonNode & node );
 ReservationData readReservation( const std::string & file, const JsonNode & node );
+VlanData readVlan( const std::string & file, const JsonNode & node );
 
 }  // namespace Platform

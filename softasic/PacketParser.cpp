@@ -232,4 +232,15 @@ void setIngressPort( PacketKey & key, U32 port ) {
   key.words[ portsWord + port / 64 ] |= U64{ 1 } << ( port % 64 );
 }
 
+bool hasOuterTag( const PacketKey & key ) {
+  return ( key.words[ metaWord ] & keyOuterTag ) != 0;
+}
+
+void setOuterTag( PacketKey & key, bool tagged ) {
+  if ( tagged )
+    key.words[ metaWord ] |= keyOuterTag;
+  else
+    key.words[ metaWord ] &= ~U64{ keyOuterTag };
+}
+
 }  // namespace SoftAsic

@@ -29,4 +29,9 @@ ParsedFrame parseFrame( const U8 * frame, size_t length );
 // Adds the ingress port to a key.
 void setIngressPort( PacketKey & key, U32 port );
 
+// Whether the packet has a VLAN tag; and lets an untagged one pass for tagged, with VLAN 0 and
+// priority 0, or takes that back.
+bool hasOuterTag( const PacketKey & key );
+void setOuterTag( PacketKey & key, bool tagged );
+
 }  // namespace SoftAsic

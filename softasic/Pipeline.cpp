@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "softasic/PacketParser.h"
-
 namespace SoftAsic {
 
 namespace {
@@ -83,6 +81,12 @@ void Pipeline::runStage( const StageTable & table, const Packet & packet, Verdic
   }
 }
 
+// A frame that breaks off before its type is neither tagged nor untagged.
+bool Pipeline::seenAsVlan0( StageKind stage, const ParsedFrame & parsed ) const {
+  return parts_.profile.sharedByPipes && stage == StageKind::ifp && parsed.l3 != 0 &&
+         !hasOuterTag( parsed.key );
+}
+
 Verdict Pipeline::run( U32 port, const U8 * frame, size_t length, U64 now ) {
   ParsedFrame parsed = parseFrame( frame, length );
   setIngressPort( parsed.key, port );
@@ -90,8 +94,15 @@ Verdict Pipeline::run( U32 port, const U8 * frame, size_t length, U64 now ) {
   parts_.data.extract( parsed, frame );
   Verdict verdict;
   for ( const StageKind stage : { StageKind::vfp, StageKind::ifp, StageKind::efp } ) {
+    const bool vlan0 = seenAsVlan0( stage, parsed );
+    if ( vlan0 ) {
+      setOuterTag( parsed.key, true );
+      parts_.ranges.answer( parsed.key, length );
+    }
     if ( const StageTable * table = parts_.tables.forPort( stage, parts_.ports, port ) )
       runStage( *table, { parsed.key, port, length, now }, verdict );
+    if ( vlan0 )
+      setOuterTag( parsed.key, false );
     if ( verdict.drop )
       break;
   }

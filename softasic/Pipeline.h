@@ -4,6 +4,9 @@
 // - Stages in order: VFP, IFP, EFP. In a stage the instance that serves the ingress port is looked
 //   up, and in it every group whose ports and preselectors admit the packet. In each group the best
 //   entry that is installed and enabled wins and its statistics object counts the packet.
+// - Where one field processor serves all pipes, its IFP stage sees an untagged packet as one with a
+//   tag of VLAN 0 and priority 0, whatever the VLAN of its port. Everywhere else a VLAN field
+//   matches tagged packets only.
 // - A winner's policer colours the packet. All policers of a stage see the colour that the packet
 //   had before the stage, green at first; it leaves with the worst that they gave. A packet that is
 //   red for an entry is dropped, whatever other groups permit, and gets no other action of it.
@@ -15,6 +18,7 @@
 #pragma once
 
 #include "softasic/Groups.h"
+#include "softasic/PacketParser.h"
 #include "softasic/Policers.h"
 #include "softasic/Stats.h"
 #include "softasic/Verdict.h"
@@ -25,6 +29,7 @@ class Pipeline {
  public:
   // What a packet passes; all of it outlives this object.
   struct Parts {
+    const ChipProfile & profile;
     const Ports & ports;
     const Presels & presels;
     const RangeCheckers & ranges;
@@ -48,6 +53,7 @@ class Pipeline {
 
   bool admits( const Group & group, U32 port ) const;
   void runStage( const StageTable & table, const Packet & packet, Verdict & verdict );
+  bool seenAsVlan0( StageKind stage, const ParsedFrame & parsed ) const;
 
   Parts parts_;
 };

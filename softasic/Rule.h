@@ -10,7 +10,7 @@
 // - A mask of zero restricts nothing and demands no header. A restricted field matches only packets
 //   that have the whole header which it comes from: IPv4 addresses IPv4 packets, L4 ports packets
 //   with a TCP or UDP header, TCP flags TCP only, ICMP type and code ICMP and ICMPv6, VLAN fields
-//   tagged packets.
+//   tagged packets, and those that pass for tagged (Pipeline.h).
 // - Port bitmap (InPorts and its class form): a port in the mask matches when it is in the value;
 //   a port outside the mask matches always. Ports that the chip lacks are dropped.
 // - IpType and IpFrag restrict by enumerator; Any restricts IpType not at all. IpFrag matches IP

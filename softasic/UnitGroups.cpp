@@ -31,7 +31,7 @@ Unit::Unit( const ChipProfile & profile )
       tables_( profile_ ),
       groups_( profile_, ports_, presels_, data_, tables_ ),
       entries_( profile_.sharedByPipes ),
-      pipeline_( { ports_, presels_, ranges_, data_, tables_, stats_, policers_ } ) {}
+      pipeline_( { profile_, ports_, presels_, ranges_, data_, tables_, stats_, policers_ } ) {}
 
 int Unit::bcm_field_group_config_create( bcm_field_group_config_t * config ) {
   return groups_.create( config );

@@ -22,6 +22,7 @@ void UnitAudit::run() {
     auditManager( *it.member() );
   for ( auto it = manager_.unboundedEntryManagerIterConst(); it; ++it )
     auditManager( *it.member() );
+  auditTwinMap();
   auditForeignEntries();
   auditForeignStats();
   auditGroups();

@@ -6,6 +6,9 @@
 //   groups       on the chip exactly while they have users; their users and entries counted right
 //   entries      every recorded one on every pipe and copy, with the same rule, priority and state,
 //                and nothing on the chip that no manager owns
+//   twins        of the outer-VLAN workaround: made as the entry's rule and the bitmaps say, and
+//   the
+//                map of VLANs holding exactly the entries that match them
 //   statistics   the same object on both sides, attached to its entry
 //   preselectors the recorded one of each group, used by that group alone
 //   checkers     of ranges: on both sides, with the same interval and flags, while they have users

@@ -49,11 +49,15 @@ void UnitAudit::auditCopy( const EntryManager & owner, const Books & books, U32 
             at.pipeGroup );
   if ( copy->installed != books.entryInstalled( entry ) )
     report( "entry {:#x} is {}installed", id, copy->installed ? "" : "not " );
-  if ( copy->enabled == books.entryDisabled( entry ) )
+  const bool twin = isTwin( owner, at );
+  if ( copy->enabled ==
+       ( books.entryDisabled( entry ) || ( twin && books.ovidTwinIdle( entry ) ) ) )
     report( "entry {:#x} is {}", id, copy->enabled ? "enabled" : "disabled" );
   if ( copy->priority != first.priority )
     report( "entry {:#x} has priority {}, the first copy {}", id, copy->priority, first.priority );
-  if ( copy->effective != first.effective )
+  if ( twin )
+    auditTwin( owner, books, *copy, first );
+  else if ( copy->effective != first.effective )
     report( "entry {:#x} holds another rule than the first copy", id );
   if ( owner.allocateStatsPerEntry() == ( copy->stat == 0 ) )
     report( "entry {:#x} has {} statistics", id, copy->stat == 0 ? "no" : "unwanted" );
@@ -106,6 +110,10 @@ void UnitAudit::auditRecords( const EntryManager & owner, const Books & books ) 
     orphan( "a record of input ports", it.key() );
   for ( auto it = books.entryDisabledIterConst(); it; ++it )
     orphan( "a disabled mark", it.key() );
+  for ( auto it = books.ovidTwinIterConst(); it; ++it )
+    orphan( "a twin", it.key() );
+  for ( auto it = books.ovidTwinIdleIterConst(); it; ++it )
+    orphan( "an idle mark of a twin", it.key() );
   for ( auto it = books.loopbackPortRedirectActionIterConst(); it; ++it )
     orphan( "a loopback redirect", it.key() );
   for ( auto it = books.tcamEntryBcmPbmpIterConst(); it; ++it )

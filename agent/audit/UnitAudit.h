@@ -38,6 +38,17 @@ class UnitAudit {
   void auditForeignEntries();
   void auditForeignStats();
 
+  // Twins (TwinAudit.cpp)
+  bool isTwin( const EntryManager & owner, const Morvane::PipeCopy & at ) const;
+  static std::vector< U16 > vlansOf( const SoftAsic::EntryView & first );
+  void auditTwin( const EntryManager & owner, const Books & books, const SoftAsic::EntryView & twin,
+                  const SoftAsic::EntryView & first );
+  void auditTwinRule( const Books & books, const std::vector< U16 > & vlans,
+                      const SoftAsic::EntryView & twin, const SoftAsic::EntryView & first );
+  bool untagged( const std::vector< U16 > & vlans, U32 port ) const;
+  bool overdue( const std::vector< U16 > & vlans ) const;
+  void auditTwinMap();
+
   // Groups (GroupAudit.cpp)
   void auditGroups();
   void auditCounts( U32 pipeGroup, const Morvane::GroupCounts & counts );
@@ -75,6 +86,8 @@ class UnitAudit {
   std::map< U32, SoftAsic::StatView > statistics_;  // on the chip
   std::set< U32 > ownedEntries_;                    // pipe entry ids that some manager owns
   std::set< U32 > ownedStats_;
+  // By VLAN: the entries whose twins match its untagged packets, with their managers.
+  std::map< U16, std::map< U32, const EntryManager * > > twins_;
   std::map< U32, SoftAsic::RangeView > rangeCheckers_;  // on the chip, and not seen in the books
   std::map< U32, S64 > references_;                     // by group id: what its managers hold
 };

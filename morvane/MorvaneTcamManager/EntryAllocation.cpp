@@ -177,9 +177,10 @@ int EntryAllocation::createCopy( const PipeCopy & at ) {
   return rc;
 }
 
-// Pipe 0 may be full; a later pipe that differs from it means broken books.
+// Pipe 0 may be full; a later pipe that differs from it means broken books. A twin shares the table
+// of pipe 0, where its entry may have taken the last row.
 bool EntryAllocation::refused( const PipeCopy & at, int rc ) {
-  const U32 pipe = at.pipe;
+  const U32 pipe = groups().ovidWar( manager_.group() ) ? 0 : at.pipe;
   KIV_ASSERT( pipe == 0 && "Failed to create per pipe entries" );
   MORVANE_TRACE( traceFailure ) << "Unit: " << unit_ << " getEntryBase"
                                 << " Error " << rc << " for entry 0x"

@@ -18,9 +18,11 @@ int MorvaneTcamEntryManager::installEntry( U32 unit, U32 entry ) {
   try {
     installCopies( unit, *entries, entry, installed );
   } catch ( ... ) {
-    // Either every copy is in the lookup, or none is.
+    // Either every copy is in the lookup, or none is. A twin that is half rewritten never is.
     U32 removed = 0;
-    if ( !wasInstalled )
+    if ( groupManager()->ovidWar( group() ) )
+      removeOvidWarEntry( unit, entry );
+    else if ( !wasInstalled )
       removeCopies( unit, entry, installed, removed );
     throw;
   }
@@ -72,6 +74,11 @@ int MorvaneTcamEntryManager::reinstallEntry( U32 unit, U32 entry ) {
 
 int MorvaneTcamEntryManager::removeEntry( U32 unit, U32 entry ) {
   const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
+  // The twin leaves the map first: no bitmap that changes meanwhile shall install it again.
+  const bool ovidWar = groupManager()->ovidWar( group() );
+  const OvidTwin twin = entries->ovidTwin( entry );
+  if ( ovidWar )
+    tcamMgrUpdateOvidEntryMap( unit, entry, {} );
   U32 removed = 0;
   try {
     removeCopies( unit, entry, allCopies, removed );
@@ -82,11 +89,13 @@ int MorvaneTcamEntryManager::removeEntry( U32 unit, U32 entry ) {
       const U32 tcamEntryId = c.entryId( entry );
       SDK_CHECKED( bcm_field_entry_install( unit, tcamEntryId ) );
     }
+    if ( ovidWar ) {
+      tcamMgrUpdateOvidEntryMap( unit, entry, twin );
+      rewriteOvidTwin( unit, entry );
+    }
     throw;
   }
   entries->entryInstalledIs( entry, false );
-  if ( groupManager()->ovidWar( group() ) )
-    tcamMgrUpdateOvidEntryMap( unit, entry );
   dropTemporaryStore( *entries, entry );
   return 0;
 }
@@ -97,6 +106,8 @@ void MorvaneTcamEntryManager::enableEntry( U32 unit, U32 entry, bool enable, int
   const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
   bool refused = false;
   for ( const PipeCopy c : copies( unit ) ) {
+    if ( enable && c.pipe != 0 && entries->ovidTwinIdle( entry ) )
+      continue;
     const U32 tcamEntryId = c.entryId( entry );
     if ( SDK_TOLERATED( toleratedRc, bcm_field_entry_enable_set( unit, tcamEntryId, enable ) ) < 0 )
       refused = true;

@@ -24,6 +24,8 @@ void MorvaneTcamEntryManager::releaseEntryInternal( U32 unit, U32 entry, bool gi
   // A range keeps its hardware entries, for their next users.
   if ( holdsRange() && entries->entryDisabled( entry ) )
     enableEntry( unit, entry, true, 0 );
+  if ( holdsRange() )
+    ovidTwinIdleIs( unit, entry, false );
   bool sliceFreed = false;
   for ( const PipeCopy c : copies( unit ) )
     sliceFreed = releaseEntryCopy( unit, *entries, c, c.entryId( entry ) ) || sliceFreed;
@@ -31,6 +33,7 @@ void MorvaneTcamEntryManager::releaseEntryInternal( U32 unit, U32 entry, bool gi
   entries->loopbackPortRedirectActionDel( entry );
   entries->outportsBcmPbmpDel( entry );
   entries->entryDisabledDel( entry );
+  entries->ovidTwinIdleDel( entry );
   dropOwner( unit, entry );
   if ( entries->multicastWarEntry() == entry )
     entries->multicastWarEntryIs( 0 );

@@ -129,6 +129,14 @@ void GroupBuilder::adjustForUnit() {
     qset_.remove( bcmFieldQualifyInPorts );
     qset_.add( bcmFieldQualifyInPortsClass );
   }
+  if ( keepsTwins() )
+    qset_.add( bcmFieldQualifyInPorts );
+}
+
+// The ports of a twin are narrowed, so that its group needs to match them.
+bool GroupBuilder::keepsTwins() const {
+  return Shim::sdk_->kelmor_field_shared_by_pipes( unit_ ) && manager_.stageIngress( group_ ) &&
+         qset_.has( bcmFieldQualifyOuterVlanId );
 }
 
 // --- Configuration ---------------------------------------------------------------------------
@@ -198,8 +206,7 @@ void GroupBuilder::createPreselector( const PipeCopy & at, bcm_field_group_confi
 
 bool GroupBuilder::create( const PipeCopy & at ) {
   const bool wasOvidWar = manager_.ovidWar( at.pipeGroup );
-  if ( Shim::sdk_->kelmor_field_shared_by_pipes( unit_ ) && manager_.stageIngress( group_ ) &&
-       qset_.has( bcmFieldQualifyOuterVlanId ) )
+  if ( keepsTwins() )
     manager_.ovidWarIs( at.pipeGroup, true );
   MORVANE_TRACE( traceGroup ) << "Unit: " << unit_ << " " << request_.operation
                               << " Creating group " << at.pipeGroup;

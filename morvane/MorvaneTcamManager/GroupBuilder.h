@@ -64,6 +64,7 @@ class GroupBuilder {
   bool isTriedAgain( int rc ) const;
   bool placedByPort() const;
   bool preselects() const;
+  bool keepsTwins() const;
   void undo( const PipeCopy & at, bool wasOvidWar );
 
   MorvaneTcamGroupManager & manager_;

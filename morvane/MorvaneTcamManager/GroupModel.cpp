@@ -19,7 +19,11 @@ MorvaneTcamGroupManager::MorvaneTcamGroupManager(
       ovidUtBitmapDir_( std::move( ovidUtBitmapDir ) ),
       singleView_( singleView ) {}
 
-MorvaneTcamGroupManager::~MorvaneTcamGroupManager() = default;
+MorvaneTcamGroupManager::~MorvaneTcamGroupManager() {
+  // Whoever still holds it: there are no managers left to call.
+  if ( ovidWarSm() )
+    ovidWarSm()->notifierIs( nullptr );
+}
 
 const char * MorvaneTcamGroupManager::fwkType() const {
   return "Morvane::MorvaneTcamGroupManager";
@@ -178,11 +182,13 @@ U32 MorvaneTcamGroupManager::entriesAvailable( U32 unit, U32 groupId ) {
 U32 MorvaneTcamGroupManager::freeEntries( U32 unit, U32 group ) {
   bcm_field_group_status_s status = {};
   SDK_CHECKED( bcm_field_group_status_get( unit, group, &status ) );
-  if ( status.entries_free == 0 && sliceFreedSize() != 0 ) {
+  // An entry and its twin stand in the same group.
+  const int needed = ovidWar( group ) ? 2 : 1;
+  if ( status.entries_free < needed && sliceFreedSize() != 0 ) {
     compressFreedSlices( unit );
     SDK_CHECKED( bcm_field_group_status_get( unit, group, &status ) );
   }
-  return static_cast< U32 >( status.entries_free );
+  return static_cast< U32 >( status.entries_free / needed );
 }
 
 void MorvaneTcamGroupManager::compressFreedSlices( U32 unit ) {

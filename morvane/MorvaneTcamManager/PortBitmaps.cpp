@@ -86,9 +86,11 @@ void MorvaneTcamEntryManager::programLoopback( U32 unit, U32 entry ) {
   const bcm_field_action_t lbAction =
       static_cast< bcm_field_action_t >( entries->loopbackPortRedirectAction( entry ) );
   const Kiv::Ptr< OutportsTcamBcmPbmp > store = entries->outportsBcmPbmp( entry );
+  // A twin does what its entry does.
+  const bool firstPipe = groupManager()->singleView() || groupManager()->ovidWar( group() );
   for ( const PipeCopy c : copies( unit ) ) {
     const U32 tcamEntryId = c.entryId( entry );
-    const U32 port = getLoopbackPortId( unit, groupManager()->singleView() ? 0 : c.pipe );
+    const U32 port = getLoopbackPortId( unit, firstPipe ? 0 : c.pipe );
     MORVANE_TRACE( traceEntry ) << "Looback portId pipe " << c.pipe << ": " << port;
     bcm_pbmp_t outPorts = store ? store->pbmp() : bcm_pbmp_t{};
     outPorts.add( port );

@@ -199,6 +199,13 @@ void MorvaneTcamGroupManager::createEntryManager( const TcamReservation & reserv
   nextEntry = endEntry;
 }
 
+// Whoever still holds it: it follows no bitmap any more.
+void MorvaneTcamGroupManager::dropOvidWarSm() {
+  if ( ovidWarSm() )
+    ovidWarSm()->notifierIs( nullptr );
+  ovidWarSmIs( nullptr );
+}
+
 void MorvaneTcamGroupManager::doSdkReInit() {
   std::cout << __PRETTY_FUNCTION__ << " Cleaning up tcam manager" << std::endl;
   rangeCheckerDelAll();
@@ -218,6 +225,7 @@ void MorvaneTcamGroupManager::doSdkReInit() {
   entryManagerDelAll();
   // No entry is left, so none has an owner; the registrations would keep the managers alive.
   tcamManagerForEntryDelAll();
+  dropOvidWarSm();
   std::cout << __PRETTY_FUNCTION__ << " Re-initializing tcam group manager" << std::endl;
   handleInitialized();
 }

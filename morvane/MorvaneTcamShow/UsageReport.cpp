@@ -110,7 +110,7 @@ void UsageReport::showEntries( MorvaneTcamEntryManager & user, const UnitEntries
       U64 packets = hits( user, entries, pipeEntry );
       // A twin has no line of its own.
       if ( twins )
-        packets += hits( user, entries, tcamId( entry, 1, copy ) );
+        packets += hits( user, entries, ovidTwinId( entry ) );
       appendFormatted( out_.text(), "    %-10d %12lld hits - %s\n", static_cast< int >( pipeEntry ),
                        static_cast< long long >( packets ), desc.charPtr() );
       out_.written();

@@ -68,7 +68,8 @@ TEST_F( Command, showsWhatTheLibraryReports ) {
                HasSubstr( "|Stage                                    IFP |\n" ) );
   EXPECT_THAT( run( base + "banks" ).out, HasSubstr( " Banks           Used By\n" ) );
   EXPECT_THAT( run( base + "capacity" ).out, HasSubstr( "high watermark" ) );
-  const std::string entry = detail.substr( detail.find( "\n    " ) + 5, 6 );
+  const size_t line = detail.rfind( '\n', detail.find( " hits - " ) ) + 1;
+  const std::string entry = std::to_string( std::stoul( detail.substr( line ) ) );
   EXPECT_THAT( run( base + "entry:" + entry ).out,
                HasSubstr( "match SrcIp 0xa000000/0xff000000" ) );
   for ( const char * wrong : { "entry:", "entry:0xz", "entry:1x", "all" } ) {

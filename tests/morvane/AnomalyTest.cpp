@@ -13,7 +13,10 @@ U32 noEntry( TestSwitch & ) {
 }
 U32 qualified( TestSwitch & sw ) {
   const U32 id = sw.take( ipAclTcamGroup, 1 );
-  return sw.match( 0, id, 7 ), id;
+  sw.match( 0, id, 7 );
+  if ( sw.groups->ovidWar( 1 ) )
+    SDK_CHECKED( bcm_field_qualify_OuterVlanId( 0, id, 10, 0xFFF ) );
+  return id;
 }
 U32 installed( TestSwitch & sw ) {
   const U32 id = qualified( sw );
@@ -62,7 +65,8 @@ const struct Operation {
 
 // What the operation answers when that call fails with rc: 1 it works all the same, 0 it refuses,
 // -1 the process ends.
-int documented( const Operation & operation, const SoftAsic::CallRecord & call, int rc ) {
+int documented( const Operation & operation, const SoftAsic::CallRecord & call, int rc,
+                bool twins ) {
   switch ( call.op ) {
     case SdkOp::bcm_field_group_compress:
       return 1;
@@ -72,8 +76,8 @@ int documented( const Operation & operation, const SoftAsic::CallRecord & call, 
       return rc == -14 ? 0 : -1;
     case SdkOp::bcm_field_entry_create:
     case SdkOp::bcm_field_entry_create_id:
-      return operation.strategy != tcamAllocateAsChunk && tcamPipeBits.get( call.id ) == 0 &&
-                     ( rc == -14 || rc == -8 )
+      return operation.strategy != tcamAllocateAsChunk &&
+                     ( twins || tcamPipeBits.get( call.id ) == 0 ) && ( rc == -14 || rc == -8 )
                  ? 0
                  : -1;
     default:
@@ -111,7 +115,12 @@ void attempt( TestSwitch & sw, const Operation & operation, U32 entry, SdkOp op,
 
 void failEachCall( const Operation & operation, const Chip & chip ) {
   TestSwitch sw( chip );
-  sw.platform.acl( 1, operation.strategy == tcamAllocateUnbounded ? 0 : 4, operation.strategy );
+  const U32 size = operation.strategy == tcamAllocateUnbounded ? 0 : 4;
+  if ( chip.shared )  // entries have twins
+    sw.platform.group( 1, { bcmFieldQualifyOuterVlanId, bcmFieldQualifyDstIp } )
+        .user( ipAclTcamGroup, 1, size, operation.strategy );
+  else
+    sw.platform.acl( 1, size, operation.strategy );
   sw.start();
   if ( !operation.first )
     sw.take( ipAclTcamGroup, 0 );
@@ -125,7 +134,7 @@ void failEachCall( const Operation & operation, const Chip & chip ) {
       if ( rc == 0 )
         fault.exception = std::make_exception_ptr( std::runtime_error( "bus" ) );
       sw.faults.arm( fault );
-      const int expected = rc == 0 ? -2 : documented( operation, call, rc );
+      const int expected = rc == 0 ? -2 : documented( operation, call, rc, chip.shared );
       const Ending end = inChild( [ & ] { attempt( sw, operation, entry, call.op, expected ); } );
       const std::string where = fmt::format( "{}: call {} {} {:#x} rc {}", operation.name, nth,
                                              sdkOpName( call.op ), call.id, rc );
@@ -143,6 +152,7 @@ TEST( AnomalyTest, EveryCallOfEveryOperationMayFail ) {
   for ( const Operation & operation : operations ) {
     failEachCall( operation, { .presels = true, .slices = 2, .largeSlices = 2 } );
     failEachCall( operation, { .pipes = 2, .secondCopy = true, .slices = 2 } );
+    failEachCall( operation, { .pipes = 2, .shared = true, .slices = 2, .largeSlices = 2 } );
   }
 }
 

@@ -16,10 +16,13 @@ struct Step {
 };
 using Script = std::vector< Step >;
 
-const char * const opNames[] = { "get",    "get",    "get",    "program", "program", "program",
-                                 "enable", "prio",   "remove", "release", "release", "compress",
-                                 "ask",    "starve", "inport", "reinit",  "range",   "unrange",
-                                 "police", "attach", "attach", "udf",     "udf",     "udf" };
+const char * const opNames[] = {
+    "get",     "get",     "get",      "program", "program", "program", "enable", "prio",  "remove",
+    "release", "release", "compress", "ask",     "starve",  "inport",  "reinit", "range", "unrange",
+    "police",  "attach",  "attach",   "udf",     "udf",     "udf",     "bitmap", "bitmap" };
+
+// Outer-VLAN matches of rules where twins are kept: one VLAN, several, the untagged packets, all.
+const OvidMatch vlanMatches[] = { { 10, 0xFFF }, { 11, 0xFFF }, { 10, 0xFFE }, { 0, 0xFFF }, {} };
 
 const struct User {
   TcamGroupAssignment user;
@@ -38,12 +41,15 @@ const struct User {
 struct Rule {
   U32 group = 0, dstIp = 0, priority = 0, policer = 0;
   bool installed = false, enabled = true;
+  OvidMatch vlan = {};
 };
 
 class Walk {
  public:
   explicit Walk( const Chip & chip ) : sw_( chip ) {
-    const Qualifiers ingress = { bcmFieldQualifyDstIp, bcmFieldQualifyInPorts };
+    Qualifiers ingress = { bcmFieldQualifyDstIp, bcmFieldQualifyInPorts };
+    if ( chip.shared )
+      ingress.push_back( bcmFieldQualifyOuterVlanId );
     for ( const U32 group : { 1U, 3U, 4U, 5U, 6U } )
       sw_.platform.group( group, ingress );
     sw_.platform.group(
@@ -62,7 +68,8 @@ class Walk {
       wrong = sw_.audit();
     for ( U32 unit = 0; unit < sw_.chip.units && wrong.empty(); ++unit )
       wrong = compare( unit );
-    return wrong.empty() ? checkPacket( step.unit % sw_.chip.units, step.b, step.a ) : wrong;
+    return wrong.empty() ? checkPacket( step.unit % sw_.chip.units, step.b, step.a, step.b >> 8 )
+                         : wrong;
   }
 
  private:
@@ -83,6 +90,8 @@ class Walk {
       return police( unit, step ), "";
     if ( op == "reinit" )  // ends the managers' lives
       return step.a % 16 == 0 ? reInit() : "";
+    if ( op == "bitmap" )
+      sw_.untag( unit, static_cast< U16 >( 10 + step.a % 2 ), step.b );
     if ( op == "compress" )
       manager.compressEntries( unit );
     else if ( op == "ask" && user.size != 0 && manager.entriesAvailable( unit ) > user.size )
@@ -101,6 +110,10 @@ class Walk {
     Rule & rule = model_[ unit ][ id ];
     if ( op == "program" ) {
       sw_.match( unit, id, rule.dstIp = 1 + value % 4 );
+      if ( sw_.groups->ovidWar( rule.group ) ) {
+        rule.vlan = vlanMatches[ value / 4 % std::size( vlanMatches ) ];
+        SDK_CHECKED( bcm_field_qualify_OuterVlanId( unit, id, rule.vlan.vlan, rule.vlan.mask ) );
+      }
       rule.installed = manager.installEntry( unit, id ) == 0;
     } else if ( op == "inport" && rule.group != 2 ) {  // any port: the rule stays as it is
       manager.inPortsForEntryIs( unit, id, {}, {}, value % 2 == 0 );
@@ -137,6 +150,15 @@ class Walk {
       return fmt::format( "got {:#x} that could not be had", id );
     model_[ unit ][ id ] = { user.group, 0, user.size == 0 ? 0 : manager.defaultPrio( id ) };
     return "";
+  }
+
+  // Whether a packet with a tag, or none (0), is what the rule's feature means by its VLAN.
+  bool inVlan( U32 unit, const OvidMatch & match, U32 port, U32 tag ) const {
+    const auto covers = [ & ]( U32 vlan ) { return ( vlan & match.mask ) == match.vlan; };
+    const auto untagged = [ & ]( U16 vlan ) {
+      return covers( vlan ) && sw_.vlans->ovidUtBitmap( { unit, vlan } ).has( port );
+    };
+    return covers( tag ) || ( tag == 0 && ( untagged( 10 ) || untagged( 11 ) ) );
   }
 
   // A rule with a user-defined field comes or goes.
@@ -248,12 +270,14 @@ class Walk {
   }
 
   // The first group that a packet matches must have matched with its best rule.
-  std::string checkPacket( U32 unit, U32 anyPort, U32 anyIp ) {
+  std::string checkPacket( U32 unit, U32 anyPort, U32 anyIp, U32 anyTag ) {
     const U32 port = anyPort % ( sw_.chip.pipes * portsPerPipe ), dstIp = 1 + anyIp % 4;
-    const U32 hit = tcamNumberBits.get( sw_.hit( unit, port, dstIp ) );
+    const U16 tags[] = { 0, 0, 10, 11 }, tag = tags[ anyTag % 4 ];
+    const U32 hit = tcamNumberBits.get( sw_.hit( unit, port, dstIp, tag ) );
     const Rule * best = nullptr;
     for ( const auto & [ id, rule ] : model_[ unit ] ) {
-      if ( !rule.installed || !rule.enabled || rule.dstIp != dstIp )
+      if ( !rule.installed || !rule.enabled || rule.dstIp != dstIp ||
+           !inVlan( unit, rule.vlan, port, tag ) )
         continue;
       // The lookup stage comes first, then groups by falling number.
       const auto rank = []( const Rule & r ) {
@@ -265,7 +289,7 @@ class Walk {
     }
     return ( best == nullptr ? hit == 0 : best == &model_[ unit ][ hit ] )
                ? ""
-               : fmt::format( "port {} address {}: hit {:#x}", port, dstIp, hit );
+               : fmt::format( "port {} address {} tag {}: hit {:#x}", port, dstIp, tag, hit );
   }
 
   TestSwitch sw_;
@@ -354,6 +378,6 @@ INSTANTIATE_TEST_SUITE_P(
               .statistics = 30,
               .fixedKeys = true,
               .dataFormats = 4 },
-        Chip{ .pipes = 4, .shared = true, .slices = 4, .depth = 8, .statistics = 25 } ) );
+        Chip{ .pipes = 4, .shared = true, .slices = 4, .depth = 9, .statistics = 25 } ) );
 
 }  // namespace Test::RandomWalk

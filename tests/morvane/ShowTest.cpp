@@ -44,8 +44,7 @@ void fill( TestSwitch & sw ) {
   for ( const U32 entry : { 0x10000U, 0x10002U } ) {
     acl.getEntry( 0, entry, entry == 0x10000 ? "permit web" : "deny rest" );
     sw.match( 0, entry, entry );
-    if ( !sw.groups->ovidWar( 1 ) )
-      acl.installEntry( 0, entry );
+    acl.installEntry( 0, entry );
   }
   for ( const U32 port : { 0U, 0U, 0U, portsPerPipe * sw.chip.pipes - 1 } )
     sw.hit( 0, port, 0x10002 );
@@ -108,12 +107,18 @@ TEST( UsageReportTest, GroupsThatAreKeptTwiceAreShownOnce ) {
   sw.platform.group( 1, { bcmFieldQualifyOuterVlanId, dstIp, ingress } )
       .user( qosTcamGroup, 1, 0, tcamAllocateUnbounded );
   sw.start();
-  const U32 entry = sw.take( qosTcamGroup );
+  const U32 entry = sw.take( qosTcamGroup ), unit = 0;
+  sw.match( unit, entry, 7 );
+  SDK_CHECKED( bcm_field_qualify_OuterVlanId( unit, entry, 10, 0xFFF ) );
+  sw.unbounded( qosTcamGroup ).installEntry( unit, entry );
+  sw.untag( unit, 10, 4 );
+  for ( const U16 tag : { 0, 0, 10, 11 } )
+    sw.hit( unit, 2, 7, tag );
   EXPECT_EQ( usage( sw, true, 1 ),
              fmt::format( "=== TCAM detail for switch sw1 ===\n"
                           "TCAM group 1 uses 1 entry and can use up to 127 more.\n"
                           "  qosTcamGroup uses 1 entries.\n"
-                          "    {}              0 hits - rule\n",
+                          "    {}              3 hits - rule\n",
                           entry ) );
 }
 

@@ -72,7 +72,8 @@ TestSwitch::~TestSwitch() KIV_NO_THREAD_SAFETY_ANALYSIS {
 }
 
 void TestSwitch::construct( bool singleView ) {
-  groups = Kiv::make< MorvaneTcamGroupManager >( Kiv::Name( "groups" ), nullptr, singleView );
+  vlans = Kiv::make< MorvaneOvidUtBitmapDir >( Kiv::Name( "vlans" ) );
+  groups = Kiv::make< MorvaneTcamGroupManager >( Kiv::Name( "groups" ), vlans, singleView );
   groups->numPipeIs( chip.shared ? 1 : chip.pipes );
   for ( U32 unit = 0; unit < chip.units; ++unit )
     groups->modChipInfoIs( static_cast< U16 >( unit ), chipInfo );
@@ -204,14 +205,19 @@ void TestSwitch::match( U32 unit, U32 entry, U32 dstIp ) const {
   SDK_CHECKED( bcm_field_qualify_DstIp( unit, entry, dstIp, 0xFFFFFFFF ) );
 }
 
-U32 TestSwitch::hit( U32 unit, U32 port, U32 dstIp ) {
-  U8 frame[ 64 ] = {};
-  frame[ 12 ] = 0x08;  // IPv4
-  frame[ 14 ] = 0x45;
-  frame[ 17 ] = 20;   // total length
-  frame[ 23 ] = 253;  // protocol
+U32 TestSwitch::hit( U32 unit, U32 port, U32 dstIp, U16 vlan ) {
+  U8 frame[ 64 ] = {}, *behindTag = frame;
+  if ( vlan != 0 ) {
+    frame[ 12 ] = 0x81;
+    frame[ 15 ] = static_cast< U8 >( vlan );
+    behindTag += 4;
+  }
+  behindTag[ 12 ] = 0x08;  // IPv4
+  behindTag[ 14 ] = 0x45;
+  behindTag[ 17 ] = 20;   // total length
+  behindTag[ 23 ] = 253;  // protocol
   for ( U32 i = 0; i < 4; ++i )
-    frame[ 30 + i ] = static_cast< U8 >( dstIp >> ( 24 - 8 * i ) );
+    behindTag[ 30 + i ] = static_cast< U8 >( dstIp >> ( 24 - 8 * i ) );
   const SoftAsic::Verdict verdict = asic.inject( unit, port, frame, sizeof( frame ) );
   return verdict.matches.empty() ? 0 : verdict.matches.front().entry;
 }

@@ -137,8 +137,13 @@ class TestSwitch {
 
   // Qualifies the pipe-0, copy-0 entry on a destination address.
   void match( U32 unit, U32 entry, U32 dstIp ) const;
+  // A VLAN is untagged on some of the first 32 ports, one bit each.
+  void untag( U32 unit, U16 vlan, U32 ports ) const {
+    vlans->ovidUtBitmapIs( { unit, vlan }, { { ports } } );
+  }
   // The entry, if any, that an IPv4 packet to an address hits in the first group that matches.
-  U32 hit( U32 unit, U32 port, U32 dstIp );
+  // `vlan`, below 256, is in its tag; 0: it has none.
+  U32 hit( U32 unit, U32 port, U32 dstIp, U16 vlan = 0 );
 
   const Chip chip;
   SoftAsic::SoftAsic asic;
@@ -146,7 +151,8 @@ class TestSwitch {
   Interloper meanwhile{ faults };
   SoftAsic::CallLog log{ meanwhile };
   TestPlatform platform;
-  MorvaneCentral::ChipInfo chipInfo = {};  // of every unit
+  MorvaneCentral::ChipInfo chipInfo = {};    // of every unit
+  Kiv::Ptr< MorvaneOvidUtBitmapDir > vlans;  // nothing is untagged at first
   Kiv::Ptr< MorvaneTcamGroupManager > groups;
 };
 

@@ -10,7 +10,8 @@ namespace Platform {
 
 namespace {
 
-// Line 3 is the chip, 9 and 10 are the groups, 13 and on the reservations.
+// Line 3 is the chip, 9 and 10 are the groups, 13 and on the reservations,
+// 21 and 22 the VLANs.
 const std::string good = R"({
   "name": "tiny",
   "chip": {
@@ -29,7 +30,10 @@ const std::string good = R"({
       "group": 0, "size": 4 },
     { "name": "c", "assignment": "qosTcamGroup", "strategy": "tcamAllocateUnbounded", "group": 2,
       "noStatsPerEntry": true }
-  ]
+  ],
+  "vlans": [
+    { "id": 7, "untaggedPorts": [ 0, 2 ] },
+    { "id": 8, "untaggedPorts": [ 1 ] } ]
 }
 )";
 
@@ -72,6 +76,7 @@ TEST( PlatformLoader, tablesAsTheLibraryReadsThem ) {
   EXPECT_EQ( model.numGroupExcludes(), 0U );
   EXPECT_EQ( model.groupMap( 2 ).group, 2U );
   EXPECT_STREQ( model.tcamReservation( 1 ).name, "b" );
+  EXPECT_EQ( data.vlans[ 0 ].untaggedPorts, ( std::vector< U32 >{ 0, 2 } ) );
 
   const auto ranges = entryRanges( data );
   EXPECT_EQ( ranges[ 0 ].first, 1U );  // entry 0 means none
@@ -106,6 +111,11 @@ TEST( PlatformLoader, errorsNameTheLine ) {
       { "routerAclTcamGroup", "ipAclTcamGroup", "p.json:15: ipAclTcamGroup is there twice" },
       { "routerAclTcamGroup", "ipAcl", "p.json:15: there is no assignment \"ipAcl\"" },
       { "\"size\": 4 ", "\"size\": 4, \"noStatsPerEntry\": true ", "p.json:15: group 0 keeps" },
+      { "\"id\": 8", "\"id\": 4095", "p.json:22: \"id\" must be a number from 1 to 4094" },
+      { "\"id\": 8", "\"id\": 7", "p.json:22: VLAN 7 is there twice" },
+      { "[ 1 ]", "[ 4 ]", "p.json:22: port 4 does not exist" },
+      { "[ 1 ]", "[ 2 ]", "p.json:22: port 2 is untagged in VLAN 7 already" },
+      { "[ 1 ]", "[ true ]", "p.json:22: a port number is expected here" },
       { "\"size\": 8", "\"size\": 131072", "p.json:15: entry ids" },
   };
   for ( const auto & c : cases ) {

@@ -31,6 +31,31 @@ TEST( Pipeline, EachPortIsServedByOnePipeAndCopy ) {
   EXPECT_EQ( ports.per_pipe( 1 ), portSet( { 8, 9, 10, 11, 12, 13, 14, 15 } ) );
 }
 
+TEST( Pipeline, ASharedIngressStageSeesUntaggedPacketsInVlan0 ) {
+  for ( const bool shared : { false, true } ) {
+    ChipProfile profile = bigProfile();
+    profile.secondCopy = profile.groupByPreselector = false;
+    profile.sharedByPipes = shared;
+    TestChip chip( profile );
+    for ( const U32 stage : { bcmFieldQualifyStageLookup, bcmFieldQualifyStageIngress,
+                              bcmFieldQualifyStageEgress } ) {
+      chip.createGroup( groupConfig( stage, { bcmFieldQualifyOuterVlanId, stage } ) );
+      chip.bcm_field_entry_create_id( 0, stage, stage );
+      chip.bcm_field_qualify_OuterVlanId( 0, stage, 0, 0xFFFF );
+      ASSERT_EQ( chip.bcm_field_entry_install( 0, stage ), BCM_E_NONE );
+    }
+    EXPECT_EQ( chip.winner( {} ), shared ? bcmFieldQualifyStageIngress : 0U );
+    Packet packet;
+    EXPECT_EQ( chip.send( packet ).matches.size(), shared ? 1U : 0U );
+    packet.tags = { 0 };
+    EXPECT_EQ( chip.send( packet ).matches.size(), 3U );
+    const Frame frame = frameOf( packet );  // a tag that breaks off is no untagged packet
+    EXPECT_TRUE( chip.inject( 0, 2, frame.data(), 15 ).matches.empty() );
+    packet.tags = { 5 };
+    EXPECT_TRUE( chip.send( packet ).matches.empty() );
+  }
+}
+
 class ActionTest : public testing::Test {
  protected:
   // Groups 1, 2, 3 of rising priority in the stage of a qualifier, each with one open rule.
