@@ -52,8 +52,12 @@ void MorvaneTcamGroupManager::showSummaryTcamUsage( const Kiv::String8 & name, U
                                                     U32 unit ) const {
   MORVANE_TRACE( traceGroup ) << "showSummaryTcamUsage";
   ReportWriter out( fd );
-  appendFormatted( out.text(), "=== TCAM summary for switch %s ===\n%s Banks           Used By\n%s",
-                   name.charPtr(), dashes, dashes );
+  appendFormatted( out.text(),
+                   "=== TCAM summary for switch %s ===\n"
+                   "--------------------------------------------\n"
+                   " Banks           Used By\n",
+                   name.charPtr() );
+  out.text() += dashes;
   for ( const auto & [ banks, user ] : bankUsers( *this, unit ) )
     appendFormatted( out.text(), " %-15s %s\n", banks.c_str(), user );
   out.text() += dashes;

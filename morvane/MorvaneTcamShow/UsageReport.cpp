@@ -11,6 +11,11 @@ namespace Morvane {
 
 namespace {
 
+// Reports print all numbers signed.
+constexpr int asInt( U32 number ) {
+  return static_cast< int >( number );
+}
+
 class UsageReport {
  public:
   UsageReport( const MorvaneTcamGroupManager & manager, U32 fd, bool detail, U32 unit, S8 pipe )
@@ -63,7 +68,7 @@ void UsageReport::showGroup( GroupIdToPipeGroupId at, const GroupCounts & counts
   SDK_CHECKED( bcm_field_group_status_get( unit, groupId, &status ) );
   std::string pipeText;
   if ( keptPerPipe( at.groupId() ) )
-    appendFormatted( pipeText, " in PIPE %u", at.pipe() );
+    appendFormatted( pipeText, " in PIPE %d", asInt( at.pipe() ) );
   U32 used = counts.unitAllocated( unit );
   int free = status.entries_free;
   if ( manager_.ovidWar( at.groupId() ) ) {
@@ -72,8 +77,9 @@ void UsageReport::showGroup( GroupIdToPipeGroupId at, const GroupCounts & counts
     free /= 2;
   }
   used *= copiesOf( at.groupId() );
-  appendFormatted( out_.text(), "TCAM group %u%s uses %u %s and can use up to %d more.\n",
-                   at.groupId(), pipeText.c_str(), used, used == 1 ? "entry" : "entries", free );
+  appendFormatted( out_.text(), "TCAM group %d%s uses %d %s and can use up to %d more.\n",
+                   asInt( at.groupId() ), pipeText.c_str(), asInt( used ),
+                   used == 1 ? "entry" : "entries", free );
   out_.written();
   for ( U32 i = 0; i < numTcamReservations(); ++i )
     if ( getTcamReservation( i )->group == at.groupId() )
@@ -89,10 +95,10 @@ void UsageReport::showReservation( const TcamReservation & reservation, GroupIdT
   const Kiv::Ptr< UnitEntriesCreated > entries = user->internalUnitEntry( unit_ );
   const U32 used = entries ? entries->entryCreatedSize() * copies : 0;
   if ( reserved != used && detail_ )
-    appendFormatted( out_.text(), "  %s reserves %u entries (%u used).\n", reservation.name,
-                     reserved, used );
+    appendFormatted( out_.text(), "  %s reserves %d entries (%d used).\n", reservation.name,
+                     asInt( reserved ), asInt( used ) );
   else
-    appendFormatted( out_.text(), "  %s uses %u entries.\n", reservation.name, reserved );
+    appendFormatted( out_.text(), "  %s uses %d entries.\n", reservation.name, asInt( reserved ) );
   out_.written();
   if ( detail_ && entries )
     showEntries( *user, *entries, at );
@@ -111,7 +117,7 @@ void UsageReport::showEntries( MorvaneTcamEntryManager & user, const UnitEntries
       // A twin has no line of its own.
       if ( twins )
         packets += hits( user, entries, ovidTwinId( entry ) );
-      appendFormatted( out_.text(), "    %-10d %12lld hits - %s\n", static_cast< int >( pipeEntry ),
+      appendFormatted( out_.text(), "    %-10d %12lld hits - %s\n", asInt( pipeEntry ),
                        static_cast< long long >( packets ), desc.charPtr() );
       out_.written();
     }
