@@ -90,16 +90,19 @@ TEST( AclFeature, listThatDoesNotFitIsRolledBack ) {
       { { 1, false, false, false, 4, 1024, 50 }, AclResource::entries, 40 },
       { { 4, true, true, false, 8, 60, 512 }, AclResource::statistics, 50 },
       { { 1, false, false, false, 1, 1024, 512 }, AclResource::slices, 0 },
+      { { 1, false, false, false, 4, 1024, 512, 4, 2 }, AclResource::policers, 2 },
   };
   for ( const auto & c : cases ) {
     SCOPED_TRACE( resourceName( c.resource ) );
     TestSwitch sw( c.size );
     const Acl first = plainAcl( c.rule == 0 ? 0 : 10 );
     ASSERT_FALSE( sw.feature.addAcl( first ) );
-    const U32 copies = static_cast< U32 >( sw.ports.size() );
     const auto before = sw.session.chip().tables( SwitchSession::unit );
 
-    const Acl big = plainAcl( 600 );
+    Acl big = plainAcl( 600 );
+    if ( c.resource == AclResource::policers )
+      for ( AclRule & rule : big.rules )
+        rule.police = PoliceRate{ 1000, 125 };
     const auto shortage = sw.feature.addAcl( big );
     ASSERT_TRUE( shortage );
     EXPECT_EQ( shortage->resource, c.resource );
@@ -113,7 +116,7 @@ TEST( AclFeature, listThatDoesNotFitIsRolledBack ) {
       EXPECT_EQ( after[ i ].freeSlices, before[ i ].freeSlices );
       EXPECT_EQ( after[ i ].freeStatistics, before[ i ].freeStatistics );
     }
-    EXPECT_EQ( copies, after.size() );
+    EXPECT_THAT( sw.chip().policers( 0 ), IsEmpty() );
     EXPECT_EQ( sw.feature.counters( { 1, 0 } ).packets, 0U );
     // Its ids and room are free for the next.
     const Acl next = plainAcl( c.rule == 0 ? 0 : 20 );

@@ -19,6 +19,8 @@ foreach(platform small shared large)
 endforeach()
 morvane_real_set(large fw1_1k expand 2737)
 morvane_real_set(large fw1_1k auto 857)
+morvane_real_set(large acl4_1k expand 1633)
+morvane_real_set(large fw4_1k expand 4627)
 morvane_real_set(large acl4_10k expand 15689)
 
 # The examples in examples/, on every built-in platform. The 32-bit build reads no captures.

@@ -23,9 +23,7 @@ TEST( Auditor, seesEveryDifference ) {
   // A second copy of the entry: pipe 1, copy 1.
   const U32 other = Morvane::tcamId( base, 1, 1 );
   const auto books = []( TestSwitch & sw ) {
-    return sw.session.groupManager()
-        .entryManager( Morvane::ipAclTcamGroup )
-        ->internalUnitEntry( unit );
+    return sw.manager().entryManager( Morvane::ipAclTcamGroup )->internalUnitEntry( unit );
   };
   U32 id = 0;
   bcm_policer_config_t limits = {};
@@ -34,35 +32,34 @@ TEST( Auditor, seesEveryDifference ) {
     std::function< void( TestSwitch & ) > spoil;
   } cases[] = {
       { "is not installed",
-        [ & ]( TestSwitch & ) { SDK_CHECKED( bcm_field_entry_remove( unit, other ) ); } },
+        [ & ]( auto & ) { SDK_CHECKED( bcm_field_entry_remove( unit, other ) ); } },
       { "is disabled",
-        [ & ]( TestSwitch & ) { SDK_CHECKED( bcm_field_entry_enable_set( unit, other, 0 ) ); } },
+        [ & ]( auto & ) { SDK_CHECKED( bcm_field_entry_enable_set( unit, other, 0 ) ); } },
       { "priority",
-        [ & ]( TestSwitch & ) { SDK_CHECKED( bcm_field_entry_prio_set( unit, other, 5 ) ); } },
+        [ & ]( auto & ) { SDK_CHECKED( bcm_field_entry_prio_set( unit, other, 5 ) ); } },
       { "another rule",
-        [ & ]( TestSwitch & ) {
+        [ & ]( auto & ) {
           SDK_CHECKED( bcm_field_qualify_SrcIp( unit, other, 9, 0xFF ) );
           SDK_CHECKED( bcm_field_entry_install( unit, other ) );
         } },
-      { "not wiped",
-        [ & ]( TestSwitch & ) { SDK_CHECKED( bcm_field_entry_install( unit, 2 << 16 ) ); } },
+      { "not wiped", [ & ]( auto & ) { SDK_CHECKED( bcm_field_entry_install( unit, 2 << 16 ) ); } },
       { "belongs to nobody",
-        [ & ]( TestSwitch & ) { SDK_CHECKED( bcm_field_entry_create_id( unit, 1, base + 9 ) ); } },
+        [ & ]( auto & ) { SDK_CHECKED( bcm_field_entry_create_id( unit, 1, base + 9 ) ); } },
       { "statistics 1 belong to entry 0x0",
-        [ & ]( TestSwitch & ) { SDK_CHECKED( bcm_field_entry_stat_detach( unit, base, 1 ) ); } },
+        [ & ]( auto & ) { SDK_CHECKED( bcm_field_entry_stat_detach( unit, base, 1 ) ); } },
       { "belong to nobody",
-        [ & ]( TestSwitch & ) {
+        [ & ]( auto & ) {
           bcm_field_stat_id_t stat = 0;
           const bcm_field_stat_t types[] = { bcmFieldStatPackets };
           SDK_CHECKED( bcm_field_stat_create( unit, 1, 1, types, &stat ) );
         } },
       { "preselector",
-        [ & ]( TestSwitch & ) {
+        [ & ]( auto & ) {
           bcm_field_presel_t presel = 0;
           SDK_CHECKED( bcm_field_presel_create( unit, &presel ) );
         } },
       { "group 0x3 is chosen without a preselector",
-        [ & ]( TestSwitch & ) {
+        [ & ]( auto & ) {
           bcm_field_group_config_t config = {};
           config.flags = BCM_FIELD_GROUP_CREATE_WITH_ID;
           config.group = 3;
@@ -70,67 +67,61 @@ TEST( Auditor, seesEveryDifference ) {
           SDK_CHECKED( bcm_field_group_config_create( unit, &config ) );
         } },
       { "group 0x1 has a preselector",
-        [ & ]( TestSwitch & sw ) {
-          sw.session.groupManager().groupIdToPreselIdDel( { unit, 1 } );
+        [ & ]( auto & sw ) {
+          sw.manager().groupIdToPreselIdDel( { unit, 1 } );
         } },
       { "counted are",
-        [ & ]( TestSwitch & sw ) {
-          sw.session.groupManager().groupCounts( 1 )->unitAllocatedInc( unit, 1 );
-        } },
+        [ & ]( auto & sw ) { sw.manager().groupCounts( 1 )->unitAllocatedInc( unit, 1 ); } },
       { "its managers hold",
-        [ & ]( TestSwitch & sw ) {
-          sw.session.groupManager().groupCounts( 1 )->unitRefCountInc( unit, 1 );
-        } },
-      { "is not on the chip", [ & ]( TestSwitch & sw ) { sw.session.chip().reset( unit ); } },
-      { "is left of entry",
-        [ & ]( TestSwitch & sw ) { books( sw )->entryStatsIs( base + 100, 1 ); } },
-      { "is recorded in group", [ & ]( TestSwitch & sw ) { books( sw )->groupIdIs( other, 2 ); } },
-      { "has no owner",
-        [ & ]( TestSwitch & sw ) { sw.session.groupManager().tcamManagerForEntryDel( base ); } },
+        [ & ]( auto & sw ) { sw.manager().groupCounts( 1 )->unitRefCountInc( unit, 1 ); } },
+      { "is not on the chip", [ & ]( auto & sw ) { sw.chip().reset( unit ); } },
+      { "is left of entry", [ & ]( auto & sw ) { books( sw )->entryStatsIs( base + 100, 1 ); } },
+      { "is recorded in group", [ & ]( auto & sw ) { books( sw )->groupIdIs( other, 2 ); } },
+      { "has no owner", [ & ]( auto & sw ) { sw.manager().tcamManagerForEntryDel( base ); } },
       { "is the owner of entry 0x10064",
-        [ & ]( TestSwitch & sw ) {
-          sw.session.groupManager().tcamManagerForEntryIs(
-              base + 100, sw.session.groupManager().tcamManagerForEntry( base ) );
+        [ & ]( auto & sw ) {
+          sw.manager().tcamManagerForEntryIs( base + 100,
+                                              sw.manager().tcamManagerForEntry( base ) );
         } },
       { "a store of input ports",
-        [ & ]( TestSwitch & sw ) { books( sw )->tcamEntryBcmPbmpIs( base + 100 ); } },
+        [ & ]( auto & sw ) { books( sw )->tcamEntryBcmPbmpIs( base + 100 ); } },
       { "a store of output ports",
-        [ & ]( TestSwitch & sw ) { books( sw )->outportsBcmPbmpIs( base + 100 ); } },
+        [ & ]( auto & sw ) { books( sw )->outportsBcmPbmpIs( base + 100 ); } },
       { "is wrongly marked as missing",
-        [ & ]( TestSwitch & sw ) { books( sw )->rangeEntryMissingIs( base + 100, true ); } },
+        [ & ]( auto & sw ) { books( sw )->rangeEntryMissingIs( base + 100, true ); } },
       { "range checker 1 belongs to nobody",
-        [ & ]( TestSwitch & ) { SDK_CHECKED( bcm_field_range_create( unit, &id, 1, 5, 9 ) ); } },
+        [ & ]( auto & ) { SDK_CHECKED( bcm_field_range_create( unit, &id, 1, 5, 9 ) ); } },
       { "range checker 1 is not on the chip",
-        [ & ]( TestSwitch & sw ) {
-          id = sw.session.groupManager().getRangeChecker( unit, { 5, 9, 1 } );
+        [ & ]( auto & sw ) {
+          id = sw.manager().getRangeChecker( unit, { 5, 9, 1 } );
           SDK_CHECKED( bcm_field_range_destroy( unit, id ) );
         } },
       { "recorded is Value(",
-        [ & ]( TestSwitch & sw ) {
-          id = sw.session.groupManager().getRangeChecker( unit, { 5, 9, 1 } );
+        [ & ]( auto & sw ) {
+          id = sw.manager().getRangeChecker( unit, { 5, 9, 1 } );
           SDK_CHECKED( bcm_field_range_destroy( unit, id ) );
           SDK_CHECKED( bcm_field_range_create( unit, &id, 1, 5, 8 ) );
         } },
       { "range checker 1 has 0 users",
-        [ & ]( TestSwitch & sw ) {
-          sw.session.groupManager().getRangeChecker( unit, { 5, 9, 1 } );
-          sw.session.groupManager().rangeChecker( { 5, 9, 1 } )->unitRefCountIs( unit, 0 );
+        [ & ]( auto & sw ) {
+          sw.manager().getRangeChecker( unit, { 5, 9, 1 } );
+          sw.manager().rangeChecker( { 5, 9, 1 } )->unitRefCountIs( unit, 0 );
         } },
       { "policer 0x1 has no part in pipe 1",
-        [ & ]( TestSwitch & ) { SDK_CHECKED( bcm_policer_create( unit, &limits, &id ) ); } },
+        [ & ]( auto & ) { SDK_CHECKED( bcm_policer_create( unit, &limits, &id ) ); } },
       { "policer 0x1 has other limits than policer 0x1000001",
-        [ & ]( TestSwitch & sw ) {
-          id = sw.session.groupManager().createPolicer( unit, ( U8 * )&limits );
+        [ & ]( auto & sw ) {
+          id = sw.manager().createPolicer( unit, ( U8 * )&limits );
           limits.ckbits_sec = 2;
           SDK_CHECKED( bcm_policer_set( unit, id, &limits ) );
         } },
       { "entry 0x5010000 of acl has policer 0x1000001, not 0x0",
-        [ & ]( TestSwitch & sw ) {
-          id = sw.session.groupManager().createPolicer( unit, ( U8 * )&limits );
+        [ & ]( auto & sw ) {
+          id = sw.manager().createPolicer( unit, ( U8 * )&limits );
           SDK_CHECKED( bcm_field_entry_policer_attach( unit, other, 0, id | 1 << 24 ) );
         } },
       { "without the SDK lock",
-        [ & ]( TestSwitch & sw ) { sw.session.chip().bcm_field_group_compress( unit, 1 ); } },
+        [ & ]( auto & sw ) { sw.chip().bcm_field_group_compress( unit, 1 ); } },
   };
   for ( const auto & c : cases ) {
     TestSwitch sw( { 2, true, true } );

@@ -80,38 +80,29 @@ TEST_F( Command, showsWhatTheLibraryReports ) {
 }
 
 TEST_F( Command, statusTellsWhatDoesNotFit ) {
-  std::string rules;
-  for ( int i = 0; i < 40; ++i )
-    rules += "@0.0.0." + std::to_string( i ) + "/32 0.0.0.0/0 1 : 65534 1 : 65534 0x11/0xFF\n";
-  const std::string acl = write( "wide", rules );
-  const Outcome outcome = run( "run --platform small --ports expand --acl big=" + acl +
-                               " --random 100 --verify --json" );
+  const std::string rule = "@0.0.0.0/32 0.0.0.0/0 1 : 65534 1 : 65534 0x11/0xFF\n";
+  const std::string acl = write( "wide", rule + rule + rule + rule + rule + rule );
+  const Outcome outcome = run( "run --platform small --ports expand --acl big=" + acl + " --json" );
   EXPECT_EQ( outcome.status, 1 );
   const auto report = nlohmann::json::parse( outcome.out );
   EXPECT_EQ( report[ "acls" ][ 0 ][ "name" ], "big" );
-  EXPECT_EQ( report[ "acls" ][ 0 ][ "installed" ], 0 );
   EXPECT_EQ( report[ "acls" ][ 0 ][ "firstRuleThatDoesNotFit" ][ "rule" ], 5 );
-  EXPECT_EQ( report[ "packets" ][ "default" ], 100 );
-  EXPECT_EQ( report[ "packets" ][ "mismatches" ], 0 );
 }
 
 TEST_F( Command, inspectShowsAndSetsTheStateThatRunWouldMake ) {
   const std::string acl = write( "one", "@1.2.3.4/32 0.0.0.0/0 0 : 65535 0 : 65535 0x00/0x00\n" );
+  const std::string inspect = "inspect --platform small --acl " + acl + " --json ";
   const std::string where = "'groupManager/entryManager[ipAclTcamGroup]/internalUnitEntry[0]/";
-  const std::string options = "--platform small --acl " + acl;
-  const Outcome used = run( "inspect " + options + " --json " + where + "entryCreated'" );
-  EXPECT_EQ( used.status, 0 ) << used.error;
-  EXPECT_EQ( nlohmann::json::parse( used.out ).size(), 1U );
+  const Outcome used = run( inspect + where + "entryCreated'" );
+  EXPECT_EQ( nlohmann::json::parse( used.out ).size(), 1U ) << used.error;
   const std::string set = where + "multicastWarEntry";
-  EXPECT_EQ( run( "inspect " + options + " --set " + set + "=5' " + set + "'" ).out, "5\n" );
+  EXPECT_EQ( run( inspect + "--set " + set + "=5' " + set + "'" ).out, "5\n" );
 }
 
 TEST_F( Command, unusableInputIsOneLineAndStatus2 ) {
   const std::string good = write( "good", "@1.2.3.4/32 0.0.0.0/0 0 : 65535 0 : 65535 0x00/0x00\n" );
   const std::string bad = write( "bad", "\n@1.2.3.4/32 0.0.0.0/0 0 : 65535 0 : 65535 0x00\n" );
-  const std::string words = write( "words", "access-list 1\n" );
   const std::string platform = write( "platform.json", "{\n\n\"nam\": \"x\" }\n" );
-  const std::string rules = write( "rules.json", "{\n\"rules\": [\n{ \"src\": 1 } ] }\n" );
   const std::string mirror =
       write( "mirror.json", R"({ "use": "mirror", "mirrorPort": 48, "rules": [ {} ] })" );
   const std::string field = write( "flow.json", R"({ "use": "flowVxlan", "rules": [ { "udf":
@@ -122,8 +113,7 @@ TEST_F( Command, unusableInputIsOneLineAndStatus2 ) {
     std::string arguments, error;
   } cases[] = {
       { "run --acl " + bad, bad + ":2: [^\n]*\n" },
-      { "run --acl " + good + " --acl " + words, words + ":1: [^\n]*\n" },
-      { "run --acl " + good + " --packets " + words, words + ":1: [^\n]*\n" },
+      { "run --acl " + good + " --packets " + bad, bad + ":2: [^\n]*\n" },
       { "run --acl /nonexistent/file", "/nonexistent/file:0: [^\n]*\n" },
       { "run --acl " + folder_, folder_ + ":0: [^\n]*\n" },
       { "run --platform " + platform, platform + ":1: [^\n]*\n" },
@@ -131,19 +121,12 @@ TEST_F( Command, unusableInputIsOneLineAndStatus2 ) {
       { "run --acl =" + good, usage },
       { "run --ingress-port 48 --platform small", usage },
       { "run --random -1", usage },
-      { "run --random 4294967295", usage },
       { "run --default drop", usage },
-      { "run --format xml", usage },
-      { "run --ports both", usage },
       { "run --pps 0", usage },
       { "run --police 0:1M:x", usage },
-      { "run --police 357:1M", usage },
-      { "run --format rules --acl " + good, good + ":1: [^\n]*\n" },
-      { "run --acl " + rules, rules + ":3: [^\n]*\n" },
       { "run --platform small --acl " + mirror, mirror + ":1: mirror port 48[^\n]*\n" },
       { "run --acl " + field, field + ":1: the group has no field at offset 7 [^\n]*\n" },
       { "run --acl " + good + " --packets " + cut, cut + ":0: [^\n]*\n" },
-      { "run --acl", usage },
       { "walk", usage },
       { "inspect groupManager/numPipes", usage },
       { "inspect --set groupManager/numPipe=two", usage },

@@ -161,21 +161,4 @@ TEST( Policing, bucketsAreSharedByTheEntriesOfARule ) {
   }
 }
 
-TEST( Policing, policersRunOut ) {
-  ChipSize size;
-  size.policers = 2;
-  TestSwitch sw( size );
-  Acl acl = plainAcl( 3 );
-  for ( AclRule & rule : acl.rules )
-    rule.police = PoliceRate{ 1000, 125 };
-  const auto shortage = sw.feature.addAcl( acl );
-  ASSERT_TRUE( shortage );
-  EXPECT_EQ( shortage->resource, AclResource::policers );
-  EXPECT_EQ( shortage->rule, 2U );
-  EXPECT_THAT( sw.chip().policers( 0 ), IsEmpty() );
-  EXPECT_THAT( sw.audit(), IsEmpty() );
-  acl.rules.pop_back();
-  EXPECT_FALSE( sw.feature.addAcl( acl ) );
-}
-
 }  // namespace Agent

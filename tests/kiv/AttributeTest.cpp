@@ -1,124 +1,156 @@
-// The generated operations of attributes, on both kinds of map.
+// An entity of every kind of attribute: the generated operations, and all of it by name alone.
 #include "kiv/Attribute.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
-#include "kiv/Enum.h"
+#include "kiv/FamilyMap.h"
+#include "kiv/GenericIf.h"
 #include "kiv/HashMap.h"
 #include "kiv/RbTreeMap.h"
 
+#define TEST_MODES( X ) X( modeOff ) X( modeOn )
+
 namespace {
 
+using namespace Kiv::Integers;
+using Kiv::Any;
+using Kiv::AttributeOp;
+using Kiv::Entity;
+using Kiv::GenericIf;
 using Kiv::Ptr;
-using Kiv::S32;
 using Kiv::String8;
-using Kiv::U32;
 using Kiv::ValidPtr;
+using testing::ElementsAre;
 
-class Member : public Kiv::Entity {
- public:
-  Member( const Kiv::Name & name, U32 strategy )
+KIV_ENUM( Mode, TEST_MODES );
+
+// Has no hash.
+struct Ports {
+  U32 bits[ 2 ] = {};
+  static constexpr const char * typeName = "Test::Ports";
+  static constexpr auto fields() { return std::make_tuple( Kiv::field( "bits", &Ports::bits ) ); }
+  friend bool operator==( const Ports &, const Ports & ) = default;
+};
+
+struct Port : Entity {
+  Port( const Kiv::Name & name, U32 strategy )
       : Entity( name ), strategy_( this, "strategy", strategy ) {}
-  ~Member() override { ++deaths; }
+  ~Port() override { ++deaths; }
   KIV_CONST( U32, strategy, Strategy );
   static inline int deaths = 0;
 };
 
-class Owner : public Kiv::Entity {
+class Card : public Entity {
  public:
   struct Notifiee : Kiv::NotifieeConst {
-    virtual void onReady() {}
+    virtual void onMode() {}
+    virtual void onUplink() {}
+    virtual void onPorts() {}
     virtual void onLabel( U32 ) {}
-    virtual void onCount( U32 ) {}
-    virtual void onMember( U32 ) {}
-    virtual void onOrdered( String8 ) {}
+    virtual void onCopies( U32 ) {}
+    virtual void onUsers( String8 ) {}
+    virtual void onPort( U16 ) {}
   };
-  explicit Owner( const Kiv::Name & name ) : Entity( name ) {}
 
-  KIV_SCALAR( bool, ready, Ready, false );
+  explicit Card( const Kiv::Name & name ) : Entity( name ), slot_( this, "slot", 3 ) {}
+  const char * fwkType() const override { return "Test::Card"; }
+  const Kiv::OperationTable & operationTable() const override;
+
+  KIV_CONST( U8, slot, Slot );
+  KIV_SCALAR( Mode, mode, Mode, modeOff );
+  KIV_SCALAR( Ptr< Port >, uplink, Uplink, nullptr );
+  KIV_SCALAR( Ports, ports, Ports, {} );
   KIV_VALUES( Kiv::RbTreeMap, U32, String8, label, Label );
-  KIV_COUNTS( Kiv::HashMap, U32, S32, count, Count );
-  KIV_MEMBERS( Kiv::HashMap, U32, Member, member, Member );
-  KIV_MEMBERS( Kiv::RbTreeMap, String8, Member, ordered, Ordered );
+  KIV_VALUES( Kiv::FamilyMap, U32, U32, copies, Copies );
+  KIV_COUNTS( Kiv::HashMap, String8, S32, users, Users );
+  KIV_MEMBERS( Kiv::HashMap, U16, Port, port, Port );
 
   // A get-or-create with constructor parameters, as the managers write it.
-  ValidPtr< Member > memberIs( U32 key, U32 strategy ) {
-    ValidPtr< Member > member =
-        member_.instantiate( key, [ & ] { return Kiv::make< Member >( "m", strategy ); } );
-    member->strategyParam().requireSame( strategy );
-    return member;
+  ValidPtr< Port > portIs( U16 key, U32 strategy ) {
+    ValidPtr< Port > port =
+        port_.instantiate( key, [ & ] { return Kiv::make< Port >( "m", strategy ); } );
+    port->strategyParam().requireSame( strategy );
+    return port;
   }
+
+  U32 weigh( U32 unit, const String8 & label ) { return unit * 100 + label.size(); }
+  bool isUplink( const Ptr< Port > & port ) const { return port == uplink(); }
+  void reset() { modeIs( modeOff ); }
+
+ private:
+  Kiv::Scalar< U32 > closed_{ this, "closed", 9 };
 };
 
-Ptr< Member > Owner::newMember( U32 key ) {
-  return key == 13 ? nullptr : Kiv::make< Member >( "m", key );
-}
-Ptr< Member > Owner::newOrdered( String8 key ) {
-  return Kiv::make< Member >( key, 0 );
+Ptr< Port > Card::newPort( U16 key ) {
+  return key == 0 ? nullptr : Kiv::make< Port >( Kiv::valueToStrep( key ), key );
 }
 
-struct Log : Owner::Notifiee {
-  explicit Log( const Ptr< Owner > & subject ) : owner( *subject ) { notifierIs( subject ); }
-  void onReady() override { text += owner.ready() ? "ready;" : "down;"; }
+const Kiv::OperationTable & Card::operationTable() const {
+  static constexpr Kiv::Operation own[] = { Kiv::operation< &Card::weigh >( "weigh" ),
+                                            Kiv::operation< &Card::isUplink >( "isUplink" ),
+                                            Kiv::operation< &Card::reset >( "reset" ) };
+  static constexpr Kiv::OperationTable table{ own };
+  return table;
+}
+
+struct Log : Card::Notifiee {
+  explicit Log( const Ptr< Card > & subject ) : owner( *subject ) { notifierIs( subject ); }
+  void onMode() override { text += owner.mode() == modeOn ? "on;" : "off;"; }
   void onLabel( U32 key ) override {
     text += "label" + std::to_string( key ) + "=" + owner.label( key ).charPtr() + ";";
   }
-  void onCount( U32 key ) override {
-    text += "count" + std::to_string( key ) + "=" + std::to_string( owner.count( key ) ) + ";";
+  void onUsers( String8 key ) override {
+    text += key.charPtr() + std::to_string( owner.users( key ) ) + ";";
   }
-  void onMember( U32 key ) override {
-    text += ( owner.member( key ) ? "member+" : "member-" ) + std::to_string( key ) + ";";
-  }
-  void onOrdered( String8 key ) override {
-    text += std::string( "ordered " ) + key.charPtr() + ";";
+  void onPort( U16 key ) override {
+    text += ( owner.port( key ) ? "port+" : "port-" ) + std::to_string( key ) + ";";
   }
   // What was told since the last call.
   std::string take() { return std::exchange( text, "" ); }
-  Owner & owner;
+  Card & owner;
   std::string text;
 };
 
 class AttributeTest : public testing::Test {
  protected:
-  Ptr< Owner > owner = Kiv::make< Owner >( "owner" );
+  Ptr< Card > owner = Kiv::make< Card >( "owner" );
   Log log{ owner };
 };
 
 TEST_F( AttributeTest, ScalarsValuesAndCountsTellOfChangesOnly ) {
-  owner->readyIs( false );
+  owner->modeIs( modeOff );
   EXPECT_EQ( log.take(), "" );
-  owner->readyIs( true );
+  owner->modeIs( modeOn );
   owner->labelIs( 3, "" );  // present and empty is not the same as absent
   owner->labelIs( 3, "" );
   owner->labelIs( 3, "c" );
-  EXPECT_EQ( log.take(), "ready;label3=;label3=c;" );
+  EXPECT_EQ( log.take(), "on;label3=;label3=c;" );
   EXPECT_FALSE( owner->labelDel( 4 ) );
   EXPECT_EQ( owner->label( 4 ), "" );
   EXPECT_FALSE( owner->labelHas( 4 ) );
   EXPECT_TRUE( owner->labelDel( 3 ) );
   EXPECT_EQ( log.take(), "label3=;" );
-  EXPECT_EQ( owner->countInc( 1, 0 ), 0 );
-  EXPECT_TRUE( owner->countHas( 1 ) );
+  EXPECT_EQ( owner->usersInc( "a", 0 ), 0 );
+  EXPECT_TRUE( owner->usersHas( "a" ) );
   EXPECT_EQ( log.take(), "" );
-  EXPECT_EQ( owner->countInc( 1, 2 ), 2 );
-  EXPECT_EQ( owner->countInc( 2, -1 ), -1 );
-  EXPECT_EQ( owner->countInc( 1, -2 ), 0 );
-  EXPECT_EQ( log.take(), "count1=2;count2=-1;count1=0;" );
+  EXPECT_EQ( owner->usersInc( "a", 2 ), 2 );
+  EXPECT_EQ( owner->usersInc( "b", -1 ), -1 );
+  EXPECT_EQ( owner->usersInc( "a", -2 ), 0 );
+  EXPECT_EQ( log.take(), "a2;b-1;a0;" );
 }
 
 TEST_F( AttributeTest, WalksDeleteThroughTheirIterator ) {
-  for ( U32 key = 1; key <= 5; ++key ) {
+  for ( U32 key = 1; key <= 5; ++key )
     owner->labelIs( key, "x" );
-  }
   log.take();
-  for ( auto i = owner->labelIter(); i; ++i ) {
-    if ( i.key() % 2 ) {
+  for ( auto i = owner->labelIter(); i; ++i )
+    if ( i.key() % 2 )
       owner->labelDel( i );
-    }
-  }
   EXPECT_EQ( log.take(), "label1=;label3=;label5=;" );
   EXPECT_TRUE( owner->labelIteratorConst().isMemberOf( 2 ) );
   owner->labelDelAll();
@@ -127,111 +159,240 @@ TEST_F( AttributeTest, WalksDeleteThroughTheirIterator ) {
 }
 
 TEST_F( AttributeTest, MembersAreMadeOnceAndToldOnce ) {
-  ValidPtr< Member > made = owner->memberIs( 7 );
-  EXPECT_EQ( owner->memberIs( 7 ), made );
+  ValidPtr< Port > made = owner->portIs( 7 );
+  EXPECT_EQ( owner->portIs( 7 ), made );
   EXPECT_EQ( made->parent(), owner.get() );
   EXPECT_EQ( made->references(), 2u );
-  EXPECT_EQ( owner->memberDel( 8 ), nullptr );
-  EXPECT_EQ( log.take(), "member+7;" );
-  EXPECT_EQ( owner->memberDel( 7 ), made.ptr() );
+  EXPECT_EQ( owner->portDel( 8 ), nullptr );
+  EXPECT_EQ( log.take(), "port+7;" );
+  EXPECT_EQ( owner->portDel( 7 ), made.ptr() );
   EXPECT_EQ( made->parent(), nullptr );
-  EXPECT_THROW( owner->memberIs( 13 ), Kiv::RangeException );
-  EXPECT_FALSE( owner->memberHas( 13 ) );
-  EXPECT_EQ( log.take(), "member-7;" );
+  EXPECT_THROW( owner->portIs( 0 ), Kiv::RangeException );
+  EXPECT_FALSE( owner->portHas( 0 ) );
+  EXPECT_EQ( log.take(), "port-7;" );
 }
 
 TEST_F( AttributeTest, AMemberThatAppearsWhileAnotherIsMadeStays ) {
-  struct Racer : Owner {
-    using Owner::Owner;
-    Ptr< Member > newMember( U32 key ) override {
-      early = member_.instantiate( key, [ & ] { return Owner::newMember( key ); } );
-      return Owner::newMember( key );
+  struct Racer : Card {
+    using Card::Card;
+    Ptr< Port > newPort( U16 key ) override {
+      early = port_.instantiate( key, [ & ] { return Card::newPort( key ); } );
+      return Card::newPort( key );
     }
-    Ptr< Member > early;
+    Ptr< Port > early;
   };
   auto racer = Kiv::make< Racer >( "racer" );
   Log raceLog( racer );
-  EXPECT_EQ( racer->memberIs( 1 ), racer->early );
-  EXPECT_EQ( raceLog.take(), "member+1;" );
+  EXPECT_EQ( racer->portIs( 1 ), racer->early );
+  EXPECT_EQ( raceLog.take(), "port+1;" );
 }
 
 TEST_F( AttributeTest, ReinstantiationComparesTheParameters ) {
-  EXPECT_EQ( owner->memberIs( 1, 2 ), owner->memberIs( 1, 2 ) );
-  try {
-    owner->memberIs( 1, 3 );
-    FAIL() << "other parameters were accepted";
-  } catch ( const Kiv::NameInUseException & exception ) {
-    EXPECT_STREQ( exception.what(),
-                  "Reinstantiating the entity with name m where constructor parameter attribute "
-                  "_strategy has a different value of 3 than the current value of 2 not allowed" );
-  }
+  EXPECT_EQ( owner->portIs( 1, 2 ), owner->portIs( 1, 2 ) );
+  EXPECT_THAT(
+      [ & ] { owner->portIs( 1, 3 ); },
+      testing::ThrowsMessage< Kiv::NameInUseException >(
+          "Reinstantiating the entity with name m where constructor parameter attribute "
+          "_strategy has a different value of 3 than the current value of 2 not allowed" ) );
 }
 
 TEST_F( AttributeTest, TheOwnersEndFreesItsMembersAndClearsParents ) {
-  Member::deaths = 0;
-  Ptr< Member > kept = owner->memberIs( 1 );
-  owner->memberIs( 2 );
-  auto walk = owner->memberIter();
+  Port::deaths = 0;
+  Ptr< Port > kept = owner->portIs( 1 );
+  owner->portIs( 2 );
+  auto walk = owner->portIter();
   log.notifierIs( nullptr );
   owner = nullptr;
-  EXPECT_EQ( Member::deaths, 1 );
+  EXPECT_EQ( Port::deaths, 1 );
   EXPECT_EQ( kept->parent(), nullptr );
   EXPECT_FALSE( walk );
 }
 
 TEST_F( AttributeTest, DeletingAllStopsWhenAnObserverEndsTheOwner ) {
-  struct Ender : Owner::Notifiee {
-    void onOrdered( String8 ) override {
-      if ( --left == 0 ) {
+  struct Ender : Card::Notifiee {
+    void onPort( U16 ) override {
+      if ( --left == 0 )
         owner = nullptr;
-      }
     }
     int left = 2;
-    Ptr< Owner > owner;
+    Ptr< Card > owner;
   } ender;
-  ender.owner = Kiv::make< Owner >( "x" );
-  for ( const char * key : { "a", "b", "c" } ) {
-    ender.owner->orderedIs( key );
-  }
+  ender.owner = Kiv::make< Card >( "x" );
+  for ( U16 key : { 1, 2, 3 } )
+    ender.owner->portIs( key );
   ender.notifierIs( ender.owner );
-  Member::deaths = 0;
-  ender.owner->orderedDelAll();
-  EXPECT_EQ( Member::deaths, 3 );
+  Port::deaths = 0;
+  ender.owner->portDelAll();
+  EXPECT_EQ( Port::deaths, 3 );
   EXPECT_EQ( ender.left, 0 ) << "the third went with its owner, untold";
 }
 
-TEST_F( AttributeTest, AnOverriddenSetterAndNotifyAreTheOnesThatRun ) {
-  struct Special : Owner {
-    using Owner::Owner;
-    void countNotify( U32 key ) override {
-      told += std::to_string( key );
-      Owner::countNotify( key );
-    }
-    bool countDel( U32 key ) override { return key != 2 && Owner::countDel( key ); }
-    std::string told;
-  };
-  auto special = Kiv::make< Special >( "special" );
-  Log specialLog( special );
-  for ( U32 key = 1; key <= 3; ++key ) {
-    special->countIs( key, 5 );
+// Its setters and deleters say what runs.
+struct LoudCard : Card {
+  using Card::Card;
+  void modeIs( Mode value ) override { told += "modeIs;", Card::modeIs( value ); }
+  void labelIs( U32 key, String8 value ) override {
+    told += "labelIs;", Card::labelIs( key, value );
   }
-  special->countDelAll();
-  EXPECT_EQ( special->countSize(), 1u );
-  EXPECT_EQ( special->told.size(), 5u );
-  EXPECT_EQ( special->count( 2 ), 5 );
+  bool labelDel( U32 key ) override { return key != 13 && Card::labelDel( key ); }
+  void labelNotify( U32 key ) override {
+    told += "label" + std::to_string( key ) + ";";
+    Card::labelNotify( key );
+  }
+  std::string take() { return std::exchange( told, "" ); }
+  std::string told;
+};
+
+class GenericIfTest : public testing::Test {
+ protected:
+  Any read( const char * attribute, const Any & key = {} ) {
+    return generic.genericIfAttributeOp( attribute, AttributeOp::read, key );
+  }
+  void write( const char * attribute, const Any & key, const Any & value ) {
+    generic.genericIfAttributeOp( attribute, AttributeOp::write, key, value );
+  }
+  bool del( const char * attribute, const Any & key ) {
+    return generic.genericIfAttributeOp( attribute, AttributeOp::del, key ).as< bool >();
+  }
+
+  Ptr< LoudCard > card = Kiv::make< LoudCard >( "card" );
+  GenericIf generic{ Ptr< Entity >( card ) };
+};
+
+// Which of the object model's refusals something met, and its words.
+std::string refusal( const std::function< void() > & act ) {
+  try {
+    act();
+  } catch ( const Kiv::TypeException & exception ) {
+    return std::string( "type: " ) + exception.what();
+  } catch ( const Kiv::NoImplementationException & exception ) {
+    return std::string( "not supported: " ) + exception.what();
+  } catch ( const Kiv::UnhashableException & exception ) {
+    return std::string( "unhashable: " ) + exception.what();
+  }
+  return "";
 }
 
-TEST_F( AttributeTest, RegisteredInDeclarationOrderWithTheirKinds ) {
-  std::vector< std::string > names;
-  for ( auto * a = owner->firstAttribute(); a; a = a->next() ) {
-    names.emplace_back( a->name() );
-    EXPECT_EQ( &a->owner(), owner.get() );
+TEST_F( GenericIfTest, AttributesAreWalkedInDeclarationOrderWithTheirTypes ) {
+  std::vector< std::string > seen;
+  for ( auto i = generic.genericIfAttributeIterator(); i; i.iterInc() ) {
+    const Kiv::Type * key = i.attribute().keyType();
+    seen.push_back( std::string( i.attribute().name() ) + ( key ? " " : "" ) +
+                    ( key ? key->name() : "" ) + ": " + i.attribute().valueType().name() );
   }
-  EXPECT_EQ( names,
-             ( std::vector< std::string >{ "ready", "label", "count", "member", "ordered" } ) );
-  EXPECT_EQ( owner->attribute( "member" )->kind(), Kiv::AttributeKind::members );
-  EXPECT_EQ( owner->attribute( "ready" )->kind(), Kiv::AttributeKind::scalar );
-  EXPECT_EQ( owner->attribute( "missing" ), nullptr );
+  EXPECT_THAT( seen, ElementsAre( "slot: U8", "mode: Mode", "uplink: entity", "ports: Test::Ports",
+                                  "label U32: String8", "copies U32: U32", "users String8: S32",
+                                  "port U16: entity", "closed: U32" ) );
+  EXPECT_EQ( generic.attribute( "mode" ).valueType().enumeration()->valueAt( 1 ), modeOn );
+  EXPECT_EQ( read( "ports" ).parts()[ 0 ].elements.size(), 2u );
 }
+
+TEST_F( GenericIfTest, WritesRunTheEntitysOwnSettersAndTellOnceOfChanges ) {
+  write( "mode", {}, Any( modeOn ) );
+  EXPECT_EQ( card->mode(), modeOn );
+  write( "label", Any( U32( 4 ) ), Any( String8( "x" ) ) );
+  write( "label", Any( U32( 4 ) ), Any( String8( "x" ) ) );
+  EXPECT_EQ( card->take(), "modeIs;labelIs;label4;labelIs;" );
+  EXPECT_EQ( read( "label", Any( U32( 4 ) ) ).as< String8 >(), "x" );
+  EXPECT_EQ( read( "label", Any( U32( 5 ) ) ).as< String8 >(), "" );
+  EXPECT_TRUE( del( "label", Any( U32( 4 ) ) ) );
+  EXPECT_FALSE( del( "label", Any( U32( 4 ) ) ) );
+  EXPECT_EQ( card->take(), "label4;" );
+  write( "users", Any( String8( "acl" ) ), Any( S32( -2 ) ) );
+  EXPECT_EQ( card->users( "acl" ), -2 );
+  write( "copies", Any( U32( 1U << 24 | 7 ) ), Any( U32( 8 ) ) );
+  EXPECT_EQ( card->copies( 1U << 24 | 7 ), 8u );
+  write( "ports", {}, Any( Ports{ { 1, 2 } } ) );
+  EXPECT_EQ( read( "ports" ).strep(), "Value('Test::Ports', ** {'bits': [1, 2]})" );
+}
+
+TEST_F( GenericIfTest, EntitiesAreInsertedReferredToAndDeleted ) {
+  const Any made = generic.genericIfAttributeOp( "port", AttributeOp::insert, Any( U16( 7 ) ) );
+  EXPECT_EQ( made.as< Ptr< Entity > >(), card->port( 7 ) );
+  write( "uplink", {}, made );
+  EXPECT_EQ( card->uplink(), card->port( 7 ) );
+  EXPECT_EQ( read( "uplink" ).strep(), "'7'" );
+  EXPECT_TRUE( del( "port", Any( U16( 7 ) ) ) );
+  EXPECT_EQ( read( "port", Any( U16( 7 ) ) ).strep(), "None" );
+  write( "uplink", {}, Any( Ptr< Entity >() ) );
+  EXPECT_EQ( card->uplink(), nullptr );
+}
+
+TEST_F( GenericIfTest, KeysAreWalkedWhileTheirMembersAreDeleted ) {
+  for ( const U32 key : { 12U, 13U, 14U } )
+    card->labelIs( key, "x" );
+  std::vector< std::string > seen;
+  for ( auto i = generic.genericIfAttributeIteratorKey( "label" ); i; i.iterInc() ) {
+    EXPECT_EQ( i.value().as< String8 >(), "x" );
+    seen.emplace_back( i.key().strep().charPtr() );
+    seen.emplace_back( i.iterDel() ? "deleted" : "kept" );
+  }
+  EXPECT_THAT( seen, ElementsAre( "12", "deleted", "13", "kept", "14", "deleted" ) );
+  card->labelIs( 15, "x" );
+  card->labelDelAll();
+  EXPECT_TRUE( card->labelSize() == 1 && card->labelHas( 13 ) ) << "it runs the same deleter";
+}
+
+TEST_F( GenericIfTest, WhatDoesNotFitIsRefusedAndChangesNothing ) {
+  using enum AttributeOp;
+  const Any none, one( U32( 1 ) ), text{ String8() };
+  const Any nobody{ Ptr< Entity >() }, me{ Ptr< Entity >( card ) };
+  const struct {
+    AttributeOp op;
+    const char * attribute;
+    Any key, value;
+    const char * words;
+  } cases[] = {
+      { write, "mode", none, one, "type: attribute mode takes Mode, not U32" },
+      { write, "mode", none, none, "type: attribute mode takes Mode, not nothing" },
+      { read, "mode", one, none, "type: attribute mode has no keys" },
+      { read, "mode", none, one, "type: only a write of attribute mode takes a value" },
+      { write, "uplink", none, me, "type: attribute uplink takes entities of another class" },
+      { write, "label", Any( U16( 1 ) ), text,
+        "type: the key of attribute label takes U32, not U16" },
+      { del, "users", Any( Ports() ), none, "unhashable: a value of type Test::Ports has no hash" },
+      { insert, "port", nobody, none, "unhashable: a value of type entity has no hash" },
+      { write, "slot", none, one, "slot write" },
+      { write, "closed", none, one, "closed write" },
+      { insert, "label", one, none, "label insert" },
+      { write, "port", one, nobody, "port write" },
+      { del, "mode", none, none, "mode delete" },
+  };
+  for ( const auto & c : cases ) {
+    std::string words = c.words;
+    if ( words.find( ':' ) == words.npos )
+      words = "not supported: attribute " +
+              words.replace( words.find( ' ' ), 1, " of Test::Card does not support " );
+    EXPECT_EQ(
+        refusal( [ & ] { generic.genericIfAttributeOp( c.attribute, c.op, c.key, c.value ); } ),
+        words );
+  }
+  EXPECT_EQ( refusal( [ & ] { generic.genericIfAttributeIteratorKey( "slot" ); } ),
+             "not supported: attribute slot has no keys to walk" );
+  EXPECT_EQ( card->take(), "" );
+}
+
+TEST_F( GenericIfTest, PublishedFunctionsAreCalledByName ) {
+  const auto call = [ this ]( const char * operation, const std::vector< Any > & arguments ) {
+    return generic.genericIfOperation( operation, arguments );
+  };
+  const Any two( U32( 2 ) );
+  EXPECT_EQ( call( "weigh", { two, Any( String8( "abc" ) ) } ).as< U32 >(), 203u );
+  EXPECT_TRUE( call( "isUplink", { Any( Ptr< Entity >() ) } ).as< bool >() );
+  card->modeIs( modeOn );
+  EXPECT_TRUE( call( "reset", {} ).empty() );
+  EXPECT_EQ( card->mode(), modeOff );
+  const std::vector< Any > twoTwos{ two, two };
+  EXPECT_EQ( refusal( [ & ] { call( "weigh", { two } ); } ),
+             "type: weigh takes 2 arguments, not 1" );
+  EXPECT_EQ( refusal( [ & ] { call( "weigh", twoTwos ); } ),
+             "type: parameter 2 of weigh takes String8, not U32" );
+  EXPECT_EQ( refusal( [ & ] { call( "weight", {} ); } ),
+             "not supported: Test::Card has no published function weight" );
+}
+
+// What generic tools need costs an attribute no memory: one pointer leads to the owner's calls.
+static_assert( sizeof( Kiv::AttributeBase ) == 4 * sizeof( void * ) );
+static_assert( sizeof( Kiv::Scalar< void * > ) == 6 * sizeof( void * ) );
 
 }  // namespace

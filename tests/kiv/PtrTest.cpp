@@ -1,5 +1,6 @@
 #include "kiv/Ptr.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <thread>
@@ -51,12 +52,8 @@ TEST_P( PtrTest, CountsEveryOwnerAndDeletesOnce ) {
 }
 
 TEST_P( PtrTest, ValidPtrIsNeverNull ) {
-  try {
-    ValidPtr< Base > none{ Ptr< Base >() };
-    FAIL() << "a null ValidPtr was built";
-  } catch ( const Kiv::RangeException & exception ) {
-    EXPECT_STREQ( exception.what(), "null ValidPtr" );
-  }
+  EXPECT_THAT( [] { ValidPtr< Base > none{ Ptr< Base >() }; },
+               testing::ThrowsMessage< Kiv::RangeException >( "null ValidPtr" ) );
   ValidPtr< Derived > valid( new Derived( deaths ) );
   ValidPtr< Derived > taken = std::move( valid );
   EXPECT_NE( valid.get(), nullptr );
@@ -96,16 +93,13 @@ TEST( ThreadSafePtrTest, NoCountIsLostBetweenThreads ) {
   int deaths = 0;
   Ptr< Base > shared = Kiv::make< Base >( deaths );
   std::vector< std::thread > threads;
-  for ( int t = 0; t < 4; ++t ) {
+  for ( int t = 0; t < 4; ++t )
     threads.emplace_back( [ copy = shared ] {
-      for ( int i = 0; i < 20000; ++i ) {
+      for ( int i = 0; i < 20000; ++i )
         Ptr< const Base > mine = copy;
-      }
     } );
-  }
-  for ( std::thread & thread : threads ) {
+  for ( std::thread & thread : threads )
     thread.join();
-  }
   threads.clear();
   EXPECT_EQ( shared->references(), 1u );
   Kiv::enableThreadSafePointers = false;

@@ -1,6 +1,7 @@
-// Strings, formatting, value types, enumerations, hashes and text forms.
+// Strings, formatting, value types, enumerations, hashes, and text forms there and back.
 #include <gtest/gtest.h>
 
+#include <random>
 #include <set>
 #include <sstream>
 #include <string>
@@ -8,46 +9,56 @@
 #include "kiv/Entity.h"
 #include "kiv/Enum.h"
 #include "kiv/Format.h"
+#include "kiv/StrepParse.h"
 #include "kiv/ValueType.h"
 
-#define TEST_COLOURS( X ) X( red ) X( green ) X( blue )
+#define TEST_FRUITS( X ) X( apple ) X( pear )
 
 namespace {
 
+using namespace Kiv::Integers;
+using Kiv::genericIfFromStrRep;
 using Kiv::String8;
-using Kiv::U32;
 using Kiv::valueToStrep;
 
-KIV_ENUM( Colour, TEST_COLOURS );
+KIV_ENUM( Fruit, TEST_FRUITS );
+enum class Plain : S8 { low = -128 };
 
-enum class Plain : Kiv::U8 { five = 5 };
-
-class Point : public Kiv::Value {
- public:
-  Point( U32 x, Kiv::S8 y, Colour colour ) : x_( x ), y_( y ), colour_( colour ) {}
-  static constexpr const char * typeName = "Test::Point";
+// A record that is no value type, as those of the SDK.
+struct Inner {
+  Fruit fruit = pear;
+  U16 words[ 3 ] = {};
+  static constexpr const char * typeName = "Test::Inner";
   static constexpr auto fields() {
-    return std::tuple( Kiv::field( "x", &Point::x_ ), Kiv::field( "y", &Point::y_ ),
-                       Kiv::field( "colour", &Point::colour_ ) );
+    return std::tuple( Kiv::field( "fruit", &Inner::fruit ), Kiv::field( "words", &Inner::words ) );
   }
-
- private:
-  U32 x_;
-  Kiv::S8 y_;
-  Colour colour_;
+  friend bool operator==( const Inner &, const Inner & ) = default;
 };
 
-class Line : public Kiv::Value {
- public:
-  Line( Point from, String8 label ) : from_( from ), label_( label ) {}
-  static constexpr const char * typeName = "Test::Line";
+struct Point : Kiv::Value {
+  U32 x = 0;
+  S8 y = 0;
+  Fruit fruit = apple;
+  String8 label;
+  static constexpr const char * typeName = "Test::Point";
   static constexpr auto fields() {
-    return std::tuple( Kiv::field( "from", &Line::from_ ), Kiv::field( "label", &Line::label_ ) );
+    return std::tuple( Kiv::field( "x", &Point::x ), Kiv::field( "y", &Point::y ),
+                       Kiv::field( "fruit", &Point::fruit ), Kiv::field( "label", &Point::label ) );
   }
+};
 
- private:
-  Point from_;
-  String8 label_;
+struct Outer : Kiv::Value {
+  Inner inner;
+  Point point;
+  S8 bounded = 0;
+  bool flag = false;
+  static constexpr Kiv::Limits limits{ 1, 100, "Outer::bounded is not right" };
+  static constexpr const char * typeName = "Test::Outer";
+  static constexpr auto fields() {
+    return std::tuple( Kiv::field( "inner", &Outer::inner ), Kiv::field( "point", &Outer::point ),
+                       Kiv::field( "bounded", &Outer::bounded, limits ),
+                       Kiv::field( "flag", &Outer::flag ) );
+  }
 };
 
 TEST( String8Test, AppendingNeverChangesOtherHolders ) {
@@ -78,67 +89,130 @@ TEST( String8Test, AppendsItselfAndItsParts ) {
 
 TEST( String8Test, EmptyAndBinaryText ) {
   EXPECT_EQ( sizeof( String8 ), sizeof( void * ) );
-  String8 empty( static_cast< const char * >( nullptr ) );
-  EXPECT_TRUE( empty.empty() );
-  EXPECT_STREQ( empty.charPtr(), "" );
+  EXPECT_STREQ( String8( static_cast< const char * >( nullptr ) ).charPtr(), "" );
   String8 binary( std::string_view( "a\0b", 3 ) );
   EXPECT_EQ( binary.size(), 3u );
-  EXPECT_NE( binary, "a" );
   EXPECT_GT( binary, "a" );
   EXPECT_LT( String8( "a\x7f" ), String8( "a\x80" ) );  // bytes compare unsigned
 }
 
 TEST( FormatTest, LengthsAroundTheStackBuffer ) {
-  for ( int length : { 0, 1, 254, 255, 256, 257, 5000 } ) {
-    String8 text = Kiv::format( "%*s|", length, "x" );
-    EXPECT_EQ( text.size(), static_cast< U32 >( std::max( length, 1 ) + 1 ) );
-    EXPECT_EQ( text.view().substr( text.size() - 2 ), "x|" );
-  }
+  for ( int length : { 1, 254, 255, 256, 257, 5000 } )
+    EXPECT_EQ( Kiv::format( "%*s|", length, "x" ).view(),
+               std::string( static_cast< std::size_t >( length - 1 ), ' ' ) + "x|" );
 }
 
 TEST( StrepTest, TextForms ) {
-  EXPECT_EQ( valueToStrep( Kiv::U8( 65 ) ), "65" );
-  EXPECT_EQ( valueToStrep( Kiv::S64( INT64_MIN ) ), "-9223372036854775808" );
-  EXPECT_EQ( valueToStrep( Kiv::U64( UINT64_MAX ) ), "18446744073709551615" );
-  EXPECT_EQ( valueToStrep( true ), "True" );
+  EXPECT_EQ( valueToStrep( U8( 65 ) ), "65" );
+  EXPECT_EQ( valueToStrep( S64( INT64_MIN ) ), "-9223372036854775808" );
+  EXPECT_EQ( valueToStrep( U64( UINT64_MAX ) ), "18446744073709551615" );
   EXPECT_EQ( valueToStrep( String8( std::string_view( "it's\\\n\0\xff", 8 ) ) ),
              "'it\\'s\\\\\\n\\x00\\xff'" );
-  EXPECT_EQ( valueToStrep( Kiv::Name( "Linecard" ) ), "'Linecard'" );
-  EXPECT_EQ( valueToStrep( blue ), "blue" );
-  EXPECT_EQ( valueToStrep( Colour( 3 ) ), "3" );
-  EXPECT_EQ( Kiv::enumValue< Colour >( "green" ), green );
-  EXPECT_EQ( Kiv::enumValue< Colour >( "gree" ), std::nullopt );
-  EXPECT_EQ( valueToStrep( Plain::five ), "5" );
+  EXPECT_EQ( valueToStrep( Fruit( 3 ) ), "3" );
+  EXPECT_EQ( valueToStrep( Plain::low ), "-128" );
   EXPECT_EQ( valueToStrep( Kiv::make< Kiv::Entity >( "owner" ) ), "'owner'" );
   EXPECT_EQ( valueToStrep( Kiv::Ptr< Kiv::Entity >() ), "None" );
   std::ostringstream out;
-  out << Line( Point( 1, -2, green ), "a" );
+  out << apple << ' ' << Outer{ {}, { pear, { 1, 2, 3 } }, { {}, 1, -2, pear, "a" }, 5, true };
   EXPECT_EQ( out.str(),
-             "Value('Test::Line', ** {'from': Value('Test::Point', ** {'x': 1, 'y': -2, "
-             "'colour': green}), 'label': 'a'})" );
+             "apple Value('Test::Outer', ** {'inner': Value('Test::Inner', ** {'fruit': pear, "
+             "'words': [1, 2, 3]}), 'point': Value('Test::Point', ** {'x': 1, 'y': -2, "
+             "'fruit': pear, 'label': 'a'}), 'bounded': 5, 'flag': True})" );
+}
+
+template < class T >
+void expectInverse( const T & value ) {
+  const String8 text = valueToStrep( value );
+  EXPECT_EQ( genericIfFromStrRep< T >( text.view() ), value ) << text;
+}
+
+template < class... Integers >
+void expectInverseOfIntegers( std::mt19937_64 & random ) {
+  ( expectInverse( std::numeric_limits< Integers >::min() ), ... );
+  ( expectInverse( std::numeric_limits< Integers >::max() ), ... );
+  for ( int i = 0; i < 200; ++i )
+    ( expectInverse( static_cast< Integers >( random() >> random() % 64 ) ), ... );
+}
+
+TEST( StrepTest, RandomValuesReadBack ) {
+  std::mt19937_64 random( 11 );
+  expectInverseOfIntegers< U8, S8, S32, S64, U64 >( random );
+  for ( int round = 0; round < 200; ++round ) {
+    Outer outer;
+    std::string label;
+    for ( U64 length = random() % 20; label.size() < length; )
+      label += static_cast< char >( random() );
+    outer.point.label = std::string_view( label );
+    outer.bounded = static_cast< S8 >( 1 + random() % 100 );
+    outer.flag = random() % 2 != 0;
+    outer.inner.fruit = static_cast< Fruit >( random() % 4 );  // two of them without a name
+    for ( U16 & word : outer.inner.words )
+      word = static_cast< U16 >( random() );
+    expectInverse( outer );
+    expectInverse( Kiv::Name( outer.point.label ) );
+  }
+  expectInverse( Plain::low );
+}
+
+// The exception's own words; empty when the text was read.
+template < class T, class Exception = Kiv::TypeException >
+std::string refusal( std::string_view text ) {
+  try {
+    genericIfFromStrRep< T >( text );
+  } catch ( const Exception & exception ) {
+    return exception.what();
+  }
+  return "";
+}
+
+TEST( StrepTest, OneFormOnlyAndLimitsSpeakForThemselves ) {
+  using Kiv::RangeException;
+  for ( const char * text : { "", "+1", "01", "-0", "0x1", " 1", "1 ", "1.0", "one", "-" } )
+    EXPECT_NE( refusal< S32 >( text ), "" ) << text;
+  EXPECT_EQ( refusal< U32 >( "7up" ), "expected the end at 'up'" );
+  EXPECT_EQ( refusal< U32 >( "" ), "expected U32 where the text ends" );
+  EXPECT_EQ( ( refusal< U8, RangeException >( "256" ) ), "256 is out of range for U8" );
+  EXPECT_EQ( ( refusal< U8, RangeException >( "-1" ) ), "-1 is out of range for U8" );
+  EXPECT_EQ( ( refusal< S64, RangeException >( "-9223372036854775809" ) ),
+             "-9223372036854775809 is out of range for S64" );
+  EXPECT_EQ( refusal< bool >( "true" ), "expected True or False at 'true'" );
+  EXPECT_EQ( refusal< Fruit >( "1" ), "expected pear at '1'" );
+  EXPECT_EQ( refusal< Fruit >( "plum" ), "expected Fruit at 'plum'" );
+  EXPECT_EQ( genericIfFromStrRep< String8 >( "'\\x41\\xfF'" ), "A\xff" );
+  for ( const char * text : { "'", "a", "'\\", "'\\x4'", "'\\q'", "'a\n'", "'\x80'", "'a''" } )
+    EXPECT_NE( refusal< String8 >( text ), "" ) << text;
+
+  const std::string text = valueToStrep( Outer() ).charPtr();
+  // The limits hold for default values too.
+  for ( const char * beyond : { "0", "-1", "101", "300", "99999999999999999999" } ) {
+    std::string changed = text;
+    changed.replace( changed.find( "'bounded': 0" ), 12, std::string( "'bounded': " ) + beyond );
+    EXPECT_EQ( ( refusal< Outer, RangeException >( changed ) ), "Outer::bounded is not right" );
+  }
 }
 
 TEST( ValueTypeTest, OrdersByFieldsInTheirOrder ) {
-  const Point points[] = { { 1, -1, blue }, { 1, 0, red }, { 1, 0, green }, { 2, -9, red } };
-  for ( const Point & a : points ) {
+  const Point points[] = { { {}, 1, -1, pear, "b" },
+                           { {}, 1, 0, apple, "b" },
+                           { {}, 1, 0, pear, "a" },
+                           { {}, 1, 0, pear, "b" },
+                           { {}, 2, -9, apple, "a" } };
+  for ( const Point & a : points )
     for ( const Point & b : points ) {
       EXPECT_EQ( a < b, &a < &b );
       EXPECT_EQ( a == b, &a == &b );
       EXPECT_EQ( a <= b, &a <= &b );
     }
-  }
-  EXPECT_TRUE( Line( points[ 0 ], "b" ) < Line( points[ 1 ], "a" ) );
 }
 
 TEST( HashTest, EqualValuesHashEquallyAndNearOnesSpread ) {
-  EXPECT_EQ( Kiv::hash( Line( Point( 1, 2, red ), "a" ) ),
-             Kiv::hash( Line( Point( 1, 2, red ), String8( "" ) + "a" ) ) );
-  EXPECT_NE( Kiv::hash( Point( 1, 2, red ) ), Kiv::hash( Point( 2, 1, red ) ) );
+  const Point point{ {}, 1, 2, apple, "a" };
+  EXPECT_EQ( Kiv::hash( point ), Kiv::hash( Point{ {}, 1, 2, apple, String8( "" ) + "a" } ) );
+  EXPECT_NE( Kiv::hash( point ), Kiv::hash( Point{ {}, 2, 1, apple, "a" } ) );
   // Ids that differ in their high bits only: the maps look at the low ones.
   std::set< U32 > buckets;
-  for ( U32 id = 0; id < 256; ++id ) {
+  for ( U32 id = 0; id < 256; ++id )
     buckets.insert( Kiv::hash( id << 24 ) & 255 );
-  }
   EXPECT_GT( buckets.size(), 128u );
 }
 

@@ -24,9 +24,8 @@ Kiv::TraceHandle handle( "TestTrace" );
 
 TEST( TraceTest, OnlyEnabledLevelsReachTheSink ) {
   Captured sink;
-  for ( Kiv::U32 level = 0; level <= 11; ++level ) {
+  for ( Kiv::U32 level = 0; level <= 11; ++level )
     EXPECT_FALSE( Kiv::TraceHelper::createIfEnabled( handle, level ) );
-  }
   handle.levelIs( 9, true );
   handle.levelIs( 0, true );
   handle.levelIs( 0, false );

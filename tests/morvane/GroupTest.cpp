@@ -169,47 +169,6 @@ TEST( GroupCreationTest, RetriesOnceWithoutTheLargeSliceAndPerCopy ) {
   }
 }
 
-TEST( GroupCreationTest, AFailedCopyLeavesNothingOfTheCall ) {
-  for ( U32 failing = 0; failing < 8; ++failing ) {
-    TestSwitch sw( { .pipes = 4, .secondCopy = true, .presels = true } );
-    sw.platform.acl( 1, 4 ).user( qosTcamGroup, 1, 0, tcamAllocateUnbounded );
-    sw.start();
-    const bool shared = failing >= 4;  // another user holds all other copies
-    if ( shared && sw.unbounded( qosTcamGroup ).initializeGroup( 0 ) )
-      sw.groups->uninitializeTcamGroup( 0, tcamId( 1, failing - 4, 1 ), true );
-    const std::string before = sw.state();
-    sw.faults.arm( { .op = SdkOp::bcm_field_group_config_create,
-                     .nth = shared ? 1 : 2 * failing + 1,
-                     .times = 2,
-                     .rc = -14 } );
-    EXPECT_EQ( sw.take( ipAclTcamGroup ), 0U );
-    EXPECT_EQ( sw.state(), before ) << failing;
-    EXPECT_TRUE( sw.manager( ipAclTcamGroup ).exhausted( 0 ) );
-  }
-}
-
-TEST( GroupCreationTest, OuterVlanGroupsOfASharedProcessorCountTwice ) {
-  TestSwitch sw( { .pipes = 4, .shared = true } );
-  sw.platform.group( 1, { vlan, ingress } ).user( qosTcamGroup, 1, 0, tcamAllocateUnbounded );
-  sw.platform.acl( 2, 0 );
-  sw.start();
-  sw.faults.arm( { .op = SdkOp::bcm_field_group_config_create, .times = 2, .rc = -14 } );
-  EXPECT_FALSE( sw.groups->initializeGroup( 0, 1 ) );
-  EXPECT_FALSE( sw.groups->ovidWar( 1 ) );
-  sw.groups->initializeGroup( 0, 2 );
-  for ( const char * counts : { "2/0 1/0", "4/0 1/0" } ) {
-    sw.groups->initializeGroup( 0, 1 );
-    EXPECT_EQ( sw.counts(), counts );
-  }
-  EXPECT_EQ( sw.groups->getNumPipe( 1 ), 2U );
-  EXPECT_EQ( sw.groups->getPipeGroupId( 0, 1, 0, 1 ), 1U );
-  for ( const char * counts : { "2/0 1/0", "0/0 1/0" } ) {
-    sw.groups->uninitializeGroup( 0, 1 );
-    EXPECT_EQ( sw.counts(), counts );
-  }
-  EXPECT_FALSE( sw.asic.group( 0, 1 ) );
-}
-
 // --- Teardown ----------------------------------------------------------------------------------
 
 TEST( GroupTeardownTest, CountsStepByStep ) {
@@ -275,26 +234,20 @@ TEST( GroupTeardownTest, TheLastUserTakesTheGroupInOrder ) {
 }
 
 TEST( GroupTest, APreselectorThatOutlivedItsGroupGoesBeforeTheNextOne ) {
-  for ( const bool reInit : { false, true } ) {
-    TestSwitch sw( { .presels = true } );
-    sw.platform.acl( 1, 4 );
-    sw.start();
-    const U32 entry = sw.take( ipAclTcamGroup );
-    sw.faults.arm( { .op = SdkOp::bcm_field_presel_destroy,
-                     .exception = std::make_exception_ptr( std::runtime_error( "bus" ) ) } );
-    EXPECT_THROW( sw.manager( ipAclTcamGroup ).releaseEntry( 0, entry ), std::runtime_error );
-    EXPECT_EQ( sw.audit(), "" );
-    EXPECT_EQ( sw.asic.preselectors( 0 ).size(), 1U );
-    if ( reInit ) {  // hardware has forgotten it
-      sw.asic.reset( 0 );
-      sw.groups->doSdkReInit();
-    }
-    sw.log.clear();
-    EXPECT_NE( sw.take( ipAclTcamGroup ), 0U );
-    EXPECT_EQ( sw.calls( { SdkOp::bcm_field_presel_destroy } ).size(), reInit ? 0U : 1U );
-    EXPECT_EQ( sw.asic.preselectors( 0 ).size(), 1U );
-    EXPECT_EQ( sw.audit(), "" );
-  }
+  TestSwitch sw( { .presels = true } );
+  sw.platform.acl( 1, 4 );
+  sw.start();
+  const U32 entry = sw.take( ipAclTcamGroup );
+  sw.faults.arm( { .op = SdkOp::bcm_field_presel_destroy,
+                   .exception = std::make_exception_ptr( std::runtime_error( "bus" ) ) } );
+  EXPECT_THROW( sw.manager( ipAclTcamGroup ).releaseEntry( 0, entry ), std::runtime_error );
+  EXPECT_EQ( sw.audit(), "" );
+  EXPECT_EQ( sw.asic.preselectors( 0 ).size(), 1U );
+  sw.log.clear();
+  EXPECT_NE( sw.take( ipAclTcamGroup ), 0U );
+  EXPECT_EQ( sw.calls( { SdkOp::bcm_field_presel_destroy } ).size(), 1U );
+  EXPECT_EQ( sw.asic.preselectors( 0 ).size(), 1U );
+  EXPECT_EQ( sw.audit(), "" );
 }
 
 }  // namespace Test::GroupLife

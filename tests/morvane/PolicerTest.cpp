@@ -8,9 +8,8 @@
 namespace Test::Policers {
 
 struct Switch : TestSwitch {
-  explicit Switch( const Chip & size, TcamAllocationStrategy strategy = tcamAllocateOnDemand )
-      : TestSwitch( size ) {
-    platform.acl( 1, strategy == tcamAllocateUnbounded ? 0 : 4, strategy );
+  explicit Switch( const Chip & size ) : TestSwitch( size ) {
+    platform.acl( 1, 4 );
     start();
   }
   U8 * config() { return reinterpret_cast< U8 * >( &limits ); }
@@ -59,23 +58,6 @@ TEST( PolicerTest, EveryPipeHasItsOwn ) {
     sw.groups->removePolicer( 0, base );
     EXPECT_TRUE( sw.ids().empty() );
     EXPECT_EQ( sw.audit(), "" );
-  }
-}
-
-TEST( PolicerTest, AReleasedEntryLeavesItsPolicer ) {
-  for ( const auto strategy : { tcamAllocateUnbounded, tcamAllocateOnDemand, tcamAllocateAsChunk,
-                                tcamAllocateAtBeginning } ) {
-    Switch sw( { .pipes = 2, .secondCopy = true }, strategy );
-    const U32 base = sw.groups->createPolicer( 0, sw.config() );
-    for ( U32 offset = 0; offset < 2; ++offset ) {
-      const U32 entry = sw.take( ipAclTcamGroup, offset );
-      sw.manager( ipAclTcamGroup ).attachPolicer( 0, entry, base, true );
-      sw.manager( ipAclTcamGroup ).installEntry( 0, entry );
-      sw.manager( ipAclTcamGroup ).releaseEntry( 0, entry );
-      EXPECT_EQ( sw.audit(), "" );
-    }
-    sw.groups->removePolicer( 0, base );
-    EXPECT_TRUE( sw.ids().empty() );
   }
 }
 
@@ -128,18 +110,6 @@ TEST( PolicerTest, FailuresHaveTheirTextsAndLeaveNothingHalfDone ) {
           std::function< void() >( [ & ] { sw.groups->setPolicer( 0, base, nullptr ); } ) } )
     EXPECT_THAT( deathOf( run ), HasSubstr( "`__null != policerCfg && \"Invalid parameter, policer "
                                             "config is empty\"'" ) );
-}
-
-TEST( PolicerTest, WithoutPipesThereIsNothingToDo ) {
-  Switch sw( {} );
-  sw.take( ipAclTcamGroup );
-  sw.groups->numPipeIs( 0 );
-  sw.log.clear();
-  EXPECT_EQ( sw.groups->createPolicer( 0, sw.config() ), 0U );
-  sw.groups->setPolicer( 0, 1, sw.config() );
-  sw.groups->removePolicer( 0, 1 );
-  sw.manager( ipAclTcamGroup ).attachPolicer( 0, 0x10000, 1, true );
-  EXPECT_EQ( sw.log.records().size(), 0U );
 }
 
 }  // namespace Test::Policers

@@ -1,4 +1,4 @@
-// Programming entries: the same rule everywhere, input ports, loopback, enabling, priorities.
+// Programming entries: input ports, loopback, enabling, compression.
 
 #include "tests/morvane/TestSwitch.h"
 
@@ -16,23 +16,6 @@ std::vector< U32 > copiesOf( const TestSwitch & sw, U32 id ) {
   for ( const PipeCopy c : sw.groups->pipeCopies( 0, 1 ) )
     ids.push_back( c.entryId( id ) );
   return ids;
-}
-
-// RandomWalkTest shows that every pipe and copy matches; this, what is asked of the chip.
-TEST( ProgrammingTest, RulesAreCopiedAndPrioritiesPassedOn ) {
-  for ( const Chip & chip : chips ) {
-    TestSwitch sw( chip );
-    sw.platform.acl( 1, 4 );
-    sw.start();
-    MorvaneBoundedTcamEntryManager & acl = sw.bounded( ipAclTcamGroup );
-    acl.installEntry( 0, sw.take( ipAclTcamGroup, 3 ) );
-    EXPECT_EQ( sw.log.count( SdkOp::kelmor_field_entry_copy_id ), copiesOf( sw, 1 ).size() - 1 );
-    for ( const U32 priority : { 0x7FFFFFFFU, 0U, 0xFFFFFFFFU } ) {
-      acl.setPriorityForEntry( 0, 0x10003, priority );
-      EXPECT_EQ( sw.asic.entry( 0, copiesOf( sw, 0x10003 ).back() )->priority,
-                 priority == acl.invalidPrio() ? acl.maxPrio() - 0x10003 : priority );
-    }
-  }
 }
 
 TEST( ProgrammingTest, InputPortsAreAppliedToEveryCopy ) {

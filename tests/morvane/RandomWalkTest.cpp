@@ -312,16 +312,11 @@ std::string play( const Chip & chip, const Script & script ) {
 }
 
 Script shrink( const Chip & chip, Script script ) {
-  for ( size_t run = script.size() / 2; run > 0; run /= 2 ) {
-    for ( size_t at = 0; at + run <= script.size(); ) {
-      Script shorter = script;
-      const auto from = shorter.begin() + static_cast< std::ptrdiff_t >( at );
-      shorter.erase( from, from + static_cast< std::ptrdiff_t >( run ) );
-      if ( play( chip, shorter ).empty() )
-        at += run;
-      else
-        script = shorter;
-    }
+  for ( size_t at = script.size(); at-- > 0; ) {
+    Script shorter = script;
+    shorter.erase( shorter.begin() + static_cast< std::ptrdiff_t >( at ) );
+    if ( !play( chip, shorter ).empty() )
+      script = shorter;
   }
   return script;
 }

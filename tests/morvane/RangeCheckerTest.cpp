@@ -1,4 +1,4 @@
-// Range checkers: shared by interval, flags and unit; exhaustion, failures, two activities at once.
+// Range checkers: failures, two activities at once. RandomWalkTest shares and exhausts them.
 
 #include <stdexcept>
 
@@ -7,8 +7,7 @@
 
 namespace Test::RangeCheckers {
 
-const RangeCheckerDesc a( 10, 20, BCM_FIELD_RANGE_SRCPORT ), b( 10, 20, BCM_FIELD_RANGE_DSTPORT ),
-    c( 30, 40, BCM_FIELD_RANGE_SRCPORT );
+const RangeCheckerDesc a( 10, 20, BCM_FIELD_RANGE_SRCPORT ), b( 10, 20, BCM_FIELD_RANGE_DSTPORT );
 
 struct Switch : TestSwitch {
   explicit Switch( const Chip & size ) : TestSwitch( size ) {
@@ -16,68 +15,7 @@ struct Switch : TestSwitch {
     start();
   }
   MorvaneTcamEntryManager & user() { return manager( ipAclTcamGroup ); }
-  // "id*users" of each record on each unit, "-" for none, then the units that are exhausted.
-  std::string records() {
-    std::string text;
-    for ( const RangeCheckerDesc & desc : { a, b, c } ) {
-      const auto data = groups->rangeChecker( desc );
-      for ( U32 unit = 0; unit < chip.units; ++unit )
-        text +=
-            data ? fmt::format( "{}*{} ", data->unitId( unit ), data->unitRefCount( unit ) ) : "- ";
-    }
-    for ( U32 unit = 0; unit < chip.units; ++unit )
-      text += user().rangeCheckersExhausted( unit ) ? "full" : "";
-    return text;
-  }
 };
-
-TEST( RangeCheckerTest, UsersShareTheCheckerOfTheirUnit ) {
-  Switch sw( { .units = 2, .rangeCheckers = 2 } );
-  const struct {
-    const char * op;  // "+" get, "-" release
-    U32 unit;
-    const RangeCheckerDesc & desc;
-    U32 id;     // answered
-    U32 calls;  // of the SDK
-    const char * records;
-  } steps[] = {
-      { "+", 0, a, 1, 1, "1*1 0*0 - - - - " },
-      { "+", 0, a, 1, 0, "1*2 0*0 - - - - " },
-      { "+", 1, a, 1, 1, "1*2 1*1 - - - - " },
-      { "+", 0, b, 2, 1, "1*2 1*1 2*1 0*0 - - " },
-      { "+", 0, c, 0, 1, "1*2 1*1 2*1 0*0 0*0 0*0 full" },
-      { "-", 0, a, 0, 0, "1*1 1*1 2*1 0*0 0*0 0*0 full" },
-      { "-", 0, a, 0, 1, "0*0 1*1 2*1 0*0 0*0 0*0 " },
-      { "+", 1, c, 2, 1, "0*0 1*1 2*1 0*0 0*0 2*1 " },
-      { "-", 1, c, 0, 1, "0*0 1*1 2*1 0*0 - - " },
-      { "+", 0, a, 1, 1, "1*1 1*1 2*1 0*0 - - " },
-      { "-", 1, a, 0, 1, "1*1 0*0 2*1 0*0 - - " },
-      { "-", 0, a, 0, 1, "- - 2*1 0*0 - - " },
-  };
-  for ( const auto & step : steps ) {
-    SCOPED_TRACE( step.records );
-    sw.log.clear();
-    U32 id = 0;
-    if ( *step.op == '+' )
-      id = sw.user().getRangeChecker( step.unit, step.desc );
-    else
-      sw.user().releaseRangeChecker( step.unit, step.desc );
-    EXPECT_EQ( id, step.id );
-    EXPECT_EQ( sw.log.records().size(), step.calls );
-    EXPECT_EQ( sw.records(), step.records );
-    EXPECT_EQ( sw.audit(), "" );
-  }
-  // Hardware forgets; so do the books, without a call.
-  for ( const U32 unit : { 0, 1 } )
-    sw.asic.reset( unit );
-  sw.groups->doSdkReInit();
-  EXPECT_EQ( sw.records(), "- - - - - - " );
-  EXPECT_EQ( sw.user().getRangeChecker( 0, b ), 1U );
-  EXPECT_EQ( sw.audit(), "" );
-  sw.log.clear();
-  sw.stop();
-  EXPECT_EQ( sw.log.records().size(), 0U );
-}
 
 TEST( RangeCheckerTest, FailuresHaveTheirTextsAndLeaveEqualBooks ) {
   Switch sw( {} );

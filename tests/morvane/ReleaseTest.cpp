@@ -1,4 +1,4 @@
-// Release: every step of the allocation undone in reverse, ranges kept, owners, the last entry.
+// Release: every step of the allocation undone in reverse, ranges kept, the last entry.
 
 #include "tests/morvane/TestSwitch.h"
 
@@ -49,34 +49,6 @@ TEST( ReleaseTest, StepsAreUndoneInReverse ) {
     EXPECT_EQ( sw.counts(), strategy == tcamAllocateAtBeginning ? "1/3" : "0/0" );
     EXPECT_EQ( sw.audit(), "" );
   }
-}
-
-TEST( ReleaseTest, AnOwnerStaysWhileAnyUnitUsesTheId ) {
-  TestSwitch sw( { .units = 2 } );
-  sw.platform.acl( 1, 4 ).user( qosTcamGroup, 1, 0, tcamAllocateUnbounded );
-  sw.platform.user( urpfTcamGroup, 1, 0, tcamAllocateUnbounded );
-  sw.start();
-  MorvaneTcamEntryManager * acl = &sw.manager( ipAclTcamGroup );
-  MorvaneTcamEntryManager * qos = &sw.manager( qosTcamGroup );
-  MorvaneTcamEntryManager * urpf = &sw.manager( urpfTcamGroup );
-  const auto owner = [ & ]( U32 id ) { return sw.groups->tcamManagerForEntry( id ).rawPtr_; };
-  sw.take( ipAclTcamGroup, 0, 0 );
-  sw.take( ipAclTcamGroup, 0, 1 );
-  acl->releaseEntry( 1, 0x10000 );
-  EXPECT_EQ( owner( 0x10000 ), acl );
-  acl->releaseEntry( 0, 0x10000 );
-  EXPECT_EQ( owner( 0x10000 ), nullptr );
-
-  // Ids that the chips chose are the same for different users of different units.
-  const U32 id = sw.take( qosTcamGroup, 0, 0 );
-  EXPECT_EQ( sw.take( urpfTcamGroup, 0, 1 ), id );
-  EXPECT_EQ( owner( id ), urpf );
-  urpf->releaseEntry( 1, id );
-  EXPECT_EQ( owner( id ), qos );
-  EXPECT_EQ( sw.take( urpfTcamGroup, 0, 1 ), id );
-  qos->releaseEntry( 0, id );  // not the owner any more
-  EXPECT_EQ( owner( id ), urpf );
-  EXPECT_EQ( sw.audit(), "" );
 }
 
 }  // namespace Test::Release

@@ -12,8 +12,6 @@ namespace Test::Udf {
 constexpr Field near{ UdfBaseL3HeaderStart, 20 }, far{ UdfBaseL3HeaderEnd, 0 },
     frame{ UdfBaseL2HeaderEnd, 4, 0x0800 }, otherFrame{ UdfBaseL2HeaderEnd, 4, 0x86DD };
 
-const std::exception_ptr bus = std::make_exception_ptr( std::runtime_error( "bus" ) );
-
 struct Step {
   bool add;
   Field field;
@@ -56,34 +54,6 @@ TEST( UdfSharingTest, UsesAreCountedPerGroupAndUnit ) {
   EXPECT_EQ( ip.manager( ip.user( 1 ) )
                  .getMirroringAclUdf( 0, Acl::ip(), anyType, near.base, near.offset, 4 ),
              -1 );
-}
-
-TEST( UdfSharingTest, EtherTypesTellMacRulesApart ) {
-  UdfSwitch mac( {}, Acl::mac() );
-  ASSERT_TRUE( mac.manager( mac.user( 1 ) ).initializeGroup( 0 ) );
-  play( mac, { { true, frame, 1, 0, "0.1x1 1:1" },
-               { true, otherFrame, 1, 0, "0.1x1 1:1, 0.2x1 1:1" },
-               { true, { UdfBaseL2HeaderEnd, 4 }, 1, 0, "0.1x1 1:1, 0.2x1 1:1, 0.3x1 1:1" },
-               { true, frame, 1, 0, "0.1x2 1:2, 0.2x1 1:1, 0.3x1 1:1" },
-               { false, otherFrame, 1, 0, "0.1x2 1:2, 0.3x1 1:1" } } );
-  mac.manager( mac.user( 1 ) )
-      .verifyMirroringAclUdf( 0, Acl::mac(), 0x0800, frame.base, frame.offset, 4 );
-  mac.groups->uninitializeGroup( 0, 1 );
-  EXPECT_TRUE( mac.udfs().empty() && mac.asic.dataQualifiers( 0 ).empty() );
-  EXPECT_EQ( mac.groups->groupMirroringAclType( 1 ), -1 );
-}
-
-TEST( UdfSharingTest, EntriesMatchTheBytesInEveryPipe ) {
-  UdfSwitch sw( { .pipes = 2 }, Acl::ip() );
-  ASSERT_TRUE( sw.manager( sw.user( 1 ) ).initializeGroup( 0 ) );
-  const S32 destination = sw.set( { UdfBaseL3HeaderStart, 16 } ).qualId;
-  const U32 entry = sw.take( sw.user( 1 ) );
-  const U8 data[] = { 10, 0, 0, 7 }, mask[] = { 255, 255, 255, 255 };
-  SDK_CHECKED( bcm_field_qualify_data( 0, entry, destination, data, mask, 4 ) );
-  sw.manager( sw.user( 1 ) ).installEntry( 0, entry );
-  EXPECT_EQ( sw.hit( 0, 0, 0x0A000007 ), entry );
-  EXPECT_EQ( sw.hit( 0, portsPerPipe, 0x0A000007 ), tcamId( entry, 1, 0 ) );
-  EXPECT_EQ( sw.hit( 0, portsPerPipe, 0x0A000008 ), 0U );
 }
 
 TEST( LogMessagesTest, ThePlatformTakesAndWordsThem ) {
@@ -181,37 +151,14 @@ TEST( UdfProgrammingTest, RebuildForASharedField ) {
   EXPECT_EQ( sw.udfs() + sw.audit(), "0.2x1 2:1" );
 }
 
-// Another activity takes a field away while it is read back; a placement and the destruction of its
-// qualifier throw.
-TEST( UdfProgrammingTest, QualifiersThatGoMeanwhileAndThatStay ) {
+// Another activity takes a field away while it is read back.
+TEST( UdfProgrammingTest, AQualifierThatGoesMeanwhile ) {
   UdfSwitch sw( {}, Acl::ip() );
   ASSERT_TRUE( sw.manager( sw.user( 1 ) ).initializeGroup( 0 ) );
   sw.set( near );
   sw.meanwhile.arm( SdkOp::bcm_field_data_qualifier_get, [ & ] { sw.set( near, false ); } );
   sw.set( near );
   EXPECT_EQ( sw.udfs() + sw.audit(), "0.1x1 1:1" );
-  sw.faults.arm( { .nth = 3, .times = 0, .exception = bus } );
-  EXPECT_THROW( sw.set( far ), std::runtime_error );
-  sw.faults.disarm();
-  EXPECT_EQ( sw.udfs() + sw.audit(), "0.1x1 1:1, 0.2x0" );
-  sw.set( far, false );
-  EXPECT_EQ( sw.udfs() + sw.audit(), "0.1x1 1:1" );
-}
-
-// A teardown that was broken off has left one copy.
-TEST( UdfProgrammingTest, AGroupInPartIsCompletedOrForgetsItsType ) {
-  for ( const bool fits : { true, false } ) {
-    UdfSwitch sw( { .pipes = 2 }, Acl::mac() );
-    ASSERT_TRUE( sw.groups->initializeGroup( 0, 1 ) );
-    sw.set( frame );
-    sw.faults.arm( { .op = SdkOp::bcm_field_group_destroy, .nth = 2, .exception = bus } );
-    EXPECT_THROW( sw.groups->uninitializeGroup( 0, 1 ), std::runtime_error );
-    if ( !fits )
-      sw.faults.arm( { .op = SdkOp::bcm_field_group_config_create, .times = 0, .rc = -14 } );
-    EXPECT_EQ( sw.groups->initializeGroup( 0, 1 ), fits );
-    EXPECT_THAT( sw.audit(), testing::Not( HasSubstr( "lacks" ) ) );
-    EXPECT_EQ( sw.groups->groupMirroringAclType( 1 ), fits ? Acl::mac() : -1 );
-  }
 }
 
 TEST( UdfProgrammingTest, WrongUseIsRefused ) {
@@ -296,19 +243,6 @@ TEST( FlowProgrammingTest, QualifiersLiveWithTheirGroup ) {
     sw.manager( row.user ).releaseEntry( 1, entry );
     EXPECT_EQ( sw.audit(), "" );
     EXPECT_TRUE( sw.asic.dataQualifiers( 1 ).empty() );
-  }
-}
-
-TEST( FlowProgrammingTest, WhatDoesNotFitLeavesNothing ) {
-  for ( const Chip & chip :
-        { Chip{ .pipes = 2, .dataChunks = 1 }, Chip{ .pipes = 2, .dataFormats = 1 },
-          Chip{ .pipes = 2, .presels = true, .keyBits = 90 } } ) {
-    UdfSwitch sw( chip, Acl::ip() );
-    const std::string before = sw.state();
-    EXPECT_EQ( sw.take( openFlowUdfTcamGroup ), 0U );
-    EXPECT_EQ( sw.state() + sw.audit(), before );
-    EXPECT_TRUE( sw.groups->udfResourceError( 0 ) );
-    EXPECT_EQ( sw.messages.text, "FULL " );
   }
 }
 

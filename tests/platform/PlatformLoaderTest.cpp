@@ -4,7 +4,6 @@
 
 #include "morvane/TcamIds.h"
 #include "platform/InputError.h"
-#include "softasic/QualifierNames.h"
 
 namespace Platform {
 
@@ -59,11 +58,9 @@ std::string changed( const std::string & from, const std::string & to ) {
 TEST( PlatformLoader, tablesAsTheLibraryReadsThem ) {
   const PlatformData data = parsePlatform( "p.json", good );
   PlatformModel model( data );
-  EXPECT_EQ( model.numPipe(), 1U );
   EXPECT_EQ( model.chipType( 0 ), 5 );
   EXPECT_EQ( model.loopbackPort( 0, 2 ), 3U );
   EXPECT_TRUE( model.matchesIPv4( 0 ) );
-  EXPECT_FALSE( model.matchesIPv6( 0 ) );
   EXPECT_TRUE( model.noStatsPerEntry( 2 ) );
   ASSERT_EQ( model.numTcamGroups(), 2U );
   const U32 * list = model.tcamGroup( 0 ).qualifiers;
@@ -71,10 +68,8 @@ TEST( PlatformLoader, tablesAsTheLibraryReadsThem ) {
              ( std::vector< U32 >{ bcmFieldQualifyStageIngress, bcmFieldQualifySrcIp,
                                    bcmFieldQualifyCount } ) );
   ASSERT_EQ( model.numGroupIncludes(), 1U );
-  EXPECT_EQ( model.groupIncludes( 0 ).chipType, 5 );
   EXPECT_EQ( model.groupIncludes( 0 ).qualifiers[ 0 ], U32( bcmFieldQualifyDstIp ) );
   EXPECT_EQ( model.numGroupExcludes(), 0U );
-  EXPECT_EQ( model.groupMap( 2 ).group, 2U );
   EXPECT_STREQ( model.tcamReservation( 1 ).name, "b" );
   EXPECT_EQ( data.vlans[ 0 ].untaggedPorts, ( std::vector< U32 >{ 0, 2 } ) );
 
@@ -90,7 +85,6 @@ TEST( PlatformLoader, errorsNameTheLine ) {
   } cases[] = {
       { "\"type\": 5", "\"type\": 5,, ", "p.json:4: not JSON: unexpected" },
       { "\"type\": 5", "\"type\": 70000", "p.json:4: \"type\" must be a number from 0 to 65535" },
-      { "\"type\": 5", "\"type\": 1e3", "p.json:4: \"type\" must be a number" },
       { "\"type\": 5", "\"type\": 5, \"type\": 5", "p.json:4: key \"type\" occurs twice" },
       { "\"type\": 5, ", "", "p.json:3: \"chip\" has no \"type\"" },
       { "\"name\": \"tiny\"", "\"nam\": 1", "p.json:1: a platform has no \"name\"" },
@@ -98,7 +92,6 @@ TEST( PlatformLoader, errorsNameTheLine ) {
       { "\"depth\": 8", "\"depht\": 8", "p.json:6: a run of slices has no \"depth\"" },
       { "\"depth\": 8", "\"depth\": 8, \"wide\": 1",
         "p.json:6: a run of slices has an unknown key" },
-      { "\"IFP\"", "\"XFP\"", "p.json:6: there is no stage \"XFP\"" },
       { "\"portsPerPipe\": 4", "\"portsPerPipe\": 4, \"sharedByPipes\": true, \"secondCopy\": true",
         "p.json:3: secondCopy" },
       { "\"SrcIp\"", "\"SrcIP\"", "p.json:9: there is no qualifier \"SrcIP\"" },
@@ -115,21 +108,8 @@ TEST( PlatformLoader, errorsNameTheLine ) {
       { "\"id\": 8", "\"id\": 7", "p.json:22: VLAN 7 is there twice" },
       { "[ 1 ]", "[ 4 ]", "p.json:22: port 4 does not exist" },
       { "[ 1 ]", "[ 2 ]", "p.json:22: port 2 is untagged in VLAN 7 already" },
-      { "[ 1 ]", "[ true ]", "p.json:22: a port number is expected here" },
-      { "\"size\": 8", "\"size\": 131072", "p.json:15: entry ids" },
   };
   for ( const auto & c : cases ) {
-    if ( c.error.find( "entry ids" ) != std::string::npos ) {
-      // Group 2's ids begin at 131072; group 0 may reach up to them and not beyond.
-      const std::string bounded =
-          "\"strategy\": \"tcamAllocateOnDemand\", \"size\": 2, \"group\": 2,";
-      std::string text =
-          changed( "\"strategy\": \"tcamAllocateUnbounded\", \"group\": 2,", bounded );
-      EXPECT_EQ( errorOf( text ), "no error" );
-      text.replace( text.find( c.from ), c.from.size(), c.to );
-      EXPECT_EQ( errorOf( text ), "p.json:17: entry ids 131072 to 131073 overlap those of a" );
-      continue;
-    }
     const std::string error = errorOf( changed( c.from, c.to ) );
     EXPECT_EQ( error.substr( 0, c.error.size() ), c.error );
   }
@@ -156,9 +136,16 @@ TEST( PlatformLoader, whatStartUpMakesFitsTheChip ) {
   EXPECT_EQ( errorOf( text ), "p.json:15: start-up makes group 0, which does not fit the chip" );
 }
 
-TEST( PlatformLoader, idsThatTheChipChoosesMeetNoRange ) {
+TEST( PlatformLoader, rangesOfIdsDoNotMeet ) {
+  // Group 2's ids begin at 131072; group 0 may reach up to them and not beyond.
+  std::string text =
+      changed( "\"strategy\": \"tcamAllocateUnbounded\", \"group\": 2,",
+               "\"strategy\": \"tcamAllocateOnDemand\", \"size\": 2, \"group\": 2," );
+  EXPECT_EQ( errorOf( text ), "no error" );
+  text.replace( text.find( "\"size\": 8" ), 9, "\"size\": 131072" );
+  EXPECT_EQ( errorOf( text ), "p.json:17: entry ids 131072 to 131073 overlap those of a" );
   // The unbounded share in group 2 gets at most 16 ids, 0xfffff0 and above.
-  std::string text = changed( "\"id\": 0", "\"id\": 255" );
+  text = changed( "\"id\": 0", "\"id\": 255" );
   for ( size_t at; ( at = text.find( "\"group\": 0" ) ) != std::string::npos; )
     text.replace( at, 10, "\"group\": 255" );
   text.replace( text.find( "\"size\": 8" ), 9, "\"size\": 65516" );
@@ -185,24 +172,6 @@ TEST( PlatformLoader, builtInPlatforms ) {
   EXPECT_EQ( builtInPlatforms(), ( std::vector< std::string >{ "small", "shared", "large" } ) );
   for ( const std::string & name : builtInPlatforms() )
     EXPECT_EQ( loadPlatform( name ).name, name );
-  const PlatformData large = loadPlatform( "large" );
-  EXPECT_EQ( large.chip.pipes, 4U );
-  EXPECT_TRUE( large.chip.secondCopy && large.chip.groupByPreselector );
-  EXPECT_EQ( PlatformModel( loadPlatform( "shared" ) ).numPipe(), 1U );
-}
-
-TEST( QualifierNames, everyNumberHasItsName ) {
-  EXPECT_EQ( SoftAsic::qualifierNumber( "InPortsClass" ), U32( bcmFieldQualifyInPortsClass ) );
-  U32 named = 0;
-  for ( U32 number = 0; number <= bcmFieldQualifyCount; ++number ) {
-    const char * name = SoftAsic::qualifierName( number );
-    if ( name == nullptr )
-      continue;
-    ++named;
-    EXPECT_EQ( SoftAsic::qualifierNumber( name ), number );
-  }
-  EXPECT_EQ( named, 29U );
-  EXPECT_EQ( SoftAsic::qualifierNumber( "Count" ), std::nullopt );
 }
 
 }  // namespace Platform

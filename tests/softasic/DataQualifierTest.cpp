@@ -203,13 +203,12 @@ TEST_F( DataTest, LiveGroupsWidenAndNarrowInPlace ) {
 TEST_F( DataTest, FixedKeysKeepTheirWidth ) {
   ChipProfile fixed = profile();
   fixed.fixedGroupKeys = true;
-  chip.addUnit( 1, fixed );
-  bcm_field_group_config_t group = groupConfig( 1, { dst } );
-  const auto set = [ & ]( std::initializer_list< U32 > qualifiers ) {
-    return chip.bcm_field_group_set( 1, 1, groupConfig( 1, qualifiers ).qset );
-  };
+  TestChip chip( fixed );
   constexpr U32 ttl = bcmFieldQualifyTtl;
-  EXPECT_EQ( ( Codes{ chip.bcm_field_group_config_create( 1, &group ), set( { dst, ttl } ),
+  const auto set = [ & ]( std::initializer_list< U32 > qualifiers ) {
+    return chip.bcm_field_group_set( 0, 1, groupConfig( 1, qualifiers ).qset );
+  };
+  EXPECT_EQ( ( Codes{ chip.createGroup( groupConfig( 1, { dst } ) ), set( { dst, ttl } ),
                       set( { ttl } ), set( { dst } ) } ),
              ( Codes{ 0, BCM_E_UNAVAIL, 0, 0 } ) );
 }

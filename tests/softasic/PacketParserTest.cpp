@@ -143,7 +143,6 @@ TEST( PacketParser, MalformedHeadersAreNotThere ) {
     frame[ at ] = value;
     return validity( frame, frame.size() );
   };
-  EXPECT_NE( validity( good, good.size() ) & KeyBit::keyTcp, 0U );
   EXPECT_EQ( with( 14, 0x65 ) & ( KeyBit::keyIp | KeyBit::keyNonIp ), 0U );  // version 6
   EXPECT_EQ( with( 14, 0x44 ) & KeyBit::keyIp, 0U );                         // header too short
   EXPECT_EQ( with( 14, 0x4F ) & KeyBit::keyIp, 0U );    // longer than its packet
@@ -158,12 +157,14 @@ TEST( PacketParser, MalformedHeadersAreNotThere ) {
   EXPECT_TRUE( has( tagged, KeyBit::keyNonIp ) );
 }
 
-// Random frames, cut and damaged: what is cut off or damaged behind a header never changes what the
-// headers before it say.
-struct DamagedFrameTest : testing::TestWithParam< unsigned > {
-  U32 below( size_t bound ) { return static_cast< U32 >( random() % bound ); }
-  Packet somePacket() {
-    constexpr U8 protocols[] = { 1, 6, 17, 58, 0, 43, 44, 51, 60 };
+// Random frames, damaged and cut: what a cut frame says, the whole one says too, and no header lies
+// behind the end.
+TEST( PacketParser, CutsTakeFieldsAndChangeNone ) {
+  std::mt19937 random( 1 );
+  const auto below = [ & ]( size_t bound ) { return static_cast< U32 >( random() % bound ); };
+  constexpr U8 protocols[] = { 1, 6, 17, 58, 0, 43, 44, 51, 60 };
+  for ( int i = 0; i < 16000 && !HasFailure(); ++i ) {
+    SCOPED_TRACE( i );
     Packet packet;
     packet.l3 = static_cast< L3 >( below( 4 ) );
     packet.part = static_cast< Part >( below( 3 ) );
@@ -171,49 +172,22 @@ struct DamagedFrameTest : testing::TestWithParam< unsigned > {
     packet.tags.assign( below( 4 ), static_cast< U16 >( below( 65536 ) ) );
     packet.options = 4 * below( 11 );
     packet.extensions.assign( below( 4 ), protocols[ 4 + below( 5 ) ] );
-    return packet;
-  }
-  void damage( Frame & frame, size_t from ) {
-    for ( U32 n = 1 + below( 4 ); n > 0 && from < frame.size(); --n )
-      frame[ from + below( frame.size() - from ) ] = static_cast< U8 >( below( 3 ) * below( 256 ) );
-  }
-  std::mt19937 random{ GetParam() };
-};
-
-// Expects every field that the first `length` bytes of a frame have, as far as `bits` count, to be
-// the same in another frame.
-void expectIn( const Frame & frame, size_t length, const Frame & other, U32 bits ) {
-  const U32 valid = validity( frame, length ) & bits;
-  const auto a = parseFrame( frame.data(), length );
-  const auto b = parseFrame( other.data(), other.size() );
-  EXPECT_EQ( valid & ~validity( other, other.size() ), 0U );
-  for ( const SoftAsic::FieldPlace & field : SoftAsic::keyFields() )
-    EXPECT_TRUE( field.needs == 0 || field.bits > 64 || ( valid & field.needs ) != field.needs ||
-                 fieldOf( a.key, field ) == fieldOf( b.key, field ) )
-        << field.qualifier;
-  EXPECT_TRUE( a.l3 == 0 || ( a.l3 <= length && a.l3 == b.l3 ) );
-  EXPECT_TRUE( bits != ~0U || a.l4 == 0 || ( a.l4 <= length && a.l4 == b.l4 ) );
-}
-
-TEST_P( DamagedFrameTest, IntactHeadersStand ) {
-  using enum SoftAsic::KeyBit;
-  constexpr U32 l2Bits = keyEthernet | keyEtherType | keyOuterTag | keyInnerTag;
-  for ( int i = 0; i < 4000 && !HasFailure(); ++i ) {
-    SCOPED_TRACE( testing::Message() << "seed " << GetParam() << " frame " << i );
-    const Packet packet = somePacket();
-    const Frame whole = frameOf( packet );
-    Frame frame = whole;
-    const size_t l2 = 14 + 4 * packet.tags.size();
-    damage( frame, packet.l3 == L3::ipv4 ? l2 + 20 + packet.options : l2 + 40 );
-    expectIn( whole, whole.size(), frame, l2Bits | keyIp | keyIpv4 | keyIpv6 );
-    damage( frame, l2 );
-    expectIn( whole, whole.size(), frame, l2Bits );
-    damage( frame, 0 );
-    expectIn( frame, below( frame.size() + 1 ), frame, ~0U );
+    Frame frame = frameOf( packet );
+    for ( U32 n = below( 6 ); n > 0; --n )
+      frame[ below( frame.size() ) ] = static_cast< U8 >( below( 3 ) * below( 256 ) );
+    const size_t length = below( frame.size() + 1 );
+    const U32 valid = validity( frame, length );
+    const auto cut = parseFrame( frame.data(), length );
+    const auto whole = parseFrame( frame.data(), frame.size() );
+    EXPECT_EQ( valid & ~validity( frame, frame.size() ), 0U );
+    for ( const SoftAsic::FieldPlace & field : SoftAsic::keyFields() )
+      EXPECT_TRUE( field.needs == 0 || field.bits > 64 || ( valid & field.needs ) != field.needs ||
+                   fieldOf( cut.key, field ) == fieldOf( whole.key, field ) )
+          << field.qualifier;
+    EXPECT_TRUE( cut.l3 == 0 || ( cut.l3 <= length && cut.l3 == whole.l3 ) );
+    EXPECT_TRUE( cut.l4 == 0 || ( cut.l4 <= length && cut.l4 == whole.l4 ) );
   }
 }
-
-INSTANTIATE_TEST_SUITE_P( Seeds, DamagedFrameTest, testing::Range( 1U, 5U ) );
 
 }  // namespace
 }  // namespace SoftAsicTest

@@ -69,31 +69,25 @@ TEST_F( RowTest, CompressPacksAndGivesSlicesBack ) {
   EXPECT_EQ( chip.status( group ).entries_total, 8 );
   EXPECT_EQ( chip.group( 0, group )->entries,
              ( std::vector< U32 >{ 4, 8, 12, 16, 20, 24, 28, 32 } ) );
-  const U64 before = moves();
-  ASSERT_EQ( chip.bcm_field_group_compress( 0, group ), BCM_E_NONE );
-  EXPECT_EQ( moves(), before );  // packed already
   EXPECT_EQ( chip.bcm_field_group_compress( 0, 9 ), BCM_E_NOT_FOUND );
 }
 
 TEST_F( RowTest, CapacityRecordCountsSlices ) {
-  for ( U32 id = 1; id <= 9; ++id )
-    create( id, id );
-  kelmor_tcam_capacity_info_t info = {};
-  ASSERT_EQ( chip.kelmor_bcm_tcam_capacity_info_get( 0, &info ), BCM_E_NONE );
-  ASSERT_EQ( info.stage_count, 1 );
-  EXPECT_EQ( info.stage[ 0 ].slice_count, 4 );
-  EXPECT_EQ( info.stage[ 0 ].entries_total, 32 );
-  int free = 0;
-  for ( int i = 0; i < 4; ++i )
-    free += info.stage[ 0 ].slice[ i ].entries_free;
-  EXPECT_EQ( free, 32 - 9 );
-
   TestChip big( bigProfile() );
+  ASSERT_EQ( big.createGroup( groupConfig( group, { bcmFieldQualifyDstIp } ) ), BCM_E_NONE );
+  for ( U32 id = 1; id <= 9; ++id )
+    ASSERT_EQ( big.bcm_field_entry_create_id( 0, group, id ), BCM_E_NONE );
+  kelmor_tcam_capacity_info_t info = {};
   ASSERT_EQ( big.kelmor_bcm_tcam_capacity_info_get( 0, &info ), BCM_E_NONE );
   ASSERT_EQ( info.stage_count, 3 );
   EXPECT_EQ( info.stage[ 0 ].stage, 1 );  // VFP
   EXPECT_EQ( info.stage[ 1 ].stage, 0 );  // IFP, one instance of four
   EXPECT_EQ( info.stage[ 2 ].stage, 2 );  // EFP
+  EXPECT_EQ( info.stage[ 1 ].entries_total, 32 );
+  int free = 0;
+  for ( int i = 0; i < 4; ++i )
+    free += info.stage[ 1 ].slice[ i ].entries_free;
+  EXPECT_EQ( free, 32 - 9 );
 }
 
 }  // namespace
