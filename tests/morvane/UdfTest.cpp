@@ -161,6 +161,21 @@ TEST( UdfProgrammingTest, AQualifierThatGoesMeanwhile ) {
   EXPECT_EQ( sw.udfs() + sw.audit(), "0.1x1 1:1" );
 }
 
+TEST( UdfProgrammingTest, VerificationReadsTheAsicBack ) {
+  UdfSwitch sw( {}, Acl::ip() );
+  ASSERT_TRUE( sw.manager( sw.user( 1 ) ).initializeGroup( 0 ) );
+  sw.set( near );
+  const auto verify = [ &, &user = sw.manager( sw.user( 1 ) ) ]( const Field & field ) {
+    user.verifyMirroringAclUdf( 0, Acl::ip(), anyType, field.base, field.offset, 4 );
+  };
+  sw.log.clear();
+  verify( near );
+  verify( far );  // there is none
+  EXPECT_EQ( sw.log.count( SdkOp::bcm_field_data_qualifier_get ), 1U );
+  sw.faults.arm( { .op = SdkOp::bcm_field_data_qualifier_get, .rc = -7 } );
+  EXPECT_THAT( deathOf( [ & ] { verify( near ); } ), HasSubstr( "err == BCM_E_NONE" ) );
+}
+
 TEST( UdfProgrammingTest, WrongUseIsRefused ) {
   UdfSwitch sw( { .pipes = 2 }, Acl::ip() );
   ASSERT_TRUE( sw.manager( sw.user( 1 ) ).initializeGroup( 0 ) );
