@@ -38,8 +38,14 @@ include(CMakePackageConfigHelpers)
 configure_package_config_file(cmake/MorvaneTcamManagerConfig.cmake.in
   ${PROJECT_BINARY_DIR}/MorvaneTcamManagerConfig.cmake
   INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/MorvaneTcamManager)
-write_basic_package_version_file(${PROJECT_BINARY_DIR}/MorvaneTcamManagerConfigVersion.cmake
-  COMPATIBILITY SameMajorVersion)
+# CMake asked the compiler for its word size before -m32 stood; the package must say its own.
+block()
+  if(MORVANE_M32)
+    set(CMAKE_SIZEOF_VOID_P 4)
+  endif()
+  write_basic_package_version_file(${PROJECT_BINARY_DIR}/MorvaneTcamManagerConfigVersion.cmake
+    COMPATIBILITY SameMajorVersion)
+endblock()
 install(FILES
   ${PROJECT_BINARY_DIR}/MorvaneTcamManagerConfig.cmake
   ${PROJECT_BINARY_DIR}/MorvaneTcamManagerConfigVersion.cmake
