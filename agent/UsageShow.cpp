@@ -34,9 +34,7 @@ class CapacityRows : public Morvane::TcamCapacityTable {
  public:
   void rowIs( const Morvane::TcamCapacityKey & key,
               const Morvane::TcamCapacityRow & row ) override {
-    static constexpr const char * stages[] = { "IFP", "VFP", "EFP", "EXT", "EXACT", "CLASS" };
-    const bool named = key.stage >= 0 && key.stage < static_cast< S32 >( std::size( stages ) );
-    table_.add( { named ? stages[ key.stage ] : std::to_string( key.stage ), countText( row.used ),
+    table_.add( { Morvane::tcamStageName( key.stage ).charPtr(), countText( row.used ),
                   countText( row.free ), countText( row.maxLimit ),
                   countText( row.highWatermark ) } );
   }

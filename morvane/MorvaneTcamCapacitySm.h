@@ -33,6 +33,9 @@ extern KIV_API const Kiv::LogHandle MORVANE_CONFIG_CHANGE;
 extern KIV_API const Kiv::LogHandle MORVANE_UNEXPECTED_RESTART;
 }  // namespace TcamCapacity
 
+// The name of a stage of the ASIC's capacity record, "IFP" for 0; its number where it has none.
+KIV_API Kiv::String8 tcamStageName( S32 stage );
+
 // Use of a stage, in percent of its size, that raises and clears its alarm. An upper threshold of 0
 // raises none. A clear threshold above the upper one counts as the upper one.
 struct TcamCapacityThreshold : Kiv::Value {

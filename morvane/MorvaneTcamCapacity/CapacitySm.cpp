@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <iterator>
 
 #include "morvane/MorvaneTcamCapacity/CapacityInfo.h"
 #include "morvane/MorvaneTcamCapacitySm.h"
@@ -26,6 +27,13 @@ bool reaches( const TcamCapacityRow & row, U32 percent ) {
 }
 
 }  // namespace
+
+Kiv::String8 tcamStageName( S32 stage ) {
+  static constexpr const char * names[] = { "IFP", "VFP", "EFP", "EXT", "EXACT", "CLASS" };
+  if ( stage >= 0 && stage < static_cast< S32 >( std::size( names ) ) )
+    return names[ stage ];
+  return Kiv::valueToStrep( stage );
+}
 
 MorvaneTcamCapacitySm::MorvaneTcamCapacitySm(
     const Kiv::Name & name, Kiv::Ptr< const MorvaneTcamGroupManager > groupManager,

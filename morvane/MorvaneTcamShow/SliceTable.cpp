@@ -1,8 +1,7 @@
 // The raw slice table: each stage's slices as the ASIC reports them.
 
-#include <iterator>
-
 #include "morvane/MorvaneTcamCapacity/CapacityInfo.h"
+#include "morvane/MorvaneTcamCapacitySm.h"
 #include "morvane/MorvaneTcamGroupManager.h"
 #include "morvane/MorvaneTcamManager/Trace.h"
 #include "morvane/MorvaneTcamShow/ReportText.h"
@@ -13,12 +12,6 @@ namespace Morvane {
 namespace {
 
 constexpr const char * dashes = "-----------------------------------------------\n";
-constexpr const char * stageNames[] = { "IFP", "VFP", "EFP", "EXT", "EXACT", "CLASS" };
-
-std::string stageName( S32 kind ) {
-  const bool named = kind >= 0 && kind < static_cast< S32 >( std::size( stageNames ) );
-  return named ? stageNames[ kind ] : std::to_string( kind );
-}
 
 void appendRow( std::string & table, const char * label, S32 total, S32 free ) {
   appendFormatted( table, "|%25s |%7d |%8d |\n", label, total, free );
@@ -26,7 +19,7 @@ void appendRow( std::string & table, const char * label, S32 total, S32 free ) {
 
 void appendStage( std::string & table, const kelmor_tcam_stage_info_t & stage ) {
   appendFormatted( table, "%s|Stage%39s |\n%s|%25s |%7s |%8s |\n%s", dashes,
-                   stageName( stage.stage ).c_str(), dashes, "SliceNumber", "Total", "Free",
+                   tcamStageName( stage.stage ).charPtr(), dashes, "SliceNumber", "Total", "Free",
                    dashes );
   for ( S32 j = 0; j < stage.slice_count; ++j )
     appendRow( table, std::to_string( j ).c_str(), stage.slice[ j ].entries_total,
