@@ -8,9 +8,10 @@ namespace SoftAsic {
 
 namespace {
 
-constexpr U32 knownFlags = BCM_FIELD_GROUP_CREATE_WITH_ID | BCM_FIELD_GROUP_CREATE_WITH_PORT |
-                           BCM_FIELD_GROUP_CREATE_WITH_MODE | BCM_FIELD_GROUP_CREATE_LARGE |
-                           BCM_FIELD_GROUP_CREATE_PER_COPY | BCM_FIELD_GROUP_CREATE_MANAGED_PRIO;
+constexpr U32 knownGroupFlags = BCM_FIELD_GROUP_CREATE_WITH_ID | BCM_FIELD_GROUP_CREATE_WITH_PORT |
+                                BCM_FIELD_GROUP_CREATE_WITH_MODE | BCM_FIELD_GROUP_CREATE_LARGE |
+                                BCM_FIELD_GROUP_CREATE_PER_COPY |
+                                BCM_FIELD_GROUP_CREATE_MANAGED_PRIO;
 
 std::optional< StageKind > stageOf( const bcm_field_qset_t & qset ) {
   const bool ingress = qset.has( bcmFieldQualifyStageIngress );
@@ -63,7 +64,7 @@ std::optional< SliceDemand > Groups::demandOf( const bcm_field_group_config_t & 
 }
 
 int Groups::create( bcm_field_group_config_t * config ) {
-  if ( config == nullptr || ( config->flags & ~knownFlags ) != 0 )
+  if ( config == nullptr || ( config->flags & ~knownGroupFlags ) != 0 )
     return BCM_E_PARAM;
   const std::optional< StageKind > stage = stageOf( config->qset );
   if ( !stage )

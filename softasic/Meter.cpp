@@ -8,7 +8,7 @@ namespace {
 
 constexpr U64 tokensPerBit = 1'000'000;
 constexpr U64 tokensPerKilobit = 1000 * tokensPerBit;
-constexpr U32 knownFlags = BCM_POLICER_WITH_ID | BCM_POLICER_COLOR_BLIND;
+constexpr U32 knownPolicerFlags = BCM_POLICER_WITH_ID | BCM_POLICER_COLOR_BLIND;
 
 // What a rate in kilobits per second makes in some nanoseconds, as far as there is room.
 U64 gain( U32 rate, U64 nanoseconds, U64 room ) {
@@ -20,7 +20,7 @@ U64 gain( U32 rate, U64 nanoseconds, U64 room ) {
 }  // namespace
 
 bool Meter::accepts( const bcm_policer_config_t & config ) {
-  if ( ( config.flags & ~knownFlags ) != 0 )
+  if ( ( config.flags & ~knownPolicerFlags ) != 0 )
     return false;
   switch ( config.mode ) {
     case bcmPolicerModeCommitted:

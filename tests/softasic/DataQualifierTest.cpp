@@ -6,7 +6,6 @@
 namespace SoftAsicTest {
 namespace {
 
-constexpr U32 dst = bcmFieldQualifyDstIp;
 constexpr int start = bcmFieldDataOffsetBasePacketStart;
 constexpr int l3 = bcmFieldDataOffsetBaseOuterL3Header;
 constexpr int l4 = bcmFieldDataOffsetBaseOuterL4Header;

@@ -6,8 +6,6 @@
 namespace SoftAsicTest {
 namespace {
 
-constexpr U32 dst = bcmFieldQualifyDstIp;
-
 class EntryTest : public testing::Test {
  protected:
   EntryTest() { chip.createGroup( groupConfig( 1, { dst, bcmFieldQualifyInPorts } ) ); }

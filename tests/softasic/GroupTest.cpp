@@ -6,7 +6,6 @@
 namespace SoftAsicTest {
 namespace {
 
-constexpr U32 dst = bcmFieldQualifyDstIp;
 constexpr U32 lookup = bcmFieldQualifyStageLookup;
 constexpr U32 egress = bcmFieldQualifyStageEgress;
 constexpr U32 dst6 = bcmFieldQualifyDstIp6;

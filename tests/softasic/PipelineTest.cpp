@@ -9,8 +9,6 @@ namespace {
 using ::SoftAsic::Match;
 using ::SoftAsic::Verdict;
 
-constexpr U32 dst = bcmFieldQualifyDstIp;
-
 TEST( Pipeline, EachPortIsServedByOnePipeAndCopy ) {
   TestChip chip( bigProfile() );
   for ( U32 pipe = 0; pipe < 2; ++pipe )

@@ -12,6 +12,9 @@ using SoftAsic::ChipProfile;
 using SoftAsic::StageKind;
 using SoftAsic::StageProfile;
 
+// What most groups of the tests match on.
+constexpr U32 dst = bcmFieldQualifyDstIp;
+
 // One pipe of 8 ports, one IFP stage with `slices` slices of `depth` rows and a 200-bit key.
 inline ChipProfile smallProfile( U32 slices = 4, U32 depth = 8 ) {
   ChipProfile profile;
