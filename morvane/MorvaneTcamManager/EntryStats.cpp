@@ -203,6 +203,21 @@ void MorvaneTcamEntryManager::clearBytes( U32 unit, const UnitEntriesCreated & e
   }
 }
 
+namespace {
+
+// Clearing hits and bytes alone leaves what a policer passed as yellow.
+void clearYellow( PipeCopies copies, U32 unit, const UnitEntriesCreated & entries, U32 entry ) {
+  for ( const PipeCopy c : copies ) {
+    const U32 pipeEntry = c.entryId( entry );
+    if ( const U32 statsId = entries.entryStats( pipeEntry ) )
+      SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatYellowPackets, 0 ) );
+    if ( const U32 statsId = entries.entryStats( pipeEntry ) )
+      SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatYellowBytes, 0 ) );
+  }
+}
+
+}  // namespace
+
 void MorvaneTcamEntryManager::clearCountersForEntry( U32 unit, U32 entry ) {
   if ( !allocateStatsPerEntry() )
     return;
@@ -210,6 +225,7 @@ void MorvaneTcamEntryManager::clearCountersForEntry( U32 unit, U32 entry ) {
   statsIdOf( unit, entry );
   clearHits( unit, *entries, entry );
   clearBytes( unit, *entries, entry );
+  clearYellow( copies( unit ), unit, *entries, entry );
 }
 
 void MorvaneTcamEntryManager::clearCounters( U32 unit ) {
@@ -219,6 +235,7 @@ void MorvaneTcamEntryManager::clearCounters( U32 unit ) {
   for ( auto it = entries->entryCreatedIterConst(); it; ++it ) {
     clearHits( unit, *entries, it.key() );
     clearBytes( unit, *entries, it.key() );
+    clearYellow( copies( unit ), unit, *entries, it.key() );
   }
 }
 
