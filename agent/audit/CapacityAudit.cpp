@@ -20,12 +20,6 @@ struct SliceUse {
   S32 used = 0;
 };
 
-SoftAsic::StageKind kindOf( S32 stage ) {
-  return stage == ingressStage ? SoftAsic::StageKind::ifp
-         : stage == 1          ? SoftAsic::StageKind::vfp
-                               : SoftAsic::StageKind::efp;
-}
-
 std::vector< S32 > depthsOf( const SoftAsic::StageProfile & stage ) {
   std::vector< S32 > depths;
   for ( const SoftAsic::SliceProfile & slices : stage.slices )
@@ -49,7 +43,7 @@ void UnitAudit::auditCapacity() {
     report( "the capacity record tells {} stages of {}", info.stage_count, profile.stages.size() );
   for ( S32 i = 0; i < info.stage_count; ++i )
     for ( const SoftAsic::StageProfile & stage : profile.stages )
-      if ( stage.kind == kindOf( info.stage[ i ].stage ) )
+      if ( Morvane::tcamStageName( info.stage[ i ].stage ) == SoftAsic::stageName( stage.kind ) )
         auditStage( stage, info.stage[ i ],
                     profile.ingressHalfSize && info.stage[ i ].stage == ingressStage );
   if ( capacity_ != nullptr )
@@ -113,18 +107,18 @@ void UnitAudit::auditCapacityTable( const kelmor_tcam_capacity_info_t & info ) {
                       ( halfSize && stage.stage == ingressStage ? 2 : 1 );
     const Morvane::TcamCapacityKey key( unit_, stage.stage );
     const Morvane::TcamCapacityRow row = capacity_->row( key );
-    const char * const name = SoftAsic::stageName( kindOf( stage.stage ) );
+    const Kiv::String8 name = Morvane::tcamStageName( stage.stage );
     if ( row.used != used || row.maxLimit != total || row.free != total - used ||
          row.highWatermark < used )
       report( "the capacity table has {} with {} used, {} free of {} and at most {}, not {} of {}",
-              name, row.used, row.free, row.maxLimit, row.highWatermark, used, total );
+              name.charPtr(), row.used, row.free, row.maxLimit, row.highWatermark, used, total );
     const Morvane::TcamCapacityThreshold limits = capacity_->threshold( key );
     const U32 clear = limits.clear == 0 ? limits.upper : std::min( limits.clear, limits.upper );
     const U64 hundredfold = U64{ used } * 100;
     const bool may = limits.upper != 0 && hundredfold >= U64{ total } * clear;
     const bool must = may && hundredfold >= U64{ total } * limits.upper;
     if ( const bool stands = capacity_->alarm( key ); stands ? !may : must )
-      report( "the capacity alarm of {} {} with {} of {} used", name,
+      report( "the capacity alarm of {} {} with {} of {} used", name.charPtr(),
               stands ? "stands" : "is missing", used, total );
   }
 }
