@@ -28,10 +28,11 @@ AclFeature::Table & AclFeature::tableOf( AclKind kind, AclUse use ) {
   return tableOf( kind, use );
 }
 
-std::optional< AclShortage > AclFeature::addAcl( const Acl & acl ) {
+std::optional< AclShortage > AclFeature::addAcl( const Acl & acl,
+                                                 const std::function< void() > & whenFull ) {
   const auto index = static_cast< U32 >( acls_.size() );
   AclTable & table = *tableOf( acl.kind, acl.use ).table;
-  const auto shortage = table.addAcl( acl, index );
+  const auto shortage = table.addAcl( acl, index, whenFull );
   acls_.push_back( &acl );
   shortages_.push_back( shortage );
   for ( const auto & [ lost, shortage ] : table.takeLost() )

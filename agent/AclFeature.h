@@ -13,6 +13,7 @@
 // Locks: called with the activity lock held, which the library and the SDK calls give up meanwhile.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -28,9 +29,10 @@ class AclFeature {
               const Platform::PlatformData & platform, PortMethod method );
 
   // Programs an access list, which the platform must serve (listFault) and which must outlive the
-  // feature. Absent when it fits. Throws Platform::InputError for a user-defined field that the
-  // group lacks.
-  std::optional< AclShortage > addAcl( const Acl & acl );
+  // feature. Absent when it fits; when it does not, `whenFull` is called before it is rolled back.
+  // Throws Platform::InputError for a user-defined field that the group lacks.
+  std::optional< AclShortage > addAcl( const Acl & acl,
+                                       const std::function< void() > & whenFull = {} );
   // Programs an entry that drops what no list permits, in each table of lists that filter; of IPv4
   // when there is none. Stops at the first that does not fit.
   std::optional< AclResource > addDenyRest();

@@ -44,12 +44,16 @@ AclTable::AclTable( Morvane::MorvaneTcamGroupManager & groupManager, U32 unit,
 
 // --- Lists -----------------------------------------------------------------------------------
 
-std::optional< AclShortage > AclTable::addAcl( const Acl & acl, U32 index ) {
+std::optional< AclShortage > AclTable::addAcl( const Acl & acl, U32 index,
+                                               const std::function< void() > & whenFull ) {
   disturbed_ = false;
   try {
     const auto shortage = programAcl( acl, index );
-    if ( shortage )
+    if ( shortage ) {
+      if ( whenFull )
+        whenFull();
       rollBack( index );
+    }
     return shortage;
   } catch ( const Platform::InputError & ) {
     rollBack( index );

@@ -83,8 +83,10 @@ class AclTable {
             U32 & policersLeft );
 
   // Programs a list behind those that are there; `acl` must outlive the table, `index` identifies
-  // it. Absent when it fits. Throws Platform::InputError for a field that the group lacks.
-  std::optional< AclShortage > addAcl( const Acl & acl, U32 index );
+  // it. Absent when it fits; when it does not, `whenFull` is called before it is rolled back.
+  // Throws Platform::InputError for a field that the group lacks.
+  std::optional< AclShortage > addAcl( const Acl & acl, U32 index,
+                                       const std::function< void() > & whenFull );
   // Lists that fitted and were lost when the group was rebuilt, since the last call.
   std::vector< std::pair< U32, AclShortage > > takeLost();
   // Programs one entry that drops every packet of the kind that no list permits.

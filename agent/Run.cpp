@@ -34,6 +34,12 @@ class RunJob {
 
  private:
   void program();
+  void requireEntries();
+  void poll();
+  void readCapacity();
+  void readAlarms();
+  StageCapacity stageCapacity( const Morvane::TcamCapacityKey & key,
+                               const Morvane::TcamCapacityRow & row );
   AclReport reportAcl( U32 index );
   RuleUse reportRule( const RuleIndex & index );
   void classify();
@@ -58,15 +64,22 @@ RunReport RunJob::run() {
   report_.denyByDefault = input_.denyByDefault;
   report_.verified = input_.verify;
   program();
+  requireEntries();
   classify();
+  for ( const ClearRequest & request : input_.clears ) {
+    clearCounters( session_.groupManager(), SwitchSession::unit, request );
+    report_.cleared.push_back( request.text );
+  }
   for ( U32 acl = 0; acl < input_.acls.size(); ++acl )
     report_.acls.push_back( reportAcl( acl ) );
   readGroups();
   report_.usage = usageText( session_.groupManager(), report_.platform, report_.unit, input_.show );
+  readCapacity();
   if ( input_.verify )
     verify();
   report_.sdkCalls = session_.sdkCalls();
   feature_.clear();
+  readAlarms();
   if ( input_.verify )
     audit( "when all was taken back: " );
   return std::move( report_ );
@@ -78,12 +91,57 @@ void RunJob::lend( const std::function< void( SwitchSession & ) > & use ) {
 }
 
 void RunJob::program() {
-  for ( const Acl & acl : input_.acls )
-    feature_.addAcl( acl );
+  for ( const StageThreshold & stage : input_.thresholds )
+    session_.capacity().thresholdIs( stage.key, stage.threshold );
+  poll();
+  for ( const Acl & acl : input_.acls ) {
+    feature_.addAcl( acl, [ this ] { poll(); } );
+    poll();
+  }
   if ( input_.denyByDefault )
     report_.denyShortage = feature_.addDenyRest();
   report_.denyEntries = feature_.denyEntries();
+  poll();
 }
+
+void RunJob::requireEntries() {
+  requireEntry( session_.groupManager(), SwitchSession::unit, input_.show );
+  for ( const ClearRequest & request : input_.clears )
+    requireHeld( session_.groupManager(), SwitchSession::unit, request );
+}
+
+// --- Capacity --------------------------------------------------------------------------------
+
+void RunJob::poll() {
+  if ( input_.wantsCapacity() )
+    session_.capacity().poll();
+}
+
+StageCapacity RunJob::stageCapacity( const Morvane::TcamCapacityKey & key,
+                                     const Morvane::TcamCapacityRow & row ) {
+  return { key.unit, Morvane::tcamStageName( key.stage ).charPtr(), row,
+           session_.capacity().threshold( key ) };
+}
+
+void RunJob::readCapacity() {
+  if ( !input_.wantsCapacity() )
+    return;
+  poll();
+  report_.capacity.emplace();
+  for ( const auto & [ key, row ] : session_.capacityTable().rows() )
+    report_.capacity->rows.push_back(
+        { stageCapacity( key, row ), session_.capacity().alarm( key ) } );
+}
+
+void RunJob::readAlarms() {
+  if ( !input_.wantsCapacity() )
+    return;
+  poll();
+  for ( const CapacityAlarm & alarm : session_.capacityTable().alarms() )
+    report_.capacity->alarms.push_back( { stageCapacity( alarm.key, alarm.row ), alarm.raised } );
+}
+
+// --- Results ---------------------------------------------------------------------------------
 
 AclReport RunJob::reportAcl( U32 index ) {
   const Acl & acl = input_.acls[ index ];
@@ -203,7 +261,11 @@ U32 RunJob::pipeOf( U32 port ) const {
 }
 
 void RunJob::audit( const std::string & when ) {
-  for ( const std::string & line : Audit::audit( session_.groupManager(), session_.chip() ) )
+  poll();
+  const Morvane::MorvaneTcamCapacitySm * const capacity =
+      input_.wantsCapacity() ? &session_.capacity() : nullptr;
+  for ( const std::string & line :
+        Audit::audit( session_.groupManager(), session_.chip(), capacity ) )
     report_.differences.push_back( when + line );
 }
 

@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "agent/AclFiles.h"
+#include "agent/CapacityOptions.h"
+#include "agent/CounterClearing.h"
 #include "agent/Packet.h"
 #include "agent/RuleResources.h"
 #include "agent/RunReport.h"
@@ -32,6 +34,8 @@ struct RunOptions {
   bool denyByDefault = false;
   bool verify = false;
   std::string show;  // what usageRequest takes; empty: no report of the library's own
+  std::vector< std::string > clears;      // what clearRequest takes
+  std::vector< std::string > thresholds;  // what readThresholds takes
 };
 
 // Everything that a run needs, read and checked.
@@ -44,6 +48,11 @@ struct RunInput {
   bool denyByDefault = false;
   bool verify = false;
   UsageRequest show;
+  std::vector< ClearRequest > clears;  // when the packets have been sent
+  std::vector< StageThreshold > thresholds;
+
+  // Whether the TCAM's capacity is watched.
+  bool wantsCapacity() const { return show.view == UsageView::capacity || !thresholds.empty(); }
 };
 
 class UsageError : public std::runtime_error {
@@ -60,11 +69,15 @@ RunInput readInput( const RunOptions & options );
 // tells the units). RULE is an index or, with several lists, LIST/INDEX. Throws UsageError.
 void applyPolice( const std::vector< std::string > & police, std::vector< Acl > & acls );
 
-// Runs the job on a switch of its own. Counters are read after the packets went in at the ingress
-// port and before verification sends them again. Verification starts all policers anew, compares
-// the fate of every packet at a port of every pipe and copy with a walk over the rules, and runs
-// the auditor, once more when everything has been taken back. Called with the activity lock held.
-// Throws Platform::InputError for a user-defined field that a flow-programming group lacks.
+// Runs the job on a switch of its own. Counters are cleared, as asked, and then read after the
+// packets went in at the ingress port and before verification sends them again. The capacity, where
+// it is watched, is polled at the start, after every list, when a list has run out and is still
+// there, after the packets, and when everything has been taken back. Verification starts all
+// policers anew, compares the fate of every packet at a port of every pipe and copy with a walk
+// over the rules, and runs the auditor, once more when everything has been taken back. Called with
+// the activity lock held. Throws Platform::InputError for a user-defined field that a
+// flow-programming group lacks, and UsageError, before any packet is sent, for an entry that is
+// asked for and not there.
 RunReport run( const RunInput & input );
 
 // Programs the access lists on a switch of its own, sends no packets, and lends the switch to

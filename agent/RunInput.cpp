@@ -89,7 +89,10 @@ RunInput readInput( const RunOptions & options ) {
   input.denyByDefault = options.denyByDefault;
   input.verify = options.verify;
   if ( !options.show.empty() )
-    input.show = usageRequest( options.show );
+    input.show = usageRequest( options.show, input.platform );
+  for ( const std::string & clear : options.clears )
+    input.clears.push_back( clearRequest( clear, input.platform ) );
+  input.thresholds = readThresholds( options.thresholds, input.platform );
   input.acls = options.acls.empty() ? std::vector{ exampleAcl() } : readAcls( options );
   applyPolice( options.police, input.acls );
   checkPlatform( options, input );

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "agent/AclFeature.h"
+#include "agent/CapacityReport.h"
 
 namespace Agent {
 
@@ -72,7 +73,10 @@ struct RunReport {
   U32 rangeCheckers = 0;           // in use
   std::map< std::string, U64 > sdkCalls;
 
-  std::string usage;  // the library's own report, where one was asked for
+  std::vector< std::string > cleared;  // whose counters, before they were read
+
+  std::string usage;                         // the library's own report, where one was asked for
+  std::optional< CapacityReport > capacity;  // where it was watched
   bool verified = false;
   std::vector< std::string > differences;  // the auditor's lines, and the first wrong packets'
 

@@ -57,6 +57,36 @@ Json aclJson( const AclReport & acl ) {
   return json;
 }
 
+// Leaves by their names in OpenConfig's resource utilisation; those of a threshold that is not set
+// are missing.
+Json stageJson( const StageCapacity & stage ) {
+  Json json = { { "unit", stage.unit },
+                { "stage", stage.stage },
+                { "used", stage.row.used },
+                { "free", stage.row.free },
+                { "max-limit", stage.row.maxLimit },
+                { "high-watermark", stage.row.highWatermark } };
+  if ( stage.threshold.upper != 0 ) {
+    json[ "used-threshold-upper" ] = stage.threshold.upper;
+    json[ "used-threshold-upper-clear" ] = stage.threshold.clear;
+  }
+  return json;
+}
+
+void addCapacity( Json & json, const CapacityReport & capacity ) {
+  Json & rows = json[ "capacity" ] = Json::array();
+  for ( const CapacityReport::Row & row : capacity.rows ) {
+    rows.push_back( stageJson( row ) );
+    if ( row.threshold.upper != 0 )
+      rows.back()[ "used-threshold-upper-exceeded" ] = row.exceeded;
+  }
+  Json & alarms = json[ "capacityAlarms" ] = Json::array();
+  for ( const CapacityReport::Alarm & alarm : capacity.alarms ) {
+    alarms.push_back( stageJson( alarm ) );
+    alarms.back()[ "raised" ] = alarm.raised;
+  }
+}
+
 }  // namespace
 
 std::string jsonReport( const RunReport & report ) {
@@ -81,6 +111,8 @@ std::string jsonReport( const RunReport & report ) {
   json[ "rangeCheckers" ] = report.rangeCheckers;
   if ( !report.usage.empty() )
     json[ "usage" ] = report.usage;
+  if ( report.capacity )
+    addCapacity( json, *report.capacity );
   Json & calls = json[ "sdkCalls" ] = Json::object();
   for ( const auto & [ operation, count ] : report.sdkCalls )
     calls[ operation ] = count;

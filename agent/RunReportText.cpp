@@ -197,6 +197,14 @@ std::string packetText( const RunReport & report ) {
   return text;
 }
 
+// Empty where no counters were cleared.
+std::string clearedText( const RunReport & report ) {
+  std::string text;
+  for ( const std::string & what : report.cleared )
+    text += ( text.empty() ? "Counters cleared: " : ", " ) + what;
+  return text.empty() ? text : text + "\n\n";
+}
+
 std::string verificationText( const RunReport & report ) {
   std::string text = fmt::format(
       "Verification: {} packets differ from the rules, {}\n", countText( report.mismatches ),
@@ -212,12 +220,14 @@ std::string textReport( const RunReport & report, bool detail ) {
   std::string text = fmt::format( "Platform {}: {}\n\n", report.platform, report.description );
   text += aclText( report ) + "\n" + rangeText( report ) + groupText( report ) + "\n";
   if ( report.total != 0 ) {
-    text += packetText( report ) + "\n" + policeText( report );
+    text += packetText( report ) + "\n" + clearedText( report ) + policeText( report );
     text += ( detail ? "Rules\n" + ruleText( installedRules( report ) ) : busiestText( report ) ) +
             "\n" + neverHitText( report );
   }
   if ( !report.usage.empty() )
     text += "\n" + report.usage;
+  if ( report.capacity )
+    text += "\n" + capacityText( *report.capacity );
   if ( report.verified )
     text += "\n" + verificationText( report );
   return text;

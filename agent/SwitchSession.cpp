@@ -30,9 +30,13 @@ SwitchSession::SwitchSession( const Platform::PlatformData & platform )
   groupManager_->numPipeIs( platform_.numPipe() );
   groupManager_->modChipInfoIs( unit, platform.chipInfo );
   groupManager_->initializedIs( true );
+  capacity_ = Kiv::make< Morvane::MorvaneTcamCapacitySm >(
+      Kiv::Name( "tcamCapacity" ),
+      Kiv::Ptr< const Morvane::MorvaneTcamGroupManager >( groupManager_ ), &capacityTable_ );
 }
 
 SwitchSession::~SwitchSession() {
+  capacity_ = nullptr;
   groupManager_ = nullptr;
   Morvane::platformIs( nullptr );
   Shim::sdk_ = nullptr;

@@ -7,6 +7,8 @@
 #include <map>
 #include <string>
 
+#include "agent/CapacityTable.h"
+#include "morvane/MorvaneTcamCapacitySm.h"
 #include "morvane/MorvaneTcamGroupManager.h"
 #include "platform/PlatformModel.h"
 #include "softasic/CallLog.h"
@@ -32,6 +34,10 @@ class SwitchSession {
   SoftAsic::SoftAsic & chip() { return chip_; }
   Morvane::MorvaneTcamGroupManager & groupManager() { return *groupManager_; }
 
+  // The capacity machine is polled by whoever wants to know; the table has what it told.
+  Morvane::MorvaneTcamCapacitySm & capacity() { return *capacity_; }
+  const CapacityTable & capacityTable() const { return capacityTable_; }
+
   // Calls so far by SDK name; operations that were never called are left out.
   std::map< std::string, U64 > sdkCalls() const;
 
@@ -40,6 +46,8 @@ class SwitchSession {
   SoftAsic::SoftAsic chip_;
   SoftAsic::CallLog calls_;
   Kiv::Ptr< Morvane::MorvaneTcamGroupManager > groupManager_;
+  CapacityTable capacityTable_;
+  Kiv::Ptr< Morvane::MorvaneTcamCapacitySm > capacity_;
 };
 
 }  // namespace Agent

@@ -2,13 +2,12 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
 #include <cstdio>
 #include <functional>
+#include <set>
 
 #include "agent/Run.h"
-#include "agent/TextTable.h"
-#include "morvane/MorvaneTcamCapacitySm.h"
+#include "agent/TcamNames.h"
 
 namespace Agent {
 
@@ -29,87 +28,94 @@ std::string written( const std::function< void( U32 fd ) > & report ) {
   return text;
 }
 
-// The rows of one poll.
-class CapacityRows : public Morvane::TcamCapacityTable {
- public:
-  void rowIs( const Morvane::TcamCapacityKey & key,
-              const Morvane::TcamCapacityRow & row ) override {
-    table_.add( { Morvane::tcamStageName( key.stage ).charPtr(), countText( row.used ),
-                  countText( row.free ), countText( row.maxLimit ),
-                  countText( row.highWatermark ) } );
-  }
-  void rowDel( const Morvane::TcamCapacityKey & ) override {}
-  void alarmIs( const Morvane::TcamCapacityKey &, bool ) override {}
-  std::string text() const { return "TCAM capacity\n" + table_.text(); }
-
- private:
-  TextTable table_{ { "stage", ">used", ">free", ">maximum", ">high watermark" } };
+struct View {
+  const char * name;  // ends in a colon where an id follows
+  UsageView view;
 };
+constexpr View views[] = { { "summary", UsageView::summary },
+                           { "detail", UsageView::detail },
+                           { "raw", UsageView::raw },
+                           { "banks", UsageView::banks },
+                           { "capacity", UsageView::capacity },
+                           { "entry:", UsageView::entry },
+                           { "group-dump:", UsageView::groupDump },
+                           { "entry-dump:", UsageView::entryDump } };
 
-std::string capacityText( Morvane::MorvaneTcamGroupManager & manager ) {
-  CapacityRows rows;
-  Kiv::make< Morvane::MorvaneTcamCapacitySm >(
-      Kiv::Name( "capacity" ), Kiv::Ptr< const Morvane::MorvaneTcamGroupManager >( &manager ),
-      &rows )
-      ->poll();
-  return rows.text();
+bool isAboutEntry( UsageView view ) {
+  return view == UsageView::entry || view == UsageView::entryDump;
 }
 
-U32 entryNumber( const std::string & text ) {
-  const bool hex = text.starts_with( "0x" );
-  const char * const first = text.data() + ( hex ? 2 : 0 );
-  const char * const last = text.data() + text.size();
-  U32 entry = 0;
-  const auto [ end, error ] = std::from_chars( first, last, entry, hex ? 16 : 10 );
-  if ( error != std::errc() || end != last )
-    throw UsageError( fmt::format( "--show: no entry id: {}", text ) );
-  return entry;
+// Both pipes of the outer-VLAN workaround share one hardware group.
+std::string groupDumpText( const Morvane::MorvaneTcamGroupManager & manager, U32 unit, U32 group ) {
+  std::string text = fmt::format( "TCAM group {}\n", group );
+  std::set< U32 > seen;
+  for ( const Morvane::PipeCopy at : manager.pipeCopies( unit, group ) )
+    if ( manager.groupCountsHas( at.pipeGroup ) && seen.insert( at.pipeGroup ).second )
+      text += manager.groupDump( unit, at.pipeGroup ).view();
+  return manager.groupExists( unit, group ) ? text : text + "not on the chip: it has no users\n";
+}
+
+std::string entryDumpText( const Morvane::MorvaneTcamGroupManager & manager, U32 unit, U32 id ) {
+  std::string text = fmt::format( "TCAM entry {:#x} ({})\n", id, id );
+  const U32 entry = Morvane::tcamNumberBits.get( id );
+  const auto holder = managerOfEntry( manager, id );
+  for ( const Morvane::PipeCopy at : manager.pipeCopies( unit, holder->group() ) )
+    text += manager.entryDump( unit, at.entryId( entry ) ).view();
+  return text;
 }
 
 }  // namespace
 
-UsageRequest usageRequest( const std::string & text ) {
-  const std::pair< const char *, UsageView > views[] = { { "summary", UsageView::summary },
-                                                         { "detail", UsageView::detail },
-                                                         { "raw", UsageView::raw },
-                                                         { "banks", UsageView::banks },
-                                                         { "capacity", UsageView::capacity } };
-  for ( const auto & [ name, view ] : views )
-    if ( text == name )
+UsageRequest usageRequest( const std::string & text, const Platform::PlatformData & platform ) {
+  for ( const auto & [ name, view ] : views ) {
+    const std::string_view known( name );
+    if ( !known.ends_with( ':' ) && text == known )
       return { view, 0 };
-  if ( text.starts_with( "entry:" ) )
-    return { UsageView::entry, entryNumber( text.substr( 6 ) ) };
-  throw UsageError( fmt::format(
-      "--show: summary, detail, raw, banks, capacity or entry:ID is expected, not {}", text ) );
+    if ( !known.ends_with( ':' ) || !text.starts_with( known ) )
+      continue;
+    const std::string id = text.substr( known.size() );
+    return { view, isAboutEntry( view ) ? namedEntry( "--show", id, platform )
+                                        : namedGroup( "--show", id, platform ) };
+  }
+  throw UsageError(
+      fmt::format( "--show: summary, detail, raw, banks, capacity, entry:ID, "
+                   "group-dump:ID or entry-dump:ID is expected, not {}",
+                   text ) );
+}
+
+void requireEntry( const Morvane::MorvaneTcamGroupManager & manager, U32 unit,
+                   const UsageRequest & request ) {
+  if ( isAboutEntry( request.view ) &&
+       ( !managerOfEntry( manager, request.id ) || manager.entryDump( unit, request.id ).empty() ) )
+    throw UsageError(
+        fmt::format( "--show: the chip has no entry {:#x} ({})", request.id, request.id ) );
 }
 
 std::string usageText( Morvane::MorvaneTcamGroupManager & manager, const std::string & name,
                        U32 unit, const UsageRequest & request ) {
-  if ( request.view == UsageView::none )
-    return "";
-  if ( request.view == UsageView::capacity )
-    return capacityText( manager );
   const Kiv::String8 switchName{ std::string_view( name ) };
-  return written( [ & ]( U32 fd ) {
-    switch ( request.view ) {
-      case UsageView::summary:
-      case UsageView::detail:
+  switch ( request.view ) {
+    case UsageView::summary:
+    case UsageView::detail:
+      return written( [ & ]( U32 fd ) {
         manager.showTcamUsage( switchName, fd, request.view == UsageView::detail, unit, -1 );
-        break;
-      case UsageView::raw:
-        manager.showRawTcamUsage( switchName, fd, unit );
-        break;
-      case UsageView::banks:
-        manager.showSummaryTcamUsage( switchName, fd, unit );
-        break;
-      case UsageView::entry:
-        manager.showEntryTcamUsage( switchName, fd, unit, request.entry );
-        break;
-      case UsageView::capacity:
-      case UsageView::none:
-        break;
-    }
-  } );
+      } );
+    case UsageView::raw:
+      return written( [ & ]( U32 fd ) { manager.showRawTcamUsage( switchName, fd, unit ); } );
+    case UsageView::banks:
+      return written( [ & ]( U32 fd ) { manager.showSummaryTcamUsage( switchName, fd, unit ); } );
+    case UsageView::entry:
+      return written(
+          [ & ]( U32 fd ) { manager.showEntryTcamUsage( switchName, fd, unit, request.id ); } );
+    case UsageView::groupDump:
+      return groupDumpText( manager, unit, request.id );
+    case UsageView::entryDump:
+      return entryDumpText( manager, unit, request.id );
+    case UsageView::capacity:
+    case UsageView::none:
+      break;
+  }
+  return "";
 }
 
 }  // namespace Agent

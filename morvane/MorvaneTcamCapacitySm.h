@@ -7,7 +7,8 @@
 //
 // Invariants: a row is written to the table when it appeared or changed, and only then. An alarm is
 // raised once when the use reaches the upper threshold, and cleared once when it falls below the
-// clear threshold; between the two nothing changes. Rows follow the order of unit and stage.
+// clear threshold; between the two nothing changes. Its row is written first. A stage that is gone,
+// or whose unit is, loses its alarm and then its row.
 //
 // Order of calls: after the group manager knows its units. Thresholds may change at any time and
 // count from the next poll on.
@@ -37,7 +38,7 @@ extern KIV_API const Kiv::LogHandle MORVANE_UNEXPECTED_RESTART;
 KIV_API Kiv::String8 tcamStageName( S32 stage );
 
 // Use of a stage, in percent of its size, that raises and clears its alarm. An upper threshold of 0
-// raises none. A clear threshold above the upper one counts as the upper one.
+// raises none. A clear threshold of 0, or above the upper one, counts as the upper one.
 struct TcamCapacityThreshold : Kiv::Value {
   U32 upper = 0;
   U32 clear = 0;

@@ -299,6 +299,9 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   void attachPolicerCopies( U32 unit, U32 entry, U32 basePolicerId, bool attach, U32 howMany,
                             U32 & done ) const;
 
+  void clearHits( U32 unit, const UnitEntriesCreated & entries, U32 entry );
+  void clearBytes( U32 unit, const UnitEntriesCreated & entries, U32 entry );
+
   // Twins of the outer-VLAN workaround (OvidWar.cpp).
   void processOvidWarEntry( U32 unit, U32 entry, U32 tcamEntryId );
   OvidTwin ovidTwinFor( U32 unit, U32 entry ) const;

@@ -152,6 +152,11 @@ ControlsView SoftAsic::controls( U32 unit ) const {
   return at( unit ).controlsView();
 }
 
+kelmor_tcam_capacity_info_t SoftAsic::capacity( U32 unit ) const {
+  const Guard guard( *this );
+  return at( unit ).capacityView();
+}
+
 void SoftAsic::sdkLock() {
   mutex_.lock();
   owner_ = std::this_thread::get_id();

@@ -80,6 +80,7 @@ class SoftAsic : public Shim::SdkShim {
   std::vector< DataQualifierView > dataQualifiers( U32 unit ) const;  // by id
   std::vector< TableView > tables( U32 unit ) const;                  // by stage, pipe, copy
   ControlsView controls( U32 unit ) const;
+  kelmor_tcam_capacity_info_t capacity( U32 unit ) const;  // what the SDK tells
 
   // Whether any thread holds the SDK lock now.
   bool sdkLockHeld() const { return owner_.load() != std::thread::id(); }

@@ -12,7 +12,8 @@ constexpr int capacityStage( StageKind kind ) {
   return kind == StageKind::ifp ? 0 : kind == StageKind::vfp ? 1 : 2;
 }
 
-// Of a pair the even slice counts for both.
+// In entries of the mode that the slice is used in; a free one in rows. Of a pair the even slice
+// counts for both.
 kelmor_tcam_slice_info_t sliceInfo( const Slice & slice ) {
   const U32 total = slice.taken() ? slice.rows() : slice.depth();
   const U32 used = slice.taken() ? slice.used() : 0;
@@ -122,15 +123,20 @@ int Unit::bcm_field_qualify_MixedSrcClassId( bcm_field_entry_t entry, bcm_pbmp_t
                                  mask.intf_class_port );
 }
 
-// Per stage the slices of its first instance; the instances of a stage are alike.
 int Unit::kelmor_bcm_tcam_capacity_info_get( kelmor_tcam_capacity_info_t * info ) {
   if ( info == nullptr )
     return BCM_E_PARAM;
-  *info = {};
+  *info = capacityView();
+  return BCM_E_NONE;
+}
+
+// Per stage the slices of its first instance; the instances of a stage are alike.
+kelmor_tcam_capacity_info_t Unit::capacityView() const {
+  kelmor_tcam_capacity_info_t info = {};
   tables_.forEach( [ & ]( const StageTable & table ) {
     if ( table.pipe != 0 || table.copy != 0 )
       return;
-    kelmor_tcam_stage_info_t & stage = info->stage[ info->stage_count++ ];
+    kelmor_tcam_stage_info_t & stage = info.stage[ info.stage_count++ ];
     stage.stage = capacityStage( table.kind );
     for ( const Slice & slice : table.pool.slices() ) {
       stage.slice[ stage.slice_count ] = sliceInfo( slice );
@@ -140,7 +146,7 @@ int Unit::kelmor_bcm_tcam_capacity_info_get( kelmor_tcam_capacity_info_t * info 
       stage.entries_total += inRows ? static_cast< int >( slice.depth() ) : told.entries_total;
     }
   } );
-  return BCM_E_NONE;
+  return info;
 }
 
 }  // namespace SoftAsic

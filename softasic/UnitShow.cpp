@@ -83,6 +83,8 @@ const char * actionName( bcm_field_action_t action ) {
       return "RedirectPbmp";
     case bcmFieldActionEgressMask:
       return "EgressMask";
+    case bcmFieldActionMirrorPbmp:
+      return "MirrorPbmp";
     default:
       return "Other";
   }

@@ -7,8 +7,13 @@ namespace Audit {
 
 UnitAudit::UnitAudit( const Morvane::MorvaneTcamGroupManager & manager,
                       const SoftAsic::SoftAsic & chip, U32 unit,
+                      const Morvane::MorvaneTcamCapacitySm * capacity,
                       std::vector< std::string > & differences )
-    : manager_( manager ), chip_( chip ), unit_( unit ), differences_( differences ) {
+    : manager_( manager ),
+      chip_( chip ),
+      unit_( unit ),
+      capacity_( capacity ),
+      differences_( differences ) {
   for ( SoftAsic::GroupView & group : chip.groups( unit ) )
     groups_.emplace( group.id, std::move( group ) );
   for ( SoftAsic::StatView & stat : chip.statistics( unit ) )
@@ -30,6 +35,7 @@ void UnitAudit::run() {
   auditRangeCheckers();
   auditPolicers();
   auditDataQualifiers();
+  auditCapacity();
 }
 
 namespace {
@@ -51,10 +57,23 @@ void auditOwners( const Morvane::MorvaneTcamGroupManager & manager,
                                           it.value()->desc().charPtr(), it.key() ) );
 }
 
+// No row of a unit that is not there.
+void auditUnits( const Morvane::MorvaneTcamGroupManager & manager,
+                 const Morvane::MorvaneTcamCapacitySm * capacity,
+                 std::vector< std::string > & differences ) {
+  if ( capacity == nullptr )
+    return;
+  for ( auto it = capacity->rowIterConst(); it; ++it )
+    if ( !manager.modChipInfoHas( static_cast< U16 >( it.key().unit ) ) )
+      differences.push_back(
+          fmt::format( "the capacity table has a row of unit {}", it.key().unit ) );
+}
+
 }  // namespace
 
 std::vector< std::string > audit( const Morvane::MorvaneTcamGroupManager & manager,
-                                  const SoftAsic::SoftAsic & chip ) {
+                                  const SoftAsic::SoftAsic & chip,
+                                  const Morvane::MorvaneTcamCapacitySm * capacity ) {
   std::vector< std::string > differences;
   if ( !Kiv::ActivityUnlockAnchor::lock().held() )
     differences.emplace_back( "the activity lock is not held" );
@@ -63,8 +82,9 @@ std::vector< std::string > audit( const Morvane::MorvaneTcamGroupManager & manag
   if ( const U64 calls = chip.lockViolations(); calls != 0 )
     differences.push_back( fmt::format( "{} SDK calls were made without the SDK lock", calls ) );
   for ( auto it = manager.modChipInfoIterConst(); it; ++it )
-    UnitAudit( manager, chip, it.key(), differences ).run();
+    UnitAudit( manager, chip, it.key(), capacity, differences ).run();
   auditOwners( manager, differences );
+  auditUnits( manager, capacity, differences );
   return differences;
 }
 

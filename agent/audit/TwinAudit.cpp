@@ -115,12 +115,16 @@ void UnitAudit::auditTwinMap() {
       if ( !warSm->ovidEntriesHas( it.key() ) )
         report( "VLAN {} is overdue without an entry", U32{ it.key().ovid } );
   }
-  if ( mapped == twins_ )
-    return;
-  for ( U16 vlan = 0; vlan <= Morvane::vlanIdMask; ++vlan )
-    if ( mapped[ vlan ] != twins_[ vlan ] )
-      report( "VLAN {} is mapped to {} entries, {} match it, or to others", U32{ vlan },
-              mapped[ vlan ].size(), twins_[ vlan ].size() );
+  for ( const auto & [ vlan, entries ] : mapped )
+    for ( const auto & [ entry, manager ] : entries )
+      if ( const auto found = twins_[ vlan ].find( entry ); found == twins_[ vlan ].end() )
+        report( "VLAN {} is mapped to entry {:#x}, which does not match it", U32{ vlan }, entry );
+      else if ( found->second != manager )
+        report( "VLAN {} is mapped to entry {:#x} of another manager", U32{ vlan }, entry );
+  for ( const auto & [ vlan, entries ] : twins_ )
+    for ( const auto & [ entry, manager ] : entries )
+      if ( !mapped[ vlan ].contains( entry ) )
+        report( "VLAN {} is not mapped to entry {:#x}, which matches it", U32{ vlan }, entry );
 }
 
 }  // namespace Audit

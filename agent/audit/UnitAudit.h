@@ -9,6 +9,7 @@
 #include <tuple>
 #include <vector>
 
+#include "morvane/MorvaneTcamCapacitySm.h"
 #include "morvane/MorvaneTcamGroupManager.h"
 #include "softasic/SoftAsic.h"
 
@@ -20,7 +21,8 @@ using namespace Kiv::Integers;
 class UnitAudit {
  public:
   UnitAudit( const Morvane::MorvaneTcamGroupManager & manager, const SoftAsic::SoftAsic & chip,
-             U32 unit, std::vector< std::string > & differences );
+             U32 unit, const Morvane::MorvaneTcamCapacitySm * capacity,
+             std::vector< std::string > & differences );
   void run();
 
  private:
@@ -71,6 +73,12 @@ class UnitAudit {
   void auditCarried( U32 groupId, const Morvane::GroupUdfQual & carried,
                      const std::set< U32 > & owned );
 
+  // Capacity (CapacityAudit.cpp)
+  void auditCapacity();
+  void auditStage( const SoftAsic::StageProfile & profile, const kelmor_tcam_stage_info_t & told,
+                   bool inRows );
+  void auditCapacityTable( const kelmor_tcam_capacity_info_t & info );
+
   template < class... A >
   void report( fmt::format_string< A... > text, A &&... args ) {
     differences_.push_back( fmt::format( "unit {}: ", unit_ ) +
@@ -80,6 +88,7 @@ class UnitAudit {
   const Morvane::MorvaneTcamGroupManager & manager_;
   const SoftAsic::SoftAsic & chip_;
   const U32 unit_;
+  const Morvane::MorvaneTcamCapacitySm * const capacity_;  // may be null
   std::vector< std::string > & differences_;
 
   std::map< U32, SoftAsic::GroupView > groups_;     // on the chip

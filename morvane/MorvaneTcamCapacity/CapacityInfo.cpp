@@ -43,4 +43,11 @@ S32 freeEntries( const kelmor_tcam_stage_info_t & stage ) {
   return free;
 }
 
+U32 usedEntries( const kelmor_tcam_stage_info_t & stage ) {
+  U32 used = 0;
+  for ( S32 j = 0; j < stage.slice_count; ++j )
+    used += static_cast< U32 >( stage.slice[ j ].entries_total - stage.slice[ j ].entries_free );
+  return used;
+}
+
 }  // namespace Morvane

@@ -12,7 +12,8 @@ using namespace Kiv::Integers;
 // rows of a slice says of its ingress stage.
 void checkCapacity( U32 unit, kelmor_tcam_capacity_info_t & info );
 
-// Free entries in all slices of a stage.
+// Free entries, and entries in use, in all slices of a stage.
 S32 freeEntries( const kelmor_tcam_stage_info_t & stage );
+U32 usedEntries( const kelmor_tcam_stage_info_t & stage );
 
 }  // namespace Morvane

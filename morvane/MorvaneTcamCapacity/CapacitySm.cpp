@@ -21,9 +21,14 @@ bool lists( const kelmor_tcam_capacity_info_t & info, S32 stage ) {
                       [ & ]( const kelmor_tcam_stage_info_t & s ) { return s.stage == stage; } );
 }
 
-// Whether the use is that many percent of the size, or more.
+// Whether the use is that many percent of the size, or more. What has no size is not full.
 bool reaches( const TcamCapacityRow & row, U32 percent ) {
-  return U64{ row.used } * 100 >= U64{ row.maxLimit } * percent;
+  return row.maxLimit != 0 && U64{ row.used } * 100 >= U64{ row.maxLimit } * percent;
+}
+
+// The use below which an alarm is cleared.
+U32 clearsBelow( const TcamCapacityThreshold & limits ) {
+  return limits.clear == 0 ? limits.upper : std::min( limits.clear, limits.upper );
 }
 
 }  // namespace
@@ -48,10 +53,14 @@ const char * MorvaneTcamCapacitySm::fwkType() const {
 
 void MorvaneTcamCapacitySm::poll() {
   for ( auto unitIter = groupManager_->modChipInfoIterConst(); unitIter; ++unitIter ) {
+    const U16 unit = unitIter.key();
     kelmor_tcam_capacity_info_t info = {};
     SDK_CHECKED( kelmor_bcm_tcam_capacity_info_get( unitIter.key(), &info ) );
-    checkCapacity( unitIter.key(), info );
-    pollUnit( unitIter.key(), info );
+    // It may have gone meanwhile.
+    if ( !groupManager_->modChipInfoHas( unit ) )
+      continue;
+    checkCapacity( unit, info );
+    pollUnit( unit, info );
   }
   for ( auto it = rowIterConst(); it; ++it )
     if ( !groupManager_->modChipInfoHas( static_cast< U16 >( it.key().unit ) ) )
@@ -63,11 +72,11 @@ void MorvaneTcamCapacitySm::pollUnit( U32 unit, const kelmor_tcam_capacity_info_
     const kelmor_tcam_stage_info_t & stage = info.stage[ i ];
     const TcamCapacityKey key( unit, stage.stage );
     TcamCapacityRow row;
-    row.free = static_cast< U32 >( freeEntries( stage ) );
-    for ( S32 j = 0; j < stage.slice_count; ++j )
-      row.used += static_cast< U32 >( stage.slice[ j ].entries_total ) -
-                  static_cast< U32 >( stage.slice[ j ].entries_free );
+    row.used = usedEntries( stage );
     row.maxLimit = static_cast< U32 >( stage.entries_total );
+    // Not what the slices tell as free: where ingress keys take two rows, an empty slice of a depth
+    // that checkCapacity does not know still tells its rows.
+    row.free = row.maxLimit - std::min( row.used, row.maxLimit );
     row.highWatermark = std::max( row.used, this->row( key ).highWatermark );
     write( key, row );
     follow( key, row );
@@ -80,30 +89,30 @@ void MorvaneTcamCapacitySm::pollUnit( U32 unit, const kelmor_tcam_capacity_info_
 void MorvaneTcamCapacitySm::write( const TcamCapacityKey & key, const TcamCapacityRow & row ) {
   if ( rowHas( key ) && this->row( key ) == row )
     return;
-  rowIs( key, row );
   table_->rowIs( key, row );
+  rowIs( key, row );
 }
 
 void MorvaneTcamCapacitySm::follow( const TcamCapacityKey & key, const TcamCapacityRow & row ) {
   const TcamCapacityThreshold limits = threshold( key );
   const bool stands = alarm( key );
   const bool raised =
-      limits.upper != 0 &&
-      reaches( row, stands ? std::min( limits.clear, limits.upper ) : limits.upper );
+      limits.upper != 0 && reaches( row, stands ? clearsBelow( limits ) : limits.upper );
   if ( raised == stands )
     return;
+  table_->alarmIs( key, raised );
   if ( raised )
     alarmIs( key, true );
   else
     alarmDel( key );
-  table_->alarmIs( key, raised );
 }
 
 void MorvaneTcamCapacitySm::forget( const TcamCapacityKey & key ) {
-  if ( alarmDel( key ) )
+  if ( alarm( key ) )
     table_->alarmIs( key, false );
-  rowDel( key );
+  alarmDel( key );
   table_->rowDel( key );
+  rowDel( key );
 }
 
 void MorvaneTcamCapacitySm::clearHighWatermarks() {

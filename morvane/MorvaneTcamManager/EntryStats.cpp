@@ -163,43 +163,88 @@ U32 MorvaneTcamEntryManager::statsIdOf( U32 unit, U32 pipeEntry ) const {
 void MorvaneTcamEntryManager::clearHitsForEntry( U32 unit, U32 entry ) {
   if ( !allocateStatsPerEntry() )
     return;
-  for ( const PipeCopy c : copies( unit ) ) {
-    const U32 statsId = statsIdOf( unit, c.entryId( entry ) );
-    SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatPackets, 0 ) );
-    SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatGreenPackets, 0 ) );
-    SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatRedPackets, 0 ) );
-  }
+  const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
+  statsIdOf( unit, entry );
+  clearHits( unit, *entries, entry );
 }
 
 void MorvaneTcamEntryManager::clearBytesForEntry( U32 unit, U32 entry ) {
   if ( !allocateStatsPerEntry() )
     return;
+  const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
+  statsIdOf( unit, entry );
+  clearBytes( unit, *entries, entry );
+}
+
+// The entry may be released meanwhile, so that its statistics are looked up before each call.
+
+void MorvaneTcamEntryManager::clearHits( U32 unit, const UnitEntriesCreated & entries, U32 entry ) {
   for ( const PipeCopy c : copies( unit ) ) {
-    const U32 statsId = statsIdOf( unit, c.entryId( entry ) );
-    SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatBytes, 0 ) );
-    SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatGreenBytes, 0 ) );
-    SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatRedBytes, 0 ) );
+    const U32 pipeEntry = c.entryId( entry );
+    if ( const U32 statsId = entries.entryStats( pipeEntry ) )
+      SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatPackets, 0 ) );
+    if ( const U32 statsId = entries.entryStats( pipeEntry ) )
+      SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatGreenPackets, 0 ) );
+    if ( const U32 statsId = entries.entryStats( pipeEntry ) )
+      SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatRedPackets, 0 ) );
   }
 }
 
+void MorvaneTcamEntryManager::clearBytes( U32 unit, const UnitEntriesCreated & entries,
+                                          U32 entry ) {
+  for ( const PipeCopy c : copies( unit ) ) {
+    const U32 pipeEntry = c.entryId( entry );
+    if ( const U32 statsId = entries.entryStats( pipeEntry ) )
+      SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatBytes, 0 ) );
+    if ( const U32 statsId = entries.entryStats( pipeEntry ) )
+      SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatGreenBytes, 0 ) );
+    if ( const U32 statsId = entries.entryStats( pipeEntry ) )
+      SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatRedBytes, 0 ) );
+  }
+}
+
+namespace {
+
+// Clearing hits and bytes alone leaves what a policer passed as yellow.
+void clearYellow( PipeCopies copies, U32 unit, const UnitEntriesCreated & entries, U32 entry ) {
+  for ( const PipeCopy c : copies ) {
+    const U32 pipeEntry = c.entryId( entry );
+    if ( const U32 statsId = entries.entryStats( pipeEntry ) )
+      SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatYellowPackets, 0 ) );
+    if ( const U32 statsId = entries.entryStats( pipeEntry ) )
+      SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatYellowBytes, 0 ) );
+  }
+}
+
+}  // namespace
+
 void MorvaneTcamEntryManager::clearCountersForEntry( U32 unit, U32 entry ) {
-  clearHitsForEntry( unit, entry );
-  clearBytesForEntry( unit, entry );
+  if ( !allocateStatsPerEntry() )
+    return;
+  const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
+  statsIdOf( unit, entry );
+  clearHits( unit, *entries, entry );
+  clearBytes( unit, *entries, entry );
+  clearYellow( copies( unit ), unit, *entries, entry );
 }
 
 void MorvaneTcamEntryManager::clearCounters( U32 unit ) {
   const Kiv::Ptr< UnitEntriesCreated > entries = internalUnitEntry( unit );
-  if ( !entries )
+  if ( !entries || !allocateStatsPerEntry() )
     return;
-  for ( auto it = entries->entryCreatedIterConst(); it; ++it )
-    clearCountersForEntry( unit, it.key() );
+  for ( auto it = entries->entryCreatedIterConst(); it; ++it ) {
+    clearHits( unit, *entries, it.key() );
+    clearBytes( unit, *entries, it.key() );
+    clearYellow( copies( unit ), unit, *entries, it.key() );
+  }
 }
 
 namespace {
 
 template < class Wanted >
 void clearCountersOf( const MorvaneTcamGroupManager & manager, U32 unit, Wanted wanted ) {
-  const auto clear = [ & ]( const Kiv::Ptr< MorvaneTcamEntryManager > & user ) {
+  // Held: it may be taken down meanwhile.
+  const auto clear = [ & ]( Kiv::Ptr< MorvaneTcamEntryManager > user ) {
     if ( wanted( *user ) )
       user->clearCounters( unit );
   };

@@ -134,4 +134,112 @@ TEST( Auditor, seesEveryDifference ) {
   }
 }
 
+// One entry that matches VLAN 6, with its twin, and one that matches none, whose twin is idle.
+TEST( Auditor, seesSpoiledTwins ) {
+  const U32 entry = 4 << 16, twin = Morvane::ovidTwinId( entry ), idle = twin + 1;
+  const auto map = []( TestSwitch & sw, U16 vlan ) {
+    sw.manager().ovidWarSm()->entryIs( unit, entry, { vlan, 0xFFF },
+                                       sw.manager().entryManager( Morvane::macAclTcamGroup ) );
+  };
+  const struct {
+    const char * difference;
+    std::function< void( TestSwitch & ) > spoil;
+  } cases[] = {
+      { "entry 0x1040000 of macAclTcamGroup is not on the chip",
+        [ & ]( auto & sw ) {
+          const int stat = static_cast< int >( sw.chip().entry( unit, twin )->stat );
+          SDK_CHECKED( bcm_field_entry_remove( unit, twin ) );
+          SDK_CHECKED( bcm_field_entry_stat_detach( unit, twin, stat ) );
+          SDK_CHECKED( bcm_field_entry_destroy( unit, twin ) );
+        } },
+      { "the twin of entry 0x40000 is wrong on port 3",
+        [ & ]( auto & ) {
+          SDK_CHECKED( bcm_field_qualify_InPorts( unit, twin, { { 0xE } }, { { 0xFFFF } } ) );
+          SDK_CHECKED( bcm_field_entry_install( unit, twin ) );
+        } },
+      { "the twin of entry 0x40000 does not match VLAN 0",
+        [ & ]( auto & ) {
+          SDK_CHECKED( bcm_field_qualify_OuterVlanId( unit, twin, 6, 0xFFF ) );
+          SDK_CHECKED( bcm_field_entry_install( unit, twin ) );
+        } },
+      { "entry 0x1040001 is enabled",
+        [ & ]( auto & ) { SDK_CHECKED( bcm_field_entry_enable_set( unit, idle, 1 ) ); } },
+      { "VLAN 7 is mapped to entry 0x40000, which does not match it",
+        [ & ]( auto & sw ) { map( sw, 7 ); } },
+      { "VLAN 6 is mapped to entry 0x40000, which does not match it",
+        [ & ]( auto & sw ) { sw.feature.clear(), map( sw, 6 ); } },
+      { "VLAN 6 is not mapped to entry 0x40000, which matches it",
+        [ & ]( auto & sw ) {
+          sw.manager().ovidWarSm()->entryDel( unit, entry, { 6, 0xFFF } );
+        } },
+  };
+  for ( const auto & c : cases ) {
+    TestSwitch sw( { .pipes = 2, .sharedByPipes = true } );
+    Acl acl = plainAcl( 2 );
+    acl.kind = AclKind::mac;
+    for ( AclRule & rule : acl.rules )
+      rule.source = {};
+    acl.rules[ 0 ].vlan = { 6, 0xFFF };
+    ASSERT_FALSE( sw.feature.addAcl( acl ) );
+    ASSERT_THAT( sw.audit(), IsEmpty() );
+    c.spoil( sw );
+    EXPECT_THAT( sw.audit(), Contains( HasSubstr( c.difference ) ) );
+  }
+}
+
+// 3 wide entries of a list, in a slice that holds 16 of them, and 8 of the range, in one of 32.
+TEST( Auditor, seesSpoiledCapacity ) {
+  using Capacity = Morvane::MorvaneTcamCapacitySm;
+  const U32 wide = 3 << 16;
+  const Morvane::TcamCapacityKey ingress( unit, 0 );
+  const auto row = [ & ]( Capacity & sm, U32 free, U32 highest ) {
+    Morvane::TcamCapacityRow row = sm.row( ingress );
+    row.free = free;
+    row.highWatermark = highest;
+    sm.rowIs( ingress, row );
+  };
+  const struct {
+    const char * difference;
+    std::function< void( TestSwitch &, Capacity & ) > spoil;
+  } cases[] = {
+      { "IFP tells 11 entries in use, its groups count 12",
+        []( auto & sw, auto & ) { sw.manager().groupCounts( 3 )->unitAllocatedInc( unit, 1 ); } },
+      { "IFP of pipe 1 copy 1 holds 12 entries, told are 11",
+        [ & ]( auto &, auto & ) {
+          SDK_CHECKED( bcm_field_entry_create_id( unit, Morvane::tcamId( 3, 1, 1 ),
+                                                  Morvane::tcamId( wide + 9, 1, 1 ) ) );
+        } },
+      { "IFP with 11 used, 100 free of 112 and at most 11, not 11 of 112",
+        [ & ]( auto &, auto & sm ) { row( sm, 100, 11 ); } },
+      { "IFP with 11 used, 101 free of 112 and at most 10, not 11 of 112",
+        [ & ]( auto &, auto & sm ) { row( sm, 101, 10 ); } },
+      { "the capacity table has 0 stages of 1",
+        [ & ]( auto &, auto & sm ) { sm.rowDel( ingress ); } },
+      { "the capacity table has a row of unit 7",
+        []( auto &, auto & sm ) {
+          sm.rowIs( { 7, 0 }, {} );
+        } },
+      { "the capacity alarm of IFP stands with 11 of 112 used",
+        [ & ]( auto &, auto & sm ) { sm.alarmIs( ingress, true ); } },
+      { "the capacity alarm of IFP is missing with 11 of 112 used",
+        [ & ]( auto &, auto & sm ) {
+          sm.thresholdIs( ingress, { 9, 5 } );
+        } },
+  };
+  for ( const auto & c : cases ) {
+    TestSwitch sw( { .pipes = 2, .secondCopy = true, .keyBits = 200 } );
+    Capacity & sm = sw.session.capacity();
+    Acl acl = plainAcl( 3 );
+    acl.kind = AclKind::ipv6;
+    for ( AclRule & rule : acl.rules )
+      rule.source = {};
+    ASSERT_FALSE( sw.feature.addAcl( acl ) );
+    sm.poll();
+    const auto audit = [ & ] { return Audit::audit( sw.manager(), sw.chip(), &sm ); };
+    ASSERT_THAT( audit(), IsEmpty() );
+    c.spoil( sw, sm );
+    EXPECT_THAT( audit(), Contains( HasSubstr( c.difference ) ) );
+  }
+}
+
 }  // namespace Agent

@@ -67,12 +67,18 @@ TEST_F( Command, showsWhatTheLibraryReports ) {
   EXPECT_THAT( run( base + "raw" ).out,
                HasSubstr( "|Stage                                    IFP |\n" ) );
   EXPECT_THAT( run( base + "banks" ).out, HasSubstr( " Banks           Used By\n" ) );
-  EXPECT_THAT( run( base + "capacity" ).out, HasSubstr( "high watermark" ) );
+  EXPECT_THAT( run( base + "capacity --threshold IFP:1" ).out,
+               HasSubstr( "\n  alarm raised: unit 0 IFP, 1 % used, 64 of 5,120 (upper 1 %)\n" ) );
   const size_t line = detail.rfind( '\n', detail.find( " hits - " ) ) + 1;
   const std::string entry = std::to_string( std::stoul( detail.substr( line ) ) );
   EXPECT_THAT( run( base + "entry:" + entry ).out,
                HasSubstr( "match SrcIp 0xa000000/0xff000000" ) );
-  for ( const char * wrong : { "entry:", "entry:0xz", "entry:1x", "all" } ) {
+  const std::string dump = "run --acl " + acl + " --show ";
+  EXPECT_THAT( run( dump + "entry-dump:" + entry ).out,
+               HasSubstr( "\nentry 0x7030000 of group 0x7000003, " ) );
+  EXPECT_THAT( run( dump + "group-dump:3" ).out, HasSubstr( "\ngroup 0x7000003 in IFP3b, " ) );
+  for ( const char * wrong : { "entry:", "entry:0xz", "entry:1x", "all", "entry:77",
+                               "entry-dump:77", "group-dump:77", "group-dump:IFP" } ) {
     const Outcome refused = run( base + wrong );
     EXPECT_EQ( refused.status, 2 ) << wrong;
     EXPECT_THAT( refused.error, HasSubstr( "morvane-tcam: --show: " ) );
@@ -124,6 +130,13 @@ TEST_F( Command, unusableInputIsOneLineAndStatus2 ) {
       { "run --default drop", usage },
       { "run --pps 0", usage },
       { "run --police 0:1M:x", usage },
+      { "run --clear user:nobody", usage },
+      { "run --clear entry:77", usage },
+      { "run --clear units", usage },
+      { "run --threshold 1/IFP:90", usage },
+      { "run --threshold EXT:90", "[^\n]* no stage EXT, only VFP, IFP, EFP\n" },
+      { "run --threshold IFP:101", usage },
+      { "run --threshold IFP:80:81", "[^\n]* CLEAR 81 is above UPPER 80\n" },
       { "run --platform small --acl " + mirror, mirror + ":1: mirror port 48[^\n]*\n" },
       { "run --acl " + field, field + ":1: the group has no field at offset 7 [^\n]*\n" },
       { "run --acl " + good + " --packets " + cut, cut + ":0: [^\n]*\n" },

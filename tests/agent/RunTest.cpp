@@ -91,6 +91,24 @@ TEST( Run, reports ) {
   EXPECT_THAT( textReport( report, true ), HasSubstr( "7 : 7" ) );
 }
 
+// The list that does not fit fills the tables before it is rolled back.
+TEST( Run, watchesTheCapacity ) {
+  RunInput watched = input();
+  watched.thresholds = { { { 0, 0 }, { 80, 50 } } };
+  watched.clears = { clearRequest( "group:1", watched.platform ) };
+  const RunReport report = runLocked( watched );
+  EXPECT_TRUE( report.differences.empty() );
+  const json object = json::parse( jsonReport( report ) );
+  EXPECT_EQ( object[ "capacity" ],
+             json::parse( R"([ { "unit": 0, "stage": "IFP", "used": 17, "free": 111,
+    "max-limit": 128, "high-watermark": 104, "used-threshold-upper": 80,
+    "used-threshold-upper-clear": 50, "used-threshold-upper-exceeded": false } ])" ) );
+  EXPECT_THAT( textReport( report, false ),
+               HasSubstr( "  alarm raised: unit 0 IFP, 81 % used, 104 of 128 (upper 80 %)\n"
+                          "  alarm cleared: unit 0 IFP, 12 % used, 16 of 128 (clear 50 %)\n" ) );
+  EXPECT_EQ( object[ "acls" ][ 0 ][ "ruleUse" ][ 0 ][ "packets" ], 0 );
+}
+
 // A policed rule, one with a range checker, and a mirroring list, verified on every copy.
 TEST( Run, policersCheckersAndMirrors ) {
   RunInput in = input();

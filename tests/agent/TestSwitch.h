@@ -31,7 +31,8 @@ struct ChipSize {
   PortMethod ports = PortMethod::automatic;
 };
 
-// Groups 1 to 7: IPv4, L2 control, IPv6, MAC, mirroring (two), flow programming inside VXLAN.
+// Groups 1 to 7: IPv4, L2 control, IPv6, MAC, mirroring (two), flow programming inside VXLAN. VLAN
+// 6 is untagged on the ports 1 and 2.
 inline Platform::PlatformData testPlatform( const ChipSize & size ) {
   const char * ranges = size.rangeCheckers != 0 ? R"(, "RangeCheck")" : "";
   const auto share = []( const char * assignment, U32 group, const char * more ) {
@@ -44,6 +45,7 @@ inline Platform::PlatformData testPlatform( const ChipSize & size ) {
       "test",
       fmt::format( R"({{
     "name": "test",
+    "vlans": [ {{ "id": 6, "untaggedPorts": [ 1, 2 ] }} ],
     "chip": {{ "name": "T", "type": 1, "pipes": {}, "portsPerPipe": 8, "statistics": {},
       "secondCopy": {}, "groupByPreselector": {}, "sharedByPipes": {}, "preselectors": 64,
       "rangeCheckers": {}, "policers": {}, "dataChunks": {}, "dataFormats": 16,

@@ -65,12 +65,22 @@ TEST( CapacityTest, RowsAreWrittenWhenTheyChangeAndAlarmsOnce ) {
   EXPECT_EQ( table.text, "0.0=0/10/10/0 1.0=1/9/10/1 " );
   fill( 1, 2 );
   EXPECT_EQ( poll(), "1.0=2/8/10/2 1.0 ALARM " );
-  sw.groups->modChipInfoDel( 1 );
-  EXPECT_EQ( poll(), "1.0 clear 1.0 gone 1.1 gone 1.2 gone " );
+  capacity->thresholdIs( { 1, 0 }, { 20, 0 } );  // and so does a missing one
+  fill( 1, 1 );
+  EXPECT_EQ( poll(), "1.0=1/9/10/2 1.0 clear " );
+  fill( 1, 3 );
+  EXPECT_EQ( poll(), "1.0=3/7/10/3 1.0 ALARM " );
+  // The unit goes while it is read.
+  fill( 1, 4 );
+  fill( 0, 1 );
+  const SdkOp read = SdkOp::kelmor_bcm_tcam_capacity_info_get;
+  sw.meanwhile.arm(
+      read, [ & ] { sw.meanwhile.arm( read, [ & ] { sw.groups->modChipInfoDel( 1 ); } ); } );
+  EXPECT_EQ( poll(), "0.0=1/9/10/1 1.0 clear 1.0 gone 1.1 gone 1.2 gone " );
 }
 
 TEST( CapacityTest, ReadsEachUnitOnceAndEndsTheProcessWhenItCannot ) {
-  TestSwitch sw( { .units = 2, .slices = 2, .depth = 512, .halfSize = true } );
+  TestSwitch sw( { .units = 2, .slices = 1, .depth = 1024, .halfSize = true } );
   sw.start();
   Table table;
   const auto capacity =
@@ -79,6 +89,7 @@ TEST( CapacityTest, ReadsEachUnitOnceAndEndsTheProcessWhenItCannot ) {
   EXPECT_THAT( callTexts( [ & ] { capacity->poll(); } ),
                ElementsAre( call + " (rc:0)", call + " (rc:0)" ) );
   EXPECT_EQ( capacity->row( { 1, 0 } ).maxLimit, 512U ) << "two rows for each ingress key";
+  EXPECT_EQ( capacity->row( { 1, 0 } ).free, 512U );
   EXPECT_EQ( capacity->row( { 1, 1 } ).maxLimit, 1024U );
   sw.faults.arm( { .op = SdkOp::kelmor_bcm_tcam_capacity_info_get, .rc = -1 } );
   EXPECT_THAT( deathOf( [ & ] { capacity->poll(); } ), HasSubstr( call + " API ERROR:" ) );

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "morvane/AclType.h"
+#include "morvane/MorvaneTcamCapacitySm.h"
 #include "tests/morvane/TestSwitch.h"
 
 namespace Test::RandomWalk {
@@ -59,13 +60,17 @@ class Walk {
       sw_.platform.users.back().mirroringAclUdf = true;
     }
     sw_.start();
+    capacity_ = Kiv::make< MorvaneTcamCapacitySm >( Kiv::Name( "capacity" ), sw_.groups, &table_ );
+    for ( U32 unit = 0; unit < chip.units; ++unit )
+      capacity_->thresholdIs( { unit, 0 }, { 60, 40 } );
   }
 
   // "" or what is wrong after the step.
   std::string run( const Step & step ) {
     std::string wrong = apply( step );
+    capacity_->poll();
     if ( wrong.empty() )
-      wrong = sw_.audit();
+      wrong = sw_.audit( &*capacity_ );
     for ( U32 unit = 0; unit < sw_.chip.units && wrong.empty(); ++unit )
       wrong = compare( unit );
     return wrong.empty() ? checkPacket( step.unit % sw_.chip.units, step.b, step.a, step.b >> 8 )
@@ -292,7 +297,13 @@ class Walk {
                : fmt::format( "port {} address {} tag {}: hit {:#x}", port, dstIp, tag, hit );
   }
 
+  struct : TcamCapacityTable {
+    void rowIs( const TcamCapacityKey &, const TcamCapacityRow & ) override {}
+    void rowDel( const TcamCapacityKey & ) override {}
+    void alarmIs( const TcamCapacityKey &, bool ) override {}
+  } table_;
   TestSwitch sw_;
+  Kiv::Ptr< MorvaneTcamCapacitySm > capacity_;
   // By unit.
   std::map< U32, Rules > model_;
   std::map< U32, std::map< RangeCheckerDesc, U32 > > ranges_;  // with their users
@@ -357,6 +368,7 @@ INSTANTIATE_TEST_SUITE_P(
               .paired = true,
               .dataChunks = 4 },
         Chip{ .pipes = 2, .units = 2, .slices = 2, .largeSlices = 2, .depth = 8, .statistics = 20 },
+        Chip{ .pipes = 2, .slices = 5, .depth = 12, .statistics = 25, .halfSize = true },
         Chip{ .pipes = 2,
               .secondCopy = true,
               .slices = 6,

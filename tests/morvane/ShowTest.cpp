@@ -332,6 +332,12 @@ TEST( ClearCountersTest, OfAnEntryAUserAGroupAUnitAndAll ) {
     clear();
     EXPECT_EQ( left(), expected );
   }
+  // An entry goes while its counters are cleared.
+  count();
+  sw.meanwhile.arm( SdkOp::bcm_field_stat_set, [ & ] { acl.releaseEntry( 0, rules[ 0 ].entry ); } );
+  acl.clearCountersForEntry( 0, rules[ 0 ].entry );
+  sw.take( ipAclTcamGroup, 0 );  // anew
+  EXPECT_EQ( left(), "00 42 42 42 42 42 42 42 " );
 }
 
 }  // namespace Test::Show

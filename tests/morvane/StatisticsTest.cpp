@@ -46,6 +46,8 @@ TEST( StatisticsTest, HitsAreSummedOverPipesAndCopies ) {
              "bcm_field_stat_set( unit, statsId, bcmFieldStatBytes, 0 ) (rv:0)" );
   EXPECT_EQ( read(), "0 0 0 0 14 15 0 0" );
   EXPECT_EQ( acl.byteHitsForEntry( 0, tcamId( id, 0, 1 ) ), 0U );
+  acl.clearCountersForEntry( 0, id );
+  EXPECT_EQ( read(), "0 0 0 0 0 0 0 0" );
 }
 
 TEST( StatisticsTest, WhatIsAskedForMustMakeSense ) {

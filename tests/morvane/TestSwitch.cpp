@@ -97,8 +97,8 @@ U32 TestSwitch::take( TcamGroupAssignment assignment, U32 offset, U32 unit ) con
   return user.getEntry( unit, user.baseEntry() + offset, "rule" );
 }
 
-std::string TestSwitch::audit() const {
-  return fmt::format( "{}", fmt::join( Audit::audit( *groups, asic ), "\n" ) );
+std::string TestSwitch::audit( const MorvaneTcamCapacitySm * capacity ) const {
+  return fmt::format( "{}", fmt::join( Audit::audit( *groups, asic, capacity ), "\n" ) );
 }
 
 namespace {

@@ -16,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+#include "morvane/MorvaneTcamCapacitySm.h"
 #include "morvane/MorvaneTcamGroupManager.h"
 #include "shim/SdkCall.h"
 #include "softasic/CallLog.h"
@@ -123,7 +124,7 @@ class TestSwitch {
   }
 
   // The auditor's differences, one a line; "" when books and chips agree.
-  std::string audit() const;
+  std::string audit( const MorvaneTcamCapacitySm * capacity = nullptr ) const;
   // Books and chips as text, without physical places and exhaustion: what a failed operation must
   // leave as it was.
   std::string state() const;

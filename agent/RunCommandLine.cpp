@@ -1,0 +1,102 @@
+#include "agent/RunCommandLine.h"
+
+namespace Agent {
+
+namespace {
+
+constexpr U32 randomMax = 10'000'000;  // all packets are held in memory
+constexpr U32 packetRateMax = 1'000'000'000;
+
+void addRuleOptions( CLI::App & app, RunOptions & run ) {
+  app.add_option_function< std::string >(
+         "--ports",
+         [ &run ]( const std::string & method ) {
+           run.ports = method == "auto"       ? PortMethod::automatic
+                       : method == "checkers" ? PortMethod::checkers
+                                              : PortMethod::expand;
+         },
+         "How port ranges are matched: checkers, by range checkers alone; expand, by prefixes; "
+         "auto, by range checkers while there are some" )
+      ->check( CLI::IsMember( { "checkers", "expand", "auto" } ) );
+  app.add_option( "--police", run.police,
+                  "Drops what exceeds a rate: RULE is an index from 0, or LIST/INDEX; RATE is "
+                  "bit/s, with k, M or G; BURST is bytes; repeatable" )
+      ->type_name( "RULE:RATE[:BURST]" )
+      ->take_all()
+      ->allow_extra_args( false );
+}
+
+}  // namespace
+
+void addRunOptions( CLI::App & app, RunOptions & run, OutputOptions & output ) {
+  app.add_option( "--platform", run.platform, "Built-in platform, or a platform file (JSON)" )
+      ->capture_default_str();
+  app.add_option( "--acl", run.acls,
+                  "Access list, FILE or NAME=FILE; repeatable, earlier ones win; without it the "
+                  "built-in example" )
+      ->take_all()
+      ->allow_extra_args( false );
+  app.add_option_function< std::string >(
+         "--format",
+         [ &run ]( const std::string & name ) {
+           run.format = name == "auto"    ? AclFormat::detect
+                        : name == "rules" ? AclFormat::rules
+                                          : AclFormat::classBench;
+         },
+         "Format of the access lists: ClassBench, or a rules file (JSON)" )
+      ->check( CLI::IsMember( { "auto", "classbench", "rules" } ) );
+  app.add_option( "--packets", run.packets,
+                  "Capture (pcap, pcapng) of Ethernet, whose times are kept, or trace, `sip dip "
+                  "sport dport proto ...` in decimal, one packet a line" )
+      ->type_name( "FILE" );
+  app.add_option( "--random", run.random, "Packets made from the rules" )
+      ->type_name( "N" )
+      ->check( CLI::Range( 0U, randomMax ) );
+  app.add_option( "--seed", run.seed, "Seed of the random packets" )->type_name( "S" );
+  app.add_option( "--pps", run.packetsPerSecond,
+                  "Rate, on the chip's virtual clock, of the packets that have no time of their "
+                  "own: those of traces and the random ones" )
+      ->type_name( "N" )
+      ->capture_default_str()
+      ->check( CLI::Range( 1U, packetRateMax ) );
+  app.add_option( "--ingress-port", run.ingressPort, "Port at which packets enter" )
+      ->type_name( "N" );
+  app.add_option_function< std::string >(
+         "--default", [ &run ]( const std::string & fate ) { run.denyByDefault = fate == "deny"; },
+         "Fate of packets that no rule matches: permit or deny" )
+      ->check( CLI::IsMember( { "permit", "deny" } ) );
+  addRuleOptions( app, run );
+  app.add_option_function< std::string >(
+         "--show",
+         [ &run, &output ]( const std::string & form ) {
+           run.show = form;
+           output.detail = form == "detail";
+         },
+         "The library's report of TCAM use as well: summary; detail, with entries (and all rules "
+         "instead of the ten busiest); raw, the slices; banks; capacity; entry:ID; group-dump:ID; "
+         "entry-dump:ID" )
+      ->type_name( "VIEW" );
+  app.add_flag( "--verify", run.verify,
+                "Compare every packet with a walk over the rules on every pipe and copy, and audit "
+                "the books" );
+  app.add_flag( "--json", output.json, "Write one JSON object instead of tables" );
+}
+
+void addReportOptions( CLI::App & app, RunOptions & run ) {
+  app.add_option(
+         "--clear", run.clears,
+         "Clears packets and bytes when the packets have been sent, of entry:ID, user:NAME, "
+         "group:ID, unit or all; repeatable" )
+      ->type_name( "WHAT" )
+      ->take_all()
+      ->allow_extra_args( false );
+  app.add_option(
+         "--threshold", run.thresholds,
+         "Watches a stage's use, in percent: an alarm is raised at UPPER and cleared below "
+         "CLEAR; without CLEAR below UPPER; repeatable" )
+      ->type_name( "[UNIT/]STAGE:UPPER[:CLEAR]" )
+      ->take_all()
+      ->allow_extra_args( false );
+}
+
+}  // namespace Agent
