@@ -163,28 +163,39 @@ U32 MorvaneTcamEntryManager::statsIdOf( U32 unit, U32 pipeEntry ) const {
 void MorvaneTcamEntryManager::clearHitsForEntry( U32 unit, U32 entry ) {
   if ( !allocateStatsPerEntry() )
     return;
+  statsIdOf( unit, entry );
+  const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
   for ( const PipeCopy c : copies( unit ) ) {
-    const U32 statsId = statsIdOf( unit, c.entryId( entry ) );
-    SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatPackets, 0 ) );
-    SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatGreenPackets, 0 ) );
-    SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatRedPackets, 0 ) );
+    const U32 pipeEntry = c.entryId( entry );
+    if ( const U32 statsId = entries->entryStats( pipeEntry ) )
+      SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatPackets, 0 ) );
+    if ( const U32 statsId = entries->entryStats( pipeEntry ) )
+      SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatGreenPackets, 0 ) );
+    if ( const U32 statsId = entries->entryStats( pipeEntry ) )
+      SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatRedPackets, 0 ) );
   }
 }
 
 void MorvaneTcamEntryManager::clearBytesForEntry( U32 unit, U32 entry ) {
   if ( !allocateStatsPerEntry() )
     return;
+  statsIdOf( unit, entry );
+  const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
   for ( const PipeCopy c : copies( unit ) ) {
-    const U32 statsId = statsIdOf( unit, c.entryId( entry ) );
-    SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatBytes, 0 ) );
-    SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatGreenBytes, 0 ) );
-    SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatRedBytes, 0 ) );
+    const U32 pipeEntry = c.entryId( entry );
+    if ( const U32 statsId = entries->entryStats( pipeEntry ) )
+      SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatBytes, 0 ) );
+    if ( const U32 statsId = entries->entryStats( pipeEntry ) )
+      SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatGreenBytes, 0 ) );
+    if ( const U32 statsId = entries->entryStats( pipeEntry ) )
+      SDK_CHECKED_RV( bcm_field_stat_set( unit, statsId, bcmFieldStatRedBytes, 0 ) );
   }
 }
 
 void MorvaneTcamEntryManager::clearCountersForEntry( U32 unit, U32 entry ) {
   clearHitsForEntry( unit, entry );
-  clearBytesForEntry( unit, entry );
+  if ( unitEntries( unit )->entryStats( entry ) != 0 )
+    clearBytesForEntry( unit, entry );
 }
 
 void MorvaneTcamEntryManager::clearCounters( U32 unit ) {
@@ -192,7 +203,8 @@ void MorvaneTcamEntryManager::clearCounters( U32 unit ) {
   if ( !entries )
     return;
   for ( auto it = entries->entryCreatedIterConst(); it; ++it )
-    clearCountersForEntry( unit, it.key() );
+    if ( entries->entryStats( it.key() ) != 0 )  // one that is being made has none yet
+      clearCountersForEntry( unit, it.key() );
 }
 
 namespace {
@@ -216,6 +228,8 @@ void MorvaneTcamGroupManager::clearGroupCounters( U32 unit, U32 group ) {
     return user.group() == group;
   } );
 }
+//
+// The entry must have statistics; it may be released while its counters are cleared.
 
 void MorvaneTcamGroupManager::clearUnitCounters( U32 unit ) {
   clearCountersOf( *this, unit, []( const MorvaneTcamEntryManager & ) { return true; } );

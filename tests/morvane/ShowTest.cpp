@@ -335,3 +335,8 @@ TEST( ClearCountersTest, OfAnEntryAUserAGroupAUnitAndAll ) {
 }
 
 }  // namespace Test::Show
+  // Entries that come and go meanwhile.
+  sw.meanwhile.arm( SdkOp::bcm_field_stat_set, [ & ] { acl.releaseEntry( 0, rules[ 0 ].entry ); } );
+  sw.groups->clearAllCounters();
+  sw.meanwhile.arm( SdkOp::bcm_field_stat_create, [ & ] { sw.groups->clearAllCounters(); } );
+  EXPECT_NE( sw.take( ipAclTcamGroup, 0 ), 0U );
