@@ -76,30 +76,35 @@ TEST( UsageReportTest, OnePipe ) {
 }
 
 TEST( UsageReportTest, PipesAndCopies ) {
-  TestSwitch sw( { .pipes = 4, .secondCopy = true } );
-  fill( sw );
-  const std::string rest =
-      "TCAM group 2 uses 7 entries and can use up to 249 more.\n"
-      "  qosTcamGroup uses 1 entries.\n"
-      "  ipAclVfpTcamGroup uses 6 entries.\n";
-  std::string all;
-  for ( int pipe = 0; pipe < 4; ++pipe ) {
-    const std::string one = fmt::format(
-        "TCAM group 1 in PIPE {} uses 4 entries and can use up to 254 more.\n"
-        "  ipAclTcamGroup uses 4 entries.\n",
-        pipe );
-    EXPECT_EQ( usage( sw, false, static_cast< S8 >( pipe ) ),
-               "=== TCAM summary for switch sw1 ===\n" + ( pipe == 0 ? one + rest : rest + one ) );
-    all += pipe == 0 ? one + rest : one;
+  for ( const bool twoCopies : { false, true } ) {
+    TestSwitch sw( { .pipes = twoCopies ? 4U : 2U, .secondCopy = twoCopies } );
+    fill( sw );
+    const std::string rest =
+        "TCAM group 2 uses 7 entries and can use up to 249 more.\n"
+        "  qosTcamGroup uses 1 entries.\n"
+        "  ipAclVfpTcamGroup uses 6 entries.\n";
+    std::string all;
+    for ( U32 pipe = 0; pipe < sw.chip.pipes; ++pipe ) {
+      const std::string one = fmt::format(
+          "TCAM group 1 in PIPE {0} uses {1} entries and can use up to 254 more.\n"
+          "  ipAclTcamGroup uses {1} entries.\n",
+          pipe, twoCopies ? 4 : 2 );
+      EXPECT_EQ(
+          usage( sw, false, static_cast< S8 >( pipe ) ),
+          "=== TCAM summary for switch sw1 ===\n" + ( pipe == 0 ? one + rest : rest + one ) );
+      all += pipe == 0 ? one + rest : one;
+    }
+    EXPECT_EQ( usage( sw, false ), "=== TCAM summary for switch sw1 ===\n" + all );
+    if ( !twoCopies )
+      continue;
+    // Each copy has its line, and counts what the ports that it serves receive.
+    EXPECT_THAT( usage( sw, true, 3 ),
+                 HasSubstr( "    50397186              0 hits - deny rest\n"
+                            "    117506050             1 hits - deny rest\n" ) );
+    EXPECT_THAT( usage( sw, true, 0 ),
+                 HasSubstr( "    65538                 3 hits - deny rest\n"
+                            "    67174402              0 hits - deny rest\n" ) );
   }
-  EXPECT_EQ( usage( sw, false ), "=== TCAM summary for switch sw1 ===\n" + all );
-  // Each copy has its line, and counts what the ports that it serves receive.
-  EXPECT_THAT( usage( sw, true, 3 ),
-               HasSubstr( "    50397186              0 hits - deny rest\n"
-                          "    117506050             1 hits - deny rest\n" ) );
-  EXPECT_THAT( usage( sw, true, 0 ),
-               HasSubstr( "    65538                 3 hits - deny rest\n"
-                          "    67174402              0 hits - deny rest\n" ) );
 }
 
 TEST( UsageReportTest, GroupsThatAreKeptTwiceAreShownOnce ) {
@@ -217,11 +222,6 @@ TEST( BankSummaryTest, UsersByBankUntilTheAsicRefuses ) {
                             end );
   sw.faults.arm( { .op = SdkOp::kelmor_field_group_banks, .nth = 2, .rc = -1 } );
   EXPECT_EQ( summary(), title + ifp0 + end );
-}
-
-TEST( DumpTest, GroupsAndEntriesAsTheAsicDescribesThem ) {
-  TestSwitch sw;
-  fill( sw );
   // A group that goes meanwhile is left out.
   sw.faults.disarm();
   sw.meanwhile.arm( SdkOp::kelmor_field_group_banks, [ & ] {
@@ -230,6 +230,11 @@ TEST( DumpTest, GroupsAndEntriesAsTheAsicDescribesThem ) {
     sw.manager( ipAclVfpTcamGroup ).releaseEntry( 0, 0x20005 );
   } );
   EXPECT_EQ( summary(), title + ifp0 + ifp1 + end );
+}
+
+TEST( DumpTest, GroupsAndEntriesAsTheAsicDescribesThem ) {
+  TestSwitch sw;
+  fill( sw );
   const char * entry =
       "entry 0x10002 of group 0x1, slice 0 row 1, priority 2147418108, installed\n"
       "  statistics 2\n"
@@ -339,11 +344,11 @@ TEST( ClearCountersTest, OfAnEntryAUserAGroupAUnitAndAll ) {
     clear();
     EXPECT_EQ( left(), expected );
   }
-}
-
-}  // namespace Test::Show
   // Entries that come and go meanwhile.
   sw.meanwhile.arm( SdkOp::bcm_field_stat_set, [ & ] { acl.releaseEntry( 0, rules[ 0 ].entry ); } );
   sw.groups->clearAllCounters();
   sw.meanwhile.arm( SdkOp::bcm_field_stat_create, [ & ] { sw.groups->clearAllCounters(); } );
   EXPECT_NE( sw.take( ipAclTcamGroup, 0 ), 0U );
+}
+
+}  // namespace Test::Show
