@@ -54,6 +54,15 @@ TEST_F( InspectTest, PathsNameEntitiesCollectionsMembersAndValues ) {
   EXPECT_THAT( tree, HasSubstr( "\n  entryManager[ipAclTcamGroup]: "
                                 "Morvane::MorvaneBoundedTcamEntryManager 'ipAclTcamGroup'\n"
                                 "    assignment = ipAclTcamGroup\n" ) );
+  // What stands in no collection is shown whole where it is met first.
+  session_.groupManager().ovidWarSmIs( Kiv::make< Morvane::MorvaneOvidWarSm >(
+      Kiv::Name( "w" ), session_.groupManager().ovidUtBitmapDir() ) );
+  EXPECT_THAT( show( "" ), AllOf( HasSubstr( "\n  ovidUtBitmapDir: Morvane::MorvaneOvidUtBitmapDir "
+                                             "'ovidUtBitmapDir'\n    ovidUtBitmap (empty)\n" ),
+                                  HasSubstr( "\n  ovidWarSm: Morvane::MorvaneOvidWarSm 'w'\n"
+                                             "    directory = 'ovidUtBitmapDir'\n" ) ) );
+  EXPECT_THAT( show( "groupManager/entryManager[ipAclTcamGroup]" ),
+               HasSubstr( "\n  groupManager = 'tcamGroupManager'\n" ) );
 }
 
 TEST_F( InspectTest, JsonKeepsTheTypesOfValues ) {
@@ -61,6 +70,7 @@ TEST_F( InspectTest, JsonKeepsTheTypesOfValues ) {
   const auto & attributes = tree[ "attributes" ];
   EXPECT_EQ( attributes[ "numPipe" ], 2 );
   EXPECT_EQ( attributes[ "ovidWarSm" ], nullptr );
+  EXPECT_EQ( attributes[ "ovidUtBitmapDir" ][ "type" ], "Morvane::MorvaneOvidUtBitmapDir" );
   EXPECT_EQ( attributes[ "modChipInfo" ][ "0" ][ "excludeTtl" ], false );
   const auto & manager = attributes[ "entryManager" ][ "ipAclTcamGroup" ];
   EXPECT_EQ( manager[ "attributes" ][ "strategy" ], "tcamAllocateOnDemand" );
