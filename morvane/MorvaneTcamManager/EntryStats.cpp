@@ -80,15 +80,16 @@ void MorvaneTcamEntryManager::removeStats( U32 unit, UnitEntriesCreated & entrie
   MORVANE_TRACE( traceDetail ) << "Unit: " << unit << " Attempting to detach statId " << statsId;
   SDK_CHECKED( bcm_field_entry_stat_detach( unit, entryId, statsId ) );
   FP_COMMAND() << "fp stat detach entry=" << entryId << " StatId=" << statsId;
+  // Nobody shall read the object while it goes.
+  entries.entryStatsDel( entryId );
   try {
     SDK_CHECKED( bcm_field_stat_destroy( unit, statsId ) );
   } catch ( ... ) {
-    // The books still name the object as the entry's.
     SDK_CHECKED( bcm_field_entry_stat_attach( unit, entryId, statsId ) );
+    entries.entryStatsIs( entryId, statsId );
     throw;
   }
   FP_COMMAND() << "fp stat destroy StatId= " << statsId;
-  entries.entryStatsDel( entryId );
   entries.statTypesDel( entryId );
 }
 

@@ -225,9 +225,8 @@ TEST( BankSummaryTest, UsersByBankUntilTheAsicRefuses ) {
   // A group that goes meanwhile is left out.
   sw.faults.disarm();
   sw.meanwhile.arm( SdkOp::kelmor_field_group_banks, [ & ] {
-    sw.manager( qosTcamGroup )
-        .releaseEntry( 0, sw.books( sw.manager( qosTcamGroup ) ).entryCreatedIterConst().key() );
-    sw.manager( ipAclVfpTcamGroup ).releaseEntry( 0, 0x20005 );
+    sw.unbounded( qosTcamGroup ).releaseEntry( 0, 0xFFFFFF );
+    sw.bounded( ipAclVfpTcamGroup ).releaseEntry( 0, 0x20005 );
   } );
   EXPECT_EQ( summary(), title + ifp0 + ifp1 + end );
 }
@@ -345,10 +344,13 @@ TEST( ClearCountersTest, OfAnEntryAUserAGroupAUnitAndAll ) {
     EXPECT_EQ( left(), expected );
   }
   // Entries that come and go meanwhile.
+  const auto look = [ & ] { sw.groups->clearAllCounters(), usage( sw, true ); };
   sw.meanwhile.arm( SdkOp::bcm_field_stat_set, [ & ] { acl.releaseEntry( 0, rules[ 0 ].entry ); } );
-  sw.groups->clearAllCounters();
-  sw.meanwhile.arm( SdkOp::bcm_field_stat_create, [ & ] { sw.groups->clearAllCounters(); } );
-  EXPECT_NE( sw.take( ipAclTcamGroup, 0 ), 0U );
+  look();
+  sw.meanwhile.arm( SdkOp::bcm_field_stat_create, look );
+  sw.take( ipAclTcamGroup );
+  sw.meanwhile.arm( SdkOp::bcm_field_stat_destroy, look );
+  acl.releaseEntry( 0, rules[ 1 ].entry );
 }
 
 }  // namespace Test::Show
