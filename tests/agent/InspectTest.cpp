@@ -54,11 +54,6 @@ TEST_F( InspectTest, PathsNameEntitiesCollectionsMembersAndValues ) {
   EXPECT_THAT( tree, HasSubstr( "\n  entryManager[ipAclTcamGroup]: "
                                 "Morvane::MorvaneBoundedTcamEntryManager 'ipAclTcamGroup'\n"
                                 "    assignment = ipAclTcamGroup\n" ) );
-  // What stands in no collection is shown whole where it is met first.
-  session_.groupManager().ovidWarSmIs( Kiv::make< Morvane::MorvaneOvidWarSm >(
-      Kiv::Name( "w" ), session_.groupManager().ovidUtBitmapDir() ) );
-  EXPECT_THAT( show( "" ), HasSubstr( "\n  ovidWarSm: Morvane::MorvaneOvidWarSm 'w'\n"
-                                      "    directory = 'ovidUtBitmapDir'\n" ) );
   EXPECT_THAT( show( "groupManager/entryManager[ipAclTcamGroup]" ),
                HasSubstr( "\n  groupManager = 'tcamGroupManager'\n" ) );
 }

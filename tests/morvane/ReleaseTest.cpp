@@ -48,6 +48,10 @@ TEST( ReleaseTest, StepsAreUndoneInReverse ) {
     acl.releaseEntry( 0, first );  // the last gives the group back, unless a range stays in it
     EXPECT_EQ( sw.counts(), strategy == tcamAllocateAtBeginning ? "1/3" : "0/0" );
     EXPECT_EQ( sw.audit(), "" );
+    const U32 last = sw.take( ipAclTcamGroup );
+    sw.meanwhile.arm( SdkOp::bcm_field_group_destroy, [ & ] { sw.take( ipAclTcamGroup, 1 ); } );
+    acl.releaseEntry( 0, last );
+    EXPECT_EQ( sw.audit(), "" );
   }
 }
 
