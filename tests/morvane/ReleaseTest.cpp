@@ -19,7 +19,7 @@ void use( TestSwitch & sw, U32 id ) {
 TEST( ReleaseTest, StepsAreUndoneInReverse ) {
   for ( const auto strategy : { tcamAllocateUnbounded, tcamAllocateOnDemand, tcamAllocateAsChunk,
                                 tcamAllocateAtBeginning } ) {
-    TestSwitch sw;
+    TestSwitch sw( { .presels = true } );
     sw.platform.acl( 1, strategy == tcamAllocateUnbounded ? 0 : 3, strategy );
     sw.start();
     MorvaneTcamEntryManager & acl = sw.manager( ipAclTcamGroup );
