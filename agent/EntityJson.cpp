@@ -53,35 +53,44 @@ Json partJson( const Kiv::AnyPart & part ) {
   return list;
 }
 
-Json attributeJson( const Kiv::AttributeBase & attribute );
+class TreeWriter {
+ public:
+  explicit TreeWriter( const PathTarget & target ) : homes_( target ) {}
 
-Json entityJsonTree( Kiv::Entity & entity ) {
-  Json attributes = Json::object();
-  for ( Kiv::GenericIfAttributeIterator i( &entity ); i; i.iterInc() )
-    attributes[ std::string( i.attribute().name() ) ] = attributeJson( i.attribute() );
-  return { { "type", entity.fwkType() },
-           { "name", text( entity.name().value() ) },
-           { "attributes", std::move( attributes ) } };
-}
-
-Json attributeJson( const Kiv::AttributeBase & attribute ) {
-  if ( attribute.keyType() == nullptr )
-    return valueJson( attribute.read( {} ) );
-  Json members = Json::object();
-  for ( const Kiv::Any & key : sortedKeys( attribute ) ) {
-    const Kiv::Any value = attribute.read( key );
-    members[ text( key.strep() ) ] = attribute.kind() == Kiv::AttributeKind::members
-                                         ? entityJsonTree( *value.as< EntityPtr >() )
-                                         : valueJson( value );
+  Json entity( Kiv::Entity & entity ) {
+    Json attributes = Json::object();
+    for ( Kiv::GenericIfAttributeIterator i( &entity ); i; i.iterInc() )
+      attributes[ std::string( i.attribute().name() ) ] = attribute( i.attribute() );
+    return { { "type", entity.fwkType() },
+             { "name", text( entity.name().value() ) },
+             { "attributes", std::move( attributes ) } };
   }
-  return members;
-}
+
+  Json attribute( const Kiv::AttributeBase & attribute ) {
+    if ( attribute.keyType() == nullptr ) {
+      const EntityPtr shown = homes_.entityToShow( attribute );
+      return shown ? entity( *shown ) : valueJson( attribute.read( {} ) );
+    }
+    Json members = Json::object();
+    for ( const Kiv::Any & key : sortedKeys( attribute ) ) {
+      const Kiv::Any value = attribute.read( key );
+      members[ text( key.strep() ) ] = attribute.kind() == Kiv::AttributeKind::members
+                                           ? entity( *value.as< EntityPtr >() )
+                                           : valueJson( value );
+    }
+    return members;
+  }
+
+ private:
+  HomeFinder homes_;
+};
 
 Json targetJson( const PathTarget & target ) {
+  TreeWriter writer( target );
   if ( const EntityPtr entity = target.namedEntity() )
-    return entityJsonTree( *entity );
+    return writer.entity( *entity );
   if ( target.key.empty() )
-    return attributeJson( *target.attribute );
+    return writer.attribute( *target.attribute );
   return valueJson( target.attribute->read( target.key ) );
 }
 

@@ -24,7 +24,7 @@ PathTarget readPath( const std::string & rootName, const Kiv::Ptr< Kiv::Entity >
   const Kiv::StrepReader start = reader;
   if ( reader.word() != rootName )
     start.fail( rootName );
-  PathTarget target{ root, nullptr, {} };
+  PathTarget target{ root, root, nullptr, {} };
   while ( reader.accept( "/" ) ) {
     target.requireMember();
     target.entity = target.namedEntity();

@@ -20,6 +20,7 @@ namespace Agent {
 
 // What a path names: an entity, one of its attributes, or one member of a collection.
 struct PathTarget {
+  Kiv::Ptr< Kiv::Entity > root;              // where the path begins
   Kiv::Ptr< Kiv::Entity > entity;            // the attribute's owner, or the entity itself
   Kiv::AttributeBase * attribute = nullptr;  // null: the entity
   Kiv::Any key;                              // empty: no member is picked

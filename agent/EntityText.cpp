@@ -18,6 +18,8 @@ std::string text( const Kiv::String8 & value ) {
 
 class TextWriter {
  public:
+  explicit TextWriter( const PathTarget & target ) : homes_( target ) {}
+
   void entity( const std::string & label, Kiv::Entity & entity ) {
     line( fmt::format( "{}: {} {}", label, entity.fwkType(),
                        text( Kiv::valueToStrep( entity.name() ) ) ) );
@@ -30,7 +32,10 @@ class TextWriter {
   void attribute( const Kiv::AttributeBase & attribute ) {
     const std::string name( attribute.name() );
     if ( attribute.keyType() == nullptr ) {
-      line( name + " = " + text( attribute.read( {} ).strep() ) );
+      if ( const EntityPtr shown = homes_.entityToShow( attribute ) )
+        entity( name, *shown );
+      else
+        line( name + " = " + text( attribute.read( {} ).strep() ) );
       return;
     }
     if ( attribute.size() == 0 )
@@ -56,6 +61,7 @@ class TextWriter {
     fmt::format_to( std::back_inserter( text_ ), "{:{}}{}\n", "", 2 * depth_, content );
   }
 
+  HomeFinder homes_;
   std::string text_;
   std::size_t depth_ = 0;
 };
@@ -70,8 +76,19 @@ std::vector< Kiv::Any > sortedKeys( const Kiv::AttributeBase & attribute ) {
   return keys;
 }
 
+HomeFinder::HomeFinder( const PathTarget & target )
+    : seen_{ target.root.get(), target.namedEntity().get() } {}
+
+EntityPtr HomeFinder::entityToShow( const Kiv::AttributeBase & attribute ) {
+  if ( !( attribute.valueType() == Kiv::typeOf< EntityPtr >() ) )
+    return nullptr;
+  const EntityPtr entity = attribute.read( {} ).as< EntityPtr >();
+  const bool whole = entity && entity->parent() == nullptr && seen_.insert( entity.get() ).second;
+  return whole ? entity : nullptr;
+}
+
 std::string entityText( const std::string & path, const PathTarget & target ) {
-  TextWriter writer;
+  TextWriter writer( target );
   if ( const EntityPtr entity = target.namedEntity() )
     writer.entity( path, *entity );
   else if ( target.attribute->keyType() == nullptr || !target.key.empty() )

@@ -1,6 +1,7 @@
 // What an entity path names, as text and as JSON.
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,19 @@ namespace Agent {
 
 // The keys of a collection, ascending.
 std::vector< Kiv::Any > sortedKeys( const Kiv::AttributeBase & attribute );
+
+// Which references to entities are shown whole: those to entities that stand in no collection, each
+// where it is met first. Others are at home elsewhere, and are shown by name.
+class HomeFinder {
+ public:
+  explicit HomeFinder( const PathTarget & target );
+
+  // The entity to which an attribute that is no collection refers, if it is to be shown whole.
+  Kiv::Ptr< Kiv::Entity > entityToShow( const Kiv::AttributeBase & attribute );
+
+ private:
+  std::set< const Kiv::Entity * > seen_;
+};
 
 // One line for each attribute, indented below its entity; members in the order of their keys. A
 // path to a single value gives the value's text form alone.

@@ -4,18 +4,20 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <span>
 #include <string_view>
 
 #include "kiv/Any.h"
+#include "morvane/MorvaneTcamCapacitySm.h"
 #include "morvane/MorvaneTcamGroupManager.h"
 
 namespace {
 
 using namespace Kiv::Integers;
 
-const Kiv::Type & typeAt( std::size_t index ) {
+std::span< const Kiv::Type * const > types() {
   using Manager = Morvane::MorvaneTcamGroupManager;
-  static const Kiv::Type * const types[] = {
+  static const Kiv::Type * const all[] = {
       &Kiv::typeOf< U8 >(),
       &Kiv::typeOf< S16 >(),
       &Kiv::typeOf< U32 >(),
@@ -26,6 +28,7 @@ const Kiv::Type & typeAt( std::size_t index ) {
       &Kiv::typeOf< Kiv::Name >(),
       &Kiv::typeOf< Morvane::TcamGroupAssignment >(),
       &Kiv::typeOf< Morvane::UdfOffsetBase >(),
+      &Kiv::typeOf< Morvane::TcamAllocationStrategy >(),
       &Kiv::typeOf< bcm_pbmp_t >(),
       &Kiv::typeOf< Morvane::EntryInPorts >(),
       &Kiv::typeOf< Morvane::MorvaneCentral::ChipInfo >(),
@@ -35,12 +38,15 @@ const Kiv::Type & typeAt( std::size_t index ) {
       &Kiv::typeOf< Manager::UnitGroupId >(),
       &Kiv::typeOf< Morvane::UdfUnitSpec >(),
       &Kiv::typeOf< Morvane::GroupUdfQualApplyStatus >(),
+      &Kiv::typeOf< Morvane::MorvaneUnitOvidKey >(),
+      &Kiv::typeOf< Morvane::OvidTwin >(),
+      &Kiv::typeOf< Morvane::TcamCapacityKey >(),
+      &Kiv::typeOf< Morvane::TcamCapacityRow >(),
+      &Kiv::typeOf< Morvane::TcamCapacityThreshold >(),
       &Kiv::typeOf< Kiv::Ptr< Kiv::Entity > >(),
   };
-  static_assert( sizeof types / sizeof types[ 0 ] == 20 );
-  return *types[ index ];
+  return all;
 }
-constexpr std::size_t typeCount = 20;
 
 void require( bool holds, const Kiv::Type & type, const char * what ) {
   if ( !holds ) {
@@ -67,7 +73,7 @@ void check( const Kiv::Type & type, std::string_view text ) {
 
 extern "C" int LLVMFuzzerTestOneInput( const std::uint8_t * data, std::size_t size ) {
   const std::string_view text( reinterpret_cast< const char * >( data ), size );
-  for ( std::size_t i = 0; i < typeCount; ++i )
-    check( typeAt( i ), text );
+  for ( const Kiv::Type * type : types() )
+    check( *type, text );
   return 0;
 }

@@ -250,10 +250,14 @@ using Wrapped = std::conditional_t< EntityPointer< T >, Ptr< Entity >, T >;
 
 template < class T >
 Any wrap( const T & value ) {
-  if constexpr ( EntityPointer< T > )
-    return Any( Ptr< Entity >( Ptr< typename EntityOf< T >::Class >( value ) ) );
-  else
+  if constexpr ( EntityPointer< T > ) {
+    // Tools have their user's rights, not those of the holder.
+    using Class = typename EntityOf< T >::Class;
+    return Any( Ptr< Entity >(
+        const_cast< std::remove_const_t< Class > * >( Ptr< Class >( value ).get() ) ) );
+  } else {
     return Any( value );
+  }
 }
 
 // Throws TypeException about `what()` when the value is of another type, or an entity of a class

@@ -80,7 +80,7 @@ const OperationTable & Entity::operationTable() const {
   return none;
 }
 
-void Entity::zeroReferences() {
+void Entity::zeroReferencesIs() {
   notify( "zeroReferences", &NotifieeConst::onZeroReferences );
 }
 

@@ -74,7 +74,7 @@ class KIV_API Entity : public PtrInterface {
         &call );
   }
 
-  void zeroReferences() override;
+  void zeroReferencesIs() override;
 
  private:
   friend class AttributeBase;

@@ -8,11 +8,11 @@ constinit std::atomic< bool > enableThreadSafePointers{ false };
 
 PtrInterface::~PtrInterface() = default;
 
-void PtrInterface::zeroReferences() {}
+void PtrInterface::zeroReferencesIs() {}
 
 void PtrInterface::handleZeroRef() {
   refWord_.flagsIs( RefWord::flagDying );
-  zeroReferences();
+  zeroReferencesIs();
   // A reference kept past this point would outlive the object.
   KIV_ASSERT( references() == 0 );
   delete this;

@@ -30,7 +30,7 @@ class KIV_API PtrInterface {
   virtual ~PtrInterface();
 
   // Runs once, before deletion, while the object is still whole. Does nothing here.
-  virtual void zeroReferences();
+  virtual void zeroReferencesIs();
 
   // True from the moment that the count reached zero.
   bool dying() const { return ( refWord_.word() & RefWord::flagDying ) != 0; }

@@ -79,8 +79,8 @@ class KIV_API MorvaneOvidWarSm : public Kiv::Entity, public MorvaneOvidUtBitmapD
   MorvaneOvidWarSm( const Kiv::Name & name, Kiv::Ptr< const MorvaneOvidUtBitmapDir > directory );
   const char * fwkType() const override;
 
-  const Kiv::Ptr< const MorvaneOvidUtBitmapDir > & directory() const { return directory_; }
-
+  // Constructor parameter.
+  KIV_CONST( Kiv::Ptr< const MorvaneOvidUtBitmapDir >, directory, Directory );
   KIV_MEMBERS( Kiv::RbTreeMap, MorvaneUnitOvidKey, OvidEntries, ovidEntries, OvidEntries );
   // VLANs whose twins could not all be written when their bitmap changed.
   KIV_VALUES( Kiv::RbTreeMap, MorvaneUnitOvidKey, bool, overdue, Overdue );
@@ -97,8 +97,6 @@ class KIV_API MorvaneOvidWarSm : public Kiv::Entity, public MorvaneOvidUtBitmapD
 
  private:
   void rewriteTwins( const MorvaneUnitOvidKey & key, std::exception_ptr & failure );
-
-  Kiv::Ptr< const MorvaneOvidUtBitmapDir > directory_;
 };
 
 }  // namespace Morvane

@@ -308,6 +308,7 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   void rewriteOvidTwin( U32 unit, U32 entry );
   EntryInPorts ovidTwinPorts( U32 unit, const OvidTwin & twin ) const;
   void installOvidTwin( U32 unit, U32 tcamEntryId, const EntryInPorts & ports );
+  void lookUpOvidTwin( U32 unit, const UnitEntriesCreated & entries, U32 entry );
   void ovidTwinIdleIs( U32 unit, U32 entry, bool idle );
   void tcamMgrUpdateOvidEntryMap( U32 unit, U32 entry, const OvidTwin & twin );
   void removeOvidWarEntry( U32 unit, U32 entry );

@@ -114,9 +114,11 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   ~MorvaneTcamGroupManager() override;
   const char * fwkType() const override;
 
-  bool singleView() const { return singleView_; }
-
   // --- Attributes ------------------------------------------------------------------------------
+
+  // Constructor parameters.
+  KIV_CONST( Kiv::Ptr< const MorvaneOvidUtBitmapDir >, ovidUtBitmapDir, OvidUtBitmapDir );
+  KIV_CONST( bool, singleView, SingleView );
 
   // Set by the agent; every change runs handleInitialized, then notifies.
   bool initialized() const { return initialized_.get(); }
@@ -383,8 +385,6 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   void noteUdfProgrammed( U32 unit );
   bool referenceExisting( U32 unit, U32 group, const PipeCopy & at, GroupReferences & taken );
 
-  Kiv::Ptr< const MorvaneOvidUtBitmapDir > ovidUtBitmapDir_;
-  bool singleView_;
   U32 exhaustedMarks_ = 0;
 };
 

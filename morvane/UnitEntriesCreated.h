@@ -74,6 +74,7 @@ class KIV_API UnitEntriesCreated final : public Kiv::Entity {
   struct Notifiee : Kiv::NotifieeConst {
     virtual void onEntryCreated( U32 ) {}
     virtual void onEntryStats( U32 ) {}
+    virtual void onStatTypes( U32 ) {}
     virtual void onGroupId( U32 ) {}
     virtual void onTcamEntryBcmPbmp( U32 ) {}
     virtual void onLoopbackPortRedirectAction( U32 ) {}
@@ -96,6 +97,8 @@ class KIV_API UnitEntriesCreated final : public Kiv::Entity {
   KIV_VALUES( Kiv::RbTreeMap, U32, Kiv::String8, entryCreated, EntryCreated );
   // Statistics id by pipe entry; 0 or absent means none.
   KIV_VALUES( Kiv::FamilyMap, U32, U32, entryStats, EntryStats );
+  // Types of a pipe entry's statistics, one bit each; absent means packets and bytes.
+  KIV_VALUES( Kiv::HashMap, U32, U32, statTypes, StatTypes );
   // Pipe group in which a pipe entry was created.
   KIV_VALUES( Kiv::FamilyMap, U32, U32, groupId, GroupId );
   // Input ports that the next installation applies, by logical entry.

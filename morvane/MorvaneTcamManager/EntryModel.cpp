@@ -218,12 +218,13 @@ void MorvaneTcamEntryManager::programMulticastWarEntry( U32 unit, U32 entry ) {
   installEntry( unit, entry );
 }
 
-// A range that exists keeps one reference; nothing else outlives the last entry.
+// A range that exists keeps one reference; nothing else outlives the last entry. What another
+// activity takes meanwhile, for an entry of its own, is left to it.
 void MorvaneTcamEntryManager::giveBackGroup( U32 unit ) {
   const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
   const U32 kept = entries->rangeCreated() ? 1 : 0;
   std::exception_ptr broken;
-  while ( entries->groupReferences() > kept ) {
+  for ( U32 left = entries->groupReferences(); left > kept; --left ) {
     // What an attempt that was broken off has given back already is passed over.
     for ( const PipeCopy c : copies( unit ) )
       if ( countsOf( c ).unitRefCount( unit ) > 0 )

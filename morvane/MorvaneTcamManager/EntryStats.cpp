@@ -1,6 +1,7 @@
 // Statistics of entries: one object per hardware copy, read as hits and bytes.
 
 #include <cstdlib>
+#include <initializer_list>
 
 #include "kiv/Assert.h"
 #include "morvane/MorvaneTcamEntryManager.h"
@@ -13,8 +14,11 @@ namespace Morvane {
 
 StatTypesList::StatTypesList( const StatTypes & wanted ) {
   KIV_ASSERT( wanted.typeSize() <= BCM_FIELD_STAT_TYPES );
-  for ( auto it = wanted.typeIterConst(); it; ++it )
+  for ( auto it = wanted.typeIterConst(); it; ++it ) {
     types[ count++ ] = static_cast< bcm_field_stat_t >( it.value() );
+    if ( it.value() < BCM_FIELD_STAT_TYPES )  // the SDK refuses others
+      bits |= statTypeBit( it.value() );
+  }
 }
 
 U32 MorvaneTcamEntryManager::installStats( U32 unit, U32 groupId, U32 entryId,
@@ -43,6 +47,8 @@ U32 MorvaneTcamEntryManager::installStats( U32 unit, UnitEntriesCreated & entrie
     return 0;
   SDK_RESULT_OF( rc, bcm_field_stat_create( unit, groupId, statIdx, statTypesList, &statsId ) );
   attachStats( unit, entries, entryId, statsId );
+  if ( list.bits != usualStatTypes )
+    entries.statTypesIs( entryId, list.bits );
   MORVANE_TRACE( traceDetail ) << " GroupId: " << groupId << " entryId: " << entryId
                                << " statId: " << statsId;
   return statsId;
@@ -74,15 +80,17 @@ void MorvaneTcamEntryManager::removeStats( U32 unit, UnitEntriesCreated & entrie
   MORVANE_TRACE( traceDetail ) << "Unit: " << unit << " Attempting to detach statId " << statsId;
   SDK_CHECKED( bcm_field_entry_stat_detach( unit, entryId, statsId ) );
   FP_COMMAND() << "fp stat detach entry=" << entryId << " StatId=" << statsId;
+  // Nobody shall read the object while it goes.
+  entries.entryStatsDel( entryId );
   try {
     SDK_CHECKED( bcm_field_stat_destroy( unit, statsId ) );
   } catch ( ... ) {
-    // The books still name the object as the entry's.
     SDK_CHECKED( bcm_field_entry_stat_attach( unit, entryId, statsId ) );
+    entries.entryStatsIs( entryId, statsId );
     throw;
   }
   FP_COMMAND() << "fp stat destroy StatId= " << statsId;
-  entries.entryStatsDel( entryId );
+  entries.statTypesDel( entryId );
 }
 
 // --- Reading ---------------------------------------------------------------------------------
@@ -94,11 +102,58 @@ U64 MorvaneTcamEntryManager::hitsForEntry( U32 unit, U32 entry ) {
   return hits;
 }
 
+namespace {
+
+bool counts( const UnitEntriesCreated & entries, U32 pipeEntry, U32 type ) {
+  const U32 types =
+      entries.statTypesHas( pipeEntry ) ? entries.statTypes( pipeEntry ) : usualStatTypes;
+  return ( types & statTypeBit( type ) ) != 0;
+}
+
+// Sum of read( statsId, type ) over those of the types that the entry counts. It may go while the
+// ASIC is busy.
+template < class Read >
+U64 sumOf( const UnitEntriesCreated & entries, U32 pipeEntry,
+           std::initializer_list< bcm_field_stat_t > types, Read read ) {
+  U64 sum = 0;
+  for ( const bcm_field_stat_t type : types ) {
+    const U32 statsId = entries.entryStats( pipeEntry );
+    if ( statsId != 0 && counts( entries, pipeEntry, type ) )
+      sum += read( statsId, type );
+  }
+  return sum;
+}
+
+U64 pktHitsByColour( U32 unit, const UnitEntriesCreated & entries, U32 pipeEntry ) {
+  return sumOf( entries, pipeEntry,
+                { bcmFieldStatGreenPackets, bcmFieldStatYellowPackets, bcmFieldStatRedPackets },
+                [ & ]( U32 statsId, bcm_field_stat_t statPackets ) {
+                  U64 pktHits = 0;
+                  SDK_CHECKED( bcm_field_stat_get( unit, statsId, statPackets, &pktHits ) );
+                  return pktHits;
+                } );
+}
+
+U64 byteHitsByColour( U32 unit, const UnitEntriesCreated & entries, U32 pipeEntry ) {
+  return sumOf( entries, pipeEntry,
+                { bcmFieldStatGreenBytes, bcmFieldStatYellowBytes, bcmFieldStatRedBytes },
+                [ & ]( U32 statsId, bcm_field_stat_t statBytes ) {
+                  U64 byteHits = 0;
+                  SDK_CHECKED( bcm_field_stat_get( unit, statsId, statBytes, &byteHits ) );
+                  return byteHits;
+                } );
+}
+
+}  // namespace
+
 // One call for each counter: the counter is part of the text that is traced.
 
 U64 MorvaneTcamEntryManager::hitsForPipeEntry( U32 unit, U32 pipeEntry ) {
   U64 statsCount = 0;
   const U32 statsId = statsIdOf( unit, pipeEntry );
+  const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
+  if ( !counts( *entries, pipeEntry, bcmFieldStatPackets ) )
+    return pktHitsByColour( unit, *entries, pipeEntry );
   SDK_CHECKED( bcm_field_stat_get( unit, statsId, bcmFieldStatPackets, &statsCount ) );
   return statsCount;
 }
@@ -106,6 +161,9 @@ U64 MorvaneTcamEntryManager::hitsForPipeEntry( U32 unit, U32 pipeEntry ) {
 U64 MorvaneTcamEntryManager::byteHitsForEntry( U32 unit, U32 entry ) {
   U64 statsCount = 0;
   const U32 statsId = statsIdOf( unit, entry );
+  const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
+  if ( !counts( *entries, entry, bcmFieldStatBytes ) )
+    return byteHitsByColour( unit, *entries, entry );
   SDK_CHECKED( bcm_field_stat_get( unit, statsId, bcmFieldStatBytes, &statsCount ) );
   return statsCount;
 }
@@ -159,6 +217,9 @@ U32 MorvaneTcamEntryManager::statsIdOf( U32 unit, U32 pipeEntry ) const {
 }
 
 // --- Clearing --------------------------------------------------------------------------------
+//
+// The entry must have statistics; it may be released while its counters are cleared, so that they
+// are looked up before each call.
 
 void MorvaneTcamEntryManager::clearHitsForEntry( U32 unit, U32 entry ) {
   if ( !allocateStatsPerEntry() )
@@ -175,8 +236,6 @@ void MorvaneTcamEntryManager::clearBytesForEntry( U32 unit, U32 entry ) {
   statsIdOf( unit, entry );
   clearBytes( unit, *entries, entry );
 }
-
-// The entry may be released meanwhile, so that its statistics are looked up before each call.
 
 void MorvaneTcamEntryManager::clearHits( U32 unit, const UnitEntriesCreated & entries, U32 entry ) {
   for ( const PipeCopy c : copies( unit ) ) {

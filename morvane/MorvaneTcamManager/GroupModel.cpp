@@ -16,8 +16,8 @@ MorvaneTcamGroupManager::MorvaneTcamGroupManager(
     const Kiv::Name & name, Kiv::Ptr< const MorvaneOvidUtBitmapDir > ovidUtBitmapDir,
     bool singleView )
     : GroupShape( name ),
-      ovidUtBitmapDir_( std::move( ovidUtBitmapDir ) ),
-      singleView_( singleView ) {}
+      ovidUtBitmapDir_( this, "ovidUtBitmapDir", std::move( ovidUtBitmapDir ) ),
+      singleView_( this, "singleView", singleView ) {}
 
 MorvaneTcamGroupManager::~MorvaneTcamGroupManager() {
   // Whoever still holds it: there are no managers left to call.

@@ -44,14 +44,20 @@ void MorvaneTcamGroupManager::uninitializeTcamGroup( U32 unit, U32 pipeGroupId, 
                               << " ref count is now " << count;
   if ( count != 0 )
     return;
+  // An activity that makes the group anew meanwhile destroys what is marked, and the mark.
+  const UnitGroupId key{ unit, pipeGroupId };
+  if ( groupIdToPreselIdHas( key ) )
+    preselectorLeftIs( key, true );
   try {
     destroyPipeGroup( unit, pipeGroupId );
   } catch ( ... ) {
     // The hardware group is still there.
+    preselectorLeftDel( key );
     counts->unitRefCountIs( unit, 1 );
     throw;
   }
-  doDestroyGroupPreselId( unit, pipeGroupId );
+  if ( preselectorLeft( key ) )
+    doDestroyGroupPreselId( unit, pipeGroupId );
 
   // No copy that lives matches on a qualifier that is gone.
   if ( releaseUdf && !groupExists( unit, tcamNumberBits.get( pipeGroupId ) ) )

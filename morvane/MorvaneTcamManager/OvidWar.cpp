@@ -81,23 +81,42 @@ EntryInPorts MorvaneTcamEntryManager::ovidTwinPorts( U32 unit, const OvidTwin & 
   return ports;
 }
 
+// Its entry may be removed, or released, while the ASIC is busy: the twin stays away then.
 void MorvaneTcamEntryManager::installOvidTwin( U32 unit, U32 tcamEntryId,
                                                const EntryInPorts & ports ) {
   const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
+  const U32 owner = tcamNumberBits.get( tcamEntryId );
   SDK_CHECKED( bcm_field_qualify_InPorts( unit, tcamEntryId, ports.data, ports.mask ) );
   try {
-    SDK_CHECKED( bcm_field_entry_install( unit, tcamEntryId ) );
+    if ( entries->ovidTwinHas( owner ) )
+      lookUpOvidTwin( unit, *entries, tcamEntryId );
   } catch ( ... ) {
     // A twin that is installed stays qualified as it is installed.
-    if ( entries->entryInPortsHas( tcamEntryId ) ) {
+    if ( entries->ovidTwinHas( owner ) && entries->entryInPortsHas( tcamEntryId ) ) {
       const EntryInPorts before = entries->entryInPorts( tcamEntryId );
       SDK_CHECKED( bcm_field_qualify_InPorts( unit, tcamEntryId, before.data, before.mask ) );
     }
     throw;
   }
+  if ( !entries->ovidTwinHas( owner ) )
+    return;
   addInPortsForEntry( unit, tcamEntryId, ports.data, ports.mask );
   MORVANE_TRACE( traceEntry ) << "rewriteOvidTwin"
                               << " Entry installed: " << tcamEntryId;
+}
+
+// A twin that is in the lookup is only reinstalled, which does not bring back one that has left it
+// meanwhile. `entry` is the twin.
+void MorvaneTcamEntryManager::lookUpOvidTwin( U32 unit, const UnitEntriesCreated & entries,
+                                              U32 entry ) {
+  if ( !entries.entryInPortsHas( entry ) ) {
+    const U32 tcamEntryId = entry;
+    SDK_CHECKED( bcm_field_entry_install( unit, tcamEntryId ) );
+    return;
+  }
+  const int rc = SDK_CALL( bcm_field_entry_reinstall( unit, entry ) );
+  if ( entries.ovidTwinHas( tcamNumberBits.get( entry ) ) )
+    SDK_RESULT_OF( rc, bcm_field_entry_reinstall( unit, entry ) );
 }
 
 // A twin that no outer-VLAN match needs is disabled, whatever its feature asks for.
@@ -134,8 +153,8 @@ void MorvaneTcamEntryManager::tcamMgrUpdateOvidEntryMap( U32 unit, U32 entry,
 void MorvaneTcamEntryManager::removeOvidWarEntry( U32 unit, U32 entry ) {
   tcamMgrUpdateOvidEntryMap( unit, entry, {} );
   for ( const PipeCopy c : copies( unit ) ) {
-    const U32 tcamEntryId = c.entryId( entry );
-    SDK_TOLERATED( BCM_E_NOT_FOUND, bcm_field_entry_remove( unit, tcamEntryId ) );
+    const U32 entryId = c.entryId( entry );
+    SDK_TOLERATED( BCM_E_NOT_FOUND, bcm_field_entry_remove( unit, entryId ) );
   }
   unitEntries( unit )->entryInstalledIs( entry, false );
 }

@@ -7,8 +7,8 @@ namespace Morvane {
 
 MorvaneOvidWarSm::MorvaneOvidWarSm( const Kiv::Name & name,
                                     Kiv::Ptr< const MorvaneOvidUtBitmapDir > directory )
-    : Kiv::Entity( name ), directory_( std::move( directory ) ) {
-  notifierIs( directory_ );
+    : Kiv::Entity( name ), directory_( this, "directory", std::move( directory ) ) {
+  notifierIs( this->directory() );
 }
 
 const char * MorvaneOvidWarSm::fwkType() const {
@@ -42,10 +42,10 @@ void MorvaneOvidWarSm::entryDel( U32 unit, U32 entry, const OvidMatch & match ) 
 
 bcm_pbmp_t MorvaneOvidWarSm::untaggedPorts( U32 unit, const OvidMatch & match ) const {
   bcm_pbmp_t ports = {};
-  if ( !directory_ )
+  if ( !directory() )
     return ports;
   match.forEachVlan( [ & ]( U16 vlan ) {
-    const bcm_pbmp_t untagged = directory_->ovidUtBitmap( { unit, vlan } );
+    const bcm_pbmp_t untagged = directory()->ovidUtBitmap( { unit, vlan } );
     for ( U32 word = 0; word < BCM_PBMP_PORT_MAX / 32; ++word )
       ports.pbits[ word ] |= untagged.pbits[ word ];
   } );

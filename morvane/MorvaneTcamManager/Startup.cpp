@@ -36,7 +36,7 @@ void MorvaneTcamGroupManager::handleInitialized() {
   indexGroupTables();
   mapReservations();
   if ( ovidWarNeeded )
-    ovidWarSmIs( Kiv::make< MorvaneOvidWarSm >( Kiv::Name( "ovidWarSm" ), ovidUtBitmapDir_ ) );
+    ovidWarSmIs( Kiv::make< MorvaneOvidWarSm >( Kiv::Name( "ovidWarSm" ), ovidUtBitmapDir() ) );
 
   std::vector< U32 > nextEntry;
   for ( U32 group = 0; group <= highestTcamGroupId(); ++group )

@@ -19,12 +19,17 @@ constexpr const char * dashes = "--------------------------------------------\n"
 // Banks as the ASIC writes them, with the names of their users.
 using BankUsers = std::multimap< std::string, const char * >;
 
+bool exists( const MorvaneTcamGroupManager & manager, U32 unit, U32 groupId ) {
+  const Kiv::Ptr< GroupCounts > counts = manager.groupCounts( groupId );
+  return counts && counts->unitRefCount( unit ) > 0;
+}
+
 // The hardware groups that exist on the unit. A snapshot: groups may come and go while the ASIC is
 // asked.
 std::vector< U32 > groupsOnUnit( const MorvaneTcamGroupManager & manager, U32 unit ) {
   std::vector< U32 > groups;
   for ( auto it = manager.groupCountsIterConst(); it; ++it )
-    if ( it.member()->unitRefCount( unit ) > 0 )
+    if ( exists( manager, unit, it.key().pipeGroupId ) )
       groups.push_back( it.key().pipeGroupId );
   return groups;
 }
@@ -32,6 +37,8 @@ std::vector< U32 > groupsOnUnit( const MorvaneTcamGroupManager & manager, U32 un
 BankUsers bankUsers( const MorvaneTcamGroupManager & manager, U32 unit ) {
   BankUsers users;
   for ( const U32 groupId : groupsOnUnit( manager, unit ) ) {
+    if ( !exists( manager, unit, groupId ) )
+      continue;
     std::ostringstream banks;
     if ( SDK_CALL( SdkShim->kelmor_field_group_banks( unit, groupId, &banks ) ) != 0 ) {
       MORVANE_TRACE( traceFailure ) << "Unit: " << unit << " "

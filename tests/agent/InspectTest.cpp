@@ -54,6 +54,8 @@ TEST_F( InspectTest, PathsNameEntitiesCollectionsMembersAndValues ) {
   EXPECT_THAT( tree, HasSubstr( "\n  entryManager[ipAclTcamGroup]: "
                                 "Morvane::MorvaneBoundedTcamEntryManager 'ipAclTcamGroup'\n"
                                 "    assignment = ipAclTcamGroup\n" ) );
+  EXPECT_THAT( show( "groupManager/entryManager[ipAclTcamGroup]" ),
+               HasSubstr( "\n  groupManager = 'tcamGroupManager'\n" ) );
 }
 
 TEST_F( InspectTest, JsonKeepsTheTypesOfValues ) {
@@ -61,6 +63,7 @@ TEST_F( InspectTest, JsonKeepsTheTypesOfValues ) {
   const auto & attributes = tree[ "attributes" ];
   EXPECT_EQ( attributes[ "numPipe" ], 2 );
   EXPECT_EQ( attributes[ "ovidWarSm" ], nullptr );
+  EXPECT_EQ( attributes[ "ovidUtBitmapDir" ][ "type" ], "Morvane::MorvaneOvidUtBitmapDir" );
   EXPECT_EQ( attributes[ "modChipInfo" ][ "0" ][ "excludeTtl" ], false );
   const auto & manager = attributes[ "entryManager" ][ "ipAclTcamGroup" ];
   EXPECT_EQ( manager[ "attributes" ][ "strategy" ], "tcamAllocateOnDemand" );

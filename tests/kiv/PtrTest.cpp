@@ -66,7 +66,7 @@ TEST( PtrDeathTest, AnObserverOfTheEndCannotKeepTheObject ) {
   static Ptr< Kiv::PtrInterface > kept;
   struct Reviver : Base {
     using Base::Base;
-    void zeroReferences() override {
+    void zeroReferencesIs() override {
       Ptr< Reviver > brief( this );  // taken and dropped: allowed
       brief = nullptr;
       EXPECT_TRUE( dying() );

@@ -64,11 +64,11 @@ TEST( OvidWarTest, AChangedBitmapTouchesTheTwinsOfItsVlan ) {
   const auto touched = [ & ]( U16 vlan, U32 port ) {
     s.log.clear();
     s.untag( 0, vlan, 1U << port );
-    return fmt::format( "{}", fmt::join( s.calls( { SdkOp::bcm_field_entry_install } ), "," ) );
+    return fmt::format( "{}", fmt::join( s.calls( { SdkOp::bcm_field_entry_reinstall } ), "," ) );
   };
-  EXPECT_EQ( touched( 10, 1 ), "entry_install 1010000,entry_install 1010002" );
+  EXPECT_EQ( touched( 10, 1 ), "entry_reinstall 1010000,entry_reinstall 1010002" );
   EXPECT_EQ( touched( 11, 1 ), "" );  // the ports stay the same
-  EXPECT_EQ( touched( 11, 2 ), "entry_install 1010002" );
+  EXPECT_EQ( touched( 11, 2 ), "entry_reinstall 1010002" );
   s.match( 0, id, 6 );  // not installed yet, and does not slip in with the ports
   touched( 10, 3 );
   EXPECT_EQ( s.ports( id, 0 ), "3" );
@@ -78,6 +78,16 @@ TEST( OvidWarTest, AChangedBitmapTouchesTheTwinsOfItsVlan ) {
   s.asic.reset( 0 );
   s.groups->doSdkReInit();
   EXPECT_EQ( touched( 10, 5 ) + s.audit(), "" );
+}
+
+TEST( OvidWarTest, ARuleThatGoesMeanwhileTakesItsTwinAlong ) {
+  for ( const SdkOp op : { SdkOp::bcm_field_qualify_InPorts, SdkOp::bcm_field_entry_reinstall } ) {
+    OvidSwitch s;
+    s.take( ipAclTcamGroup ), s.untag( 0, 10, 0x2 ), s.install( id, 10 );
+    s.meanwhile.arm( op, [ & ] { s.acl().removeEntry( 0, id ); } );
+    s.untag( 0, 10, 0x8 );
+    EXPECT_EQ( s.ports( id, 0 ) + s.audit(), "" );
+  }
 }
 
 // Throws from call 1, 2, 3 ... of a change; AnomalyTest fails the calls of entries with twins.

@@ -19,7 +19,7 @@ void use( TestSwitch & sw, U32 id ) {
 TEST( ReleaseTest, StepsAreUndoneInReverse ) {
   for ( const auto strategy : { tcamAllocateUnbounded, tcamAllocateOnDemand, tcamAllocateAsChunk,
                                 tcamAllocateAtBeginning } ) {
-    TestSwitch sw;
+    TestSwitch sw( { .presels = true } );
     sw.platform.acl( 1, strategy == tcamAllocateUnbounded ? 0 : 3, strategy );
     sw.start();
     MorvaneTcamEntryManager & acl = sw.manager( ipAclTcamGroup );
@@ -47,6 +47,10 @@ TEST( ReleaseTest, StepsAreUndoneInReverse ) {
                  HasSubstr( "isTaken( *entries, entry )" ) );
     acl.releaseEntry( 0, first );  // the last gives the group back, unless a range stays in it
     EXPECT_EQ( sw.counts(), strategy == tcamAllocateAtBeginning ? "1/3" : "0/0" );
+    EXPECT_EQ( sw.audit(), "" );
+    const U32 last = sw.take( ipAclTcamGroup );
+    sw.meanwhile.arm( SdkOp::bcm_field_group_destroy, [ & ] { sw.take( ipAclTcamGroup, 1 ); } );
+    acl.releaseEntry( 0, last );
     EXPECT_EQ( sw.audit(), "" );
   }
 }

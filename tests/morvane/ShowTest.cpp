@@ -76,30 +76,35 @@ TEST( UsageReportTest, OnePipe ) {
 }
 
 TEST( UsageReportTest, PipesAndCopies ) {
-  TestSwitch sw( { .pipes = 4, .secondCopy = true } );
-  fill( sw );
-  const std::string rest =
-      "TCAM group 2 uses 7 entries and can use up to 249 more.\n"
-      "  qosTcamGroup uses 1 entries.\n"
-      "  ipAclVfpTcamGroup uses 6 entries.\n";
-  std::string all;
-  for ( int pipe = 0; pipe < 4; ++pipe ) {
-    const std::string one = fmt::format(
-        "TCAM group 1 in PIPE {} uses 4 entries and can use up to 254 more.\n"
-        "  ipAclTcamGroup uses 4 entries.\n",
-        pipe );
-    EXPECT_EQ( usage( sw, false, static_cast< S8 >( pipe ) ),
-               "=== TCAM summary for switch sw1 ===\n" + ( pipe == 0 ? one + rest : rest + one ) );
-    all += pipe == 0 ? one + rest : one;
+  for ( const bool twoCopies : { false, true } ) {
+    TestSwitch sw( { .pipes = twoCopies ? 4U : 2U, .secondCopy = twoCopies } );
+    fill( sw );
+    const std::string rest =
+        "TCAM group 2 uses 7 entries and can use up to 249 more.\n"
+        "  qosTcamGroup uses 1 entries.\n"
+        "  ipAclVfpTcamGroup uses 6 entries.\n";
+    std::string all;
+    for ( U32 pipe = 0; pipe < sw.chip.pipes; ++pipe ) {
+      const std::string one = fmt::format(
+          "TCAM group 1 in PIPE {0} uses {1} entries and can use up to 254 more.\n"
+          "  ipAclTcamGroup uses {1} entries.\n",
+          pipe, twoCopies ? 4 : 2 );
+      EXPECT_EQ(
+          usage( sw, false, static_cast< S8 >( pipe ) ),
+          "=== TCAM summary for switch sw1 ===\n" + ( pipe == 0 ? one + rest : rest + one ) );
+      all += pipe == 0 ? one + rest : one;
+    }
+    EXPECT_EQ( usage( sw, false ), "=== TCAM summary for switch sw1 ===\n" + all );
+    if ( !twoCopies )
+      continue;
+    // Each copy has its line, and counts what the ports that it serves receive.
+    EXPECT_THAT( usage( sw, true, 3 ),
+                 HasSubstr( "    50397186              0 hits - deny rest\n"
+                            "    117506050             1 hits - deny rest\n" ) );
+    EXPECT_THAT( usage( sw, true, 0 ),
+                 HasSubstr( "    65538                 3 hits - deny rest\n"
+                            "    67174402              0 hits - deny rest\n" ) );
   }
-  EXPECT_EQ( usage( sw, false ), "=== TCAM summary for switch sw1 ===\n" + all );
-  // Each copy has its line, and counts what the ports that it serves receive.
-  EXPECT_THAT( usage( sw, true, 3 ),
-               HasSubstr( "    50397186              0 hits - deny rest\n"
-                          "    117506050             1 hits - deny rest\n" ) );
-  EXPECT_THAT( usage( sw, true, 0 ),
-               HasSubstr( "    65538                 3 hits - deny rest\n"
-                          "    67174402              0 hits - deny rest\n" ) );
 }
 
 TEST( UsageReportTest, GroupsThatAreKeptTwiceAreShownOnce ) {
@@ -210,14 +215,20 @@ TEST( BankSummaryTest, UsersByBankUntilTheAsicRefuses ) {
     return written( [ & ]( U32 fd ) { sw.groups->showSummaryTcamUsage( "sw1", fd, 0 ); } );
   };
   const std::string ifp0 = " IFP0 0          ipAclTcamGroup\n IFP0 0          macAclTcamGroup\n";
-  EXPECT_EQ( summary(), title + ifp0 +
-                            " IFP1 0          ipAclTcamGroup\n"
-                            " IFP1 0          macAclTcamGroup\n"
+  const std::string ifp1 = " IFP1 0          ipAclTcamGroup\n IFP1 0          macAclTcamGroup\n";
+  EXPECT_EQ( summary(), title + ifp0 + ifp1 +
                             " VFP 0           qosTcamGroup\n"
                             " VFP 0           ipAclVfpTcamGroup\n" +
                             end );
   sw.faults.arm( { .op = SdkOp::kelmor_field_group_banks, .nth = 2, .rc = -1 } );
   EXPECT_EQ( summary(), title + ifp0 + end );
+  // A group that goes meanwhile is left out.
+  sw.faults.disarm();
+  sw.meanwhile.arm( SdkOp::kelmor_field_group_banks, [ & ] {
+    sw.unbounded( qosTcamGroup ).releaseEntry( 0, 0xFFFFFF );
+    sw.bounded( ipAclVfpTcamGroup ).releaseEntry( 0, 0x20005 );
+  } );
+  EXPECT_EQ( summary(), title + ifp0 + ifp1 + end );
 }
 
 TEST( DumpTest, GroupsAndEntriesAsTheAsicDescribesThem ) {
@@ -332,12 +343,14 @@ TEST( ClearCountersTest, OfAnEntryAUserAGroupAUnitAndAll ) {
     clear();
     EXPECT_EQ( left(), expected );
   }
-  // An entry goes while its counters are cleared.
-  count();
+  // Entries that come and go meanwhile.
+  const auto look = [ & ] { sw.groups->clearAllCounters(), usage( sw, true ); };
   sw.meanwhile.arm( SdkOp::bcm_field_stat_set, [ & ] { acl.releaseEntry( 0, rules[ 0 ].entry ); } );
-  acl.clearCountersForEntry( 0, rules[ 0 ].entry );
-  sw.take( ipAclTcamGroup, 0 );  // anew
-  EXPECT_EQ( left(), "00 42 42 42 42 42 42 42 " );
+  look();
+  sw.meanwhile.arm( SdkOp::bcm_field_stat_create, look );
+  sw.take( ipAclTcamGroup );
+  sw.meanwhile.arm( SdkOp::bcm_field_stat_destroy, look );
+  acl.releaseEntry( 0, rules[ 1 ].entry );
 }
 
 }  // namespace Test::Show

@@ -74,6 +74,16 @@ TEST( StatisticsTest, WhatIsAskedForMustMakeSense ) {
   const auto values = sw.asic.statistic( 0, sw.books( acl ).entryStats( 0x10001 ) )->values;
   EXPECT_TRUE( values.size() == 2 && values[ 0 ].first == 0 && values[ 1 ].first == 1 );
 
+  // Colours add up; without a policer all is green.
+  const std::pair< std::vector< U32 >, const char * > counted[] = {
+      { { 2, 3 }, "2 128" }, { { 1 }, "0 128" }, { { 4, 2, 6 }, "2 0" } };
+  for ( U32 i = 0; i < 3; ++i ) {
+    const U32 id = acl.getEntryWithStats( 0, 0x10002 + i, "rule", types( counted[ i ].first ) );
+    sw.match( 0, id, id ), acl.installEntry( 0, id );
+    sw.hit( 0, 0, id ), sw.hit( 0, 0, id );
+    EXPECT_EQ( fmt::format( "{} {}", acl.hitsForEntry( 0, id ), acl.byteHitsForEntry( 0, id ) ),
+               counted[ i ].second );
+  }
   const U32 bare = sw.take( qosTcamGroup );
   sw.log.clear();
   sw.bounded( qosTcamGroup ).clearHitsForEntry( 0, bare );
