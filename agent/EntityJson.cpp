@@ -10,10 +10,6 @@ namespace {
 using Json = nlohmann::ordered_json;
 using EntityPtr = Kiv::Ptr< Kiv::Entity >;
 
-std::string text( const Kiv::String8 & value ) {
-  return std::string( value.view() );
-}
-
 Json partJson( const Kiv::AnyPart & part );
 
 Json recordJson( const Kiv::Any & value ) {

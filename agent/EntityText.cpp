@@ -12,10 +12,6 @@ namespace {
 
 using EntityPtr = Kiv::Ptr< Kiv::Entity >;
 
-std::string text( const Kiv::String8 & value ) {
-  return std::string( value.view() );
-}
-
 class TextWriter {
  public:
   explicit TextWriter( const PathTarget & target ) : homes_( target ) {}

@@ -9,6 +9,10 @@
 
 namespace Agent {
 
+inline std::string text( const Kiv::String8 & value ) {
+  return std::string( value.view() );
+}
+
 // The keys of a collection, ascending.
 std::vector< Kiv::Any > sortedKeys( const Kiv::AttributeBase & attribute );
 
