@@ -50,6 +50,7 @@ class Unit {
   std::vector< PolicerView > policerViews() const;
   std::vector< DataQualifierView > dataQualifierViews() const { return data_.views(); }
   std::vector< TableView > tableViews() const;
+  std::vector< SliceView > sliceViews() const;
   const ControlsView & controlsView() const { return controls_.view(); }
 
 #define SDK_OP( name, params, args ) int name params;
