@@ -30,10 +30,11 @@ class RunJob {
         feature_( session_.groupManager(), SwitchSession::unit, input.platform, input.ports ) {}
 
   RunReport run();
-  void lend( const std::function< void( SwitchSession & ) > & use );
+  RunReport lend( const std::function< void( SwitchSession & ) > & use );
 
  private:
   void program();
+  void reportAcls();
   AclReport reportAcl( U32 index );
   RuleUse reportRule( const RuleIndex & index );
   void classify();
@@ -59,8 +60,7 @@ RunReport RunJob::run() {
   report_.verified = input_.verify;
   program();
   classify();
-  for ( U32 acl = 0; acl < input_.acls.size(); ++acl )
-    report_.acls.push_back( reportAcl( acl ) );
+  reportAcls();
   readGroups();
   report_.usage = usageText( session_.groupManager(), report_.platform, report_.unit, input_.show );
   if ( input_.verify )
@@ -72,9 +72,11 @@ RunReport RunJob::run() {
   return std::move( report_ );
 }
 
-void RunJob::lend( const std::function< void( SwitchSession & ) > & use ) {
+RunReport RunJob::lend( const std::function< void( SwitchSession & ) > & use ) {
   program();
+  reportAcls();
   use( session_ );
+  return std::move( report_ );
 }
 
 void RunJob::program() {
@@ -83,6 +85,11 @@ void RunJob::program() {
   if ( input_.denyByDefault )
     report_.denyShortage = feature_.addDenyRest();
   report_.denyEntries = feature_.denyEntries();
+}
+
+void RunJob::reportAcls() {
+  for ( U32 acl = 0; acl < input_.acls.size(); ++acl )
+    report_.acls.push_back( reportAcl( acl ) );
 }
 
 AclReport RunJob::reportAcl( U32 index ) {
@@ -221,9 +228,9 @@ RunReport run( const RunInput & input ) {
   return RunJob( input ).run();
 }
 
-void withProgrammedSwitch( const RunInput & input,
-                           const std::function< void( SwitchSession & ) > & use ) {
-  RunJob( input ).lend( use );
+RunReport withProgrammedSwitch( const RunInput & input,
+                                const std::function< void( SwitchSession & ) > & use ) {
+  return RunJob( input ).lend( use );
 }
 
 }  // namespace Agent

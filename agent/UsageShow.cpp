@@ -7,7 +7,7 @@
 #include <functional>
 
 #include "agent/Run.h"
-#include "agent/TextTable.h"
+#include "agent/text/TextTable.h"
 #include "morvane/MorvaneTcamCapacitySm.h"
 
 namespace Agent {

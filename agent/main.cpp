@@ -7,12 +7,13 @@
 #include <cstdio>
 
 #include "agent/Inspect.h"
+#include "agent/MapCommand.h"
+#include "agent/OutputFile.h"
+#include "agent/PlatformList.h"
 #include "agent/Run.h"
 #include "agent/SwitchSession.h"
-#include "agent/TextTable.h"
 #include "kiv/Lock.h"
 #include "platform/InputError.h"
-#include "platform/PlatformLoader.h"
 
 namespace {
 
@@ -47,9 +48,14 @@ void addRuleOptions( CLI::App & app, Agent::RunOptions & run ) {
       ->type_name( "RULE:RATE[:BURST]" )
       ->take_all()
       ->allow_extra_args( false );
+  app.add_option_function< std::string >(
+         "--default", [ &run ]( const std::string & fate ) { run.denyByDefault = fate == "deny"; },
+         "Fate of packets that no rule matches: permit or deny" )
+      ->check( CLI::IsMember( { "permit", "deny" } ) );
 }
 
-void addRunOptions( CLI::App & app, Agent::RunOptions & run, OutputOptions & output ) {
+// What is programmed, and on which switch.
+void addAclOptions( CLI::App & app, Agent::RunOptions & run ) {
   app.add_option( "--platform", run.platform, "Built-in platform, or a platform file (JSON)" )
       ->capture_default_str();
   app.add_option( "--acl", run.acls,
@@ -66,6 +72,11 @@ void addRunOptions( CLI::App & app, Agent::RunOptions & run, OutputOptions & out
          },
          "Format of the access lists: ClassBench, or a rules file (JSON)" )
       ->check( CLI::IsMember( { "auto", "classbench", "rules" } ) );
+  addRuleOptions( app, run );
+}
+
+void addRunOptions( CLI::App & app, Agent::RunOptions & run, OutputOptions & output ) {
+  addAclOptions( app, run );
   app.add_option( "--packets", run.packets,
                   "Capture (pcap, pcapng) of Ethernet, whose times are kept, or trace, `sip dip "
                   "sport dport proto ...` in decimal, one packet a line" )
@@ -82,11 +93,6 @@ void addRunOptions( CLI::App & app, Agent::RunOptions & run, OutputOptions & out
       ->check( CLI::Range( 1U, packetRateMax ) );
   app.add_option( "--ingress-port", run.ingressPort, "Port at which packets enter" )
       ->type_name( "N" );
-  app.add_option_function< std::string >(
-         "--default", [ &run ]( const std::string & fate ) { run.denyByDefault = fate == "deny"; },
-         "Fate of packets that no rule matches: permit or deny" )
-      ->check( CLI::IsMember( { "permit", "deny" } ) );
-  addRuleOptions( app, run );
   app.add_option_function< std::string >(
          "--show",
          [ &run, &output ]( const std::string & form ) {
@@ -134,31 +140,6 @@ int inspectCommand( const Agent::RunOptions & options, const Agent::InspectOptio
   return exitWell;
 }
 
-U32 ingressRows( const SoftAsic::ChipProfile & chip ) {
-  U32 rows = 0;
-  for ( const SoftAsic::StageProfile & stage : chip.stages ) {
-    for ( const SoftAsic::SliceProfile & slices : stage.slices )
-      rows += stage.kind == SoftAsic::StageKind::ifp ? slices.count * slices.depth : 0;
-  }
-  return rows;
-}
-
-int platformsCommand() {
-  Agent::TextTable table( { "platform", ">pipes", ">copies", ">ports", ">ingress rows a copy",
-                            ">IPv4 ACL entries", "description" } );
-  for ( const std::string & name : Platform::builtInPlatforms() ) {
-    const Platform::PlatformData data = Platform::loadPlatform( name );
-    U32 aclEntries = 0;
-    for ( const Platform::ReservationData & user : data.reservations )
-      aclEntries += user.assignment == Morvane::ipAclTcamGroup ? user.size : 0;
-    table.add( { name, std::to_string( data.chip.pipes ), data.chip.secondCopy ? "2" : "1",
-                 std::to_string( data.chip.ports() ), Agent::countText( ingressRows( data.chip ) ),
-                 Agent::countText( aclEntries ), data.description } );
-  }
-  fmt::print( "{}", table.text() );
-  return exitWell;
-}
-
 int fail( std::string message ) {
   std::replace( message.begin(), message.end(), '\n', ' ' );
   fmt::print( stderr, "{}\n", message );
@@ -180,6 +161,11 @@ int command( int argc, char ** argv ) {
       "inspect", "Program access lists and show, or set, the library's state by name" );
   addRunOptions( *inspect, runOptions, output );
   addInspectOptions( *inspect, inspectOptions );
+  Agent::MapOptions mapOptions;
+  CLI::App * map =
+      app.add_subcommand( "map", "Program access lists and draw who has which rows of the TCAM" );
+  addAclOptions( *map, runOptions );
+  Agent::addMapOptions( *map, mapOptions );
   CLI::App * platforms = app.add_subcommand( "platforms", "List the built-in platforms" );
   try {
     app.parse( argc, argv );
@@ -192,7 +178,13 @@ int command( int argc, char ** argv ) {
     inspectOptions.json = output.json;
     return inspectCommand( runOptions, inspectOptions );
   }
-  return platforms->parsed() ? platformsCommand() : runCommand( runOptions, output );
+  if ( map->parsed() )
+    return mapCommand( runOptions, mapOptions ) ? exitWell : exitDifference;
+  if ( platforms->parsed() ) {
+    fmt::print( "{}", Agent::platformsText() );
+    return exitWell;
+  }
+  return runCommand( runOptions, output );
 }
 
 }  // namespace
@@ -203,6 +195,8 @@ int main( int argc, char ** argv ) {
   try {
     return command( argc, argv );
   } catch ( const Platform::InputError & error ) {
+    return fail( error.what() );
+  } catch ( const Agent::OutputError & error ) {
     return fail( error.what() );
   } catch ( const Agent::UsageError & error ) {
     return fail( fmt::format( "morvane-tcam: {}", error.what() ) );

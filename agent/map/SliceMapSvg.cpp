@@ -1,0 +1,349 @@
+// The map as one SVG file. Slices hang from a line, row 0 at the top, true to scale among the
+// slices of a table as far as the shortest stays visible.
+#include <fmt/core.h>
+
+#include <algorithm>
+
+#include "agent/map/MapParts.h"
+#include "agent/text/TextTable.h"
+
+namespace Map {
+
+namespace {
+
+using Agent::countText;
+using SoftAsic::WideMode;
+
+// Lengths in user units, which are pixels at the file's own size.
+constexpr double margin = 28;
+constexpr double sliceWidth = 46;
+constexpr double slicePitch = 52;
+constexpr U32 slicesInLine = 20;
+constexpr double tallest = 260;       // of the slices of a table in use
+constexpr double tallestUnused = 64;  // of one without groups
+constexpr double shortest = 26;
+constexpr double headHeight = 58;    // of what stands above a slice
+constexpr double letterHeight = 14;  // a run of rows as high holds its user's letter
+constexpr double lineHeight = 20;
+constexpr double digitWidth = 7.6;  // of a character of 12 px, in wide fonts
+
+// Text of a file or a user as XML; characters that XML cannot hold become question marks.
+std::string escaped( const std::string & text ) {
+  std::string out;
+  for ( const char c : text ) {
+    switch ( c ) {
+      case '&':
+        out += "&amp;";
+        break;
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      default:
+        out += static_cast< U8 >( c ) < ' ' ? '?' : c;
+    }
+  }
+  return out;
+}
+
+class Drawing {
+ public:
+  Drawing( const SliceMap & map, const PictureOptions & options )
+      : map_( map ), sets_( tableSets( map, options.all ) ) {}
+  std::string take();
+
+ private:
+  template < class... A >
+  void put( fmt::format_string< A... > format, A &&... args ) {
+    body_ += fmt::format( format, std::forward< A >( args )... ) + "\n";
+  }
+  void text( double x, double y, const char * looks, const std::string & words ) {
+    put( R"(<text x="{:.1f}" y="{:.1f}" class="{}">{}</text>)", x, y, looks, escaped( words ) );
+    width_ = std::max( width_, x + 2 * margin );
+  }
+  // Text that begins at the left and must fit the picture.
+  void line( const char * looks, double characterWidth, const std::string & words );
+
+  void drawTitle();
+  void drawUsers();
+  void drawUserRow( const std::vector< double > & ends, double nameAt, const std::string & name,
+                    const UserCells & cells );
+  void drawKey();
+  void drawTable( const TableSet & set );
+  void drawSlice( const Slice & slice, double x, double top, double pixelsPerRow );
+  void drawSegment( const Slice & slice, const Segment & segment, double x, double top,
+                    double height );
+  std::string fillOf( const Segment & segment ) const;
+  std::string patterns() const;
+
+  const SliceMap & map_;
+  const std::vector< TableSet > sets_;
+  std::string body_;
+  double y_ = margin;
+  double width_ = 760;
+};
+
+void Drawing::line( const char * looks, double characterWidth, const std::string & words ) {
+  text( margin, y_, looks, words );
+  width_ = std::max( width_, 2 * margin + characterWidth * static_cast< double >( words.size() ) );
+}
+
+void Drawing::drawTitle() {
+  y_ += 12;
+  line( "title", 11, "TCAM slices" );
+  if ( !map_.title.empty() ) {
+    y_ += 22;
+    line( "text", 6.8, map_.title );
+  }
+  for ( const std::string & note : map_.notes ) {
+    y_ += lineHeight;
+    line( "note", 7, note );
+  }
+  y_ += 34;
+}
+
+std::string Drawing::fillOf( const Segment & segment ) const {
+  switch ( segment.use ) {
+    case RowUse::used:
+      return colourOf( *map_.users[ segment.user ].letter ).hex;
+    case RowUse::setAside:
+      return fmt::format( "url(#aside{})", segment.user );
+    case RowUse::open:
+      return "url(#open)";
+    case RowUse::free:
+      return "#ffffff";
+    case RowUse::unknown:
+      break;
+  }
+  return "#000000";
+}
+
+void Drawing::drawSegment( const Slice & slice, const Segment & segment, double x, double top,
+                           double height ) {
+  const double perRow = height / slice.rows;
+  const double from = top + segment.first * perRow;
+  const double high = std::max( 1.0, segment.rows * perRow );
+  const double y = std::min( from, top + height - high );
+  std::string what = useText( map_, slice, segment );
+  what += segment.rows == 1 ? fmt::format( ", row {}", segment.first )
+                            : fmt::format( ", rows {}-{}: {}", segment.first, segment.end() - 1,
+                                           countText( segment.rows ) );
+  if ( segment.twins != 0 )
+    what += fmt::format( ", of these {} for untagged packets", countText( segment.twins ) );
+  put(
+      R"(<rect x="{:.1f}" y="{:.2f}" width="{:.1f}" height="{:.2f}" fill="{}"><title>{}</title></rect>)",
+      x, y, sliceWidth, high, fillOf( segment ), escaped( what ) );
+  const bool lettered = segment.use == RowUse::used || segment.use == RowUse::setAside;
+  if ( !lettered || high < letterHeight )
+    return;
+  const char letter = *map_.users[ segment.user ].letter;
+  const bool white = segment.use == RowUse::used && colourOf( letter ).dark;
+  if ( segment.use == RowUse::setAside )
+    put( R"(<circle cx="{:.1f}" cy="{:.1f}" r="7" fill="#ffffff"/>)", x + sliceWidth / 2,
+         y + high / 2 );
+  text( x + sliceWidth / 2, y + high / 2 + 4, white ? "letter white" : "letter",
+        std::string( 1, letter ) );
+}
+
+void Drawing::drawSlice( const Slice & slice, double x, double top, double height ) {
+  const double middle = x + sliceWidth / 2;
+  put( "<g>" );
+  put(
+      "<title>{}</title>",
+      escaped( fmt::format(
+          "slice {}: {} rows of {} bits, {}", slice.number, countText( slice.depth ), slice.keyBits,
+          slice.group ? fmt::format( "group {}, {} of {} entries", *slice.group,
+                                     countText( slice.entries() ), countText( slice.rows ) )
+                      : "free" ) ) );
+  text( middle, top - 44, "number", std::to_string( slice.number ) );
+  if ( slice.group ) {
+    text( middle, top - 31, "small", fmt::format( "group {}", *slice.group ) );
+    text( middle, top - 19, "small",
+          fmt::format( "{:.1f} %", 100.0 * slice.entries() / slice.rows ) );
+  } else {
+    text( middle, top - 31, "small pale", "free" );
+  }
+  if ( slice.mode == WideMode::doubleWide )
+    text( middle, top - 6, "small bold", "2 rows" );
+  // Of what is less than a pixel high the later one shows, so that entries come last.
+  for ( const bool entries : { false, true } )
+    for ( const Segment & segment : slice.segments )
+      if ( entries == ( segment.use != RowUse::open && segment.use != RowUse::free ) )
+        drawSegment( slice, segment, x, top, height );
+  put( R"(<rect x="{:.1f}" y="{:.2f}" width="{:.1f}" height="{:.2f}" class="frame"/>)", x, top,
+       sliceWidth, height );
+  text( middle, top + height + 13, "small pale", countText( slice.rows ) );
+  put( "</g>" );
+  if ( slice.mode == WideMode::paired && !slice.secondOfPair() ) {
+    const double end = middle + slicePitch;
+    put( R"(<path d="M{:.1f} {:.1f}v-6H{:.1f}v6" class="bracket"/>)", middle, top - 3, end );
+    put( R"(<rect x="{:.1f}" y="{:.1f}" width="28" height="12" fill="#ffffff"/>)",
+         ( middle + end ) / 2 - 14, top - 15 );
+    text( ( middle + end ) / 2, top - 6, "small bold", "pair" );
+  }
+}
+
+void Drawing::drawTable( const TableSet & set ) {
+  const std::vector< Slice > & slices = set.table->slices;
+  put(
+      R"(<text x="{:.1f}" y="{:.1f}" class="stage">{}<tspan class="text" dx="10">{}</tspan></text>)",
+      margin, y_, escaped( stageTitle( set.table->stage ) ), escaped( set.where ) );
+  width_ = std::max( width_, 2 * margin + 160 + 6.8 * static_cast< double >( set.where.size() ) );
+  y_ += 18;
+  line( "text pale", 6.8, totalsText( *set.table ) );
+  U32 deepest = 1;
+  for ( const Slice & slice : slices )
+    deepest = std::max( deepest, slice.depth );
+  const double full = set.table->freeSlices() == slices.size() ? tallestUnused : tallest;
+  for ( size_t begin = 0; begin < slices.size(); begin += slicesInLine ) {
+    const double top = y_ + headHeight + 10;
+    double lowest = 0;
+    for ( size_t i = begin; i < std::min( slices.size(), begin + slicesInLine ); ++i ) {
+      const double height = std::max( shortest, full * slices[ i ].depth / deepest );
+      drawSlice( slices[ i ], margin + slicePitch * static_cast< double >( i - begin ), top,
+                 height );
+      lowest = std::max( lowest, height );
+    }
+    y_ = top + lowest + 18;
+  }
+  const size_t broadest = std::min( slices.size(), size_t{ slicesInLine } );
+  width_ = std::max( width_, 2 * margin + slicePitch * static_cast< double >( broadest ) );
+  y_ += 34;
+}
+
+void Drawing::drawUserRow( const std::vector< double > & ends, double nameAt,
+                           const std::string & name, const UserCells & cells ) {
+  text( nameAt, y_, "text", name );
+  const std::string * const columns[] = { &cells.group,  &cells.share,    &cells.used,
+                                          &cells.unused, &cells.setAside, &cells.twins };
+  for ( size_t i = 0; i < ends.size(); ++i )
+    text( ends[ i ], y_, "text end", *columns[ i ] );
+}
+
+void Drawing::drawUsers() {
+  const double nameAt = margin + 28;
+  size_t longest = 10;
+  for ( const User & user : map_.users )
+    longest = std::max( longest, user.onChip ? user.name.size() : 0 );
+  std::vector< double > ends;
+  for ( U32 i = 0; i < 6; ++i )
+    ends.push_back( nameAt + digitWidth * static_cast< double >( longest ) + 52 + 76 * i );
+  put( R"(<g class="bold">)" );
+  drawUserRow( ends, nameAt, "user", { "group", "share", "used", "unused", "set aside", "twins" } );
+  put( "</g>" );
+  put( R"(<path d="M{:.1f} {:.1f}H{:.1f}" class="rule"/>)", margin, y_ + 6, ends.back() );
+  for ( const User & user : map_.users ) {
+    if ( !user.onChip )
+      continue;
+    y_ += lineHeight;
+    if ( user.letter ) {
+      const Colour & colour = colourOf( *user.letter );
+      put( R"(<rect x="{:.1f}" y="{:.1f}" width="18" height="14" fill="{}"/>)", margin, y_ - 11,
+           colour.hex );
+      text( margin + 9, y_, colour.dark ? "letter white" : "letter",
+            std::string( 1, *user.letter ) );
+    }
+    drawUserRow( ends, nameAt, user.name, userCells( user ) );
+  }
+  y_ += lineHeight + 4;
+  if ( const std::string absent = absentUsers( map_ ); !absent.empty() )
+    line( "small left pale", 5.6, "Without slices: " + absent );
+  y_ += 14;
+}
+
+void Drawing::drawKey() {
+  struct Sample {
+    const char * fill;
+    const char * words;
+    double width;
+  };
+  const Sample samples[] = { { "#56b4e9", "entries in use", 128 },
+                             { "url(#asideKey)", "reserved: set aside for its user", 226 },
+                             { "url(#open)", "reserved: open to the slice's group", 240 },
+                             { "#ffffff", "free", 64 },
+                             { "#000000", "unknown to the books", 160 } };
+  y_ += 8;
+  double x = margin;
+  for ( const Sample & sample : samples ) {
+    put( R"(<rect x="{:.1f}" y="{:.1f}" width="18" height="14" fill="{}"/>)", x, y_ - 11,
+         sample.fill );
+    put( R"(<rect x="{:.1f}" y="{:.1f}" width="18" height="14" class="frame"/>)", x, y_ - 11 );
+    text( x + 25, y_, "text", sample.words );
+    x += sample.width + 18;
+  }
+  width_ = std::max( width_, x + margin );
+  y_ += lineHeight;
+  line( "small left pale", 5.6,
+        "A slice's rows run from top to bottom; a row holds one entry. 2 rows: double-wide, an "
+        "entry takes two rows of the chip. pair: an entry takes the same row of both slices." );
+  y_ += 40;
+}
+
+// Stripes of `thick` units in squares of `pitch`.
+std::string hatch( const std::string & id, const char * ground, const char * stroke, U32 pitch,
+                   U32 thick ) {
+  return fmt::format(
+      R"svg(<pattern id="{0}" width="{1}" height="{1}" patternUnits="userSpaceOnUse" patternTransform="rotate(45)"><path d="M0 0h{1}v{1}h-{1}z" fill="{2}"/><path d="M0 0v{1}" stroke="{3}" stroke-width="{4}"/></pattern>
+)svg",
+      id, pitch, ground, stroke, thick );
+}
+
+std::string Drawing::patterns() const {
+  std::string text =
+      hatch( "open", "#f4f4f4", "#d0d0d0", 6, 2 ) + hatch( "asideKey", "#ffffff", "#56b4e9", 6, 6 );
+  for ( U32 user = 0; user < map_.users.size(); ++user )
+    if ( const std::optional< char > letter = map_.users[ user ].letter )
+      text += hatch( fmt::format( "aside{}", user ), "#ffffff", colourOf( *letter ).hex, 6, 6 );
+  return text;
+}
+
+std::string Drawing::take() {
+  drawTitle();
+  drawUsers();
+  drawKey();
+  for ( const TableSet & set : sets_ )
+    drawTable( set );
+  const double height = y_ - 20;
+  return fmt::format(
+             R"(<?xml version="1.0" encoding="UTF-8"?>
+<svg xmlns="http://www.w3.org/2000/svg" width="{0:.0f}" height="{1:.0f}" viewBox="0 0 {0:.0f} {1:.0f}" role="img">
+<title>{2}</title>
+<style>
+text {{ font-family: Helvetica, Arial, "Liberation Sans", "DejaVu Sans", sans-serif; fill: #1a1a1a; }}
+.title {{ font-size: 20px; font-weight: bold; }}
+.stage {{ font-size: 15px; font-weight: bold; }}
+.text {{ font-size: 12px; font-weight: normal; }}
+.note {{ font-size: 12px; font-weight: bold; fill: #b00020; }}
+.number {{ font-size: 12px; font-weight: bold; text-anchor: middle; }}
+.small {{ font-size: 10px; text-anchor: middle; }}
+.letter {{ font-size: 11px; font-weight: bold; text-anchor: middle; pointer-events: none; }}
+.left {{ text-anchor: start; }}
+.end {{ text-anchor: end; }}
+.bold, .bold text {{ font-weight: bold; }}
+.pale {{ fill: #5a5a5a; }}
+.white {{ fill: #ffffff; }}
+.frame, .bracket, .rule {{ fill: none; stroke: #4d4d4d; pointer-events: none; }}
+.rule {{ stroke: #b0b0b0; }}
+</style>
+<defs>
+{3}</defs>
+<rect width="{0:.0f}" height="{1:.0f}" fill="#ffffff"/>
+)",
+             width_, height,
+             escaped( map_.title.empty() ? "TCAM slices" : "TCAM slices of " + map_.title ),
+             patterns() ) +
+         body_ + "</svg>\n";
+}
+
+}  // namespace
+
+std::string svgMap( const SliceMap & map, const PictureOptions & options ) {
+  return Drawing( map, options ).take();
+}
+
+}  // namespace Map
