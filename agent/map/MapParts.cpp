@@ -88,6 +88,8 @@ std::string stageTitle( SoftAsic::StageKind stage ) {
 
 std::string totalsText( const Table & table ) {
   const U32 entries = table.entries();
+  if ( table.freeSlices() == table.slices.size() )
+    return fmt::format( "all {} slices free", table.slices.size() );
   return fmt::format( "{} entr{}, {} rows open to groups, {} of {} slices free",
                       countText( entries ), entries == 1 ? "y" : "ies",
                       countText( table.openRows() ), table.freeSlices(), table.slices.size() );

@@ -1,8 +1,11 @@
-// The map as one SVG file. Slices hang from a line, row 0 at the top, true to scale among the
-// slices of a table as far as the shortest stays visible.
+// The map as one SVG file. Slices hang from a line, row 0 at the top. Within a slice heights are
+// true to scale; between slices they follow the root of the depth, so that neither a slice of 256
+// rows vanishes nor one of 8,192 fills the page.
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <cmath>
+#include <set>
 
 #include "agent/map/MapParts.h"
 #include "agent/text/TextTable.h"
@@ -22,8 +25,12 @@ constexpr U32 slicesInLine = 20;
 constexpr double tallest = 260;       // of the slices of a table in use
 constexpr double tallestUnused = 64;  // of one without groups
 constexpr double shortest = 26;
-constexpr double headHeight = 58;    // of what stands above a slice
+constexpr double headHeight = 52;    // of what stands above a slice
+constexpr double markHeight = 16;    // of the marks of wide slices
+constexpr double thinnest = 2;       // of a run of rows: a single entry shows beside the frame
 constexpr double letterHeight = 14;  // a run of rows as high holds its user's letter
+constexpr double badgeWidth = 15;
+constexpr size_t badgesInLine = 3;
 constexpr double lineHeight = 20;
 constexpr double digitWidth = 7.6;  // of a character of 12 px, in wide fonts
 
@@ -75,9 +82,11 @@ class Drawing {
                     const UserCells & cells );
   void drawKey();
   void drawTable( const TableSet & set );
-  void drawSlice( const Slice & slice, double x, double top, double pixelsPerRow );
+  void drawSlice( const Slice & slice, double x, double top, double height, bool marks );
   void drawSegment( const Slice & slice, const Segment & segment, double x, double top,
                     double height );
+  void drawBadge( double x, double y, char letter );
+  void drawBadges( const Slice & slice, double middle, double y );
   std::string fillOf( const Segment & segment ) const;
   std::string patterns() const;
 
@@ -127,7 +136,7 @@ void Drawing::drawSegment( const Slice & slice, const Segment & segment, double 
                            double height ) {
   const double perRow = height / slice.rows;
   const double from = top + segment.first * perRow;
-  const double high = std::max( 1.0, segment.rows * perRow );
+  const double high = std::max( thinnest, segment.rows * perRow );
   const double y = std::min( from, top + height - high );
   std::string what = useText( map_, slice, segment );
   what += segment.rows == 1 ? fmt::format( ", row {}", segment.first )
@@ -150,8 +159,34 @@ void Drawing::drawSegment( const Slice & slice, const Segment & segment, double 
         std::string( 1, letter ) );
 }
 
-void Drawing::drawSlice( const Slice & slice, double x, double top, double height ) {
+// The colour and letter of a user, its letter standing on the line.
+void Drawing::drawBadge( double x, double y, char letter ) {
+  const Colour & colour = colourOf( letter );
+  put( R"(<rect x="{:.1f}" y="{:.1f}" width="{}" height="13" fill="{}"/>)", x, y - 10.5, badgeWidth,
+       colour.hex );
+  text( x + badgeWidth / 2.0, y, colour.dark ? "letter white" : "letter",
+        std::string( 1, letter ) );
+}
+
+// Whose rows are in a slice, for runs too thin to tell.
+void Drawing::drawBadges( const Slice & slice, double middle, double y ) {
+  std::set< char > letters;
+  for ( const Segment & segment : slice.segments )
+    if ( segment.use == RowUse::used || segment.use == RowUse::setAside )
+      letters.insert( *map_.users[ segment.user ].letter );
+  const size_t count = std::min( letters.size(), badgesInLine );
+  double x = middle - badgeWidth * static_cast< double >( count ) / 2;
+  for ( const char letter : letters ) {
+    if ( x + badgeWidth > middle + sliceWidth / 2 + 1 )
+      break;
+    drawBadge( x, y, letter );
+    x += badgeWidth;
+  }
+}
+
+void Drawing::drawSlice( const Slice & slice, double x, double top, double height, bool marks ) {
   const double middle = x + sliceWidth / 2;
+  const double head = top - ( marks ? markHeight : 0 );
   put( "<g>" );
   put(
       "<title>{}</title>",
@@ -160,16 +195,16 @@ void Drawing::drawSlice( const Slice & slice, double x, double top, double heigh
           slice.group ? fmt::format( "group {}, {} of {} entries", *slice.group,
                                      countText( slice.entries() ), countText( slice.rows ) )
                       : "free" ) ) );
-  text( middle, top - 44, "number", std::to_string( slice.number ) );
+  text( middle, head - 32, "number", std::to_string( slice.number ) );
   if ( slice.group ) {
-    text( middle, top - 31, "small", fmt::format( "group {}", *slice.group ) );
-    text( middle, top - 19, "small",
+    text( middle, head - 19, "small", fmt::format( "group {}", *slice.group ) );
+    text( middle, head - 7, "small",
           fmt::format( "{:.1f} %", 100.0 * slice.entries() / slice.rows ) );
   } else {
-    text( middle, top - 31, "small pale", "free" );
+    text( middle, head - 19, "small pale", "free" );
   }
   if ( slice.mode == WideMode::doubleWide )
-    text( middle, top - 6, "small bold", "2 rows" );
+    text( middle, top - 6, "small bold", "double" );
   // Of what is less than a pixel high the later one shows, so that entries come last.
   for ( const bool entries : { false, true } )
     for ( const Segment & segment : slice.segments )
@@ -178,6 +213,7 @@ void Drawing::drawSlice( const Slice & slice, double x, double top, double heigh
   put( R"(<rect x="{:.1f}" y="{:.2f}" width="{:.1f}" height="{:.2f}" class="frame"/>)", x, top,
        sliceWidth, height );
   text( middle, top + height + 13, "small pale", countText( slice.rows ) );
+  drawBadges( slice, middle, top + height + 30 );
   put( "</g>" );
   if ( slice.mode == WideMode::paired && !slice.secondOfPair() ) {
     const double end = middle + slicePitch;
@@ -201,15 +237,20 @@ void Drawing::drawTable( const TableSet & set ) {
     deepest = std::max( deepest, slice.depth );
   const double full = set.table->freeSlices() == slices.size() ? tallestUnused : tallest;
   for ( size_t begin = 0; begin < slices.size(); begin += slicesInLine ) {
-    const double top = y_ + headHeight + 10;
+    const size_t end = std::min( slices.size(), begin + slicesInLine );
+    bool wide = false;
+    for ( size_t i = begin; i < end; ++i )
+      wide = wide || slices[ i ].mode != WideMode::single;
+    const double top = y_ + headHeight + ( wide ? markHeight : 0 );
     double lowest = 0;
-    for ( size_t i = begin; i < std::min( slices.size(), begin + slicesInLine ); ++i ) {
-      const double height = std::max( shortest, full * slices[ i ].depth / deepest );
-      drawSlice( slices[ i ], margin + slicePitch * static_cast< double >( i - begin ), top,
-                 height );
+    for ( size_t i = begin; i < end; ++i ) {
+      const double height = std::max(
+          shortest, full * std::sqrt( static_cast< double >( slices[ i ].depth ) / deepest ) );
+      drawSlice( slices[ i ], margin + slicePitch * static_cast< double >( i - begin ), top, height,
+                 wide );
       lowest = std::max( lowest, height );
     }
-    y_ = top + lowest + 18;
+    y_ = top + lowest + 30;
   }
   const size_t broadest = std::min( slices.size(), size_t{ slicesInLine } );
   width_ = std::max( width_, 2 * margin + slicePitch * static_cast< double >( broadest ) );
@@ -241,13 +282,8 @@ void Drawing::drawUsers() {
     if ( !user.onChip )
       continue;
     y_ += lineHeight;
-    if ( user.letter ) {
-      const Colour & colour = colourOf( *user.letter );
-      put( R"(<rect x="{:.1f}" y="{:.1f}" width="18" height="14" fill="{}"/>)", margin, y_ - 11,
-           colour.hex );
-      text( margin + 9, y_, colour.dark ? "letter white" : "letter",
-            std::string( 1, *user.letter ) );
-    }
+    if ( user.letter )
+      drawBadge( margin, y_, *user.letter );
     drawUserRow( ends, nameAt, user.name, userCells( user ) );
   }
   y_ += lineHeight + 4;
@@ -262,7 +298,7 @@ void Drawing::drawKey() {
     const char * words;
     double width;
   };
-  const Sample samples[] = { { "#56b4e9", "entries in use", 128 },
+  const Sample samples[] = { { "#6e6e6e", "entries, in their user's colour", 206 },
                              { "url(#asideKey)", "reserved: set aside for its user", 226 },
                              { "url(#open)", "reserved: open to the slice's group", 240 },
                              { "#ffffff", "free", 64 },
@@ -279,7 +315,7 @@ void Drawing::drawKey() {
   width_ = std::max( width_, x + margin );
   y_ += lineHeight;
   line( "small left pale", 5.6,
-        "A slice's rows run from top to bottom; a row holds one entry. 2 rows: double-wide, an "
+        "A slice's rows run from top to bottom; a row holds one entry. double: double-wide, an "
         "entry takes two rows of the chip. pair: an entry takes the same row of both slices." );
   y_ += 40;
 }
@@ -295,7 +331,7 @@ std::string hatch( const std::string & id, const char * ground, const char * str
 
 std::string Drawing::patterns() const {
   std::string text =
-      hatch( "open", "#f4f4f4", "#d0d0d0", 6, 2 ) + hatch( "asideKey", "#ffffff", "#56b4e9", 6, 6 );
+      hatch( "open", "#f4f4f4", "#d0d0d0", 6, 2 ) + hatch( "asideKey", "#ffffff", "#6e6e6e", 6, 6 );
   for ( U32 user = 0; user < map_.users.size(); ++user )
     if ( const std::optional< char > letter = map_.users[ user ].letter )
       text += hatch( fmt::format( "aside{}", user ), "#ffffff", colourOf( *letter ).hex, 6, 6 );

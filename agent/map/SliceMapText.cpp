@@ -118,17 +118,17 @@ void paintBar( Painter & out, const SliceMap & map, const Slice & slice ) {
 const char * wideMark( const Slice & slice ) {
   if ( slice.mode == WideMode::paired )
     return slice.secondOfPair() ? " /" : " \\";
-  return slice.mode == WideMode::doubleWide ? "x2" : "  ";
+  return slice.mode == WideMode::doubleWide ? " x2" : "";
 }
 
 void paintSlice( Painter & out, const SliceMap & map, const Slice & slice, U32 last ) {
   const std::string number =
       slice.number == last ? std::to_string( last ) : fmt::format( "{}-{}", slice.number, last );
-  out.plain( fmt::format( "  {:>5} {:>6}  {:>4}{} {:>5} ", number, countText( slice.rows ),
+  out.plain( fmt::format( "  {:>5} {:>6}  {:>4}{:<3} {:>5} ", number, countText( slice.rows ),
                           slice.rowBits(), wideMark( slice ),
                           slice.group ? std::to_string( *slice.group ) : "free" ) );
   paintBar( out, map, slice );
-  out.plain( slice.group ? fmt::format( " {:>6}\n", countText( slice.entries() ) ) : "\n" );
+  out.plain( slice.group ? fmt::format( " {:>7}\n", countText( slice.entries() ) ) : "\n" );
 }
 
 // Whether a free slice needs no line of its own behind another.
@@ -139,7 +139,8 @@ bool likeFree( const Slice & a, const Slice & b ) {
 void paintTable( Painter & out, const SliceMap & map, const TableSet & set ) {
   out.plain( fmt::format( "{}: {}\n  {}\n", stageTitle( set.table->stage ), set.where,
                           totalsText( *set.table ) ) );
-  out.plain( fmt::format( "  slice   rows  bits   group |{:<{}}|   used\n", "row 0", barCells ) );
+  out.plain(
+      fmt::format( "  slice   rows  bits    group |row 0{:>{}}| entries\n", "last", barCells - 5 ) );
   const std::vector< Slice > & slices = set.table->slices;
   for ( size_t i = 0; i < slices.size(); ++i ) {
     const Slice & slice = slices[ i ];
