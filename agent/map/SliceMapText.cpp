@@ -112,7 +112,7 @@ void paintBar( Painter & out, const SliceMap & map, const Slice & slice ) {
   for ( U32 i = 0; i < cells; ++i )
     out.cell( cellOf( map, slice, static_cast< U32 >( U64{ i } * slice.rows / cells ),
                       static_cast< U32 >( U64{ i + 1 } * slice.rows / cells ) ) );
-  out.plain( std::string( barCells - cells, ' ' ) + "|" );
+  out.plain( "|" + std::string( barCells - cells, ' ' ) );
 }
 
 const char * wideMark( const Slice & slice ) {
@@ -139,8 +139,8 @@ bool likeFree( const Slice & a, const Slice & b ) {
 void paintTable( Painter & out, const SliceMap & map, const TableSet & set ) {
   out.plain( fmt::format( "{}: {}\n  {}\n", stageTitle( set.table->stage ), set.where,
                           totalsText( *set.table ) ) );
-  out.plain(
-      fmt::format( "  slice   rows  bits    group |row 0{:>{}}| entries\n", "last", barCells - 5 ) );
+  out.plain( fmt::format( "  slice   rows  bits    group |row 0{:>{}}| entries\n", "last",
+                          barCells - 5 ) );
   const std::vector< Slice > & slices = set.table->slices;
   for ( size_t i = 0; i < slices.size(); ++i ) {
     const Slice & slice = slices[ i ];
@@ -196,8 +196,9 @@ void paintUsers( Painter & out, const SliceMap & map ) {
 }
 
 void paintKey( Painter & out, const SliceMap & map ) {
-  out.plain( fmt::format( "\nA bar is a slice, a cell 1/{} of its rows; a row holds one entry\n",
-                          barCells ) );
+  out.plain( fmt::format(
+      "\nA bar is a slice, a cell 1/{} of its rows, or one row; a row holds one entry\n",
+      barCells ) );
   const auto line = [ & ]( const Cell & cell, const char * text ) {
     out.plain( "  " );
     out.cell( cell );
