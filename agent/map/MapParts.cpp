@@ -111,12 +111,21 @@ std::string useText( const SliceMap & map, const Slice & slice, const Segment & 
   return "unknown to the books";
 }
 
-std::string absentUsers( const SliceMap & map ) {
-  std::string names;
-  for ( const User & user : map.users )
-    if ( !user.onChip )
-      names += ( names.empty() ? "" : ", " ) + user.name;
-  return names;
+std::vector< std::string > absentUsers( const SliceMap & map, size_t columns ) {
+  std::vector< std::string > lines;
+  for ( const User & user : map.users ) {
+    if ( user.onChip )
+      continue;
+    if ( lines.empty() )
+      lines.push_back( "Without slices: " + user.name );
+    else if ( lines.back().size() + 3 + user.name.size() <= columns )
+      lines.back() += ", " + user.name;
+    else {
+      lines.back() += ",";
+      lines.push_back( user.name );
+    }
+  }
+  return lines;
 }
 
 UserCells userCells( const User & user ) {

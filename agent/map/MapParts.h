@@ -19,8 +19,9 @@ std::string stageTitle( SoftAsic::StageKind stage );
 std::string totalsText( const Table & table );
 // What a row is, for a reader: "IPv4 ACL", "set aside for L2 control", "open to group 3", ...
 std::string useText( const SliceMap & map, const Slice & slice, const Segment & segment );
-// Names of the users whose groups have no slices, separated by ", ".
-std::string absentUsers( const SliceMap & map );
+// "Without slices: " and the users whose groups have none, in lines of at most so many characters
+// where names leave room; empty when there are none.
+std::vector< std::string > absentUsers( const SliceMap & map, size_t columns );
 
 // The cells of a user in the table of users.
 struct UserCells {

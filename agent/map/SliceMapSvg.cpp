@@ -32,7 +32,11 @@ constexpr double letterHeight = 14;  // a run of rows as high holds its user's l
 constexpr double badgeWidth = 15;
 constexpr size_t badgesInLine = 3;
 constexpr double lineHeight = 20;
-constexpr double digitWidth = 7.6;  // of a character of 12 px, in wide fonts
+// Widths of characters, for fonts as wide as DejaVu Sans.
+constexpr double smallWidth = 5.6;     // on average, at 10 px
+constexpr double textWidth = 6.8;      // at 12 px
+constexpr double digitWidth = 7.6;     // of a digit or a broad letter at 12 px
+constexpr size_t absentColumns = 140;  // characters
 
 // Text of a file or a user as XML; characters that XML cannot hold become question marks.
 std::string escaped( const std::string & text ) {
@@ -78,6 +82,7 @@ class Drawing {
 
   void drawTitle();
   void drawUsers();
+  void drawAbsentUsers();
   void drawUserRow( const std::vector< double > & ends, double nameAt, const std::string & name,
                     const UserCells & cells );
   void drawKey();
@@ -107,7 +112,7 @@ void Drawing::drawTitle() {
   line( "title", 11, "TCAM slices" );
   if ( !map_.title.empty() ) {
     y_ += 22;
-    line( "text", 6.8, map_.title );
+    line( "text", textWidth, map_.title );
   }
   for ( const std::string & note : map_.notes ) {
     y_ += lineHeight;
@@ -229,9 +234,10 @@ void Drawing::drawTable( const TableSet & set ) {
   put(
       R"(<text x="{:.1f}" y="{:.1f}" class="stage">{}<tspan class="text" dx="10">{}</tspan></text>)",
       margin, y_, escaped( stageTitle( set.table->stage ) ), escaped( set.where ) );
-  width_ = std::max( width_, 2 * margin + 160 + 6.8 * static_cast< double >( set.where.size() ) );
+  width_ =
+      std::max( width_, 2 * margin + 160 + textWidth * static_cast< double >( set.where.size() ) );
   y_ += 18;
-  line( "text pale", 6.8, totalsText( *set.table ) );
+  line( "text pale", textWidth, totalsText( *set.table ) );
   U32 deepest = 1;
   for ( const Slice & slice : slices )
     deepest = std::max( deepest, slice.depth );
@@ -287,9 +293,13 @@ void Drawing::drawUsers() {
     drawUserRow( ends, nameAt, user.name, userCells( user ) );
   }
   y_ += lineHeight + 4;
-  if ( const std::string absent = absentUsers( map_ ); !absent.empty() )
-    line( "small left pale", 5.6, "Without slices: " + absent );
-  y_ += 14;
+}
+
+void Drawing::drawAbsentUsers() {
+  for ( const std::string & names : absentUsers( map_, absentColumns ) ) {
+    line( "small left pale", smallWidth, names );
+    y_ += 14;
+  }
 }
 
 void Drawing::drawKey() {
@@ -314,7 +324,7 @@ void Drawing::drawKey() {
   }
   width_ = std::max( width_, x + margin );
   y_ += lineHeight;
-  line( "small left pale", 5.6,
+  line( "small left pale", smallWidth,
         "A slice's rows run from top to bottom; a row holds one entry. double: double-wide, an "
         "entry takes two rows of the chip. pair: an entry takes the same row of both slices." );
   y_ += 40;
@@ -340,7 +350,10 @@ std::string Drawing::patterns() const {
 
 std::string Drawing::take() {
   drawTitle();
-  drawUsers();
+  if ( std::any_of( map_.users.begin(), map_.users.end(),
+                    []( const User & user ) { return user.onChip; } ) )
+    drawUsers();
+  drawAbsentUsers();
   drawKey();
   for ( const TableSet & set : sets_ )
     drawTable( set );

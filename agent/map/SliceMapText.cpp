@@ -151,23 +151,6 @@ void paintTable( Painter & out, const SliceMap & map, const TableSet & set ) {
   out.plain( "\n" );
 }
 
-// "  INTRO" and words, broken into lines.
-std::string wrapped( const std::string & intro, const std::string & words ) {
-  std::string text;
-  std::string line = "  " + intro;
-  for ( size_t at = 0; at < words.size(); ) {
-    const size_t end = std::min( words.find( ", ", at ), words.size() );
-    const std::string word = words.substr( at, end - at ) + ( end < words.size() ? "," : "" );
-    if ( line.size() + 1 + word.size() > columns ) {
-      text += line + "\n";
-      line = "   ";
-    }
-    line += " " + word;
-    at = end + 2;
-  }
-  return text + line + "\n";
-}
-
 void paintUsers( Painter & out, const SliceMap & map ) {
   Agent::TextTable table(
       { "", "user", ">group", ">share", ">used", ">unused", ">set aside", ">twins" } );
@@ -180,7 +163,8 @@ void paintUsers( Painter & out, const SliceMap & map ) {
                  cells.share, cells.used, cells.unused, cells.setAside, cells.twins } );
     letters.push_back( user.letter );
   }
-  out.plain( "Users\n" );
+  if ( letters.empty() )
+    return;
   const std::string text = table.text();
   size_t at = text.find( '\n', text.find( '\n' ) + 1 ) + 1;  // behind headings and rule
   out.plain( text.substr( 0, at ) );
@@ -191,8 +175,6 @@ void paintUsers( Painter & out, const SliceMap & map ) {
     out.plain( text.substr( at + 3, end - at - 3 ) );
     at = end;
   }
-  if ( const std::string absent = absentUsers( map ); !absent.empty() )
-    out.plain( wrapped( "Without slices:", absent ) );
 }
 
 void paintKey( Painter & out, const SliceMap & map ) {
@@ -232,7 +214,10 @@ std::string textMap( const SliceMap & map, const PictureOptions & options ) {
     out.plain( "\n" );
   for ( const TableSet & set : tableSets( map, options.all ) )
     paintTable( out, map, set );
+  out.plain( "Users\n" );
   paintUsers( out, map );
+  for ( const std::string & line : absentUsers( map, columns - 2 ) )
+    out.plain( "  " + line + "\n" );
   paintKey( out, map );
   return out.take();
 }

@@ -149,7 +149,7 @@ Users
   B  ip6AclTcamGroup      3     64     6      58          0      0
   C  l2                   2      8     0       8          8      0
   Without slices: macAclTcamGroup, mirroringAclTcamGroup1,
-    mirroringAclTcamGroup2, openFlowVxlanUdfTcamGroup
+  mirroringAclTcamGroup2, openFlowVxlanUdfTcamGroup
 
 A bar is a slice, a cell 1/40 of its rows, or one row; a row holds one entry
   A  entries of A in all rows of the cell, a in some of them
