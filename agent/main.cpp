@@ -1,5 +1,5 @@
 // The command morvane-tcam. Exit status: 0 all is well, 1 an access list does not fit or
-// verification found a difference, 2 wrong usage or unreadable input.
+// verification found a difference, 2 wrong usage, unreadable input or an unwritable file.
 #include <fmt/core.h>
 
 #include <CLI/CLI.hpp>

@@ -128,13 +128,27 @@ std::vector< std::string > absentUsers( const SliceMap & map, size_t columns ) {
   return lines;
 }
 
-UserCells userCells( const User & user ) {
-  return { std::to_string( user.group ),
-           user.share ? countText( *user.share ) : "no limit",
-           countText( user.used ),
-           user.share ? countText( *user.share - std::min( *user.share, user.used ) ) : "",
-           countText( user.setAside ),
-           countText( user.twins ) };
+bool hasTwins( const SliceMap & map ) {
+  return std::any_of( map.users.begin(), map.users.end(),
+                      []( const User & user ) { return user.twins != 0; } );
+}
+
+std::vector< std::string > userHeadings( const SliceMap & map ) {
+  std::vector< std::string > headings = { "group", "share", "used", "unused", "set aside" };
+  if ( hasTwins( map ) )
+    headings.emplace_back( "twins" );
+  return headings;
+}
+
+std::vector< std::string > userCells( const SliceMap & map, const User & user ) {
+  std::vector< std::string > cells = {
+      std::to_string( user.group ), user.share ? countText( *user.share ) : "no limit",
+      countText( user.used ),
+      user.share ? countText( *user.share - std::min( *user.share, user.used ) ) : "",
+      countText( user.setAside ) };
+  if ( hasTwins( map ) )
+    cells.push_back( countText( user.twins ) );
+  return cells;
 }
 
 const Colour & colourOf( char letter ) {

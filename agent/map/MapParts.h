@@ -23,16 +23,12 @@ std::string useText( const SliceMap & map, const Slice & slice, const Segment & 
 // where names leave room; empty when there are none.
 std::vector< std::string > absentUsers( const SliceMap & map, size_t columns );
 
-// The cells of a user in the table of users.
-struct UserCells {
-  std::string group;
-  std::string share;  // "no limit" without one
-  std::string used;
-  std::string unused;  // of the share; empty without one
-  std::string setAside;
-  std::string twins;
-};
-UserCells userCells( const User & user );
+// The numbers of the table of users: headings, and the cells of a user; those of twins only where
+// there are some.
+std::vector< std::string > userHeadings( const SliceMap & map );
+std::vector< std::string > userCells( const SliceMap & map, const User & user );
+bool hasTwins( const SliceMap & map );
+inline constexpr const char * twinsText = "twins: second entries of rules, for untagged packets";
 
 // Colours that colour-blind readers can tell apart; the letters tell users apart beyond their
 // number.

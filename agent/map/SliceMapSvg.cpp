@@ -31,6 +31,7 @@ constexpr double thinnest = 2;       // of a run of rows: a single entry shows b
 constexpr double letterHeight = 14;  // a run of rows as high holds its user's letter
 constexpr double badgeWidth = 15;
 constexpr size_t badgesInLine = 3;
+constexpr double columnPitch = 76;  // of the table of users
 constexpr double lineHeight = 20;
 // Widths of characters, for fonts as wide as DejaVu Sans.
 constexpr double smallWidth = 5.6;     // on average, at 10 px
@@ -83,8 +84,8 @@ class Drawing {
   void drawTitle();
   void drawUsers();
   void drawAbsentUsers();
-  void drawUserRow( const std::vector< double > & ends, double nameAt, const std::string & name,
-                    const UserCells & cells );
+  void drawUserRow( double nameAt, double firstEnd, const std::string & name,
+                    const std::vector< std::string > & cells );
   void drawKey();
   void drawTable( const TableSet & set );
   void drawSlice( const Slice & slice, double x, double top, double height, bool marks );
@@ -148,7 +149,7 @@ void Drawing::drawSegment( const Slice & slice, const Segment & segment, double 
                             : fmt::format( ", rows {}-{}: {}", segment.first, segment.end() - 1,
                                            countText( segment.rows ) );
   if ( segment.twins != 0 )
-    what += fmt::format( ", of these {} for untagged packets", countText( segment.twins ) );
+    what += fmt::format( ", of these {} twins", countText( segment.twins ) );
   put(
       R"(<rect x="{:.1f}" y="{:.2f}" width="{:.1f}" height="{:.2f}" fill="{}"><title>{}</title></rect>)",
       x, y, sliceWidth, high, fillOf( segment ), escaped( what ) );
@@ -263,13 +264,11 @@ void Drawing::drawTable( const TableSet & set ) {
   y_ += 34;
 }
 
-void Drawing::drawUserRow( const std::vector< double > & ends, double nameAt,
-                           const std::string & name, const UserCells & cells ) {
+void Drawing::drawUserRow( double nameAt, double firstEnd, const std::string & name,
+                           const std::vector< std::string > & cells ) {
   text( nameAt, y_, "text", name );
-  const std::string * const columns[] = { &cells.group,  &cells.share,    &cells.used,
-                                          &cells.unused, &cells.setAside, &cells.twins };
-  for ( size_t i = 0; i < ends.size(); ++i )
-    text( ends[ i ], y_, "text end", *columns[ i ] );
+  for ( size_t i = 0; i < cells.size(); ++i )
+    text( firstEnd + columnPitch * static_cast< double >( i ), y_, "text end", cells[ i ] );
 }
 
 void Drawing::drawUsers() {
@@ -277,20 +276,20 @@ void Drawing::drawUsers() {
   size_t longest = 10;
   for ( const User & user : map_.users )
     longest = std::max( longest, user.onChip ? user.name.size() : 0 );
-  std::vector< double > ends;
-  for ( U32 i = 0; i < 6; ++i )
-    ends.push_back( nameAt + digitWidth * static_cast< double >( longest ) + 52 + 76 * i );
+  const double firstEnd = nameAt + digitWidth * static_cast< double >( longest ) + 52;
+  const std::vector< std::string > headings = userHeadings( map_ );
   put( R"(<g class="bold">)" );
-  drawUserRow( ends, nameAt, "user", { "group", "share", "used", "unused", "set aside", "twins" } );
+  drawUserRow( nameAt, firstEnd, "user", headings );
   put( "</g>" );
-  put( R"(<path d="M{:.1f} {:.1f}H{:.1f}" class="rule"/>)", margin, y_ + 6, ends.back() );
+  put( R"(<path d="M{:.1f} {:.1f}H{:.1f}" class="rule"/>)", margin, y_ + 6,
+       firstEnd + columnPitch * static_cast< double >( headings.size() - 1 ) );
   for ( const User & user : map_.users ) {
     if ( !user.onChip )
       continue;
     y_ += lineHeight;
     if ( user.letter )
       drawBadge( margin, y_, *user.letter );
-    drawUserRow( ends, nameAt, user.name, userCells( user ) );
+    drawUserRow( nameAt, firstEnd, user.name, userCells( map_, user ) );
   }
   y_ += lineHeight + 4;
 }
@@ -327,6 +326,10 @@ void Drawing::drawKey() {
   line( "small left pale", smallWidth,
         "A slice's rows run from top to bottom; a row holds one entry. double: double-wide, an "
         "entry takes two rows of the chip. pair: an entry takes the same row of both slices." );
+  if ( hasTwins( map_ ) ) {
+    y_ += 14;
+    line( "small left pale", smallWidth, twinsText );
+  }
   y_ += 40;
 }
 

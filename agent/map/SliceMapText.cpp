@@ -152,15 +152,17 @@ void paintTable( Painter & out, const SliceMap & map, const TableSet & set ) {
 }
 
 void paintUsers( Painter & out, const SliceMap & map ) {
-  Agent::TextTable table(
-      { "", "user", ">group", ">share", ">used", ">unused", ">set aside", ">twins" } );
+  std::vector< std::string > headings = { "", "user" };
+  for ( const std::string & heading : userHeadings( map ) )
+    headings.push_back( ">" + heading );
+  Agent::TextTable table( headings );
   std::vector< std::optional< char > > letters;
   for ( const User & user : map.users ) {
     if ( !user.onChip )
       continue;
-    const UserCells cells = userCells( user );
-    table.add( { user.letter ? std::string( 1, *user.letter ) : "", user.name, cells.group,
-                 cells.share, cells.used, cells.unused, cells.setAside, cells.twins } );
+    std::vector< std::string > cells = userCells( map, user );
+    cells.insert( cells.begin(), { user.letter ? std::string( 1, *user.letter ) : "", user.name } );
+    table.add( std::move( cells ) );
     letters.push_back( user.letter );
   }
   if ( letters.empty() )
@@ -200,6 +202,8 @@ void paintKey( Painter & out, const SliceMap & map ) {
   out.plain(
       "  x2 double-wide: an entry takes two rows of the chip\n"
       "  \\ / a pair: an entry takes the same row of both slices\n" );
+  if ( hasTwins( map ) )
+    out.plain( fmt::format( "  {}\n", twinsText ) );
 }
 
 }  // namespace

@@ -143,11 +143,11 @@ IFP, ingress: pipe 1 copy 0
     6-7    100   192     free |                                        |
 
 Users
-     user             group  share  used  unused  set aside  twins
-  -  ---------------  -----  -----  ----  ------  ---------  -----
-  A  <a&l>                1     80    80       0          0      0
-  B  ip6AclTcamGroup      3     64     6      58          0      0
-  C  l2                   2      8     0       8          8      0
+     user             group  share  used  unused  set aside
+  -  ---------------  -----  -----  ----  ------  ---------
+  A  <a&l>                1     80    80       0          0
+  B  ip6AclTcamGroup      3     64     6      58          0
+  C  l2                   2      8     0       8          8
   Without slices: macAclTcamGroup, mirroringAclTcamGroup1,
   mirroringAclTcamGroup2, openFlowVxlanUdfTcamGroup
 
