@@ -33,28 +33,26 @@ std::string numbersText( const char * one, const char * several, const std::set<
              : fmt::format( "{} {}-{}", several, *numbers.begin(), *numbers.rbegin() );
 }
 
-std::string placeText( const Table & table ) {
-  return fmt::format( "pipe {} copy {}", table.pipe, table.copy );
-}
-
 // What `alike`, tables of a stage that has `stageTables`, are in it.
 std::string whereText( const std::vector< const Table * > & alike, size_t stageTables ) {
   if ( stageTables == 1 )
     return "one table for all ports";
-  std::string text;
-  if ( alike.size() == stageTables ) {
-    std::set< U32 > pipes;
-    std::set< U32 > copies;
-    for ( const Table * table : alike ) {
-      pipes.insert( table->pipe );
-      copies.insert( table->copy );
-    }
-    text = numbersText( "pipe", "pipes", pipes ) + ", " + numbersText( "copy", "copies", copies );
-  } else {
+  if ( alike.size() == 1 )
+    return fmt::format( "pipe {} copy {}", alike[ 0 ]->pipe, alike[ 0 ]->copy );
+  if ( alike.size() < stageTables ) {
+    std::string text = "pipe/copy ";
     for ( const Table * table : alike )
-      text += ( text.empty() ? "" : ", " ) + placeText( *table );
+      text += fmt::format( "{}{}/{}", table == alike[ 0 ] ? "" : ", ", table->pipe, table->copy );
+    return text + ": the same";
   }
-  return text + ( alike.size() > 1 ? ": the same" : "" );
+  std::set< U32 > pipes;
+  std::set< U32 > copies;
+  for ( const Table * table : alike ) {
+    pipes.insert( table->pipe );
+    copies.insert( table->copy );
+  }
+  return numbersText( "pipe", "pipes", pipes ) + ", " + numbersText( "copy", "copies", copies ) +
+         ": the same";
 }
 
 }  // namespace

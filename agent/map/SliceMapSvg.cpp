@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <nlohmann/json.hpp>
 #include <set>
 
 #include "agent/map/MapParts.h"
@@ -39,10 +40,14 @@ constexpr double textWidth = 6.8;      // at 12 px
 constexpr double digitWidth = 7.6;     // of a digit or a broad letter at 12 px
 constexpr size_t absentColumns = 140;  // characters
 
-// Text of a file or a user as XML; characters that XML cannot hold become question marks.
+// A text of the user's as XML: what is no UTF-8, as a file's name need not be, becomes the
+// replacement character, and control characters become question marks.
 std::string escaped( const std::string & text ) {
+  using Json = nlohmann::json;
+  const Json valid =
+      Json::parse( Json( text ).dump( -1, ' ', false, Json::error_handler_t::replace ) );
   std::string out;
-  for ( const char c : text ) {
+  for ( const char c : valid.get_ref< const std::string & >() ) {
     switch ( c ) {
       case '&':
         out += "&amp;";

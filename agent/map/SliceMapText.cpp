@@ -87,23 +87,21 @@ Cell cellOf( const SliceMap & map, const Slice & slice, U32 first, U32 end ) {
     if ( from < to )
       rows[ { segment.use, segment.user } ] += to - from;
   }
-  std::map< RowUse, U32 > total;
   std::map< RowUse, std::pair< U32, U32 > > most;  // user and rows
   for ( const auto & [ key, count ] : rows ) {
-    total[ key.first ] += count;
     if ( count > most[ key.first ].second )
       most[ key.first ] = { key.second, count };
   }
-  if ( total.contains( RowUse::unknown ) )
+  if ( most.contains( RowUse::unknown ) )
     return { '?', RowUse::unknown, {} };
-  if ( total.contains( RowUse::used ) ) {
-    const char letter = *map.users[ most[ RowUse::used ].first ].letter;
-    return { total[ RowUse::used ] == end - first ? letter : partly( letter ), RowUse::used,
-             letter };
+  if ( most.contains( RowUse::used ) ) {
+    const auto [ user, count ] = most[ RowUse::used ];
+    const char letter = *map.users[ user ].letter;
+    return { count == end - first ? letter : partly( letter ), RowUse::used, letter };
   }
-  if ( total.contains( RowUse::setAside ) )
+  if ( most.contains( RowUse::setAside ) )
     return { ':', RowUse::setAside, map.users[ most[ RowUse::setAside ].first ].letter };
-  return total.contains( RowUse::open ) ? Cell{ '.', RowUse::open, {} } : Cell{};
+  return most.contains( RowUse::open ) ? Cell{ '.', RowUse::open, {} } : Cell{};
 }
 
 void paintBar( Painter & out, const SliceMap & map, const Slice & slice ) {

@@ -210,7 +210,7 @@ TEST( Map, svgForm ) {
   sw.add( AclKind::ipv6, 5 );
   sw.addForeign();
   Map::SliceMap map = sw.map();
-  map.title = "a \"switch\" & more\x01";
+  map.title = "a \"switch\" & more\x01\xFF";
   map.notes = { "x < y" };
   const std::string svg = Map::svgMap( map, { .all = true } );
   const auto count = [ & ]( const char * pattern ) {
@@ -224,7 +224,8 @@ TEST( Map, svgForm ) {
   EXPECT_EQ( count( "<rect[^>]*><title>" ), segments );
   EXPECT_EQ( count( "<title>unknown to the books, row 8</title>" ), 1 );
   EXPECT_EQ( count( "<title>&lt;a&amp;l&gt;, rows 0-31: 32</title>" ), 4 );
-  EXPECT_THAT( svg, HasSubstr( "TCAM slices of a &quot;switch&quot; &amp; more?<" ) );
+  EXPECT_THAT( Map::svgMap( map, {} ), HasSubstr( ">pipe/copy 0/0, 0/1, 1/1: the same<" ) );
+  EXPECT_THAT( svg, HasSubstr( "TCAM slices of a &quot;switch&quot; &amp; more?\xEF\xBF\xBD<" ) );
   EXPECT_THAT( svg, HasSubstr( ">x &lt; y<" ) );
   EXPECT_THAT( svg, Not( HasSubstr( "href" ) ) );
 
