@@ -328,14 +328,18 @@ void Drawing::drawKey() {
   }
   width_ = std::max( width_, x + margin );
   y_ += lineHeight;
-  line( "small left pale", smallWidth,
-        "A slice's rows run from top to bottom; a row holds one entry. double: double-wide, an "
-        "entry takes two rows of the chip. pair: an entry takes the same row of both slices." );
-  if ( hasTwins( map_ ) ) {
+  std::vector< std::string > words = {
+      "A slice's rows run from top to bottom; a row holds one entry. The height of a slice follows "
+      "the root of its depth.",
+      "double: double-wide, an entry takes two rows of the chip. pair: an entry takes the same row "
+      "of both slices." };
+  if ( hasTwins( map_ ) )
+    words.emplace_back( twinsText );
+  for ( const std::string & sentence : words ) {
+    line( "small left pale", smallWidth, sentence );
     y_ += 14;
-    line( "small left pale", smallWidth, twinsText );
   }
-  y_ += 40;
+  y_ += 26;
 }
 
 // Stripes of `thick` units in squares of `pitch`.
