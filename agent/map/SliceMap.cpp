@@ -12,7 +12,7 @@ using EntryManager = Morvane::MorvaneTcamEntryManager;
 // Whose an entry is, by its number.
 struct Owner {
   U32 user = 0;
-  bool given = false;  // to the user; otherwise it waits for him in the chip
+  bool given = false;  // to the user; otherwise it waits in the chip
 };
 using Owners = std::map< U32, Owner >;
 

@@ -28,7 +28,7 @@ using namespace Kiv::Integers;
 
 enum class RowUse : U8 {
   used,      // an entry that its user was given
-  setAside,  // an entry of a range made in advance: reserved for its user, who did not ask for it
+  setAside,  // an entry of a range made in advance: reserved for a user who did not ask for it
   open,      // no entry, but the slice is a group's: reserved for the users of the group
   free,      // no entry, in a slice that no group has
   unknown,   // an entry that no user's books know
@@ -90,7 +90,7 @@ struct User {
 
 struct SliceMap {
   std::string title;                 // for the reader; empty at first
-  std::vector< std::string > notes;  // what he should know as well, one line each
+  std::vector< std::string > notes;  // what to know as well, one line each
   std::vector< User > users;         // in the order of the platform's reservations
   std::vector< Table > tables;       // by stage, pipe, copy
 };
