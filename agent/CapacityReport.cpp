@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "agent/TextTable.h"
+#include "agent/text/TextTable.h"
 
 namespace Agent {
 

@@ -30,7 +30,7 @@ class RunJob {
         feature_( session_.groupManager(), SwitchSession::unit, input.platform, input.ports ) {}
 
   RunReport run();
-  void lend( const std::function< void( SwitchSession & ) > & use );
+  RunReport lend( const std::function< void( SwitchSession & ) > & use );
 
  private:
   void program();
@@ -40,6 +40,7 @@ class RunJob {
   void readAlarms();
   StageCapacity stageCapacity( const Morvane::TcamCapacityKey & key,
                                const Morvane::TcamCapacityRow & row );
+  void reportAcls();
   AclReport reportAcl( U32 index );
   RuleUse reportRule( const RuleIndex & index );
   void classify();
@@ -70,8 +71,7 @@ RunReport RunJob::run() {
     clearCounters( session_.groupManager(), SwitchSession::unit, request );
     report_.cleared.push_back( request.text );
   }
-  for ( U32 acl = 0; acl < input_.acls.size(); ++acl )
-    report_.acls.push_back( reportAcl( acl ) );
+  reportAcls();
   readGroups();
   report_.usage = usageText( session_.groupManager(), report_.platform, report_.unit, input_.show );
   readCapacity();
@@ -85,9 +85,11 @@ RunReport RunJob::run() {
   return std::move( report_ );
 }
 
-void RunJob::lend( const std::function< void( SwitchSession & ) > & use ) {
+RunReport RunJob::lend( const std::function< void( SwitchSession & ) > & use ) {
   program();
+  reportAcls();
   use( session_ );
+  return std::move( report_ );
 }
 
 void RunJob::program() {
@@ -142,6 +144,11 @@ void RunJob::readAlarms() {
 }
 
 // --- Results ---------------------------------------------------------------------------------
+
+void RunJob::reportAcls() {
+  for ( U32 acl = 0; acl < input_.acls.size(); ++acl )
+    report_.acls.push_back( reportAcl( acl ) );
+}
 
 AclReport RunJob::reportAcl( U32 index ) {
   const Acl & acl = input_.acls[ index ];
@@ -283,9 +290,9 @@ RunReport run( const RunInput & input ) {
   return RunJob( input ).run();
 }
 
-void withProgrammedSwitch( const RunInput & input,
-                           const std::function< void( SwitchSession & ) > & use ) {
-  RunJob( input ).lend( use );
+RunReport withProgrammedSwitch( const RunInput & input,
+                                const std::function< void( SwitchSession & ) > & use ) {
+  return RunJob( input ).lend( use );
 }
 
 }  // namespace Agent

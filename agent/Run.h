@@ -81,8 +81,9 @@ void applyPolice( const std::vector< std::string > & police, std::vector< Acl > 
 RunReport run( const RunInput & input );
 
 // Programs the access lists on a switch of its own, sends no packets, and lends the switch to
-// `use`. Called with the activity lock held.
-void withProgrammedSwitch( const RunInput & input,
-                           const std::function< void( SwitchSession & ) > & use );
+// `use`; the switch ends with the call. Reports what became of the lists and of the implicit deny,
+// and nothing else. Called with the activity lock held.
+RunReport withProgrammedSwitch( const RunInput & input,
+                                const std::function< void( SwitchSession & ) > & use );
 
 }  // namespace Agent

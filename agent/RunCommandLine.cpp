@@ -24,27 +24,13 @@ void addRuleOptions( CLI::App & app, RunOptions & run ) {
       ->type_name( "RULE:RATE[:BURST]" )
       ->take_all()
       ->allow_extra_args( false );
+  app.add_option_function< std::string >(
+         "--default", [ &run ]( const std::string & fate ) { run.denyByDefault = fate == "deny"; },
+         "Fate of packets that no rule matches: permit or deny" )
+      ->check( CLI::IsMember( { "permit", "deny" } ) );
 }
 
-}  // namespace
-
-void addRunOptions( CLI::App & app, RunOptions & run, OutputOptions & output ) {
-  app.add_option( "--platform", run.platform, "Built-in platform, or a platform file (JSON)" )
-      ->capture_default_str();
-  app.add_option( "--acl", run.acls,
-                  "Access list, FILE or NAME=FILE; repeatable, earlier ones win; without it the "
-                  "built-in example" )
-      ->take_all()
-      ->allow_extra_args( false );
-  app.add_option_function< std::string >(
-         "--format",
-         [ &run ]( const std::string & name ) {
-           run.format = name == "auto"    ? AclFormat::detect
-                        : name == "rules" ? AclFormat::rules
-                                          : AclFormat::classBench;
-         },
-         "Format of the access lists: ClassBench, or a rules file (JSON)" )
-      ->check( CLI::IsMember( { "auto", "classbench", "rules" } ) );
+void addPacketOptions( CLI::App & app, RunOptions & run ) {
   app.add_option( "--packets", run.packets,
                   "Capture (pcap, pcapng) of Ethernet, whose times are kept, or trace, `sip dip "
                   "sport dport proto ...` in decimal, one packet a line" )
@@ -61,25 +47,6 @@ void addRunOptions( CLI::App & app, RunOptions & run, OutputOptions & output ) {
       ->check( CLI::Range( 1U, packetRateMax ) );
   app.add_option( "--ingress-port", run.ingressPort, "Port at which packets enter" )
       ->type_name( "N" );
-  app.add_option_function< std::string >(
-         "--default", [ &run ]( const std::string & fate ) { run.denyByDefault = fate == "deny"; },
-         "Fate of packets that no rule matches: permit or deny" )
-      ->check( CLI::IsMember( { "permit", "deny" } ) );
-  addRuleOptions( app, run );
-  app.add_option_function< std::string >(
-         "--show",
-         [ &run, &output ]( const std::string & form ) {
-           run.show = form;
-           output.detail = form == "detail";
-         },
-         "The library's report of TCAM use as well: summary; detail, with entries (and all rules "
-         "instead of the ten busiest); raw, the slices; banks; capacity; entry:ID; group-dump:ID; "
-         "entry-dump:ID" )
-      ->type_name( "VIEW" );
-  app.add_flag( "--verify", run.verify,
-                "Compare every packet with a walk over the rules on every pipe and copy, and audit "
-                "the books" );
-  app.add_flag( "--json", output.json, "Write one JSON object instead of tables" );
 }
 
 void addReportOptions( CLI::App & app, RunOptions & run ) {
@@ -97,6 +64,48 @@ void addReportOptions( CLI::App & app, RunOptions & run ) {
       ->type_name( "[UNIT/]STAGE:UPPER[:CLEAR]" )
       ->take_all()
       ->allow_extra_args( false );
+}
+
+}  // namespace
+
+void addAclOptions( CLI::App & app, RunOptions & run ) {
+  app.add_option( "--platform", run.platform, "Built-in platform, or a platform file (JSON)" )
+      ->capture_default_str();
+  app.add_option( "--acl", run.acls,
+                  "Access list, FILE or NAME=FILE; repeatable, earlier ones win; without it the "
+                  "built-in example" )
+      ->take_all()
+      ->allow_extra_args( false );
+  app.add_option_function< std::string >(
+         "--format",
+         [ &run ]( const std::string & name ) {
+           run.format = name == "auto"    ? AclFormat::detect
+                        : name == "rules" ? AclFormat::rules
+                                          : AclFormat::classBench;
+         },
+         "Format of the access lists: ClassBench, or a rules file (JSON)" )
+      ->check( CLI::IsMember( { "auto", "classbench", "rules" } ) );
+  addRuleOptions( app, run );
+}
+
+void addRunOptions( CLI::App & app, RunOptions & run, OutputOptions & output ) {
+  addAclOptions( app, run );
+  addPacketOptions( app, run );
+  app.add_option_function< std::string >(
+         "--show",
+         [ &run, &output ]( const std::string & form ) {
+           run.show = form;
+           output.detail = form == "detail";
+         },
+         "The library's report of TCAM use as well: summary; detail, with entries (and all rules "
+         "instead of the ten busiest); raw, the slices; banks; capacity; entry:ID; group-dump:ID; "
+         "entry-dump:ID" )
+      ->type_name( "VIEW" );
+  app.add_flag( "--verify", run.verify,
+                "Compare every packet with a walk over the rules on every pipe and copy, and audit "
+                "the books" );
+  app.add_flag( "--json", output.json, "Write one JSON object instead of tables" );
+  addReportOptions( app, run );
 }
 
 }  // namespace Agent

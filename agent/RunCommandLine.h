@@ -13,9 +13,9 @@ struct OutputOptions {
   bool detail = false;
 };
 
-// Options of every job: what is programmed, on what, which packets come, how the report looks.
+// What is programmed, and on which switch.
+void addAclOptions( CLI::App & app, RunOptions & run );
+// That, which packets come, what is watched and cleared, and how the report looks.
 void addRunOptions( CLI::App & app, RunOptions & run, OutputOptions & output );
-// Options of the run alone: what is done with counters and capacity.
-void addReportOptions( CLI::App & app, RunOptions & run );
 
 }  // namespace Agent

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "agent/RunReport.h"
-#include "agent/TextTable.h"
+#include "agent/text/TextTable.h"
 
 namespace Agent {
 
@@ -21,9 +21,7 @@ struct RuleRow {
 std::string fitText( const AclReport & acl ) {
   if ( !acl.shortage )
     return "yes";
-  return fmt::format( "no: {} ran out at rule {} (line {}); rolled back",
-                      resourceName( acl.shortage->resource ), acl.shortage->rule,
-                      acl.rules[ acl.shortage->rule ].line );
+  return "no: " + shortageText( acl );
 }
 
 std::string aclText( const RunReport & report ) {
@@ -215,6 +213,12 @@ std::string verificationText( const RunReport & report ) {
 }
 
 }  // namespace
+
+std::string shortageText( const AclReport & acl ) {
+  return fmt::format( "{} ran out at rule {} (line {}); rolled back",
+                      resourceName( acl.shortage->resource ), acl.shortage->rule,
+                      acl.rules[ acl.shortage->rule ].line );
+}
 
 std::string textReport( const RunReport & report, bool detail ) {
   std::string text = fmt::format( "Platform {}: {}\n\n", report.platform, report.description );

@@ -1,5 +1,5 @@
 // The command morvane-tcam. Exit status: 0 all is well, 1 an access list does not fit or
-// verification found a difference, 2 wrong usage or unreadable input.
+// verification found a difference, 2 wrong usage, unreadable input or an unwritable file.
 #include <fmt/core.h>
 
 #include <CLI/CLI.hpp>
@@ -7,13 +7,14 @@
 #include <cstdio>
 
 #include "agent/Inspect.h"
+#include "agent/MapCommand.h"
+#include "agent/OutputFile.h"
+#include "agent/PlatformList.h"
 #include "agent/Run.h"
 #include "agent/RunCommandLine.h"
 #include "agent/SwitchSession.h"
-#include "agent/TextTable.h"
 #include "kiv/Lock.h"
 #include "platform/InputError.h"
-#include "platform/PlatformLoader.h"
 
 namespace {
 
@@ -43,6 +44,7 @@ void addInspectOptions( CLI::App & app, Agent::InspectOptions & inspect ) {
       ->type_name( "PATH=VALUE" )
       ->take_all()
       ->allow_extra_args( false );
+  app.add_flag( "--json", inspect.json, "Write JSON instead of text" );
 }
 
 int inspectCommand( const Agent::RunOptions & options, const Agent::InspectOptions & inspect ) {
@@ -52,31 +54,6 @@ int inspectCommand( const Agent::RunOptions & options, const Agent::InspectOptio
     shown = Agent::inspect( "groupManager", &session.groupManager(), inspect );
   } );
   fmt::print( "{}", shown );
-  return exitWell;
-}
-
-U32 ingressRows( const SoftAsic::ChipProfile & chip ) {
-  U32 rows = 0;
-  for ( const SoftAsic::StageProfile & stage : chip.stages ) {
-    for ( const SoftAsic::SliceProfile & slices : stage.slices )
-      rows += stage.kind == SoftAsic::StageKind::ifp ? slices.count * slices.depth : 0;
-  }
-  return rows;
-}
-
-int platformsCommand() {
-  Agent::TextTable table( { "platform", ">pipes", ">copies", ">ports", ">ingress rows a copy",
-                            ">IPv4 ACL entries", "description" } );
-  for ( const std::string & name : Platform::builtInPlatforms() ) {
-    const Platform::PlatformData data = Platform::loadPlatform( name );
-    U32 aclEntries = 0;
-    for ( const Platform::ReservationData & user : data.reservations )
-      aclEntries += user.assignment == Morvane::ipAclTcamGroup ? user.size : 0;
-    table.add( { name, std::to_string( data.chip.pipes ), data.chip.secondCopy ? "2" : "1",
-                 std::to_string( data.chip.ports() ), Agent::countText( ingressRows( data.chip ) ),
-                 Agent::countText( aclEntries ), data.description } );
-  }
-  fmt::print( "{}", table.text() );
   return exitWell;
 }
 
@@ -96,12 +73,16 @@ int command( int argc, char ** argv ) {
   app.require_subcommand( 0, 1 );
   CLI::App * run = app.add_subcommand( "run", "Program access lists and classify packets" );
   Agent::addRunOptions( *run, runOptions, output );
-  Agent::addReportOptions( *run, runOptions );
   Agent::InspectOptions inspectOptions;
   CLI::App * inspect = app.add_subcommand(
       "inspect", "Program access lists and show, or set, the library's state by name" );
-  Agent::addRunOptions( *inspect, runOptions, output );
+  Agent::addAclOptions( *inspect, runOptions );
   addInspectOptions( *inspect, inspectOptions );
+  Agent::MapOptions mapOptions;
+  CLI::App * map =
+      app.add_subcommand( "map", "Program access lists and draw who has which rows of the TCAM" );
+  Agent::addAclOptions( *map, runOptions );
+  Agent::addMapOptions( *map, mapOptions );
   CLI::App * platforms = app.add_subcommand( "platforms", "List the built-in platforms" );
   try {
     app.parse( argc, argv );
@@ -110,11 +91,15 @@ int command( int argc, char ** argv ) {
   } catch ( const CLI::ParseError & error ) {
     return fail( fmt::format( "morvane-tcam: {}", error.what() ) );
   }
-  if ( inspect->parsed() ) {
-    inspectOptions.json = output.json;
+  if ( inspect->parsed() )
     return inspectCommand( runOptions, inspectOptions );
+  if ( map->parsed() )
+    return mapCommand( runOptions, mapOptions ) ? exitWell : exitDifference;
+  if ( platforms->parsed() ) {
+    fmt::print( "{}", Agent::platformsText() );
+    return exitWell;
   }
-  return platforms->parsed() ? platformsCommand() : runCommand( runOptions, output );
+  return runCommand( runOptions, output );
 }
 
 }  // namespace
@@ -125,6 +110,8 @@ int main( int argc, char ** argv ) {
   try {
     return command( argc, argv );
   } catch ( const Platform::InputError & error ) {
+    return fail( error.what() );
+  } catch ( const Agent::OutputError & error ) {
     return fail( error.what() );
   } catch ( const Agent::UsageError & error ) {
     return fail( fmt::format( "morvane-tcam: {}", error.what() ) );

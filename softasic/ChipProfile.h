@@ -26,6 +26,9 @@ using namespace Kiv::Integers;
 enum class StageKind : U8 { vfp, ifp, efp };  // in the order in which a packet passes them
 inline constexpr U32 stageKinds = 3;
 
+// How an entry's key is laid across a slice.
+enum class WideMode : U8 { single, doubleWide, paired };
+
 // "VFP", "IFP" or "EFP".
 const char * stageName( StageKind kind );
 

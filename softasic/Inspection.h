@@ -136,6 +136,22 @@ struct TableView {
   U64 moves = 0;  // rows moved since the unit was reset: by inserts, priorities and compression
 };
 
+// One slice of a stage instance, and what stands in its rows. A row holds one entry: of a
+// double-wide slice it is two of the chip's, of a pair the same row of both slices.
+struct SliceView {
+  StageKind stage = StageKind::ifp;
+  U32 pipe = 0;
+  U32 copy = 0;
+  U32 number = 0;
+  U32 depth = 0;    // rows in single mode
+  U32 keyBits = 0;  // width of a row in single mode
+  bool large = false;
+  std::optional< U32 > group = {};    // that owns it, with its instance bits; absent: free
+  WideMode mode = WideMode::single;   // in which that group uses it
+  U32 rows = 0;                       // in that mode
+  std::map< U32, U32 > entries = {};  // entry ids by row; the slices of a pair show the same
+};
+
 struct ControlsView {
   std::map< int, U32 > controls;                        // by bcm_field_control_t
   std::map< std::pair< U32, int >, int > portControls;  // by port and bcm_port_control_t

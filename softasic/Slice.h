@@ -19,9 +19,6 @@
 
 namespace SoftAsic {
 
-// How an entry's key is laid across a slice.
-enum class WideMode : U8 { single, doubleWide, paired };
-
 class Slice {
  public:
   Slice( U32 number, const SliceProfile & profile )
@@ -52,6 +49,7 @@ class Slice {
   bool empty() const { return used_ == 0; }
   U32 span() const { return span_; }
   Entry * at( U32 position ) const { return rows_[ row( position ) ]; }  // null: free row
+  Entry * inRow( U32 row ) const { return rows_[ row ]; }                // null: free row
   Entry * first() const { return at( 0 ); }                              // of a slice not empty
   Entry * last() const { return at( span_ - 1 ); }
   U32 position( const Entry & entry ) const { return ( entry.row + rows() - start_ ) % rows(); }

@@ -147,6 +147,11 @@ std::vector< TableView > SoftAsic::tables( U32 unit ) const {
   return at( unit ).tableViews();
 }
 
+std::vector< SliceView > SoftAsic::slices( U32 unit ) const {
+  const Guard guard( *this );
+  return at( unit ).sliceViews();
+}
+
 ControlsView SoftAsic::controls( U32 unit ) const {
   const Guard guard( *this );
   return at( unit ).controlsView();

@@ -79,6 +79,7 @@ class SoftAsic : public Shim::SdkShim {
   std::vector< PolicerView > policers( U32 unit ) const;              // by id
   std::vector< DataQualifierView > dataQualifiers( U32 unit ) const;  // by id
   std::vector< TableView > tables( U32 unit ) const;                  // by stage, pipe, copy
+  std::vector< SliceView > slices( U32 unit ) const;                  // likewise, and by number
   ControlsView controls( U32 unit ) const;
   kelmor_tcam_capacity_info_t capacity( U32 unit ) const;  // what the SDK tells
 

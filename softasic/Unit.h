@@ -51,6 +51,7 @@ class Unit {
   std::vector< DataQualifierView > dataQualifierViews() const { return data_.views(); }
   std::vector< TableView > tableViews() const;
   kelmor_tcam_capacity_info_t capacityView() const;
+  std::vector< SliceView > sliceViews() const;
   const ControlsView & controlsView() const { return controls_.view(); }
 
 #define SDK_OP( name, params, args ) int name params;

@@ -61,6 +61,42 @@ GroupView viewOf( const Group & group ) {
   return view;
 }
 
+SliceView viewOf( const StageTable & table, const Slice & slice ) {
+  SliceView view;
+  view.stage = table.kind;
+  view.pipe = table.pipe;
+  view.copy = table.copy;
+  view.number = slice.number();
+  view.depth = slice.depth();
+  view.keyBits = slice.keyBits();
+  view.large = slice.large();
+  view.rows = slice.capacity( view.mode );
+  return view;
+}
+
+// What a group makes of a slice that holds its entries, or their second halves.
+void addOwner( SliceView & view, const Group & group, const Slice & held ) {
+  view.group = group.id();
+  view.mode = group.rows().demand().mode;
+  view.rows = held.rows();
+  for ( U32 row = 0; row < held.rows(); ++row )
+    if ( const Entry * entry = held.inRow( row ) )
+      view.entries.emplace( row, entry->id );
+}
+
+std::vector< SliceView > slicesOf( const StageTable & table ) {
+  std::vector< SliceView > views;
+  for ( const Slice & slice : table.pool.slices() )
+    views.push_back( viewOf( table, slice ) );
+  for ( const Group * group : table.groups )
+    for ( const Slice * slice : group->rows().slices() ) {
+      addOwner( views[ slice->number() ], *group, *slice );
+      if ( group->rows().demand().mode == WideMode::paired )
+        addOwner( views[ slice->number() + 1 ], *group, *slice );
+    }
+  return views;
+}
+
 // The views by their ids, each with its entries by theirs.
 template < class View >
 std::vector< View > sorted( std::map< U32, View > & views ) {
@@ -153,6 +189,15 @@ std::vector< TableView > Unit::tableViews() const {
     view.freeStatistics = table.freeStats;
     view.moves = table.moves;
     views.push_back( view );
+  } );
+  return views;
+}
+
+std::vector< SliceView > Unit::sliceViews() const {
+  std::vector< SliceView > views;
+  tables_.forEach( [ & ]( const StageTable & table ) {
+    for ( SliceView & view : slicesOf( table ) )
+      views.push_back( std::move( view ) );
   } );
   return views;
 }

@@ -1,6 +1,8 @@
 // The command itself: exit status and what goes where.
 #include <gmock/gmock.h>
+#include <pty.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -150,4 +152,65 @@ TEST_F( Command, unusableInputIsOneLineAndStatus2 ) {
     EXPECT_EQ( outcome.out, "" ) << c.arguments;
     EXPECT_THAT( outcome.error, MatchesRegex( c.error ) ) << c.arguments;
   }
+}
+
+TEST_F( Command, mapsSlices ) {
+  const Outcome plain = run( "map --platform small" );
+  EXPECT_EQ( plain.status, 0 );
+  EXPECT_THAT( plain.out, HasSubstr( "IPv4 ACL" ) );
+  EXPECT_EQ( plain.out.find( '\033' ), std::string::npos );
+  EXPECT_NE( run( "map --platform small --color always" ).out.find( '\033' ), std::string::npos );
+  const auto slices = nlohmann::json::parse( run( "map --platform small --json" ).out );
+  EXPECT_EQ( slices[ "tables" ].size(), 3U );
+
+  // What does not fit is said; the rest is drawn, into a file that is replaced whole.
+  std::string rules;
+  for ( int i = 0; i < 9000; ++i )
+    rules += "@10.0." + std::to_string( i / 256 ) + "." + std::to_string( i % 256 ) +
+             "/32\t0.0.0.0/0\t0 : 65535\t0 : 65535\t0x00/0x00\n";
+  const std::string svg = write( "map.svg", std::string( 100'000, 'x' ) );
+  const Outcome unfit =
+      run( "map --platform small --acl " + write( "big.acl", rules ) + " --svg " + svg );
+  EXPECT_EQ( unfit.status, 1 );
+  EXPECT_THAT( unfit.error,
+               MatchesRegex( "big does not fit: .* ran out at rule .*rolled back\n" ) );
+  EXPECT_EQ( unfit.out, "" );
+  EXPECT_THAT( read( "map.svg" ), testing::StartsWith( "<?xml" ) );
+  EXPECT_THAT( read( "map.svg" ), testing::EndsWith( "</svg>\n" ) );
+  EXPECT_THAT( read( "map.svg" ), HasSubstr( "big does not fit" ) );
+
+  const std::vector< std::string > unwritable = { folder_ + "/none/map.svg", folder_, "/dev/full" };
+  for ( const std::string & file : unwritable ) {
+    const Outcome refused = run( "map --platform small --svg " + file );
+    EXPECT_EQ( refused.status, 2 );
+    EXPECT_THAT( refused.error, MatchesRegex( file + ": cannot be written: [^\n]*\n" ) );
+  }
+  for ( const auto & left : std::filesystem::directory_iterator( folder_ ) )
+    EXPECT_NE( left.path().extension(), ".tmp" );
+}
+
+TEST_F( Command, mapIsColouredOnTerminalsThatWantIt ) {
+  const auto coloured = []( const char * setting ) {
+    int terminal = -1;
+    const pid_t child = forkpty( &terminal, nullptr, nullptr, nullptr );
+    if ( child == 0 ) {
+      setenv( "TERM", "xterm", 1 );
+      unsetenv( "NO_COLOR" );
+      putenv( const_cast< char * >( setting ) );
+      execl( MORVANE_TCAM, MORVANE_TCAM, "map", "--platform", "small", nullptr );
+      _exit( 127 );
+    }
+    std::string text;
+    char piece[ 4096 ];
+    for ( ssize_t size = 0; ( size = ::read( terminal, piece, sizeof piece ) ) > 0; )
+      text.append( piece, static_cast< size_t >( size ) );
+    close( terminal );
+    int status = -1;
+    waitpid( child, &status, 0 );
+    EXPECT_EQ( status, 0 );
+    return text.find( '\033' ) != std::string::npos;
+  };
+  EXPECT_TRUE( coloured( "NO_COLOR=" ) );
+  EXPECT_FALSE( coloured( "NO_COLOR=1" ) );
+  EXPECT_FALSE( coloured( "TERM=dumb" ) );
 }

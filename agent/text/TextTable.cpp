@@ -1,4 +1,4 @@
-#include "agent/TextTable.h"
+#include "agent/text/TextTable.h"
 
 #include <fmt/core.h>
 

@@ -1,0 +1,80 @@
+#include "agent/MapCommand.h"
+
+#include <fmt/core.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdlib>
+
+#include "agent/OutputFile.h"
+#include "agent/SwitchSession.h"
+#include "agent/map/SliceMap.h"
+
+namespace Agent {
+
+namespace {
+
+// Whether colours are welcome on standard output. NO_COLOR counts when it is set and not empty.
+bool colourIsWelcome( ColourUse use ) {
+  const auto variable = []( const char * name ) {
+    const char * value = std::getenv( name );
+    return std::string( value == nullptr ? "" : value );
+  };
+  if ( use != ColourUse::automatic )
+    return use == ColourUse::always;
+  const std::string terminal = variable( "TERM" );
+  return ::isatty( STDOUT_FILENO ) == 1 && variable( "NO_COLOR" ).empty() && !terminal.empty() &&
+         terminal != "dumb";
+}
+
+std::vector< std::string > unfitLists( const RunReport & report ) {
+  std::vector< std::string > lines;
+  for ( const AclReport & acl : report.acls )
+    if ( acl.shortage )
+      lines.push_back( fmt::format( "{} does not fit: {}", acl.name, shortageText( acl ) ) );
+  if ( report.denyShortage )
+    lines.push_back( fmt::format( "implicit deny does not fit: {} ran out",
+                                  resourceName( *report.denyShortage ) ) );
+  return lines;
+}
+
+}  // namespace
+
+void addMapOptions( CLI::App & app, MapOptions & map ) {
+  app.add_option( "--svg", map.svg, "Writes the picture to a file of its own instead" )
+      ->type_name( "FILE" );
+  app.add_flag( "--json", map.json, "Write one JSON object instead of the picture" );
+  app.add_flag( "--all", map.all, "Draw also pipes and copies that look like one drawn before" );
+  app.add_option_function< std::string >(
+         "--color",
+         [ &map ]( const std::string & use ) {
+           map.colour = use == "always"  ? ColourUse::always
+                        : use == "never" ? ColourUse::never
+                                         : ColourUse::automatic;
+         },
+         "Colours of the text; auto: on a terminal, unless NO_COLOR is set" )
+      ->check( CLI::IsMember( { "auto", "always", "never" } ) );
+}
+
+bool mapCommand( const RunOptions & options, const MapOptions & map ) {
+  const RunInput input = readInput( options );
+  Map::SliceMap slices;
+  const RunReport report = withProgrammedSwitch( input, [ & ]( SwitchSession & session ) {
+    slices = Map::sliceMap( session.groupManager(), session.chip(), SwitchSession::unit );
+  } );
+  slices.title = fmt::format( "{}: {}", input.platform.name, input.platform.description );
+  slices.notes = unfitLists( report );
+  const Map::PictureOptions picture = { map.all, colourIsWelcome( map.colour ) };
+  if ( !map.svg.empty() ) {
+    writeFile( map.svg, Map::svgMap( slices, picture ) );
+    for ( const std::string & line : slices.notes )
+      fmt::print( stderr, "{}\n", line );
+  }
+  if ( map.json )
+    fmt::print( "{}", Map::jsonMap( slices ) );
+  else if ( map.svg.empty() )
+    fmt::print( "{}", Map::textMap( slices, picture ) );
+  return slices.notes.empty();
+}
+
+}  // namespace Agent

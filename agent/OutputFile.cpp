@@ -1,0 +1,65 @@
+#include "agent/OutputFile.h"
+
+#include <fcntl.h>
+#include <fmt/core.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <system_error>
+
+namespace Agent {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+[[noreturn]] void fail( const std::string & file, int error ) {
+  throw OutputError( fmt::format( "{}: cannot be written: {}", file, std::strerror( error ) ) );
+}
+
+// 0, or the errno of what went wrong.
+int writeAll( const std::string & path, int flags, const std::string & text ) {
+  const int fd = ::open( path.c_str(), O_WRONLY | O_CLOEXEC | flags, 0666 );
+  if ( fd < 0 )
+    return errno;
+  int error = 0;
+  for ( size_t done = 0; done < text.size() && error == 0; ) {
+    const ssize_t size = ::write( fd, text.data() + done, text.size() - done );
+    if ( size >= 0 )
+      done += static_cast< size_t >( size );
+    else if ( errno != EINTR )
+      error = errno;
+  }
+  return ::close( fd ) != 0 && error == 0 ? errno : error;
+}
+
+}  // namespace
+
+void writeFile( const std::string & file, const std::string & text ) {
+  std::error_code ignored;
+  const fs::file_status there = fs::status( file, ignored );
+  if ( fs::exists( there ) && !fs::is_regular_file( there ) ) {
+    if ( const int error = writeAll( file, 0, text ) )
+      fail( file, error );
+    return;
+  }
+  // Through a link the file that it points to is replaced, not the link.
+  const fs::path target = fs::exists( there ) ? fs::canonical( file, ignored ) : fs::path( file );
+  const std::string beside = fmt::format( "{}.{}.tmp", target.string(), ::getpid() );
+  if ( fs::exists( there ) && ::access( file.c_str(), W_OK ) != 0 )
+    fail( file, errno );
+  std::error_code error( writeAll( beside, O_CREAT | O_EXCL, text ), std::generic_category() );
+  if ( !error && fs::exists( there ) )
+    fs::permissions( beside, there.permissions(), error );
+  if ( !error )
+    fs::rename( beside, target, error );
+  if ( error ) {
+    if ( error.value() != EEXIST )
+      fs::remove( beside, ignored );
+    fail( file, error.value() );
+  }
+}
+
+}  // namespace Agent
