@@ -15,7 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-[[noreturn]] void fail( const std::string & file, int error ) {
+[[noreturn]] void failFile( const std::string & file, int error ) {
   throw OutputError( fmt::format( "{}: cannot be written: {}", file, std::strerror( error ) ) );
 }
 
@@ -42,14 +42,14 @@ void writeFile( const std::string & file, const std::string & text ) {
   const fs::file_status there = fs::status( file, ignored );
   if ( fs::exists( there ) && !fs::is_regular_file( there ) ) {
     if ( const int error = writeAll( file, 0, text ) )
-      fail( file, error );
+      failFile( file, error );
     return;
   }
   // Through a link the file that it points to is replaced, not the link.
   const fs::path target = fs::exists( there ) ? fs::canonical( file, ignored ) : fs::path( file );
   const std::string beside = fmt::format( "{}.{}.tmp", target.string(), ::getpid() );
   if ( fs::exists( there ) && ::access( file.c_str(), W_OK ) != 0 )
-    fail( file, errno );
+    failFile( file, errno );
   std::error_code error( writeAll( beside, O_CREAT | O_EXCL, text ), std::generic_category() );
   if ( !error && fs::exists( there ) )
     fs::permissions( beside, there.permissions(), error );
@@ -58,7 +58,7 @@ void writeFile( const std::string & file, const std::string & text ) {
   if ( error ) {
     if ( error.value() != EEXIST )
       fs::remove( beside, ignored );
-    fail( file, error.value() );
+    failFile( file, error.value() );
   }
 }
 

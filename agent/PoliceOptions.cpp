@@ -17,7 +17,7 @@ struct PoliceText {
   std::string burst;  // empty: the default
 };
 
-[[noreturn]] void fail( const std::string & argument, const std::string & what ) {
+[[noreturn]] void failPolice( const std::string & argument, const std::string & what ) {
   throw UsageError( fmt::format( "--police {}: {}", argument, what ) );
 }
 
@@ -27,7 +27,7 @@ PoliceText split( const std::string & argument ) {
   const size_t rule = slash == std::string::npos ? 0 : slash + 1;
   const size_t colon = argument.find( ':', rule );
   if ( colon == std::string::npos )
-    fail( argument, "RULE:RATE or RULE:RATE:BURST is expected" );
+    failPolice( argument, "RULE:RATE or RULE:RATE:BURST is expected" );
   text.list = argument.substr( 0, rule == 0 ? 0 : slash );
   text.index = argument.substr( rule, colon - rule );
   const size_t second = std::min( argument.find( ':', colon + 1 ), argument.size() );
@@ -35,31 +35,31 @@ PoliceText split( const std::string & argument ) {
   if ( second != argument.size() )
     text.burst = argument.substr( second + 1 );
   if ( second + 1 == argument.size() )
-    fail( argument, "the burst is missing" );
+    failPolice( argument, "the burst is missing" );
   return text;
 }
 
 Acl & findList( const std::string & argument, const PoliceText & text, std::vector< Acl > & acls ) {
   if ( text.list.empty() ) {
     if ( acls.size() != 1 )
-      fail( argument, "with several access lists, RULE is LIST/INDEX" );
+      failPolice( argument, "with several access lists, RULE is LIST/INDEX" );
     return acls.front();
   }
   const auto found = std::find_if( acls.begin(), acls.end(),
                                    [ & ]( const Acl & acl ) { return acl.name == text.list; } );
   if ( found == acls.end() )
-    fail( argument, fmt::format( "no access list is named {}", text.list ) );
+    failPolice( argument, fmt::format( "no access list is named {}", text.list ) );
   return *found;
 }
 
 PoliceRate readRate( const std::string & argument, const PoliceText & text ) {
   const auto bitsPerSecond = rateFromText( text.rate );
   if ( !bitsPerSecond )
-    fail( argument, "RATE is bit/s, like 64k or 10M, of whole kbit/s" );
+    failPolice( argument, "RATE is bit/s, like 64k or 10M, of whole kbit/s" );
   const auto burst = text.burst.empty() ? std::optional< U64 >( 0 ) : numberFromText( text.burst );
   const auto rate = burst ? policeRate( *bitsPerSecond, *burst ) : std::nullopt;
   if ( !rate || ( !text.burst.empty() && *burst == 0 ) )
-    fail( argument, "BURST is a number of bytes above 0" );
+    failPolice( argument, "BURST is a number of bytes above 0" );
   return *rate;
 }
 
@@ -71,7 +71,8 @@ void applyPolice( const std::vector< std::string > & police, std::vector< Acl > 
     Acl & acl = findList( argument, text, acls );
     const auto index = numberFromText( text.index );
     if ( !index || *index >= acl.rules.size() )
-      fail( argument, fmt::format( "{} has the rules 0 to {}", acl.name, acl.rules.size() - 1 ) );
+      failPolice( argument,
+                  fmt::format( "{} has the rules 0 to {}", acl.name, acl.rules.size() - 1 ) );
     acl.rules[ *index ].police = readRate( argument, text );
   }
 }

@@ -8,7 +8,6 @@ namespace Agent {
 namespace {
 
 constexpr U64 kbitsMax = 0xFFFFFFFF;
-constexpr U64 bitsPerKbit = 1000;
 constexpr U64 bytesPerKbit = bitsPerKbit / 8;
 constexpr U64 burstMin = 2000;
 constexpr U64 burstsPerSecond = 100;

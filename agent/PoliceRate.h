@@ -8,6 +8,8 @@
 
 namespace Agent {
 
+constexpr U64 bitsPerKbit = 1000;
+
 // Decimal digits; absent for anything else.
 std::optional< U64 > numberFromText( std::string_view text );
 

@@ -1,10 +1,10 @@
 #include "agent/RuleResources.h"
 
+#include "agent/PoliceRate.h"
+
 namespace Agent {
 
 namespace {
-
-constexpr U64 bitsPerKbit = 1000;
 
 Morvane::RangeCheckerDesc descOf( const PortRange & range, U32 direction ) {
   return { range.low, range.high, direction };

@@ -10,7 +10,7 @@ namespace Agent {
 
 namespace {
 
-[[noreturn]] void fail( const std::string & option, const std::string & what ) {
+[[noreturn]] void failOption( const std::string & option, const std::string & what ) {
   throw UsageError( fmt::format( "{}: {}", option, what ) );
 }
 
@@ -21,7 +21,7 @@ U32 number( const std::string & option, const char * what, const std::string & t
   U32 id = 0;
   const auto [ end, error ] = std::from_chars( first, last, id, hex ? 16 : 10 );
   if ( error != std::errc() || end != last )
-    fail( option, fmt::format( "no {} id: {}", what, text ) );
+    failOption( option, fmt::format( "no {} id: {}", what, text ) );
   return id;
 }
 
@@ -31,7 +31,7 @@ U32 namedGroup( const std::string & option, const std::string & id,
                 const Platform::PlatformData & platform ) {
   const U32 group = Morvane::tcamNumberBits.get( number( option, "group", id ) );
   if ( platform.group( group ) == nullptr )
-    fail( option, fmt::format( "{} has no group {}", platform.name, id ) );
+    failOption( option, fmt::format( "{} has no group {}", platform.name, id ) );
   return group;
 }
 
@@ -43,7 +43,7 @@ U32 namedEntry( const std::string & option, const std::string & id,
   for ( const Platform::EntryRange & range : Platform::entryRanges( platform ) )
     if ( range.first == range.end || ( entry >= range.first && entry < range.end ) )
       return word;
-  fail( option, fmt::format( "{} has no entry {}", platform.name, id ) );
+  failOption( option, fmt::format( "{} has no entry {}", platform.name, id ) );
 }
 
 Morvane::TcamGroupAssignment namedUser( const std::string & option, const std::string & name,
@@ -51,7 +51,7 @@ Morvane::TcamGroupAssignment namedUser( const std::string & option, const std::s
   for ( const Platform::ReservationData & user : platform.reservations )
     if ( name == user.name || name == Morvane::enumName( user.assignment ) )
       return user.assignment;
-  fail( option, fmt::format( "{} has no user {}", platform.name, name ) );
+  failOption( option, fmt::format( "{} has no user {}", platform.name, name ) );
 }
 
 Kiv::Ptr< Morvane::MorvaneTcamEntryManager > managerOfEntry(

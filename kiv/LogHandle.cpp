@@ -5,10 +5,10 @@
 namespace Kiv {
 namespace {
 
-constinit std::atomic< LogSink * > currentSink{ nullptr };
+constinit std::atomic< LogSink * > currentLogSink{ nullptr };
 
 LogSink * sink() {
-  return currentSink.load( std::memory_order_acquire );
+  return currentLogSink.load( std::memory_order_acquire );
 }
 
 }  // namespace
@@ -16,7 +16,7 @@ LogSink * sink() {
 LogSink::~LogSink() = default;
 
 LogSink * logSinkIs( LogSink * sink ) {
-  return currentSink.exchange( sink, std::memory_order_acq_rel );
+  return currentLogSink.exchange( sink, std::memory_order_acq_rel );
 }
 
 const char * LogHandle::recommendedAction() const {

@@ -7,18 +7,18 @@
 namespace Kiv {
 namespace {
 
-constinit std::atomic< TraceSink * > currentSink{ nullptr };
+constinit std::atomic< TraceSink * > currentTraceSink{ nullptr };
 
 }  // namespace
 
 TraceSink::~TraceSink() = default;
 
 TraceSink * traceSinkIs( TraceSink * sink ) {
-  return currentSink.exchange( sink, std::memory_order_acq_rel );
+  return currentTraceSink.exchange( sink, std::memory_order_acq_rel );
 }
 
 void traceLine( const TraceHandle & handle, U32 level, std::string_view text ) {
-  if ( TraceSink * sink = currentSink.load( std::memory_order_acquire ) ) {
+  if ( TraceSink * sink = currentTraceSink.load( std::memory_order_acquire ) ) {
     sink->line( handle, level, text );
     return;
   }

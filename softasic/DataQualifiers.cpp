@@ -10,7 +10,6 @@ namespace {
 
 constexpr U32 offsetMax = 127;
 constexpr U32 lengthMax = 16;
-constexpr U16 etherTypeMin = 0x0600;
 
 bool open( U16 condition ) {
   return condition == 0 || condition == BCM_FIELD_DATA_FORMAT_ANY;

@@ -12,7 +12,6 @@ constexpr U16 etherServiceVlan = 0x88a8;
 constexpr U16 etherIpv4 = 0x0800;
 constexpr U16 etherIpv6 = 0x86dd;
 constexpr U16 etherArp = 0x0806;
-constexpr U16 etherTypeMin = 0x0600;
 
 constexpr size_t arpBytes = 28;
 constexpr size_t ipv4Bytes = 20;

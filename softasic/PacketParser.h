@@ -6,7 +6,7 @@
 //
 // A field becomes valid only when the whole header that holds it lies inside the frame, and, for L4
 // headers, inside the length that the IP header gives. L4 headers exist only in packets that are no
-// later fragments. A type field below 0x0600 is a length, not an EtherType. A frame of any length
+// later fragments. A frame of any length
 // and any content is safe.
 #pragma once
 
@@ -15,6 +15,9 @@
 #include "softasic/KeyLayout.h"
 
 namespace SoftAsic {
+
+// A type field below it is a length.
+constexpr U16 etherTypeMin = 0x0600;
 
 struct ParsedFrame {
   PacketKey key;      // without the ingress port

@@ -14,7 +14,7 @@ namespace Morvane {
 
 namespace {
 
-constexpr const char * dashes = "--------------------------------------------\n";
+constexpr const char * bankDashes = "--------------------------------------------\n";
 
 // Banks as the ASIC writes them, with the names of their users.
 using BankUsers = std::multimap< std::string, const char * >;
@@ -64,10 +64,10 @@ void MorvaneTcamGroupManager::showSummaryTcamUsage( const Kiv::String8 & name, U
                    "--------------------------------------------\n"
                    " Banks           Used By\n",
                    name.charPtr() );
-  out.text() += dashes;
+  out.text() += bankDashes;
   for ( const auto & [ banks, user ] : bankUsers( *this, unit ) )
     appendFormatted( out.text(), " %-15s %s\n", banks.c_str(), user );
-  out.text() += dashes;
+  out.text() += bankDashes;
 }
 
 }  // namespace Morvane

@@ -11,20 +11,20 @@ namespace Morvane {
 
 namespace {
 
-constexpr const char * dashes = "-----------------------------------------------\n";
+constexpr const char * sliceDashes = "-----------------------------------------------\n";
 
 void appendRow( std::string & table, const char * label, S32 total, S32 free ) {
   appendFormatted( table, "|%25s |%7d |%8d |\n", label, total, free );
 }
 
 void appendStage( std::string & table, const kelmor_tcam_stage_info_t & stage ) {
-  appendFormatted( table, "%s|Stage%39s |\n%s|%25s |%7s |%8s |\n%s", dashes,
-                   tcamStageName( stage.stage ).charPtr(), dashes, "SliceNumber", "Total", "Free",
-                   dashes );
+  appendFormatted( table, "%s|Stage%39s |\n%s|%25s |%7s |%8s |\n%s", sliceDashes,
+                   tcamStageName( stage.stage ).charPtr(), sliceDashes, "SliceNumber", "Total",
+                   "Free", sliceDashes );
   for ( S32 j = 0; j < stage.slice_count; ++j )
     appendRow( table, std::to_string( j ).c_str(), stage.slice[ j ].entries_total,
                stage.slice[ j ].entries_free );
-  table += dashes;
+  table += sliceDashes;
   appendRow( table, "", stage.entries_total, freeEntries( stage ) );
 }
 
@@ -39,7 +39,7 @@ Kiv::String8 MorvaneTcamGroupManager::tcamUsage( U32 unit ) const {
   for ( S32 i = 0; i < info.stage_count; ++i )
     appendStage( table, info.stage[ i ] );
   if ( !table.empty() )
-    table += dashes;
+    table += sliceDashes;
   return Kiv::String8( std::string_view( table ) );
 }
 

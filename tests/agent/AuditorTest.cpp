@@ -14,7 +14,6 @@ using testing::Contains;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-constexpr U32 unit = SwitchSession::unit;
 constexpr U32 base = 1 << 16;  // first entry of group 1
 
 }  // namespace

@@ -46,7 +46,7 @@ std::string capture( const std::vector< Record > & records, int linkType = DLT_E
   return text;
 }
 
-std::string errorOf( const std::string & bytes ) {
+std::string captureError( const std::string & bytes ) {
   try {
     parseCapture( "c", bytes );
   } catch ( const Platform::InputError & error ) {
@@ -96,7 +96,7 @@ TEST( CaptureReader, everyCutIsNoticed ) {
   const auto tryAll = []( const std::string & whole, const std::vector< size_t > & good ) {
     for ( size_t size = 4; size < whole.size(); ++size ) {
       const bool fine = std::find( good.begin(), good.end(), size ) != good.end();
-      const std::string error = errorOf( whole.substr( 0, size ) );
+      const std::string error = captureError( whole.substr( 0, size ) );
       EXPECT_EQ( error == "no error", fine ) << size << ": " << error;
       EXPECT_TRUE( fine || error.starts_with( "c:0: " ) ) << error;
     }
@@ -106,10 +106,11 @@ TEST( CaptureReader, everyCutIsNoticed ) {
 }
 
 TEST( CaptureReader, onlyEthernet ) {
-  EXPECT_THAT( errorOf( capture( { { 1, 0, 60, 60 } }, DLT_RAW ) ), HasSubstr( "RAW, not Ether" ) );
+  EXPECT_THAT( captureError( capture( { { 1, 0, 60, 60 } }, DLT_RAW ) ),
+               HasSubstr( "RAW, not Ether" ) );
   std::string other = pcapng();
   other[ 28 + 8 ] = DLT_PPP;
-  EXPECT_THAT( errorOf( other ), HasSubstr( "PPP" ) );
+  EXPECT_THAT( captureError( other ), HasSubstr( "PPP" ) );
   for ( const char * text : { "", "1 2 3 4 5\n", "@0.0.0.0/0", "\xA1\xB2" } )
     EXPECT_FALSE( isCapture( text ) );
 }

@@ -45,8 +45,6 @@ class Command : public testing::Test {
   const std::string folder_;
 };
 
-}  // namespace
-
 TEST_F( Command, exampleRunsWithoutArguments ) {
   const Outcome outcome = run( "" );
   EXPECT_EQ( outcome.status, 0 ) << outcome.error;
@@ -214,3 +212,5 @@ TEST_F( Command, mapIsColouredOnTerminalsThatWantIt ) {
   EXPECT_FALSE( coloured( "NO_COLOR=1" ) );
   EXPECT_FALSE( coloured( "TERM=dumb" ) );
 }
+
+}  // namespace

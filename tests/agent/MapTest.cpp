@@ -17,8 +17,6 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-constexpr U32 unit = SwitchSession::unit;
-
 // A switch whose slices pair where they do not take two rows for an entry, and on which the entries
 // of MAC lists match a VLAN.
 struct MapSwitch {

@@ -16,7 +16,7 @@ Acl parse( const std::string & text ) {
   return parseRulesFile( "list", "f", text );
 }
 
-std::string errorOf( const std::string & text ) {
+std::string rulesFileError( const std::string & text ) {
   try {
     parse( text );
   } catch ( const Platform::InputError & error ) {
@@ -69,7 +69,7 @@ TEST( RulesFile, whatRulesMean ) {
 TEST( RulesFile, refusesWhatItDoesNotUnderstand ) {
   const auto check = []( const std::string & head, const std::vector< const char * > & rules ) {
     for ( const char * rule : rules )
-      EXPECT_THAT( errorOf( "{ " + head + " \"rules\": [\n{},\n" + rule + "\n] }" ),
+      EXPECT_THAT( rulesFileError( "{ " + head + " \"rules\": [\n{},\n" + rule + "\n] }" ),
                    StartsWith( "f:3: " ) )
           << rule;
   };
@@ -92,12 +92,12 @@ TEST( RulesFile, refusesWhatItDoesNotUnderstand ) {
            R"({ "udf": { "base": "l3End", "offset": 108, "value": "0x0" } })",
            R"({ "udf": { "base": "l3Start", "offset": 0, "value": "0x100000000" } })",
            R"({ "udf": { "base": "l3Start", "offset": 0 } })" } );
-  EXPECT_THAT( errorOf( "{\n\"type\": \"arp\", \"rules\": [{}] }" ), StartsWith( "f:2: " ) );
-  EXPECT_THAT( errorOf( R"({ "type": "ipv6", "use": "mirror", "rules": [{}] })" ),
+  EXPECT_THAT( rulesFileError( "{\n\"type\": \"arp\", \"rules\": [{}] }" ), StartsWith( "f:2: " ) );
+  EXPECT_THAT( rulesFileError( R"({ "type": "ipv6", "use": "mirror", "rules": [{}] })" ),
                HasSubstr( "ipv6 cannot have the use mirror" ) );
-  EXPECT_THAT( errorOf( R"({ "rules": [] })" ), HasSubstr( "no rules" ) );
-  EXPECT_THAT( errorOf( R"({ "rules": [{}], "rules": [{}] })" ), StartsWith( "f:1: " ) );
-  EXPECT_THAT( errorOf( "{ \"rules\": [\n{}" ), StartsWith( "f:2: not JSON" ) );
+  EXPECT_THAT( rulesFileError( R"({ "rules": [] })" ), HasSubstr( "no rules" ) );
+  EXPECT_THAT( rulesFileError( R"({ "rules": [{}], "rules": [{}] })" ), StartsWith( "f:1: " ) );
+  EXPECT_THAT( rulesFileError( "{ \"rules\": [\n{}" ), StartsWith( "f:2: not JSON" ) );
 }
 
 TEST( PoliceOption, namesARuleAndItsRate ) {

@@ -16,6 +16,8 @@
 
 namespace Agent {
 
+constexpr U32 unit = SwitchSession::unit;
+
 struct ChipSize {
   U32 pipes = 1;
   bool secondCopy = false;
