@@ -90,11 +90,22 @@ Json targetJson( const PathTarget & target ) {
   return valueJson( target.attribute->read( target.key ) );
 }
 
+// Texts may hold any bytes; JSON may not.
+std::string dumped( const Json & json ) {
+  return json.dump( 2, ' ', false, Json::error_handler_t::replace ) + "\n";
+}
+
 }  // namespace
 
 std::string entityJson( const PathTarget & target ) {
-  // Texts may hold any bytes; JSON may not.
-  return targetJson( target ).dump( 2, ' ', false, Json::error_handler_t::replace ) + "\n";
+  return dumped( targetJson( target ) );
+}
+
+std::string rootsJson( const EntityRoots & roots ) {
+  Json all = Json::object();
+  for ( const EntityRoot & root : roots )
+    all[ root.name ] = targetJson( { root.entity, root.entity, nullptr, {} } );
+  return dumped( all );
 }
 
 }  // namespace Agent

@@ -1,8 +1,29 @@
 #include "agent/EntityPath.h"
 
+#include <fmt/format.h>
+
+#include <algorithm>
+
 #include "kiv/GenericIf.h"
 
 namespace Agent {
+
+namespace {
+
+const EntityRoot & readRoot( const EntityRoots & roots, Kiv::StrepReader & reader ) {
+  const Kiv::StrepReader start = reader;
+  const std::string_view name = reader.word();
+  const auto root = std::find_if( roots.begin(), roots.end(),
+                                  [ & ]( const EntityRoot & r ) { return r.name == name; } );
+  if ( root != roots.end() )
+    return *root;
+  std::string names;
+  for ( const EntityRoot & known : roots )
+    names += ( names.empty() ? "" : " or " ) + known.name;
+  start.fail( names );
+}
+
+}  // namespace
 
 Kiv::Ptr< Kiv::Entity > PathTarget::namedEntity() const {
   using EntityPtr = Kiv::Ptr< Kiv::Entity >;
@@ -19,11 +40,8 @@ void PathTarget::requireMember() const {
     throw Kiv::TypeException( Kiv::String8( attribute->name() ) + " has no member " + key.strep() );
 }
 
-PathTarget readPath( const std::string & rootName, const Kiv::Ptr< Kiv::Entity > & root,
-                     Kiv::StrepReader & reader ) {
-  const Kiv::StrepReader start = reader;
-  if ( reader.word() != rootName )
-    start.fail( rootName );
+PathTarget readPath( const EntityRoots & roots, Kiv::StrepReader & reader ) {
+  const Kiv::Ptr< Kiv::Entity > root = readRoot( roots, reader ).entity;
   PathTarget target{ root, root, nullptr, {} };
   while ( reader.accept( "/" ) ) {
     target.requireMember();

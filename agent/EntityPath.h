@@ -4,12 +4,13 @@
 //   groupManager/numPipe
 //   groupManager/entryManager[ipAclTcamGroup]/exhausted[0]
 //
-// A path begins with the name of the root. Each further name is an attribute of the entity before
+// A path begins with the name of a root. Each further name is an attribute of the entity before
 // it; a key in brackets, in its text form (kiv/Strep.h), picks one member of a collection. What
 // holds an entity can be followed by a further name.
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "kiv/Any.h"
 #include "kiv/Attribute.h"
@@ -17,6 +18,13 @@
 #include "kiv/StrepReader.h"
 
 namespace Agent {
+
+// Where paths begin.
+struct EntityRoot {
+  std::string name;
+  Kiv::Ptr< Kiv::Entity > entity;
+};
+using EntityRoots = std::vector< EntityRoot >;
 
 // What a path names: an entity, one of its attributes, or one member of a collection.
 struct PathTarget {
@@ -33,7 +41,6 @@ struct PathTarget {
 
 // Reads a path from where the reader stands, and leaves the reader behind it. Throws the exceptions
 // of kiv/GenericIf.h and kiv/StrepParse.h.
-PathTarget readPath( const std::string & rootName, const Kiv::Ptr< Kiv::Entity > & root,
-                     Kiv::StrepReader & reader );
+PathTarget readPath( const EntityRoots & roots, Kiv::StrepReader & reader );
 
 }  // namespace Agent

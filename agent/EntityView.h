@@ -36,5 +36,7 @@ std::string entityText( const std::string & path, const PathTarget & target );
 // An entity is an object of "type", "name" and "attributes"; a collection an object whose names are
 // the keys' text forms.
 std::string entityJson( const PathTarget & target );
+// An object of the roots by their names.
+std::string rootsJson( const EntityRoots & roots );
 
 }  // namespace Agent

@@ -2,7 +2,6 @@
 
 #include <fmt/core.h>
 
-#include "agent/EntityPath.h"
 #include "agent/EntityView.h"
 #include "agent/Run.h"
 #include "kiv/GenericIf.h"
@@ -13,12 +12,11 @@ namespace {
 
 class Inspection {
  public:
-  Inspection( const std::string & rootName, const Kiv::Ptr< Kiv::Entity > & root )
-      : rootName_( rootName ), root_( root ) {}
+  explicit Inspection( const EntityRoots & roots ) : roots_( roots ) {}
 
   void set( const std::string & assignment ) const {
     Kiv::StrepReader reader( assignment );
-    const PathTarget target = readPath( rootName_, root_, reader );
+    const PathTarget target = readPath( roots_, reader );
     reader.expect( "=" );
     if ( target.attribute == nullptr )
       throw Kiv::TypeException( "an entity cannot be set, only its attributes" );
@@ -30,15 +28,23 @@ class Inspection {
 
   std::string show( const std::string & path, bool json ) const {
     Kiv::StrepReader reader( path );
-    const PathTarget target = readPath( rootName_, root_, reader );
+    const PathTarget target = readPath( roots_, reader );
     reader.expectEnd();
     target.requireMember();
     return json ? entityJson( target ) : entityText( path, target );
   }
 
+  std::string showAll( bool json ) const {
+    if ( json )
+      return rootsJson( roots_ );
+    std::string text;
+    for ( const EntityRoot & root : roots_ )
+      text += show( root.name, false );
+    return text;
+  }
+
  private:
-  const std::string & rootName_;
-  const Kiv::Ptr< Kiv::Entity > & root_;
+  const EntityRoots & roots_;
 };
 
 // What the object model throws is about what the user asked for.
@@ -53,13 +59,13 @@ auto asked( const std::string & what, F function ) {
 
 }  // namespace
 
-std::string inspect( const std::string & rootName, const Kiv::Ptr< Kiv::Entity > & root,
-                     const InspectOptions & options ) {
-  const Inspection inspection( rootName, root );
+std::string inspect( const EntityRoots & roots, const InspectOptions & options ) {
+  const Inspection inspection( roots );
   for ( const std::string & assignment : options.sets )
     asked( "--set " + assignment, [ & ] { inspection.set( assignment ); } );
-  const std::string & path = options.path.empty() ? rootName : options.path;
-  return asked( path, [ & ] { return inspection.show( path, options.json ); } );
+  if ( options.path.empty() )
+    return inspection.showAll( options.json );
+  return asked( options.path, [ & ] { return inspection.show( options.path, options.json ); } );
 }
 
 }  // namespace Agent

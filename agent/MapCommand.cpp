@@ -27,17 +27,6 @@ bool colourIsWelcome( ColourUse use ) {
          terminal != "dumb";
 }
 
-std::vector< std::string > unfitLists( const RunReport & report ) {
-  std::vector< std::string > lines;
-  for ( const AclReport & acl : report.acls )
-    if ( acl.shortage )
-      lines.push_back( fmt::format( "{} does not fit: {}", acl.name, shortageText( acl ) ) );
-  if ( report.denyShortage )
-    lines.push_back( fmt::format( "implicit deny does not fit: {} ran out",
-                                  resourceName( *report.denyShortage ) ) );
-  return lines;
-}
-
 }  // namespace
 
 void addMapOptions( CLI::App & app, MapOptions & map ) {

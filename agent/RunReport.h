@@ -84,8 +84,8 @@ struct RunReport {
   bool allWell() const;
 };
 
-// Why a list does not fit, and where it stopped to; it has a shortage.
-std::string shortageText( const AclReport & acl );
+// A line for each list that does not fit, and for the implicit deny: why, and where it stopped to.
+std::vector< std::string > unfitLists( const RunReport & report );
 // The report for people; `detail` lists every rule instead of the ten busiest.
 std::string textReport( const RunReport & report, bool detail );
 // The report for programs: one JSON object, with a line end.

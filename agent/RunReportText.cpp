@@ -18,6 +18,13 @@ struct RuleRow {
   const RuleUse * use;
 };
 
+// Of a list that has a shortage.
+std::string shortageText( const AclReport & acl ) {
+  return fmt::format( "{} ran out at rule {} (line {}); rolled back",
+                      resourceName( acl.shortage->resource ), acl.shortage->rule,
+                      acl.rules[ acl.shortage->rule ].line );
+}
+
 std::string fitText( const AclReport & acl ) {
   if ( !acl.shortage )
     return "yes";
@@ -214,12 +221,6 @@ std::string verificationText( const RunReport & report ) {
 
 }  // namespace
 
-std::string shortageText( const AclReport & acl ) {
-  return fmt::format( "{} ran out at rule {} (line {}); rolled back",
-                      resourceName( acl.shortage->resource ), acl.shortage->rule,
-                      acl.rules[ acl.shortage->rule ].line );
-}
-
 std::string textReport( const RunReport & report, bool detail ) {
   std::string text = fmt::format( "Platform {}: {}\n\n", report.platform, report.description );
   text += aclText( report ) + "\n" + rangeText( report ) + groupText( report ) + "\n";
@@ -235,6 +236,17 @@ std::string textReport( const RunReport & report, bool detail ) {
   if ( report.verified )
     text += "\n" + verificationText( report );
   return text;
+}
+
+std::vector< std::string > unfitLists( const RunReport & report ) {
+  std::vector< std::string > lines;
+  for ( const AclReport & acl : report.acls )
+    if ( acl.shortage )
+      lines.push_back( fmt::format( "{} does not fit: {}", acl.name, shortageText( acl ) ) );
+  if ( report.denyShortage )
+    lines.push_back( fmt::format( "implicit deny does not fit: {} ran out",
+                                  resourceName( *report.denyShortage ) ) );
+  return lines;
 }
 
 }  // namespace Agent

@@ -50,11 +50,17 @@ void addInspectOptions( CLI::App & app, Agent::InspectOptions & inspect ) {
 int inspectCommand( const Agent::RunOptions & options, const Agent::InspectOptions & inspect ) {
   const Agent::RunInput input = Agent::readInput( options );
   std::string shown;
-  Agent::withProgrammedSwitch( input, [ & ]( Agent::SwitchSession & session ) {
-    shown = Agent::inspect( "groupManager", &session.groupManager(), inspect );
-  } );
+  const auto look = [ & ]( Agent::SwitchSession & session ) {
+    session.capacity().poll();
+    shown = Agent::inspect(
+        { { "groupManager", &session.groupManager() }, { "tcamCapacity", &session.capacity() } },
+        inspect );
+  };
+  const std::vector< std::string > unfit = unfitLists( Agent::withProgrammedSwitch( input, look ) );
   fmt::print( "{}", shown );
-  return exitWell;
+  for ( const std::string & line : unfit )
+    fmt::print( stderr, "{}\n", line );
+  return unfit.empty() ? exitWell : exitDifference;
 }
 
 int fail( std::string message ) {

@@ -18,7 +18,9 @@ class InspectTest : public testing::Test {
  protected:
   std::string show( const std::string & path, const std::vector< std::string > & sets = {},
                     bool json = false ) {
-    return inspect( "groupManager", &session_.groupManager(), { path, sets, json } );
+    return inspect(
+        { { "groupManager", &session_.groupManager() }, { "capacity", &session_.capacity() } },
+        { path, sets, json } );
   }
   std::string refusal( const std::string & path, const std::vector< std::string > & sets = {} ) {
     try {
@@ -54,13 +56,14 @@ TEST_F( InspectTest, PathsNameEntitiesCollectionsMembersAndValues ) {
   EXPECT_THAT( tree, HasSubstr( "\n  entryManager[ipAclTcamGroup]: "
                                 "Morvane::MorvaneBoundedTcamEntryManager 'ipAclTcamGroup'\n"
                                 "    assignment = ipAclTcamGroup\n" ) );
+  EXPECT_THAT( tree, HasSubstr( "\ncapacity: Morvane::MorvaneTcamCapacitySm 'tcamCapacity'\n" ) );
   EXPECT_THAT( show( "groupManager/entryManager[ipAclTcamGroup]" ),
                HasSubstr( "\n  groupManager = 'tcamGroupManager'\n" ) );
 }
 
 TEST_F( InspectTest, JsonKeepsTheTypesOfValues ) {
   const auto tree = nlohmann::json::parse( show( "", {}, true ) );
-  const auto & attributes = tree[ "attributes" ];
+  const auto & attributes = tree[ "groupManager" ][ "attributes" ];
   EXPECT_EQ( attributes[ "numPipe" ], 2 );
   EXPECT_EQ( attributes[ "ovidWarSm" ], nullptr );
   EXPECT_EQ( attributes[ "ovidUtBitmapDir" ][ "type" ], "Morvane::MorvaneOvidUtBitmapDir" );
@@ -85,7 +88,7 @@ TEST_F( InspectTest, SetsWriteInTheirOrder ) {
 TEST_F( InspectTest, BadPathsAndValuesSayWhatIsWrong ) {
   const std::string manager = "groupManager/entryManager";
   const std::pair< std::string, std::string > paths[] = {
-      { "manager", "expected groupManager at 'manager'" },
+      { "manager", "expected groupManager or capacity at 'manager'" },
       { "groupManager/x", "Morvane::MorvaneTcamGroupManager has no attribute x" },
       { "groupManager/numPipe/x", "numPipe is no entity with attributes" },
       { "groupManager/numPipe[0]", "numPipe has no members" },
