@@ -93,6 +93,11 @@ TEST_F( Command, statusTellsWhatDoesNotFit ) {
   const auto report = nlohmann::json::parse( outcome.out );
   EXPECT_EQ( report[ "acls" ][ 0 ][ "name" ], "big" );
   EXPECT_EQ( report[ "acls" ][ 0 ][ "firstRuleThatDoesNotFit" ][ "rule" ], 5 );
+  const Outcome seen =
+      run( "inspect --platform small --ports expand --acl big=" + acl + " groupManager/numPipe" );
+  EXPECT_EQ( seen.status, 1 );
+  EXPECT_EQ( seen.out, "1\n" );
+  EXPECT_THAT( seen.error, MatchesRegex( "big does not fit: [^\n]* at rule 5 [^\n]*\n" ) );
 }
 
 TEST_F( Command, inspectShowsAndSetsTheStateThatRunWouldMake ) {
