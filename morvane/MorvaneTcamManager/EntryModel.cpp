@@ -229,7 +229,9 @@ void MorvaneTcamEntryManager::giveBackGroup( U32 unit ) {
     for ( const PipeCopy c : copies( unit ) )
       if ( countsOf( c ).unitRefCount( unit ) > 0 )
         groupManager()->giveBackReference( unit, c.pipeGroup, broken );
-    entries->groupReferencesIs( entries->groupReferences() - 1 );
+    // Another activity may have given the same one back meanwhile.
+    if ( entries->groupReferences() > kept )
+      entries->groupReferencesIs( entries->groupReferences() - 1 );
   }
   if ( broken )
     std::rethrow_exception( broken );
