@@ -31,7 +31,10 @@ bool colourIsWelcome( ColourUse use ) {
 
 void addMapOptions( CLI::App & app, MapOptions & map ) {
   app.add_option( "--svg", map.svg, "Writes the picture to a file of its own instead" )
-      ->type_name( "FILE" );
+      ->type_name( "FILE" )
+      ->check( []( const std::string & file ) {
+        return std::string( file.empty() ? "the name of a file is expected" : "" );
+      } );
   app.add_flag( "--json", map.json, "Write one JSON object instead of the picture" );
   app.add_flag( "--all", map.all, "Draw also pipes and copies that look like one drawn before" );
   app.add_option_function< std::string >(
@@ -57,12 +60,12 @@ bool mapCommand( const RunOptions & options, const MapOptions & map ) {
   if ( !map.svg.empty() ) {
     writeFile( map.svg, Map::svgMap( slices, picture ) );
     for ( const std::string & line : slices.notes )
-      fmt::print( stderr, "{}\n", line );
+      printError( line );
   }
   if ( map.json )
-    fmt::print( "{}", Map::jsonMap( slices ) );
+    printOutput( Map::jsonMap( slices ) );
   else if ( map.svg.empty() )
-    fmt::print( "{}", Map::textMap( slices, picture ) );
+    printOutput( Map::textMap( slices, picture ) );
   return slices.notes.empty();
 }
 

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <system_error>
@@ -20,18 +21,23 @@ namespace fs = std::filesystem;
 }
 
 // 0, or the errno of what went wrong.
-int writeAll( const std::string & path, int flags, const std::string & text ) {
-  const int fd = ::open( path.c_str(), O_WRONLY | O_CLOEXEC | flags, 0666 );
-  if ( fd < 0 )
-    return errno;
-  int error = 0;
-  for ( size_t done = 0; done < text.size() && error == 0; ) {
+int writeTo( int fd, const std::string & text ) {
+  for ( size_t done = 0; done < text.size(); ) {
     const ssize_t size = ::write( fd, text.data() + done, text.size() - done );
     if ( size >= 0 )
       done += static_cast< size_t >( size );
     else if ( errno != EINTR )
-      error = errno;
+      return errno;
   }
+  return 0;
+}
+
+// Likewise.
+int writeAll( const std::string & path, int flags, const std::string & text ) {
+  const int fd = ::open( path.c_str(), O_WRONLY | O_CLOEXEC | flags, 0666 );
+  if ( fd < 0 )
+    return errno;
+  const int error = writeTo( fd, text );
   return ::close( fd ) != 0 && error == 0 ? errno : error;
 }
 
@@ -60,6 +66,16 @@ void writeFile( const std::string & file, const std::string & text ) {
       fs::remove( beside, ignored );
     failFile( file, error.value() );
   }
+}
+
+void printOutput( const std::string & text ) {
+  const int error = writeTo( STDOUT_FILENO, text );
+  if ( error != 0 && error != EPIPE )
+    failFile( "standard output", error );
+}
+
+void printError( const std::string & line ) {
+  std::fputs( ( line + "\n" ).c_str(), stderr );
 }
 
 }  // namespace Agent

@@ -1,4 +1,4 @@
-// Files that the command writes.
+// What the command writes: files, standard output and standard error.
 #pragma once
 
 #include <stdexcept>
@@ -16,5 +16,11 @@ class OutputError : public std::runtime_error {
 // then replaces. What is there already keeps its permissions; a device or pipe is written to as it
 // stands. Throws OutputError.
 void writeFile( const std::string & file, const std::string & text );
+
+// Prints a whole result. A reader that went away ends it quietly; OutputError for anything else
+// that keeps it from being written.
+void printOutput( const std::string & text );
+// Prints a line for people, to whom nothing better can be told when that fails.
+void printError( const std::string & line );
 
 }  // namespace Agent

@@ -4,7 +4,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cstdio>
 
 #include "agent/Inspect.h"
 #include "agent/MapCommand.h"
@@ -27,10 +26,10 @@ constexpr int exitUsage = 2;
 int runCommand( const Agent::RunOptions & options, const Agent::OutputOptions & output ) {
   const Agent::RunInput input = Agent::readInput( options );
   const Agent::RunReport report = Agent::run( input );
-  fmt::print( "{}", output.json ? jsonReport( report ) : textReport( report, output.detail ) );
+  Agent::printOutput( output.json ? jsonReport( report ) : textReport( report, output.detail ) );
   if ( output.json ) {
     for ( const std::string & difference : report.differences )
-      fmt::print( stderr, "{}\n", difference );
+      Agent::printError( difference );
   }
   return report.allWell() ? exitWell : exitDifference;
 }
@@ -57,15 +56,15 @@ int inspectCommand( const Agent::RunOptions & options, const Agent::InspectOptio
         inspect );
   };
   const std::vector< std::string > unfit = unfitLists( Agent::withProgrammedSwitch( input, look ) );
-  fmt::print( "{}", shown );
+  Agent::printOutput( shown );
   for ( const std::string & line : unfit )
-    fmt::print( stderr, "{}\n", line );
+    Agent::printError( line );
   return unfit.empty() ? exitWell : exitDifference;
 }
 
 int fail( std::string message ) {
   std::replace( message.begin(), message.end(), '\n', ' ' );
-  fmt::print( stderr, "{}\n", message );
+  Agent::printError( message );
   return exitUsage;
 }
 
@@ -102,7 +101,7 @@ int command( int argc, char ** argv ) {
   if ( map->parsed() )
     return mapCommand( runOptions, mapOptions ) ? exitWell : exitDifference;
   if ( platforms->parsed() ) {
-    fmt::print( "{}", Agent::platformsText() );
+    Agent::printOutput( Agent::platformsText() );
     return exitWell;
   }
   return runCommand( runOptions, output );

@@ -35,9 +35,10 @@ class Command : public testing::Test {
     std::ifstream in( folder_ + "/" + name );
     return { std::istreambuf_iterator< char >( in ), {} };
   }
-  Outcome run( const std::string & arguments ) {
-    const std::string line = std::string( MORVANE_TCAM ) + " " + arguments + " > " + folder_ +
-                             "/out 2> " + folder_ + "/error";
+  Outcome run( const std::string & arguments ) { return run( arguments, folder_ + "/out" ); }
+  Outcome run( const std::string & arguments, const std::string & output ) {
+    const std::string line = std::string( MORVANE_TCAM ) + " " + arguments + " > " + output +
+                             " 2> " + folder_ + "/error";
     const int status = std::system( line.c_str() );
     return { WIFEXITED( status ) ? WEXITSTATUS( status ) : -1, read( "out" ), read( "error" ) };
   }
@@ -188,6 +189,7 @@ TEST_F( Command, mapsSlices ) {
     EXPECT_EQ( refused.status, 2 );
     EXPECT_THAT( refused.error, MatchesRegex( file + ": cannot be written: [^\n]*\n" ) );
   }
+  EXPECT_THAT( run( "platforms", "/dev/full" ).error, MatchesRegex( "standard output: [^\n]*\n" ) );
   for ( const auto & left : std::filesystem::directory_iterator( folder_ ) )
     EXPECT_NE( left.path().extension(), ".tmp" );
 }
