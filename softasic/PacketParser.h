@@ -6,8 +6,7 @@
 //
 // A field becomes valid only when the whole header that holds it lies inside the frame, and, for L4
 // headers, inside the length that the IP header gives. L4 headers exist only in packets that are no
-// later fragments. A frame of any length
-// and any content is safe.
+// later fragments. A frame of any length and any content is safe.
 #pragma once
 
 #include <cstddef>
