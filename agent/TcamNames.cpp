@@ -14,7 +14,16 @@ namespace {
   throw UsageError( fmt::format( "{}: {}", option, what ) );
 }
 
-U32 number( const std::string & option, const char * what, const std::string & text ) {
+// Whether the chip has the pipe and the copy that the id tells.
+bool isOnChip( U32 id, const SoftAsic::ChipProfile & chip ) {
+  const U32 pipe = Morvane::tcamPipeBits.get( id );
+  const U32 copy = Morvane::tcamCopyBits.get( id );
+  return id == Morvane::tcamId( Morvane::tcamNumberBits.get( id ), pipe, copy ) &&
+         pipe < chip.pipes && ( copy == 0 || chip.secondCopy );
+}
+
+U32 number( const std::string & option, const char * what, const std::string & text,
+            const Platform::PlatformData & platform ) {
   const bool hex = text.starts_with( "0x" );
   const char * const first = text.data() + ( hex ? 2 : 0 );
   const char * const last = text.data() + text.size();
@@ -22,6 +31,9 @@ U32 number( const std::string & option, const char * what, const std::string & t
   const auto [ end, error ] = std::from_chars( first, last, id, hex ? 16 : 10 );
   if ( error != std::errc() || end != last )
     failOption( option, fmt::format( "no {} id: {}", what, text ) );
+  if ( !isOnChip( id, platform.chip ) )
+    failOption( option, fmt::format( "{} has no pipe or copy of the {} id {}", platform.name, what,
+                                     text ) );
   return id;
 }
 
@@ -29,7 +41,7 @@ U32 number( const std::string & option, const char * what, const std::string & t
 
 U32 namedGroup( const std::string & option, const std::string & id,
                 const Platform::PlatformData & platform ) {
-  const U32 group = Morvane::tcamNumberBits.get( number( option, "group", id ) );
+  const U32 group = Morvane::tcamNumberBits.get( number( option, "group", id, platform ) );
   if ( platform.group( group ) == nullptr )
     failOption( option, fmt::format( "{} has no group {}", platform.name, id ) );
   return group;
@@ -37,7 +49,7 @@ U32 namedGroup( const std::string & option, const std::string & id,
 
 U32 namedEntry( const std::string & option, const std::string & id,
                 const Platform::PlatformData & platform ) {
-  const U32 word = number( option, "entry", id );
+  const U32 word = number( option, "entry", id, platform );
   const U32 entry = Morvane::tcamNumberBits.get( word );
   // Unbounded users take any.
   for ( const Platform::EntryRange & range : Platform::entryRanges( platform ) )

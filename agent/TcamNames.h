@@ -11,7 +11,7 @@ namespace Agent {
 using namespace Kiv::Integers;
 
 // Each takes the option that names the thing, and throws UsageError for what cannot be one. Ids are
-// decimal or begin with 0x; that of any pipe and copy names the group or entry.
+// decimal or begin with 0x; that of any pipe and copy of the chip names the group or entry.
 
 // One of the platform's groups, without pipe and copy bits.
 U32 namedGroup( const std::string & option, const std::string & id,

@@ -138,6 +138,7 @@ TEST_F( Command, unusableInputIsOneLineAndStatus2 ) {
       { "run --police 0:1M:x", usage },
       { "run --clear user:nobody", usage },
       { "run --clear entry:77", usage },
+      { "run --clear group:0x4000003 --platform small", usage },
       { "run --clear units", usage },
       { "run --threshold 1/IFP:90", usage },
       { "run --threshold EXT:90", "[^\n]* no stage EXT, only VFP, IFP, EFP\n" },
