@@ -109,6 +109,8 @@ std::string jsonReport( const RunReport & report ) {
                         { "used", use.used },
                         { "free", use.free } } );
   json[ "rangeCheckers" ] = report.rangeCheckers;
+  if ( !report.cleared.empty() )
+    json[ "cleared" ] = report.cleared;
   if ( !report.usage.empty() )
     json[ "usage" ] = report.usage;
   if ( report.capacity )

@@ -140,8 +140,9 @@ std::string chosenText( const AclReport & acl, const char * what, Choose chosen 
   return text;
 }
 
+// Cleared counters do not tell whether a rule was hit.
 std::string neverHitText( const RunReport & report ) {
-  std::string text = "Rules never hit\n";
+  std::string text = report.cleared.empty() ? "Rules never hit\n" : "Rules with counters at 0\n";
   for ( const AclReport & acl : report.acls ) {
     if ( !acl.shortage )
       text += chosenText( acl, "", []( const RuleUse & use ) { return !wasHit( use ); } );

@@ -107,6 +107,7 @@ TEST( Run, watchesTheCapacity ) {
                HasSubstr( "  alarm raised: unit 0 IFP, 81 % used, 104 of 128 (upper 80 %)\n"
                           "  alarm cleared: unit 0 IFP, 12 % used, 16 of 128 (clear 50 %)\n" ) );
   EXPECT_EQ( object[ "acls" ][ 0 ][ "ruleUse" ][ 0 ][ "packets" ], 0 );
+  EXPECT_THAT( textReport( report, false ), HasSubstr( "\nRules with counters at 0\n" ) );
 }
 
 // A policed rule, one with a range checker, and a mirroring list, verified on every copy.
