@@ -86,6 +86,11 @@ void JsonFields::finish() const {
 const std::string & jsonText( const std::string & file, const JsonNode & node ) {
   if ( node.kind != JsonNode::Kind::string )
     throw InputError( file, node.line, "a string is expected here" );
+  const auto isControl = []( char c ) {
+    return static_cast< unsigned char >( c ) < ' ' || c == 0x7F;
+  };
+  if ( std::any_of( node.string.begin(), node.string.end(), isControl ) )
+    throw InputError( file, node.line, "a string must not have control characters" );
   return node.string;
 }
 

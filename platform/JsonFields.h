@@ -53,7 +53,8 @@ class JsonFields {
   std::set< std::string > read_;
 };
 
-// The value of a string node; throws InputError when it is not one.
+// The value of a string node; throws InputError when it is not one, or has control characters,
+// which would break the lines of reports.
 const std::string & jsonText( const std::string & file, const JsonNode & node );
 
 }  // namespace Platform
