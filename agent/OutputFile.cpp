@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <fmt/core.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -24,10 +25,14 @@ namespace fs = std::filesystem;
 int writeTo( int fd, const std::string & text ) {
   for ( size_t done = 0; done < text.size(); ) {
     const ssize_t size = ::write( fd, text.data() + done, text.size() - done );
-    if ( size >= 0 )
+    if ( size >= 0 ) {
       done += static_cast< size_t >( size );
-    else if ( errno != EINTR )
+    } else if ( errno == EAGAIN ) {
+      pollfd room = { fd, POLLOUT, 0 };
+      ::poll( &room, 1, -1 );
+    } else if ( errno != EINTR ) {
       return errno;
+    }
   }
   return 0;
 }
