@@ -1,5 +1,6 @@
 // The command morvane-tcam. Exit status: 0 all is well, 1 an access list does not fit or
-// verification found a difference, 2 wrong usage, unreadable input or an unwritable file.
+// verification found a difference, 2 wrong usage, unreadable input, or output that cannot be
+// written.
 #include <fmt/core.h>
 
 #include <CLI/CLI.hpp>
