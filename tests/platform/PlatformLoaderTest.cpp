@@ -88,7 +88,7 @@ TEST( PlatformLoader, errorsNameTheLine ) {
       { "\"type\": 5", "\"type\": 5, \"type\": 5", "p.json:4: key \"type\" occurs twice" },
       { "\"type\": 5, ", "", "p.json:3: \"chip\" has no \"type\"" },
       { "\"name\": \"tiny\"", "\"nam\": 1", "p.json:1: a platform has no \"name\"" },
-      { "\"tiny\"", "\"ti\\nny\"", "p.json:1: a string must not have control characters" },
+      { "\"tiny\"", "\"ti\\nny\"", "p.json:2: a string must not have control characters" },
       { "[ 3 ]", "[ 4 ]", "p.json:3: loopback port 4 does not exist" },
       { "\"depth\": 8", "\"depht\": 8", "p.json:6: a run of slices has no \"depth\"" },
       { "\"depth\": 8", "\"depth\": 8, \"wide\": 1",
