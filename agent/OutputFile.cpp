@@ -51,8 +51,10 @@ int writeAll( const std::string & path, int flags, const std::string & text ) {
 void writeFile( const std::string & file, const std::string & text ) {
   std::error_code ignored;
   const fs::file_status there = fs::status( file, ignored );
-  if ( fs::exists( there ) && !fs::is_regular_file( there ) ) {
-    if ( const int error = writeAll( file, 0, text ) )
+  const bool linksToNothing =
+      !fs::exists( there ) && fs::is_symlink( fs::symlink_status( file, ignored ) );
+  if ( linksToNothing || ( fs::exists( there ) && !fs::is_regular_file( there ) ) ) {
+    if ( const int error = writeAll( file, linksToNothing ? O_CREAT : 0, text ) )
       failFile( file, error );
     return;
   }

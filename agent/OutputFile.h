@@ -13,8 +13,8 @@ class OutputError : public std::runtime_error {
 };
 
 // Makes `text` the content of a file, whole or not at all: it is written beside the file, which it
-// then replaces. What is there already keeps its permissions; a device or pipe is written to as it
-// stands. Throws OutputError.
+// then replaces. What is there already keeps its permissions; a device, a pipe or a link to nothing
+// is written to as it stands. Throws OutputError.
 void writeFile( const std::string & file, const std::string & text );
 
 // Prints a whole result. A reader that went away ends it quietly; OutputError for anything else
