@@ -104,7 +104,8 @@ std::string entityJson( const PathTarget & target ) {
 std::string rootsJson( const EntityRoots & roots ) {
   Json all = Json::object();
   for ( const EntityRoot & root : roots )
-    all[ root.name ] = targetJson( { root.entity, root.entity, nullptr, {} } );
+    all[ root.name ] =
+        TreeWriter( { root.entity, root.entity, nullptr, {} } ).entity( *root.entity );
   return dumped( all );
 }
 

@@ -7,6 +7,7 @@
 
 // The C library's own report. <assert.h> hides it from code that is built with NDEBUG.
 // The attribute's old form may repeat a declaration that had it already.
+// NOLINTNEXTLINE(readability-redundant-declaration)
 extern "C" __attribute__( ( noreturn ) ) void __assert_fail( const char * expression,
                                                              const char * file, unsigned int line,
                                                              const char * function ) noexcept;

@@ -55,6 +55,7 @@ void UnitAudit::auditStage( const SoftAsic::StageProfile & profile,
   const char * const name = SoftAsic::stageName( profile.kind );
   const std::vector< S32 > depths = depthsOf( profile );
   std::vector< SliceUse > slices;
+  slices.reserve( depths.size() );
   for ( const S32 depth : depths )
     slices.push_back( { depth, 0 } );
   U32 counted = 0;

@@ -302,8 +302,8 @@ namespace {
 
 template < class Wanted >
 void clearCountersOf( const MorvaneTcamGroupManager & manager, U32 unit, Wanted wanted ) {
-  // Held: it may be taken down meanwhile.
-  const auto clear = [ & ]( Kiv::Ptr< MorvaneTcamEntryManager > user ) {
+  // The caller's pointer holds it, for it may be taken down meanwhile.
+  const auto clear = [ & ]( const Kiv::Ptr< MorvaneTcamEntryManager > & user ) {
     if ( wanted( *user ) )
       user->clearCounters( unit );
   };

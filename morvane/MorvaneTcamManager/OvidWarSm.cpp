@@ -70,6 +70,7 @@ void MorvaneOvidWarSm::rewriteTwins( const MorvaneUnitOvidKey & key,
     return;
   bool done = true;
   for ( auto it = entries->managerIterConst(); it; ++it ) {
+    // Held, for the member may go meanwhile. NOLINTNEXTLINE(performance-unnecessary-copy-*)
     const Kiv::Ptr< MorvaneTcamEntryManager > manager = it.value();
     try {
       manager->rewriteOvidTwin( key.unit, it.key() );
