@@ -100,10 +100,11 @@ void RunJob::program() {
     feature_.addAcl( acl, [ this ] { poll(); } );
     poll();
   }
-  if ( input_.denyByDefault )
+  if ( input_.denyByDefault ) {
     report_.denyShortage = feature_.addDenyRest();
+    poll();
+  }
   report_.denyEntries = feature_.denyEntries();
-  poll();
 }
 
 void RunJob::requireEntries() {
@@ -267,8 +268,8 @@ U32 RunJob::pipeOf( U32 port ) const {
   return chip.sharedByPipes ? 0 : port / chip.portsPerPipe;
 }
 
+// Capacity was polled after the last change.
 void RunJob::audit( const std::string & when ) {
-  poll();
   const Morvane::MorvaneTcamCapacitySm * const capacity =
       input_.wantsCapacity() ? &session_.capacity() : nullptr;
   for ( const std::string & line :
