@@ -76,7 +76,6 @@ struct GroupView {
   bcm_field_presel_set_t preselset = {};
   U32 keyBits = 0;             // sum of the qualifiers' costs
   U32 rowsPerSlice = 0;        // entries that its first slice holds in the group's wide mode
-  bool paired = false;         // each of its slices is the even one of a pair
   std::vector< U32 > data;     // ids of its data qualifiers, by id
   std::vector< U32 > slices;   // in matching order; of a pair the even one
   std::vector< U32 > entries;  // entry ids in matching order, first match first

@@ -54,7 +54,6 @@ GroupView viewOf( const Group & group ) {
     view.data.push_back( field.id );
   view.keyBits = group.rows().demand().keyBits;
   view.rowsPerSlice = group.rows().slices().front()->rows();
-  view.paired = group.rows().demand().mode == WideMode::paired;
   for ( const Slice * slice : group.rows().slices() )
     view.slices.push_back( slice->number() );
   group.rows().forEach( [ & ]( const Entry & entry ) { view.entries.push_back( entry.id ); } );

@@ -20,11 +20,11 @@ struct SliceUse {
   S32 used = 0;
 };
 
-std::vector< S32 > depthsOf( const SoftAsic::StageProfile & stage ) {
-  std::vector< S32 > depths;
-  for ( const SoftAsic::SliceProfile & slices : stage.slices )
-    depths.insert( depths.end(), slices.count, static_cast< S32 >( slices.depth ) );
-  return depths;
+// The even slice of a pair tells for both.
+SliceUse useOf( const SoftAsic::SliceView & slice ) {
+  if ( slice.mode == SoftAsic::WideMode::paired && slice.number % 2 != 0 )
+    return {};
+  return { static_cast< S32 >( slice.rows ), static_cast< S32 >( slice.entries.size() ) };
 }
 
 S32 usedOf( const kelmor_tcam_stage_info_t & stage ) {
@@ -53,44 +53,41 @@ void UnitAudit::auditCapacity() {
 void UnitAudit::auditStage( const SoftAsic::StageProfile & profile,
                             const kelmor_tcam_stage_info_t & told, bool inRows ) {
   const char * const name = SoftAsic::stageName( profile.kind );
-  const std::vector< S32 > depths = depthsOf( profile );
-  std::vector< SliceUse > slices;
-  slices.reserve( depths.size() );
-  for ( const S32 depth : depths )
-    slices.push_back( { depth, 0 } );
+  auditSlices( profile, told, inRows );
   U32 counted = 0;
   for ( const auto & [ id, group ] : groups_ ) {
     if ( group.stage != profile.kind || group.pipe != 0 || group.copy != 0 )
       continue;
     if ( const auto counts = manager_.groupCounts( id ) )
       counted += counts->unitAllocated( unit_ );
-    const bool halved = static_cast< S32 >( group.rowsPerSlice ) != depths[ group.slices.front() ];
-    for ( const U32 slice : group.slices ) {
-      slices[ slice ].total = halved ? depths[ slice ] / 2 : depths[ slice ];
-      if ( group.paired )
-        slices[ slice + 1 ].total = 0;
-    }
-    for ( const SoftAsic::EntryView & entry : chip_.entries( unit_, id ) )
-      ++slices[ entry.slice ].used;
   }
-  S32 total = 0;
-  for ( size_t j = 0; j < slices.size(); ++j ) {
-    const kelmor_tcam_slice_info_t & slice = told.slice[ j ];
-    total += inRows ? depths[ j ] : slices[ j ].total;
-    if ( slice.entries_total != slices[ j ].total ||
-         slice.entries_total - slice.entries_free != slices[ j ].used )
-      report( "slice {} of {} tells {} of {} entries free, it has {} and holds {}", j, name,
-              slice.entries_free, slice.entries_total, slices[ j ].total, slices[ j ].used );
-  }
-  if ( told.slice_count != static_cast< S32 >( slices.size() ) || told.entries_total != total )
-    report( "{} tells {} slices and {} entries, it has {} and {}", name, told.slice_count,
-            told.entries_total, slices.size(), total );
   if ( usedOf( told ) != static_cast< S32 >( counted ) )
     report( "{} tells {} entries in use, its groups count {}", name, usedOf( told ), counted );
   for ( const SoftAsic::TableView & table : chip_.tables( unit_ ) )
     if ( table.stage == profile.kind && static_cast< S32 >( table.entries ) != usedOf( told ) )
       report( "{} of pipe {} copy {} holds {} entries, told are {}", name, table.pipe, table.copy,
               table.entries, usedOf( told ) );
+}
+
+void UnitAudit::auditSlices( const SoftAsic::StageProfile & profile,
+                             const kelmor_tcam_stage_info_t & told, bool inRows ) {
+  const char * const name = SoftAsic::stageName( profile.kind );
+  S32 slices = 0;
+  S32 total = 0;
+  for ( const SoftAsic::SliceView & view : chip_.slices( unit_ ) ) {
+    if ( view.stage != profile.kind || view.pipe != 0 || view.copy != 0 )
+      continue;
+    const SliceUse use = useOf( view );
+    const kelmor_tcam_slice_info_t & slice = told.slice[ view.number ];
+    ++slices;
+    total += inRows ? static_cast< S32 >( view.depth ) : use.total;
+    if ( slice.entries_total != use.total || slice.entries_total - slice.entries_free != use.used )
+      report( "slice {} of {} tells {} of {} entries free, it has {} and holds {}", view.number,
+              name, slice.entries_free, slice.entries_total, use.total, use.used );
+  }
+  if ( told.slice_count != slices || told.entries_total != total )
+    report( "{} tells {} slices and {} entries, it has {} and {}", name, told.slice_count,
+            told.entries_total, slices, total );
 }
 
 // The table as the poll just now must have left it.

@@ -77,6 +77,8 @@ class UnitAudit {
   void auditCapacity();
   void auditStage( const SoftAsic::StageProfile & profile, const kelmor_tcam_stage_info_t & told,
                    bool inRows );
+  void auditSlices( const SoftAsic::StageProfile & profile, const kelmor_tcam_stage_info_t & told,
+                    bool inRows );
   void auditCapacityTable( const kelmor_tcam_capacity_info_t & info );
 
   template < class... A >
