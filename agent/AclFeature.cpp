@@ -83,34 +83,30 @@ void AclFeature::remakePolicy() {
     PolicyTable & lists = policy_.tables.emplace_back();
     lists.kind = table.kind;
     lists.denyRest = table.denyRest;
-    for ( U32 i = 0; i < acls_.size(); ++i ) {
+    for ( U32 i = 0; i < acls_.size(); ++i )
       if ( !shortages_[ i ] && acls_[ i ]->kind == table.kind && acls_[ i ]->use == table.use )
         lists.lists.push_back( { i, acls_[ i ] } );
-    }
   }
 }
 
 std::optional< EntryOwner > AclFeature::ownerOf( U32 entryId ) const {
-  for ( const Table & table : tables_ ) {
+  for ( const Table & table : tables_ )
     if ( const auto owner = table.table->ownerOf( entryId ) )
       return owner;
-  }
   return std::nullopt;
 }
 
 const ProgrammedRule * AclFeature::find( const RuleIndex & index ) const {
-  for ( const Table & table : tables_ ) {
+  for ( const Table & table : tables_ )
     if ( const ProgrammedRule * rule = table.table->find( index ) )
       return rule;
-  }
   return nullptr;
 }
 
 RuleCounters AclFeature::counters( const RuleIndex & index ) {
-  for ( const Table & table : tables_ ) {
+  for ( const Table & table : tables_ )
     if ( const ProgrammedRule * rule = table.table->find( index ) )
       return table.table->counters( *rule );
-  }
   return {};
 }
 

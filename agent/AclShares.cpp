@@ -30,10 +30,9 @@ const ReservationData * find( const PlatformData & platform,
 
 const ReservationData * findMirroring( const PlatformData & platform, AclKind kind ) {
   U32 passOver = kind == AclKind::mac ? 1 : 0;
-  for ( const ReservationData & share : platform.reservations ) {
+  for ( const ReservationData & share : platform.reservations )
     if ( isMirroring( share ) && share.size != 0 && passOver-- == 0 )
       return &share;
-  }
   return nullptr;
 }
 
@@ -69,8 +68,9 @@ std::optional< ListFault > ruleFault( const PlatformData & platform, const Reser
 // A flow-programming group has its fields whatever its rules are.
 bool usesFields( const Acl & acl ) {
   return acl.use == AclUse::flow || acl.use == AclUse::flowVxlan ||
-         std::any_of( acl.rules.begin(), acl.rules.end(),
-                      []( const AclRule & rule ) { return !rule.udf.empty(); } );
+         std::any_of(
+             acl.rules.begin(), acl.rules.end(),
+             []( const AclRule & rule ) { return !rule.udf.empty(); } );
 }
 
 }  // namespace
@@ -108,10 +108,9 @@ std::optional< ListFault > listFault( const PlatformData & platform, const Acl &
     return ListFault{ acl.mirrorPortLine,
                       fmt::format( "mirror port {}: {} has the ports 0 to {}", *acl.mirrorPort,
                                    platform.name, platform.chip.ports() - 1 ) };
-  for ( const AclRule & rule : acl.rules ) {
+  for ( const AclRule & rule : acl.rules )
     if ( auto fault = ruleFault( platform, *share, acl, rule ) )
       return fault;
-  }
   return std::nullopt;
 }
 

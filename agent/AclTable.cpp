@@ -90,10 +90,9 @@ std::optional< AclResource > AclTable::addDenyRest() {
 }
 
 void AclTable::refillPolicers() {
-  for ( const ProgrammedRule & rule : rules_ ) {
+  for ( const ProgrammedRule & rule : rules_ )
     if ( rule.policer )
       refillPolicer( groupManager_, unit_, *rule.policer, *rule.rule().police );
-  }
 }
 
 void AclTable::clear() {
@@ -123,10 +122,9 @@ void AclTable::dropList( U32 index ) {
   while ( !rules_.empty() && ofList( rules_.back() ) )
     dropLastRule();
   // A list in the middle goes only while nothing is programmed.
-  for ( ProgrammedRule & rule : rules_ ) {
+  for ( ProgrammedRule & rule : rules_ )
     if ( ofList( rule ) )
       giveBack( rule );
-  }
   std::erase_if( rules_, ofList );
   giveBackIdleGroup();
 }

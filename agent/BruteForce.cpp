@@ -33,11 +33,10 @@ bool inRange( const PortRange & range, const FrameFields & packet,
 // Whether each bit that the mask names is as it must be.
 template < class T >
 bool bitsMatch( const FieldMatch< T > & match, const std::optional< T > & field ) {
-  for ( U32 bit = 0; bit < 8 * sizeof( T ); ++bit ) {
+  for ( U32 bit = 0; bit < 8 * sizeof( T ); ++bit )
     if ( ( match.mask >> bit & 1 ) != 0 &&
          ( !field || ( match.value >> bit & 1 ) != ( *field >> bit & 1 ) ) )
       return false;
-  }
   return true;
 }
 
@@ -96,18 +95,18 @@ bool ofKind( AclKind kind, const FrameFields & packet ) {
 std::optional< RuleIndex > firstMatch( const PolicyTable & table, const FrameFields & packet ) {
   for ( const PolicyTable::List & list : table.lists ) {
     const std::vector< AclRule > & rules = list.acl->rules;
-    for ( U32 rule = 0; rule < rules.size(); ++rule ) {
+    for ( U32 rule = 0; rule < rules.size(); ++rule )
       if ( ruleMatches( table.kind, rules[ rule ], packet ) )
         return RuleIndex{ list.index, rule };
-    }
   }
   return std::nullopt;
 }
 
 const Acl & listOf( const PolicyTable & table, U32 acl ) {
-  return *std::find_if( table.lists.begin(), table.lists.end(), [ acl ]( const auto & list ) {
-            return list.index == acl;
-          } )->acl;
+  return *std::find_if(
+              table.lists.begin(), table.lists.end(),
+              [ acl ]( const auto & list ) { return list.index == acl; } )
+              ->acl;
 }
 
 }  // namespace

@@ -97,10 +97,9 @@ S32 GroupFields::qualifierOf( const AclRule & rule, const UdfMatch & udf ) const
 std::string GroupFields::offsets() const {
   std::string text;
   const auto walk = [ & ]( auto it ) {
-    for ( ; it; ++it ) {
+    for ( ; it; ++it )
       if ( it.value().unit == unit_ )
         text += fmt::format( "{}{}", text.empty() ? "" : ", ", it.value().offset );
-    }
   };
   if ( use_ == AclUse::flow )
     walk( groupManager_.openFlowAclUdfIterConst() );

@@ -11,10 +11,9 @@ using namespace Kiv::Integers;
 
 U32 ingressRows( const SoftAsic::ChipProfile & chip ) {
   U32 rows = 0;
-  for ( const SoftAsic::StageProfile & stage : chip.stages ) {
+  for ( const SoftAsic::StageProfile & stage : chip.stages )
     for ( const SoftAsic::SliceProfile & slices : stage.slices )
       rows += stage.kind == SoftAsic::StageKind::ifp ? slices.count * slices.depth : 0;
-  }
   return rows;
 }
 

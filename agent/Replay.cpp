@@ -62,10 +62,9 @@ PacketFate Replay::send( const Packet & packet, U32 port ) {
   PacketFate fate;
   fate.drop = verdict.drop;
   fate.copyToCpu = verdict.copyToCpu;
-  for ( U32 to = 0; to < BCM_PBMP_PORT_MAX; ++to ) {
+  for ( U32 to = 0; to < BCM_PBMP_PORT_MAX; ++to )
     if ( verdict.mirrorPorts.has( to ) )
       fate.mirrorPorts.insert( to );
-  }
   for ( const SoftAsic::Match & match : verdict.matches ) {
     const auto owner = feature_.ownerOf( match.entry );
     if ( owner && owner->rule )

@@ -145,10 +145,9 @@ void readL4( JsonFields & fields, AclRule & rule ) {
   readPorts( fields, "destinationPorts", rule.destinationPorts );
   const bool hasPorts =
       rule.anyProtocol || rule.protocol == protocolTcp || rule.protocol == protocolUdp;
-  for ( const char * key : { "sourcePorts", "destinationPorts" } ) {
+  for ( const char * key : { "sourcePorts", "destinationPorts" } )
     if ( !hasPorts && fields.find( key ) != nullptr )
       fields.fail( fields.line( key ), fmt::format( "\"{}\" needs the protocol tcp or udp", key ) );
-  }
   readTcpFlags( fields, rule );
   readIcmp( fields, rule );
 }

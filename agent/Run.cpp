@@ -218,10 +218,9 @@ void RunJob::readGroups() {
 
 std::string RunJob::usersOf( U32 group ) const {
   std::string users;
-  for ( const Platform::ReservationData & user : input_.platform.reservations ) {
+  for ( const Platform::ReservationData & user : input_.platform.reservations )
     if ( user.group == group )
       users += ( users.empty() ? "" : ", " ) + user.name;
-  }
   return users;
 }
 
@@ -229,10 +228,9 @@ void RunJob::verify() {
   feature_.refillPolicers();
   Replay replay( session_, feature_ );
   RateModel rates;
-  for ( const Packet & packet : input_.packets ) {
+  for ( const Packet & packet : input_.packets )
     if ( !verifyPacket( replay, rates, packet ) )
       ++report_.mismatches;
-  }
   audit( "" );
 }
 
@@ -280,10 +278,9 @@ void RunJob::audit( const std::string & when ) {
 }  // namespace
 
 bool RunReport::allWell() const {
-  for ( const AclReport & acl : acls ) {
+  for ( const AclReport & acl : acls )
     if ( acl.shortage )
       return false;
-  }
   return !denyShortage && mismatches == 0 && differences.empty();
 }
 

@@ -53,10 +53,9 @@ void checkPlatform( const RunOptions & options, const RunInput & input ) {
   if ( options.ingressPort >= ports )
     throw UsageError( fmt::format( "--ingress-port {}: {} has the ports 0 to {}",
                                    options.ingressPort, input.platform.name, ports - 1 ) );
-  for ( const Acl & acl : input.acls ) {
+  for ( const Acl & acl : input.acls )
     if ( const auto fault = listFault( input.platform, acl ) )
       throw Platform::InputError( acl.file, fault->line, fault->what );
-  }
   if ( options.denyByDefault &&
        shareOf( input.platform, AclKind::ipv4, AclUse::filter ) == nullptr )
     throw UsageError(

@@ -98,7 +98,8 @@ std::vector< RuleRow > installedRules( const RunReport & report ) {
 
 std::string busiestText( const RunReport & report ) {
   std::vector< RuleRow > rows = installedRules( report );
-  std::erase_if( rows, []( const RuleRow & row ) { return !wasHit( *row.use ); } );
+  std::erase_if(
+      rows, []( const RuleRow & row ) { return !wasHit( *row.use ); } );
   std::stable_sort( rows.begin(), rows.end(), []( const RuleRow & a, const RuleRow & b ) {
     return a.use->counters.packets > b.use->counters.packets;
   } );
@@ -143,10 +144,9 @@ std::string chosenText( const AclReport & acl, const char * what, Choose chosen 
 // Cleared counters do not tell whether a rule was hit.
 std::string neverHitText( const RunReport & report ) {
   std::string text = report.cleared.empty() ? "Rules never hit\n" : "Rules with counters at 0\n";
-  for ( const AclReport & acl : report.acls ) {
+  for ( const AclReport & acl : report.acls )
     if ( !acl.shortage )
       text += chosenText( acl, "", []( const RuleUse & use ) { return !wasHit( use ); } );
-  }
   return text;
 }
 
@@ -196,10 +196,9 @@ std::string packetText( const RunReport & report ) {
   const std::pair< const char *, U64 > fates[] = { { "dropped", report.dropped },
                                                    { "copied to the CPU", report.copiedToCpu },
                                                    { "mirrored", report.mirrored } };
-  for ( const auto & [ fate, count ] : fates ) {
+  for ( const auto & [ fate, count ] : fates )
     if ( count != 0 )
       text += fmt::format( "  {}: {}\n", fate, countText( count ) );
-  }
   return text;
 }
 

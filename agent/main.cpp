@@ -28,10 +28,9 @@ int runCommand( const Agent::RunOptions & options, const Agent::OutputOptions & 
   const Agent::RunInput input = Agent::readInput( options );
   const Agent::RunReport report = Agent::run( input );
   Agent::printOutput( output.json ? jsonReport( report ) : textReport( report, output.detail ) );
-  if ( output.json ) {
+  if ( output.json )
     for ( const std::string & difference : report.differences )
       Agent::printError( difference );
-  }
   return report.allWell() ? exitWell : exitDifference;
 }
 

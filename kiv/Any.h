@@ -165,12 +165,11 @@ const Type & typeOf() {
 template < class M >
 AnyPart anyPart( const char * name, const M & member ) {
   AnyPart part{ name, {}, {} };
-  if constexpr ( std::is_bounded_array_v< M > ) {
+  if constexpr ( std::is_bounded_array_v< M > )
     for ( const auto & element : member )
       part.elements.push_back( anyPart( nullptr, element ) );
-  } else {
+  else
     part.value = Any( member );
-  }
   return part;
 }
 

@@ -99,7 +99,8 @@ class KIV_API AttributeBase {
 
   template < class T >
   T valueOf( const Any & value ) const {
-    return unwrap< T >( value, [ this ] { return text(); } );
+    return unwrap< T >(
+        value, [ this ] { return text(); } );
   }
   template < class K >
   K keyOf( const Any & key ) const {
@@ -150,9 +151,8 @@ class Const : public AttributeBase {
 
   // For a second construction under the owner's name: throws NameInUseException unless equal.
   void requireSame( const T & newValue ) const {
-    if ( !( value_ == newValue ) ) {
+    if ( !( value_ == newValue ) )
       throwNameInUse( valueToStrep( newValue ), valueToStrep( value_ ) );
-    }
   }
 
  private:
@@ -192,13 +192,11 @@ class Scalar : public AttributeBase {
 
   // Whether the value changed; it was told then.
   bool set( T value ) {
-    if ( value_ == value ) {
+    if ( value_ == value )
       return false;
-    }
     std::swap( value_, value );
-    if ( calls_->changed ) {
+    if ( calls_->changed )
       calls_->changed( owner() );
-    }
     return true;
   }
 
@@ -209,9 +207,8 @@ class Scalar : public AttributeBase {
   }
   void write( const Any & key, const Any & value ) override {
     requireNoKey( key );
-    if ( !calls_->write ) {
+    if ( !calls_->write )
       throwNotSupported( "write" );
-    }
     calls_->write( owner(), valueOf< T >( value ) );
   }
 
@@ -256,9 +253,8 @@ class Values : public AttributeBase {
   bool set( const K & key, V value ) {
     auto [ member, inserted ] = map_.insert( key, value );
     if ( !inserted ) {
-      if ( *member == value ) {
+      if ( *member == value )
         return false;
-      }
       std::swap( *member, value );
     }
     changed( key );
@@ -279,9 +275,8 @@ class Values : public AttributeBase {
 
   // Whether there was such a member.
   bool del( const K & key ) {
-    if ( !map_.erase( key ) ) {
+    if ( !map_.erase( key ) )
       return false;
-    }
     changed( key );
     return true;
   }
@@ -289,9 +284,8 @@ class Values : public AttributeBase {
   // Calls function( key ) for each member; it may remove members and end the owner's life.
   template < class F >
   void forEachKey( F function ) const {
-    for ( Iter i = iter(); i; ++i ) {
+    for ( Iter i = iter(); i; ++i )
       function( i.key() );
-    }
   }
 
   const Type & valueType() const override { return typeOf< Wrapped< V > >(); }
@@ -299,15 +293,13 @@ class Values : public AttributeBase {
   bool has( const Any & key ) const override { return has( keyOf< K >( key ) ); }
   Any read( const Any & key ) const override { return wrap( get( keyOf< K >( key ) ) ); }
   void write( const Any & key, const Any & value ) override {
-    if ( !calls_->write ) {
+    if ( !calls_->write )
       throwNotSupported( "write" );
-    }
     calls_->write( owner(), keyOf< K >( key ), valueOf< V >( value ) );
   }
   bool del( const Any & key ) override {
-    if ( !calls_->del ) {
+    if ( !calls_->del )
       throwNotSupported( "delete" );
-    }
     return calls_->del( owner(), keyOf< K >( key ) );
   }
   std::unique_ptr< KeyWalk > walk() const override {
@@ -326,9 +318,8 @@ class Values : public AttributeBase {
                                   ownerCall< Owner, Del, bool, const K & >() };
 
   void changed( const K & key ) {
-    if ( calls_->changed ) {
+    if ( calls_->changed )
       calls_->changed( owner(), key );
-    }
   }
 
   Map< K, V > map_;
@@ -355,9 +346,8 @@ class Members : public AttributeBase {
   Members( Owner * owner, const char * name, Changed = {}, Insert = {}, Del = {} )
       : AttributeBase( owner, name ), calls_( &callsOf< Owner, Changed, Insert, Del > ) {}
   ~Members() override {
-    for ( Iter i = iter(); i; ++i ) {
+    for ( Iter i = iter(); i; ++i )
       i.value()->parentIs( nullptr );
-    }
   }
 
   AttributeKind kind() const override { return AttributeKind::members; }
@@ -378,14 +368,12 @@ class Members : public AttributeBase {
   template < class F >
   requires std::convertible_to< std::invoke_result_t< F >, Ptr< E > > ValidPtr< E > instantiate(
       const K & key, F make ) {
-    if ( Ptr< E > present = get( key ) ) {
+    if ( Ptr< E > present = get( key ) )
       return present;
-    }
     ValidPtr< E > made{ Ptr< E >( make() ) };
     auto [ member, inserted ] = map_.insert( key, made.ptr() );
-    if ( !inserted ) {
+    if ( !inserted )
       return *member;
-    }
     made->parentIs( &owner() );
     changed( key );
     return made;
@@ -405,9 +393,8 @@ class Members : public AttributeBase {
   // Calls function( key ) for each member; it may remove members and end the owner's life.
   template < class F >
   void forEachKey( F function ) const {
-    for ( Iter i = iter(); i; ++i ) {
+    for ( Iter i = iter(); i; ++i )
       function( i.key() );
-    }
   }
 
   const Type & valueType() const override { return typeOf< Ptr< Entity > >(); }
@@ -415,15 +402,13 @@ class Members : public AttributeBase {
   bool has( const Any & key ) const override { return has( keyOf< K >( key ) ); }
   Any read( const Any & key ) const override { return wrap( get( keyOf< K >( key ) ) ); }
   Any insert( const Any & key ) override {
-    if ( !calls_->insert ) {
+    if ( !calls_->insert )
       throwNotSupported( "insert" );
-    }
     return Any( calls_->insert( owner(), keyOf< K >( key ) ) );
   }
   bool del( const Any & key ) override {
-    if ( !calls_->del ) {
+    if ( !calls_->del )
       throwNotSupported( "delete" );
-    }
     return calls_->del( owner(), keyOf< K >( key ) );
   }
   std::unique_ptr< KeyWalk > walk() const override {
@@ -442,9 +427,8 @@ class Members : public AttributeBase {
                                   ownerCall< Owner, Del, bool, const K & >() };
 
   void changed( const K & key ) {
-    if ( calls_->changed ) {
+    if ( calls_->changed )
       calls_->changed( owner(), key );
-    }
   }
 
   Map< K, Ptr< E > > map_;

@@ -43,31 +43,26 @@ struct Entity::Visit {
   }
 
   void removed( NotifieeConst & observer ) {
-    if ( current == &observer ) {
+    if ( current == &observer )
       current = nullptr;
-    }
-    if ( next == &observer ) {
+    if ( next == &observer )
       next = last == &observer ? nullptr : observer.next_;
-    }
-    if ( last == &observer ) {
+    if ( last == &observer )
       last = observer.previous_;
-    }
   }
 };
 
 Entity::Entity( const Name & name ) : name_( name ) {}
 
 Entity::~Entity() {
-  while ( firstNotifiee_ ) {
+  while ( firstNotifiee_ )
     firstNotifiee_->notifierIs( nullptr );
-  }
 }
 
 AttributeBase * Entity::attribute( std::string_view name ) const {
   AttributeBase * attribute = firstAttribute_;
-  while ( attribute && attribute->name() != name ) {
+  while ( attribute && attribute->name() != name )
     attribute = attribute->next();
-  }
   return attribute;
 }
 
@@ -96,9 +91,8 @@ void Entity::visitNotifiees( const char * attribute, VisitFunction function,
     try {
       function( context, *visit.current );
     } catch ( ... ) {
-      if ( visit.current ) {
+      if ( visit.current )
         handException( *visit.current, attribute );
-      }
     }
   }
   visits_ = visit.outer;
@@ -112,9 +106,8 @@ void Entity::add( NotifieeConst & observer ) const {
 }
 
 void Entity::remove( NotifieeConst & observer ) const {
-  for ( Visit * visit = visits_; visit; visit = visit->outer ) {
+  for ( Visit * visit = visits_; visit; visit = visit->outer )
     visit->removed( observer );
-  }
   ( observer.previous_ ? observer.previous_->next_ : firstNotifiee_ ) = observer.next_;
   ( observer.next_ ? observer.next_->previous_ : lastNotifiee_ ) = observer.previous_;
 }
@@ -134,15 +127,13 @@ void NotifieeConst::notifierIs( const Ptr< const Entity > & notifier ) {
 }
 
 void NotifieeConst::isRegisteredNotifieeIs( bool registered ) {
-  if ( !notifier_ || registered == registered_ ) {
+  if ( !notifier_ || registered == registered_ )
     return;
-  }
   registered_ = registered;
-  if ( registered ) {
+  if ( registered )
     notifier_->add( *this );
-  } else {
+  else
     notifier_->remove( *this );
-  }
 }
 
 void NotifieeConst::onZeroReferences() {}

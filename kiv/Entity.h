@@ -57,13 +57,11 @@ class KIV_API Entity : public PtrInterface {
   // with this entity deleted when an observer dropped the last reference.
   template < class N, class... P, class... A >
   void notify( const char * attribute, void ( N::*callback )( P... ), const A &... args ) const {
-    if ( !firstNotifiee_ ) {
+    if ( !firstNotifiee_ )
       return;
-    }
     auto call = [ & ]( NotifieeConst & observer ) {
-      if ( auto * notifiee = dynamic_cast< N * >( &observer ) ) {
+      if ( auto * notifiee = dynamic_cast< N * >( &observer ) )
         ( notifiee->*callback )( args... );
-      }
     };
     using Call = decltype( call );
     visitNotifiees(

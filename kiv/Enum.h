@@ -56,11 +56,9 @@ class EnumType {
     return value < size() ? names_[ value ] : nullptr;
   }
   constexpr std::optional< U32 > value( std::string_view name ) const {
-    for ( U32 value = 0; value < size(); ++value ) {
-      if ( name == names_[ value ] ) {
+    for ( U32 value = 0; value < size(); ++value )
+      if ( name == names_[ value ] )
         return value;
-      }
-    }
     return std::nullopt;
   }
   // The value of the enumerator at that place of the list, from 0; empty beyond the last.

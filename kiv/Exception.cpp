@@ -38,9 +38,8 @@ Backtrace::Backtrace() {
 constinit std::atomic< bool > Exception::debugExceptions_{ false };
 
 Exception::Exception( const String8 & message ) : message_( message ) {
-  if ( debugExceptions_.load( std::memory_order_relaxed ) ) {
+  if ( debugExceptions_.load( std::memory_order_relaxed ) )
     debugData_ = make< Backtrace >();
-  }
 }
 
 Exception::~Exception() = default;

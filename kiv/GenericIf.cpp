@@ -15,10 +15,9 @@ namespace {
 
 const Operation * OperationTable::find( std::string_view name ) const {
   for ( const OperationTable * table = this; table; table = table->base ) {
-    for ( const Operation & operation : table->own ) {
+    for ( const Operation & operation : table->own )
       if ( name == operation.name )
         return &operation;
-    }
   }
   return nullptr;
 }

@@ -35,9 +35,8 @@ constexpr U32 hashCombine( U32 seed, U32 next ) {
 
 constexpr U32 hashBytes( std::string_view bytes ) {
   U32 hash = 0x811c9dc5u;
-  for ( char byte : bytes ) {
+  for ( char byte : bytes )
     hash = ( hash ^ static_cast< U8 >( byte ) ) * 0x01000193u;
-  }
   return hashMix( hash );
 }
 

@@ -147,9 +147,8 @@ class HashMap {
     if ( size <= table_.bucketCount * membersPerBucket )
       return;
     U32 count = table_.bucketCount == 0 ? firstBucketCount : table_.bucketCount;
-    while ( count * membersPerBucket < size ) {
+    while ( count * membersPerBucket < size )
       count *= 2;
-    }
     std::unique_ptr< U32[] > heads( new U32[ count ] );
     std::fill_n( heads.get(), count, noNode );
     for ( U32 bucket = 0; bucket < table_.bucketCount; ++bucket ) {
@@ -175,11 +174,9 @@ class HashMap {
   const V & nodeValue( U32 node ) const { return table_.nodes[ node ].value; }
 
   U32 firstNodeFrom( U32 bucket ) const {
-    for ( ; bucket < table_.bucketCount; ++bucket ) {
-      if ( table_.heads[ bucket ] != noNode ) {
+    for ( ; bucket < table_.bucketCount; ++bucket )
+      if ( table_.heads[ bucket ] != noNode )
         return table_.heads[ bucket ];
-      }
-    }
     return noNode;
   }
 

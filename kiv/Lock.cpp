@@ -25,33 +25,29 @@ Lock::~Lock() {
 
 int Lock::grab() noexcept {
   int rc = pthread_mutex_lock( &mutex_ );
-  if ( rc == 0 ) {
+  if ( rc == 0 )
     owner_.store( pthread_self(), std::memory_order_relaxed );
-  }
   return rc;
 }
 
 int Lock::drop() noexcept {
   // A stranger must not touch the holder's mark, not even for a moment.
-  if ( owner_.load( std::memory_order_relaxed ) != pthread_self() ) {
+  if ( owner_.load( std::memory_order_relaxed ) != pthread_self() )
     return EPERM;
-  }
   owner_.store( nobody, std::memory_order_relaxed );
   return pthread_mutex_unlock( &mutex_ );
 }
 
 void Lock::lock() KIV_NO_THREAD_SAFETY_ANALYSIS {
   int rc = grab();
-  if ( rc != 0 ) {
+  if ( rc != 0 )
     throw ErrnoException( rc, "Failed to grab lock" );
-  }
 }
 
 void Lock::unlock() KIV_NO_THREAD_SAFETY_ANALYSIS {
   int rc = drop();
-  if ( rc != 0 ) {
+  if ( rc != 0 )
     throw ErrnoException( rc, "Failed to release the lock" );
-  }
 }
 
 LockGuard::LockGuard( Lock & lock ) : lock_( lock ) {
@@ -64,20 +60,17 @@ LockGuard::~LockGuard() KIV_NO_THREAD_SAFETY_ANALYSIS {
 }
 
 UnlockAnchor::UnlockAnchor( Lock & lock ) KIV_NO_THREAD_SAFETY_ANALYSIS : lock_( lock ) {
-  if ( !lock_.held() ) {
+  if ( !lock_.held() )
     throw InternalException( "Lock Protocol exception -- unlocking an unreleasable lock" );
-  }
   lock_.unlock();
 }
 
 UnlockAnchor::~UnlockAnchor() noexcept( false ) KIV_NO_THREAD_SAFETY_ANALYSIS {
   int rc = lock_.grab();
-  if ( rc == 0 || std::uncaught_exceptions() != 0 ) {
+  if ( rc == 0 || std::uncaught_exceptions() != 0 )
     return;
-  }
-  if ( rc == EDEADLK ) {
+  if ( rc == EDEADLK )
     throw InternalException( "Lock was already grabbed in UnlockAnchor destructor!" );
-  }
   throw ErrnoException( rc, "Failed to grab lock" );
 }
 

@@ -5,20 +5,17 @@ namespace Kiv {
 void MapIterLink::link( MapIterList & list ) {
   list_ = &list;
   next_ = list.first_;
-  if ( next_ ) {
+  if ( next_ )
     next_->previous_ = this;
-  }
   list.first_ = this;
 }
 
 void MapIterLink::unlink() {
-  if ( !list_ ) {
+  if ( !list_ )
     return;
-  }
   ( previous_ ? previous_->next_ : list_->first_ ) = next_;
-  if ( next_ ) {
+  if ( next_ )
     next_->previous_ = previous_;
-  }
   list_ = nullptr;
   next_ = previous_ = nullptr;
 }

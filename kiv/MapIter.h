@@ -73,9 +73,8 @@ class MapIter : private MapIterLink {
       node_ = other.node_;
       removed_ = other.removed_;
       key_ = other.key_;
-      if ( map_ ) {
+      if ( map_ )
         link( map_->iters_ );
-      }
     }
     return *this;
   }
@@ -140,9 +139,8 @@ class MapIter : private MapIterLink {
 
   void visit( U32 node ) {
     node_ = node;
-    if ( node != noNode ) {
+    if ( node != noNode )
       key_ = map_->nodeKey( node );
-    }
   }
 
   const Map * map_ = nullptr;

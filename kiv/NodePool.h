@@ -38,13 +38,11 @@ class NodePool {
   // Throws std::bad_alloc, nothing changed then.
   U32 create( Node && node ) {
     bool reuse = free_ != noNode;
-    if ( !reuse && used_ == capacity( chunks_.size() ) ) {
+    if ( !reuse && used_ == capacity( chunks_.size() ) )
       addChunk();
-    }
     U32 index = reuse ? free_ : used_++;
-    if ( reuse ) {
+    if ( reuse )
       free_ = slot( index ).nextFree();
-    }
     new ( slot( index ).bytes ) Node( std::move( node ) );
     return index;
   }
@@ -79,19 +77,16 @@ class NodePool {
   // Slots in that many chunks.
   static constexpr U32 capacity( std::size_t chunks ) {
     auto count = static_cast< U32 >( chunks );
-    if ( count < smallChunks ) {
+    if ( count < smallChunks )
       return count == 0 ? 0 : firstSize << ( count - 1 );
-    }
     return ( count - smallChunks + 1 ) * fullSize;
   }
 
   [[gnu::always_inline]] Slot & slot( U32 index ) const {
-    if ( index >= fullSize ) [[likely]] {
+    if ( index >= fullSize ) [[likely]]
       return chunks_[ index / fullSize + smallChunks - 1 ][ index % fullSize ];
-    }
-    if ( index < firstSize ) {
+    if ( index < firstSize )
       return chunks_[ 0 ][ index ];
-    }
     auto width = static_cast< U32 >( std::bit_width( index ) );
     return chunks_[ width - std::bit_width( firstSize - 1 ) ][ index - ( 1u << ( width - 1 ) ) ];
   }

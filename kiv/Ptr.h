@@ -59,14 +59,12 @@ class Ptr {
 
  private:
   void add() const {
-    if ( rawPtr_ ) {
+    if ( rawPtr_ )
       static_cast< const PtrInterface * >( rawPtr_ )->addReference();
-    }
   }
   static void drop( const PtrInterface * object ) {
-    if ( object ) {
+    if ( object )
       object->dropReference();
-    }
   }
 };
 
@@ -85,9 +83,8 @@ class ValidPtr {
   template < class U >
   requires std::convertible_to< U *, T * > ValidPtr( Ptr< U > object )
       : ptr_( std::move( object ) ) {
-    if ( !ptr_ ) {
+    if ( !ptr_ )
       throwNullValidPtr();
-    }
   }
   template < class U >
   requires std::convertible_to< U *, T * > ValidPtr( const ValidPtr< U > & other )

@@ -44,9 +44,8 @@ class KIV_API PtrInterface {
   void addReference() const { refWord_.increment(); }
   void dropReference() const {
     U32 word = refWord_.decrement();
-    if ( RefWord::count( word ) == 0 && !( word & RefWord::flagDying ) ) {
+    if ( RefWord::count( word ) == 0 && !( word & RefWord::flagDying ) )
       const_cast< PtrInterface * >( this )->handleZeroRef();
-    }
   }
   void handleZeroRef();
 };

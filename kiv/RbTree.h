@@ -29,18 +29,16 @@ class RbTree {
 
   // The last node in the direction of side below a node; that node when it has no such child.
   U32 outermost( const Pool & pool, U32 node, U32 side ) const {
-    while ( node != noNode && pool[ node ].links.child[ side ] != noNode ) {
+    while ( node != noNode && pool[ node ].links.child[ side ] != noNode )
       node = pool[ node ].links.child[ side ];
-    }
     return node;
   }
 
   // The next node in order, or noNode.
   U32 successor( const Pool & pool, U32 node ) const {
     U32 right = pool[ node ].links.child[ rbRight ];
-    if ( right != noNode ) {
+    if ( right != noNode )
       return outermost( pool, right, rbLeft );
-    }
     U32 parent = pool[ node ].links.parent;
     while ( parent != noNode && pool[ parent ].links.child[ rbRight ] == node ) {
       node = parent;
@@ -53,9 +51,8 @@ class RbTree {
   void insert( Pool & pool, U32 node, U32 parent, U32 side ) {
     pool[ node ].links.parent = parent;
     ( parent == noNode ? root_ : pool[ parent ].links.child[ side ] ) = node;
-    while ( isRed( pool, pool[ node ].links.parent ) ) {
+    while ( isRed( pool, pool[ node ].links.parent ) )
       node = repairRedParent( pool, node );
-    }
     pool[ root_ ].links.red = 0;
   }
 
@@ -83,9 +80,8 @@ class RbTree {
       adopt( pool, heir, rbLeft, links.child[ rbLeft ] );
       heirLinks.red = links.red;
     }
-    if ( blackLost ) {
+    if ( blackLost )
       repairLostBlack( pool, hole, parent );
-    }
   }
 
  private:
@@ -95,9 +91,8 @@ class RbTree {
 
   static void adopt( Pool & pool, U32 parent, U32 side, U32 child ) {
     pool[ parent ].links.child[ side ] = child;
-    if ( child != noNode ) {
+    if ( child != noNode )
       pool[ child ].links.parent = parent;
-    }
   }
 
   static U32 sideOf( const Pool & pool, U32 node, U32 parent ) {
@@ -112,9 +107,8 @@ class RbTree {
       return;
     }
     root_ = heir;
-    if ( heir != noNode ) {
+    if ( heir != noNode )
       pool[ heir ].links.parent = noNode;
-    }
   }
 
   // Moves node down to that side; its child of the other side takes its place.
@@ -167,9 +161,8 @@ class RbTree {
       node = parent;
       parent = pool[ node ].links.parent;
     }
-    if ( node != noNode ) {
+    if ( node != noNode )
       pool[ node ].links.red = 0;
-    }
   }
 
   void borrowFromSibling( Pool & pool, U32 parent, U32 sibling, U32 side, bool farRed ) {

@@ -67,9 +67,8 @@ class RbTreeMap {
   // Whether there was such a member.
   bool erase( const K & key ) {
     U32 node = findNode( key );
-    if ( node == noNode ) {
+    if ( node == noNode )
       return false;
-    }
     if ( !iters_.empty() )
       Iter::memberRemoved( iters_, node );
     table_.tree.erase( table_.nodes, node );
@@ -84,9 +83,8 @@ class RbTreeMap {
     Iter::mapEnded( iters_ );
     Table removed = std::exchange( table_, Table() );
     U32 node = removed.tree.outermost( removed.nodes, removed.tree.root(), rbLeft );
-    while ( node != noNode ) {
+    while ( node != noNode )
       node = destroyAndDescend( removed, node );
-    }
   }
 
   U32 size() const { return table_.size; }
@@ -129,9 +127,8 @@ class RbTreeMap {
     for ( U32 node = table_.tree.root(); node != noNode; ) {
       const Node & current = table_.nodes[ node ];
       bool right = !( key < current.key );
-      if ( !right ) {
+      if ( !right )
         above = node;
-      }
       node = current.links.child[ right ? rbRight : rbLeft ];
     }
     return above;

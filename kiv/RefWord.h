@@ -28,9 +28,8 @@ class RefWord {
 
   // The whole word after one reference was added.
   U32 increment() {
-    if ( enableThreadSafePointers.load( std::memory_order_relaxed ) ) {
+    if ( enableThreadSafePointers.load( std::memory_order_relaxed ) )
       return word_.fetch_add( 1, std::memory_order_relaxed ) + 1;
-    }
     U32 word = word_.load( std::memory_order_relaxed ) + 1;
     word_.store( word, std::memory_order_relaxed );
     return word;
@@ -38,9 +37,8 @@ class RefWord {
 
   // The whole word after one reference was taken away.
   U32 decrement() {
-    if ( enableThreadSafePointers.load( std::memory_order_relaxed ) ) {
+    if ( enableThreadSafePointers.load( std::memory_order_relaxed ) )
       return word_.fetch_sub( 1, std::memory_order_acq_rel ) - 1;
-    }
     U32 word = word_.load( std::memory_order_relaxed ) - 1;
     word_.store( word, std::memory_order_relaxed );
     return word;

@@ -38,9 +38,8 @@ void throwOutOfRange( const StrepInteger & number, const char * type ) {
 
 String8 stringStrep( std::string_view value ) {
   String8 text( "'" );
-  for ( char byte : value ) {
+  for ( char byte : value )
     appendByte( text, byte );
-  }
   return text += '\'';
 }
 

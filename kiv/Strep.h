@@ -71,9 +71,8 @@ String8 integerStrep( T value ) {
 template < class T >
 String8 enumStrep( T value ) {
   if constexpr ( requires { enumName( value ); } ) {
-    if ( const char * name = enumName( value ) ) {
+    if ( const char * name = enumName( value ) )
       return name;
-    }
   }
   return valueToStrep( static_cast< std::underlying_type_t< T > >( value ) );
 }
@@ -109,15 +108,14 @@ String8 arrayStrep( const T ( &values )[ N ] ) {
 
 template < class T >
 String8 valueToStrep( const T & value ) {
-  if constexpr ( std::is_bounded_array_v< T > ) {
+  if constexpr ( std::is_bounded_array_v< T > )
     return arrayStrep( value );
-  } else if constexpr ( std::is_enum_v< T > ) {
+  else if constexpr ( std::is_enum_v< T > )
     return enumStrep( value );
-  } else if constexpr ( std::integral< T > ) {
+  else if constexpr ( std::integral< T > )
     return integerStrep( value );
-  } else {
+  else
     return fieldsStrep( value );
-  }
 }
 
 }  // namespace Kiv

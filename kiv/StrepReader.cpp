@@ -83,14 +83,13 @@ String8 StrepReader::string() {
   if ( !accept( "'" ) )
     fail( "a text in single quotes" );
   String8 text;
-  while ( !accept( "'" ) ) {
+  while ( !accept( "'" ) )
     if ( accept( "\\" ) )
       text += escapedByte();
     else if ( rest_.empty() || rest_[ 0 ] < 0x20 || rest_[ 0 ] > 0x7e )
       fail( "the closing quote" );
     else
       text += take( 1 );
-  }
   return text;
 }
 

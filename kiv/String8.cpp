@@ -21,9 +21,8 @@ struct String8::Payload {
 };
 
 String8::Payload * String8::allocate( std::size_t size, std::size_t capacity ) {
-  if ( size > 0x7fffffff ) {
+  if ( size > 0x7fffffff )
     throw std::length_error( "Kiv::String8" );
-  }
   auto * payload = new ( ::operator new( sizeof( Payload ) + capacity + 1 ) ) Payload;
   payload->size = static_cast< U32 >( size );
   payload->capacity = static_cast< U32 >( capacity );
@@ -34,9 +33,8 @@ String8::Payload * String8::allocate( std::size_t size, std::size_t capacity ) {
 
 String8::Payload * String8::create( std::string_view head, std::string_view tail ) {
   std::size_t size = head.size() + tail.size();
-  if ( size == 0 ) {
+  if ( size == 0 )
     return nullptr;
-  }
   Payload * payload = allocate( size, size );
   std::copy( head.begin(), head.end(), payload->text() );
   std::copy( tail.begin(), tail.end(), payload->text() + head.size() );
@@ -44,9 +42,8 @@ String8::Payload * String8::create( std::string_view head, std::string_view tail
 }
 
 String8::String8( const String8 & other ) noexcept : payload_( other.payload_ ) {
-  if ( payload_ ) {
+  if ( payload_ )
     payload_->refWord.increment();
-  }
 }
 
 String8::~String8() {
@@ -57,9 +54,8 @@ String8::~String8() {
 }
 
 String8 & String8::operator+=( std::string_view tail ) {
-  if ( !payload_ || tail.empty() ) {
+  if ( !payload_ || tail.empty() )
     return tail.empty() ? *this : *this = String8( tail );
-  }
   std::size_t oldSize = payload_->size;
   std::size_t newSize = oldSize + tail.size();
   bool shared = RefWord::count( payload_->refWord.word() ) != 1;

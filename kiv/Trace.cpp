@@ -26,21 +26,18 @@ void traceLine( const TraceHandle & handle, U32 level, std::string_view text ) {
 }
 
 void TraceHandle::levelIs( U32 level, bool enabled ) {
-  if ( level >= levels ) {
+  if ( level >= levels )
     throw RangeException( "trace level above 9" );
-  }
   U32 bit = 1u << level;
-  if ( enabled ) {
+  if ( enabled )
     enabled_.fetch_or( bit, std::memory_order_relaxed );
-  } else {
+  else
     enabled_.fetch_and( ~bit, std::memory_order_relaxed );
-  }
 }
 
 TraceHelper::~TraceHelper() {
-  if ( handle_ ) {
+  if ( handle_ )
     traceLine( *handle_, level_, line_.view() );
-  }
 }
 
 }  // namespace Kiv

@@ -74,9 +74,8 @@ class KIV_API TraceHelper {
 
   template < class T >
   TraceHelper & operator<<( const T & piece ) {
-    if ( handle_ ) {
+    if ( handle_ )
       line_.append( piece );
-    }
     return *this;
   }
 

@@ -25,10 +25,9 @@ SoftAsic::SliceProfile readSlices( const std::string & file, const JsonNode & no
 
 SoftAsic::StageKind readKind( JsonFields & fields ) {
   const std::string name = fields.text( "stage" );
-  for ( U32 kind = 0; kind < SoftAsic::stageKinds; ++kind ) {
+  for ( U32 kind = 0; kind < SoftAsic::stageKinds; ++kind )
     if ( name == SoftAsic::stageName( static_cast< SoftAsic::StageKind >( kind ) ) )
       return static_cast< SoftAsic::StageKind >( kind );
-  }
   fields.fail( fields.line( "stage" ), fmt::format( "there is no stage \"{}\"", name ) );
 }
 

@@ -19,19 +19,17 @@ void JsonFields::fail( U32 line, const std::string & message ) const {
 }
 
 U32 JsonFields::line( const std::string & key ) const {
-  for ( const auto & [ name, value ] : node_.members ) {
+  for ( const auto & [ name, value ] : node_.members )
     if ( name == key )
       return value.line;
-  }
   return node_.line;
 }
 
 const JsonNode * JsonFields::find( const std::string & key ) {
   read_.insert( key );
-  for ( const auto & [ name, value ] : node_.members ) {
+  for ( const auto & [ name, value ] : node_.members )
     if ( name == key )
       return &value;
-  }
   return nullptr;
 }
 
@@ -77,10 +75,9 @@ const std::vector< JsonNode > & JsonFields::list( const std::string & key ) {
 }
 
 void JsonFields::finish() const {
-  for ( const auto & [ name, value ] : node_.members ) {
+  for ( const auto & [ name, value ] : node_.members )
     if ( !read_.contains( name ) )
       fail( value.line, fmt::format( "{} has an unknown key \"{}\"", what_, name ) );
-  }
 }
 
 const std::string & jsonText( const std::string & file, const JsonNode & node ) {

@@ -243,10 +243,9 @@ std::vector< EntryRange > entryRanges( const PlatformData & data ) {
 std::optional< PlatformFault > checkPlatform( const PlatformData & data ) {
   if ( const std::string what = data.chip.validate(); !what.empty() )
     return PlatformFault{ what };
-  for ( const U32 port : data.loopbackPorts ) {
+  for ( const U32 port : data.loopbackPorts )
     if ( port >= data.chip.ports() )
       return PlatformFault{ fmt::format( "loopback port {} does not exist", port ) };
-  }
   if ( auto fault = checkGroups( data ) )
     return fault;
   if ( auto fault = checkReservations( data ) )

@@ -47,10 +47,9 @@ PlatformData parsePlatform( const std::string & file, const std::string & text )
 }
 
 PlatformData loadPlatform( const std::string & nameOrFile ) {
-  for ( const BuiltInText & builtIn : builtInPlatformTexts ) {
+  for ( const BuiltInText & builtIn : builtInPlatformTexts )
     if ( nameOrFile == builtIn.name )
       return parsePlatform( builtIn.name, builtIn.text );
-  }
   return parsePlatform( nameOrFile, readFile( nameOrFile ) );
 }
 

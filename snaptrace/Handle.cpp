@@ -13,9 +13,8 @@ namespace Snaptrace {
 constinit Handle defaultSnaptraceHandle;
 
 MtTraceFile::MtTraceFile( const char * path ) : file_( std::fopen( path, "a" ) ) {
-  if ( !file_ ) {
+  if ( !file_ )
     throw Kiv::ErrnoException( errno, Kiv::String8( "Failed to open trace file " ) + path );
-  }
 }
 
 void MtTraceFile::write( std::string_view message ) {
@@ -35,9 +34,8 @@ void Handle::enabledIs( bool enabled, U32 bytes ) {
   if ( enabled && !ringBuf() ) {
     auto ring = std::make_unique< RingBuf >( bytes );
     RingBuf * none = nullptr;
-    if ( ringBuf_.compare_exchange_strong( none, ring.get(), std::memory_order_acq_rel ) ) {
+    if ( ringBuf_.compare_exchange_strong( none, ring.get(), std::memory_order_acq_rel ) )
       static_cast< void >( ring.release() );  // the handle owns it now
-    }
   }
   enabled_.store( enabled, std::memory_order_relaxed );
 }
@@ -52,17 +50,15 @@ void Handle::mtTraceFileIs( std::unique_ptr< MtTraceFile > file ) {
 }
 
 void Facility::enabledIs( bool enabled ) {
-  if ( enabled ) {
+  if ( enabled )
     handle_.enabledIs( true );
-  }
   enabled_.store( enabled, std::memory_order_relaxed );
 }
 
 void MsgDesc::finish() {
   RingBuf * ring = handle_.ringBuf();
-  if ( !handle_.enabled() || !ring ) {
+  if ( !handle_.enabled() || !ring )
     return;
-  }
   if ( MtTraceFile * file = handle_.mtTraceFile() ) {
     file->write( text_ );
     return;

@@ -3,12 +3,10 @@
 namespace Snaptrace {
 
 Line::~Line() {
-  if ( ring_ ) {
+  if ( ring_ )
     MsgDesc( *ring_, line_.view() ).finish();
-  }
-  if ( text_ ) {
+  if ( text_ )
     Kiv::traceLine( *text_, level_, line_.view() );
-  }
 }
 
 }  // namespace Snaptrace

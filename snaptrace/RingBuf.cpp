@@ -42,22 +42,19 @@ void RingBuf::dropFrom( U32 begin, U32 end ) {
 }
 
 char * RingBuf::startMsg( U32 size ) {
-  if ( size > maxSize() ) {
+  if ( size > maxSize() )
     throw Kiv::RangeException( "trace message larger than a quarter of its ring" );
-  }
   lock_.lock();
   U32 needed = room( size );
   if ( needed > bytes_ - end_ ) {
     dropFrom( end_, bytes_ );
-    if ( end_ != bytes_ ) {
+    if ( end_ != bytes_ )
       headerIs( end_, wrapMark );
-    }
     end_ = 0;
   }
   dropFrom( end_, end_ + needed );
-  if ( count_ == 0 ) {
+  if ( count_ == 0 )
     oldest_ = end_;
-  }
   headerIs( end_, size );
   char * text = &storage_[ end_ + headerSize ];
   end_ += needed;
@@ -75,9 +72,8 @@ std::vector< std::string > RingBuf::lines() const {
   U32 offset = oldest_;
   for ( U32 i = 0; i < count_; ++i ) {
     lines.emplace_back( &storage_[ offset + headerSize ], headerAt( offset ) );
-    if ( i + 1 < count_ ) {
+    if ( i + 1 < count_ )
       offset = next( offset );
-    }
   }
   return lines;
 }

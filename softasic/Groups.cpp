@@ -23,8 +23,9 @@ std::optional< StageKind > stageOf( const bcm_field_qset_t & qset ) {
 }
 
 bool hasData( const bcm_field_qset_t & qset ) {
-  return std::any_of( std::begin( qset.data_qualifiers ), std::end( qset.data_qualifiers ),
-                      []( U32 word ) { return word != 0; } );
+  return std::any_of(
+      std::begin( qset.data_qualifiers ), std::end( qset.data_qualifiers ),
+      []( U32 word ) { return word != 0; } );
 }
 
 bool comesBefore( const Group * a, const Group * b ) {

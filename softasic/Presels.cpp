@@ -79,14 +79,17 @@ bool Presels::exist( const bcm_field_presel_set_t & set ) const {
 }
 
 void Presels::use( const bcm_field_presel_set_t & set ) {
-  forEachId( set, [ & ]( U32 id ) { ++presels_[ id ]->users; } );
+  forEachId(
+      set, [ & ]( U32 id ) { ++presels_[ id ]->users; } );
 }
 
 void Presels::unuse( const bcm_field_presel_set_t & set ) {
-  forEachId( set, [ & ]( U32 id ) {
-    assert( presels_[ id ] && presels_[ id ]->users > 0 );
-    --presels_[ id ]->users;
-  } );
+  forEachId(
+      set,
+      [ & ]( U32 id ) {
+        assert( presels_[ id ] && presels_[ id ]->users > 0 );
+        --presels_[ id ]->users;
+      } );
 }
 
 bool Presels::matches( const bcm_field_presel_set_t & set, StageKind stage, U32 port,

@@ -40,9 +40,11 @@ std::optional< WideMode > SlicePool::modeFor( U32 keyBits ) const {
 }
 
 bool SlicePool::hasLarge( const SliceDemand & demand ) const {
-  return std::any_of( slices_.begin(), slices_.end(), [ & ]( const Slice & slice ) {
-    return slice.large() && fits( slice, demand.keyBits, demand.mode );
-  } );
+  return std::any_of(
+      slices_.begin(), slices_.end(),
+      [ & ]( const Slice & slice ) {
+        return slice.large() && fits( slice, demand.keyBits, demand.mode );
+      } );
 }
 
 Slice * SlicePool::take( const SliceDemand & demand, bool onlyLarge ) {
@@ -77,8 +79,8 @@ U32 SlicePool::freeRows( const SliceDemand & demand ) const {
 }
 
 U32 SlicePool::freeSlices() const {
-  return static_cast< U32 >( std::count_if( slices_.begin(), slices_.end(),
-                                            []( const Slice & s ) { return !s.taken(); } ) );
+  return static_cast< U32 >( std::count_if(
+      slices_.begin(), slices_.end(), []( const Slice & s ) { return !s.taken(); } ) );
 }
 
 }  // namespace SoftAsic

@@ -32,9 +32,11 @@ int Unit::editField( U32 entryId, bcm_field_qualify_t qualifier, F && edit ) {
 }
 
 int Unit::qualify( U32 entryId, bcm_field_qualify_t qualifier, U64 value, U64 mask ) {
-  return editField( entryId, qualifier, [ & ]( Rule & rule, const KeyLayout & layout, U32 field ) {
-    return rule.set( layout, field, value, mask );
-  } );
+  return editField(
+      entryId, qualifier,
+      [ & ]( Rule & rule, const KeyLayout & layout, U32 field ) {
+        return rule.set( layout, field, value, mask );
+      } );
 }
 
 int Unit::bcm_field_qualify_InPorts( bcm_field_entry_t id, bcm_pbmp_t data, bcm_pbmp_t mask ) {
@@ -107,10 +109,11 @@ int Unit::bcm_field_qualify_EtherType( bcm_field_entry_t entry, std::uint16_t da
 }
 
 int Unit::bcm_field_qualify_IpType( bcm_field_entry_t entry, bcm_field_IpType_t type ) {
-  return editField( entry, bcmFieldQualifyIpType,
-                    [ & ]( Rule & rule, const KeyLayout & layout, U32 ) {
-                      return rule.setIpType( layout, type );
-                    } );
+  return editField(
+      entry, bcmFieldQualifyIpType,
+      [ & ]( Rule & rule, const KeyLayout & layout, U32 ) {
+        return rule.setIpType( layout, type );
+      } );
 }
 
 int Unit::bcm_field_qualify_SrcIp( bcm_field_entry_t entry, std::uint32_t data,
@@ -124,19 +127,21 @@ int Unit::bcm_field_qualify_DstIp( bcm_field_entry_t entry, std::uint32_t data,
 }
 
 int Unit::bcm_field_qualify_SrcIp6( bcm_field_entry_t entry, bcm_ip6_t data, bcm_ip6_t mask ) {
-  return editField( entry, bcmFieldQualifySrcIp6,
-                    [ & ]( Rule & rule, const KeyLayout & layout, U32 field ) -> int {
-                      rule.setWide( layout, field, data.b, mask.b );
-                      return BCM_E_NONE;
-                    } );
+  return editField(
+      entry, bcmFieldQualifySrcIp6,
+      [ & ]( Rule & rule, const KeyLayout & layout, U32 field ) -> int {
+        rule.setWide( layout, field, data.b, mask.b );
+        return BCM_E_NONE;
+      } );
 }
 
 int Unit::bcm_field_qualify_DstIp6( bcm_field_entry_t entry, bcm_ip6_t data, bcm_ip6_t mask ) {
-  return editField( entry, bcmFieldQualifyDstIp6,
-                    [ & ]( Rule & rule, const KeyLayout & layout, U32 field ) -> int {
-                      rule.setWide( layout, field, data.b, mask.b );
-                      return BCM_E_NONE;
-                    } );
+  return editField(
+      entry, bcmFieldQualifyDstIp6,
+      [ & ]( Rule & rule, const KeyLayout & layout, U32 field ) -> int {
+        rule.setWide( layout, field, data.b, mask.b );
+        return BCM_E_NONE;
+      } );
 }
 
 int Unit::bcm_field_qualify_IpProtocol( bcm_field_entry_t entry, std::uint8_t data,
@@ -153,10 +158,11 @@ int Unit::bcm_field_qualify_Ttl( bcm_field_entry_t entry, std::uint8_t data, std
 }
 
 int Unit::bcm_field_qualify_IpFrag( bcm_field_entry_t entry, bcm_field_IpFrag_t frag ) {
-  return editField( entry, bcmFieldQualifyIpFrag,
-                    [ & ]( Rule & rule, const KeyLayout & layout, U32 ) {
-                      return rule.setIpFrag( layout, frag );
-                    } );
+  return editField(
+      entry, bcmFieldQualifyIpFrag,
+      [ & ]( Rule & rule, const KeyLayout & layout, U32 ) {
+        return rule.setIpFrag( layout, frag );
+      } );
 }
 
 int Unit::bcm_field_qualify_L4SrcPort( bcm_field_entry_t entry, std::uint16_t data,
@@ -181,14 +187,15 @@ int Unit::bcm_field_qualify_IcmpTypeCode( bcm_field_entry_t entry, std::uint16_t
 
 int Unit::bcm_field_qualify_RangeCheck( bcm_field_entry_t entry, bcm_field_range_t range,
                                         int invert ) {
-  return editField( entry, bcmFieldQualifyRangeCheck,
-                    [ & ]( Rule & rule, const KeyLayout & layout, U32 ) -> int {
-                      const RangeUse checker = ranges_.find( range );
-                      if ( checker == nullptr )
-                        return BCM_E_NOT_FOUND;
-                      rule.setRange( layout, checker, invert != 0 );
-                      return BCM_E_NONE;
-                    } );
+  return editField(
+      entry, bcmFieldQualifyRangeCheck,
+      [ & ]( Rule & rule, const KeyLayout & layout, U32 ) -> int {
+        const RangeUse checker = ranges_.find( range );
+        if ( checker == nullptr )
+          return BCM_E_NOT_FOUND;
+        rule.setRange( layout, checker, invert != 0 );
+        return BCM_E_NONE;
+      } );
 }
 
 int Unit::bcm_field_qualify_data( bcm_field_entry_t id, int qual_id, const std::uint8_t * data,

@@ -13,10 +13,9 @@ void UnitAudit::auditManager( const EntryManager & owner ) {
   for ( auto it = books->entryCreatedIterConst(); it; ++it )
     auditEntry( owner, *books, it.key() );
   if ( books->rangeCreated() ) {
-    for ( U32 entry = owner.baseEntry(); entry < owner.endEntry(); ++entry ) {
+    for ( U32 entry = owner.baseEntry(); entry < owner.endEntry(); ++entry )
       if ( !books->entryCreatedHas( entry ) && !books->rangeEntryMissing( entry ) )
         auditIdleEntry( owner, entry );
-    }
   }
   auditRecords( owner, *books );
 }
@@ -128,18 +127,16 @@ void UnitAudit::auditRecords( const EntryManager & owner, const Books & books ) 
 
 void UnitAudit::auditForeignEntries() {
   for ( const auto & [ id, group ] : groups_ ) {
-    for ( const U32 entry : group.entries ) {
+    for ( const U32 entry : group.entries )
       if ( !ownedEntries_.contains( entry ) )
         report( "entry {:#x} in group {:#x} belongs to nobody", entry, id );
-    }
   }
 }
 
 void UnitAudit::auditForeignStats() {
-  for ( const auto & [ id, stat ] : statistics_ ) {
+  for ( const auto & [ id, stat ] : statistics_ )
     if ( !ownedStats_.contains( id ) )
       report( "statistics {} belong to nobody", id );
-  }
 }
 
 }  // namespace Audit

@@ -8,10 +8,9 @@ namespace Audit {
 void UnitAudit::auditGroups() {
   for ( auto it = manager_.groupCountsIterConst(); it; ++it )
     auditCounts( it.key().pipeGroupId, *it.member() );
-  for ( const auto & [ id, group ] : groups_ ) {
+  for ( const auto & [ id, group ] : groups_ )
     if ( !manager_.groupCountsHas( id ) )
       report( "group {:#x} belongs to nobody", id );
-  }
 }
 
 void UnitAudit::auditCounts( U32 pipeGroup, const Morvane::GroupCounts & counts ) {
@@ -60,12 +59,11 @@ void UnitAudit::auditPreselectors() {
          ( groups_.contains( it.key().groupId ) || manager_.preselectorLeft( it.key() ) ) )
       recorded.emplace( it.value(), it.key().groupId );
   }
-  for ( const SoftAsic::PreselView & presel : chip_.preselectors( unit_ ) ) {
+  for ( const SoftAsic::PreselView & presel : chip_.preselectors( unit_ ) )
     if ( !recorded.contains( presel.id ) )
       report( "preselector {} belongs to nobody", presel.id );
     else if ( presel.users != ( groups_.contains( recorded[ presel.id ] ) ? 1 : 0 ) )
       report( "preselector {} has {} groups", presel.id, presel.users );
-  }
   for ( const auto & [ id, group ] : groups_ )
     auditPreselectorOf( group );
 }

@@ -94,9 +94,11 @@ bool UnitAudit::untagged( const std::vector< U16 > & vlans, U32 port ) const {
 
 // A VLAN whose last change could not be carried out says nothing of the ports.
 bool UnitAudit::overdue( const std::vector< U16 > & vlans ) const {
-  return std::any_of( vlans.begin(), vlans.end(), [ & ]( U16 vlan ) {
-    return manager_.ovidWarSm()->overdueHas( { unit_, vlan } );
-  } );
+  return std::any_of(
+      vlans.begin(), vlans.end(),
+      [ & ]( U16 vlan ) {
+        return manager_.ovidWarSm()->overdueHas( { unit_, vlan } );
+      } );
 }
 
 void UnitAudit::auditTwinMap() {

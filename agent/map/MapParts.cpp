@@ -127,8 +127,8 @@ std::vector< std::string > absentUsers( const SliceMap & map, size_t columns ) {
 }
 
 bool hasTwins( const SliceMap & map ) {
-  return std::any_of( map.users.begin(), map.users.end(),
-                      []( const User & user ) { return user.twins != 0; } );
+  return std::any_of(
+      map.users.begin(), map.users.end(), []( const User & user ) { return user.twins != 0; } );
 }
 
 std::vector< std::string > userHeadings( const SliceMap & map ) {

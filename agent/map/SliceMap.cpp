@@ -149,8 +149,8 @@ U32 Table::openRows() const {
 }
 
 U32 Table::freeSlices() const {
-  return static_cast< U32 >( std::count_if( slices.begin(), slices.end(),
-                                            []( const Slice & slice ) { return !slice.group; } ) );
+  return static_cast< U32 >( std::count_if(
+      slices.begin(), slices.end(), []( const Slice & slice ) { return !slice.group; } ) );
 }
 
 SliceMap sliceMap( const Morvane::MorvaneTcamGroupManager & manager,

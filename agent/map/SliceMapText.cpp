@@ -88,10 +88,9 @@ Cell cellOf( const SliceMap & map, const Slice & slice, U32 first, U32 end ) {
       rows[ { segment.use, segment.user } ] += to - from;
   }
   std::map< RowUse, std::pair< U32, U32 > > most;  // user and rows
-  for ( const auto & [ key, count ] : rows ) {
+  for ( const auto & [ key, count ] : rows )
     if ( count > most[ key.first ].second )
       most[ key.first ] = { key.second, count };
-  }
   if ( most.contains( RowUse::unknown ) )
     return { '?', RowUse::unknown, {} };
   if ( most.contains( RowUse::used ) ) {

@@ -17,8 +17,9 @@ constinit const Kiv::LogHandle MORVANE_UNEXPECTED_RESTART = handleOf( unexpected
 namespace {
 
 bool lists( const kelmor_tcam_capacity_info_t & info, S32 stage ) {
-  return std::any_of( info.stage, info.stage + info.stage_count,
-                      [ & ]( const kelmor_tcam_stage_info_t & s ) { return s.stage == stage; } );
+  return std::any_of(
+      info.stage, info.stage + info.stage_count,
+      [ & ]( const kelmor_tcam_stage_info_t & s ) { return s.stage == stage; } );
 }
 
 // Whether the use is that many percent of the size, or more. What has no size is not full.

@@ -125,23 +125,24 @@ U64 sumOf( const UnitEntriesCreated & entries, U32 pipeEntry,
 }
 
 U64 pktHitsByColour( U32 unit, const UnitEntriesCreated & entries, U32 pipeEntry ) {
-  return sumOf( entries, pipeEntry,
-                { bcmFieldStatGreenPackets, bcmFieldStatYellowPackets, bcmFieldStatRedPackets },
-                [ & ]( U32 statsId, bcm_field_stat_t statPackets ) {
-                  U64 pktHits = 0;
-                  SDK_CHECKED( bcm_field_stat_get( unit, statsId, statPackets, &pktHits ) );
-                  return pktHits;
-                } );
+  return sumOf(
+      entries, pipeEntry,
+      { bcmFieldStatGreenPackets, bcmFieldStatYellowPackets, bcmFieldStatRedPackets },
+      [ & ]( U32 statsId, bcm_field_stat_t statPackets ) {
+        U64 pktHits = 0;
+        SDK_CHECKED( bcm_field_stat_get( unit, statsId, statPackets, &pktHits ) );
+        return pktHits;
+      } );
 }
 
 U64 byteHitsByColour( U32 unit, const UnitEntriesCreated & entries, U32 pipeEntry ) {
-  return sumOf( entries, pipeEntry,
-                { bcmFieldStatGreenBytes, bcmFieldStatYellowBytes, bcmFieldStatRedBytes },
-                [ & ]( U32 statsId, bcm_field_stat_t statBytes ) {
-                  U64 byteHits = 0;
-                  SDK_CHECKED( bcm_field_stat_get( unit, statsId, statBytes, &byteHits ) );
-                  return byteHits;
-                } );
+  return sumOf(
+      entries, pipeEntry, { bcmFieldStatGreenBytes, bcmFieldStatYellowBytes, bcmFieldStatRedBytes },
+      [ & ]( U32 statsId, bcm_field_stat_t statBytes ) {
+        U64 byteHits = 0;
+        SDK_CHECKED( bcm_field_stat_get( unit, statsId, statBytes, &byteHits ) );
+        return byteHits;
+      } );
 }
 
 }  // namespace
@@ -316,13 +317,14 @@ void clearCountersOf( const MorvaneTcamGroupManager & manager, U32 unit, Wanted 
 }  // namespace
 
 void MorvaneTcamGroupManager::clearGroupCounters( U32 unit, U32 group ) {
-  clearCountersOf( *this, unit, [ & ]( const MorvaneTcamEntryManager & user ) {
-    return user.group() == group;
-  } );
+  clearCountersOf(
+      *this, unit,
+      [ & ]( const MorvaneTcamEntryManager & user ) { return user.group() == group; } );
 }
 
 void MorvaneTcamGroupManager::clearUnitCounters( U32 unit ) {
-  clearCountersOf( *this, unit, []( const MorvaneTcamEntryManager & ) { return true; } );
+  clearCountersOf(
+      *this, unit, []( const MorvaneTcamEntryManager & ) { return true; } );
 }
 
 void MorvaneTcamGroupManager::clearAllCounters() {

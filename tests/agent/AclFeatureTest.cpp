@@ -163,9 +163,8 @@ TEST( AclFeature, kindsAndMalformedFrames ) {
     TestSwitch sw( { 2, true, false, false, 12, 1024, 512, 4, 0, 0, 384 } );
     for ( const Acl & acl : acls )
       ASSERT_FALSE( sw.feature.addAcl( acl ) );
-    if ( deny ) {
+    if ( deny )
       ASSERT_FALSE( sw.feature.addDenyRest() );
-    }
     EXPECT_THAT( sw.audit(), IsEmpty() );
     EXPECT_EQ( sw.differences( frames ), 0U );
     sw.feature.clear();

@@ -112,9 +112,8 @@ TEST( PortMethods, groupWithoutRangesExpands ) {
     AclFeature feature( session.groupManager(), 0, session.platform(), ports );
     const auto shortage = feature.addAcl( acl );
     EXPECT_EQ( shortage.has_value(), ports == PortMethod::checkers );
-    if ( !shortage ) {
+    if ( !shortage )
       EXPECT_THAT( entriesOf( feature, acl, 0 ), ElementsAre( 4 ) );
-    }
   }
 }
 

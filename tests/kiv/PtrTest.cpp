@@ -70,9 +70,8 @@ TEST( PtrDeathTest, AnObserverOfTheEndCannotKeepTheObject ) {
       Ptr< Reviver > brief( this );  // taken and dropped: allowed
       brief = nullptr;
       EXPECT_TRUE( dying() );
-      if ( keep ) {
+      if ( keep )
         kept = this;
-      }
     }
     bool keep = false;
   };

@@ -34,13 +34,11 @@ TEST( RingBufTest, KeepsTheNewestMessagesWhole ) {
       ASSERT_LE( lines.size(), written.size() );
       ASSERT_TRUE( std::equal( lines.rbegin(), lines.rend(), written.rbegin() ) ) << seed;
       std::size_t kept = 0;
-      for ( const std::string & line : lines ) {
+      for ( const std::string & line : lines )
         kept += line.size() + 4;
-      }
       // What a message may displace: its own room, rounding, and the rest before the wrap.
-      if ( lines.size() < written.size() ) {
+      if ( lines.size() < written.size() )
         ASSERT_GE( kept + 3 * lines.size() + 2 * ( longest + 8 ), 1024u ) << seed;
-      }
     }
   }
 }
@@ -60,17 +58,14 @@ TEST( RingBufTest, RefusesWhatCannotFitAndStaysUsable ) {
 TEST( RingBufTest, ThreadsDoNotMixTheirMessages ) {
   RingBuf ring( 4096 );
   auto write = [ & ]( char letter ) {
-    for ( int i = 0; i < 5000; ++i ) {
+    for ( int i = 0; i < 5000; ++i )
       record( ring, std::string( static_cast< std::size_t >( i % 60 ), letter ) );
-    }
   };
   std::thread other( write, 'a' );
   std::thread reader( [ & ] {
-    for ( int i = 0; i < 200; ++i ) {
-      for ( const std::string & line : ring.lines() ) {
+    for ( int i = 0; i < 200; ++i )
+      for ( const std::string & line : ring.lines() )
         ASSERT_EQ( line.find_first_not_of( line.empty() ? ' ' : line[ 0 ] ), std::string::npos );
-      }
-    }
   } );
   write( 'b' );
   other.join();
