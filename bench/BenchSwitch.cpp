@@ -55,7 +55,7 @@ BenchSwitch::BenchSwitch( U32 pipes, U32 copies, U32 live )
   groups_->initializedIs( true );
   manager_ = groups_->entryManager( Morvane::ipAclTcamGroup );
 
-  get( manager_->baseEntry() );  // the group comes with it
+  get( manager_->baseEntry() );  // creates the group
   for ( const Morvane::PipeCopy c : groups_->pipeCopies( unit, group ) )
     copies_.push_back( c );
   const HeapUse before = heapUse();
@@ -77,7 +77,7 @@ BenchSwitch::~BenchSwitch() {
   Kiv::ActivityUnlockAnchor::lock().unlock();
 }
 
-// A stride that shares no factor with the number of entries visits them all, far apart.
+// A stride coprime to the number of entries visits all of them, far apart.
 U32 BenchSwitch::nextEntry() {
   turn_ = ( turn_ + 7919 ) % live_;
   return manager_->baseEntry() + turn_;

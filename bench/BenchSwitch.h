@@ -1,8 +1,7 @@
-// A switch whose SDK returns at once, so that what is measured is the library and the lock
-// protocol.
+// A switch with a no-op SDK, to measure only the library and the lock protocol.
 //
-// The switch has one group with one bounded user. EntryCycle runs the library's cycle on one entry,
-// DirectCycle makes the same SDK calls through the same protocol and keeps no books.
+// It has one group with one bounded user. libraryCycle runs the library's cycle on one entry,
+// directCycle makes the same SDK calls through the same lock protocol without any records.
 #pragma once
 
 #include <memory>
@@ -18,7 +17,7 @@ namespace Bench {
 
 using namespace Kiv::Integers;
 
-// Every operation succeeds and does nothing but count; what must give an id gives the next one.
+// Every operation succeeds and is only counted. Id outputs get the next id.
 class NullSdk : public Shim::SdkShim {
  public:
   explicit NullSdk( bool secondCopy ) : secondCopy_( secondCopy ) {}
@@ -29,7 +28,7 @@ class NullSdk : public Shim::SdkShim {
 
 #define SDK_OP( name, params, args )                                 \
   int name( [[maybe_unused]] U32 unit SDK_UNPACK params ) override { \
-    return answer args;                                              \
+    return respond args;                                             \
   }
 #define SDK_QUERY( name )                                          \
   bool name( U32 ) const override {                                \
@@ -45,7 +44,7 @@ class NullSdk : public Shim::SdkShim {
   static constexpr Shim::SdkQuery secondCopyQuery = Shim::SdkQuery::kelmor_field_second_copy;
 
   template < class... Args >
-  int answer( const Args &... args ) {
+  int respond( const Args &... args ) {
     ++calls_;
     ( fill( args ), ... );
     return 0;
@@ -65,26 +64,26 @@ class NullSdk : public Shim::SdkShim {
   U64 calls_ = 0;
 };
 
-// A started group manager with `live` entries handed out and installed.
+// A started group manager with `live` installed entries.
 class BenchSwitch {
  public:
   BenchSwitch( U32 pipes, U32 copies, U32 live );
   ~BenchSwitch();
 
-  // Release, get, install, set the priority, remove, on the next entry in turn.
+  // Release, get, install, set priority and remove on the next entry.
   void libraryCycle();
   // The SDK calls of libraryCycle, in the same order.
   void directCycle();
 
   U64 sdkCalls() const { return sdk_.calls(); }
   Morvane::MorvaneTcamEntryManager & manager() { return *manager_; }
-  // One operation on the next entry, with the entry brought into the state that it needs.
+  // Building blocks of benchmarks of single operations.
   U32 nextEntry();
   void get( U32 entry );
 
-  // Heap bytes for each live entry, measured while they were handed out.
+  // Heap bytes per live entry, measured during allocation of the entries.
   double bytesPerEntry() const { return bytesPerEntry_; }
-  // Heap allocations for each live entry, likewise.
+  // Heap allocations per live entry, measured likewise.
   double allocationsPerEntry() const { return allocationsPerEntry_; }
 
  private:
@@ -94,7 +93,7 @@ class BenchSwitch {
   std::unique_ptr< Tables > tables_;
   Kiv::Ptr< Morvane::MorvaneTcamGroupManager > groups_;
   Kiv::Ptr< Morvane::MorvaneBoundedTcamEntryManager > manager_;
-  std::vector< Morvane::PipeCopy > copies_;  // the direct calls know them
+  std::vector< Morvane::PipeCopy > copies_;  // for directCycle
   Kiv::String8 desc_;
   U32 live_;
   U32 turn_ = 0;
@@ -102,7 +101,7 @@ class BenchSwitch {
   double allocationsPerEntry_ = 0;
 };
 
-// Exists during all measurements, so that the C library does not take its single-thread short cuts.
+// Keeps the C library from using its single-threaded fast paths during measurements.
 class SecondThread {
  public:
   SecondThread();

@@ -1,5 +1,5 @@
-// Runs a number of library cycles among a number of live entries, for an instruction counter:
-// the difference between two runs is what the cycles took.
+// Runs library cycles among live entries, for an instruction counter: the difference between two
+// runs is the cost of the cycles.
 //
 //   cycle_probe LIVE CYCLES [PIPES COPIES]
 

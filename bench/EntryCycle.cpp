@@ -1,6 +1,6 @@
-// The entry cycle (release, getEntry, install, setPriority, remove) against the same SDK calls made
-// directly, in alternating batches of one run. The figures are medians over the batches, so that
-// the ratio depends little on what else the machine does.
+// The entry cycle (release, getEntry, install, setPriority, remove) against the same direct SDK
+// calls, in alternating batches of one run. Results are medians over the batches, so that the ratio
+// hardly depends on other load of the machine.
 
 #include <benchmark/benchmark.h>
 
@@ -25,7 +25,7 @@ double nanoseconds( Work work ) {
   return std::chrono::duration< double, std::nano >( Clock::now() - start ).count() / batch;
 }
 
-// A batch that the machine broke off counts no more than any other.
+// The median ignores batches with preemptions.
 double median( std::vector< double > & values ) {
   const auto middle = values.begin() + static_cast< std::ptrdiff_t >( values.size() / 2 );
   std::nth_element( values.begin(), middle, values.end() );
@@ -37,7 +37,7 @@ void entryCycle( benchmark::State & state ) {
   Bench::BenchSwitch bench( static_cast< Kiv::U32 >( state.range( 1 ) ),
                             static_cast< Kiv::U32 >( state.range( 2 ) ),
                             static_cast< Kiv::U32 >( state.range( 0 ) ) );
-  // Every entry once, so that all of them are removed, as the cycle leaves them.
+  // The cycle leaves entries removed: bring all of them to that state.
   for ( int64_t i = 0; i < state.range( 0 ); ++i )
     bench.libraryCycle();
   const Kiv::U64 callsBefore = bench.sdkCalls();
@@ -62,7 +62,7 @@ void entryCycle( benchmark::State & state ) {
   state.counters[ "get_allocs" ] = bench.allocationsPerEntry();
 }
 
-// Heap allocations of one operation on a live entry.
+// Heap allocations per operation on a live entry.
 void allocations( benchmark::State & state ) {
   Bench::BenchSwitch bench( static_cast< Kiv::U32 >( state.range( 1 ) ),
                             static_cast< Kiv::U32 >( state.range( 2 ) ),

@@ -11,7 +11,7 @@ namespace {
 std::atomic< std::uint64_t > allocations{ 0 };
 std::atomic< std::int64_t > bytes{ 0 };
 
-void * take( std::size_t size ) {
+void * allocate( std::size_t size ) {
   void * const block = std::malloc( size );
   if ( !block )
     throw std::bad_alloc();
@@ -21,7 +21,7 @@ void * take( std::size_t size ) {
   return block;
 }
 
-void giveBack( void * block ) noexcept {
+void release( void * block ) noexcept {
   bytes.fetch_sub( static_cast< std::int64_t >( malloc_usable_size( block ) ),
                    std::memory_order_relaxed );
   std::free( block );
@@ -30,22 +30,22 @@ void giveBack( void * block ) noexcept {
 }  // namespace
 
 void * operator new( std::size_t size ) {
-  return take( size );
+  return allocate( size );
 }
 void * operator new[]( std::size_t size ) {
-  return take( size );
+  return allocate( size );
 }
 void operator delete( void * block ) noexcept {
-  giveBack( block );
+  release( block );
 }
 void operator delete[]( void * block ) noexcept {
-  giveBack( block );
+  release( block );
 }
 void operator delete( void * block, std::size_t ) noexcept {
-  giveBack( block );
+  release( block );
 }
 void operator delete[]( void * block, std::size_t ) noexcept {
-  giveBack( block );
+  release( block );
 }
 
 namespace Bench {

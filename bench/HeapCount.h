@@ -1,4 +1,4 @@
-// Counts what the process takes from the heap, by standing in for operator new and delete.
+// Counts heap use by replacing operator new and delete.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@ namespace Bench {
 
 struct HeapUse {
   std::uint64_t allocations;  // calls of operator new so far
-  std::int64_t bytes;         // bytes held now, as the allocator rounds them
+  std::int64_t bytes;         // bytes allocated now, including rounding
 };
 
 HeapUse heapUse();

@@ -1,8 +1,8 @@
-// What shared resources cost: range checkers and user-defined fields, and what range checkers save
-// when an access list is programmed.
+// Cost of range checkers and user-defined fields, and savings by range checkers when an access list
+// is programmed.
 //
-// Range checkers are measured on an SDK that returns at once (BenchSwitch.h), the other two on the
-// software ASIC, whose time is part of theirs.
+// Range checkers are measured on a no-op SDK (BenchSwitch.h), the other two including the software
+// ASIC.
 
 #include <benchmark/benchmark.h>
 #include <unistd.h>
@@ -26,7 +26,7 @@ double secondsSince( Clock::time_point start ) {
   return std::chrono::duration< double >( Clock::now() - start ).count();
 }
 
-// Get and release; with `shared`, of a checker that has another user.
+// Get and release; `shared`: the checker has another user.
 void rangeChecker( benchmark::State & state, bool shared ) {
   Bench::BenchSwitch bench( 1, 1, 2 );
   Morvane::MorvaneTcamEntryManager & manager = bench.manager();
@@ -42,7 +42,7 @@ void rangeChecker( benchmark::State & state, bool shared ) {
       static_cast< double >( bench.sdkCalls() - before ), benchmark::Counter::kAvgIterations );
 }
 
-// The calls of one operation on a session.
+// SDK calls of a session so far.
 U64 totalCalls( const Agent::SwitchSession & session ) {
   U64 total = 0;
   for ( const auto & [ name, count ] : session.sdkCalls() )
@@ -50,8 +50,8 @@ U64 totalCalls( const Agent::SwitchSession & session ) {
   return total;
 }
 
-// Adds a use of a field to a mirroring group that lives, and takes it away again; with `shared`, of
-// a field that has another use. Only the adding is timed.
+// Adds a user of a field to an existing mirroring group and removes it again. `shared`: the field
+// has another user. Only the addition is timed.
 void udfAdd( benchmark::State & state, bool shared ) {
   const Kiv::LockGuard activity( Kiv::ActivityUnlockAnchor::lock() );
   Agent::SwitchSession session( Platform::loadPlatform( "small" ) );
@@ -104,7 +104,7 @@ Programmed program( const Agent::Acl & acl, Agent::PortMethod ports ) {
   return result;
 }
 
-// Programs a list with range checkers and by prefixes, in turn; the time is that with checkers.
+// Programs a list alternately with range checkers and prefixes; the time is with checkers.
 void ports( benchmark::State & state ) {
   const std::string file = std::string( MORVANE_TEST_DATA ) + "/classbench/fw4_10k";
   if ( access( file.c_str(), R_OK ) != 0 ) {

@@ -1,4 +1,4 @@
-# The shared library, made of its floors, and what it installs.
+# The shared library, linked from its floors, and its installation.
 set(library_floors kiv snaptrace shim morvane)
 set(library_headers kiv Fru snaptrace shim morvane)
 
@@ -20,7 +20,7 @@ target_include_directories(MorvaneTcamManager INTERFACE
 target_compile_features(MorvaneTcamManager INTERFACE cxx_std_20)
 add_library(Morvane::TcamManager ALIAS MorvaneTcamManager)
 
-# The same floors for programs that reach into the library: tests and benches.
+# The same floors for tests and benchmarks, which use internal symbols.
 add_library(morvane_static INTERFACE)
 target_link_libraries(morvane_static INTERFACE
   morvane_build "$<LINK_GROUP:RESCAN,${floors}>")
@@ -38,7 +38,7 @@ include(CMakePackageConfigHelpers)
 configure_package_config_file(cmake/MorvaneTcamManagerConfig.cmake.in
   ${PROJECT_BINARY_DIR}/MorvaneTcamManagerConfig.cmake
   INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/MorvaneTcamManager)
-# CMake asked the compiler for its word size before -m32 stood; the package must say its own.
+# CMake determined the word size without -m32; the package needs the real one.
 block()
   if(MORVANE_M32)
     set(CMAKE_SIZEOF_VOID_P 4)

@@ -1,5 +1,5 @@
-// Runs a fuzz target on the files of the given folders, for compilers without libFuzzer. Fails when
-// there is no file, so that a wrong folder is not mistaken for success.
+// Runs a fuzz target on all files of the given folders, for compilers without libFuzzer. Fails if
+// there are no files, so that a wrong folder is noticed.
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -15,7 +15,7 @@ void replay( const std::filesystem::path & file ) {
   std::ifstream in( file, std::ios::binary );
   const std::string bytes{ std::istreambuf_iterator< char >( in ), {} };
   LLVMFuzzerTestOneInput( reinterpret_cast< const std::uint8_t * >( bytes.data() ), bytes.size() );
-  // The same with its end cut off, at every place.
+  // Truncated at every length.
   for ( std::size_t size = 0; size < bytes.size(); ++size )
     LLVMFuzzerTestOneInput( reinterpret_cast< const std::uint8_t * >( bytes.data() ), size );
 }

@@ -1,6 +1,6 @@
-// Feeds text to the readers of all text forms. Whatever the text: it is read or refused with an
-// exception of the object model; what was read prints, and the printed form reads back to the same.
-// A form is printed one way only, so that what is read without \xNN prints as it was written.
+// Fuzzes the readers of all text forms. Any text must either be read or rejected with an exception
+// of the object model; a value that was read must print, and its text must read back to the same
+// value. Every value has one text form, so text without \xNN must print unchanged.
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
