@@ -1,9 +1,8 @@
-// Turns rules into what TCAM entries match.
+// Compiles rules into TCAM entries.
 //
-// A range of ports that no single prefix holds is matched by a range checker or by several
-// prefixes; a rule becomes one entry per pair of source and destination ports. Everything else of a
-// rule is ternary as it stands. The entries of one rule never overlap, so that their order does not
-// matter; the order of rules does.
+// A port range that is not a single prefix is matched by a range checker or expanded to prefixes; a
+// rule becomes one entry per combination of source and destination ports. All other fields are
+// ternary already. The entries of a rule do not overlap, so only the order of rules matters.
 #pragma once
 
 #include <vector>
@@ -13,20 +12,21 @@
 
 namespace Agent {
 
-// How one entry matches the ports of one direction.
+// Port match of an entry in one direction.
 struct EntryPorts {
-  PortMatch prefix;      // counts without a range checker
+  PortMatch prefix;      // valid without a range checker
   U32 rangeChecker = 0;  // hardware id; 0: none
 };
 
-// A data qualifier of the group and what its bytes must be.
+// Match on a data qualifier of the group.
 struct DataMatch {
   S32 qualifier = 0;  // hardware id
   U32 value = 0;
   U32 mask = 0;
 };
 
-// What one entry matches, besides being of its list's kind. A mask of 0 is not qualified.
+// Match of one entry, in addition to the kind of its list. Fields with a zero mask are not
+// qualified.
 struct EntryMatch {
   AclKind kind = AclKind::ipv4;
   FieldMatch< U32 > sourceIp;
@@ -45,19 +45,19 @@ struct EntryMatch {
   std::vector< DataMatch > data;
 };
 
-// Range checkers that a rule has; 0: the direction is matched by prefixes.
+// Range checkers of a rule; 0: the direction is matched by prefixes.
 struct RangeCheckers {
   U32 source = 0;
   U32 destination = 0;
 };
 
-// Whether a range takes several prefixes, so that a range checker saves entries.
+// True if the range takes several prefixes, so that a range checker saves entries.
 bool wantsChecker( const PortRange & range );
 
-// The entries of a rule, without data qualifiers.
+// Without data qualifiers.
 std::vector< EntryMatch > compileRule( AclKind kind, const AclRule & rule,
                                        const RangeCheckers & checkers );
-// How many they are.
+// Number of entries that compileRule returns.
 U32 entriesOf( const AclRule & rule, const RangeCheckers & checkers );
 
 }  // namespace Agent

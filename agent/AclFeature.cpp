@@ -35,9 +35,9 @@ std::optional< AclShortage > AclFeature::addAcl( const Acl & acl,
   const auto shortage = table.addAcl( acl, index, whenFull );
   acls_.push_back( &acl );
   shortages_.push_back( shortage );
-  for ( const auto & [ lost, shortage ] : table.takeLost() )
-    shortages_[ lost ] = shortage;
-  remakePolicy();
+  for ( const auto & [ lost, reason ] : table.takeLost() )
+    shortages_[ lost ] = reason;
+  rebuildPolicy();
   return shortages_[ index ];
 }
 
@@ -54,7 +54,7 @@ std::optional< AclResource > AclFeature::addDenyRest() {
     shortage = table.table->addDenyRest();
     table.denyRest = !shortage;
   }
-  remakePolicy();
+  rebuildPolicy();
   return shortage;
 }
 
@@ -77,7 +77,7 @@ void AclFeature::clear() {
   policy_ = {};
 }
 
-void AclFeature::remakePolicy() {
+void AclFeature::rebuildPolicy() {
   policy_ = {};
   for ( const Table & table : tables_ ) {
     PolicyTable & lists = policy_.tables.emplace_back();

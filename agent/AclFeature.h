@@ -1,16 +1,15 @@
-// Keeps access lists in the TCAM: the feature that uses the library as any other would.
+// The ACL feature: programs access lists into the TCAM through the library.
 //
-// Each list goes into the share that its kind and use call for (AclShares.h); lists of one share
-// are one table, earlier lists first (AclTable.h). Between tables the library's order of groups
-// decides.
+// A list's kind and use select its share (AclShares.h). The lists of one share form one table,
+// earlier lists first (AclTable.h). The library's group order decides between tables.
 //
-// Invariants: an access list is programmed whole or not at all; one that does not fit leaves chip
-// and books as they were.
+// Invariants: a list is programmed completely or not at all; one that does not fit leaves chip and
+// records unchanged.
 //
-// Order of calls: addAcl for each access list; addDenyRest, if at all, after the last; clear before
-// the library is taken down or its SDK re-initialised.
+// Order of calls: addAcl for each list; addDenyRest, if used, after the last; clear before the
+// library is shut down or its SDK re-initialised.
 //
-// Locks: called with the activity lock held, which the library and the SDK calls give up meanwhile.
+// Locking: call with the activity lock held; the library and the SDK calls drop it.
 #pragma once
 
 #include <functional>
@@ -28,31 +27,31 @@ class AclFeature {
   AclFeature( Morvane::MorvaneTcamGroupManager & groupManager, U32 unit,
               const Platform::PlatformData & platform, PortMethod method );
 
-  // Programs an access list, which the platform must serve (listFault) and which must outlive the
-  // feature. Absent when it fits; when it does not, `whenFull` is called before it is rolled back.
-  // Throws Platform::InputError for a user-defined field that the group lacks.
+  // Programs a list, which the platform must support (listFault) and which must outlive the
+  // feature. Returns nothing if it fits; otherwise calls `whenFull` before rolling it back. Throws
+  // Platform::InputError for a user-defined field that the group lacks.
   std::optional< AclShortage > addAcl( const Acl & acl,
                                        const std::function< void() > & whenFull = {} );
-  // Programs an entry that drops what no list permits, in each table of lists that filter; of IPv4
-  // when there is none. Stops at the first that does not fit.
+  // Programs the implicit deny in each table of filter lists, or in the IPv4 table if there is
+  // none. Stops at the first that does not fit.
   std::optional< AclResource > addDenyRest();
-  // Starts all policers anew, with full buckets.
+  // Resets all policers to full buckets.
   void refillPolicers();
-  // Takes everything back.
+  // Releases everything.
   void clear();
 
-  // Why a list, by the count of addAcl, does not fit; also for one that was lost later.
+  // Why a list does not fit, or was lost later; lists are counted in the order of addAcl.
   const std::optional< AclShortage > & shortage( U32 acl ) const { return shortages_[ acl ]; }
   // Entries of addDenyRest.
   U32 denyEntries() const;
-  // What the lists that fit mean.
+  // Reference policy of the lists that fit.
   const Policy & policy() const { return policy_; }
-  // Owner of an entry id, pipe and copy bits or not; absent for an entry that is not this
-  // feature's.
+  // Owner of an entry id, with or without pipe and copy bits; empty if not an entry of this
+  // feature.
   std::optional< EntryOwner > ownerOf( U32 entryId ) const;
   // Null for a rule of a list that does not fit.
   const ProgrammedRule * find( const RuleIndex & index ) const;
-  // All 0 for a rule of a list that does not fit, and without statistics.
+  // All 0 if the rule's list does not fit or has no statistics.
   RuleCounters counters( const RuleIndex & index );
 
  private:
@@ -64,7 +63,7 @@ class AclFeature {
   };
 
   Table & tableOf( AclKind kind, AclUse use );
-  void remakePolicy();
+  void rebuildPolicy();
 
   Morvane::MorvaneTcamGroupManager & groupManager_;
   const U32 unit_;

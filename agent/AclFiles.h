@@ -1,4 +1,4 @@
-// Reads the files that a user names: access lists and packets, whatever their form.
+// Reads access list and packet files of all supported formats.
 #pragma once
 
 #include <string>
@@ -9,19 +9,19 @@
 namespace Agent {
 
 enum class AclFormat {
-  detect,      // by the first character that is not blank: '@' ClassBench, '{' a rules file
+  detect,      // by the first non-blank character: '@' ClassBench, '{' rules file
   classBench,  // ClassBenchReader.h
   rules,       // RulesFileReader.h
 };
 
-// Both throw Platform::InputError for a file that cannot be read or is not understood.
+// Both throw Platform::InputError for an unreadable or malformed file.
 Acl readAcl( const std::string & name, const std::string & file, AclFormat format );
 
-// The packets of a capture, which keep their times, or of a trace; which of them a file is its
-// magic number tells. Packets of a trace come `interval` nanoseconds apart.
+// The packets of a capture, with their time stamps, or of a trace, `interval` nanoseconds apart.
+// The magic number selects the format.
 std::vector< Packet > readPackets( const std::string & file, U64 interval );
 
-// Adds frames behind the packets, each `interval` nanoseconds behind the one before it.
+// Appends frames, each `interval` nanoseconds after its predecessor.
 void appendFrames( std::vector< Packet > & packets, std::vector< Frame > frames, U64 interval );
 
 }  // namespace Agent

@@ -1,7 +1,5 @@
-// An access list as its author wrote it: logical rules, in order of precedence.
-//
-// What a reader makes and everything else uses; how a rule becomes TCAM entries is AclCompiler's
-// affair alone.
+// An access list: logical rules in order of precedence, independent of file formats and of their
+// translation to TCAM entries.
 #pragma once
 
 #include <array>
@@ -24,11 +22,11 @@ inline constexpr U8 protocolIcmp6 = 58;
 template < class T >
 struct FieldMatch {
   T value = 0;
-  T mask = 0;  // 0: not looked at
+  T mask = 0;  // 0: wildcard
   friend bool operator==( const FieldMatch &, const FieldMatch & ) = default;
 };
 
-// IPv4 prefix. Bits of `address` beyond `length` do not count.
+// IPv4 prefix. Bits of `address` beyond `length` are ignored.
 struct Prefix {
   U32 address = 0;
   U8 length = 0;  // 0 to 32; 0 matches every address
@@ -38,14 +36,14 @@ struct Prefix {
 
 using Ip6Address = std::array< U8, 16 >;  // most significant byte first
 
-// IPv6 prefix. Bits of `address` beyond `length` do not count.
+// IPv6 prefix. Bits of `address` beyond `length` are ignored.
 struct Prefix6 {
   Ip6Address address = {};
   U8 length = 0;  // 0 to 128; 0 matches every address
 };
 
-// TCP or UDP ports, both ends inclusive. The whole range does not look at ports at all, any other
-// matches only packets that have them.
+// TCP or UDP ports, inclusive. The full range is a wildcard; any other matches only packets with
+// ports.
 struct PortRange {
   U16 low = 0;
   U16 high = 0xFFFF;
@@ -54,30 +52,29 @@ struct PortRange {
   friend auto operator<=>( const PortRange &, const PortRange & ) = default;
 };
 
-// Where the offset of a user-defined field counts from. The end of the L3 header is taken to be 20
-// bytes behind its start: the chip knows no other place, and an IPv4 header without options ends
-// there.
+// Base of the offset of a user-defined field. The end of the L3 header is assumed 20 bytes after
+// its start, the end of an IPv4 header without options: the chip supports no other base.
 enum class UdfBase { l2End, l3Start, l3End };
 inline constexpr U32 l3HeaderSize = 20;
 
-// Four bytes of the packet, most significant first. Packets that end before them do not match.
+// Four packet bytes in network order. Packets that end before the last one do not match.
 struct UdfMatch {
   UdfBase base = UdfBase::l3Start;
   U8 offset = 0;  // bytes
   U32 value = 0;
   U32 mask = 0xFFFFFFFF;
-  // Offset from the start of the L3 header, which is also the end of the L2 header.
+  // Offset from the start of the L3 header, i.e. the end of the L2 header.
   U32 fromL3() const { return base == UdfBase::l3End ? offset + l3HeaderSize : offset; }
   friend bool operator==( const UdfMatch &, const UdfMatch & ) = default;
 };
 
-// What the packets of a rule may come to, over all its entries of one pipe.
+// Rate limit of a rule, shared by its entries in one pipe.
 struct PoliceRate {
   U64 bitsPerSecond = 0;  // whole kbit/s, at least one
   U64 burstBytes = 0;     // whole kbit (125 bytes), at least one
 };
 
-// What a rule counts; with a policer also what that let pass and dropped.
+// Counters of a rule; with a policer also conforming and dropped packets.
 struct WantedCounters {
   bool packets = true;
   bool bytes = true;
@@ -85,8 +82,8 @@ struct WantedCounters {
 
 enum class Forwarding { none, permit, drop };
 
-// One rule. What it does not name it does not look at; which fields it may name depends on the
-// kind of its list.
+// One rule. Fields that are not set match everything; the kind of the list determines which fields
+// can be set.
 struct AclRule {
   U32 line = 0;      // in its file, from 1
   std::string text;  // one line for reports
@@ -98,17 +95,17 @@ struct AclRule {
   PortRange destinationPorts;
   bool anyProtocol = true;
   U8 protocol = 0;           // unless anyProtocol
-  U8 tcpFlags = 0;           // of protocol TCP: value and mask of the flags byte
-  U8 tcpFlagsMask = 0;       // 0: not looked at
-  U16 icmpTypeCode = 0;      // of ICMP or ICMPv6: value and mask, the type in the high byte
-  U16 icmpTypeCodeMask = 0;  // 0: not looked at
+  U8 tcpFlags = 0;           // TCP only: value and mask of the flags byte
+  U8 tcpFlagsMask = 0;       // 0: wildcard
+  U16 icmpTypeCode = 0;      // ICMP, ICMPv6: value and mask, type in the high byte
+  U16 icmpTypeCodeMask = 0;  // 0: wildcard
   // IPv6 lists
   Prefix6 source6;
   Prefix6 destination6;
   // MAC lists; addresses in the low 48 bits
   FieldMatch< U64 > sourceMac;
   FieldMatch< U64 > destinationMac;
-  FieldMatch< U16 > etherType;  // behind the VLAN tags
+  FieldMatch< U16 > etherType;  // after the VLAN tags
   FieldMatch< U16 > vlan;       // id of the outer VLAN tag
   // Mirroring and flow lists
   std::vector< UdfMatch > udf;
@@ -120,15 +117,15 @@ struct AclRule {
   WantedCounters counters;
 };
 
-// Which packets a list is about. MAC lists look at all of them.
+// Packets that a list matches. MAC lists match all packets.
 enum class AclKind { ipv4, ipv6, mac };
 const char * kindName( AclKind kind );
 
-// Which feature a list belongs to, and with it the TCAM share that it goes into.
+// Feature of a list, which selects its TCAM share.
 enum class AclUse {
   filter,     // forwarding: permit and drop
   mirror,     // copies; matches user-defined fields
-  flow,       // flow programming: matches fields behind the L3 header
+  flow,       // flow programming: matches fields after the L3 header
   flowVxlan,  // flow programming: matches fields inside VXLAN
 };
 const char * useName( AclUse use );
@@ -136,12 +133,12 @@ const char * useName( AclUse use );
 struct Acl {
   std::string name;
   std::string file;
-  std::vector< AclRule > rules;  // the first one that matches decides
+  std::vector< AclRule > rules;  // first match decides
   AclKind kind = AclKind::ipv4;
   AclUse use = AclUse::filter;
-  std::optional< U32 > mirrorPort;  // present when a rule mirrors
+  std::optional< U32 > mirrorPort;  // set if a rule mirrors
   U32 mirrorPortLine = 0;           // in its file
-  U8 flowProtocol = protocolUdp;    // of flow lists: decides at which offsets the group has fields
+  U8 flowProtocol = protocolUdp;    // flow lists: determines the field offsets of the group
 };
 
 }  // namespace Agent

@@ -40,8 +40,8 @@ bool has( const std::vector< U32 > & list, U32 qualifier ) {
   return std::find( list.begin(), list.end(), qualifier ) != list.end();
 }
 
-// Mirroring groups have the library's own sets, which match all that a list of the kind can ask
-// for; the chip may take away from them as well.
+// Mirroring groups use the library's qualifier sets, which cover all fields of lists of the kind,
+// unless the chip lacks a qualifier.
 bool groupMatches( const PlatformData & platform, const ReservationData & share, U32 qualifier ) {
   const GroupData & group = *platform.group( share.group );
   const bool listed = isMirroring( share ) || has( group.qualifiers, qualifier );
@@ -65,7 +65,7 @@ std::optional< ListFault > ruleFault( const PlatformData & platform, const Reser
   return std::nullopt;
 }
 
-// A flow-programming group has its fields whatever its rules are.
+// A flow-programming group has its fields even if no rule uses them.
 bool usesFields( const Acl & acl ) {
   return acl.use == AclUse::flow || acl.use == AclUse::flowVxlan ||
          std::any_of(

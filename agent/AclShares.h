@@ -1,4 +1,4 @@
-// Which share of the TCAM an access list goes into, and what the platform lets it do there.
+// Selects the TCAM share of an access list and checks what the share supports.
 #pragma once
 
 #include <optional>
@@ -9,19 +9,18 @@
 
 namespace Agent {
 
-// The reservation, with a size, that lists of the kind and use go into; null when there is none.
-// Of the platform's shares for mirroring, IPv4 lists go into the first one and MAC lists into the
-// second: a mirroring group is about one kind of packets.
+// The bounded reservation for lists of the kind and use; null: none. A mirroring group matches one
+// kind of packets: IPv4 lists use the platform's first mirroring share, MAC lists the second.
 const Platform::ReservationData * shareOf( const Platform::PlatformData & platform, AclKind kind,
                                            AclUse use );
 
-// Whether the group of a share can match the result of range checkers.
+// True if the share's group can match range checker results.
 bool matchesRanges( const Platform::PlatformData & platform,
                     const Platform::ReservationData & share );
 
-// Why a list cannot be programmed on a platform, whatever room there is.
+// Why a platform does not support a list, regardless of free space.
 struct ListFault {
-  U32 line = 0;  // in the list's file; 0: the list as a whole
+  U32 line = 0;  // in the list's file; 0: the whole list
   std::string what;
 };
 std::optional< ListFault > listFault( const Platform::PlatformData & platform, const Acl & acl );

@@ -46,7 +46,7 @@ AclTable::AclTable( Morvane::MorvaneTcamGroupManager & groupManager, U32 unit,
 
 std::optional< AclShortage > AclTable::addAcl( const Acl & acl, U32 index,
                                                const std::function< void() > & whenFull ) {
-  disturbed_ = false;
+  groupRebuilt_ = false;
   try {
     const auto shortage = programAcl( acl, index );
     if ( shortage ) {
@@ -68,7 +68,7 @@ std::optional< AclShortage > AclTable::programAcl( const Acl & acl, U32 index ) 
     rule.index = { index, i };
     if ( const auto resource = acquire( rule ) )
       return AclShortage{ i, *resource };
-    // It may be an earlier rule that finds no room in a group that was rebuilt for this one.
+    // In a group rebuilt for this rule, an earlier one may no longer fit.
     if ( const auto shortage = programRest() )
       return AclShortage{ i, shortage->second.resource };
   }
@@ -101,10 +101,10 @@ void AclTable::clear() {
     dropLastRule();
 }
 
-// The list that does not fit is the last one. A group that was rebuilt for it is made anew without
-// it, as narrow as it was.
+// The list that does not fit is the last one. A group that was rebuilt for it is created again
+// without it, with the previous key width.
 void AclTable::rollBack( U32 index ) {
-  if ( !disturbed_ ) {
+  if ( !groupRebuilt_ ) {
     dropList( index );
     return;
   }
@@ -121,17 +121,17 @@ void AclTable::dropList( U32 index ) {
   const auto ofList = [ index ]( const ProgrammedRule & rule ) { return rule.index.acl == index; };
   while ( !rules_.empty() && ofList( rules_.back() ) )
     dropLastRule();
-  // A list in the middle goes only while nothing is programmed.
+  // A list that is not the last one is dropped only while nothing is programmed.
   for ( ProgrammedRule & rule : rules_ )
     if ( ofList( rule ) )
-      giveBack( rule );
+      releaseResources( rule );
   std::erase_if( rules_, ofList );
-  giveBackIdleGroup();
+  releaseIdleGroup();
 }
 
 void AclTable::dropLastRule() {
   unprogramLastRule();
-  giveBack( rules_.back() );
+  releaseResources( rules_.back() );
   rules_.pop_back();
   programmed_ = std::min( programmed_, rules_.size() );
 }
@@ -152,8 +152,8 @@ std::optional< AclResource > AclTable::acquire( ProgrammedRule & rule ) {
   return std::nullopt;
 }
 
-// Its entries are gone.
-void AclTable::giveBack( ProgrammedRule & rule ) {
+// Its entries must have been released.
+void AclTable::releaseResources( ProgrammedRule & rule ) {
   if ( rule.policer ) {
     groupManager_.removePolicer( unit_, *rule.policer );
     rule.policer.reset();
@@ -179,21 +179,21 @@ std::optional< std::pair< U32, AclShortage > > AclTable::programRest() {
 
 AclTable::Outcome AclTable::programRule( ProgrammedRule & rule ) {
   if ( !groupIsLive() )
-    fields_.announce( *rule.acl );
-  if ( fields_.takenPerRule() && !rule.rule().udf.empty() ) {
-    // The group must be there for its set of qualifiers to be widened.
+    fields_.prepareGroup( *rule.acl );
+  if ( fields_.acquiredPerRule() && !rule.rule().udf.empty() ) {
+    // The group must exist before its qualifier set can be extended.
     if ( !groupIsLive() && !manager_->initializeGroup( unit_ ) )
       return { false, AclResource::slices };
-    if ( const Outcome outcome = takeFields( rule ); !outcome.done() )
+    if ( const Outcome outcome = acquireFields( rule ); !outcome.done() )
       return outcome;
   }
   return { false, addEntries( rule ) };
 }
 
-AclTable::Outcome AclTable::takeFields( ProgrammedRule & rule ) {
+AclTable::Outcome AclTable::acquireFields( ProgrammedRule & rule ) {
   const std::vector< UdfMatch > & udf = rule.rule().udf;
   while ( rule.fields < udf.size() ) {
-    switch ( fields_.take( rule.rule(), udf[ rule.fields ] ) ) {
+    switch ( fields_.acquire( rule.rule(), udf[ rule.fields ] ) ) {
       case Morvane::udfCreateSuccessNoGroupRecreate:
         ++rule.fields;
         break;
@@ -248,20 +248,20 @@ std::optional< AclResource > AclTable::addEntry( const Kiv::String8 & desc,
   return std::nullopt;
 }
 
-// A group that still has room for an entry had none for its counters.
+// If the group has room for an entry, only its counters can be missing.
 AclResource AclTable::shortage() {
-  // Refused, but not for lack of room: the id is taken.
+  // Not out of resources: the id is taken.
   if ( !manager_->exhausted( unit_ ) )
     return AclResource::entries;
   return groupManager_.entriesAvailable( unit_, group() ) == 0 ? AclResource::slices
                                                                : AclResource::statistics;
 }
 
-// --- Taking back -----------------------------------------------------------------------------
+// --- Release ---------------------------------------------------------------------------------
 
-// The library has taken the entries and the users of fields back itself.
+// After a group rebuild, in which the library released entries and fields.
 void AclTable::forgetEntries() {
-  disturbed_ = true;
+  groupRebuilt_ = true;
   owners_.clear();
   programmed_ = 0;
   for ( ProgrammedRule & rule : rules_ )
@@ -272,9 +272,9 @@ void AclTable::unprogramLastRule() {
   ProgrammedRule & rule = rules_.back();
   while ( !owners_.empty() && owners_.back().rule == rule.index )
     releaseLastEntry();
-  // The last entry of a group takes its fields along.
+  // Releasing the last entry of a group has released its fields.
   for ( ; rule.fields != 0 && groupIsLive(); --rule.fields )
-    fields_.giveBack( rule.rule(), rule.rule().udf[ rule.fields - 1 ] );
+    fields_.release( rule.rule(), rule.rule().udf[ rule.fields - 1 ] );
   rule.fields = 0;
 }
 
@@ -286,16 +286,16 @@ void AclTable::releaseLastEntry() {
 void AclTable::unprogramAll() {
   while ( !owners_.empty() )
     releaseLastEntry();
-  giveBackIdleGroup();
+  releaseIdleGroup();
   for ( ProgrammedRule & rule : rules_ )
     rule.fields = 0;
   programmed_ = 0;
 }
 
-// A mirroring group that was made for a field goes with the manager's last entry; where none
-// followed, one that comes and goes takes the group along. So does one that is refused.
-void AclTable::giveBackIdleGroup() {
-  if ( !fields_.takenPerRule() || !owners_.empty() || !groupIsLive() )
+// The library destroys a mirroring group with its last entry. For one that was created for a field
+// and never got an entry, allocate and release an entry; a failed allocation destroys it too.
+void AclTable::releaseIdleGroup() {
+  if ( !fields_.acquiredPerRule() || !owners_.empty() || !groupIsLive() )
     return;
   const U32 entryId = manager_->getEntry( unit_, manager_->baseEntry(), "idle group" );
   if ( entryId != 0 )
@@ -306,7 +306,7 @@ bool AclTable::groupIsLive() const {
   return groupManager_.groupExists( unit_, group() );
 }
 
-// --- Reading ---------------------------------------------------------------------------------
+// --- Queries ---------------------------------------------------------------------------------
 
 std::optional< EntryOwner > AclTable::ownerOf( U32 entryId ) const {
   const U32 entry = Morvane::tcamNumberBits.get( entryId );
@@ -317,7 +317,7 @@ std::optional< EntryOwner > AclTable::ownerOf( U32 entryId ) const {
 }
 
 const ProgrammedRule * AclTable::find( const RuleIndex & index ) const {
-  // Rules stand by list and then by rule.
+  // Rules are sorted by list, then by rule.
   const auto found = std::lower_bound( rules_.begin(), rules_.end(), index,
                                        []( const ProgrammedRule & rule, const RuleIndex & other ) {
                                          return std::tie( rule.index.acl, rule.index.rule ) <
@@ -326,8 +326,7 @@ const ProgrammedRule * AclTable::find( const RuleIndex & index ) const {
   return found != rules_.end() && found->index == index ? &*found : nullptr;
 }
 
-// Bytes and colours are read copy by copy: the library sums packets, but reads the other counters
-// of one hardware entry.
+// The library sums packets over all copies, but returns the other counters per hardware entry.
 RuleCounters AclTable::counters( const ProgrammedRule & rule ) {
   RuleCounters sum;
   if ( !manager_->allocateStatsPerEntry() )

@@ -9,8 +9,7 @@ namespace Agent {
 
 namespace {
 
-// `count` numbers of at most 255, with one separator between two of them; each in one to `digits`
-// digits.
+// `count` separated numbers of one to `digits` digits, each at most 255.
 std::optional< U64 > bytesFromText( std::string_view text, int count, char separator, int base,
                                     size_t digits ) {
   U64 value = 0;

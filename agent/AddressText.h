@@ -1,4 +1,4 @@
-// Addresses as people write them.
+// Text forms of addresses.
 #pragma once
 
 #include <optional>
@@ -13,7 +13,7 @@ std::string ip4Text( U32 address );
 std::string ip6Text( const Ip6Address & address );
 std::string macText( U64 mac );
 
-// Absent for a text that is no such address.
+// Empty for malformed text.
 std::optional< U32 > ip4FromText( std::string_view text );
 std::optional< Ip6Address > ip6FromText( const std::string & text );
 std::optional< U64 > macFromText( std::string_view text );  // six bytes, "02:00:5e:00:00:01"

@@ -30,7 +30,7 @@ bool inRange( const PortRange & range, const FrameFields & packet,
   return range.low <= port && port <= range.high;
 }
 
-// Whether each bit that the mask names is as it must be.
+// Ternary match of one field.
 template < class T >
 bool bitsMatch( const FieldMatch< T > & match, const std::optional< T > & field ) {
   for ( U32 bit = 0; bit < 8 * sizeof( T ); ++bit )
@@ -71,7 +71,7 @@ bool udfMatches( const UdfMatch & udf, const FrameFields & packet ) {
   return true;
 }
 
-// A chip looks for the fields of a MAC list behind a type only, not behind a length.
+// The chip supports user-defined fields of MAC lists only in frames with an EtherType.
 bool udfsMatch( AclKind kind, const AclRule & rule, const FrameFields & packet ) {
   if ( kind == AclKind::mac && !rule.udf.empty() && !packet.etherType )
     return false;
@@ -91,7 +91,7 @@ bool ofKind( AclKind kind, const FrameFields & packet ) {
   return false;
 }
 
-// The first rule of a table that matches.
+// First match in a table.
 std::optional< RuleIndex > firstMatch( const PolicyTable & table, const FrameFields & packet ) {
   for ( const PolicyTable::List & list : table.lists ) {
     const std::vector< AclRule > & rules = list.acl->rules;

@@ -14,7 +14,7 @@ namespace {
 
 constexpr S32 stagesKnown = KELMOR_TCAM_STAGES_MAX;
 
-// One argument, and what is wrong with it.
+// Parses one argument.
 class ThresholdText {
  public:
   explicit ThresholdText( const std::string & text ) : text_( text ) {}

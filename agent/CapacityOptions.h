@@ -1,4 +1,4 @@
-// Thresholds of the TCAM's capacity, as `--threshold` asks for them.
+// Parses the TCAM capacity thresholds of `--threshold`.
 #pragma once
 
 #include <string>
@@ -16,9 +16,9 @@ struct StageThreshold {
   Morvane::TcamCapacityThreshold threshold;
 };
 
-// From a list of [UNIT/]STAGE:UPPER[:CLEAR]: STAGE a stage of the chip by name, percents from 1 to
-// 100, CLEAR not above UPPER and UPPER when it is missing. Throws UsageError for anything else, and
-// for a stage that is there twice.
+// Each argument is [UNIT/]STAGE:UPPER[:CLEAR]: a stage name of the chip and percentages from 1 to
+// 100; CLEAR is at most UPPER, the default. Throws UsageError for malformed arguments and duplicate
+// stages.
 std::vector< StageThreshold > readThresholds( const std::vector< std::string > & arguments,
                                               const Platform::PlatformData & platform );
 

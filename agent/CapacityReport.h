@@ -1,4 +1,4 @@
-// What a run tells of the TCAM's capacity.
+// TCAM capacity report of a run.
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@
 
 namespace Agent {
 
-// A stage of a unit, with its alarm's thresholds.
+// A stage of a unit with its alarm thresholds.
 struct StageCapacity {
   U32 unit = 0;
   std::string stage;  // "IFP"
@@ -18,19 +18,19 @@ struct StageCapacity {
 
 struct CapacityReport {
   struct Row : StageCapacity {
-    bool exceeded = false;  // its alarm stands
+    bool exceeded = false;  // alarm is raised
   };
   struct Alarm : StageCapacity {
     bool raised = false;
   };
-  std::vector< Row > rows;      // by unit and stage, as they stand after the packets
-  std::vector< Alarm > alarms;  // of the whole run, in the order in which they came
+  std::vector< Row > rows;      // by unit and stage, after all packets
+  std::vector< Alarm > alarms;  // of the whole run, in order
 };
 
-// Percent of its size that is in use, rounded down; 0 for a stage without size.
+// Rounded down; 0 for a stage of size 0.
 U32 percentUsed( const Morvane::TcamCapacityRow & row );
 
-// A table, and a line for each alarm.
+// A table and one line per alarm.
 std::string capacityText( const CapacityReport & report );
 
 }  // namespace Agent

@@ -1,7 +1,7 @@
-// The agent's own record of how full the TCAM is, and of the alarms that came and went.
+// The agent's table of TCAM utilisation and alarms.
 //
-// The library's capacity machine tells it of changes at every poll. It keeps the rows as they are
-// and each alarm as it was, in the order in which they came.
+// The library's capacity state machine updates it at every poll. It has the current rows and all
+// alarm transitions in order.
 #pragma once
 
 #include <map>
@@ -13,7 +13,7 @@ namespace Agent {
 
 using namespace Kiv::Integers;
 
-// An alarm that was raised or cleared, and the row that did it.
+// An alarm transition and the row that caused it.
 struct CapacityAlarm {
   bool raised = false;
   Morvane::TcamCapacityKey key;

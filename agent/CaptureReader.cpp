@@ -16,7 +16,7 @@
 namespace Agent {
 
 bool isCapture( std::string_view bytes ) {
-  // pcap with microseconds, with nanoseconds, both in either byte order; pcapng.
+  // pcap with microseconds and nanoseconds, in both byte orders; pcapng.
   constexpr U32 magics[] = { 0xA1B2C3D4, 0xD4C3B2A1, 0xA1B23C4D, 0x4D3CB2A1, 0x0A0D0D0A };
   U32 magic = 0;
   if ( bytes.size() < sizeof magic )
@@ -33,7 +33,7 @@ constexpr U64 nanosecondsPerSecond = 1'000'000'000;
 
 using Capture = std::unique_ptr< pcap_t, void ( * )( pcap_t * ) >;
 
-// Owns the stream once it is open.
+// Takes ownership of the stream on success.
 Capture openCapture( const std::string & file, std::FILE * stream ) {
   char error[ PCAP_ERRBUF_SIZE ] = {};
   Capture capture(
@@ -53,7 +53,7 @@ Capture openCapture( const std::string & file, std::FILE * stream ) {
 }
 
 U64 nanoseconds( const timeval & stamp ) {
-  // In a capture that was opened for nanoseconds tv_usec holds these.
+  // Captures opened with nanosecond precision have nanoseconds in tv_usec.
   return static_cast< U64 >( stamp.tv_sec ) * nanosecondsPerSecond +
          static_cast< U64 >( stamp.tv_usec );
 }
@@ -61,7 +61,7 @@ U64 nanoseconds( const timeval & stamp ) {
 }  // namespace
 
 std::vector< Packet > parseCapture( const std::string & file, const std::string & bytes ) {
-  // libpcap reads the stream only.
+  // The cast is safe: libpcap only reads.
   std::FILE * stream = fmemopen( const_cast< char * >( bytes.data() ), bytes.size(), "rb" );
   if ( stream == nullptr )
     throw Platform::InputError( file, 0, std::strerror( errno ) );
@@ -82,15 +82,14 @@ std::vector< Packet > parseCapture( const std::string & file, const std::string 
   if ( status != PCAP_ERROR_BREAK )
     throw Platform::InputError(
         file, 0,
-        fmt::format( "behind packet {}: {}", packets.size(), pcap_geterr( capture.get() ) ) );
+        fmt::format( "after packet {}: {}", packets.size(), pcap_geterr( capture.get() ) ) );
   return packets;
 }
 
 #else
 
 std::vector< Packet > parseCapture( const std::string & file, const std::string & ) {
-  throw Platform::InputError( file, 0,
-                              "a capture, which this program was built without libpcap for" );
+  throw Platform::InputError( file, 0, "captures are not supported: built without libpcap" );
 }
 
 #endif

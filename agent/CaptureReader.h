@@ -1,4 +1,4 @@
-// Reads packet captures, pcap and pcapng, through libpcap.
+// Reads pcap and pcapng captures with libpcap.
 #pragma once
 
 #include <string>
@@ -9,13 +9,13 @@
 
 namespace Agent {
 
-// Whether a file is a capture, by its magic number.
+// Checks the magic number.
 bool isCapture( std::string_view bytes );
 
-// The packets of a capture, `bytes` being the whole file. Time counts from the first packet; a time
-// stamp that lies before the one before it is taken for equal. A packet that was cut off when it
-// was captured is as long as what is there. Throws Platform::InputError for a capture of anything
-// but Ethernet, and for one that is damaged or ends in the middle of a packet.
+// The packets of a capture; `bytes` is the whole file. Times are relative to the first packet; a
+// time stamp before its predecessor's is replaced by it. Packets that were truncated by the capture
+// stay truncated. Throws Platform::InputError unless the link type is Ethernet, and for a damaged
+// or truncated file.
 std::vector< Packet > parseCapture( const std::string & file, const std::string & bytes );
 
 }  // namespace Agent

@@ -26,7 +26,7 @@ PortRange readPorts( const LineReader & reader, const std::string_view * words,
   PortRange ports;
   ports.low = static_cast< U16 >( reader.decimal( words[ 0 ], 0xFFFF, what ) );
   if ( words[ 1 ] != ":" )
-    reader.fail( fmt::format( "{}: \"{}\" stands where a colon must", what, words[ 1 ] ) );
+    reader.fail( fmt::format( "{}: \"{}\" where a colon is expected", what, words[ 1 ] ) );
   ports.high = static_cast< U16 >( reader.decimal( words[ 2 ], 0xFFFF, what ) );
   if ( ports.low > ports.high )
     reader.fail( fmt::format( "{}: {} is above {}", what, ports.low, ports.high ) );
@@ -56,7 +56,7 @@ void readHeaderBits( const LineReader & reader, std::string_view word, bool firs
     rule.tcpFlagsMask = static_cast< U8 >( mask >> 8 );
     rule.tcpFlags = static_cast< U8 >( ( value & mask ) >> 8 );
   } else {
-    reader.fail( fmt::format( "header bits \"{}\" mean nothing for this protocol", word ) );
+    reader.fail( fmt::format( "header bits \"{}\" are not supported for this protocol", word ) );
   }
 }
 

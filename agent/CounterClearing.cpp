@@ -37,7 +37,7 @@ void requireHeld( const Morvane::MorvaneTcamGroupManager & manager, U32 unit,
   const auto holder = managerOfEntry( manager, request.id );
   const auto entries = holder ? holder->internalUnitEntry( unit ) : nullptr;
   if ( !entries || !entries->entryCreatedHas( Morvane::tcamNumberBits.get( request.id ) ) )
-    throw UsageError( fmt::format( "--clear {}: nobody holds the entry", request.text ) );
+    throw UsageError( fmt::format( "--clear {}: the entry is not allocated", request.text ) );
 }
 
 void clearCounters( Morvane::MorvaneTcamGroupManager & manager, U32 unit,

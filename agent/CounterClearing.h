@@ -1,4 +1,4 @@
-// Clearing counters, as `--clear` asks for it.
+// Clears counters for `--clear`.
 #pragma once
 
 #include <string>
@@ -13,20 +13,20 @@ using namespace Kiv::Integers;
 struct ClearRequest {
   enum class What { entry, user, group, unit, all };
   What what = What::all;
-  U32 id = 0;  // of the entry or the group
+  U32 id = 0;  // of entry or group
   Morvane::TcamGroupAssignment user = Morvane::stormControlTcamGroup;
-  std::string text;  // as it was asked for
+  std::string text;  // as given
 };
 
-// From "entry:ID", "user:NAME", "group:ID", "unit" or "all". Throws UsageError for anything else,
-// and for a group or a user that the platform lacks.
+// Parses "entry:ID", "user:NAME", "group:ID", "unit" or "all". Throws UsageError for anything else
+// and for an unknown group or user.
 ClearRequest clearRequest( const std::string & text, const Platform::PlatformData & platform );
 
-// Throws UsageError for an entry that nobody holds on the unit.
+// Throws UsageError if the entry is not allocated on the unit.
 void requireHeld( const Morvane::MorvaneTcamGroupManager & manager, U32 unit,
                   const ClearRequest & request );
 
-// Sets packets and bytes to 0, in every pipe and copy. The entry must be held.
+// Clears packets and bytes in every pipe and copy. The entry must be allocated.
 void clearCounters( Morvane::MorvaneTcamGroupManager & manager, U32 unit,
                     const ClearRequest & request );
 

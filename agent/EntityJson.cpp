@@ -19,7 +19,7 @@ Json recordJson( const Kiv::Any & value ) {
   return object;
 }
 
-// A value; a reference to an entity is its name.
+// References to entities are shown by name.
 Json valueJson( const Kiv::Any & value ) {
   switch ( value.type().kind() ) {
     case Kiv::AnyKind::integer:
@@ -51,7 +51,7 @@ Json partJson( const Kiv::AnyPart & part ) {
 
 class TreeWriter {
  public:
-  explicit TreeWriter( const PathTarget & target ) : homes_( target ) {}
+  explicit TreeWriter( const PathTarget & target ) : inline_( target ) {}
 
   Json entity( Kiv::Entity & entity ) {
     Json attributes = Json::object();
@@ -64,7 +64,7 @@ class TreeWriter {
 
   Json attribute( const Kiv::AttributeBase & attribute ) {
     if ( attribute.keyType() == nullptr ) {
-      const EntityPtr shown = homes_.entityToShow( attribute );
+      const EntityPtr shown = inline_.entityToShow( attribute );
       return shown ? entity( *shown ) : valueJson( attribute.read( {} ) );
     }
     Json members = Json::object();
@@ -78,7 +78,7 @@ class TreeWriter {
   }
 
  private:
-  HomeFinder homes_;
+  InlineSelector inline_;
 };
 
 Json targetJson( const PathTarget & target ) {
@@ -90,7 +90,7 @@ Json targetJson( const PathTarget & target ) {
   return valueJson( target.attribute->read( target.key ) );
 }
 
-// Texts may hold any bytes; JSON may not.
+// Strings need not be valid UTF-8.
 std::string dumped( const Json & json ) {
   return json.dump( 2, ' ', false, Json::error_handler_t::replace ) + "\n";
 }

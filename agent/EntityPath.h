@@ -1,12 +1,12 @@
-// Paths to the library's entities and attributes, as people write them.
+// Paths to the library's entities and attributes.
 //
 //   groupManager
 //   groupManager/numPipe
 //   groupManager/entryManager[ipAclTcamGroup]/exhausted[0]
 //
-// A path begins with the name of a root. Each further name is an attribute of the entity before
-// it; a key in brackets, in its text form (kiv/Strep.h), picks one member of a collection. What
-// holds an entity can be followed by a further name.
+// A path starts with the name of a root. Each further name is an attribute of the preceding entity;
+// a key in brackets, in its text form (kiv/Strep.h), selects a member of a collection. A path can
+// continue after anything that refers to an entity.
 #pragma once
 
 #include <string>
@@ -19,28 +19,27 @@
 
 namespace Agent {
 
-// Where paths begin.
+// Start of a path.
 struct EntityRoot {
   std::string name;
   Kiv::Ptr< Kiv::Entity > entity;
 };
 using EntityRoots = std::vector< EntityRoot >;
 
-// What a path names: an entity, one of its attributes, or one member of a collection.
+// Target of a path: an entity, an attribute or a member of a collection.
 struct PathTarget {
-  Kiv::Ptr< Kiv::Entity > root;              // where the path begins
-  Kiv::Ptr< Kiv::Entity > entity;            // the attribute's owner, or the entity itself
-  Kiv::AttributeBase * attribute = nullptr;  // null: the entity
-  Kiv::Any key;                              // empty: no member is picked
+  Kiv::Ptr< Kiv::Entity > root;              // start of the path
+  Kiv::Ptr< Kiv::Entity > entity;            // the target or the attribute's owner
+  Kiv::AttributeBase * attribute = nullptr;  // null: the target is the entity
+  Kiv::Any key;                              // empty: no member selected
 
-  // The entity that the path names, whichever way; null when it names none.
+  // The target entity, direct or through an attribute; null: none.
   Kiv::Ptr< Kiv::Entity > namedEntity() const;
-  // Throws TypeException when a member is picked that is not there.
+  // Throws TypeException if the selected member does not exist.
   void requireMember() const;
 };
 
-// Reads a path from where the reader stands, and leaves the reader behind it. Throws the exceptions
-// of kiv/GenericIf.h and kiv/StrepParse.h.
+// Consumes a path from the reader. Throws the exceptions of kiv/GenericIf.h and kiv/StrepParse.h.
 PathTarget readPath( const EntityRoots & roots, Kiv::StrepReader & reader );
 
 }  // namespace Agent

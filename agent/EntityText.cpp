@@ -14,7 +14,7 @@ using EntityPtr = Kiv::Ptr< Kiv::Entity >;
 
 class TextWriter {
  public:
-  explicit TextWriter( const PathTarget & target ) : homes_( target ) {}
+  explicit TextWriter( const PathTarget & target ) : inline_( target ) {}
 
   void entity( const std::string & label, Kiv::Entity & entity ) {
     line( fmt::format( "{}: {} {}", label, entity.fwkType(),
@@ -28,7 +28,7 @@ class TextWriter {
   void attribute( const Kiv::AttributeBase & attribute ) {
     const std::string name( attribute.name() );
     if ( attribute.keyType() == nullptr ) {
-      if ( const EntityPtr shown = homes_.entityToShow( attribute ) )
+      if ( const EntityPtr shown = inline_.entityToShow( attribute ) )
         entity( name, *shown );
       else
         line( name + " = " + text( attribute.read( {} ).strep() ) );
@@ -43,7 +43,7 @@ class TextWriter {
   std::string take() { return std::move( text_ ); }
 
  private:
-  // Members are shown whole; other references to entities by name, for they are at home elsewhere.
+  // Members are shown inline, other references by name.
   void member( const Kiv::AttributeBase & attribute, const std::string & label,
                const Kiv::Any & key ) {
     const Kiv::Any value = attribute.read( key );
@@ -57,7 +57,7 @@ class TextWriter {
     fmt::format_to( std::back_inserter( text_ ), "{:{}}{}\n", "", 2 * depth_, content );
   }
 
-  HomeFinder homes_;
+  InlineSelector inline_;
   std::string text_;
   std::size_t depth_ = 0;
 };
@@ -72,10 +72,10 @@ std::vector< Kiv::Any > sortedKeys( const Kiv::AttributeBase & attribute ) {
   return keys;
 }
 
-HomeFinder::HomeFinder( const PathTarget & target )
+InlineSelector::InlineSelector( const PathTarget & target )
     : seen_{ target.root.get(), target.namedEntity().get() } {}
 
-EntityPtr HomeFinder::entityToShow( const Kiv::AttributeBase & attribute ) {
+EntityPtr InlineSelector::entityToShow( const Kiv::AttributeBase & attribute ) {
   if ( !( attribute.valueType() == Kiv::typeOf< EntityPtr >() ) )
     return nullptr;
   const EntityPtr entity = attribute.read( {} ).as< EntityPtr >();

@@ -1,4 +1,4 @@
-// What an entity path names, as text and as JSON.
+// Shows the target of an entity path as text or JSON.
 #pragma once
 
 #include <set>
@@ -13,30 +13,30 @@ inline std::string text( const Kiv::String8 & value ) {
   return std::string( value.view() );
 }
 
-// The keys of a collection, ascending.
+// Ascending.
 std::vector< Kiv::Any > sortedKeys( const Kiv::AttributeBase & attribute );
 
-// Which references to entities are shown whole: those to entities that stand in no collection, each
-// where it is met first. Others are at home elsewhere, and are shown by name.
-class HomeFinder {
+// Selects the entities to show inline: those in no collection, at their first reference. All other
+// references are shown by name, since the entity is shown elsewhere.
+class InlineSelector {
  public:
-  explicit HomeFinder( const PathTarget & target );
+  explicit InlineSelector( const PathTarget & target );
 
-  // The entity to which an attribute that is no collection refers, if it is to be shown whole.
+  // The entity that a non-collection attribute refers to, if it is to be shown inline.
   Kiv::Ptr< Kiv::Entity > entityToShow( const Kiv::AttributeBase & attribute );
 
  private:
   std::set< const Kiv::Entity * > seen_;
 };
 
-// One line for each attribute, indented below its entity; members in the order of their keys. A
-// path to a single value gives the value's text form alone.
+// One line per attribute, indented below its entity, members by key. A path to a single value
+// returns only its text form.
 std::string entityText( const std::string & path, const PathTarget & target );
 
-// An entity is an object of "type", "name" and "attributes"; a collection an object whose names are
-// the keys' text forms.
+// An entity is an object with "type", "name" and "attributes", a collection an object with one
+// member per key, in text form.
 std::string entityJson( const PathTarget & target );
-// An object of the roots by their names.
+// An object with the roots by name.
 std::string rootsJson( const EntityRoots & roots );
 
 }  // namespace Agent

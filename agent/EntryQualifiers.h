@@ -1,6 +1,6 @@
-// Puts a rule's qualifiers and actions on a TCAM entry, through the SDK.
+// Programs qualifiers and actions of a TCAM entry through the SDK.
 //
-// Locks: called with the activity lock held, which each SDK call gives up meanwhile.
+// Locking: call with the activity lock held; each SDK call drops it.
 #pragma once
 
 #include <vector>
@@ -9,20 +9,20 @@
 
 namespace Agent {
 
-// What the entries of a rule do.
+// Actions of a rule's entries.
 struct EntryActions {
   Forwarding forwarding = Forwarding::none;
   bool copyToCpu = false;
   std::optional< U32 > mirrorPort;
 };
 
-// The entry is on the unit and has neither qualifiers nor actions yet. Failures of the SDK end the
-// process: the group matches all that `match` restricts (requiredQualifiers).
+// The entry must exist, without qualifiers or actions. SDK errors assert: the group must have all
+// qualifiers of `match` (requiredQualifiers).
 void qualifyEntry( U32 unit, U32 entryId, const EntryMatch & match );
 void addActions( U32 unit, U32 entryId, const EntryActions & actions );
 
-// SDK qualifiers that a group needs for the rules of a list, data qualifiers and range checkers
-// left out: those of every rule of the kind, and those that this rule restricts.
+// SDK qualifiers that a rule needs in its group, without data qualifiers and range checkers: those
+// of all rules of the kind, and those that this rule restricts.
 std::vector< U32 > requiredQualifiers( AclKind kind, const AclRule & rule );
 
 }  // namespace Agent

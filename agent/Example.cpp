@@ -6,7 +6,7 @@
 
 namespace Agent {
 
-// Made by the build from the files in examples/, in this order.
+// Generated from the files in examples/, in this order.
 extern const std::span< const Platform::BuiltInText > exampleTexts;
 
 Acl exampleAcl() {

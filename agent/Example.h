@@ -1,4 +1,4 @@
-// The example that is built into the program: a campus edge's access list and packets for it.
+// Built-in example: access list and packets of a campus edge switch.
 #pragma once
 
 #include <vector>

@@ -56,7 +56,7 @@ void readIp4( FrameFields & fields, std::span< const U8 > ip ) {
     readL4( fields, ip.first( std::min( ip.size(), total ) ).subspan( header ) );
 }
 
-// Bytes of an extension header at the start of `rest`; absent for anything else.
+// Length of the extension header at the start of `rest`; empty: not an extension header.
 std::optional< size_t > extensionSize( U8 protocol, std::span< const U8 > rest ) {
   switch ( protocol ) {
     case 0:   // hop by hop
@@ -88,7 +88,7 @@ void readIp6( FrameFields & fields, std::span< const U8 > ip ) {
     if ( !size )
       break;
     if ( *size == 0 || *size > rest.size() || ++extensions > extensionsMax )
-      return;  // the protocol behind it is not known
+      return;  // next protocol unknown
     if ( protocol == 44 )
       laterFragment = word( rest, 2 ) / 8 != 0;
     protocol = rest[ 0 ];

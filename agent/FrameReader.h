@@ -1,9 +1,8 @@
-// Reads the fields that access lists look at out of an Ethernet frame.
+// Parses the header fields of an Ethernet frame for the reference model.
 //
-// The eyes of the brute-force walk, so that it shares nothing with the chip. A field is present
-// when the whole header that holds it lies inside the frame and, behind an IP header, inside the
-// length which that gives. Up to two VLAN tags, IPv4 with options, IPv6 with up to eight extension
-// headers. A frame of any length and any content is safe.
+// Deliberately independent of the chip's parser. A field is present if its whole header is inside
+// the frame and, after an IP header, inside the length given there. Supports up to two VLAN tags,
+// IPv4 options and up to eight IPv6 extension headers. Frames of any length and content are safe.
 #pragma once
 
 #include <optional>
@@ -20,16 +19,16 @@ struct FrameFields {
   U64 sourceMac = 0;
   U64 destinationMac = 0;
   std::optional< U16 > vlan;  // id of the outer tag
-  // VLAN of the port, where rules on it are for packets without a VLAN too (Replay.h).
+  // VLAN of the port, on platforms where VLAN rules also match untagged packets (Replay.h).
   std::optional< U16 > portVlan;
-  std::optional< U16 > etherType;  // behind the tags; absent for a length field
-  L3Kind l3 = L3Kind::other;       // by a whole header
-  std::optional< size_t > l3At;    // where the L3 header begins
+  std::optional< U16 > etherType;  // after the tags; empty for a length field
+  L3Kind l3 = L3Kind::other;       // only with a whole header
+  std::optional< size_t > l3At;    // offset of the L3 header
   U32 sourceIp = 0;
   U32 destinationIp = 0;
   Ip6Address source6 = {};
   Ip6Address destination6 = {};
-  std::optional< U8 > protocol;  // behind IPv6 extension headers
+  std::optional< U8 > protocol;  // after IPv6 extension headers
   struct Ports {
     U16 source;
     U16 destination;
@@ -39,10 +38,10 @@ struct FrameFields {
   std::optional< U16 > icmpTypeCode;  // of ICMP or ICMPv6
 };
 
-// The fields refer to the frame.
+// The result refers to `frame`.
 FrameFields readFrame( std::span< const U8 > frame );
 
-// One line about a packet, for messages.
+// One line, for messages.
 std::string describe( const FrameFields & fields );
 
 }  // namespace Agent

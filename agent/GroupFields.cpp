@@ -44,7 +44,7 @@ GroupFields::GroupFields( Morvane::MorvaneTcamGroupManager & groupManager,
       kind_( kind ),
       use_( use ) {}
 
-void GroupFields::announce( const Acl & acl ) {
+void GroupFields::prepareGroup( const Acl & acl ) {
   if ( use_ == AclUse::mirror )
     groupManager_.groupMirroringAclTypeIs( static_cast< U8 >( manager_.group() ),
                                            aclTypeOf( kind_ ) );
@@ -52,14 +52,14 @@ void GroupFields::announce( const Acl & acl ) {
     groupManager_.openFlowUdfIpProtoIs( acl.flowProtocol );
 }
 
-Morvane::GroupUdfCreateStatus GroupFields::take( const AclRule & rule, const UdfMatch & udf ) {
+Morvane::GroupUdfCreateStatus GroupFields::acquire( const AclRule & rule, const UdfMatch & udf ) {
   return manager_
       .setMirroringAclUdf( unit_, aclTypeOf( kind_ ), etherTypeOf( rule ), baseOf( udf ),
                            udf.offset, fieldSize, true )
       .udfCreateStatus;
 }
 
-void GroupFields::giveBack( const AclRule & rule, const UdfMatch & udf ) {
+void GroupFields::release( const AclRule & rule, const UdfMatch & udf ) {
   manager_.setMirroringAclUdf( unit_, aclTypeOf( kind_ ), etherTypeOf( rule ), baseOf( udf ),
                                udf.offset, fieldSize, false );
 }

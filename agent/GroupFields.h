@@ -1,10 +1,9 @@
-// The data qualifiers through which the entries of a group match user-defined fields.
+// The data qualifiers with which a group matches user-defined fields.
 //
-// Mirroring lists take a field per rule: the library makes its qualifier, or shares one that is
-// there, and counts its users. A flow-programming group has all its fields from its creation on; a
-// rule looks its own up.
+// Rules of mirroring lists acquire their fields: the library creates a qualifier or shares an
+// existing one, and counts its users. A flow-programming group has all its fields from creation.
 //
-// Locks: called with the activity lock held.
+// Locking: call with the activity lock held.
 #pragma once
 
 #include <string>
@@ -20,17 +19,17 @@ class GroupFields {
   GroupFields( Morvane::MorvaneTcamGroupManager & groupManager,
                Morvane::MorvaneTcamEntryManager & manager, U32 unit, AclKind kind, AclUse use );
 
-  bool takenPerRule() const { return use_ == AclUse::mirror; }
+  bool acquiredPerRule() const { return use_ == AclUse::mirror; }
 
-  // Before a group is created: what kind of packets it is about, and where its fields are.
-  void announce( const Acl & acl );
+  // Sets packet kind and field locations. Call before the group is created.
+  void prepareGroup( const Acl & acl );
 
-  // Takes one user of a field, which a rule of a mirroring list matches.
-  Morvane::GroupUdfCreateStatus take( const AclRule & rule, const UdfMatch & udf );
-  void giveBack( const AclRule & rule, const UdfMatch & udf );
+  // Counts one user of the field. Mirroring lists only.
+  Morvane::GroupUdfCreateStatus acquire( const AclRule & rule, const UdfMatch & udf );
+  void release( const AclRule & rule, const UdfMatch & udf );
 
-  // What an entry of the rule matches. The group exists. Throws Platform::InputError when a
-  // flow-programming group lacks the field.
+  // Field matches of the rule's entries. The group must exist. Throws Platform::InputError if a
+  // flow-programming group lacks a field.
   std::vector< DataMatch > matches( const Acl & acl, const AclRule & rule ) const;
 
  private:

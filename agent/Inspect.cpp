@@ -47,7 +47,7 @@ class Inspection {
   const EntityRoots & roots_;
 };
 
-// What the object model throws is about what the user asked for.
+// Exceptions of the object model are caused by the user's input.
 template < class F >
 auto asked( const std::string & what, F function ) {
   try {

@@ -1,4 +1,4 @@
-// Shows, and changes, the library's entities by name (docs/reflection.md).
+// Shows and changes the library's entities by name (docs/reflection.md).
 #pragma once
 
 #include <string>
@@ -9,13 +9,13 @@
 namespace Agent {
 
 struct InspectOptions {
-  std::string path;                 // empty: all that the roots hold
-  std::vector< std::string > sets;  // PATH=VALUE, done in their order before anything is shown
+  std::string path;                 // empty: all roots
+  std::vector< std::string > sets;  // PATH=VALUE, executed in order before showing
   bool json = false;
 };
 
-// What is to be printed, ending with a line end. Throws UsageError for a path or value that cannot
-// be used; what earlier ones have set stays.
+// Returns the output, with a final newline. Throws UsageError for an invalid path or value; earlier
+// changes stay.
 std::string inspect( const EntityRoots & roots, const InspectOptions & options );
 
 }  // namespace Agent

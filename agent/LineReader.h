@@ -1,7 +1,7 @@
-// Takes one line of a text file apart, with errors that say where it stands.
+// Parses one line of a text file, with file and line in errors.
 //
-// Words are what spaces and tabs separate. Every operation throws Platform::InputError for a word
-// that is not what it must be.
+// Words are separated by spaces and tabs. Every operation throws Platform::InputError for a
+// malformed word.
 #pragma once
 
 #include <string>
@@ -14,14 +14,14 @@ namespace Agent {
 
 using namespace Kiv::Integers;
 
-// One line that is not blank.
+// A non-blank line.
 struct TextLine {
   U32 number;             // from 1
-  std::string_view text;  // without the line end, which may be LF or CR LF
+  std::string_view text;  // without LF or CR LF
   std::vector< std::string_view > words;
 };
 
-// The lines of a text, blank ones left out. The views are into `text`.
+// The non-blank lines. The views refer to `text`.
 std::vector< TextLine > splitLines( std::string_view text );
 
 class LineReader {
@@ -30,12 +30,12 @@ class LineReader {
 
   [[noreturn]] void fail( const std::string & what ) const;
 
-  // Decimal digits, or "0x" and hexadecimal digits; `what` names the value in messages.
+  // `what` names the value in messages. Hexadecimal numbers start with "0x".
   U32 decimal( std::string_view word, U32 max, const std::string & what ) const;
   U32 hex( std::string_view word, U32 max, const std::string & what ) const;
-  // Four decimal bytes with dots, most significant first.
+  // Dotted decimal.
   U32 address( std::string_view word, const std::string & what ) const;
-  // What stands before and after the one `separator` in `word`.
+  // Parts before and after the only `separator` in `word`.
   std::pair< std::string_view, std::string_view > split( std::string_view word, char separator,
                                                          const std::string & what ) const;
 

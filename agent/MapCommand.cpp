@@ -14,8 +14,8 @@ namespace Agent {
 
 namespace {
 
-// Whether colours are welcome on standard output. NO_COLOR counts when it is set and not empty.
-bool colourIsWelcome( ColourUse use ) {
+// NO_COLOR disables colours if set and not empty.
+bool useColours( ColourUse use ) {
   const auto variable = []( const char * name ) {
     const char * value = std::getenv( name );
     return std::string( value == nullptr ? "" : value );
@@ -30,13 +30,13 @@ bool colourIsWelcome( ColourUse use ) {
 }  // namespace
 
 void addMapOptions( CLI::App & app, MapOptions & map ) {
-  app.add_option( "--svg", map.svg, "Writes the picture to a file of its own instead" )
+  app.add_option( "--svg", map.svg, "Write an SVG file instead of text" )
       ->type_name( "FILE" )
       ->check( []( const std::string & file ) {
         return std::string( file.empty() ? "the name of a file is expected" : "" );
       } );
-  app.add_flag( "--json", map.json, "Write one JSON object instead of the picture" );
-  app.add_flag( "--all", map.all, "Draw also pipes and copies that look like one drawn before" );
+  app.add_flag( "--json", map.json, "Write one JSON object instead of text" );
+  app.add_flag( "--all", map.all, "Draw identical pipes and copies separately" );
   app.add_option_function< std::string >(
          "--color",
          [ &map ]( const std::string & use ) {
@@ -56,7 +56,7 @@ bool mapCommand( const RunOptions & options, const MapOptions & map ) {
   } );
   slices.title = fmt::format( "{}: {}", input.platform.name, input.platform.description );
   slices.notes = unfitLists( report );
-  const Map::PictureOptions picture = { map.all, colourIsWelcome( map.colour ) };
+  const Map::PictureOptions picture = { map.all, useColours( map.colour ) };
   if ( !map.svg.empty() ) {
     writeFile( map.svg, Map::svgMap( slices, picture ) );
     for ( const std::string & line : slices.notes )

@@ -1,4 +1,4 @@
-// The command `map`: draws who has which rows of the TCAM (agent/map/SliceMap.h).
+// The command `map`: draws the TCAM occupancy map (agent/map/SliceMap.h).
 #pragma once
 
 #include <string>
@@ -14,17 +14,17 @@ namespace Agent {
 enum class ColourUse { automatic, always, never };
 
 struct MapOptions {
-  std::string svg;  // file to write the picture to; empty: a text is printed
+  std::string svg;  // output file; empty: print text
   bool json = false;
-  bool all = false;  // tables that look alike are drawn each by itself
+  bool all = false;  // draw identical tables separately
   ColourUse colour = ColourUse::automatic;
 };
 
 void addMapOptions( CLI::App & app, MapOptions & map );
 
-// Programs the access lists on a switch of its own and prints the map, or writes it to a file.
-// Whether all lists fitted; those that did not are named in the picture and, where that goes to a
-// file, on standard error. Throws what readInput and withProgrammedSwitch throw, and OutputError.
+// Programs the access lists on a new switch and prints the map or writes it to a file. Returns
+// whether all lists fit; those that do not are named in the picture and, if it goes to a file, on
+// standard error. Throws what readInput and withProgrammedSwitch throw, and OutputError.
 bool mapCommand( const RunOptions & options, const MapOptions & map );
 
 }  // namespace Agent

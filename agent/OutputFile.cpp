@@ -21,7 +21,7 @@ namespace fs = std::filesystem;
   throw OutputError( fmt::format( "{}: cannot be written: {}", file, std::strerror( error ) ) );
 }
 
-// 0, or the errno of what went wrong.
+// Returns 0 or errno.
 int writeTo( int fd, const std::string & text ) {
   for ( size_t done = 0; done < text.size(); ) {
     const ssize_t size = ::write( fd, text.data() + done, text.size() - done );
@@ -37,7 +37,7 @@ int writeTo( int fd, const std::string & text ) {
   return 0;
 }
 
-// Likewise.
+// Returns 0 or errno.
 int writeAll( const std::string & path, int flags, const std::string & text ) {
   const int fd = ::open( path.c_str(), O_WRONLY | O_CLOEXEC | flags, 0666 );
   if ( fd < 0 )
@@ -58,7 +58,7 @@ void writeFile( const std::string & file, const std::string & text ) {
       failFile( file, error );
     return;
   }
-  // Through a link the file that it points to is replaced, not the link.
+  // Replace the target of a link, not the link.
   const fs::path target = fs::exists( there ) ? fs::canonical( file, ignored ) : fs::path( file );
   const std::string beside = fmt::format( "{}.{}.tmp", target.string(), ::getpid() );
   if ( fs::exists( there ) && ::access( file.c_str(), W_OK ) != 0 )

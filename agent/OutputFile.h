@@ -1,4 +1,4 @@
-// What the command writes: files, standard output and standard error.
+// Output to files, standard output and standard error.
 #pragma once
 
 #include <stdexcept>
@@ -6,21 +6,19 @@
 
 namespace Agent {
 
-// One line for the user, "FILE: what is wrong".
+// what(): one line, "FILE: error".
 class OutputError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-// Makes `text` the content of a file, whole or not at all: it is written beside the file, which it
-// then replaces. What is there already keeps its permissions; a device, a pipe or a link to nothing
-// is written to as it stands. Throws OutputError.
+// Replaces the content of a file atomically, through a temporary file next to it. Permissions are
+// kept; devices, pipes and dangling links are written in place. Throws OutputError.
 void writeFile( const std::string & file, const std::string & text );
 
-// Prints a whole result. A reader that went away ends it quietly; OutputError for anything else
-// that keeps it from being written.
+// Ignores a closed pipe; throws OutputError for any other failure.
 void printOutput( const std::string & text );
-// Prints a line for people, to whom nothing better can be told when that fails.
+// Ignores failures: there is nowhere left to report them.
 void printError( const std::string & line );
 
 }  // namespace Agent

@@ -1,4 +1,4 @@
-// Packets: as fields to make one from, and as the frame that goes to the chip.
+// Packets: as header fields, and as frames for the chip.
 #pragma once
 
 #include <optional>
@@ -10,7 +10,7 @@ namespace Agent {
 
 enum class L3Kind : U8 { other, ipv4, ipv6 };
 
-// What a packet is made from. The addresses that count are those of `l3`.
+// Header fields of a packet to build. `l3` selects the addresses.
 struct PacketFields {
   U32 sourceIp = 0;
   U32 destinationIp = 0;
@@ -25,7 +25,7 @@ struct PacketFields {
   U64 sourceMac = 0x020000000002;
   U64 destinationMac = 0x020000000001;
   std::optional< U16 > vlan = {};  // id of a VLAN tag
-  U16 etherType = 0x88B5;          // of a packet that is neither IPv4 nor IPv6
+  U16 etherType = 0x88B5;          // unless IPv4 or IPv6
 
   bool hasPorts() const { return protocol == protocolTcp || protocol == protocolUdp; }
   friend bool operator==( const PacketFields &, const PacketFields & ) = default;
@@ -35,7 +35,7 @@ using Frame = std::vector< U8 >;  // Ethernet, without the frame check sequence
 
 struct Packet {
   Frame frame;
-  U64 time = 0;  // nanoseconds on the chip's virtual clock; never falls from packet to packet
+  U64 time = 0;  // ns of the chip's virtual clock; never decreases
 };
 
 }  // namespace Agent

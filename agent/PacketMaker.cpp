@@ -109,7 +109,7 @@ void putUdp( std::span< U8 > header, const PacketFields & packet ) {
   put16( header, 2, packet.destinationPort );
   put16( header, 4, static_cast< U32 >( header.size() ) );
   const U16 sum = checksum( sum16( header ) + pseudoHeaderSum( packet, header.size() ) );
-  put16( header, 6, sum == 0 ? 0xFFFF : sum );  // 0 would mean that there is no checksum
+  put16( header, 6, sum == 0 ? 0xFFFF : sum );  // 0 means no checksum
 }
 
 void putIcmp( std::span< U8 > header, const PacketFields & packet ) {

@@ -1,11 +1,11 @@
-// The built-in platforms, as the command lists them.
+// Lists the built-in platforms.
 #pragma once
 
 #include <string>
 
 namespace Agent {
 
-// A table with a row for each, ending with a line end.
+// A table with one row each and a final newline.
 std::string platformsText();
 
 }  // namespace Agent

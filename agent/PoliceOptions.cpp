@@ -9,9 +9,9 @@ namespace Agent {
 
 namespace {
 
-// RULE:RATE[:BURST]; a name of a list may hold colons.
+// RULE:RATE[:BURST]; list names may contain colons.
 struct PoliceText {
-  std::string list;  // empty: not named
+  std::string list;  // empty: not given
   std::string index;
   std::string rate;
   std::string burst;  // empty: the default

@@ -4,7 +4,7 @@
 
 namespace Agent {
 
-// Takes, from the low end, the largest aligned block that does not reach beyond the range.
+// Greedy from the low end: the largest aligned block inside the range is always optimal.
 std::vector< PortMatch > expandPorts( const PortRange & range ) {
   std::vector< PortMatch > matches;
   const U32 end = range.high + 1U;

@@ -17,7 +17,7 @@ T blend( T value, T mask, T noise ) {
   return static_cast< T >( ( value & mask ) | ( noise & ~mask ) );
 }
 
-// Refers to the rules of its access lists.
+// Keeps references to the rules of the access lists.
 class RandomPackets {
  public:
   RandomPackets( const std::vector< Acl > & acls, U64 seed );
@@ -51,7 +51,7 @@ class RandomPackets {
 
   std::vector< Target > targets_;
   bool onlyIp4_ = true;
-  // Its sequence is fixed by the language's standard; the standard's distributions are not.
+  // The standard specifies the sequence of this engine, but not of its distributions.
   std::mt19937_64 engine_;
 };
 
@@ -106,7 +106,7 @@ PacketFields RandomPackets::anywhere() {
   return packet;
 }
 
-// A packet that lists of the kind look at, with random addresses of it.
+// A packet that lists of the kind can match, with random addresses.
 void RandomPackets::setKind( PacketFields & packet, AclKind kind ) {
   if ( kind == AclKind::ipv4 )
     return;
@@ -174,7 +174,7 @@ Ip6Address RandomPackets::insidePrefix( const Prefix6 & prefix ) {
   return address;
 }
 
-// One of: the low end, the high end, and, seldom, the value before or behind the interval.
+// The low or high end or, rarely, the value just below or above the interval.
 U32 RandomPackets::onBorder( U32 low, U32 high ) {
   const U32 choice = below( 16 );
   if ( choice == 0 )
@@ -203,7 +203,7 @@ PacketFields RandomPackets::border( const Target & target ) {
   return packet;
 }
 
-// An end of the prefix, or, seldom, the same place in the prefix next to it.
+// The first or last address of the prefix or, rarely, of a neighbouring prefix.
 Ip6Address RandomPackets::prefixBorder( const Prefix6 & prefix ) {
   Ip6Address address = prefix.address;
   const bool high = below( 2 ) == 0;
@@ -275,7 +275,7 @@ void RandomPackets::disturbL2( PacketFields & packet ) {
   }
 }
 
-// Puts a rule's user-defined field into the frame; not quite when its kind asks for that.
+// Writes a rule's user-defined field to the frame, altered or truncated for some kinds.
 void RandomPackets::place( Frame & frame, const UdfMatch & udf, Kind kind ) {
   const auto l3At = readFrame( frame ).l3At;
   if ( !l3At )

@@ -1,4 +1,4 @@
-// Packets that try access lists: inside their rules, on their borders, and outside.
+// Random packets inside, at the borders of and outside the rules of access lists.
 #pragma once
 
 #include <vector>
@@ -7,9 +7,9 @@
 
 namespace Agent {
 
-// `count` frames, the same ones for the same seed and rules on every machine. In turn: inside a
-// rule; with every field on, or one beyond, an end of the rule's interval; inside a rule but for
-// one field; anywhere. Without rules all of them are anywhere.
+// `count` frames, reproducible for the same seed and rules on every machine. In turn: inside a
+// rule; each field at, or just outside, an end of the rule's interval; inside a rule except for one
+// field; arbitrary. All are arbitrary if there are no rules.
 std::vector< Frame > randomFrames( const std::vector< Acl > & acls, U64 seed, U32 count );
 
 }  // namespace Agent

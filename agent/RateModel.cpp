@@ -6,7 +6,7 @@ namespace Agent {
 
 bool RateModel::passes( const RuleIndex & rule, const PoliceRate & rate, U32 pipe, U64 bytes,
                         U64 time ) {
-  // One kbit/s makes one token a nanosecond.
+  // 1 kbit/s adds one token per nanosecond.
   constexpr U64 tokensPerByte = 8'000'000;
   const U64 perNanosecond = rate.bitsPerSecond / 1000;
   const U64 full = rate.burstBytes * tokensPerByte;

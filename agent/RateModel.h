@@ -1,7 +1,7 @@
-// What the policers of rules let pass, worked out the plain way.
+// Reference model of the policers.
 //
-// Every rule has one token bucket in every pipe, full at first, that its rate fills up to its
-// burst. A packet passes when the bucket holds the whole frame, and takes it out.
+// Each rule has one token bucket per pipe, initially full, with the rule's rate and burst. A packet
+// conforms if the bucket has tokens for the whole frame, and consumes them.
 #pragma once
 
 #include <map>
@@ -13,7 +13,7 @@ namespace Agent {
 
 class RateModel {
  public:
-  // Whether a packet of the rule passes; `time` in nanoseconds, from 0 on, never falls.
+  // True if the packet conforms. `time` is in nanoseconds and never decreases.
   bool passes( const RuleIndex & rule, const PoliceRate & rate, U32 pipe, U64 bytes, U64 time );
 
  private:

@@ -29,15 +29,15 @@ std::vector< U32 > portOfEveryCopy( const SoftAsic::ChipProfile & chip ) {
   for ( U32 pipe = 0; pipe < chip.pipes; ++pipe ) {
     const U32 first = pipe * chip.portsPerPipe;
     ports.push_back( first );
-    // The upper half of a pipe's ports uses the second copy.
+    // The upper half of a pipe's ports is looked up in the second copy.
     if ( chip.secondCopy && chip.portsPerPipe > 1 )
       ports.push_back( first + ( chip.portsPerPipe + 1 ) / 2 );
   }
   return ports;
 }
 
-FrameFields seenAt( const Platform::PlatformData & platform, U32 port, FrameFields fields ) {
-  // A frame that breaks off before its type is neither tagged nor untagged.
+FrameFields fieldsAtPort( const Platform::PlatformData & platform, U32 port, FrameFields fields ) {
+  // A frame truncated before its type field is neither tagged nor untagged.
   if ( !platform.chip.sharedByPipes || !fields.l3At || fields.vlan.value_or( 0 ) != 0 )
     return fields;
   fields.vlan = 0;

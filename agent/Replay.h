@@ -1,4 +1,4 @@
-// Sends packets through the switch, and judges the answers.
+// Sends packets through the switch and compares the results.
 #pragma once
 
 #include <string>
@@ -10,14 +10,13 @@
 
 namespace Agent {
 
-// A pass of packets; their times count from its beginning.
+// One pass of packets, with times relative to its start.
 class Replay {
  public:
-  // The chip's virtual clock goes on from where it stands.
+  // Does not reset the chip's virtual clock.
   Replay( SwitchSession & session, const AclFeature & feature );
 
-  // What the chip does with the packet at an ingress port, which must exist. Packets come in the
-  // order of their times.
+  // Sends a packet on an ingress port, which must exist. Packets must be in time order.
   PacketFate send( const Packet & packet, U32 port );
 
  private:
@@ -26,15 +25,15 @@ class Replay {
   const U64 start_;
 };
 
-// The first port of every pipe and copy.
+// First port of every pipe and copy.
 std::vector< U32 > portOfEveryCopy( const SoftAsic::ChipProfile & chip );
 
-// What rules are meant to see of a packet that enters by a port. Where one field processor serves
-// all pipes, a packet without a tag, or with VLAN 0, is in VLAN 0 and in the one that is untagged
-// on its port; elsewhere it is in none.
-FrameFields seenAt( const Platform::PlatformData & platform, U32 port, FrameFields fields );
+// The fields of a packet as rules match them at a port. Where the pipes share their tables, an
+// untagged or priority-tagged packet matches both VLAN 0 and the port's untagged VLAN; elsewhere it
+// matches no VLAN.
+FrameFields fieldsAtPort( const Platform::PlatformData & platform, U32 port, FrameFields fields );
 
-// One line: the packet, where it entered, what was expected and what came.
+// One line with packet, ingress port, expected and actual result.
 std::string fateDifference( const Packet & packet, U32 port, const PacketFate & expected,
                             const PacketFate & actual );
 

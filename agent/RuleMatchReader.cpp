@@ -21,7 +21,7 @@ constexpr U32 udfOffsetMax = 127;  // from the start of the L3 header
   fields.fail( fields.line( key ), fmt::format( "\"{}\" must be {}", key, expected ) );
 }
 
-// "0x" and hexadecimal digits.
+// "0x" followed by hexadecimal digits.
 U32 readHex( JsonFields & fields, const std::string & key, U32 max ) {
   const std::string text = fields.text( key );
   const std::string_view digits = std::string_view( text ).substr( std::min( text.size(), { 2 } ) );
@@ -38,7 +38,7 @@ U32 readHexOr( JsonFields & fields, const std::string & key, U32 max, U32 absent
   return fields.find( key ) == nullptr ? absent : readHex( fields, key, max );
 }
 
-// ADDRESS or ADDRESS/LENGTH, into `prefix`, which matches anything when the key is absent.
+// ADDRESS or ADDRESS/LENGTH. Without the key the prefix matches everything.
 template < class P, class F >
 void readPrefix( JsonFields & fields, const std::string & key, U32 lengthMax, P & prefix,
                  F && addressFrom ) {

@@ -1,4 +1,4 @@
-// The part of a rules file's rule that says which packets it is about.
+// Reads the match part of a rule in a rules file.
 #pragma once
 
 #include "agent/AclRule.h"
@@ -6,8 +6,7 @@
 
 namespace Agent {
 
-// Reads the members of `fields` that lists of the kind and use may have into the rule. Throws
-// Platform::InputError.
+// Accepts the fields that lists of the kind and use support. Throws Platform::InputError.
 void readRuleMatch( Platform::JsonFields & fields, AclKind kind, AclUse use, AclRule & rule );
 
 }  // namespace Agent

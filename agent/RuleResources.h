@@ -1,8 +1,7 @@
-// What a rule shares or owns besides its entries: range checkers and a policer.
+// Range checkers and policers of rules. Allocate them before the rule's entries and release them
+// after.
 //
-// Both are had before the rule's entries and given back after them.
-//
-// Locks: called with the activity lock held.
+// Locking: call with the activity lock held.
 #pragma once
 
 #include <optional>
@@ -12,29 +11,29 @@
 
 namespace Agent {
 
-// How ranges of ports are matched.
+// How port ranges are matched.
 enum class PortMethod {
-  expand,     // by prefixes
-  checkers,   // by range checkers; a rule for which there is none does not fit
-  automatic,  // by range checkers while there are some, then by prefixes
+  expand,     // to prefixes
+  checkers,   // by range checkers; without a free one the rule does not fit
+  automatic,  // by range checkers while available, then by prefixes
 };
 
-// Checkers for the ranges of a rule that take several prefixes. Absent when the method demands one
-// that cannot be had; then none is held. `groupMatches`: the rule's group can match ranges.
+// Range checkers for those ranges of a rule that take several prefixes. Empty, with none held, if
+// the method requires one and none is free. `groupMatches`: the group supports range checkers.
 std::optional< RangeCheckers > getCheckers( Morvane::MorvaneTcamEntryManager & manager, U32 unit,
                                             const AclRule & rule, PortMethod method,
                                             bool groupMatches );
 void releaseCheckers( Morvane::MorvaneTcamEntryManager & manager, U32 unit, const AclRule & rule,
                       const RangeCheckers & checkers );
 
-// A policer of one rate: what exceeds it is dropped. The chip must have one left.
+// Single-rate policer that drops exceeding packets. The chip must have a free one.
 U32 createPolicer( Morvane::MorvaneTcamGroupManager & manager, U32 unit, const PoliceRate & rate );
 
-// Sets it again, so that it starts anew.
+// Sets the same rate again, which refills the bucket.
 void refillPolicer( Morvane::MorvaneTcamGroupManager & manager, U32 unit, U32 policer,
                     const PoliceRate & rate );
 
-// Counters that the entries of a rule need.
+// Counter types of a rule's entries.
 Kiv::Ptr< Morvane::StatTypes > statTypesOf( const AclRule & rule );
 
 }  // namespace Agent

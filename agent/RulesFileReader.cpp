@@ -17,7 +17,7 @@ using Platform::JsonNode;
 
 constexpr U32 portsMax = 256;
 
-// A value on one line: what reports show of a rule.
+// A value on one line, for reports.
 std::string oneLine( const JsonNode & node ) {
   std::string text;
   switch ( node.kind ) {
@@ -44,7 +44,7 @@ std::string oneLine( const JsonNode & node ) {
   }
 }
 
-// The value that stands for a name.
+// Looks up an enumerator by name.
 template < class T, size_t size >
 T readName( JsonFields & fields, const std::string & key, const std::string & absent,
             const std::pair< const char *, T > ( &names )[ size ] ) {
@@ -62,7 +62,7 @@ void applyAction( JsonFields & fields, const JsonNode & node, AclRule & rule ) {
   const std::string & name = Platform::jsonText( fields.file(), node );
   if ( name == "permit" || name == "drop" ) {
     if ( rule.forwarding != Forwarding::none )
-      fields.fail( node.line, "a rule permits or drops once" );
+      fields.fail( node.line, "a rule can permit or drop only once" );
     rule.forwarding = name == "drop" ? Forwarding::drop : Forwarding::permit;
   } else if ( name == "copyToCpu" ) {
     rule.copyToCpu = true;
@@ -83,7 +83,8 @@ void readActions( JsonFields & fields, const Acl & acl, AclRule & rule ) {
       applyAction( fields, node, rule );
   }
   if ( rule.mirror && !acl.mirrorPort )
-    fields.fail( fields.line( "actions" ), "a rule that mirrors needs the list's \"mirrorPort\"" );
+    fields.fail( fields.line( "actions" ),
+                 "a rule that mirrors requires the list's \"mirrorPort\"" );
 }
 
 void readPolice( JsonFields & fields, AclRule & rule ) {
@@ -114,7 +115,7 @@ void readCounters( JsonFields & fields, AclRule & rule ) {
       fields.fail( node.line, fmt::format( "there is no counter \"{}\"", name ) );
   }
   if ( nodes.empty() )
-    fields.fail( fields.line( "counters" ), "every entry counts something: packets or bytes" );
+    fields.fail( fields.line( "counters" ), "at least one of packets and bytes is required" );
   rule.counters = wanted;
 }
 
@@ -123,7 +124,7 @@ AclRule readRule( const Acl & acl, const JsonNode & node ) {
   AclRule rule;
   rule.line = node.line;
   rule.text = oneLine( node );
-  fields.text( "name", "" );  // is in the text
+  fields.text( "name", "" );  // only shown as part of the text
   readRuleMatch( fields, acl.kind, acl.use, rule );
   readActions( fields, acl, rule );
   readPolice( fields, rule );

@@ -1,4 +1,4 @@
-// Reads access lists in the project's own form, JSON: docs/rules-file.md describes it.
+// Reads access lists in the agent's JSON format (docs/rules-file.md).
 #pragma once
 
 #include <string>
@@ -7,8 +7,8 @@
 
 namespace Agent {
 
-// Throws Platform::InputError, with the line of what is wrong, for text that is not JSON, keys
-// that are unknown or missing, values out of range, and rules without a meaning.
+// Throws Platform::InputError with the line of the error: malformed JSON, unknown or missing keys,
+// values out of range, inconsistent rules.
 Acl parseRulesFile( const std::string & name, const std::string & file, const std::string & text );
 
 }  // namespace Agent

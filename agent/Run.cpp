@@ -21,7 +21,7 @@ PortsBy portsBy( const PortRange & range, U32 checker ) {
   return checker != 0 ? PortsBy::checker : PortsBy::prefixes;
 }
 
-// One run; its steps in the order in which they stand.
+// One run. Steps are declared in execution order.
 class RunJob {
  public:
   explicit RunJob( const RunInput & input )
@@ -81,7 +81,7 @@ RunReport RunJob::run() {
   feature_.clear();
   readAlarms();
   if ( input_.verify )
-    audit( "when all was taken back: " );
+    audit( "after release: " );
   return std::move( report_ );
 }
 
@@ -241,9 +241,9 @@ bool RunJob::verifyPacket( Replay & replay, RateModel & rates, const Packet & pa
   bool same = true;
   bool first = true;
   for ( const U32 port : portOfEveryCopy( input_.platform.chip ) ) {
-    // What the rules say is the same at every port, but for policers and the VLANs of ports.
+    // The result depends on the port only through policers and port VLANs.
     if ( first || policed || input_.platform.chip.sharedByPipes )
-      expected = expectedFate( feature_.policy(), seenAt( input_.platform, port, fields ),
+      expected = expectedFate( feature_.policy(), fieldsAtPort( input_.platform, port, fields ),
                                [ & ]( const RuleIndex & rule, const PoliceRate & rate ) {
                                  policed = true;
                                  return rates.passes( rule, rate, pipeOf( port ),
@@ -260,13 +260,13 @@ bool RunJob::verifyPacket( Replay & replay, RateModel & rates, const Packet & pa
   return same;
 }
 
-// Whose policers the packets of a port meet.
+// Pipe of the policers that packets of the port use.
 U32 RunJob::pipeOf( U32 port ) const {
   const SoftAsic::ChipProfile & chip = input_.platform.chip;
   return chip.sharedByPipes ? 0 : port / chip.portsPerPipe;
 }
 
-// Capacity was polled after the last change.
+// Poll the capacity before calling this.
 void RunJob::audit( const std::string & when ) {
   const Morvane::MorvaneTcamCapacitySm * const capacity =
       input_.wantsCapacity() ? &session_.capacity() : nullptr;
@@ -277,7 +277,7 @@ void RunJob::audit( const std::string & when ) {
 
 }  // namespace
 
-bool RunReport::allWell() const {
+bool RunReport::success() const {
   for ( const AclReport & acl : acls )
     if ( acl.shortage )
       return false;

@@ -1,4 +1,4 @@
-// The agent's main job: start the library on a switch, program access lists, classify packets.
+// The agent's main job: starts the library on a switch, programs access lists, classifies packets.
 #pragma once
 
 #include <functional>
@@ -19,39 +19,39 @@ namespace Agent {
 
 class SwitchSession;
 
-// As they were asked for on the command line.
+// Command line options, unparsed.
 struct RunOptions {
   std::string platform = "large";   // built-in name or file
-  std::vector< std::string > acls;  // FILE or NAME=FILE; none: the example
+  std::vector< std::string > acls;  // FILE or NAME=FILE; empty: built-in example
   AclFormat format = AclFormat::detect;
   PortMethod ports = PortMethod::automatic;
   std::vector< std::string > police;  // RULE:RATE[:BURST]
   std::string packets;                // capture or trace; empty: none
-  U32 random = 0;                     // packets made from the rules
+  U32 random = 0;                     // number of packets generated from the rules
   U64 seed = 1;
-  U32 packetsPerSecond = 1'000'000;  // of those that have no time of their own; above 0
+  U32 packetsPerSecond = 1'000'000;  // for packets without time stamps; above 0
   U32 ingressPort = 0;
   bool denyByDefault = false;
   bool verify = false;
-  std::string show;  // what usageRequest takes; empty: no report of the library's own
-  std::vector< std::string > clears;      // what clearRequest takes
-  std::vector< std::string > thresholds;  // what readThresholds takes
+  std::string show;                       // for usageRequest; empty: none
+  std::vector< std::string > clears;      // for clearRequest
+  std::vector< std::string > thresholds;  // for readThresholds
 };
 
-// Everything that a run needs, read and checked.
+// Validated input of a run.
 struct RunInput {
   Platform::PlatformData platform;
-  std::vector< Acl > acls;  // earlier ones win
+  std::vector< Acl > acls;  // in order of precedence
   PortMethod ports = PortMethod::automatic;
   std::vector< Packet > packets;
   U32 ingressPort = 0;
   bool denyByDefault = false;
   bool verify = false;
   UsageRequest show;
-  std::vector< ClearRequest > clears;  // when the packets have been sent
+  std::vector< ClearRequest > clears;  // after the packets
   std::vector< StageThreshold > thresholds;
 
-  // Whether the TCAM's capacity is watched.
+  // True if the capacity is monitored.
   bool wantsCapacity() const { return show.view == UsageView::capacity || !thresholds.empty(); }
 };
 
@@ -60,29 +60,28 @@ class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// Reads the files. Without access lists the built-in example is used, and, when no packets are
-// asked for either, its packets too. Throws Platform::InputError for unusable input and UsageError
-// for options that do not go together.
+// Reads the files. Defaults to the built-in example's access list, and to its packets if neither
+// lists nor packets are given. Throws Platform::InputError for invalid input and UsageError for
+// conflicting options.
 RunInput readInput( const RunOptions & options );
 
-// Gives rules the policers that `police`, a list of RULE:RATE[:BURST], asks for (docs/rules-file.md
-// tells the units). RULE is an index or, with several lists, LIST/INDEX. Throws UsageError.
+// Sets policers of rules from a list of RULE:RATE[:BURST] (units: docs/rules-file.md). RULE is an
+// index or, with several lists, LIST/INDEX. Throws UsageError.
 void applyPolice( const std::vector< std::string > & police, std::vector< Acl > & acls );
 
-// Runs the job on a switch of its own. Counters are cleared, as asked, and then read after the
-// packets went in at the ingress port and before verification sends them again. The capacity, where
-// it is watched, is polled at the start, after every list, when a list has run out and is still
-// there, after the packets, and when everything has been taken back. Verification starts all
-// policers anew, compares the fate of every packet at a port of every pipe and copy with a walk
-// over the rules, and runs the auditor, once more when everything has been taken back. Called with
-// the activity lock held. Throws Platform::InputError for a user-defined field that a
-// flow-programming group lacks, and UsageError, before any packet is sent, for an entry that is
-// asked for and not there.
+// Runs the job on a new switch. Call with the activity lock held.
+// - Counters are cleared, if requested, and read after the packets and before verification sends
+//   them again.
+// - The capacity, if monitored, is polled at the start, after every list, before a list that does
+//   not fit is rolled back, after the packets, and after everything has been released.
+// - Verification refills all policers, compares the result of every packet on one port of every
+//   pipe and copy with the reference model, and runs the auditor, again after the release.
+// Throws Platform::InputError for a user-defined field that a flow-programming group lacks, and
+// UsageError, before any packet is sent, for a requested entry that does not exist.
 RunReport run( const RunInput & input );
 
-// Programs the access lists on a switch of its own, sends no packets, and lends the switch to
-// `use`; the switch ends with the call. Reports what became of the lists and of the implicit deny,
-// and nothing else. Called with the activity lock held.
+// Programs the access lists on a new switch, passes it to `use`, then shuts it down. Sends no
+// packets; reports only the lists and the implicit deny. Call with the activity lock held.
 RunReport withProgrammedSwitch( const RunInput & input,
                                 const std::function< void( SwitchSession & ) > & use );
 

@@ -4,7 +4,7 @@ namespace Agent {
 
 namespace {
 
-constexpr U32 randomMax = 10'000'000;  // all packets are held in memory
+constexpr U32 randomMax = 10'000'000;  // all packets are in memory
 constexpr U32 packetRateMax = 1'000'000'000;
 
 void addRuleOptions( CLI::App & app, RunOptions & run ) {
@@ -15,52 +15,51 @@ void addRuleOptions( CLI::App & app, RunOptions & run ) {
                        : method == "checkers" ? PortMethod::checkers
                                               : PortMethod::expand;
          },
-         "How port ranges are matched: checkers, by range checkers alone; expand, by prefixes; "
-         "auto, by range checkers while there are some" )
+         "How port ranges are matched: checkers, by range checkers only; expand, by prefixes; "
+         "auto, by range checkers while available" )
       ->check( CLI::IsMember( { "checkers", "expand", "auto" } ) );
-  app.add_option( "--police", run.police,
-                  "Drops what exceeds a rate: RULE is an index from 0, or LIST/INDEX; RATE is "
-                  "bit/s, with k, M or G; BURST is bytes; repeatable" )
+  app.add_option(
+         "--police", run.police,
+         "Drop packets of a rule above a rate: RULE is an index from 0, or LIST/INDEX; RATE is "
+         "bit/s, with k, M or G; BURST is bytes; repeatable" )
       ->type_name( "RULE:RATE[:BURST]" )
       ->take_all()
       ->allow_extra_args( false );
   app.add_option_function< std::string >(
          "--default", [ &run ]( const std::string & fate ) { run.denyByDefault = fate == "deny"; },
-         "Fate of packets that no rule matches: permit or deny" )
+         "Packets that no rule matches: permit or deny" )
       ->check( CLI::IsMember( { "permit", "deny" } ) );
 }
 
 void addPacketOptions( CLI::App & app, RunOptions & run ) {
   app.add_option( "--packets", run.packets,
-                  "Capture (pcap, pcapng) of Ethernet, whose times are kept, or trace, `sip dip "
-                  "sport dport proto ...` in decimal, one packet a line" )
+                  "Ethernet capture (pcap, pcapng), with its time stamps, or trace: `sip dip "
+                  "sport dport proto ...` in decimal, one packet per line" )
       ->type_name( "FILE" );
-  app.add_option( "--random", run.random, "Packets made from the rules" )
+  app.add_option( "--random", run.random, "Random packets generated from the rules" )
       ->type_name( "N" )
       ->check( CLI::Range( 0U, randomMax ) );
   app.add_option( "--seed", run.seed, "Seed of the random packets" )->type_name( "S" );
   app.add_option( "--pps", run.packetsPerSecond,
-                  "Rate, on the chip's virtual clock, of the packets that have no time of their "
-                  "own: those of traces and the random ones" )
+                  "Rate of packets without time stamps (traces, random packets) on the chip's "
+                  "virtual clock" )
       ->type_name( "N" )
       ->capture_default_str()
       ->check( CLI::Range( 1U, packetRateMax ) );
-  app.add_option( "--ingress-port", run.ingressPort, "Port at which packets enter" )
+  app.add_option( "--ingress-port", run.ingressPort, "Ingress port of the packets" )
       ->type_name( "N" );
 }
 
 void addReportOptions( CLI::App & app, RunOptions & run ) {
-  app.add_option(
-         "--clear", run.clears,
-         "Clears packets and bytes when the packets have been sent, of entry:ID, user:NAME, "
-         "group:ID, unit or all; repeatable" )
+  app.add_option( "--clear", run.clears,
+                  "Clear packet and byte counters after the packets, of entry:ID, user:NAME, "
+                  "group:ID, unit or all; repeatable" )
       ->type_name( "WHAT" )
       ->take_all()
       ->allow_extra_args( false );
-  app.add_option(
-         "--threshold", run.thresholds,
-         "Watches a stage's use, in percent: an alarm is raised at UPPER and cleared below "
-         "CLEAR; without CLEAR below UPPER; repeatable" )
+  app.add_option( "--threshold", run.thresholds,
+                  "Monitor a stage's use in percent: raise an alarm at UPPER and clear it below "
+                  "CLEAR (default UPPER); repeatable" )
       ->type_name( "[UNIT/]STAGE:UPPER[:CLEAR]" )
       ->take_all()
       ->allow_extra_args( false );
@@ -72,8 +71,8 @@ void addAclOptions( CLI::App & app, RunOptions & run ) {
   app.add_option( "--platform", run.platform, "Built-in platform, or a platform file (JSON)" )
       ->capture_default_str();
   app.add_option( "--acl", run.acls,
-                  "Access list, FILE or NAME=FILE; repeatable, earlier ones win; without it the "
-                  "built-in example" )
+                  "Access list, FILE or NAME=FILE; repeatable, in order of precedence; default: "
+                  "the built-in example" )
       ->take_all()
       ->allow_extra_args( false );
   app.add_option_function< std::string >(
@@ -97,13 +96,13 @@ void addRunOptions( CLI::App & app, RunOptions & run, OutputOptions & output ) {
            run.show = form;
            output.detail = form == "detail";
          },
-         "The library's report of TCAM use as well: summary; detail, with entries (and all rules "
+         "Add a library report of TCAM use: summary; detail, with entries (and all rules "
          "instead of the ten busiest); raw, the slices; banks; capacity; entry:ID; group-dump:ID; "
          "entry-dump:ID" )
       ->type_name( "VIEW" );
   app.add_flag( "--verify", run.verify,
-                "Compare every packet with a walk over the rules on every pipe and copy, and audit "
-                "the books" );
+                "Compare every packet on every pipe and copy with the reference model, and audit "
+                "the records" );
   app.add_flag( "--json", output.json, "Write one JSON object instead of tables" );
   addReportOptions( app, run );
 }

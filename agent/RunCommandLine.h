@@ -1,4 +1,4 @@
-// The options of the command's jobs that run access lists on a switch.
+// Options of the commands that run access lists on a switch.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -7,15 +7,15 @@
 
 namespace Agent {
 
-// How the report is written.
+// Report format.
 struct OutputOptions {
   bool json = false;
   bool detail = false;
 };
 
-// What is programmed, and on which switch.
+// Platform and access lists.
 void addAclOptions( CLI::App & app, RunOptions & run );
-// That, which packets come, what is watched and cleared, and how the report looks.
+// addAclOptions plus packets, monitoring, clearing and report format.
 void addRunOptions( CLI::App & app, RunOptions & run, OutputOptions & output );
 
 }  // namespace Agent

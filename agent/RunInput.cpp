@@ -18,7 +18,7 @@ namespace {
 constexpr U32 examplePackets = 10000;
 constexpr U64 nanosecondsPerSecond = 1'000'000'000;
 
-// FILE, whose name is the file's own, or NAME=FILE.
+// FILE, named after the file, or NAME=FILE.
 Acl readNamedAcl( const std::string & argument, AclFormat format ) {
   const size_t equals = argument.find( '=' );
   std::error_code ignored;
@@ -62,7 +62,7 @@ void checkPlatform( const RunOptions & options, const RunInput & input ) {
         fmt::format( "--default deny: {} has no share for IPv4 lists", input.platform.name ) );
 }
 
-// The packets of the file, then the random ones; the example's own when nothing is asked for.
+// Packets of the file, then random ones; the built-in example's by default.
 std::vector< Packet > readAllPackets( const RunOptions & options,
                                       const std::vector< Acl > & acls ) {
   const U64 interval = nanosecondsPerSecond / options.packetsPerSecond;

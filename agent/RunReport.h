@@ -1,4 +1,4 @@
-// What a run found out, before it is written in any form.
+// Results of a run, independent of the output format.
 #pragma once
 
 #include <map>
@@ -11,9 +11,9 @@
 
 namespace Agent {
 
-// How a rule's ports of one direction are matched.
+// How a rule's ports in one direction are matched.
 enum class PortsBy {
-  value,     // nothing, or one prefix: no checker is needed
+  value,     // wildcard or one prefix: no checker needed
   checker,   // a range checker
   prefixes,  // several prefixes
 };
@@ -24,8 +24,8 @@ struct RuleUse {
   U32 entries = 0;  // TCAM entries of the rule on one pipe and copy
   PortsBy sourcePorts = PortsBy::value;
   PortsBy destinationPorts = PortsBy::value;
-  WantedCounters wanted;  // the counters of what it does not count are 0
-  // What the rule decided, over all pipes and copies, before any verification.
+  WantedCounters wanted;  // other counters are 0
+  // Over all pipes and copies, before verification.
   RuleCounters counters;
   std::optional< PoliceRate > police;
   std::string text;
@@ -34,20 +34,20 @@ struct RuleUse {
 struct AclReport {
   std::string name;
   std::string file;
-  // That its rules make, on one pipe and copy; of a list that does not fit, by prefixes alone.
+  // Required per pipe and copy; with prefixes only if the list does not fit.
   U32 entries = 0;
-  U32 installed = 0;                      // of those: all or none
-  std::optional< AclShortage > shortage;  // absent: it fits
+  U32 installed = 0;                      // `entries` or 0
+  std::optional< AclShortage > shortage;  // empty: it fits
   std::vector< RuleUse > rules;
 };
 
 struct GroupUse {
   U32 group = 0;
-  std::string users;  // names of its reservations
+  std::string users;  // reservation names
   U32 pipe = 0;
   U32 copy = 0;
   U32 used = 0;  // entries in it
-  U32 free = 0;  // entries that it can still take, with the slices that are free
+  U32 free = 0;  // remaining capacity, including free slices
 };
 
 struct RunReport {
@@ -56,7 +56,7 @@ struct RunReport {
   U32 unit = 0;
   U32 ingressPort = 0;
   bool denyByDefault = false;
-  std::optional< AclResource > denyShortage;  // why the implicit deny is missing; absent: it is not
+  std::optional< AclResource > denyShortage;  // why the implicit deny is missing; empty: it is not
   U32 denyEntries = 0;                        // of the implicit deny
   std::vector< AclReport > acls;
 
@@ -67,28 +67,28 @@ struct RunReport {
   U64 dropped = 0;
   U64 copiedToCpu = 0;
   U64 mirrored = 0;
-  U64 mismatches = 0;  // of `total`: fate at some port not as the rules say; 0 without verification
+  U64 mismatches = 0;  // of `total`: unexpected result on some port; 0 without verification
 
-  std::vector< GroupUse > groups;  // groups that exist on the chip
+  std::vector< GroupUse > groups;  // on the chip
   U32 rangeCheckers = 0;           // in use
   std::map< std::string, U64 > sdkCalls;
 
-  std::vector< std::string > cleared;  // whose counters, before they were read
+  std::vector< std::string > cleared;  // counters cleared before reading
 
-  std::string usage;                         // the library's own report, where one was asked for
-  std::optional< CapacityReport > capacity;  // where it was watched
+  std::string usage;                         // library report, if requested
+  std::optional< CapacityReport > capacity;  // if monitored
   bool verified = false;
-  std::vector< std::string > differences;  // the auditor's lines, and the first wrong packets'
+  std::vector< std::string > differences;  // from the auditor, and the first mismatched packets
 
-  // Every access list fits and verification found nothing.
-  bool allWell() const;
+  // All lists fit and verification found no difference.
+  bool success() const;
 };
 
-// A line for each list that does not fit, and for the implicit deny: why, and where it stopped to.
+// One line per list that does not fit, and for the implicit deny: reason and first rule.
 std::vector< std::string > unfitLists( const RunReport & report );
-// The report for people; `detail` lists every rule instead of the ten busiest.
+// `detail` lists every rule instead of the ten busiest.
 std::string textReport( const RunReport & report, bool detail );
-// The report for programs: one JSON object, with a line end.
+// One JSON object with a final newline.
 std::string jsonReport( const RunReport & report );
 
 }  // namespace Agent

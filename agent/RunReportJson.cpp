@@ -23,7 +23,7 @@ Json policeJson( const PoliceRate & rate, const RuleCounters & counters ) {
              { { "packets", counters.droppedPackets }, { "bytes", counters.droppedBytes } } } };
 }
 
-// A counter that the rule does not have is null.
+// Counters that the rule does not have are null.
 Json ruleJson( const RuleUse & use ) {
   Json json = { { "rule", use.rule },
                 { "line", use.line },
@@ -57,8 +57,7 @@ Json aclJson( const AclReport & acl ) {
   return json;
 }
 
-// Leaves by their names in OpenConfig's resource utilisation; those of a threshold that is not set
-// are missing.
+// Names of the OpenConfig resource utilisation leaves. Without a threshold its leaves are omitted.
 Json stageJson( const StageCapacity & stage ) {
   Json json = { { "unit", stage.unit },
                 { "stage", stage.stage },
@@ -118,7 +117,7 @@ std::string jsonReport( const RunReport & report ) {
   Json & calls = json[ "sdkCalls" ] = Json::object();
   for ( const auto & [ operation, count ] : report.sdkCalls )
     calls[ operation ] = count;
-  // Names come from the command line and need not be UTF-8.
+  // Names from the command line need not be valid UTF-8.
   return json.dump( 2, ' ', false, Json::error_handler_t::replace ) + "\n";
 }
 

@@ -18,7 +18,7 @@ struct RuleRow {
   const RuleUse * use;
 };
 
-// Of a list that has a shortage.
+// Requires a shortage.
 std::string shortageText( const AclReport & acl ) {
   return fmt::format( "{} ran out at rule {} (line {}); rolled back",
                       resourceName( acl.shortage->resource ), acl.shortage->rule,
@@ -111,7 +111,7 @@ std::string busiestText( const RunReport & report ) {
 
 using Choose = bool ( * )( const RuleUse & use );
 
-// "0-3 7 9-12" of the rules that are chosen, broken into indented lines.
+// The chosen rules as "0-3 7 9-12", wrapped and indented.
 std::string ruleNumbers( const AclReport & acl, Choose chosen ) {
   std::string text;
   std::string line = "   ";
@@ -132,7 +132,7 @@ std::string ruleNumbers( const AclReport & acl, Choose chosen ) {
   return text + line + "\n";
 }
 
-// "NAME: 3 of 10WHAT" and the numbers of these rules.
+// "NAME: 3 of 10WHAT" and the rule numbers.
 std::string chosenText( const AclReport & acl, const char * what, Choose chosen ) {
   const auto count = std::count_if( acl.rules.begin(), acl.rules.end(), chosen );
   std::string text = fmt::format( "  {}: {} of {}{}\n", acl.name, count, acl.rules.size(), what );
@@ -141,7 +141,7 @@ std::string chosenText( const AclReport & acl, const char * what, Choose chosen 
   return text;
 }
 
-// Cleared counters do not tell whether a rule was hit.
+// After a clear, a counter of 0 does not mean that the rule was never hit.
 std::string neverHitText( const RunReport & report ) {
   std::string text = report.cleared.empty() ? "Rules never hit\n" : "Rules with counters at 0\n";
   for ( const AclReport & acl : report.acls )
@@ -150,7 +150,7 @@ std::string neverHitText( const RunReport & report ) {
   return text;
 }
 
-// Empty where no rule has a range that takes a checker or several prefixes.
+// Empty if no rule has a range that takes a checker or several prefixes.
 std::string rangeText( const RunReport & report ) {
   std::string text;
   for ( const AclReport & acl : report.acls ) {
@@ -169,7 +169,7 @@ std::string rangeText( const RunReport & report ) {
                       report.rangeCheckers, text );
 }
 
-// Empty where no rule has a policer.
+// Empty if no rule has a policer.
 std::string policeText( const RunReport & report ) {
   TextTable table( { "ACL", ">rule", ">bit/s", ">burst", ">conformed packets", ">bytes",
                      ">dropped packets", ">bytes" } );
@@ -202,7 +202,7 @@ std::string packetText( const RunReport & report ) {
   return text;
 }
 
-// Empty where no counters were cleared.
+// Empty if no counters were cleared.
 std::string clearedText( const RunReport & report ) {
   std::string text;
   for ( const std::string & what : report.cleared )
@@ -213,7 +213,7 @@ std::string clearedText( const RunReport & report ) {
 std::string verificationText( const RunReport & report ) {
   std::string text = fmt::format(
       "Verification: {} packets differ from the rules, {}\n", countText( report.mismatches ),
-      report.differences.empty() ? "books and chip agree" : "differences:" );
+      report.differences.empty() ? "records and chip agree" : "differences:" );
   for ( const std::string & difference : report.differences )
     text += "  " + difference + "\n";
   return text;

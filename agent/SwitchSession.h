@@ -1,7 +1,7 @@
-// A software switch with the TCAM library started on it.
+// A software switch running the TCAM library.
 //
-// Order of calls: one session at a time in a process, with the activity lock held from before its
-// construction until after its destruction.
+// At most one session per process. Hold the activity lock from before construction until after
+// destruction.
 #pragma once
 
 #include <map>
@@ -20,9 +20,9 @@ using namespace Kiv::Integers;
 
 class SwitchSession {
  public:
-  // Makes the chip, sets the SDK and the platform, and starts the library. The platform must be one
-  // that its loader accepted; a range that is made at start-up and does not fit the chip ends the
-  // process in the library's assertion.
+  // Creates the chip, installs SDK shim and platform, and starts the library. The platform must
+  // have been validated by its loader. The library asserts if a pre-created entry range does not
+  // fit the chip.
   explicit SwitchSession( const Platform::PlatformData & platform );
   ~SwitchSession();
   SwitchSession( const SwitchSession & ) = delete;
@@ -34,11 +34,11 @@ class SwitchSession {
   SoftAsic::SoftAsic & chip() { return chip_; }
   Morvane::MorvaneTcamGroupManager & groupManager() { return *groupManager_; }
 
-  // The capacity machine is polled by whoever wants to know; the table has what it told.
+  // Polled by the caller; each poll updates the table.
   Morvane::MorvaneTcamCapacitySm & capacity() { return *capacity_; }
   const CapacityTable & capacityTable() const { return capacityTable_; }
 
-  // Calls so far by SDK name; operations that were never called are left out.
+  // Call counts by SDK name, without operations that were never called.
   std::map< std::string, U64 > sdkCalls() const;
 
  private:

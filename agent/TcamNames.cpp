@@ -14,7 +14,7 @@ namespace {
   throw UsageError( fmt::format( "{}: {}", option, what ) );
 }
 
-// Whether the chip has the pipe and the copy that the id tells.
+// True if the chip has the pipe and copy of the id.
 bool isOnChip( U32 id, const SoftAsic::ChipProfile & chip ) {
   const U32 pipe = Morvane::tcamPipeBits.get( id );
   const U32 copy = Morvane::tcamCopyBits.get( id );
@@ -51,7 +51,7 @@ U32 namedEntry( const std::string & option, const std::string & id,
                 const Platform::PlatformData & platform ) {
   const U32 word = number( option, "entry", id, platform );
   const U32 entry = Morvane::tcamNumberBits.get( word );
-  // Unbounded users take any.
+  // Unbounded users may have any id.
   for ( const Platform::EntryRange & range : Platform::entryRanges( platform ) )
     if ( range.first == range.end || ( entry >= range.first && entry < range.end ) )
       return word;

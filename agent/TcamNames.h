@@ -1,4 +1,4 @@
-// Groups, entries and users as a command line names them.
+// Parses groups, entries and users given on the command line.
 #pragma once
 
 #include <string>
@@ -10,21 +10,21 @@ namespace Agent {
 
 using namespace Kiv::Integers;
 
-// Each takes the option that names the thing, and throws UsageError for what cannot be one. Ids are
-// decimal or begin with 0x; that of any pipe and copy of the chip names the group or entry.
+// `option` is the name of the command line option, for messages. All throw UsageError for invalid
+// values. Ids are decimal or start with 0x and may have pipe and copy bits of the chip.
 
-// One of the platform's groups, without pipe and copy bits.
+// A group of the platform, without pipe and copy bits.
 U32 namedGroup( const std::string & option, const std::string & id,
                 const Platform::PlatformData & platform );
-// An entry id as it stands, of some user's range; whether there is such an entry shows when the
-// lists are programmed.
+// An entry id in some user's range, unchanged. Whether the entry exists is known only after the
+// lists have been programmed.
 U32 namedEntry( const std::string & option, const std::string & id,
                 const Platform::PlatformData & platform );
-// By the name that reports show, or by its assignment.
+// By the name shown in reports, or by assignment.
 Morvane::TcamGroupAssignment namedUser( const std::string & option, const std::string & name,
                                         const Platform::PlatformData & platform );
 
-// The manager in whose range an entry is, or that holds it; null when there is none.
+// The manager whose range contains the entry or that holds it; null: none.
 Kiv::Ptr< Morvane::MorvaneTcamEntryManager > managerOfEntry(
     const Morvane::MorvaneTcamGroupManager & manager, U32 entryId );
 

@@ -1,8 +1,8 @@
-// Reads packet traces in ClassBench form: one packet a line, `sip dip sport dport proto ...`, all
-// decimal; further columns are not looked at.
+// Reads packet traces in ClassBench format: one packet per line, `sip dip sport dport proto ...`,
+// decimal; further columns are ignored.
 //
-// The form has no TCP flags and no ICMP type: TCP packets get the flags of an established
-// connection (ACK), ICMP packets are echo requests.
+// The format has no TCP flags or ICMP types: TCP packets get ACK, as in an established connection;
+// ICMP packets become echo requests.
 #pragma once
 
 #include <string>
@@ -12,7 +12,7 @@
 
 namespace Agent {
 
-// Throws Platform::InputError for a line that is not of this form.
+// Throws Platform::InputError for a malformed line.
 std::vector< PacketFields > parseTrace( const std::string & file, const std::string & text );
 
 }  // namespace Agent

@@ -13,8 +13,8 @@ namespace Agent {
 
 namespace {
 
-// What a report writes to its descriptor.
-std::string written( const std::function< void( U32 fd ) > & report ) {
+// Captures what a report writes to its file descriptor.
+std::string captured( const std::function< void( U32 fd ) > & report ) {
   std::FILE * file = std::tmpfile();
   if ( file == nullptr )
     throw UsageError( "no temporary file can be made for the report" );
@@ -29,7 +29,7 @@ std::string written( const std::function< void( U32 fd ) > & report ) {
 }
 
 struct View {
-  const char * name;  // ends in a colon where an id follows
+  const char * name;  // ends in a colon if an id follows
   UsageView view;
 };
 constexpr View views[] = { { "summary", UsageView::summary },
@@ -97,15 +97,15 @@ std::string usageText( Morvane::MorvaneTcamGroupManager & manager, const std::st
   switch ( request.view ) {
     case UsageView::summary:
     case UsageView::detail:
-      return written( [ & ]( U32 fd ) {
+      return captured( [ & ]( U32 fd ) {
         manager.showTcamUsage( switchName, fd, request.view == UsageView::detail, unit, -1 );
       } );
     case UsageView::raw:
-      return written( [ & ]( U32 fd ) { manager.showRawTcamUsage( switchName, fd, unit ); } );
+      return captured( [ & ]( U32 fd ) { manager.showRawTcamUsage( switchName, fd, unit ); } );
     case UsageView::banks:
-      return written( [ & ]( U32 fd ) { manager.showSummaryTcamUsage( switchName, fd, unit ); } );
+      return captured( [ & ]( U32 fd ) { manager.showSummaryTcamUsage( switchName, fd, unit ); } );
     case UsageView::entry:
-      return written(
+      return captured(
           [ & ]( U32 fd ) { manager.showEntryTcamUsage( switchName, fd, unit, request.id ); } );
     case UsageView::groupDump:
       return groupDumpText( manager, unit, request.id );

@@ -1,4 +1,4 @@
-// What the library itself reports of the TCAM, on request.
+// Library reports of TCAM usage.
 #pragma once
 
 #include <string>
@@ -14,20 +14,20 @@ enum class UsageView { none, summary, detail, raw, banks, entry, groupDump, entr
 
 struct UsageRequest {
   UsageView view = UsageView::none;
-  U32 id = 0;  // of the group or the hardware entry that the view is about
+  U32 id = 0;  // of the group or hardware entry shown
 };
 
-// From "summary", "detail", "raw", "banks", "capacity", "entry:ID", "group-dump:ID" or
-// "entry-dump:ID", ID decimal or with 0x. Throws UsageError for anything else, and for a group that
-// the platform lacks.
+// Parses "summary", "detail", "raw", "banks", "capacity", "entry:ID", "group-dump:ID" or
+// "entry-dump:ID", ID decimal or with 0x. Throws UsageError for anything else and for an unknown
+// group.
 UsageRequest usageRequest( const std::string & text, const Platform::PlatformData & platform );
 
-// Throws UsageError when the chip has no entry that the report is about.
+// Throws UsageError if the requested entry is not on the chip.
 void requireEntry( const Morvane::MorvaneTcamGroupManager & manager, U32 unit,
                    const UsageRequest & request );
 
-// The report about a unit: as the library writes it, or the chip's dumps of every copy. "" when
-// none is wanted, and for the capacity, which is the run's own report. `name` is the switch's.
+// The library's report of a unit, or the chip's dumps of every copy. Empty if none is requested and
+// for `capacity`, which the run reports. `name`: name of the switch.
 std::string usageText( Morvane::MorvaneTcamGroupManager & manager, const std::string & name,
                        U32 unit, const UsageRequest & request );
 

@@ -1,6 +1,5 @@
-// The command morvane-tcam. Exit status: 0 all is well, 1 an access list does not fit or
-// verification found a difference, 2 wrong usage, unreadable input, or output that cannot be
-// written.
+// The command morvane-tcam. Exit status: 0 success, 1 an access list does not fit or verification
+// found a difference, 2 usage error, invalid input or failed output.
 #include <fmt/core.h>
 
 #include <CLI/CLI.hpp>
@@ -20,7 +19,7 @@ namespace {
 
 using namespace Kiv::Integers;
 
-constexpr int exitWell = 0;
+constexpr int exitSuccess = 0;
 constexpr int exitDifference = 1;
 constexpr int exitUsage = 2;
 
@@ -31,15 +30,15 @@ int runCommand( const Agent::RunOptions & options, const Agent::OutputOptions & 
   if ( output.json )
     for ( const std::string & difference : report.differences )
       Agent::printError( difference );
-  return report.allWell() ? exitWell : exitDifference;
+  return report.success() ? exitSuccess : exitDifference;
 }
 
 void addInspectOptions( CLI::App & app, Agent::InspectOptions & inspect ) {
-  app.add_option( "PATH", inspect.path,
-                  "What to show, e.g. groupManager/entryManager[ipAclTcamGroup]/exhausted; without "
-                  "it the whole tree" );
-  app.add_option( "--set", inspect.sets,
-                  "Writes an attribute before anything is shown; repeatable" )
+  app.add_option(
+      "PATH", inspect.path,
+      "What to show, e.g. groupManager/entryManager[ipAclTcamGroup]/exhausted; default: "
+      "the whole tree" );
+  app.add_option( "--set", inspect.sets, "Set an attribute before showing; repeatable" )
       ->type_name( "PATH=VALUE" )
       ->take_all()
       ->allow_extra_args( false );
@@ -59,7 +58,7 @@ int inspectCommand( const Agent::RunOptions & options, const Agent::InspectOptio
   Agent::printOutput( shown );
   for ( const std::string & line : unfit )
     Agent::printError( line );
-  return unfit.empty() ? exitWell : exitDifference;
+  return unfit.empty() ? exitSuccess : exitDifference;
 }
 
 int fail( std::string message ) {
@@ -80,12 +79,12 @@ int command( int argc, char ** argv ) {
   Agent::addRunOptions( *run, runOptions, output );
   Agent::InspectOptions inspectOptions;
   CLI::App * inspect = app.add_subcommand(
-      "inspect", "Program access lists and show, or set, the library's state by name" );
+      "inspect", "Program access lists and show or set the library's state by name" );
   Agent::addAclOptions( *inspect, runOptions );
   addInspectOptions( *inspect, inspectOptions );
   Agent::MapOptions mapOptions;
   CLI::App * map =
-      app.add_subcommand( "map", "Program access lists and draw who has which rows of the TCAM" );
+      app.add_subcommand( "map", "Program access lists and draw the TCAM occupancy map" );
   Agent::addAclOptions( *map, runOptions );
   Agent::addMapOptions( *map, mapOptions );
   CLI::App * platforms = app.add_subcommand( "platforms", "List the built-in platforms" );
@@ -99,10 +98,10 @@ int command( int argc, char ** argv ) {
   if ( inspect->parsed() )
     return inspectCommand( runOptions, inspectOptions );
   if ( map->parsed() )
-    return mapCommand( runOptions, mapOptions ) ? exitWell : exitDifference;
+    return mapCommand( runOptions, mapOptions ) ? exitSuccess : exitDifference;
   if ( platforms->parsed() ) {
     Agent::printOutput( Agent::platformsText() );
-    return exitWell;
+    return exitSuccess;
   }
   return runCommand( runOptions, output );
 }
@@ -110,7 +109,7 @@ int command( int argc, char ** argv ) {
 }  // namespace
 
 int main( int argc, char ** argv ) {
-  // The agent's activity: library code runs under this lock.
+  // Library code runs under this lock.
   const Kiv::LockGuard activity( Kiv::ActivityUnlockAnchor::lock() );
   try {
     return command( argc, argv );

@@ -1,12 +1,11 @@
-# The floors of the house: each folder may use only what stands below it.
+# Layering: each folder is a floor with a level, and may use only floors of lower levels.
 
-# Floors below this level make up the shared library.
+# Floors below this level form the shared library.
 set(MORVANE_LIBRARY_LEVELS 5)
 
-# morvane_floor( NAME name LEVEL number [SOURCES file...] [USES floor...] )
-# Makes the folder's target. A floor that uses one of its own level or above does not configure.
-# Floors of the library do not link each other: the shared library (or, for tests, the static one)
-# is linked as a whole by whoever makes a program.
+# morvane_floor( NAME name LEVEL number [SOURCES file...] [USES floor...] ) Creates the folder's
+# target. Using a floor of the same or a higher level is a configuration error. Floors of the
+# library do not link each other: programs link the whole library, shared or, for tests, static.
 function(morvane_floor)
   cmake_parse_arguments(FLOOR "" "NAME;LEVEL" "SOURCES;USES" ${ARGN})
   if(FLOOR_SOURCES)
@@ -14,6 +13,9 @@ function(morvane_floor)
     set(scope PUBLIC)
     target_link_libraries(${FLOOR_NAME} PUBLIC morvane_build)
     set_target_properties(${FLOOR_NAME} PROPERTIES POSITION_INDEPENDENT_CODE ON)
+    if(FLOOR_LEVEL LESS MORVANE_LIBRARY_LEVELS)
+      target_compile_options(${FLOOR_NAME} PRIVATE -Wshadow)
+    endif()
   else()
     add_library(${FLOOR_NAME} INTERFACE)
     set(scope INTERFACE)

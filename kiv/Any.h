@@ -7,8 +7,8 @@
 //   Kiv::typeOf< Colour >().fromStrRep( "green" )          // an Any that holds green
 //
 // Invariants: a wrapped value never changes; copies share it. Types are the same by their C++ type,
-// in whatever library they were wrapped. Entities are wrapped as Ptr< Entity > whatever their class
-// and may be null.
+// in whatever library they were wrapped; integers by their width and sign, so that a long long and
+// an S64 are the same. Entities are wrapped as Ptr< Entity > whatever their class and may be null.
 //
 // When not to use it: where the type is known.
 //
@@ -33,6 +33,18 @@ namespace Kiv {
 
 class Type;
 struct AnyPart;
+
+// The type under which Any holds a T.
+template < class T >
+struct AnyHeld {
+  using Held = T;
+};
+template < std::integral T >
+requires( !std::same_as< T, bool > ) struct AnyHeld< T > {
+  using Held = FixedWidth< T >;
+};
+template < class T >
+using Held = typename AnyHeld< T >::Held;
 
 enum class AnyKind : U32 { integer, boolean, text, enumeration, record, entity };
 
@@ -67,11 +79,11 @@ class KIV_API Any {
 
   template < class T >
   bool is() const {
-    return !empty() && typeid( T ) == typeOfContent();
+    return !empty() && typeid( Held< T > ) == typeOfContent();
   }
-  // The value; throws TypeException when it is of another type.
+  // The value, an integer of another name by copy; throws TypeException when it is of another type.
   template < class T >
-  const T & as() const;
+  auto as() const -> std::conditional_t< std::same_as< T, Held< T > >, const T &, T >;
 
   // Ascending keys; values of different types, or of a type without an order, are not ordered.
   friend KIV_API bool operator<( const Any & a, const Any & b );
@@ -98,7 +110,7 @@ class KIV_API Type {
   virtual bool hashable() const = 0;
   // Null unless KIV_ENUM declared it.
   virtual const EnumType * enumeration() const = 0;
-  // Reads a value from where the reader stands; throws as kiv/StrepParse.h says.
+  // Reads a value at the reader's position; throws as kiv/StrepParse.h says.
   virtual Any read( StrepReader & reader ) const = 0;
 
   // The value whose text form this is.
@@ -158,7 +170,7 @@ class TypeOf final : public Type {
 
 template < class T >
 const Type & typeOf() {
-  static constexpr TypeOf< T > type{};
+  static constexpr TypeOf< Held< T > > type{};
   return type;
 }
 
@@ -211,13 +223,13 @@ class AnyContent final : public Any::Content {
 
 template < class T >
 requires( !std::same_as< T, Any > && !std::is_pointer_v< T > ) Any::Any( const T & value )
-    : content_( make< AnyContent< T > >( value ) ) {}
+    : content_( make< AnyContent< Held< T > > >( static_cast< const Held< T > & >( value ) ) ) {}
 
 template < class T >
-const T & Any::as() const {
+auto Any::as() const -> std::conditional_t< std::same_as< T, Held< T > >, const T &, T > {
   if ( !is< T >() )
     throwWrongType( "the reader", Kiv::typeName< T >(), *this );
-  return static_cast< const AnyContent< T > & >( *content_ ).value();
+  return static_cast< const AnyContent< Held< T > > & >( *content_ ).value();
 }
 
 // --- Values as attributes and operations hold them -------------------------------------------
@@ -250,7 +262,7 @@ using Wrapped = std::conditional_t< EntityPointer< T >, Ptr< Entity >, T >;
 template < class T >
 Any wrap( const T & value ) {
   if constexpr ( EntityPointer< T > ) {
-    // Tools have their user's rights, not those of the holder.
+    // Tools may change what the holder sees as const.
     using Class = typename EntityOf< T >::Class;
     return Any( Ptr< Entity >(
         const_cast< std::remove_const_t< Class > * >( Ptr< Class >( value ).get() ) ) );

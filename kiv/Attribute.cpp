@@ -2,9 +2,8 @@
 
 namespace Kiv {
 
-AttributeBase::AttributeBase( Entity * owner, const char * name ) : name_( name ), owner_( owner ) {
-  ( owner->lastAttribute_ ? owner->lastAttribute_->next_ : owner->firstAttribute_ ) = this;
-  owner->lastAttribute_ = this;
+AttributeBase::AttributeBase( Entity * owner, const char * name ) : AttributeBase( name ) {
+  owner->attributeIs( *this );
 }
 
 AttributeBase::~AttributeBase() = default;
@@ -12,9 +11,23 @@ KeyWalk::~KeyWalk() = default;
 
 void AttributeBase::throwNameInUse( const String8 & newText, const String8 & savedText ) const {
   throw NameInUseException( String8( "Reinstantiating the entity with name " ) +
-                            owner_->name().value() + " where constructor parameter attribute _" +
+                            owner().name().value() + " where constructor parameter attribute _" +
                             name_ + " has a different value of " + newText +
                             " than the current value of " + savedText + " not allowed" );
+}
+
+NameAttribute::NameAttribute( Entity * owner, const Name & value )
+    : AttributeBase( "name" ), value_( value ) {
+  owner->saveConstructParams( *this );
+}
+
+const Type & NameAttribute::valueType() const {
+  return typeOf< Name >();
+}
+
+Any NameAttribute::read( const Any & key ) const {
+  requireNoKey( key );
+  return Any( value_ );
 }
 
 // --- Generic access ----------------------------------------------------------------------------
@@ -53,7 +66,7 @@ String8 AttributeBase::keyText() const {
 }
 
 void AttributeBase::throwNotSupported( const char * operation ) const {
-  throw NoImplementationException( text() + " of " + owner_->fwkType() + " does not support " +
+  throw NoImplementationException( text() + " of " + owner().fwkType() + " does not support " +
                                    operation );
 }
 

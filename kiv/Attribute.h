@@ -1,8 +1,8 @@
 // Attributes: typed members that link themselves into their entity.
 //
-// Const, Scalar, Values and Members hold the state and tell of changes; the macros of
+// Const, Scalar, Values and Members hold the state and notify of changes; the macros of
 // kiv/AttributeMacros.h give them the generated operations. Where an operation is special, write
-// it by hand over the same member, and name it to the member, so that generic tools run it too:
+// it by hand over the same member, and pass it to the member, so that generic tools run it too:
 //
 //   Kiv::Scalar< bool > initialized_{ this, "initialized", false, nullptr,
 //                                     []( auto & self, bool v ) { self.initializedIs( v ); } };
@@ -10,9 +10,10 @@
 //     if( initialized_.set( value ) ) { handleInitialized(); }
 //   }
 //
-// Invariants: an entity's attributes stand in declaration order, bases first, each once. A change
-// is complete before anyone is told of it. A write that changes nothing tells nobody. After a
-// change was told the entity may be gone: the operations touch nothing of it afterwards.
+// Invariants: an entity's attributes are its name and its own ones in declaration order, bases
+// first, each once. A change is complete before observers are notified. A write that changes
+// nothing notifies nobody. The entity may be destroyed during the notification: the operations
+// touch nothing of it after it.
 //
 // Generic tools read, write and walk an attribute by its name (kiv/GenericIf.h) through the virtual
 // operations of AttributeBase. Their writes run the owner's own setters and deleters.
@@ -28,6 +29,7 @@
 #include <utility>
 
 #include "kiv/Any.h"
+#include "kiv/AttributeBase.h"
 #include "kiv/Entity.h"
 #include "kiv/Exception.h"
 #include "kiv/Export.h"
@@ -37,82 +39,17 @@
 
 namespace Kiv {
 
-enum class AttributeKind : U32 { constant, scalar, values, members };
+template < class T >
+T AttributeBase::valueOf( const Any & value ) const {
+  return unwrap< T >(
+      value, [ this ] { return text(); } );
+}
 
-// A walk over the keys of a collection. It stays valid while members come and go.
-class KIV_API KeyWalk {
- public:
-  virtual ~KeyWalk();
-  virtual bool atEnd() const = 0;
-  // The key being visited, also after its member has gone.
-  virtual Any key() const = 0;
-  virtual void next() = 0;
-};
-
-// What generic tools see of an attribute; the typed classes below implement it. Keys are for
-// collections: a key that is missing, needless or of another type throws TypeException, one whose
-// type has no hash UnhashableException. A value of another type throws TypeException. What an
-// attribute does not do throws NoImplementationException, which is also the default here.
-class KIV_API AttributeBase {
- public:
-  AttributeBase( Entity * owner, const char * name );
-  AttributeBase( const AttributeBase & ) = delete;
-  AttributeBase & operator=( const AttributeBase & ) = delete;
-
-  virtual AttributeKind kind() const = 0;
-  // Members of a collection, 1 for others.
-  virtual U32 size() const = 0;
-
-  std::string_view name() const { return name_; }
-  Entity & owner() const { return *owner_; }
-  // The attribute that was declared next; null after the last.
-  AttributeBase * next() const { return next_; }
-
-  virtual const Type & valueType() const = 0;
-  // Null when the attribute is no collection.
-  virtual const Type * keyType() const;
-  // Whether a collection has the key.
-  virtual bool has( const Any & key ) const;
-  // An absent value reads as its type's default, an absent entity as null.
-  virtual Any read( const Any & key ) const = 0;
-  // Sets a scalar, inserts or replaces a value.
-  virtual void write( const Any & key, const Any & value );
-  // Gets or creates the entity under the key.
-  virtual Any insert( const Any & key );
-  // Whether there was such a member.
-  virtual bool del( const Any & key );
-  // From the first key on; null when the attribute is no collection.
-  virtual std::unique_ptr< KeyWalk > walk() const;
-
- protected:
-  virtual ~AttributeBase();
-
-  // Throws NameInUseException about a constructor parameter given a second time as newText.
-  [[noreturn]] void throwNameInUse( const String8 & newText, const String8 & savedText ) const;
-
-  // How exceptions call the attribute, and its keys.
-  String8 text() const;
-  String8 keyText() const;
-  [[noreturn]] void throwNotSupported( const char * operation ) const;
-  void requireNoKey( const Any & key ) const;
-  void requireHashable( const Any & key ) const;
-
-  template < class T >
-  T valueOf( const Any & value ) const {
-    return unwrap< T >(
-        value, [ this ] { return text(); } );
-  }
-  template < class K >
-  K keyOf( const Any & key ) const {
-    requireHashable( key );
-    return unwrap< K >( key, [ this ] { return keyText(); } );
-  }
-
- private:
-  const char * name_;
-  Entity * owner_;
-  AttributeBase * next_ = nullptr;
-};
+template < class K >
+K AttributeBase::keyOf( const Any & key ) const {
+  requireHashable( key );
+  return unwrap< K >( key, [ this ] { return keyText(); } );
+}
 
 template < class Iter >
 class IterWalk final : public KeyWalk {
@@ -137,7 +74,9 @@ template < class T >
 class Const : public AttributeBase {
  public:
   Const( Entity * owner, const char * name, T value )
-      : AttributeBase( owner, name ), value_( std::move( value ) ) {}
+      : AttributeBase( name ), value_( std::move( value ) ) {
+    owner->saveConstructParams( *this );
+  }
 
   AttributeKind kind() const override { return AttributeKind::constant; }
   U32 size() const override { return 1; }
@@ -178,8 +117,8 @@ constexpr auto ownerCall() -> R ( * )( Entity &, A... ) {
 template < class T >
 class Scalar : public AttributeBase {
  public:
-  // What tells of a change, and what generic writes call; either may be nullptr, and is when not
-  // given: the caller of set tells of the change then, and there are no generic writes.
+  // What notifies of a change, and what generic writes call. nullptr, the default, means that the
+  // caller of set notifies, and that there are no generic writes.
   template < class Owner, class Changed = std::nullptr_t, class Write = std::nullptr_t >
   Scalar( Owner * owner, const char * name, T value, Changed = {}, Write = {} )
       : AttributeBase( owner, name ),
@@ -190,7 +129,7 @@ class Scalar : public AttributeBase {
   U32 size() const override { return 1; }
   ReadType< T > get() const { return value_; }
 
-  // Whether the value changed; it was told then.
+  // Whether the value changed; if so, observers were notified.
   bool set( T value ) {
     if ( value_ == value )
       return false;
@@ -261,8 +200,8 @@ class Values : public AttributeBase {
     return true;
   }
 
-  // Adds modulo the width of V to a member, created with 0 when absent; the new value. Told only
-  // when the value changes.
+  // Adds to a member, modulo the width of V; an absent one is created with 0. Returns the new
+  // value; notifies only when the value changes.
   V inc( const K & key, S32 delta ) requires std::integral< V > {
     V & member = *map_.insert( key, V() ).first;
     V sum = static_cast< V >( static_cast< U64 >( member ) + static_cast< U64 >( S64( delta ) ) );
@@ -273,12 +212,12 @@ class Values : public AttributeBase {
     return sum;
   }
 
-  // Whether there was such a member.
+  // Whether there was such a member. Its value is destroyed last: that may end the owner's life.
   bool del( const K & key ) {
-    if ( !map_.erase( key ) )
-      return false;
-    changed( key );
-    return true;
+    const auto removed = map_.take( key );
+    if ( removed )
+      changed( key );
+    return removed.has_value();
   }
 
   // Calls function( key ) for each member; it may remove members and end the owner's life.
@@ -326,7 +265,7 @@ class Values : public AttributeBase {
   const Calls * calls_;
 };
 
-// Iterator over the entities of a collection; member() may be called while the member is there.
+// Iterator over the entities of a collection; member() throws as value() does.
 template < class MapType >
 class MemberIter : public MapIter< MapType > {
  public:
@@ -362,9 +301,17 @@ class Members : public AttributeBase {
     return member ? *member : nullptr;
   }
 
-  // The member, made by make() when absent: its parent is set, it is inserted, and this is told
-  // once. Throws RangeException( "null ValidPtr" ) when make returns null. A member that appeared
-  // under the key while make ran is kept and returned.
+  // A new member with the owner as its parent, for newX; it is not inserted.
+  template < class... A >
+  Ptr< E > make( A &&... parameters ) {
+    Ptr< E > made = Kiv::make< E >( std::forward< A >( parameters )... );
+    made->uninsertedParentIs( owner() );
+    return made;
+  }
+
+  // The member; when absent, make() builds it, it is inserted, and observers are notified once.
+  // Throws RangeException( "null ValidPtr" ) when make returns null. A member that appeared under
+  // the key while make ran is kept and returned.
   template < class F >
   requires std::convertible_to< std::invoke_result_t< F >, Ptr< E > > ValidPtr< E > instantiate(
       const K & key, F make ) {

@@ -10,14 +10,15 @@
 //     nameDel( iter )  nameDelAll()  nameIter()  nameSize()  nameHas( k )  nameNotify( k )
 //   KIV_COUNTS( Map, K, V, name, Name );        the same and nameInc( k, delta )
 //   KIV_MEMBERS( Map, K, E, name, Name );       the same as values; nameIs( k ) gets or creates
-//     through newName( k ), which the class defines; nameDel returns the removed member.
+//     through newName( k ), which the class defines as name_.make( parameters... ); nameDel returns
+//     the removed member.
 //
 // Map is Kiv::HashMap or Kiv::RbTreeMap. An absent value reads as V(), an absent entity as null.
-// Setters tell the observers (onName, onName( k )) after the change and only if there was one;
-// setting an absent key to V() is a change. Deleting an absent key tells nobody and returns false
-// or null. nameDelAll deletes one by one through nameDel. Keys are passed by value, so that a key
-// that lives in the deleted member may be given. What generic tools do to an attribute goes through
-// nameIs and nameDel.
+// Setters notify the observers (onName, onName( k )) after the change and only if there was one;
+// setting an absent key to V() is a change. Deleting an absent key, or through an iterator at its
+// end, notifies nobody and returns false or null. nameDelAll deletes one by one through nameDel.
+// Keys are passed by value, so that a key inside the deleted member is safe to pass. Generic tools
+// go through nameIs and nameDel.
 #pragma once
 
 // clang-format off
@@ -65,7 +66,9 @@
   V name( K key ) const { return name##_.get( key ); } \
   virtual void name##Is( K key, V value ) { name##_.set( key, std::move( value ) ); } \
   virtual bool name##Del( K key ) { return name##_.del( key ); } \
-  virtual bool name##Del( Name##Iter & iter ) { return this->name##Del( K( iter.key() ) ); }
+  virtual bool name##Del( Name##Iter & iter ) { \
+    return iter && this->name##Del( K( iter.key() ) ); \
+  }
 
 #define KIV_COUNTS( Map, K, V, name, Name ) \
   KIV_VALUES( Map, K, V, name, Name ) \
@@ -80,7 +83,9 @@
     return name##_.instantiate( key, [ & ] { return this->new##Name( key ); } ); \
   } \
   virtual Kiv::Ptr< E > name##Del( K key ) { return name##_.del( key ); } \
-  virtual Kiv::Ptr< E > name##Del( Name##Iter & iter ) { return this->name##Del( K( iter.key() ) ); }
+  virtual Kiv::Ptr< E > name##Del( Name##Iter & iter ) { \
+    return iter ? this->name##Del( K( iter.key() ) ) : nullptr; \
+  }
 
 // Carries a type with commas through another macro.
 #define KIV_TYPE( ... ) __VA_ARGS__

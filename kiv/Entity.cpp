@@ -1,7 +1,9 @@
 #include "kiv/Entity.h"
 
 #include <cstdio>
+#include <utility>
 
+#include "kiv/Assert.h"
 #include "kiv/Attribute.h"
 #include "kiv/Operation.h"
 
@@ -9,20 +11,21 @@ namespace Kiv {
 namespace {
 
 void reportException( const char * attribute, const std::exception_ptr & exception ) {
-  const char * text = "unknown exception";
   try {
     std::rethrow_exception( exception );
   } catch ( const std::exception & known ) {
     std::fprintf( stderr, "Exception in notification of %s: %s\n", attribute, known.what() );
-    return;
   } catch ( ... ) {
-    std::fprintf( stderr, "Exception in notification of %s: %s\n", attribute, text );
+    std::fprintf( stderr, "Exception in notification of %s: unknown exception\n", attribute );
   }
 }
 
-void handException( NotifieeConst & observer, const char * attribute ) {
+// Hands the exception being handled to its observer; null when the observer was deleted.
+void handException( NotifieeConst * observer, const char * attribute ) {
   try {
-    observer.onNotificationException( attribute, std::current_exception() );
+    if ( !observer )
+      throw;
+    observer->onNotificationException( attribute, std::current_exception() );
   } catch ( ... ) {
     reportException( attribute, std::current_exception() );
   }
@@ -31,20 +34,44 @@ void handException( NotifieeConst & observer, const char * attribute ) {
 }  // namespace
 
 // One walk over the observers. It lives on the stack of the walk; removals keep it up to date.
-struct Entity::Visit {
-  NotifieeConst * current = nullptr;  // being called; null once it is gone
-  NotifieeConst * next;               // null at the end
-  NotifieeConst * last;               // the last one that was registered when the walk began
-  Visit * outer;
+struct EntityVisit {
+  NotifieeConst * next;  // null at the end
+  NotifieeConst * last;  // the last one that was registered when the walk began
+  EntityVisit * outer;
+  // The observer being called; null after its deletion, but not after it only unregistered.
+  NotifieeConst * current = nullptr;
+  EntityVisit * outerCall = nullptr;  // of the same observer, by whatever entity
 
-  void advance() {
-    current = next;
-    next = current == last ? nullptr : current->next_;
+  // Takes this visit out of a list of them. It need not be the first: callbacks may drop the
+  // activity lock, so that the visits of two activities end in any order.
+  void unlink( EntityVisit *& first, EntityVisit * EntityVisit::*following ) {
+    EntityVisit ** link = &first;
+    while ( *link != this )
+      link = &( ( *link )->*following );
+    *link = this->*following;
+  }
+
+  NotifieeConst & advance() {
+    NotifieeConst & observer = *next;
+    next = next == last ? nullptr : observer.next_;
+    return observer;
+  }
+
+  // Calls the observer and hands it what it throws.
+  void call( NotifieeConst & observer, const char * attribute,
+             void ( *function )( void *, NotifieeConst & ), void * context ) {
+    current = &observer;
+    outerCall = std::exchange( observer.calls_, this );
+    try {
+      function( context, observer );
+    } catch ( ... ) {
+      handException( current, attribute );
+    }
+    if ( current )
+      unlink( current->calls_, &EntityVisit::outerCall );
   }
 
   void removed( NotifieeConst & observer ) {
-    if ( current == &observer )
-      current = nullptr;
     if ( next == &observer )
       next = last == &observer ? nullptr : observer.next_;
     if ( last == &observer )
@@ -52,15 +79,55 @@ struct Entity::Visit {
   }
 };
 
-Entity::Entity( const Name & name ) : name_( name ) {}
+Entity::Entity( const Name & name ) : name_( this, name ) {}
 
 Entity::~Entity() {
   while ( firstNotifiee_ )
     firstNotifiee_->notifierIs( nullptr );
+  while ( firstUninserted_ )
+    firstUninserted_->parentIs( nullptr );
+  parentIs( nullptr );
+}
+
+void Entity::uninsertedParentIs( Entity & parent ) {
+  parentIs( &parent );
+  nextUninserted_ = std::exchange( parent.firstUninserted_, this );
+  uninserted_ = 1;
+}
+
+void Entity::uninsertedDel() {
+  Entity ** link = &parent_->firstUninserted_;
+  while ( *link != this )
+    link = &( *link )->nextUninserted_;
+  *link = nextUninserted_;
+  uninserted_ = 0;
+}
+
+bool Entity::nameIsFromBackup() const {
+  return false;
+}
+
+void Entity::saveConstructParams( AttributeBase & parameter ) {
+  KIV_ASSERT( parameter.kind() == AttributeKind::constant && parameter.place_ == 0 );
+  attributeIs( parameter );
+}
+
+void Entity::attributeIs( AttributeBase & attribute ) {
+  const auto place = reinterpret_cast< char * >( &attribute ) - reinterpret_cast< char * >( this );
+  KIV_ASSERT( place > 0 && place <= 0x7fffffff );
+  attribute.place_ = static_cast< U32 >( place );
+  if ( lastAttribute_ != 0 )
+    reinterpret_cast< AttributeBase * >( attribute.ownerStart() + lastAttribute_ )->next_ =
+        attribute.place_;
+  lastAttribute_ = attribute.place_;
+}
+
+AttributeBase * Entity::firstAttribute() const {
+  return const_cast< NameAttribute * >( &name_ );
 }
 
 AttributeBase * Entity::attribute( std::string_view name ) const {
-  AttributeBase * attribute = firstAttribute_;
+  AttributeBase * attribute = firstAttribute();
   while ( attribute && attribute->name() != name )
     attribute = attribute->next();
   return attribute;
@@ -84,35 +151,36 @@ void Entity::visitNotifiees( const char * attribute, VisitFunction function,
   // An observer may drop the last reference; the walk must not lose its own object. An object that
   // nobody owns yet has no reference to lose.
   Ptr< const Entity > keep( references() != 0 ? this : nullptr );
-  Visit visit{ nullptr, firstNotifiee_, lastNotifiee_, visits_ };
+  EntityVisit visit{ firstNotifiee_, firstNotifiee_->previous_, visits_ };
   visits_ = &visit;
   while ( visit.next ) {
-    visit.advance();
-    try {
-      function( context, *visit.current );
-    } catch ( ... ) {
-      if ( visit.current )
-        handException( *visit.current, attribute );
-    }
+    NotifieeConst & observer = visit.advance();
+    if ( observer.registered_ )
+      visit.call( observer, attribute, function, context );
   }
-  visits_ = visit.outer;
+  visit.unlink( visits_, &EntityVisit::outer );
 }
 
 void Entity::add( NotifieeConst & observer ) const {
-  observer.previous_ = lastNotifiee_;
   observer.next_ = nullptr;
-  ( lastNotifiee_ ? lastNotifiee_->next_ : firstNotifiee_ ) = &observer;
-  lastNotifiee_ = &observer;
+  if ( firstNotifiee_ ) {
+    observer.previous_ = std::exchange( firstNotifiee_->previous_, &observer );
+    observer.previous_->next_ = &observer;
+  } else {
+    observer.previous_ = firstNotifiee_ = &observer;
+  }
 }
 
 void Entity::remove( NotifieeConst & observer ) const {
-  for ( Visit * visit = visits_; visit; visit = visit->outer )
+  for ( EntityVisit * visit = visits_; visit; visit = visit->outer )
     visit->removed( observer );
-  ( observer.previous_ ? observer.previous_->next_ : firstNotifiee_ ) = observer.next_;
-  ( observer.next_ ? observer.next_->previous_ : lastNotifiee_ ) = observer.previous_;
+  ( observer.next_ ? observer.next_ : firstNotifiee_ )->previous_ = observer.previous_;
+  ( firstNotifiee_ == &observer ? firstNotifiee_ : observer.previous_->next_ ) = observer.next_;
 }
 
 NotifieeConst::~NotifieeConst() {
+  for ( EntityVisit * call = calls_; call; call = call->outerCall )
+    call->current = nullptr;
   notifierIs( nullptr );
 }
 
@@ -121,19 +189,23 @@ void NotifieeConst::notifierIs( const Ptr< const Entity > & notifier ) {
     isRegisteredNotifieeIs( true );
     return;
   }
-  isRegisteredNotifieeIs( false );
+  if ( notifier_ )
+    notifier_->remove( *this );
   notifier_ = notifier.get();
-  isRegisteredNotifieeIs( true );
+  registered_ = notifier_ != nullptr;
+  if ( notifier_ )
+    notifier_->add( *this );
 }
 
 void NotifieeConst::isRegisteredNotifieeIs( bool registered ) {
   if ( !notifier_ || registered == registered_ )
     return;
   registered_ = registered;
-  if ( registered )
-    notifier_->add( *this );
-  else
+  // A dormant observer keeps its place in the list, so that the notifier's death reaches it.
+  if ( registered ) {
     notifier_->remove( *this );
+    notifier_->add( *this );
+  }
 }
 
 void NotifieeConst::onZeroReferences() {}

@@ -9,9 +9,10 @@
 //     KIV_SCALAR( Kiv::U64, packets, Packets, 0 );
 //   };
 //
-// Invariants: the name never changes. The parent is a bare pointer and owns nothing; collections
-// set it on insertion and clear it when the member leaves or the collection dies. Attributes
-// (kiv/Attribute.h) link themselves here in the order of their declaration.
+// Invariants: the name never changes; it is the first attribute. The parent is a bare pointer and
+// owns nothing; collections set it when they build a member and clear it when the member is
+// removed or its parent destroyed, inserted or not. Attributes (kiv/Attribute.h) link themselves
+// here in the order of their declaration.
 //
 // Order of calls: construct with Kiv::make; insert into an owner's collection; change attributes
 // through their setters only.
@@ -19,6 +20,7 @@
 // Locks: none of its own; the activity lock guards entities (kiv/Lock.h).
 #pragma once
 
+#include "kiv/AttributeBase.h"
 #include "kiv/Export.h"
 #include "kiv/Name.h"
 #include "kiv/Notifiee.h"
@@ -26,7 +28,7 @@
 
 namespace Kiv {
 
-class AttributeBase;
+struct EntityVisit;
 struct OperationTable;
 
 class KIV_API Entity : public PtrInterface {
@@ -34,14 +36,29 @@ class KIV_API Entity : public PtrInterface {
   explicit Entity( const Name & name );
   ~Entity() override;
 
-  const Name & name() const { return name_; }
+  const Name & name() const { return name_.get(); }
+  // Whether the name was restored from a backup instead of given by the constructor's caller; false
+  // here, where nothing restores names.
+  virtual bool nameIsFromBackup() const;
 
-  // The entity whose collection holds this one; null outside of one.
+  // Saves a constructor parameter of this entity: it joins the attributes at construction, where
+  // its value is set for good. Called by the attribute itself (Kiv::Const, and the name). A second
+  // construction under the name compares its parameters with the saved ones (Const::requireSame).
+  void saveConstructParams( AttributeBase & parameter );
+
+  // The entity whose collection holds this one, or has built it; null outside of one.
   Entity * parent() const { return parent_; }
-  void parentIs( Entity * parent ) { parent_ = parent; }
+  void parentIs( Entity * parent ) {
+    if ( uninserted_ ) [[unlikely]]
+      uninsertedDel();
+    parent_ = parent;
+  }
+  // Sets the parent of a member that is yet to be inserted. Cleared should the parent die first.
+  void uninsertedParentIs( Entity & parent );
 
-  // The head of the attributes in declaration order, bases first (AttributeBase::next).
-  AttributeBase * firstAttribute() const { return firstAttribute_; }
+  // The first attribute, the name. The others follow in declaration order, bases first
+  // (AttributeBase::next).
+  AttributeBase * firstAttribute() const;
   // The attribute of that name, or null.
   AttributeBase * attribute( std::string_view name ) const;
 
@@ -49,8 +66,6 @@ class KIV_API Entity : public PtrInterface {
   virtual const char * fwkType() const;
   // The functions that the class publishes to generic tools (kiv/Operation.h).
   virtual const OperationTable & operationTable() const;
-
-  bool hasNotifiees() const { return firstNotifiee_ != nullptr; }
 
  protected:
   // Calls one callback of every registered observer that has it. Runs after the change; may end
@@ -77,20 +92,22 @@ class KIV_API Entity : public PtrInterface {
  private:
   friend class AttributeBase;
   friend class NotifieeConst;
-  struct Visit;
   using VisitFunction = void ( * )( void * context, NotifieeConst & observer );
 
   void visitNotifiees( const char * attribute, VisitFunction function, void * context ) const;
+  void attributeIs( AttributeBase & attribute );
+  void uninsertedDel();
   void add( NotifieeConst & observer ) const;
   void remove( NotifieeConst & observer ) const;
 
-  Name name_;
+  U32 lastAttribute_ : 31 = 0;  // its offset from here; 0 before the name registers
+  U32 uninserted_ : 1 = 0;      // in the parent's list of members that are yet to be inserted
+  NameAttribute name_;
   Entity * parent_ = nullptr;
-  AttributeBase * firstAttribute_ = nullptr;
-  AttributeBase * lastAttribute_ = nullptr;
-  mutable NotifieeConst * firstNotifiee_ = nullptr;
-  mutable NotifieeConst * lastNotifiee_ = nullptr;
-  mutable Visit * visits_ = nullptr;  // the walks over the observers that are under way
+  Entity * firstUninserted_ = nullptr;
+  Entity * nextUninserted_ = nullptr;
+  mutable NotifieeConst * firstNotifiee_ = nullptr;  // dormant ones too
+  mutable EntityVisit * visits_ = nullptr;  // the walks over the observers that are under way
 };
 
 }  // namespace Kiv

@@ -45,7 +45,7 @@ Exception::Exception( const String8 & message ) : message_( message ) {
 Exception::~Exception() = default;
 
 ErrnoException::ErrnoException( int errnum, const String8 & message )
-    : Exception( message + ": " + errorString( errnum ) ), errorNumber_( errnum ) {}
+    : Exception( message + ": " + errorString( errnum ) ) {}
 
 ErrnoException::~ErrnoException() = default;
 InternalException::~InternalException() = default;

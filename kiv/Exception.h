@@ -51,10 +51,6 @@ class KIV_API ErrnoException : public Exception {
  public:
   ErrnoException( int errnum, const String8 & message );
   ~ErrnoException() override;
-  int errorNumber() const { return errorNumber_; }
-
- private:
-  int errorNumber_;
 };
 
 // The lock protocol was broken.

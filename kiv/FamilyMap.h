@@ -1,16 +1,19 @@
-// An unordered map of 32-bit ids that come in families: ids that differ only in bits 24 to 26 (the
-// hardware copies of one object) share one node.
+// An unordered map of 32-bit ids that come in families: ids that differ only in bitCount bits from
+// firstBit on (the copies of one object) share one node.
 //
-//   Kiv::FamilyMap< U32, U32 > statsId;
-//   statsId.insert( 1 << 24 | entry, 7 );            // pipe 1's copy of the entry
-//   if( U32 * id = statsId[ entry ] ) { ... }         // pipe 0's; null when absent
+//   template < class K, class V >
+//   using CopyMap = Kiv::FamilyMap< K, V, 24, 3 >;     // a Map for Kiv::Values
+//   CopyMap< U32, U32 > counterId;
+//   counterId.insert( 1 << 24 | object, 7 );           // copy 1 of the object
+//   if( U32 * id = counterId[ object ] ) { ... }        // copy 0; null when absent
 //
-// Invariants: as for HashMap: members keep their address until they are removed, and may be
-// changed, removed and inserted from the destructor of a value that is being removed.
+// Invariants: as for HashMap: members keep their address until they are removed, and the destructor
+// of a value that is being removed may change, clear and destroy the map.
 //
-// Cost: as for HashMap, but that a family is searched, made and freed once for all its members: a
-// walk over them searches once. A FamilyMap< U32, U32 > takes 46 or 47 bytes a family, whatever the
-// number of its members. V has a cheap default value, which fills the places that are free.
+// Cost: as for HashMap, but a family is searched, created and freed once for all its members: a
+// walk over them searches once. A FamilyMap< U32, U32, 24, 3 > takes 46 or 47 bytes a family,
+// whatever the number of its members. V has a cheap default value, which fills the places that are
+// free.
 //
 // When not to use it: for keys of which most are alone in their family; use HashMap.
 //
@@ -18,6 +21,7 @@
 #pragma once
 
 #include <bit>
+#include <optional>
 #include <type_traits>
 #include <utility>
 
@@ -27,9 +31,10 @@
 
 namespace Kiv {
 
-template < class K, class V >
+template < class K, class V, U32 firstBit, U32 bitCount >
 class FamilyMap {
-  static_assert( std::is_same_v< K, U32 > );
+  static_assert( std::is_same_v< K, U32 > && firstBit + bitCount <= 32 );
+  static_assert( bitCount >= 1 && bitCount <= 3, "a family has at most 8 places" );
 
  public:
   using Key = K;
@@ -68,22 +73,25 @@ class FamilyMap {
   }
 
   // Whether there was such a member.
-  bool erase( const K & key ) {
+  bool erase( const K & key ) { return take( key ).has_value(); }
+
+  // Removes a member and returns its value, or nothing. The value is destroyed by the caller, so
+  // that its destructor may change, clear or destroy the map.
+  std::optional< V > take( const K & key ) {
     const U32 node = nodeOf( key );
     if ( node == noNode || !familyAt( node ).has( placeOf( key ) ) )
-      return false;
+      return std::nullopt;
     if ( !iters_.empty() )
       Iter::memberRemoved( iters_, node * places + placeOf( key ) );
     Family & family = familyAt( node );
-    // The value dies last, when the map is whole again.
-    [[maybe_unused]] const V removed = std::exchange( valueAt( node, key ), V() );
+    std::optional< V > value( std::exchange( valueAt( node, key ), V() ) );
     family.present &= static_cast< U8 >( ~bitOf( key ) );
     --size_;
     if ( family.present == 0 ) {
       last_ = noNode;
       families_.erase( familyOf( key ) );
     }
-    return true;
+    return value;
   }
 
   // Removes all members; iterators are at the end afterwards.
@@ -103,8 +111,7 @@ class FamilyMap {
  private:
   friend class MapIter< FamilyMap >;
 
-  static constexpr U32 firstBit = 24;
-  static constexpr U32 places = 8;
+  static constexpr U32 places = 1u << bitCount;
 
   struct Family {
     V values[ places ] = {};

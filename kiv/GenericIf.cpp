@@ -34,6 +34,12 @@ void requireArguments( const Operation & operation, std::size_t given ) {
 
 // --- Attributes --------------------------------------------------------------------------------
 
+AttributeBase & GenericIfAttributeIterator::attribute() const {
+  if ( !attribute_ )
+    throw RangeException( "out-of-range collection access" );
+  return *attribute_;
+}
+
 GenericIfKeyIterator::GenericIfKeyIterator( AttributeBase & attribute )
     : entity_( &attribute.owner() ), attribute_( &attribute ), walk_( attribute.walk() ) {
   if ( !walk_ )

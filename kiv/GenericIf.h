@@ -6,9 +6,9 @@
 //   for ( auto i = generic.genericIfAttributeIteratorKey( "exhausted" ); i; i.iterInc() )
 //     ... i.key(), generic.genericIfAttributeOp( "exhausted", Kiv::AttributeOp::read, i.key() )
 //
-// Invariants: everything stands in the attributes that the entity registered (kiv/Attribute.h), in
-// declaration order, bases first. Writes, insertions and deletions run the entity's own setters and
-// deleters, with whatever these do and tell.
+// Invariants: the attributes are those that the entity registered (kiv/Attribute.h), in declaration
+// order, bases first. Writes, insertions and deletions run the entity's own setters and deleters,
+// with their side effects and notifications.
 //
 // Failure: TypeException for a key or value of another type, UnhashableException for a key whose
 // type has no hash, NoImplementationException for an attribute or operation that is not there. What
@@ -45,8 +45,10 @@ class KIV_API GenericIfAttributeIterator {
       : entity_( entity ), attribute_( entity->firstAttribute() ) {}
 
   explicit operator bool() const { return attribute_ != nullptr; }
-  AttributeBase & attribute() const { return *attribute_; }
-  void iterInc() { attribute_ = attribute_->next(); }
+  // Throws RangeException at the end.
+  AttributeBase & attribute() const;
+  // Goes to the next attribute; stays where it is at the end.
+  void iterInc() { attribute_ = attribute_ ? attribute_->next() : nullptr; }
 
  private:
   Ptr< Entity > entity_;
@@ -60,13 +62,13 @@ class KIV_API GenericIfKeyIterator {
   explicit GenericIfKeyIterator( AttributeBase & attribute );
 
   explicit operator bool() const { return !walk_->atEnd(); }
-  // The key being visited, also after its member has gone.
+  // The key being visited, also after its member was deleted. Throws RangeException at the end.
   Any key() const { return walk_->key(); }
   Any value() const { return attribute_->read( key() ); }
   void iterInc() { walk_->next(); }
   // Deletes the member being visited through the entity's deleter: whether it was there still. The
-  // iterator stays on it until iterInc.
-  bool iterDel() { return attribute_->del( key() ); }
+  // iterator stays on it until iterInc. At the end there is nothing to delete.
+  bool iterDel() { return *this && attribute_->del( key() ); }
 
  private:
   Ptr< Entity > entity_;

@@ -11,7 +11,7 @@
 //
 // Cost: every operation takes constant time on average. find and erase never allocate; insert does
 // when a chunk of nodes or the bucket array is full. A HashMap< U32, U32 > takes 14 or 15 bytes a
-// member. Memory is given back by clear, not by erase.
+// member. Memory is released by clear, not by erase.
 //
 // When not to use it: where the order of iteration shows anywhere; use RbTreeMap.
 //
@@ -20,6 +20,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include "kiv/Hash.h"
@@ -57,26 +58,31 @@ class HashMap {
   }
 
   // Whether there was such a member.
-  bool erase( const K & key ) {
+  bool erase( const K & key ) { return take( key ).has_value(); }
+
+  // Removes a member and returns its value, or nothing. The value is destroyed by the caller, so
+  // that its destructor may change, clear or destroy the map.
+  std::optional< V > take( const K & key ) {
     if ( table_.size == 0 )
-      return false;
+      return std::nullopt;
     U32 * link = &table_.heads[ bucketOf( hash( key ) ) ];
     while ( *link != noNode && !( table_.nodes[ *link ].key == key ) )
       link = &table_.nodes[ *link ].next;
     const U32 node = *link;
     if ( node == noNode )
-      return false;
+      return std::nullopt;
     if ( !iters_.empty() )
       Iter::memberRemoved( iters_, node );
     Node & member = table_.nodes[ node ];
     *link = member.next;
     --table_.size;
-    // The member dies last, when the map is whole again.
+    std::optional< V > value( std::move( member.value ) );
     table_.nodes.destroy( node );
-    return true;
+    return value;
   }
 
-  // Removes all members; iterators are at the end afterwards.
+  // Removes all members; iterators are at the end afterwards. The values are destroyed when the map
+  // is empty already.
   void clear() {
     Iter::mapEnded( iters_ );
     Table removed = std::exchange( table_, Table() );
@@ -97,7 +103,7 @@ class HashMap {
 
  private:
   friend class MapIter< HashMap >;
-  template < class, class >
+  template < class, class, U32, U32 >
   friend class FamilyMap;
 
   struct Node {

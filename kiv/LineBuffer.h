@@ -3,7 +3,7 @@
 // Invariants: the last byte is always zero, so that a line holds at most 255 characters; what does
 // not fit is cut off. Numbers are decimal, 8-bit ones too, and equal on both word sizes.
 //
-// The buffer stands on the stack of the thread that builds the line: a function called while the
+// The buffer is on the stack of the thread that builds the line: a function called while the
 // line is built may trace too.
 #pragma once
 

@@ -31,8 +31,8 @@ int Lock::grab() noexcept {
 }
 
 int Lock::drop() noexcept {
-  // A stranger must not touch the holder's mark, not even for a moment.
-  if ( owner_.load( std::memory_order_relaxed ) != pthread_self() )
+  // A thread that does not hold the lock must not touch the owner, not even briefly.
+  if ( !heldByThisThread() )
     return EPERM;
   owner_.store( nobody, std::memory_order_relaxed );
   return pthread_mutex_unlock( &mutex_ );

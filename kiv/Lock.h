@@ -1,12 +1,12 @@
-// The locks of the agent, and the scopes that take them and give them up.
+// The locks of the agent, and the scopes that take and release them.
 //
 //   Kiv::UnlockAnchor anchor( Kiv::ActivityUnlockAnchor::lock() );   // other activities run
 //   ... a slow call ...
-//   // the end of the scope takes the lock back
+//   // the end of the scope retakes the lock
 //
 // Invariants: the mutex checks errors, so that a second lock by one thread and an unlock by a
-// stranger are reported, not waited for. The held flag is the name of the thread that holds
-// the lock; it is set after the mutex is taken and cleared before it is given up, so that it names
+// thread that does not hold it are errors, not deadlocks. The held flag is the id of the holding
+// thread; it is set after the mutex is taken and cleared before it is released, so that it names
 // nobody while the mutex is free.
 //
 // Order of calls: an UnlockAnchor needs a held lock; misuse fails at construction.
@@ -32,16 +32,20 @@ class KIV_CAPABILITY( "mutex" ) KIV_API Lock {
   void lock() KIV_ACQUIRE();
   // Throws ErrnoException( "Failed to release the lock" ) when this thread does not hold it.
   void unlock() KIV_RELEASE();
-  // Tells clang's analysis that the caller holds the lock; checks nothing.
-  void assertHeld() const KIV_ASSERT_CAPABILITY( this ) {}
+  // Lets clang's analysis assume that the caller holds the lock; checks nothing.
+  void assumeHeld() const KIV_ASSERT_CAPABILITY( this ) {}
   // Whether some activity holds the lock now.
   bool held() const { return owner_.load( std::memory_order_relaxed ) != nobody; }
+  // Whether the calling thread does.
+  bool heldByThisThread() const {
+    return owner_.load( std::memory_order_relaxed ) == pthread_self();
+  }
 
  private:
   friend class LockGuard;
   friend class UnlockAnchor;
 
-  // Take and give up without an exception; the result is an errno value, 0 for success.
+  // Take and release without an exception; the result is an errno value, 0 for success.
   int grab() noexcept KIV_NO_THREAD_SAFETY_ANALYSIS;
   int drop() noexcept KIV_NO_THREAD_SAFETY_ANALYSIS;
 
@@ -55,7 +59,7 @@ class KIV_CAPABILITY( "mutex" ) KIV_API Lock {
 class KIV_SCOPED_CAPABILITY KIV_API LockGuard {
  public:
   explicit LockGuard( Lock & lock ) KIV_ACQUIRE( lock );
-  // A lock that cannot be given up is broken bookkeeping: asserted.
+  // A lock that cannot be released is broken bookkeeping: asserted.
   ~LockGuard() KIV_RELEASE();
   LockGuard( const LockGuard & ) = delete;
   LockGuard & operator=( const LockGuard & ) = delete;
@@ -64,7 +68,7 @@ class KIV_SCOPED_CAPABILITY KIV_API LockGuard {
   Lock & lock_;
 };
 
-// Gives a held lock up for its scope and takes it back at the end.
+// Releases a held lock for its scope and retakes it at the end.
 class KIV_SCOPED_CAPABILITY KIV_API UnlockAnchor {
  public:
   // Throws InternalException( "Lock Protocol exception -- unlocking an unreleasable lock" ) when
@@ -83,7 +87,7 @@ class KIV_SCOPED_CAPABILITY KIV_API UnlockAnchor {
 
 // Names the lock that the agent's activity holds while library code runs.
 struct KIV_API ActivityUnlockAnchor {
-  // The one activity lock of the process; lives for ever.
+  // The one activity lock of the process; never destroyed.
   static Lock & lock();
 };
 

@@ -5,8 +5,8 @@
 //   MORVANE_CONFIG_CHANGE.raise();
 //
 // The platform supplies the sink: it decides whether a message may be logged now, maps the severity
-// codes to its levels, gives the two numbers of a handle their meaning, and words the recommended
-// actions that many messages share. Without a sink nothing is logged.
+// codes to its levels, gives the two numbers of a handle their meaning, and supplies the text of
+// recommended actions that many messages share. Without a sink nothing is logged.
 //
 // Order of calls: handles are built when the library is loaded and live as long as it does; their
 // texts must too.
@@ -19,7 +19,7 @@
 
 namespace Kiv {
 
-// Recommended actions that the platform words.
+// Recommended actions whose text the platform supplies.
 enum StandardLogAction : U32 {
   NoActionRequired,
   CallSupportIfPersists,
@@ -66,7 +66,7 @@ class KIV_API LogHandle {
   U32 severity() const { return severity_; }       // the log facility's code
   const char * format() const { return format_; }  // one line; %s stands for an argument
   const char * explanation() const { return explanation_; }
-  // In the platform's words for a standard action; "" for one while there is no sink.
+  // The platform's text for a standard action, "" while there is no sink.
   const char * recommendedAction() const;
   // One of the two numbers that the log facility interprets; `index` is 0 or 1.
   double parameter( U32 index ) const { return parameters_[ index ]; }

@@ -1,5 +1,7 @@
 #include "kiv/MapIter.h"
 
+#include "kiv/Exception.h"
+
 namespace Kiv {
 
 void MapIterLink::link( MapIterList & list ) {
@@ -18,6 +20,10 @@ void MapIterLink::unlink() {
     next_->previous_ = previous_;
   list_ = nullptr;
   next_ = previous_ = nullptr;
+}
+
+void MapIterLink::throwOutOfRange() {
+  throw RangeException( "out-of-range collection access" );
 }
 
 }  // namespace Kiv

@@ -5,9 +5,10 @@
 //   }
 //
 // Invariants: an iterator may outlive any member and the map. After its own member was removed it
-// is still true and key() still answers, value() may not be called, and ++ goes to the member that
-// followed. It is at the end once its map was cleared or died. A member that is present during the
-// whole walk is visited exactly once; one that is inserted meanwhile may be missed.
+// is still true and key() still returns its key, value() throws, and ++ goes to the member that
+// followed. It is at the end once its map was cleared or destroyed; key() throws there too. A
+// member that is present during the whole walk is visited exactly once; one that is inserted during
+// the walk may be missed.
 //
 // Locks: none; walking changes the map's list of iterators, so that even reading a map needs the
 // lock that guards it.
@@ -15,7 +16,6 @@
 
 #include <optional>
 
-#include "kiv/Assert.h"
 #include "kiv/Export.h"
 #include "kiv/NodePool.h"
 
@@ -46,6 +46,8 @@ class KIV_API MapIterLink {
   void unlink();
 
   MapIterLink * nextLink() const { return next_; }
+
+  [[noreturn]] static void throwOutOfRange();
 
  private:
   MapIterList * list_ = nullptr;
@@ -80,32 +82,35 @@ class MapIter : private MapIterLink {
   }
 
   // Whether a member is being visited, removed since or not.
-  explicit operator bool() const { return map_ && ( node_ != noNode || removed_ ); }
+  explicit operator bool() const { return node_ != noNode || removed_; }
 
   // Goes to the next member; stays where it is at the end.
   MapIter & operator++() {
     if ( removed_ ) {
       removed_ = false;
       visit( map_->resumeNode( *key_, node_ ) );
-    } else if ( map_ && node_ != noNode ) {
+    } else if ( node_ != noNode ) {
       visit( map_->nextNode( node_ ) );
     }
     return *this;
   }
 
-  // The key of the member being visited; kept when the member goes. Asserts that there was one.
+  // The key of the member being visited; kept when the member is removed. Throws RangeException at
+  // the end.
   const Key & key() const {
-    KIV_ASSERT( key_.has_value() );
+    if ( !*this ) [[unlikely]]
+      throwOutOfRange();
     return *key_;
   }
 
-  // Asserts that the member is still there.
+  // Throws RangeException at the end and after the member was removed.
   const Mapped & value() const {
-    KIV_ASSERT( map_ && node_ != noNode && !removed_ );
+    if ( node_ == noNode || removed_ ) [[unlikely]]
+      throwOutOfRange();
     return map_->nodeValue( node_ );
   }
 
-  // Whether the map holds this key now, wherever the iterator stands.
+  // Whether the map holds this key now, wherever the iterator is.
   bool isMemberOf( const Key & key ) const { return map_ && map_->find( key ) != nullptr; }
 
  private:

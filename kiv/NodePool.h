@@ -1,13 +1,13 @@
 // Storage of map nodes: 32-bit indices into chunks that never move.
 //
 // Invariants: a node keeps its address and its index from create to destroy. Freed slots are used
-// again first. Memory is given back only by clear.
+// again first. Memory is released only with the pool.
 //
 // Cost: the first chunk has 8 slots and each of the next doubles the total, up to 128 slots a
 // chunk, so that small maps stay small and large ones waste at most 127 slots. One heap
 // allocation a chunk, and one now and then for the list of chunks.
 //
-// The owner destroys every live node before it clears the pool: the pool does not know them.
+// The owner destroys every live node before the pool: the pool does not know them.
 #pragma once
 
 #include <algorithm>
@@ -47,21 +47,15 @@ class NodePool {
     return index;
   }
 
+  // The node's destructor must leave the pool alone: maps take the value out first.
   void destroy( U32 index ) {
     Slot & freed = slot( index );
-    // The slot is free only afterwards: the end of a node may create and destroy others.
     std::destroy_at( &freed.node() );
     new ( freed.bytes ) U32( std::exchange( free_, index ) );
   }
 
-  void clear() {
-    chunks_ = {};
-    used_ = 0;
-    free_ = noNode;
-  }
-
  private:
-  // Raw bytes, so that a chunk is made and freed without touching its slots.
+  // Raw bytes, so that a chunk is allocated and freed without touching its slots.
   struct Slot {
     alignas( Node ) alignas( U32 ) std::byte bytes[ std::max( sizeof( Node ), sizeof( U32 ) ) ];
 

@@ -7,10 +7,11 @@
 //   watcher.notifierIs( nullptr );     // unregister
 //
 // Invariants: an observer owns nothing of its notifier: registering adds no reference, and the
-// death of either side unregisters. Observers are visited in the order of registration. During a
-// visit any observer may register, unregister or delete itself and others; one that registers
-// during a visit is not part of it. A callback that throws goes to its own
-// onNotificationException; the others are still visited and the change stands.
+// death of either side ends the link, also while notifications are off. Observers are visited in
+// the order of registration. During a visit any observer may register, unregister or delete itself
+// and others; one that registers during a visit is not part of it. What a callback throws goes to
+// its observer's onNotificationException, also after it unregistered; if the callback deleted its
+// observer, the default report is written. The others are still visited, and the change is kept.
 //
 // Locks: callbacks run in the activity that made the change.
 #pragma once
@@ -23,6 +24,7 @@
 namespace Kiv {
 
 class Entity;
+struct EntityVisit;
 
 class KIV_API NotifieeConst {
  public:
@@ -36,26 +38,28 @@ class KIV_API NotifieeConst {
   // Null when there is none, or it died.
   const Entity * notifier() const { return notifier_; }
 
-  // Whether changes are told now. Turning it off keeps the notifier; turning it on without a
+  // Whether notifications are on. Turning them off keeps the notifier; turning them on without a
   // notifier does nothing.
   bool isRegisteredNotifiee() const { return registered_; }
   void isRegisteredNotifieeIs( bool registered );
 
-  // The notifier is about to be deleted; it is still whole. Unregisters by itself afterwards.
+  // The notifier is about to be deleted and still complete. The link ends by itself after it.
   virtual void onZeroReferences();
 
   // A callback of this observer threw. attribute is the attribute's name. Default: one line on
-  // standard error. What this throws in turn is reported the same way and goes no further.
+  // standard error. What this throws in turn is reported on standard error and dropped.
   virtual void onNotificationException( const char * attribute,
                                         const std::exception_ptr & exception );
 
  private:
   friend class Entity;
+  friend struct EntityVisit;
 
   const Entity * notifier_ = nullptr;
   bool registered_ = false;
   NotifieeConst * next_ = nullptr;
-  NotifieeConst * previous_ = nullptr;
+  NotifieeConst * previous_ = nullptr;  // the first one's is the last one
+  EntityVisit * calls_ = nullptr;  // the calls of this observer that are under way, inner first
 };
 
 }  // namespace Kiv

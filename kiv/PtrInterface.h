@@ -1,9 +1,9 @@
 // Base of everything that is shared through Kiv::Ptr.
 //
 // Invariants: an object is born with count 0 on the heap and belongs to its first Ptr. When the
-// count returns to zero the object dies exactly once: its observers are told, then it is deleted.
-// A dying object cannot be revived: a Ptr taken while observers are told must be dropped before
-// they return (asserted), and dropping it does not delete a second time.
+// count returns to zero the object dies exactly once: its observers are notified, then it is
+// deleted. A dying object cannot be revived: a Ptr taken while observers are notified must be
+// dropped before they return (asserted), and dropping it does not delete a second time.
 //
 // Order of calls: construct (Kiv::make), share. A constructor must not make a Ptr to its own
 // object: dropping it would delete what is not finished.
@@ -29,11 +29,8 @@ class KIV_API PtrInterface {
  protected:
   virtual ~PtrInterface();
 
-  // Runs once, before deletion, while the object is still whole. Does nothing here.
+  // Runs once, before deletion, while the object is still complete. Does nothing here.
   virtual void zeroReferencesIs();
-
-  // True from the moment that the count reached zero.
-  bool dying() const { return ( refWord_.word() & RefWord::flagDying ) != 0; }
 
   mutable RefWord refWord_;
 

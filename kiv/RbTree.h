@@ -25,7 +25,6 @@ template < class Pool >
 class RbTree {
  public:
   U32 root() const { return root_; }
-  void rootIs( U32 root ) { root_ = root; }
 
   // The last node in the direction of side below a node; that node when it has no such child.
   U32 outermost( const Pool & pool, U32 node, U32 side ) const {
@@ -60,7 +59,7 @@ class RbTree {
   void erase( Pool & pool, U32 node ) {
     RbLinks & links = pool[ node ].links;
     bool blackLost = !links.red;
-    U32 hole;    // what now stands where a node was lost; may be noNode
+    U32 hole;    // what took the place of the lost node; may be noNode
     U32 parent;  // of the hole
     if ( links.child[ rbLeft ] == noNode || links.child[ rbRight ] == noNode ) {
       hole = links.child[ links.child[ rbLeft ] == noNode ? rbRight : rbLeft ];
@@ -119,7 +118,7 @@ class RbTree {
     adopt( pool, up, side, node );
   }
 
-  // One step for a red node below a red parent; the node to go on with.
+  // One step for a red node below a red parent; returns the next node to repair.
   U32 repairRedParent( Pool & pool, U32 node ) {
     U32 parent = pool[ node ].links.parent;
     U32 grandparent = pool[ parent ].links.parent;

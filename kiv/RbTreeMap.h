@@ -5,15 +5,17 @@
 //   for( auto i = owners.iter(); i; ++i ) { ... i.key(), i.value() ... }
 //
 // Invariants: members keep their address until they are removed. A member that is inserted during
-// a walk is visited when its key is above the iterator's.
+// a walk is visited when its key is above the iterator's. The destructor of a value that is being
+// removed may change, clear and destroy the map.
 //
 // Cost: find, insert and erase take a number of steps that grows with the logarithm of the size; a
 // whole walk takes constant time a member. Only insert allocates, when a chunk of nodes is full. A
-// member takes 12 bytes beside its key and value. Memory is given back by clear, not by erase.
+// member takes 12 bytes beside its key and value. Memory is released by clear, not by erase.
 //
 // Locks: none; see kiv/MapIter.h.
 #pragma once
 
+#include <optional>
 #include <utility>
 
 #include "kiv/MapIter.h"
@@ -65,17 +67,21 @@ class RbTreeMap {
   }
 
   // Whether there was such a member.
-  bool erase( const K & key ) {
-    U32 node = findNode( key );
+  bool erase( const K & key ) { return take( key ).has_value(); }
+
+  // Removes a member and returns its value, or nothing. The value is destroyed by the caller, so
+  // that its destructor may change, clear or destroy the map.
+  std::optional< V > take( const K & key ) {
+    const U32 node = findNode( key );
     if ( node == noNode )
-      return false;
+      return std::nullopt;
     if ( !iters_.empty() )
       Iter::memberRemoved( iters_, node );
     table_.tree.erase( table_.nodes, node );
     --table_.size;
-    // The member dies last, when the map is whole again.
+    std::optional< V > value( std::move( table_.nodes[ node ].value ) );
     table_.nodes.destroy( node );
-    return true;
+    return value;
   }
 
   // Removes all members; iterators are at the end afterwards.
@@ -134,7 +140,7 @@ class RbTreeMap {
     return above;
   }
 
-  // Destroys a node without a left child and cuts it off; the node to go on with.
+  // Destroys a node without a left child and cuts it off; returns the next node to destroy.
   static U32 destroyAndDescend( Table & table, U32 node ) {
     RbLinks links = table.nodes[ node ].links;
     U32 right = links.child[ rbRight ];

@@ -46,7 +46,6 @@ class RefWord {
 
   U32 word() const { return word_.load( std::memory_order_acquire ); }
   void flagsIs( U32 flags ) { word_.fetch_or( flags, std::memory_order_acq_rel ); }
-  void flagsDel( U32 flags ) { word_.fetch_and( ~flags, std::memory_order_acq_rel ); }
 
  private:
   std::atomic< U32 > word_{ 0 };

@@ -8,7 +8,7 @@
 //
 // Text of another form throws TypeException; a number outside the range of its type, or of the
 // limits of its field (Kiv::Limits), throws RangeException, the latter with the limits' own
-// message. Entities have a text form, their name, but cannot be had from it
+// message. Entities have a text form, their name, but cannot be read from it
 // (NoImplementationException).
 #pragma once
 
@@ -123,7 +123,7 @@ T strepReadFields( StrepReader & reader ) {
   return value;
 }
 
-// Reads a value from where the reader stands, and leaves the reader behind it.
+// Reads a value at the reader's position and moves the reader past it.
 template < class T >
 T strepRead( StrepReader & reader ) {
   if constexpr ( std::is_same_v< T, bool > ) {

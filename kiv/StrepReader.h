@@ -4,8 +4,7 @@
 //   reader.expect( "[" );
 //   reader.integer( "U32" ).value< U32 >();          // 7
 //
-// What does not stand there throws TypeException with one line that says what was expected and
-// what stands there instead.
+// Other text throws TypeException with one line that names what was expected and what was found.
 #pragma once
 
 #include <limits>
@@ -51,7 +50,7 @@ class KIV_API StrepReader {
 
   std::string_view rest() const { return rest_; }
 
-  // Takes the literal if it stands here.
+  // Takes the literal if it comes next.
   bool accept( std::string_view literal );
   void expect( std::string_view literal );
   void expectEnd() const;
@@ -60,7 +59,7 @@ class KIV_API StrepReader {
   StrepInteger integer( std::string_view expected );
   // Quoted text, its escapes undone. \xNN is taken for any byte.
   String8 string();
-  // Letters, digits and underscores, as many as stand here.
+  // Letters, digits and underscores, as many as follow.
   std::string_view word();
 
   [[noreturn]] void fail( std::string_view expected ) const;

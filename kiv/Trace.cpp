@@ -1,6 +1,8 @@
 #include "kiv/Trace.h"
 
 #include <cstdio>
+#include <mutex>
+#include <utility>
 
 #include "kiv/Exception.h"
 
@@ -8,6 +10,10 @@ namespace Kiv {
 namespace {
 
 constinit std::atomic< TraceSink * > currentTraceSink{ nullptr };
+
+// Usable before any constructor has run: other libraries register their handles in any order.
+constinit std::mutex registrationsMutex;
+constinit TraceRegistration * registrations = nullptr;
 
 }  // namespace
 
@@ -33,6 +39,34 @@ void TraceHandle::levelIs( U32 level, bool enabled ) {
     enabled_.fetch_or( bit, std::memory_order_relaxed );
   else
     enabled_.fetch_and( ~bit, std::memory_order_relaxed );
+}
+
+TraceRegistration::TraceRegistration( TraceHandle & handle ) : handle_( handle ) {
+  const std::scoped_lock lock( registrationsMutex );
+  next_ = std::exchange( registrations, this );
+}
+
+TraceRegistration::~TraceRegistration() {
+  const std::scoped_lock lock( registrationsMutex );
+  TraceRegistration ** link = &registrations;
+  while ( *link != this )
+    link = &( *link )->next_;
+  *link = next_;
+}
+
+std::vector< TraceHandle * > traceHandles() {
+  const std::scoped_lock lock( registrationsMutex );
+  std::vector< TraceHandle * > handles;
+  for ( const TraceRegistration * i = registrations; i; i = i->next_ )
+    handles.push_back( &i->handle_ );
+  return handles;
+}
+
+TraceHandle * traceHandle( std::string_view name ) {
+  for ( TraceHandle * handle : traceHandles() )
+    if ( name == handle->name() )
+      return handle;
+  return nullptr;
 }
 
 TraceHelper::~TraceHelper() {

@@ -1,20 +1,25 @@
 // The text trace: named handles with levels 0 to 9, and one process-wide sink for their lines.
 //
-//   Kiv::TraceHandle apiTrace( "ApiMorvane" );
-//   apiTrace.levelIs( 3, true );
+//   constinit Kiv::TraceHandle apiTrace( "ApiMorvane" );
+//   const Kiv::TraceRegistration registration( apiTrace );       // found by name from now on
+//
+//   Kiv::traceHandle( "ApiMorvane" )->levelIs( 3, true );
 //   if( auto trace = Kiv::TraceHelper::createIfEnabled( apiTrace, 3 ) ) {
-//     trace << "Unit: " << unit;                  // the line is written when trace goes
+//     trace << "Unit: " << unit;                  // the line is written when trace is destroyed
 //   }
 //
 // Invariants: all levels are off at start. A disabled level costs one relaxed load.
 //
-// Order of calls: handles are built when the library is loaded and live as long as it does.
+// Order of calls: handles are usable before any constructor has run and live as long as the library
+// is loaded; they are found by name from when it was loaded until it is unloaded.
 //
-// Locks: levels may be changed and lines written by any thread; a sink must cope with that.
+// Locks: levels may be changed, lines written and handles looked up by any thread; a sink must cope
+// with that.
 #pragma once
 
 #include <atomic>
 #include <string_view>
+#include <vector>
 
 #include "kiv/Export.h"
 #include "kiv/LineBuffer.h"
@@ -44,6 +49,27 @@ class KIV_API TraceHandle {
   const char * name_;
   std::atomic< U32 > enabled_{ 0 };  // bit n: level n
 };
+
+// Lets a handle be found by name; a static object beside the handle's definition. Of two handles
+// with one name the one that was registered last is found.
+class KIV_API TraceRegistration {
+ public:
+  explicit TraceRegistration( TraceHandle & handle );
+  TraceRegistration( const TraceRegistration & ) = delete;
+  TraceRegistration & operator=( const TraceRegistration & ) = delete;
+  ~TraceRegistration();
+
+ private:
+  friend std::vector< TraceHandle * > traceHandles();
+
+  TraceHandle & handle_;
+  TraceRegistration * next_;
+};
+
+// All registered handles, the last one first.
+KIV_API std::vector< TraceHandle * > traceHandles();
+// The registered handle of that name, or null.
+KIV_API TraceHandle * traceHandle( std::string_view name );
 
 // Takes the lines of all handles, without line ends. Called by any thread that traces.
 class KIV_API TraceSink {

@@ -3,7 +3,7 @@
 //   for ( const PipeCopy c : groupManager.pipeCopies( unit, group ) )
 //     ... c.pipe, c.copy, c.pipeGroup, c.entryId( entry )
 //
-// The walk is pipe-major, pipe 0 copy 0 first. Its bounds are read anew whenever an attribute that
+// The walk is pipe-major, pipe 0 copy 0 first. Its bounds are read again when an attribute that
 // decides them has changed since the step before: creating a group can double its pipes while it is
 // walked. No other loop over pipes exists.
 //
@@ -31,7 +31,7 @@ struct PipeCopy {
   U32 entryId( U32 entry ) const { return tcamId( entry, pipe, copy ); }
 };
 
-// A walk may be copied while it has not begun, which is cheaper than to make one anew.
+// A walk that has not begun may be copied, which is cheaper than constructing one.
 class KIV_API PipeCopies {
  public:
   PipeCopies( const GroupShape & shape, U32 unit, U32 groupId );
@@ -86,8 +86,8 @@ class KIV_API PipeCopies {
   U32 copiesPerPipe_;
 };
 
-// The part of the group manager that decides the copies.
-class KIV_API GroupShape : public Kiv::Entity {
+// The attributes that decide the copies.
+class KIV_API GroupShapeAttributes : public Kiv::Entity {
  public:
   struct Notifiee : Kiv::NotifieeConst {
     virtual void onNumPipe() {}
@@ -102,6 +102,18 @@ class KIV_API GroupShape : public Kiv::Entity {
   // By group: needs the outer-VLAN workaround, so that it is kept twice.
   KIV_VALUES( Kiv::HashMap, U32, bool, ovidWar, OvidWar );
 
+ protected:
+  explicit GroupShapeAttributes( const Kiv::Name & name ) : Kiv::Entity( name ) {}
+};
+
+// The part of the group manager that decides the copies. Every change of its attributes ends the
+// bounds that walks have cached.
+class KIV_API GroupShape : public GroupShapeAttributes {
+ public:
+  void numPipeNotify() override;
+  void stageIngressNotify( U32 group ) override;
+  void ovidWarNotify( U32 group ) override;
+
   // Pipe group id; without pipe bits on a unit whose field processor is shared by all pipes.
   U32 getPipeGroupId( U32 unit, U32 pipe, U32 copy, U32 groupId ) const;
   // Pipes over which a group is walked, and its copies in each of them.
@@ -113,8 +125,7 @@ class KIV_API GroupShape : public Kiv::Entity {
   U32 shapeEpoch() const { return shapeEpoch_; }
 
  protected:
-  explicit GroupShape( const Kiv::Name & name ) : Kiv::Entity( name ) {}
-  void shapeChanged() { ++shapeEpoch_; }
+  explicit GroupShape( const Kiv::Name & name ) : GroupShapeAttributes( name ) {}
 
  private:
   U32 shapeEpoch_ = 0;

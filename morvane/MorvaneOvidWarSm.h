@@ -16,19 +16,18 @@
 // Who does what: the agent keeps the directory up to date, before and after rules are installed.
 // Entry managers write twins (MorvaneTcamManager/OvidWar.cpp) and say here which VLANs an entry
 // waits for. When the untagged ports of a VLAN change, the state machine has exactly its twins
-// written again, and nothing for twins whose ports stay the same.
+// written again, and makes no SDK call for twins whose ports stay the same.
 //
 // Invariants: an entry is in the map, under every VLAN that its match covers, exactly while it is
-// installed and its twin is in use. A VLAN is overdue only while its twins may lag behind.
+// installed and its twin is in use.
 //
-// Failure: an SDK failure ends the process, as everywhere. When an SDK call throws, the twin keeps
-// the ports that it had, the other twins are written, the VLAN is left marked as overdue and is
-// tried again with the next change of any VLAN; the exception goes to onNotificationException.
+// Failure: an SDK failure ends the process, as everywhere. When an SDK call throws, the other twins
+// are written, the twin that failed is part of the unit's unfinished cleanup
+// (morvane/UnitCleanup.h), and the exception goes to onNotificationException.
 //
-// Locks: the activity lock; it is given up around every SDK call.
+// Locks: the activity lock, which is dropped around every SDK call. A change of a bitmap waits for
+// the operation that is under way (morvane/Operation.h).
 #pragma once
-
-#include <exception>
 
 #include "kiv/Attribute.h"
 #include "kiv/Entity.h"
@@ -72,7 +71,6 @@ class KIV_API MorvaneOvidWarSm : public Kiv::Entity, public MorvaneOvidUtBitmapD
  public:
   struct Notifiee : Kiv::NotifieeConst {
     virtual void onOvidEntries( const MorvaneUnitOvidKey & ) {}
-    virtual void onOverdue( const MorvaneUnitOvidKey & ) {}
   };
 
   // Without a directory no VLAN is untagged anywhere.
@@ -82,8 +80,6 @@ class KIV_API MorvaneOvidWarSm : public Kiv::Entity, public MorvaneOvidUtBitmapD
   // Constructor parameter.
   KIV_CONST( Kiv::Ptr< const MorvaneOvidUtBitmapDir >, directory, Directory );
   KIV_MEMBERS( Kiv::RbTreeMap, MorvaneUnitOvidKey, OvidEntries, ovidEntries, OvidEntries );
-  // VLANs whose twins could not all be written when their bitmap changed.
-  KIV_VALUES( Kiv::RbTreeMap, MorvaneUnitOvidKey, bool, overdue, Overdue );
 
   // Puts an entry under every VLAN of a match that needs a twin, and takes it out again.
   void entryIs( U32 unit, U32 entry, const OvidMatch & match,
@@ -94,9 +90,6 @@ class KIV_API MorvaneOvidWarSm : public Kiv::Entity, public MorvaneOvidUtBitmapD
   bcm_pbmp_t untaggedPorts( U32 unit, const OvidMatch & match ) const;
 
   void onOvidUtBitmap( const MorvaneUnitOvidKey & key ) override;
-
- private:
-  void rewriteTwins( const MorvaneUnitOvidKey & key, std::exception_ptr & failure );
 };
 
 }  // namespace Morvane

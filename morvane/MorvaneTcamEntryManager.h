@@ -1,4 +1,4 @@
-// Hands out, programs and takes back the TCAM entries of one user.
+// Hands out, programs and releases the TCAM entries of one user.
 //
 // A feature fetches its manager from the group manager's collection, then for each rule
 //   1. getEntry          an entry id, 0 when the TCAM has no room;
@@ -17,8 +17,11 @@
 // In a group that needs the outer-VLAN workaround the second copy of an entry is its twin
 // (morvane/MorvaneOvidWarSm.h), which follows the entry by itself.
 //
-// Locks: called on the agent's activity thread with the activity lock held; it is given up around
-// every SDK call.
+// An exception from an SDK call leaves everything as it was before the operation; a removal or a
+// release has happened all the same (morvane/UnitCleanup.h).
+//
+// Locks: called with the activity lock held, which is dropped around every SDK call. One activity
+// at a time is in an operation; others wait (morvane/Operation.h).
 #pragma once
 
 #include <array>
@@ -44,7 +47,6 @@
 namespace Morvane {
 
 class MorvaneTcamGroupManager;
-struct StatTypesList;
 
 class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
  public:
@@ -110,11 +112,11 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   // Start-up of this manager is done.
   KIV_SCALAR( bool, initialized, Initialized, false );
 
-  // Prepares the manager on every unit; called once by the group manager, after construction. What
-  // an exception broke off is undone on every unit.
+  // Prepares the manager on every unit; called once by the group manager, after construction.
   void handleInitialized();
-  // Gives back the ranges that handleInitialized made; no entry may be handed out.
-  void giveBackRanges();
+  // Forgets every entry, range and group reference of every unit; what hardware loses by that is
+  // unfinished cleanup. For a start-up that failed.
+  void releaseRanges();
 
   // Throws NameInUseException when any parameter differs from the constructor's.
   void requireSameParameters( const Kiv::String8 & desc, MorvaneTcamGroupManager * groupManager,
@@ -145,8 +147,11 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   void setExhaustedForManager( U32 unit, bool exhausted, U32 forGroup, bool sliceFreed );
 
   // Creates the group on the unit, or takes one more reference on it. False when it does not fit;
-  // then nothing is left behind.
+  // then nothing is left.
   bool initializeGroup( U32 unit );
+  // Releases the references that initializeGroup took for this user, unless it has entries; then
+  // they are released with the last entry.
+  void uninitializeGroup( U32 unit );
 
   // --- Programming -----------------------------------------------------------------------------
 
@@ -166,8 +171,8 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
 
   // Undoes everything that getEntry and installEntry did. The entry must be handed out on the unit.
   virtual void releaseEntry( U32 unit, U32 entry );
-  // The same; `giveBackGroup` false keeps the group's reference when the last entry goes.
-  virtual void releaseEntryInternal( U32 unit, U32 entry, bool giveBackGroup );
+  // The same; `releaseGroup` false keeps the group's reference when the last entry is released.
+  virtual void releaseEntryInternal( U32 unit, U32 entry, bool releaseGroup );
 
   // --- Input ports and loopback ----------------------------------------------------------------
 
@@ -186,7 +191,8 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   void addInPortForEntry( U32 unit, U32 tcamEntryId, U32 port );
   // Reads the input ports of a hardware entry from the ASIC.
   EntryInPorts inPortsForEntry( U32 unit, U32 tcamEntryId ) const;
-  // The next installEntry sends matching packets to `outPorts` and the pipe's loopback port.
+  // From the next installEntry until the release, matching packets go to `outPorts` and to the
+  // loopback port of the pipe that they came by.
   void loopbackRedirectIs( U32 unit, U32 entry, bcm_field_action_t action,
                            const bcm_pbmp_t & outPorts );
 
@@ -219,7 +225,7 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   // --- Range checkers and policers -------------------------------------------------------------
 
   // The group manager's shared range checkers (morvane/MorvaneTcamGroupManager.h): 0 when the unit
-  // has none left. An entry refers to a checker by the SDK's range qualifier; give the checker back
+  // has none left. An entry refers to a checker by the SDK's range qualifier; release the checker
   // after the entry is released, or installed without it.
   U32 getRangeChecker( U32 unit, RangeCheckerDesc desc );
   void releaseRangeChecker( U32 unit, RangeCheckerDesc desc );
@@ -228,8 +234,7 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
 
   // Attaches the group manager's policer `basePolicerId` to every hardware copy of the entry, each
   // to that of its own pipe, or detaches it. An entry has at most one; releasing the entry detaches
-  // it. An exception leaves every copy as it was, for which `basePolicerId` must be the attached
-  // policer also when it is detached.
+  // it. Also to detach it, `basePolicerId` is the policer that is attached.
   void attachPolicer( U32 unit, U32 entry, U32 basePolicerId, bool attach ) const;
 
   // --- User-defined fields of mirroring groups -------------------------------------------------
@@ -238,7 +243,7 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   // unit), setMirroringAclUdf with add, then entries as for any rule, qualified on the id that was
   // returned. When the rule goes: its entries, then setMirroringAclUdf without add. After
   // udfCreateSuccessWithGroupRecreate all rules of the group, this one included, are to be added
-  // anew, beginning with their setMirroringAclUdf.
+  // again, beginning with their setMirroringAclUdf.
   //
   // `aclType` is Acl::ip() or Acl::mac() (assertion). `ethType`: ether type that the field belongs
   // to, 0xFFFFFFFF for any; IPv4 ACLs share fields whatever it is. `base` and `offset`: where the
@@ -262,71 +267,29 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   U32 getEntryBase( U32 unit, U32 entry, const Kiv::String8 & desc,
                     const Kiv::Ptr< StatTypes > & statTypes );
 
+ public:
+  // --- For the library, and for auditors -------------------------------------------------------
+
+  // The records of a unit; asserts that there are any.
+  const Kiv::Ptr< UnitEntriesCreated > & unitEntries( U32 unit ) const;
+  // The walk over the hardware copies of this user's entries.
+  PipeCopies copies( U32 unit ) const;
+  // The counter records of one of them.
+  GroupCounts & countsOf( const PipeCopy & at ) const;
+  // Whether its entries are created in advance, all at once.
+  bool holdsRange() const {
+    return strategy() == tcamAllocateAtBeginning || strategy() == tcamAllocateAsChunk;
+  }
+
  private:
-  friend class EntryAllocation;
-  friend class MorvaneOvidWarSm;
-  friend class MirroringGroupRebuild;
-
-  Kiv::ValidPtr< UnitEntriesCreated > unitEntries( U32 unit ) const;
-  PipeCopies copies( U32 unit );
-  GroupCounts & countsOf( const PipeCopy & at );
-  bool holdsRange() const;
-  bool isTaken( const UnitEntriesCreated & entries, U32 entry ) const;
-
-  U32 allocateEntry( U32 unit, U32 entry, const Kiv::String8 & desc,
-                     const Kiv::Ptr< StatTypes > & statTypes );
-  void prepareUnit( U32 unit );
-  void prepareGroup( U32 unit );
-  void createMulticastWarEntry( U32 unit );
-  void programMulticastWarEntry( U32 unit, U32 entry );
-  void giveBackGroup( U32 unit );
-  void giveBackIfIdle( U32 unit );
-
-  void createRangeEntry( U32 unit, U32 entry );
-  void createRangeEntryCopies( U32 unit, U32 entry, U32 & created );
-  bool destroyEntryCopy( U32 unit, const PipeCopy & at, U32 entryId );
-  void restoreRange( U32 unit, UnitEntriesCreated & entries, U32 howMany );
-  void destroyEntryCopies( U32 unit, U32 entry, U32 howMany );
-  bool releaseEntryCopy( U32 unit, UnitEntriesCreated & entries, const PipeCopy & at, U32 entryId );
-  void dropTemporaryStore( UnitEntriesCreated & entries, U32 entry );
-  void dropOwner( U32 unit, U32 entry );
-  void releaseAllEntries( U32 unit );
-
-  void installCopies( U32 unit, UnitEntriesCreated & entries, U32 entry, U32 & installed );
-  void removeCopies( U32 unit, U32 entry, U32 howMany, U32 & removed );
-  void applyInPorts( U32 unit, U32 entry, U32 tcamEntryId );
-  void programLoopback( U32 unit, U32 entry );
-  void attachPolicerCopies( U32 unit, U32 entry, U32 basePolicerId, bool attach, U32 howMany,
-                            U32 & done ) const;
-
-  void clearHits( U32 unit, const UnitEntriesCreated & entries, U32 entry );
-  void clearBytes( U32 unit, const UnitEntriesCreated & entries, U32 entry );
-
-  // Twins of the outer-VLAN workaround (OvidWar.cpp).
-  void processOvidWarEntry( U32 unit, U32 entry, U32 tcamEntryId );
-  OvidTwin ovidTwinFor( U32 unit, U32 entry ) const;
-  void rewriteOvidTwin( U32 unit, U32 entry );
-  EntryInPorts ovidTwinPorts( U32 unit, const OvidTwin & twin ) const;
-  void installOvidTwin( U32 unit, U32 tcamEntryId, const EntryInPorts & ports );
-  void lookUpOvidTwin( U32 unit, const UnitEntriesCreated & entries, U32 entry );
-  void ovidTwinIdleIs( U32 unit, U32 entry, bool idle );
-  void tcamMgrUpdateOvidEntryMap( U32 unit, U32 entry, const OvidTwin & twin );
-  void removeOvidWarEntry( U32 unit, U32 entry );
-
-  U32 installStats( U32 unit, UnitEntriesCreated & entries, U32 groupId, U32 entryId,
-                    const StatTypesList & list );
-  void attachStats( U32 unit, UnitEntriesCreated & entries, U32 entryId, U32 statsId );
-  void removeStats( U32 unit, UnitEntriesCreated & entries, U32 entryId );
-  U32 statsIdOf( U32 unit, U32 pipeEntry ) const;
-
-  // The walk and the record of the unit used last, kept for the next operation.
-  std::optional< PipeCopies > walk_;
-  // The counter records of the group's copies, likewise.
-  static constexpr size_t copiesMax = size_t( 2 ) * BCM_PIPES_MAX;
-  std::array< Kiv::Ptr< GroupCounts >, copiesMax > counts_;
-  std::array< U32, copiesMax > countsGroup_{};
+  // The walk and the records of the unit used last, kept for the next operation.
+  mutable std::optional< PipeCopies > walk_;
   mutable Kiv::Ptr< UnitEntriesCreated > lastEntries_;
   mutable U32 lastUnit_ = 0;
+  // The counter records of the group's copies, likewise.
+  static constexpr size_t copiesMax = size_t( 2 ) * BCM_PIPES_MAX;
+  mutable std::array< Kiv::Ptr< GroupCounts >, copiesMax > counts_;
+  mutable std::array< U32, copiesMax > countsGroup_{};
 };
 
 // A user with a range of entry ids; the caller chooses the id, and with it the order of matching.

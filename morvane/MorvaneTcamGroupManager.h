@@ -10,12 +10,14 @@
 // Attributes that are keyed by U8 take the low 8 bits of a group id; start-up asserts that the
 // platform's group ids stay below 256.
 //
-// Locks: called on the agent's activity thread with the activity lock held; it is given up around
-// every SDK call. Destructors make no SDK calls.
+// Failure: an exception from an SDK call leaves everything as it was before the operation; a
+// release, a removal or a teardown has happened all the same. What hardware still holds is then the
+// unit's unfinished cleanup (morvane/UnitCleanup.h), and is done before the unit's next operation.
+//
+// Locks: called with the activity lock held, which is dropped around every SDK call. One activity
+// at a time is in an operation; others wait (morvane/Operation.h). Destructors make no SDK calls.
 #pragma once
 
-#include <array>
-#include <exception>
 #include <vector>
 
 #include "kiv/Attribute.h"
@@ -32,24 +34,9 @@
 #include "morvane/RangeChecker.h"
 #include "morvane/TcamIds.h"
 #include "morvane/UdfQualifier.h"
+#include "morvane/UnitCleanup.h"
 
 namespace Morvane {
-
-class GroupBuilder;
-
-// The references that one initializeGroup took, so that exactly these can be given back.
-class GroupReferences {
- public:
-  void add( U32 pipeGroupId ) { pipeGroupIds_[ count_++ ] = pipeGroupId; }
-  bool empty() const { return count_ == 0; }
-  void clear() { count_ = 0; }
-  const U32 * begin() const { return pipeGroupIds_.data(); }
-  const U32 * end() const { return pipeGroupIds_.data() + count_; }
-
- private:
-  std::array< U32, 8 > pipeGroupIds_{};
-  U32 count_ = 0;
-};
 
 class KIV_API MorvaneTcamGroupManager : public GroupShape {
  public:
@@ -69,6 +56,7 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
 
   struct Notifiee : GroupShape::Notifiee {
     virtual void onInitialized() {}
+    virtual void onStarted() {}
     virtual void onSimulation() {}
     virtual void onMaxPorts() {}
     virtual void onIpv6MirroringSupported() {}
@@ -84,7 +72,7 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
     virtual void onGroupIdToExcludeIndex( const GroupQsetModKey & ) {}
     virtual void onGroupIdToIncludeIndex( const GroupQsetModKey & ) {}
     virtual void onGroupIdToPreselId( const UnitGroupId & ) {}
-    virtual void onPreselectorLeft( const UnitGroupId & ) {}
+    virtual void onUnitCleanup( U32 ) {}
     virtual void onGroupMirroringAclValid( U8 ) {}
     virtual void onGroupMirroringAclType( U8 ) {}
     virtual void onGroupMirroringAclUdfValid( U8 ) {}
@@ -131,6 +119,8 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
       []( auto & self, bool value ) { self.initializedIs( value ); } };
 
  public:
+  // Start-up has begun: the tables of this manager are being filled, or are.
+  KIV_SCALAR( bool, started, Started, false );
   // The environment variable SIMULATION_VMID is set.
   KIV_SCALAR( bool, simulation, Simulation, false );
   KIV_SCALAR( U16, maxPorts, MaxPorts, 0 );
@@ -155,9 +145,6 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   KIV_VALUES( Kiv::RbTreeMap, GroupQsetModKey, U32, groupIdToIncludeIndex, GroupIdToIncludeIndex );
   // Preselector by unit and pipe group id.
   KIV_VALUES( Kiv::RbTreeMap, UnitGroupId, U32, groupIdToPreselId, GroupIdToPreselId );
-  // The preselector is in hardware though its group is gone: destroying it was broken off. The next
-  // creation of the group goes on with that.
-  KIV_VALUES( Kiv::RbTreeMap, UnitGroupId, bool, preselectorLeft, PreselectorLeft );
   // By the low 8 bits of a group id.
   KIV_VALUES( Kiv::HashMap, U8, bool, groupMirroringAclValid, GroupMirroringAclValid );
   KIV_VALUES( Kiv::HashMap, U8, S32, groupMirroringAclType, GroupMirroringAclType );
@@ -203,36 +190,38 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
       TcamGroupAssignment assignment, const Kiv::String8 & desc,
       MorvaneTcamGroupManager * groupManager, U32 group, U32 baseEntry, U32 endEntry,
       TcamAllocationStrategy strategy );
+  // By unit: what its hardware still has to lose; absent when there is nothing.
+  KIV_MEMBERS( Kiv::RbTreeMap, U32, UnitCleanup, unitCleanup, UnitCleanup );
   // Created by start-up where a unit's field processor is shared by all pipes.
   KIV_SCALAR( Kiv::Ptr< MorvaneOvidWarSm >, ovidWarSm, OvidWarSm, nullptr );
 
-  // The attributes that decide a group's copies (morvane/GroupShape.h) end every cached bound.
-  void numPipeNotify() override;
-  void stageIngressNotify( U32 group ) override;
-  void ovidWarNotify( U32 group ) override;
-
   // --- Start-up --------------------------------------------------------------------------------
 
+  // Runs by itself when initialized changes. When it throws, it may be run again.
   void handleInitialized();
-  // After an SDK re-initialisation: forgets what hardware has forgotten, then starts up again. UDF,
-  // preselector and mirroring attributes stay.
+  // After an SDK re-initialisation: forgets what hardware has forgotten, unfinished cleanup
+  // included, then starts up again. UDF, preselector and mirroring attributes stay. Entry managers
+  // from before must not be used again (assertion).
   void doSdkReInit();
+
+  // --- Unfinished cleanup ----------------------------------------------------------------------
+
+  // Steps that exceptions have left for the unit.
+  U32 unfinishedCleanup( U32 unit ) const;
+  // Makes them now; what hardware throws passes through, and the rest stays.
+  void finishCleanup( U32 unit );
 
   // --- Groups ----------------------------------------------------------------------------------
 
   // Takes one reference on every hardware copy of the group, creating what does not exist. False
-  // when hardware has no room; copies created before that stay until they are given back.
+  // when hardware has no room; copies that were created before stay until uninitializeGroup.
   bool initializeGroup( U32 unit, U32 group );
-  // The same, and notes in `taken` what was taken, for giveBackReferences.
-  bool initializeGroup( U32 unit, U32 group, GroupReferences & taken );
-  void giveBackReferences( U32 unit, const GroupReferences & taken );
-  // Gives back the reference on one hardware copy, as one of several. An exception that comes after
-  // the hardware group has gone is put into `broken`, so that the other copies are given back too.
-  void giveBackReference( U32 unit, U32 pipeGroupId, std::exception_ptr & broken );
-  // Gives back one reference on every hardware copy.
+  // Releases one reference on every hardware copy, the last copy first: one that this manager's
+  // initializeGroup took, otherwise one that an entry manager took and does not use. References of
+  // users with entries stay: there is nothing to release then.
   void uninitializeGroup( U32 unit, U32 groupId );
-  // Gives back one reference on one hardware copy, and destroys it when that was the last.
-  // `releaseUdf`: the UDF qualifiers made for the group go with it.
+  // Releases one reference on one hardware copy, whoever took it, and destroys the copy when that
+  // was the last. `releaseUdf`: the UDF qualifiers made for the group go with it.
   void uninitializeTcamGroup( U32 unit, U32 pipeGroupId, bool releaseUdf );
   void doStoreGroupPreselId( U32 unit, U32 groupId, U32 preselId );
   void doDestroyGroupPreselId( U32 unit, U32 groupId );
@@ -289,18 +278,20 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
 
   // Whether any hardware copy of the group exists on the unit.
   bool groupExists( U32 unit, U32 groupId ) const;
-  // Whether all of them exist; a teardown that was broken off leaves only some.
+  // Whether all of them exist.
   bool groupComplete( U32 unit, U32 groupId ) const;
 
   // --- Range checkers --------------------------------------------------------------------------
 
   // Hardware id of the checker for `desc` on the unit, for the SDK's range qualifier; takes one
-  // reference, which releaseRangeChecker gives back. Users of the same interval and flags share one
+  // reference, which releaseRangeChecker drops. Users of the same interval and flags share one
   // checker. 0, and no reference, when the unit has no checker left: rangeCheckersExhausted( unit )
-  // is true then, until a checker of the unit is given back. Ends with doSdkReInit: ask again.
+  // is true then, until a checker of the unit is released. Also 0 for a range of outer VLANs on a
+  // unit whose field processor is shared by all pipes: use prefixes there, which have twins. Ends
+  // with doSdkReInit: ask again.
   U32 getRangeChecker( U32 unit, RangeCheckerDesc desc );
-  // Gives back one reference; the last one on the unit destroys the checker, which no entry may use
-  // any more. Giving back what was not got is an assertion.
+  // Drops one reference; the last one on the unit destroys the checker, which no entry may use any
+  // more. Releasing what was not taken is an assertion.
   void releaseRangeChecker( U32 unit, RangeCheckerDesc desc );
 
   // --- Policers --------------------------------------------------------------------------------
@@ -314,10 +305,9 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   // assertion. The SDK chooses the base id unless the record's flags have BCM_POLICER_WITH_ID. With
   // several pipes that flag is set in the caller's record, and stays. Returns 0 when numPipe is 0.
   U32 createPolicer( U32 unit, U8 * policerCfg ) const;
-  // Changes the policer in every pipe. A call that an exception broke off may be made again.
+  // Changes the policer in every pipe.
   void setPolicer( U32 unit, U32 basePolicerId, U8 * policerCfg ) const;
-  // Destroys the policer in every pipe, pipe 0 first; it must be attached to no entry any more. An
-  // exception leaves those of the later pipes.
+  // Destroys the policer in every pipe, pipe 0 first; it must be attached to no entry any more.
   void removePolicer( U32 unit, U32 basePolicerId ) const;
   // The policer of one pipe: the base id with the pipe's bits, or the base id itself on a unit
   // whose pipes share one field processor, and with it one space of policer ids.
@@ -327,7 +317,7 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   //
   // Entry managers call these (setMirroringAclUdf); the agent uses the entry managers.
 
-  // Makes a 4-byte data qualifier and lets the group, which must exist on the unit, match on it:
+  // Creates a 4-byte data qualifier and lets the group, which must exist on the unit, match on it:
   // in place, or by rebuilding the group. `aclType` is Acl::ip() or Acl::mac(); `ethType` counts
   // for MAC ACLs at UdfBaseL2HeaderEnd, 0xFFFFFFFF means none; `offset` counts bytes from the
   // start of the outer L3 header whatever the base. The qualifier starts with one use in the
@@ -338,13 +328,13 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   GroupUdfQualApplyStatus createGroupMirroringAclUdf( U32 unit, U32 groupId, S32 aclType,
                                                       U32 ethType, UdfOffsetBase base, U8 offset,
                                                       U8 length );
-  // Destroys the group on the unit with all its entries and makes it again with `qualId` and all
-  // qualifiers that it carries; all their uses go to 0, for the agent to add its rules anew. False
-  // when that does not fit: then the group is gone with its qualifiers, but not `qualId`. The
-  // same holds when an SDK call throws.
+  // Destroys the group on the unit with all its entries and creates it again with `qualId` and all
+  // qualifiers that it carries; all their uses become 0, for the agent to add its rules again.
+  // False when that does not fit: then the group and its qualifiers are destroyed, but not
+  // `qualId`. The same holds when an SDK call throws.
   bool reInitializeGroupWithMirroringAclUdf( U32 unit, U32 groupId, S32 qualId );
-  // Gives back the qualifiers of a group that is gone from the unit; those that no other group
-  // carries are destroyed. Forgets the group's ACL type unless the group lives on another unit.
+  // Releases the qualifiers of a group that does not exist on the unit; those that no other group
+  // carries are destroyed. Forgets the group's ACL type unless the group exists on another unit.
   void uninitializeMirroringUdfQualifiers( U32 unit, U32 groupId );
   // Adds a data qualifier of the unit to a qualifier set; returns the SDK's result code.
   int addUdfQualifierToQset( U32 unit, bcm_field_qset_t * qualifierSet, S32 qualId );
@@ -353,38 +343,13 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
 
   // Creates the group on the unit with its data qualifiers, or takes one more reference on it: two
   // fields beyond the L3 header, five inside VXLAN, at the places that openFlowUdfIpProto chooses.
-  // False when hardware has no room; then nothing is left, and udfResourceError is set.
+  // False when hardware has no room; then nothing is left, and udfResourceError is set. Asserts
+  // that the group is a flow-programming group.
   bool createGroupOpenFlowAclUdf( U32 unit, U32 groupId );
-  // Destroys the data qualifiers of a group that is gone from the unit.
+  // Destroys the data qualifiers of a group that does not exist on the unit.
   void destroyOpenFlowUdfQualifiers( U32 unit, U32 pipeGroupId );
 
  private:
-  friend class MirroringGroupRebuild;
-  friend class OpenFlowGroup;
-
-  bool applyUnitControls();
-  void clearGroupFlags();
-  void dropOvidWarSm();
-  void indexGroupTables();
-  void mapReservations();
-  void startReservation( TcamReservation & reservation, U32 & nextEntry );
-  void sizeCounterRecords( U32 group );
-  void classifyGroup( const TcamReservation & reservation );
-  void createEntryManager( const TcamReservation & reservation, U32 & nextEntry );
-  U32 freeEntries( U32 unit, U32 group );
-  void compressFreedSlices( U32 unit );
-  void destroyPipeGroup( U32 unit, U32 pipeGroupId );
-  U32 createRangeChecker( U32 unit, RangeCheckerDesc desc );
-  void dropUnusedRangeChecker( RangeCheckerDesc desc );
-  void destroyPolicers( U32 unit, U32 basePolicerId, U32 pipes ) const;
-  bool createCopies( GroupBuilder & builder, U32 unit, U32 group, GroupReferences & taken );
-  void releaseUdfQualifiers( U32 unit, U32 pipeGroupId );
-  void releaseMirroringUdfs( U32 unit, U32 groupId );
-  void forgetMirroringAclType( U32 unit, U32 group );
-  GroupUdfQualApplyStatus placeNewUdf( U32 groupId, S32 aclType, UdfUnitSpec spec );
-  void noteUdfProgrammed( U32 unit );
-  bool referenceExisting( U32 unit, U32 group, const PipeCopy & at, GroupReferences & taken );
-
   U32 exhaustedMarks_ = 0;
 };
 

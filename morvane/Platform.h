@@ -5,7 +5,8 @@
 // plain functions below and nowhere else.
 //
 // Invariants: record addresses and counts do not change while a group manager lives. Qualifier
-// lists are SDK qualifier numbers (shim/SdkQualifiers.h) and end with bcmFieldQualifyCount.
+// lists are SDK qualifier numbers (shim/SdkQualifiers.h) and end with bcmFieldQualifyCount. The
+// rules between the tables are those of morvane/PlatformCheck.h; start-up asserts them.
 //
 // Locks: none; the functions are called on the agent's activity thread with the activity lock held.
 #pragma once
@@ -26,12 +27,12 @@ struct TcamGroup {
 
 // The share of one TCAM user. Start-up overwrites `group` from the group map.
 struct TcamReservation {
-  const char * name;  // shown in reports
-  TcamGroupAssignment assignment;
-  U32 group;             // group id
-  U32 size;              // entries; 0 means unbounded
-  bool managedPriority;  // this library, not the SDK, orders the group's entries
-  bool mirroringAclUdf;  // user-defined fields wanted (mirroring groups only)
+  const char * name;               // shown in reports
+  TcamGroupAssignment assignment;  // at most one reservation each
+  U32 group;                       // group id
+  U32 size;                        // entries; 0 exactly with tcamAllocateUnbounded
+  bool managedPriority;            // this library, not the SDK, orders the group's entries
+  bool mirroringAclUdf;            // user-defined fields wanted (mirroring groups only)
   bool noStatsPerEntry;  // no statistics object per entry; needs noStatsPerEntryGroup( group )
   TcamAllocationStrategy strategy;
 };
@@ -89,6 +90,13 @@ struct Attributes {
 };
 
 }  // namespace MorvaneCentral
+
+// Answers of the SDK's per-unit queries that decide how groups are built.
+struct ChipProperties {
+  bool sharedByPipes = false;       // one field processor serves all pipes
+  bool secondCopy = false;          // every pipe keeps a second copy of its ingress tables
+  bool groupByPreselector = false;  // ingress groups are selected by preselector
+};
 
 // One stage's tables on one unit.
 struct TcamCapacityKey : Kiv::Value {
@@ -164,6 +172,8 @@ class KIV_API PlatformTables {
 
 // Sets the platform; owned by the agent, null takes it away.
 KIV_API void platformIs( PlatformTables * tables );
+// The platform that is set (assertion).
+KIV_API PlatformTables & platformTables();
 
 // The tables, as the library reads them. A platform must be set; an index out of range or a missing
 // platform is an assertion.

@@ -14,6 +14,7 @@
 #include "kiv/String8.h"
 #include "kiv/ValueType.h"
 #include "morvane/OvidTwin.h"
+#include "morvane/TcamIds.h"
 #include "shim/SdkTypes.h"
 
 namespace Morvane {
@@ -69,18 +70,38 @@ struct EntryInPorts {
   friend bool operator==( const EntryInPorts &, const EntryInPorts & ) = default;
 };
 
+// A redirect to loopback ports, as it was asked for: each pipe adds its own port.
+struct LoopbackRedirect {
+  U32 action = 0;  // an SDK action, 0 for none
+  bcm_pbmp_t ports = {};
+
+  static constexpr const char * typeName = "Morvane::LoopbackRedirect";
+  static constexpr auto fields() {
+    return std::make_tuple( Kiv::field( "action", &LoopbackRedirect::action ),
+                            Kiv::field( "ports", &LoopbackRedirect::ports ) );
+  }
+  friend bool operator==( const LoopbackRedirect &, const LoopbackRedirect & ) = default;
+};
+
+// Keyed by pipe entry; the copies of a logical entry share a node.
+static_assert( tcamCopyBits.first == tcamPipeBits.first + tcamPipeBits.width );
+template < class K, class V >
+using PipeEntryMap =
+    Kiv::FamilyMap< K, V, tcamPipeBits.first, tcamPipeBits.width + tcamCopyBits.width >;
+
 class KIV_API UnitEntriesCreated final : public Kiv::Entity {
  public:
   struct Notifiee : Kiv::NotifieeConst {
     virtual void onEntryCreated( U32 ) {}
     virtual void onEntryStats( U32 ) {}
-    virtual void onStatTypes( U32 ) {}
     virtual void onGroupId( U32 ) {}
     virtual void onTcamEntryBcmPbmp( U32 ) {}
     virtual void onLoopbackPortRedirectAction( U32 ) {}
     virtual void onOutportsBcmPbmp( U32 ) {}
+    virtual void onStatTypes( U32 ) {}
     virtual void onEntryInstalled( U32 ) {}
     virtual void onEntryDisabled( U32 ) {}
+    virtual void onLoopbackRedirect( U32 ) {}
     virtual void onEntryInPorts( U32 ) {}
     virtual void onOvidTwin( U32 ) {}
     virtual void onOvidTwinIdle( U32 ) {}
@@ -96,20 +117,22 @@ class KIV_API UnitEntriesCreated final : public Kiv::Entity {
   // Entries handed out, with their caller's description; their number is the count of used entries.
   KIV_VALUES( Kiv::RbTreeMap, U32, Kiv::String8, entryCreated, EntryCreated );
   // Statistics id by pipe entry; 0 or absent means none.
-  KIV_VALUES( Kiv::FamilyMap, U32, U32, entryStats, EntryStats );
-  // Types of a pipe entry's statistics, one bit each; absent means packets and bytes.
-  KIV_VALUES( Kiv::HashMap, U32, U32, statTypes, StatTypes );
+  KIV_VALUES( PipeEntryMap, U32, U32, entryStats, EntryStats );
   // Pipe group in which a pipe entry was created.
-  KIV_VALUES( Kiv::FamilyMap, U32, U32, groupId, GroupId );
+  KIV_VALUES( PipeEntryMap, U32, U32, groupId, GroupId );
   // Input ports that the next installation applies, by logical entry.
   KIV_MEMBERS( Kiv::HashMap, U32, TcamEntryBcmPbmp, tcamEntryBcmPbmp, TcamEntryBcmPbmp );
   // Loopback redirect that the next installation applies: an SDK action, 0 or absent means none.
   KIV_VALUES( Kiv::HashMap, U32, U32, loopbackPortRedirectAction, LoopbackPortRedirectAction );
   KIV_MEMBERS( Kiv::HashMap, U32, OutportsTcamBcmPbmp, outportsBcmPbmp, OutportsBcmPbmp );
+  // Types of a pipe entry's statistics, one bit each; absent means packets and bytes.
+  KIV_VALUES( Kiv::HashMap, U32, U32, statTypes, StatTypes );
   // Whether a logical entry is in the hardware lookup; present for every member of entryCreated.
   KIV_VALUES( Kiv::HashMap, U32, bool, entryInstalled, EntryInstalled );
   // Logical entries that are disabled; absent means enabled, as an entry is created.
   KIV_VALUES( Kiv::HashMap, U32, bool, entryDisabled, EntryDisabled );
+  // Loopback redirect in force, by logical entry.
+  KIV_VALUES( Kiv::HashMap, U32, LoopbackRedirect, loopbackRedirect, LoopbackRedirect );
   // Input ports last written into a pipe entry.
   KIV_VALUES( Kiv::HashMap, U32, EntryInPorts, entryInPorts, EntryInPorts );
   // Outer-VLAN workaround: installed entries whose twin is in use, and what it was made from.

@@ -1,6 +1,6 @@
-// Texts that are files in the source tree and constants in the program.
+// Text files of the source tree that are compiled into the program.
 //
-// The build turns each file into an element of these arrays (platform/EmbedText.cmake).
+// The build turns each file into one element of such an array (platform/EmbedText.cmake).
 #pragma once
 
 #include <span>

@@ -11,7 +11,7 @@ namespace {
 
 constexpr U32 wordMax = 0x7FFFFFFF;
 
-// Limits are those of SoftAsic::ChipProfile::validate, which has the last word.
+// Rough limits only; SoftAsic::ChipProfile::validate checks the exact ones.
 SoftAsic::SliceProfile readSlices( const std::string & file, const JsonNode & node ) {
   JsonFields fields( file, node, "a run of slices" );
   SoftAsic::SliceProfile slices;

@@ -9,8 +9,8 @@
 
 namespace Platform {
 
-// Fills the chip's profile and record, the agent's attributes and the loopback ports from the
-// members "chip" and "agent" of a platform. Throws InputError.
+// Reads the members "chip" and "agent" of a platform: the chip's profile and record, the loopback
+// ports, the agent's attributes. Throws InputError.
 void readChip( const std::string & file, JsonFields & platform, PlatformData & data );
 
 // A qualifier by its name.

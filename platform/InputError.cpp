@@ -12,7 +12,7 @@ namespace {
 
 constexpr size_t messageMax = 200;
 
-// Words of the input stand in messages, whatever bytes they are made of.
+// Messages quote the input, which may hold any bytes.
 std::string oneLine( std::string what ) {
   what.resize( std::min( what.size(), messageMax ) );
   std::replace_if(

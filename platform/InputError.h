@@ -1,6 +1,6 @@
-// What is wrong with a file that a user gave, and where.
+// An error in a file of the user.
 //
-// Thrown by every reader before anything is programmed; the message is one line for the user,
+// Readers throw it before anything is programmed. The message is one line for the user,
 // "FILE:LINE: what is wrong".
 #pragma once
 

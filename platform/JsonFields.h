@@ -1,10 +1,10 @@
-// Reads the members of one JSON object and refuses what nobody asked for.
+// Reads the members of one JSON object and refuses unknown ones.
 //
 //   JsonFields chip( file, node, "chip" );
 //   profile.pipes = chip.number( "pipes", 1, 4 );
 //   chip.finish();                                   // every other key is an error
 //
-// Every operation throws InputError with the line of the value, or of the object for a key that is
+// Every operation throws InputError with the line of the value, or of the object if the key is
 // missing.
 #pragma once
 
@@ -24,15 +24,15 @@ class JsonFields {
   // Required members.
   std::string text( const std::string & key );
   U32 number( const std::string & key, U32 low, U32 high );
-  // A list; `what` is expected of each element, and read by the caller.
+  // A list; the caller reads its elements.
   const std::vector< JsonNode > & list( const std::string & key );
 
-  // Members with a value of their own when they are absent.
+  // Optional members, with a default.
   std::string text( const std::string & key, const std::string & absent );
   U32 number( const std::string & key, U32 low, U32 high, U32 absent );
   bool flag( const std::string & key );  // absent: false
 
-  // The member, null when it is absent.
+  // Null if the member is absent.
   const JsonNode * find( const std::string & key );
 
   // Refuses members that were not read.
@@ -40,7 +40,7 @@ class JsonFields {
 
   [[noreturn]] void fail( U32 line, const std::string & message ) const;
   U32 line() const { return node_.line; }
-  // Line of a member, of the object when it is absent.
+  // Line of a member, or of the object if the member is absent.
   U32 line( const std::string & key ) const;
   const std::string & file() const { return file_; }
 
@@ -53,7 +53,7 @@ class JsonFields {
   std::set< std::string > read_;
 };
 
-// The value of a string node; throws InputError when it is not one, or has control characters,
+// Value of a string node. Throws InputError for another kind of node, and for control characters,
 // which would break the lines of reports.
 const std::string & jsonText( const std::string & file, const JsonNode & node );
 

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t depthMax = 32;
 
-// Feeds the parser and knows how far it has read.
+// Input of the parser; records how far it has read.
 struct CountingIterator {
   using iterator_category = std::forward_iterator_tag;
   using value_type = char;
@@ -120,7 +120,7 @@ class TreeBuilder : public nlohmann::json_sax< nlohmann::json > {
     node->line = line();
     return *node;
   }
-  // The parent of an open node does not grow before the node is closed, so that the pointer holds.
+  // The pointer stays valid: the parent of an open node does not grow until the node is closed.
   bool open( JsonNode::Kind kind ) {
     if ( open_.size() == depthMax )
       throw InputError( file_, line(), "nested too deeply" );

@@ -1,7 +1,6 @@
-// A JSON document that remembers on which line each value stands.
+// A JSON document with the line of each value.
 //
-// The parser of the JSON library does the parsing; this tree exists because its own values have no
-// place in the text, and a platform's author wants to know the line of a wrong one.
+// The JSON library parses; its own values do not know their line, which error messages name.
 #pragma once
 
 #include <string>

@@ -1,75 +1,59 @@
-// The rules that a platform's tables must keep.
+// Checks of a platform, from its data up to its chip.
 #include <fmt/core.h>
 
 #include <algorithm>
 #include <map>
 #include <set>
 
-#include "morvane/OvidTwin.h"
+#include "morvane/PlatformCheck.h"
 #include "morvane/TcamIds.h"
+#include "platform/ChipFit.h"
 #include "platform/PlatformModel.h"
-#include "shim/SdkCall.h"
-#include "softasic/SoftAsic.h"
 
 namespace Platform {
 
 namespace {
 
-constexpr U32 groupIdEnd = 256;  // some of the library's attributes are keyed by 8 bits
-
 std::optional< PlatformFault > checkGroups( const PlatformData & data ) {
-  std::set< U32 > ids;
-  for ( U32 i = 0; i < data.groups.size(); ++i ) {
-    const GroupData & group = data.groups[ i ];
-    if ( group.id >= groupIdEnd )
-      return PlatformFault{ fmt::format( "group id {} is not below {}", group.id, groupIdEnd ), i };
-    if ( !ids.insert( group.id ).second )
-      return PlatformFault{ fmt::format( "group {} is there twice", group.id ), i };
-    if ( group.qualifiers.empty() )
-      return PlatformFault{ fmt::format( "group {} matches nothing", group.id ), i };
-  }
+  for ( U32 i = 0; i < data.groups.size(); ++i )
+    if ( data.groups[ i ].qualifiers.empty() )
+      return PlatformFault{ fmt::format( "group {} matches nothing", data.groups[ i ].id ), i };
   return std::nullopt;
 }
 
-std::string reservationFault( const PlatformData & data, const ReservationData & user ) {
-  const GroupData * group = data.group( user.group );
-  if ( group == nullptr )
-    return fmt::format( "there is no group {}", user.group );
-  if ( ( user.size == 0 ) != ( user.strategy == Morvane::tcamAllocateUnbounded ) )
-    return user.size == 0 ? "this strategy needs a size" : "an unbounded share has no size";
-  if ( user.noStatsPerEntry && !group->noStatsPerEntry )
-    return fmt::format( "group {} keeps statistics per entry", user.group );
-  return {};
-}
-
-std::optional< PlatformFault > checkReservations( const PlatformData & data ) {
-  std::set< U32 > users;
-  for ( U32 i = 0; i < data.reservations.size(); ++i ) {
-    const ReservationData & user = data.reservations[ i ];
-    std::string what = reservationFault( data, user );
-    if ( what.empty() && !users.insert( user.assignment ).second )
-      what = fmt::format( "{} is there twice", enumName( user.assignment ) );
-    if ( !what.empty() )
-      return PlatformFault{ what, {}, i };
+// What start-up would assert. The first fault is reported.
+std::optional< PlatformFault > checkTables( const PlatformData & data, PlatformModel & model ) {
+  const Morvane::PlatformUnit unit = {
+      0,
+      data.chipInfo,
+      { data.chip.sharedByPipes, data.chip.secondCopy, data.chip.groupByPreselector } };
+  const auto faults = Morvane::platformTableFaults( model, { unit } );
+  if ( faults.empty() )
+    return std::nullopt;
+  const Morvane::PlatformTableFault & first = faults.front();
+  PlatformFault fault{ first.text() };
+  const auto blame = [ & ]( U32 id ) {
+    const GroupData * group = data.group( id );
+    if ( group != nullptr )
+      fault.group = static_cast< U32 >( group - data.groups.data() );
+  };
+  switch ( first.table ) {
+    case Morvane::PlatformTableFault::Table::groups:
+      fault.group = first.row;
+      break;
+    case Morvane::PlatformTableFault::Table::excludes:
+      blame( model.groupExcludes( first.row ).group );
+      break;
+    case Morvane::PlatformTableFault::Table::includes:
+      blame( model.groupIncludes( first.row ).group );
+      break;
+    case Morvane::PlatformTableFault::Table::reservations:
+      fault.reservation = first.row;
+      break;
+    case Morvane::PlatformTableFault::Table::units:
+      break;
   }
-  return std::nullopt;
-}
-
-std::optional< PlatformFault > checkRanges( const PlatformData & data ) {
-  const std::vector< EntryRange > ranges = entryRanges( data );
-  for ( U32 i = 0; i < ranges.size(); ++i ) {
-    if ( ranges[ i ].end > Morvane::entryNumberEnd )
-      return PlatformFault{ "entry ids beyond 24 bits", {}, i };
-    for ( U32 other = 0; other < i; ++other ) {
-      if ( ranges[ i ].first < ranges[ other ].end && ranges[ other ].first < ranges[ i ].end )
-        return PlatformFault{
-            fmt::format( "entry ids {} to {} overlap those of {}", ranges[ i ].first,
-                         ranges[ i ].end - 1, data.reservations[ other ].name ),
-            {},
-            i };
-    }
-  }
-  return std::nullopt;
+  return fault;
 }
 
 std::optional< PlatformFault > checkVlans( const PlatformData & data ) {
@@ -93,7 +77,8 @@ std::optional< PlatformFault > checkVlans( const PlatformData & data ) {
   return std::nullopt;
 }
 
-// The chip chooses ids from the top of the 24 bits down, at most one per row.
+// For unbounded reservations the chip chooses ids from the top of the 24 bits down, at most one per
+// row.
 std::optional< PlatformFault > checkChosenIds( const PlatformData & data ) {
   U32 rows = 0;
   for ( const SoftAsic::StageProfile & stage : data.chip.stages )
@@ -113,118 +98,6 @@ std::optional< PlatformFault > checkChosenIds( const PlatformData & data ) {
   }
   return std::nullopt;
 }
-
-// Makes what start-up makes in advance on a chip of the kind; all instances of a stage are alike,
-// so that pipe 0's first copy tells for all.
-class StartUpTrial {
- public:
-  explicit StartUpTrial( const PlatformData & data ) : data_( data ) {
-    chip_.addUnit( 0, data.chip );
-  }
-
-  std::optional< PlatformFault > run() {
-    const Shim::SdkLockGuard guard( chip_ );
-    const std::vector< EntryRange > ranges = entryRanges( data_ );
-    for ( U32 i = 0; i < ranges.size(); ++i ) {
-      const ReservationData & user = data_.reservations[ i ];
-      if ( !Morvane::doAllocAtBeginning(
-               user.strategy, user.group, data_.attributes.allocAtBeginning,
-               data_.attributes.pdpModeEnabled, data_.chip.allocAtBeginning ) )
-        continue;
-      if ( !hasGroup( *data_.group( user.group ) ) )
-        return PlatformFault{
-            fmt::format( "start-up makes group {}, which does not fit the chip", user.group ),
-            {},
-            i };
-      if ( !makeRange( user.group, ranges[ i ] ) &&
-           user.strategy == Morvane::tcamAllocateAtBeginning )
-        return PlatformFault{
-            fmt::format( "start-up makes {} entries, which do not fit the chip", user.size ),
-            {},
-            i };
-    }
-    return std::nullopt;
-  }
-
- private:
-  bool hasGroup( const GroupData & group ) {
-    if ( chip_.group( 0, group.id ) )
-      return true;
-    bcm_field_group_config_t config = {};
-    config.flags = BCM_FIELD_GROUP_CREATE_WITH_ID | BCM_FIELD_GROUP_CREATE_LARGE;
-    config.group = group.id;
-    config.qset = qualifierSet( group );
-    if ( chip_.bcm_field_group_config_create( 0, &config ) < 0 ) {
-      config.flags &= ~BCM_FIELD_GROUP_CREATE_LARGE;
-      if ( chip_.bcm_field_group_config_create( 0, &config ) < 0 )
-        return false;
-    }
-    return !data_.chip.groupByPreselector || hasPreselectors( group.id );
-  }
-
-  bcm_field_qset_t qualifierSet( const GroupData & group ) const {
-    bcm_field_qset_t qset = {};
-    for ( const U32 qualifier : group.qualifiers )
-      qset.add( qualifier );
-    for ( const U32 qualifier : group.excludes )
-      qset.remove( qualifier );
-    for ( const U32 qualifier : group.includes )
-      qset.add( qualifier );
-    if ( data_.chipInfo.extraQualifier != 0 )
-      qset.add( data_.chipInfo.extraQualifier );
-    Morvane::tcamGroupQsetExcludes( &qset, group.id, data_.chipInfo.excludeTtl,
-                                    data_.chipInfo.excludeRangeChecks,
-                                    data_.chip.groupByPreselector, data_.chip.secondCopy );
-    if ( data_.chip.secondCopy && qset.has( bcmFieldQualifyInPorts ) ) {
-      qset.remove( bcmFieldQualifyInPorts );
-      qset.add( bcmFieldQualifyInPortsClass );
-    }
-    if ( keepsTwins( qset ) )
-      qset.add( bcmFieldQualifyInPorts );
-    return qset;
-  }
-
-  // An entry of an ingress group that matches the outer VLAN is there twice.
-  bool keepsTwins( const bcm_field_qset_t & qset ) const {
-    return data_.chip.sharedByPipes && qset.has( bcmFieldQualifyOuterVlanId ) &&
-           !qset.has( bcmFieldQualifyStageLookup ) && !qset.has( bcmFieldQualifyStageEgress );
-  }
-
-  // One for every copy of an ingress group.
-  bool hasPreselectors( U32 group ) {
-    if ( chip_.group( 0, group )->stage != SoftAsic::StageKind::ifp )
-      return true;
-    for ( U32 copy = 0; copy < data_.chip.pipes * ( data_.chip.secondCopy ? 2 : 1 ); ++copy ) {
-      bcm_field_presel_t presel = 0;
-      if ( chip_.bcm_field_presel_create( 0, &presel ) < 0 )
-        return false;
-    }
-    return true;
-  }
-
-  // A chunk that does not fit leaves nothing.
-  bool makeRange( U32 group, const EntryRange & range ) {
-    const bool twins = keepsTwins( chip_.group( 0, group )->qset );
-    std::vector< U32 > made;
-    for ( U32 entry = range.first; entry < range.end; ++entry ) {
-      for ( const U32 id : { entry, Morvane::ovidTwinId( entry ) } ) {
-        if ( id != entry && !twins )
-          continue;
-        if ( chip_.bcm_field_entry_create_id( 0, group, id ) >= 0 ) {
-          made.push_back( id );
-          continue;
-        }
-        for ( const U32 done : made )
-          chip_.bcm_field_entry_destroy( 0, done );
-        return false;
-      }
-    }
-    return true;
-  }
-
-  const PlatformData & data_;
-  SoftAsic::SoftAsic chip_;
-};
 
 }  // namespace
 
@@ -248,15 +121,14 @@ std::optional< PlatformFault > checkPlatform( const PlatformData & data ) {
       return PlatformFault{ fmt::format( "loopback port {} does not exist", port ) };
   if ( auto fault = checkGroups( data ) )
     return fault;
-  if ( auto fault = checkReservations( data ) )
-    return fault;
   if ( auto fault = checkVlans( data ) )
     return fault;
-  if ( auto fault = checkRanges( data ) )
+  PlatformModel model( data );
+  if ( auto fault = checkTables( data, model ) )
     return fault;
   if ( auto fault = checkChosenIds( data ) )
     return fault;
-  return StartUpTrial( data ).run();
+  return checkChipFit( data, model );
 }
 
 }  // namespace Platform

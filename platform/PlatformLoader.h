@@ -1,8 +1,8 @@
 // Reads platforms from JSON files and from the texts built into the program.
 //
-// platform/README.md describes the files; platform/data/ holds three complete ones. Everything
-// is checked before a platform is returned: InputError, "FILE:LINE: what is wrong", otherwise.
-// Unknown keys are errors.
+// platform/README.md describes the files; platform/data/ holds three complete ones. A platform is
+// returned only if checkPlatform accepts it; otherwise InputError, "FILE:LINE: what is wrong", is
+// thrown. Unknown keys are errors.
 #pragma once
 
 #include <string>
@@ -12,10 +12,10 @@
 
 namespace Platform {
 
-// `file` is the name that messages use.
+// `file` is the name used in messages.
 PlatformData parsePlatform( const std::string & file, const std::string & text );
 
-// Reads a built-in platform by its name, or else a file.
+// A built-in platform by its name, otherwise a file.
 PlatformData loadPlatform( const std::string & nameOrFile );
 
 // Names of the platforms that are built in, smallest first.

@@ -30,7 +30,7 @@ PlatformModel::PlatformModel( PlatformData data ) : data_( std::move( data ) ) {
   }
 }
 
-// `lists_` was reserved for all of them, so that the addresses hold.
+// The address stays valid: `lists_` has room reserved for all lists.
 const U32 * PlatformModel::endedList( const std::vector< U32 > & qualifiers ) {
   std::vector< U32 > & list = lists_.emplace_back( qualifiers );
   list.push_back( bcmFieldQualifyCount );

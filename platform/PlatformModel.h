@@ -1,11 +1,11 @@
 // A switch model: the chip's profile and the group tables that the library starts from.
 //
 // Order of calls: fill a PlatformData (the loader does so from JSON, a test by hand), check it with
-// checkPlatform, make a PlatformModel of it, hand that to Morvane::platformIs and `data().chip` to
-// the software ASIC. A model serves every unit alike: all of them are of the one chip type.
+// checkPlatform, construct a PlatformModel from it, pass that to Morvane::platformIs and
+// `data().chip` to the software ASIC. All units have the one chip type.
 //
-// Invariants: the tables' addresses hold while the model lives, so that it is neither copied nor
-// moved. Start-up writes to the reservations' `group`; nothing else changes.
+// Invariants: table addresses stay valid while the model lives, so it can be neither copied nor
+// moved. Start-up writes `group` of the reservations; nothing else changes.
 //
 // Locks: none; used on the agent's activity thread.
 #pragma once
@@ -21,13 +21,13 @@ namespace Platform {
 
 using namespace Kiv::Integers;
 
-// Which packets a group is about.
+// Packets that a group matches.
 enum class GroupMatch { any, ipv4, ipv6 };
 
 struct GroupData {
   U32 id = 0;                     // below 256
   std::vector< U32 > qualifiers;  // SDK qualifier numbers, without an end mark
-  std::vector< U32 > excludes;    // taken away on this chip type
+  std::vector< U32 > excludes;    // removed on this chip type
   std::vector< U32 > includes;    // added on this chip type, after the excludes
   GroupMatch match = GroupMatch::any;
   bool noStatsPerEntry = false;
@@ -63,11 +63,10 @@ struct PlatformData {
   std::vector< ReservationData > reservations;
   std::vector< VlanData > vlans;  // of the sample agent's switch; a port is untagged in at most one
 
-  const GroupData * group( U32 id ) const;  // null when there is none
+  const GroupData * group( U32 id ) const;  // null if there is none
 };
 
-// What is wrong with a platform. `group`, `reservation` or `vlan` is the index of the culprit;
-// without any it is the chip.
+// A fault of a platform. At most one of the indices is set; without any, the chip is at fault.
 struct PlatformFault {
   std::string what;
   std::optional< U32 > group = {};
@@ -75,12 +74,12 @@ struct PlatformFault {
   std::optional< U32 > vlan = {};
 };
 
-// Checks what the library asserts or relies on: the chip can exist, group ids and users are unique,
-// every reservation's group exists, ranges of entry ids neither meet those of another group nor
-// leave 24 bits, and a port is untagged in one VLAN at most. Absent when all is well.
+// Returns the first fault: the chip's profile is invalid, the tables are inconsistent
+// (morvane/PlatformCheck.h), the group of a reservation does not fit the chip, or a port is
+// untagged in two VLANs. A platform without faults starts, and its groups can be created.
 std::optional< PlatformFault > checkPlatform( const PlatformData & data );
 
-// Entry ids of the bounded reservations, in table order: each begins where the group's last ended.
+// Entry ids of the reservations, in table order: ranges of one group follow each other.
 struct EntryRange {
   U32 first = 0;
   U32 end = 0;  // one past the last; equal to `first` for an unbounded reservation

@@ -8,7 +8,7 @@
 
 namespace Platform {
 
-// All throw InputError for what stands in the object itself; checkPlatform looks at the rest.
+// All throw InputError for faults within the object; checkPlatform checks the rest.
 GroupData readGroup( const std::string & file, const JsonNode & node );
 ReservationData readReservation( const std::string & file, const JsonNode & node );
 VlanData readVlan( const std::string & file, const JsonNode & node );

@@ -8,6 +8,8 @@
 namespace Shim {
 
 constinit Kiv::TraceHandle sdkTrace( "SdkShim" );
+const Kiv::TraceRegistration sdkTraceRegistration( sdkTrace );
+constinit thread_local bool inSdkCall = false;
 
 void traceSdkResult( const SdkCallSite & site, int rc ) {
   SNAPTRACE( bcmFpCmd, sdkTrace, 0 )

@@ -9,13 +9,12 @@
 //   int rc = SDK_CALL( bcm_field_range_create( unit, &id, ... ) );   the caller decides, and may
 //   SDK_RESULT( rc );                                                check the result afterwards
 //
-// and the text that is traced and printed is the argument as it stands there.
+// and the text that is traced and printed is the argument as written.
 //
-// Protocol, the same for every call: the arguments are evaluated; the activity lock is given up;
+// Protocol, the same for every call: the arguments are evaluated; the activity lock is released;
 // the SDK lock is taken; the call is made; the SDK lock is released, also when the call throws; the
-// activity lock is taken back; the call is traced; the result is checked. No state of a manager is
-// read or written between giving the activity lock up and taking it back, so that other activities
-// may change it meanwhile: look members up again afterwards.
+// activity lock is retaken; the call is traced; the result is checked. No state of a manager is
+// read or written while the activity lock is released.
 //
 // A fatal result writes one line to standard error, "FILE:LINE CALL API ERROR:TEXT (CODE)", and
 // ends the process in an assertion.
@@ -34,16 +33,16 @@
 
 namespace Shim {
 
-// Where a call stands in the source.
+// The place of a call in the source.
 struct SdkCallSite {
   const char * text;  // the call as written
   const char * file;  // relative to the project
   int line;
   const char * function;     // full signature of the enclosing function
-  const char * resultLabel;  // what stands before the result in the trace, " (rc:" or " (rv:"
+  const char * resultLabel;  // printed before the result in the trace, " (rc:" or " (rv:"
 };
 
-// A call whose arguments are evaluated and which is yet to be made.
+// A call whose arguments are evaluated; not made yet.
 template < class Call >
 struct SdkBoundCall {
   Call call;
@@ -74,13 +73,26 @@ class KIV_SCOPED_CAPABILITY SdkLockGuard {
   SdkShim & sdk_;
 };
 
+// Whether this thread is in an SDK call now, its locks included.
+[[gnu::tls_model( "initial-exec" )]] extern KIV_API constinit thread_local bool inSdkCall;
+
+// Marks the thread as being in an SDK call.
+class SdkCallMark {
+ public:
+  SdkCallMark() { inSdkCall = true; }
+  ~SdkCallMark() { inSdkCall = false; }
+  SdkCallMark( const SdkCallMark & ) = delete;
+  SdkCallMark & operator=( const SdkCallMark & ) = delete;
+};
+
 // Makes the call under the protocol and returns its result.
 template < class Call >
 int makeSdkCall( const SdkBoundCall< Call > & bound ) {
-  SdkShim & sdk = *sdk_;
+  SdkShim & sdk = sdkShim();
   Kiv::Lock & activity = Kiv::ActivityUnlockAnchor::lock();
-  activity.assertHeld();
+  activity.assumeHeld();
   const Kiv::UnlockAnchor anchor( activity );
+  const SdkCallMark mark;
   const SdkLockGuard guard( sdk );
   return bound.call( sdk );
 }
@@ -156,7 +168,7 @@ void callSdkUnchecked( const SdkCallSite & site, const SdkBoundCall< Call > & bo
     const int err = SDK_CALL( __VA_ARGS__ ); \
     KIV_ASSERT( err == BCM_E_NONE );         \
   } while ( false )
-// Checks the result of a call that was made before; the call's text is printed.
+// Checks the result of an earlier call; the call's text is printed.
 #define SDK_RESULT_OF( rc, ... ) \
   ::Shim::checkSdkResult( SDK_SITE( #__VA_ARGS__, " (" #rc ":" ), rc, ::Shim::tolerateNothing )
 // Checks a result that the caller keeps in a variable; its text is the variable's name.

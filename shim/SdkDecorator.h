@@ -1,9 +1,9 @@
-// A shim that stands before another one and sees every operation in a single hook.
+// A shim in front of another one that sees every operation in a single hook.
 //
 // Recorders, fault injectors and counters derive from SdkDecorator and override `around` only; an
 // operation that is added to the list reaches them without a line of theirs changing.
 //
-// Locks: those of the shim behind.
+// Locks: those of the next shim.
 #pragma once
 
 #include <concepts>

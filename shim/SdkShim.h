@@ -1,4 +1,4 @@
-// The one road to the ASIC: an interface with one virtual operation per SDK function.
+// The only access to the ASIC: an interface with one virtual operation per SDK function.
 //
 // The same managers run against hardware, against the software ASIC and against a recorder, because
 // all of them call through Shim::sdk_ and nothing else.
@@ -7,14 +7,15 @@
 // success (bcm_error_t). Chip queries return a property that never changes while the unit lives.
 //
 // Order of calls: the agent sets Shim::sdk_ before it constructs any manager and keeps the object
-// until the last manager is gone.
+// until the last manager is destroyed.
 //
 // Locks: operations are called with the SDK lock of the same object held and the activity lock
-// given up (shim/SdkCall.h does both). Chip queries and sdkErrorText need no lock.
+// released (shim/SdkCall.h does both). Chip queries and sdkErrorText need no lock.
 #pragma once
 
 #include <iosfwd>
 
+#include "kiv/Assert.h"
 #include "kiv/Export.h"
 #include "kiv/ThreadAnnotations.h"
 #include "kiv/Types.h"
@@ -49,7 +50,7 @@ class KIV_CAPABILITY( "SDK lock" ) KIV_API SdkShim {
   virtual void sdkLock() KIV_ACQUIRE() = 0;
   virtual void sdkUnlock() KIV_RELEASE() = 0;
 
-  // The SDK's text for a result code; never null, lives for ever.
+  // The SDK's text for a result code; never null, never freed.
   virtual const char * sdkErrorText( int rc ) const = 0;
 
 #define SDK_UNPACK( ... ) __VA_OPT__(, ) __VA_ARGS__
@@ -60,5 +61,11 @@ class KIV_CAPABILITY( "SDK lock" ) KIV_API SdkShim {
 
 // The agent's SDK; owned by the agent. Null until the agent sets it.
 extern KIV_API SdkShim * sdk_;
+
+// The agent's SDK; asserts that the agent has set it.
+inline SdkShim & sdkShim() {
+  KIV_ASSERT( sdk_ && "Shim::sdk_ has not been set" );
+  return *sdk_;
+}
 
 }  // namespace Shim

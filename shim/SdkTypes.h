@@ -2,7 +2,7 @@
 //
 // Plain structures with public fields; a value-initialised record ("= {}") is the SDK's initialised
 // record unless its comment says otherwise. Records that cross the shim have fixed sizes on 32-bit
-// and 64-bit builds; the checks stand below each of them.
+// and 64-bit builds; the checks follow each of them.
 #pragma once
 
 #include <cstdint>

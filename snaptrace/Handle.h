@@ -66,7 +66,7 @@ class KIV_API Handle {
   std::vector< std::string > lines() const;
 
   MtTraceFile * mtTraceFile() const { return mtTraceFile_.load( std::memory_order_acquire ); }
-  // Null goes back to the ring. The file before is closed.
+  // Null switches back to the ring. The previous file is closed.
   void mtTraceFileIs( std::unique_ptr< MtTraceFile > file );
 
  private:

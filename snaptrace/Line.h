@@ -80,7 +80,7 @@ class KIV_API Line {
   Kiv::LineBuffer line_;
 };
 
-// Lets a line stand in a conditional expression.
+// Lets a line be used in a conditional expression.
 struct LineVoid {
   void operator&( const Line & ) const {}
 };

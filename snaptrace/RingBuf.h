@@ -4,8 +4,8 @@
 //   std::memcpy( room, text, size );
 //   ring.endMsg();
 //
-// Invariants: each message stands in one piece. Recording allocates nothing. No message that is
-// being written is ever read.
+// Invariants: each message is contiguous. Recording allocates nothing. No message that is being
+// written is ever read.
 //
 // Locks: one inside, held from startMsg to endMsg; any thread may record and read. Nothing else
 // may be called between the two.
@@ -48,7 +48,7 @@ class KIV_API RingBuf {
 
  private:
   static constexpr U32 headerSize = sizeof( U32 );  // the message's size, or wrapMark
-  static constexpr U32 wrapMark = 0xffffffff;       // the next message stands at offset 0
+  static constexpr U32 wrapMark = 0xffffffff;       // the next message is at offset 0
 
   U32 headerAt( U32 offset ) const KIV_REQUIRES( lock_ );
   void headerIs( U32 offset, U32 header ) KIV_REQUIRES( lock_ );

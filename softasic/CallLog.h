@@ -1,10 +1,10 @@
-// A decorator that keeps a serial log of SDK calls and counts them by operation.
+// Shim decorator that logs SDK calls in order and counts them per operation.
 //
-// Put it in front of any shim: Shim::sdk_ = &log, with log made on the software ASIC. Only calls
-// that reach this object are seen; in front of a fault injector it sees the injected results too.
+// Install it on top of any shim, e.g. Shim::sdk_ = &log. It logs only the calls that reach it; on
+// top of a fault injector that includes the injected failures.
 //
-// Locks: writes happen inside SDK calls, under the SDK lock. Read, clear and keepRecords while no
-// other thread makes SDK calls.
+// Locking: written inside SDK calls, under the SDK lock. Use records, clear and keepRecords only
+// while no other thread makes SDK calls.
 #pragma once
 
 #include <array>
@@ -20,28 +20,27 @@ using namespace Kiv::Integers;
 struct CallRecord {
   Shim::SdkOp op;
   U32 unit;
-  U32 id;      // first id among the arguments, 0 when there is none
-  int rc;      // 0 for a call that threw
-  bool threw;  // left by an exception
+  U32 id;  // first id argument; 0: none
+  int rc;  // 0 if the call threw
+  bool threw;
   friend bool operator==( const CallRecord &, const CallRecord & ) = default;
 };
 
-// "bcm_field_entry_install unit 0 id 0x1000005 rc 0"; "threw" in place of the code.
+// "bcm_field_entry_install unit 0 id 0x1000005 rc 0". A call that threw ends in "threw".
 std::string callText( const CallRecord & record );
 
 class CallLog : public Shim::SdkDecorator {
  public:
   explicit CallLog( Shim::SdkShim & next ) : SdkDecorator( next ) {}
 
-  // Calls in the order in which they ended; empty while records are not kept.
+  // In completion order.
   const std::vector< CallRecord > & records() const { return records_; }
-  // Calls of one operation, and of all; failed calls included.
+  // Including failed calls.
   U64 count( Shim::SdkOp op ) const { return counts_[ static_cast< U32 >( op ) ]; }
   U64 total() const;
 
-  // Forgets records and counts.
   void clear();
-  // Whether records are kept; counts always are. Kept at first.
+  // Counting always continues.
   void keepRecords( bool keep ) { keep_ = keep; }
 
  protected:

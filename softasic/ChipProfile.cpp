@@ -123,7 +123,7 @@ std::map< U32, U32 > defaultKeyBits( const ChipProfile & chip, StageKind kind ) 
       { bcmFieldQualifyIcmpTypeCode, 16 },
   };
   if ( kind == StageKind::efp )
-    return bits;  // the key of an egress table has no ingress port
+    return bits;  // egress keys have no ingress port
   const bool perPipe = kind == StageKind::ifp && !chip.sharedByPipes;
   bits[ bcmFieldQualifyInPort ] = 8;
   if ( kind == StageKind::ifp && chip.rangeCheckers != 0 )

@@ -1,7 +1,7 @@
-// Chip and port controls: switches that the chip stores and shows, without an effect on its tables.
+// Chip and port controls. They are stored for inspection and have no effect on the tables.
 //
-// Chip rules: an unknown control is refused (-4), a port that the chip lacks too (-18). A control
-// that was never set is absent from the view.
+// Chip rules: BCM_E_PARAM for an unknown control, BCM_E_PORT for an invalid port. The view holds
+// only controls that were set.
 #pragma once
 
 #include "softasic/Inspection.h"

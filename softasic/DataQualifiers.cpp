@@ -54,7 +54,7 @@ bool holds( const bcm_field_data_ethertype_s & type, const PacketKey & key ) {
   return isIn( key.words[ metaWord ], keyEtherType ) && fieldOf( key, place ) == type.ethertype;
 }
 
-// Start of the base in the frame; absent: the packet lacks it.
+// Offset of the base in the frame; empty if the packet lacks it.
 std::optional< size_t > baseOf( const bcm_field_data_qualifier_s & record,
                                 const ParsedFrame & parsed ) {
   if ( record.offset_base == bcmFieldDataOffsetBasePacketStart )
@@ -64,7 +64,7 @@ std::optional< size_t > baseOf( const bcm_field_data_qualifier_s & record,
   return base == 0 ? std::nullopt : std::optional( base );
 }
 
-// The relative offset of the first description that holds; absent: the qualifier does not apply.
+// Relative offset of the first matching format or EtherType; empty: the qualifier does not apply.
 std::optional< size_t > relativeOffset( const DataQualifierView & qualifier,
                                         const PacketKey & key ) {
   for ( const bcm_field_data_packet_format_s & format : qualifier.formats )

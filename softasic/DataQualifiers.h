@@ -1,23 +1,24 @@
-// Data qualifiers: bytes at a chosen place of the packet that a group can match on.
+// Data qualifiers: user-defined fields, matched at a given offset from a packet header.
 //
 // Chip rules
-// - A unit has a pool of 4-byte chunks; a qualifier of 4, 8, 12 or 16 bytes takes as many as it is
-//   long, lowest free first. Ids are below 256, never 0, lowest free first. Too few chunks: -14. A
-//   chip without any: -16. Another length or base, an offset above 127, or a flag: -4.
-// - A qualifier applies to the packets that one of its packet formats or ether types describes, and
-//   to none while it has neither. Its bytes then begin at the base, plus its offset, plus the
-//   relative offset of the first description that holds, formats before ether types. The bases are
-//   the start of the frame, the first byte behind the Ethernet header and its tags, and the first
-//   byte behind the IP header and its extensions. A packet that lacks the base, or that ends before
-//   the last byte, has no value, and matches no rule that restricts the qualifier.
-// - The parser tells Ethernet II frames and outer IPv4 and IPv6 headers: other conditions than
-//   these, on tags, inner headers or tunnels, are refused (-16), as is an ether type below 0x0600
-//   (-4). All descriptions of a unit share one pool: -14. The same one twice: -8. Deleting one that
-//   is not there: -7. Both count from the next packet on.
-// - The bytes are in the keys of ingress tables only, and cost their length in key bits. A
-// qualifier
-//   in the set of a group that lives cannot be destroyed: -10. Destroying one destroys its
-//   descriptions. Unknown qualifier: -7.
+// - A unit has a pool of 4-byte chunks. A qualifier has 4, 8, 12 or 16 bytes and takes one chunk
+//   per 4 bytes, lowest free first. Ids are 1 to 255, lowest free first. BCM_E_RESOURCE if too few
+//   chunks are free, BCM_E_UNAVAIL if the chip has none, BCM_E_PARAM for another length or base, an
+//   offset above 127 or any flag.
+// - A qualifier applies to packets that match one of its packet formats or EtherTypes, and to none
+//   as long as it has neither. The field starts at base + offset + relative offset of the first
+//   match, formats before EtherTypes. The bases are the start of the frame, the first byte after
+//   the Ethernet header and its tags, and the first byte after the IP header and its extensions. If
+//   the packet lacks the base or ends within the field, the field is invalid and no rule that
+//   restricts it matches.
+// - The parser recognises Ethernet II frames and outer IPv4 and IPv6 headers. Formats with other
+//   conditions (tags, inner headers, tunnels) return BCM_E_UNAVAIL, an EtherType below 0x0600
+//   BCM_E_PARAM. All formats and EtherTypes of a unit share one pool (BCM_E_RESOURCE). A duplicate
+//   returns BCM_E_EXISTS, deleting an unknown one BCM_E_NOT_FOUND. Changes apply from the next
+//   packet on.
+// - Only ingress keys contain the field; it costs its length in key bits. Destroying a qualifier
+//   removes its formats and EtherTypes; BCM_E_BUSY while it is in the qualifier set of a group.
+//   BCM_E_NOT_FOUND for an unknown qualifier.
 #pragma once
 
 #include <map>
@@ -30,10 +31,10 @@ namespace SoftAsic {
 
 class DataQualifiers {
  public:
-  // Chunks and descriptions of the unit.
+  // Pool sizes of the unit.
   DataQualifiers( U32 chunks, U32 formats ) : chunks_( chunks ), freeFormats_( formats ) {}
 
-  // Writes the id into the record.
+  // Sets the id in `record`.
   int create( bcm_field_data_qualifier_s * record );
   int destroy( int id );
   int get( int id, bcm_field_data_qualifier_s * record ) const;
@@ -41,19 +42,19 @@ class DataQualifiers {
   int deleteFormat( int id, const bcm_field_data_packet_format_s * format );
   int addEtherType( int id, const bcm_field_data_ethertype_s * type );
   int deleteEtherType( int id, const bcm_field_data_ethertype_s * type );
-  // Adds the qualifier to a set; it may be in it.
+  // No-op if the set has the qualifier already.
   int addTo( bcm_field_qset_t * qset, int id ) const;
 
-  // Whether every data qualifier of the set exists.
+  // True if all data qualifiers of the set exist.
   bool exist( const bcm_field_qset_t & qset ) const;
-  // The fields of the set, all of which exist, by id; and the key bits that they cost.
+  // Fields of the set by id, and their cost in key bits. All must exist.
   std::vector< DataField > fields( const bcm_field_qset_t & qset ) const;
   U32 keyBits( const bcm_field_qset_t & qset ) const;
-  // A group begins or ends to match on the set.
+  // Reference counting by groups.
   void use( const bcm_field_qset_t & qset );
   void unuse( const bcm_field_qset_t & qset );
 
-  // Adds the packet's values of all qualifiers in use to its key.
+  // Adds the fields of all qualifiers in use to the key.
   void extract( ParsedFrame & parsed, const U8 * frame ) const;
 
   std::vector< DataQualifierView > views() const;
@@ -72,7 +73,7 @@ class DataQualifiers {
   template < class T >
   int undescribe( int id, std::vector< T > DataQualifierView::*list, const T * description );
 
-  std::vector< bool > chunks_;  // whether the chunk is taken
+  std::vector< bool > chunks_;  // true: allocated
   U32 freeFormats_;
   std::map< U32, Qualifier > qualifiers_;
 };

@@ -13,7 +13,7 @@ Rule & Entries::edit( Entry & entry ) {
   return *entry.pending;
 }
 
-// The highest number that is free; 0 when none is.
+// Highest free number; 0: none.
 U32 Entries::nextNumber( U32 instance ) {
   Numbers & numbers = numbers_[ instance >> 24 ];
   if ( !numbers.returned.empty() )

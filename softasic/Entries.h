@@ -1,22 +1,23 @@
-// The entries of a unit, by id, and their way through the three states.
+// Entries of a unit by id, and their states.
 //
 // Chip rules
-// - Created: the entry has a row, an empty rule, priority 0, and is enabled. No row: -14. Unknown
-//   group: -7. An id in use: -8. Id number 0, bits above the id, instance bits that differ from the
-//   group's, or, on a shared chip, a copy bit: -4. Where the chip chooses the id it takes the
-//   highest number free, from 0xFFFFFF down, with the group's instance bits; numbers that were
-//   given back are used again first. No number: -14.
-// - Installed: the rule as it stands is what packets match. Later changes of qualifiers and actions
-//   wait for the next install or reinstall. Reinstall and remove need an installed entry (-7);
-//   install works on one that is installed already, like reinstall.
-// - Enabled: an installed entry that is disabled keeps its row and matches nothing.
-// - Enable and priority count at once. Priority: 0 to 0x7FFFFFFF, else -4.
-// - A qualifier that the group does not have: -4.
-// - Copy: the rule (qualifiers and actions) as it stands now, not what is installed, nor priority,
-//   statistics or state. The groups must store the same key, else -4.
-// - Destroy: not while installed or with a statistics object or a policer (-10). It ends the rule's
-//   use of range checkers, as clearing the qualifiers does.
-// - Unknown entry: -7, for every operation.
+// - Create: the entry gets a row, an empty rule and priority 0, and is enabled. BCM_E_RESOURCE if
+//   no row is free, BCM_E_NOT_FOUND for an unknown group, BCM_E_EXISTS for an id in use.
+//   BCM_E_PARAM for id number 0, bits above the id, instance bits other than the group's, or a copy
+//   bit where the pipes share their tables. An id chosen by the chip has the group's instance bits
+//   and the highest free number, from 0xFFFFFF down; released numbers are reused first.
+//   BCM_E_RESOURCE if no number is free.
+// - Install: packets match the current rule. Later changes to qualifiers and actions take effect
+//   with the next install or reinstall. Reinstall and remove return BCM_E_NOT_FOUND unless the
+//   entry is installed; install acts as reinstall if it is.
+// - Enable: a disabled entry stays installed and keeps its row, but matches nothing.
+// - Enable and priority take effect at once. Priorities are 0 to 0x7FFFFFFF, else BCM_E_PARAM.
+// - BCM_E_PARAM for a qualifier that is not in the group's qualifier set.
+// - Copy takes the current rule (qualifiers and actions), not the installed one, and no priority,
+//   statistics or state. BCM_E_PARAM unless both groups have the same key layout.
+// - Destroy returns BCM_E_BUSY while the entry is installed or has a stat object or policer. It
+//   releases the range checkers, as does clearing the qualifiers.
+// - Every operation returns BCM_E_NOT_FOUND for an unknown entry.
 #pragma once
 
 #include <array>
@@ -47,21 +48,21 @@ class Entries {
   Entry * find( U32 id );
   const Entry * find( U32 id ) const { return const_cast< Entries * >( this )->find( id ); }
 
-  // In no order.
+  // Unordered.
   template < class F >
   void forEach( F && fn ) const {
     for ( const auto & [ id, entry ] : entries_ )
       fn( entry );
   }
 
-  // The entry's rule, to write to; it is the entry's own from then on.
+  // Copy on write: returns a rule that no other entry shares.
   static Rule & edit( Entry & entry );
 
  private:
-  // Numbers of one instance that the chip gives out by itself.
+  // Allocator of the id numbers of one instance.
   struct Numbers {
-    U32 lowest = idNumberMask + 1;  // numbers from here on have been given or passed over
-    std::set< U32 > returned;       // free numbers at or above `lowest`
+    U32 lowest = idNumberMask + 1;  // numbers from here up were allocated or skipped
+    std::set< U32 > returned;       // free numbers from `lowest` up
   };
 
   int add( Group & group, U32 id );
@@ -69,7 +70,7 @@ class Entries {
   bool idFits( const Group & group, U32 id ) const;
 
   bool sharedByPipes_;
-  std::unordered_map< U32, Entry > entries_;  // nodes stay in place
+  std::unordered_map< U32, Entry > entries_;  // node-based: addresses are stable
   std::array< Numbers, 8 > numbers_;          // by instance bits
 };
 

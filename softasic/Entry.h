@@ -13,8 +13,8 @@ class Slice;
 
 inline constexpr U32 entryPriorityMax = 0x7FFFFFFF;
 
-// Matching order in a group as one number, lower first: higher priority first, then the entry that
-// was created earlier. `serial` counts a group's creations, below 2^33.
+// Match order within a group as one number; lower wins. Higher priority first, then earlier
+// creation. `serial` counts the entries created in the group and stays below 2^33.
 inline U64 entryRank( U32 priority, U64 serial ) {
   return U64{ entryPriorityMax - priority } << 33 | serial;
 }
@@ -29,14 +29,14 @@ struct Entry : IndexItem {
   U32 id = 0;
   U32 stat = 0;     // 0: none
   U32 policer = 0;  // 0: none
-  U32 row = 0;      // physical row in its slice
+  U32 row = 0;      // physical row in the slice
   bool installed = false;
   bool enabled = true;
-  bool indexed = false;  // installed and enabled: can be matched
+  bool indexed = false;  // in the lookup: installed and enabled
   Slice * slice = nullptr;
   Group * group = nullptr;
-  std::shared_ptr< Rule > pending;          // what the next install takes
-  std::shared_ptr< const Rule > effective;  // what is installed; null while not installed
+  std::shared_ptr< Rule > pending;          // takes effect with the next install
+  std::shared_ptr< const Rule > effective;  // installed rule; null: not installed
 };
 
 }  // namespace SoftAsic

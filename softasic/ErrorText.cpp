@@ -1,4 +1,4 @@
-// Texts of the SDK's result codes.
+// Text of SDK result codes.
 #include "softasic/SoftAsic.h"
 
 namespace SoftAsic {

@@ -1,8 +1,7 @@
-// A decorator that makes chosen SDK calls fail, by a result code or by an exception.
+// Shim decorator that makes selected SDK calls fail with a result code or an exception.
 //
-// One fault is armed at a time. Calls that the fault's filters select are counted from 1; call
-// number `nth`, and the `times` - 1 selected ones after it, fail without reaching the chip. The
-// usual loop fails call 1, 2, 3 ... of a scenario until `fired` answers false:
+// One fault is armed at a time. Calls that match its filters are counted from 1; calls `nth` to
+// `nth` + `times` - 1 fail without reaching the chip. To fail every call of a scenario in turn:
 //
 //   for( U32 nth = 1;; ++nth ) {
 //     faults.arm( { .op = SdkOp::bcm_field_entry_create_id, .nth = nth, .rc = BCM_E_RESOURCE } );
@@ -10,7 +9,7 @@
 //     if( !faults.fired() ) break;
 //   }
 //
-// Locks: as CallLog; arm and read while no other thread makes SDK calls.
+// Locking: arm and read only while no other thread makes SDK calls.
 #pragma once
 
 #include <exception>
@@ -23,12 +22,12 @@ namespace SoftAsic {
 using namespace Kiv::Integers;
 
 struct Fault {
-  std::optional< Shim::SdkOp > op = {};  // absent: any operation
-  std::optional< U32 > unit = {};        // absent: any unit
-  std::optional< U32 > pipe = {};  // bits 24 and 25 of the call's id; absent: any. A call without
-                                   // a group or entry id counts as pipe 0.
-  U32 nth = 1;                     // first selected call that fails; 0 counts as 1
-  U32 times = 1;                   // selected calls that fail; 0: all from `nth` on
+  std::optional< Shim::SdkOp > op = {};  // empty: any operation
+  std::optional< U32 > unit = {};        // empty: any unit
+  // Bits 24 and 25 of the call's id; empty: any. Calls without a group or entry id are in pipe 0.
+  std::optional< U32 > pipe = {};
+  U32 nth = 1;    // first selected call that fails; 0 is taken as 1
+  U32 times = 1;  // selected calls that fail; 0: all from `nth` on
   int rc = BCM_E_INTERNAL;
   std::exception_ptr exception = nullptr;  // thrown instead of returning `rc`
 };
@@ -37,14 +36,14 @@ class FaultInjector : public Shim::SdkDecorator {
  public:
   explicit FaultInjector( Shim::SdkShim & next ) : SdkDecorator( next ) {}
 
-  // Replaces the armed fault and starts counting at 0.
+  // Replaces the armed fault and resets the counts.
   void arm( const Fault & fault );
-  // Lets every call through; `fired` and `selected` keep their answers.
+  // Keeps `fired` and `selected`.
   void disarm() { armed_ = false; }
 
-  // Whether a call failed since the last arm.
+  // True if a call failed since the last arm.
   bool fired() const { return fired_ != 0; }
-  // Selected calls since the last arm, failed ones included.
+  // Calls selected since the last arm, including failed ones.
   U64 selected() const { return selected_; }
 
  protected:

@@ -22,7 +22,7 @@ void Group::unindex( Entry & entry ) {
   entry.indexed = false;
 }
 
-// Calls fn( rule ) for what each entry holds, as it stands and as installed.
+// Calls fn( rule ) for the pending and the installed rule of each entry.
 template < class F >
 void Group::forEachRule( F && fn ) const {
   rows_.forEach( [ & ]( const Entry & entry ) {
@@ -32,30 +32,31 @@ void Group::forEachRule( F && fn ) const {
   } );
 }
 
-bool Group::needsMoreThan( const KeyLayout & layout ) const {
-  bool needs = false;
+bool Group::usesMoreThan( const KeyLayout & layout ) const {
+  bool uses = false;
   forEachRule( [ & ]( const Rule & rule ) {
     for ( U32 field = 0; field < keyFields().size(); ++field )
-      needs = needs || ( rule.has( field ) && !layout.has( field ) );
+      uses = uses || ( rule.has( field ) && !layout.has( field ) );
     for ( const DataField & field : layout_.data() )
-      needs = needs || ( rule.hasData( field ) && layout.data( field.id ) == nullptr );
+      uses = uses || ( rule.hasData( field ) && layout.data( field.id ) == nullptr );
   } );
-  return needs;
+  return uses;
 }
 
 void Group::setQualifiers( const bcm_field_qset_t & qset, KeyLayout layout ) {
-  std::unordered_map< const Rule *, std::shared_ptr< Rule > > moved;  // rules stay shared
-  const auto move = [ & ]( const auto & rule ) {
-    std::shared_ptr< Rule > & fresh = moved[ rule.get() ];
+  // Entries that share a rule still share it after the conversion.
+  std::unordered_map< const Rule *, std::shared_ptr< Rule > > converted;
+  const auto convert = [ & ]( const auto & rule ) {
+    std::shared_ptr< Rule > & fresh = converted[ rule.get() ];
     if ( fresh == nullptr )
-      fresh = std::make_shared< Rule >( rule->relaid( layout_, layout ) );
+      fresh = std::make_shared< Rule >( rule->convert( layout_, layout ) );
     return fresh;
   };
   TernaryIndex index( layout.size() );
   rows_.forEach( [ & ]( Entry & entry ) {
-    entry.pending = move( entry.pending );
+    entry.pending = convert( entry.pending );
     if ( entry.effective != nullptr )
-      entry.effective = move( entry.effective );
+      entry.effective = convert( entry.effective );
     if ( !entry.indexed )
       return;
     entry.key = entry.effective->key();

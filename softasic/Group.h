@@ -1,25 +1,25 @@
-// A group: a set of entries that match on the same qualifiers, in one instance of one stage.
+// A group: entries with the same qualifier set, in one instance of one stage.
 //
 // Chip rules
-// - The stage follows from the qualifier set: StageLookup means VFP, StageEgress EFP, StageIngress
-//   or none IFP; more than one: -4. A stage that the chip lacks, a qualifier that the stage cannot
-//   match, data qualifiers outside the IFP, or a key that fits in no wide mode: -16. Unknown data
-//   qualifiers: -7.
-// - Flags: WITH_ID takes the given id (in use: -8), else the chip takes the lowest free number from
-//   1 on, in the first instance. WITH_PORT limits the group to packets from `ports`, which must
-//   belong to the pipe of its instance (-18). WITH_MODE takes `mode`: mode 4 (per copy) goes with
-//   the flag PER_COPY, on ingress groups of chips with a second copy only (-16). An id with the
-//   copy bit needs that mode (-4). LARGE: SlicePool.h. Entries are ordered by priority with
-//   MANAGED_PRIO and without it.
-// - `preselset`: unknown preselectors: -7. A group with a set that is not empty is looked up only
-//   for packets that match one of its members.
-// - The action resolution id is not used: actions resolve by group priority.
-// - A group has one slice from its creation on. It cannot be destroyed while it has entries (-10).
-// - The qualifier set of a group that lives can be changed in place; entries keep their rules, and
-//   rows stay where they are. The stage must stay (-4). A key wider than the group was
-//   created with: -16 on a chip whose group keys are fixed. A qualifier that goes must be in no
-//   entry's rule, as it stands or as installed (-10). A key too wide for the slices that the group
-//   has, in its wide mode: -14. A narrower key keeps the wide mode. Refused, nothing has changed.
+// - The qualifier set selects the stage: StageLookup the VFP, StageEgress the EFP, StageIngress or
+//   none the IFP; BCM_E_PARAM for more than one. BCM_E_UNAVAIL if the chip lacks the stage, the
+//   stage lacks a qualifier, data qualifiers are used outside the IFP, or no wide mode fits the
+//   key. BCM_E_NOT_FOUND for unknown data qualifiers.
+// - Flags: WITH_ID takes the given id (BCM_E_EXISTS if in use); otherwise the chip takes the lowest
+//   free number from 1 up, in the first instance. WITH_PORT restricts the group to packets from
+//   `ports`, which must be in the pipe of its instance (BCM_E_PORT). WITH_MODE takes `mode`: mode 4
+//   (per copy) requires the flag PER_COPY and an ingress group on a chip with a second copy
+//   (BCM_E_UNAVAIL). An id with the copy bit requires that mode (BCM_E_PARAM). LARGE: see
+//   SlicePool.h. Entries are ordered by priority with or without MANAGED_PRIO.
+// - `preselset`: BCM_E_NOT_FOUND for unknown preselectors. If the set is not empty, only packets
+//   that match one of its preselectors are looked up in the group.
+// - The action resolution id is ignored: actions resolve by group priority.
+// - A group owns at least one slice. Destroy returns BCM_E_BUSY while the group has entries.
+// - The qualifier set can be changed in place: entries keep their rules and rows. BCM_E_PARAM if
+//   the stage changes. BCM_E_UNAVAIL, on chips with fixed group keys, if the key gets wider than at
+//   creation. BCM_E_BUSY if a pending or installed rule uses a removed qualifier. BCM_E_RESOURCE if
+//   the key no longer fits the group's slices in their wide mode. A narrower key keeps the wide
+//   mode. A failed change leaves the group unchanged.
 #pragma once
 
 #include "softasic/KeyLayout.h"
@@ -48,19 +48,19 @@ class Group {
   RowAllocator & rows() { return rows_; }
   const RowAllocator & rows() const { return rows_; }
 
-  // Whether an entry's rule sets something that is not in the layout.
-  bool needsMoreThan( const KeyLayout & layout ) const;
-  // Lays every entry's rule out anew; none needs more than the layout has.
+  // True if a rule uses a qualifier that the layout lacks.
+  bool usesMoreThan( const KeyLayout & layout ) const;
+  // Converts all rules to the layout, which has every qualifier they use.
   void setQualifiers( const bcm_field_qset_t & qset, KeyLayout layout );
 
-  // Number of the next entry that is created in the group.
+  // Serial number for entryRank().
   U64 nextSerial() { return serial_++; }
 
-  // Makes an entry matchable, or not; its rank and rule stay as they are while it is.
+  // Adds the entry to the lookup or removes it. Rank and rule must not change while it is in there.
   void index( Entry & entry );
   void unindex( Entry & entry );
 
-  // The entry that a packet matches, null when none does. Ports and preselectors are the caller's.
+  // Best match; null: none. The caller checks ports and preselectors.
   Entry * lookup( const PacketKey & key ) const;
 
  private:

@@ -36,7 +36,7 @@ bool comesBefore( const Group * a, const Group * b ) {
 
 }  // namespace
 
-// Key bits of a qualifier set; absent when the stage cannot match it.
+// Key bits of a qualifier set; empty if the stage does not support it.
 std::optional< U32 > Groups::keyBitsOf( const bcm_field_qset_t & qset,
                                         const StageTable & table ) const {
   if ( hasData( qset ) && table.kind != StageKind::ifp )
@@ -54,7 +54,7 @@ std::optional< U32 > Groups::keyBitsOf( const bcm_field_qset_t & qset,
   return sum;
 }
 
-// What a group needs of its slices; absent when its key fits none.
+// Slice requirements of a group; empty if its key fits no slice.
 std::optional< SliceDemand > Groups::demandOf( const bcm_field_group_config_t & config,
                                                const StageTable & table ) const {
   const std::optional< U32 > keyBits = keyBitsOf( config.qset, table );
@@ -88,14 +88,14 @@ int Groups::create( bcm_field_group_config_t * config ) {
   if ( !demand )
     return BCM_E_UNAVAIL;
   auto group = std::make_unique< Group >( wanted, *table, *demand, layoutOf( wanted.qset ) );
-  if ( const int rc = group->rows().begin(); rc < 0 )
+  if ( const int rc = group->rows().allocateFirstSlice(); rc < 0 )
     return rc;
   add( std::move( group ) );
   config->group = wanted.group;
   return BCM_E_NONE;
 }
 
-// Enters a group that has its first slice into the books.
+// Records a group that owns its first slice.
 void Groups::add( std::unique_ptr< Group > group ) {
   presels_.use( group->config().preselset );
   data_.use( group->config().qset );
@@ -145,7 +145,7 @@ int Groups::destroy( U32 id ) {
     return BCM_E_NOT_FOUND;
   if ( group->rows().usedRows() != 0 )
     return BCM_E_BUSY;
-  group->rows().end();
+  group->rows().releaseSlices();
   presels_.unuse( group->config().preselset );
   data_.unuse( group->config().qset );
   auto & order = group->table().groups;
@@ -167,7 +167,7 @@ int Groups::setQualifiers( U32 id, const bcm_field_qset_t & qset ) {
   if ( !keyBits || ( chip_.fixedGroupKeys && *keyBits > group->keyBitsAtCreation() ) )
     return BCM_E_UNAVAIL;
   KeyLayout layout = layoutOf( qset );
-  if ( group->needsMoreThan( layout ) )
+  if ( group->usesMoreThan( layout ) )
     return BCM_E_BUSY;
   if ( !group->rows().setKeyBits( *keyBits ) )
     return BCM_E_RESOURCE;

@@ -1,4 +1,4 @@
-// The groups of a unit, by id. Group.h tells the rules.
+// Groups of a unit by id. See Group.h for the chip rules.
 #pragma once
 
 #include <map>
@@ -13,12 +13,12 @@ namespace SoftAsic {
 
 class Groups {
  public:
-  // The objects outlive this one.
+  // The arguments must outlive this object.
   Groups( const ChipProfile & chip, const Ports & ports, Presels & presels, DataQualifiers & data,
           StageTables & tables )
       : chip_( chip ), ports_( ports ), presels_( presels ), data_( data ), tables_( tables ) {}
 
-  // Writes the id that it chose into a configuration that gives none.
+  // Sets the id in `config` if the chip chooses it.
   int create( bcm_field_group_config_t * config );
   int destroy( U32 id );
   int setQualifiers( U32 id, const bcm_field_qset_t & qset );

@@ -1,13 +1,13 @@
-// Group and entry ids of the chip: a 24-bit number with the table instance above it.
+// Group and entry ids: a 24-bit number with the table instance in the bits above.
 //
 //   bits 0-23 number, bits 24-25 pipe, bit 26 copy within the pipe, bits 27-31 zero
 //
 // Chip rules
-// - Ingress (IFP) tables exist per pipe and copy: a group's bits choose its instance, and the
-//   entries of a group carry the same bits. A pipe or a copy that the chip lacks: -4.
-// - Tables that exist once (VFP, EFP, and all tables of a chip that shares them between pipes) have
-//   groups without instance bits. On a shared chip entry ids may have pipe bits all the same; they
-//   only tell entries of one group apart.
+// - Ingress (IFP) tables exist per pipe and copy: the bits of a group id select the instance, and
+//   entry ids have the bits of their group. BCM_E_PARAM for a pipe or copy that the chip lacks.
+// - Group ids of single-instance tables (VFP, EFP, and all tables if the pipes share them) have no
+//   instance bits. With shared tables entry ids may still have pipe bits, which only make them
+//   distinct.
 #pragma once
 
 #include "kiv/Types.h"

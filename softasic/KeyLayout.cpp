@@ -39,7 +39,7 @@ static_assert( std::is_sorted( std::begin( fields ), std::end( fields ),
                                  return a.qualifier < b.qualifier;
                                } ) );
 
-// Stored order: the words that tell rules apart best come first, for an early mismatch.
+// Most selective words first, so that a compare fails early.
 constexpr U8 storedOrder[] = { 0,  1,  6,  8,  7,  9,  2,  3,  4,  5,  15, 16,
                                17, 18, 19, 20, 21, 22, 14, 10, 11, 12, 13 };
 static_assert( std::size( storedOrder ) == keyWords );
@@ -78,7 +78,7 @@ KeyLayout::KeyLayout( const bcm_field_qset_t & qset, U32 ports, std::vector< Dat
     const U32 fieldWords = field.word == portsWord ? portWords_ : std::max( 1U, field.bits / 64U );
     for ( U32 word = 0; word < fieldWords; ++word )
       used[ field.word + word ] = true;
-    // What a range check demands depends on the checker.
+    // The checker determines which validity bits a range check requires.
     if ( field.needs != 0 || field.word == checkWord )
       used[ metaWord ] = true;
   }

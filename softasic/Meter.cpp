@@ -10,7 +10,7 @@ constexpr U64 tokensPerBit = 1'000'000;
 constexpr U64 tokensPerKilobit = 1000 * tokensPerBit;
 constexpr U32 knownPolicerFlags = BCM_POLICER_WITH_ID | BCM_POLICER_COLOR_BLIND;
 
-// What a rate in kilobits per second makes in some nanoseconds, as far as there is room.
+// Tokens that a rate in kbit/s adds in `nanoseconds`, at most `room`.
 U64 gain( U32 rate, U64 nanoseconds, U64 room ) {
   if ( rate == 0 )
     return 0;

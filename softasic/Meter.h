@@ -2,15 +2,13 @@
 //
 //   mode        buckets                      green           yellow         red
 //   Committed   C                            C has tokens    never          else
-//   SrTcm       C; E takes what C overflows  C has tokens    E has tokens   else       (RFC 2697)
-//   TrTcm       C, P, filled each by itself  P and C have    only P has     P has not  (RFC 2698)
+//   SrTcm       C; its overflow fills E      C has tokens    E has tokens   else       (RFC 2697)
+//   TrTcm       C, P, filled independently   P and C have    only P has     P has not  (RFC 2698)
 //
-// A packet takes its whole frame length out of the buckets that coloured it, or nothing. Buckets
-// are full at first. A colour that the packet has already is never bettered, unless the policer is
-// colour-blind.
+// A packet consumes its whole frame length from the buckets that set its colour, or nothing.
+// Buckets start full. A colour-aware policer never improves a packet's colour.
 //
-// Exact: tokens are integers of a millionth of a bit, of which a rate of one kilobit per second
-// makes one each nanosecond.
+// Tokens are integers in units of 1e-6 bit: 1 kbit/s adds exactly one per nanosecond.
 #pragma once
 
 #include "kiv/Types.h"
@@ -20,15 +18,15 @@ namespace SoftAsic {
 
 using namespace Kiv::Integers;
 
-enum class Colour : U8 { green, yellow, red };  // in the order from good to bad
+enum class Colour : U8 { green, yellow, red };  // best first
 
 class Meter {
  public:
-  // False: an unknown mode or flag; a committed burst of 0 (in SrTcm: both bursts 0); in TrTcm a
-  // peak burst of 0 or a peak rate below the committed one.
+  // False for an unknown mode or flag, a committed burst of 0 (SrTcm: both bursts 0) or, in TrTcm,
+  // a peak burst of 0 or a peak rate below the committed rate.
   static bool accepts( const bcm_policer_config_t & config );
 
-  // `config` is acceptable; `now` is in nanoseconds and never goes back.
+  // Requires accepts( config ). `now` is in nanoseconds and never decreases.
   Meter( const bcm_policer_config_t & config, U64 now );
 
   Colour mark( Colour before, U64 bytes, U64 now );

@@ -33,7 +33,7 @@ enum IpProtocol : U8 {
   protoDestinationOptions = 60,
 };
 
-// The rest of a frame; `size` may shrink to what a length field allows.
+// Unparsed rest of a frame; `size` shrinks to the length given by a length field.
 struct Bytes {
   const U8 * data;
   size_t size;
@@ -54,7 +54,7 @@ bool isExtension( U8 protocol ) {
          protocol == protoAuthentication || protocol == protoDestinationOptions;
 }
 
-// Length of the extension header at the start of `rest`; 0 when it is cut off before its length.
+// Length of the extension header at the start of `rest`; 0 if truncated before its length field.
 size_t extensionLength( U8 protocol, const Bytes & rest ) {
   if ( rest.size < 8 )
     return 0;
@@ -67,7 +67,7 @@ size_t extensionLength( U8 protocol, const Bytes & rest ) {
 
 class Parser {
  public:
-  // Both outlive the parser; the result is empty.
+  // Both must outlive the parser. `result` is empty.
   Parser( Bytes frame, ParsedFrame & result )
       : frame_( frame ), result_( result ), key_( result.key ) {}
   void parse();
@@ -76,7 +76,7 @@ class Parser {
   void put( U32 qualifier, U64 value );
   void putAddress( U32 qualifier, const Bytes & bytes, size_t at );
   void valid( U32 bits ) { key_.words[ metaWord ] |= bits; }
-  // Offset in the frame of the bytes at the start of `rest`.
+  // Offset of `rest` in the frame.
   size_t offset( const Bytes & rest ) const {
     return static_cast< size_t >( rest.data - frame_.data );
   }
@@ -117,7 +117,7 @@ void Parser::parse() {
     if ( type != etherVlan && type != etherServiceVlan )
       break;
     if ( rest.size < 6 )
-      return;  // the tag, or the type behind it, is cut off
+      return;  // the tag or the type after it is truncated
     parseTag( rest, tags == 1 );
     rest = rest.from( 4 );
   }
@@ -177,7 +177,7 @@ void Parser::parseIpv6( Bytes ip ) {
   ip.size = std::min( ip.size, ipv6Bytes + ip.u16( 4 ) );
   U8 protocol = ip.u8( 6 );
   Bytes rest = ip.from( ipv6Bytes );
-  bool first = true;  // `rest` begins with the first bytes behind the extensions
+  bool first = true;  // `rest` starts with the first bytes after the extensions
   for ( U32 extensions = 0; first && isExtension( protocol ); ++extensions ) {
     const size_t length = extensionLength( protocol, rest );
     if ( length == 0 || length > rest.size || extensions == extensionsMax )
@@ -192,8 +192,7 @@ void Parser::parseIpv6( Bytes ip ) {
     parseL4( protocol, rest );
 }
 
-// Notes a packet's place among the fragments of a datagram; false for a later one, which holds no
-// L4 header.
+// Sets the fragment bits; false for a fragment other than the first, which has no L4 header.
 bool Parser::parseFragment( U16 offset, bool moreFragments ) {
   if ( offset != 0 || moreFragments )
     valid( keyFragment );

@@ -7,7 +7,7 @@ namespace SoftAsic {
 
 namespace {
 
-// What is decided in the stage so far; groups come by falling priority.
+// Actions resolved so far in the stage; groups are visited by descending priority.
 struct StageDecision {
   bool forwarding = false;  // drop or permit
   bool redirect = false;
@@ -81,8 +81,8 @@ void Pipeline::runStage( const StageTable & table, const Packet & packet, Verdic
   }
 }
 
-// A frame that breaks off before its type is neither tagged nor untagged.
-bool Pipeline::seenAsVlan0( StageKind stage, const ParsedFrame & parsed ) const {
+// A frame truncated before its type field is neither tagged nor untagged.
+bool Pipeline::treatAsPriorityTagged( StageKind stage, const ParsedFrame & parsed ) const {
   return parts_.profile.sharedByPipes && stage == StageKind::ifp && parsed.l3 != 0 &&
          !hasOuterTag( parsed.key );
 }
@@ -90,14 +90,14 @@ bool Pipeline::seenAsVlan0( StageKind stage, const ParsedFrame & parsed ) const 
 Verdict Pipeline::run( U32 port, const U8 * frame, size_t length, U64 now ) {
   ParsedFrame parsed = parseFrame( frame, length );
   setIngressPort( parsed.key, port );
-  parts_.ranges.answer( parsed.key, length );
+  parts_.ranges.evaluate( parsed.key, length );
   parts_.data.extract( parsed, frame );
   Verdict verdict;
   for ( const StageKind stage : { StageKind::vfp, StageKind::ifp, StageKind::efp } ) {
-    const bool vlan0 = seenAsVlan0( stage, parsed );
+    const bool vlan0 = treatAsPriorityTagged( stage, parsed );
     if ( vlan0 ) {
       setOuterTag( parsed.key, true );
-      parts_.ranges.answer( parsed.key, length );
+      parts_.ranges.evaluate( parsed.key, length );
     }
     if ( const StageTable * table = parts_.tables.forPort( stage, parts_.ports, port ) )
       runStage( *table, { parsed.key, port, length, now }, verdict );

@@ -1,20 +1,21 @@
-// The way of a packet through the stages.
+// Packet processing: lookup and action resolution, stage by stage.
 //
 // Chip rules
-// - Stages in order: VFP, IFP, EFP. In a stage the instance that serves the ingress port is looked
-//   up, and in it every group whose ports and preselectors admit the packet. In each group the best
-//   entry that is installed and enabled wins and its statistics object counts the packet.
-// - Where one field processor serves all pipes, its IFP stage sees an untagged packet as one with a
-//   tag of VLAN 0 and priority 0, whatever the VLAN of its port. Everywhere else a VLAN field
-//   matches tagged packets only.
-// - A winner's policer colours the packet. All policers of a stage see the colour that the packet
-//   had before the stage, green at first; it leaves with the worst that they gave. A packet that is
-//   red for an entry is dropped, whatever other groups permit, and gets no other action of it.
-// - Actions of the winners of a stage resolve by group priority (equal: the lower group id first):
-//   the highest group with a drop or a permit decides between these two, the highest one with a
-//   redirect gives the ports; copies to the processor and egress masks add up.
-// - A drop counts at the end of its stage: later stages do not see the packet. A later stage's
-//   redirect replaces an earlier one's.
+// - Stages in order: VFP, IFP, EFP. Each stage looks up the instance of the ingress port, in every
+//   group whose ports and preselectors admit the packet. In each group the best installed and
+//   enabled entry wins, and its stat object counts the packet.
+// - Where the pipes share their tables, the IFP treats an untagged packet as priority-tagged (VLAN
+//   0, priority 0), whatever the VLAN of its port. Everywhere else VLAN fields match tagged packets
+//   only.
+// - A winner's policer colours the packet. All policers of a stage see the colour from before the
+//   stage, initially green; the worst result becomes the packet's colour. If an entry's policer
+//   returns red, the packet is dropped, even if another group permits it, and the entry's other
+//   actions do not apply.
+// - Actions of a stage's winners resolve by group priority, ties by lower group id. The first group
+//   with a drop or permit decides between the two, the first one with a redirect sets the ports;
+//   copies to the CPU and egress masks accumulate.
+// - A drop takes effect at the end of its stage: later stages do not see the packet. A redirect
+//   replaces that of an earlier stage.
 #pragma once
 
 #include "softasic/Groups.h"
@@ -27,7 +28,7 @@ namespace SoftAsic {
 
 class Pipeline {
  public:
-  // What a packet passes; all of it outlives this object.
+  // All must outlive the pipeline.
   struct Parts {
     const ChipProfile & profile;
     const Ports & ports;
@@ -40,7 +41,7 @@ class Pipeline {
   };
   explicit Pipeline( const Parts & parts ) : parts_( parts ) {}
 
-  // `port` is one of the unit's; `now` is the time of its arrival, in nanoseconds.
+  // `port` is valid; `now`: arrival time in nanoseconds.
   Verdict run( U32 port, const U8 * frame, size_t length, U64 now );
 
  private:
@@ -53,7 +54,7 @@ class Pipeline {
 
   bool admits( const Group & group, U32 port ) const;
   void runStage( const StageTable & table, const Packet & packet, Verdict & verdict );
-  bool seenAsVlan0( StageKind stage, const ParsedFrame & parsed ) const;
+  bool treatAsPriorityTagged( StageKind stage, const ParsedFrame & parsed ) const;
 
   Parts parts_;
 };

@@ -44,6 +44,16 @@ int Policers::set( U32 id, const bcm_policer_config_t * config, U64 now ) {
   return BCM_E_NONE;
 }
 
+int Policers::get( U32 id, bcm_policer_config_t * config ) const {
+  const auto policer = policers_.find( id );
+  if ( policer == policers_.end() )
+    return BCM_E_NOT_FOUND;
+  if ( config == nullptr )
+    return BCM_E_PARAM;
+  *config = policer->second.meter.config();
+  return BCM_E_NONE;
+}
+
 int Policers::destroy( U32 id ) {
   const auto policer = policers_.find( id );
   if ( policer == policers_.end() )

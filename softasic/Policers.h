@@ -1,19 +1,18 @@
-// Policers: meters that entries share, and that drop what goes beyond their rates.
+// Policers: meters that drop red packets, and that entries can share.
 //
 // Chip rules
-// - Every pipe has a pool of its own, whose ids carry the pipe in bits 24 and 25; a chip whose
-//   tables are shared by all pipes has one pool. The number in an id is 1 up to the pool's size.
-//   Pool empty: -14. A chip without policers: -16.
-// - The chip chooses the lowest free number of pipe 0. BCM_POLICER_WITH_ID takes the given id,
-// which
-//   is the way to the pools of other pipes: one that names no policer -4, one in use -8.
-// - A configuration that Meter.h does not accept: -4. Setting a configuration starts the buckets
-//   anew, full; it takes the with-id flag and does nothing about it.
-// - An entry has one policer, at level 0 (others: -4), of the pipe of its table; tables that exist
-//   once use pipe 0's. A second one: -8. One of another pipe: -4. Detaching where there is none:
-//   -7; detaching all: fine. Several entries can share a policer. Attaching and detaching count at
-//   once.
-// - A policer that is attached cannot be destroyed (-10). Unknown policer: -7.
+// - Each pipe has a pool, and policer ids have the pipe in bits 24 and 25; chips whose pipes share
+//   their tables have one pool. The number in an id is 1 to the pool size. BCM_E_RESOURCE if the
+//   pool is empty, BCM_E_UNAVAIL if the chip has no policers.
+// - The chip chooses the lowest free number of pipe 0. BCM_POLICER_WITH_ID takes the given id and
+//   is the only way to use the pools of other pipes: BCM_E_PARAM for an invalid id, BCM_E_EXISTS
+//   for one in use.
+// - BCM_E_PARAM for a configuration that Meter::accepts rejects. A new configuration refills the
+//   buckets. Set ignores the with-id flag.
+// - An entry has at most one policer (BCM_E_EXISTS), at level 0 and in the pipe of its table
+//   (BCM_E_PARAM); single-instance tables use pipe 0. Detach returns BCM_E_NOT_FOUND if none is
+//   attached, detach-all does not. Attach and detach take effect at once.
+// - BCM_E_BUSY for destroying an attached policer, BCM_E_NOT_FOUND for an unknown one.
 #pragma once
 
 #include <map>
@@ -30,14 +29,15 @@ class Policers {
 
   int create( bcm_policer_config_t * config, U32 * id, U64 now );
   int set( U32 id, const bcm_policer_config_t * config, U64 now );
+  int get( U32 id, bcm_policer_config_t * config ) const;
   int destroy( U32 id );
 
-  // `pipe` is that of the entry's table.
+  // `pipe`: pipe of the entry's table.
   int attach( Entry & entry, U32 pipe, int level, U32 id );
   int detach( Entry & entry, int level );
   int detachAll( Entry & entry );
 
-  // Colours a packet that an entry of the policer won; the policer exists.
+  // The policer must exist.
   Colour mark( U32 id, Colour before, U64 bytes, U64 now ) {
     return policers_.find( id )->second.meter.mark( before, bytes, now );
   }
@@ -52,11 +52,11 @@ class Policers {
  private:
   struct Policer {
     Meter meter;
-    U32 users = 0;  // entries
+    U32 users = 0;  // attached entries
   };
 
   int chooseId( U32 & id ) const;
-  bool names( U32 id ) const;  // whether the id is one of the pools'
+  bool names( U32 id ) const;  // true if the id is within a pool
 
   U32 pools_;
   U32 perPool_;

@@ -1,10 +1,10 @@
-// The ports of a unit, and the table instance that serves each.
+// Ports of a unit and their mapping to table instances.
 //
 // Chip rules
-// - Ports count from 0; pipe p has the ports p * portsPerPipe up to the next pipe's first.
-// - On a chip with a second copy the lower half of a pipe's ports is looked up in copy 0 and the
-//   upper half in copy 1; with an odd number of ports the middle one belongs to copy 0.
-// - The source class of a port is the number of its pipe.
+// - Ports are numbered from 0; pipe p has portsPerPipe ports from p * portsPerPipe on.
+// - With a second copy, packets from the lower half of a pipe's ports are looked up in copy 0, from
+//   the upper half in copy 1; the middle one of an odd number of ports uses copy 0.
+// - The source class of a port is its pipe number.
 #pragma once
 
 #include "shim/SdkTypes.h"
@@ -12,7 +12,6 @@
 
 namespace SoftAsic {
 
-// Whether every port of `inner` is in `outer`.
 bool isSubset( const bcm_pbmp_t & inner, const bcm_pbmp_t & outer );
 
 class Ports {
@@ -27,7 +26,7 @@ class Ports {
   }
   U32 classOf( U32 port ) const { return pipeOf( port ); }
 
-  // All ports, and each pipe's; pipes that the chip lacks have none.
+  // Pipes that the chip lacks have no ports.
   const bcm_port_config_t & config() const { return config_; }
 
  private:

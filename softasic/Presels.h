@@ -1,11 +1,12 @@
-// Preselectors: conditions on a packet's source that choose whether a group is looked up.
+// Preselectors: conditions on a packet's source that enable the lookup in a group.
 //
 // Chip rules
-// - A unit has at most 128; ids are given lowest first. None free: -14. A chip without any: -16.
-// - A preselector has a stage and a source condition: the ingress port is in `ports`, and its class
-//   equals the data under the mask. What is not qualified does not restrict. Both can be changed
-//   while groups use the preselector; the change counts from the next packet on.
-// - One that a group answers to cannot be destroyed: -10.
+// - At most 128 per unit, lowest free id first. BCM_E_RESOURCE if none is free, BCM_E_UNAVAIL if
+//   the chip has none.
+// - A preselector has a stage and a source condition: the ingress port is in `ports` and its class
+//   matches data and mask. Conditions that are not set do not restrict. Both can be changed while
+//   in use; changes apply from the next packet on.
+// - BCM_E_BUSY for destroying a preselector that is in a group's set.
 #pragma once
 
 #include <array>
@@ -23,17 +24,17 @@ class Presels {
 
   int create( U32 * id );
   int destroy( U32 id );
-  // These two take the id without BCM_FIELD_QUALIFY_PRESEL.
+  // `id` is without BCM_FIELD_QUALIFY_PRESEL.
   int qualifyStage( U32 id, bcm_field_stage_t stage );
   int qualifySource( U32 id, const bcm_pbmp_t & ports, U32 classData, U32 classMask );
 
-  // Whether every preselector of the set exists.
+  // True if all preselectors of the set exist.
   bool exist( const bcm_field_presel_set_t & set ) const;
-  // A group begins or ends to answer to the set, all of which exist.
+  // Reference counting by groups. All preselectors of the set must exist.
   void use( const bcm_field_presel_set_t & set );
   void unuse( const bcm_field_presel_set_t & set );
 
-  // Whether one of the set matches a packet from `port` in a stage.
+  // True if a preselector of the set matches.
   bool matches( const bcm_field_presel_set_t & set, StageKind stage, U32 port,
                 const Ports & ports ) const;
 

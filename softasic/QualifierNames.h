@@ -1,4 +1,4 @@
-// Names of the SDK's qualifiers as platform files write them: the enumerator without its prefix.
+// Qualifier names used in platform files: the SDK enumerator without its prefix.
 #pragma once
 
 #include <optional>
@@ -10,9 +10,9 @@ namespace SoftAsic {
 
 using namespace Kiv::Integers;
 
-// Absent for a name that no qualifier has.
+// Empty for an unknown name.
 std::optional< U32 > qualifierNumber( const std::string & name );
-// Null for a number that no qualifier has.
+// Null for an unknown number.
 const char * qualifierName( U32 number );
 
 }  // namespace SoftAsic

@@ -9,7 +9,7 @@ namespace {
 
 constexpr struct {
   U32 flag;
-  U32 qualifier;  // bcmFieldQualifyCount: the length of the frame
+  U32 qualifier;  // bcmFieldQualifyCount: the frame length
   U32 max;
 } rangeFields[] = {
     { BCM_FIELD_RANGE_SRCPORT, bcmFieldQualifyL4SrcPort, 0xFFFF },
@@ -54,7 +54,7 @@ RangeUse RangeCheckers::find( U32 id ) const {
   return id == 0 || id > checkers_.size() ? nullptr : checkers_[ id - 1 ];
 }
 
-void RangeCheckers::answer( PacketKey & key, size_t length ) const {
+void RangeCheckers::evaluate( PacketKey & key, size_t length ) const {
   const U64 valid = key.words[ metaWord ];
   forEach( [ & ]( const RangeChecker & checker ) {
     if ( ( valid & checker.needs() ) != checker.needs() )

@@ -1,15 +1,15 @@
-// Range checkers: comparators of a packet field with an interval, shared by the rules of a unit.
+// Range checkers: compare a packet field with an interval; shared by the rules of a unit.
 //
 // Chip rules
-// - A unit has one pool; ids are 1 up to the pool's size, lowest free first. None free: -14. A chip
-//   without any: -16.
-// - A checker looks at one field (BCM_FIELD_RANGE_...) and answers yes when the packet has the
-//   field and its value lies in [low, high]. Not exactly one field, an unknown flag, low above
-//   high, or high above what the field can hold: -4.
-// - The answers to a packet are key bits, one per checker, in the keys of ingress groups that match
-//   on RangeCheck. A rule that qualifies on a checker demands its bit and the field; an inverted
-//   one demands the field and that the bit is not set. Several checkers of one rule must all agree.
-// - A checker that a rule uses, as qualified now or as installed, cannot be destroyed: -10.
+// - One pool per unit; ids are 1 to the pool size, lowest free first. BCM_E_RESOURCE if none is
+//   free, BCM_E_UNAVAIL if the chip has none.
+// - A checker compares one field (BCM_FIELD_RANGE_...) and hits if the packet has the field and its
+//   value is in [low, high]. BCM_E_PARAM unless exactly one field is given, for an unknown flag,
+//   low above high, or high above the field's maximum.
+// - The results are key bits, one per checker, in the keys of ingress groups with the RangeCheck
+//   qualifier. A rule with a checker requires the field and the bit set, or the bit clear if
+//   inverted. Several checkers in one rule must all match.
+// - BCM_E_BUSY for destroying a checker that a pending or installed rule uses.
 #pragma once
 
 #include <cstddef>
@@ -25,15 +25,15 @@ struct RangeChecker {
   U32 flags;
   U32 low;
   U32 high;
-  const FieldPlace * field;  // null: the length of the frame
+  const FieldPlace * field;  // null: the frame length
 
-  // Place of its answer in the key.
+  // Location of the result in the key.
   FieldPlace place() const { return { 0, checkWord, static_cast< U8 >( id - 1 ), 1, 0 }; }
-  // Validity bits of the field.
+  // Validity bits required with the result.
   U32 needs() const { return field == nullptr ? 0 : field->needs; }
 };
 
-// How a rule holds on to a checker; the checker is in use while more than its pool holds it.
+// A rule's reference to a checker. The checker is in use if the pool's is not the only one.
 using RangeUse = std::shared_ptr< const RangeChecker >;
 
 class RangeCheckers {
@@ -45,8 +45,8 @@ class RangeCheckers {
 
   RangeUse find( U32 id ) const;  // null: no such checker
 
-  // Adds the answers to the key of a packet whose frame has `length` bytes.
-  void answer( PacketKey & key, size_t length ) const;
+  // Adds the results for a frame of `length` bytes to its key.
+  void evaluate( PacketKey & key, size_t length ) const;
 
   template < class F >
   void forEach( F && fn ) const {

@@ -5,7 +5,7 @@
 
 namespace SoftAsic {
 
-int RowAllocator::begin() {
+int RowAllocator::allocateFirstSlice() {
   if ( demand_.large && !pool_.hasLarge( demand_ ) )
     return BCM_E_UNAVAIL;
   Slice * slice = pool_.take( demand_, demand_.large );
@@ -15,9 +15,9 @@ int RowAllocator::begin() {
   return BCM_E_NONE;
 }
 
-void RowAllocator::end() {
+void RowAllocator::releaseSlices() {
   for ( Slice * slice : slices_ )
-    pool_.giveBack( *slice, demand_.mode );
+    pool_.release( *slice, demand_.mode );
   slices_.clear();
 }
 
@@ -38,11 +38,11 @@ bool RowAllocator::insert( Entry & entry ) {
   return true;
 }
 
-// Frees a row for the rank in the full slice `at`, or finds one next to it; `at` becomes the slice
-// to insert into.
+// Frees a row for the rank in or next to the full slice `at`; sets `at` to the slice to insert
+// into.
 bool RowAllocator::makeRoom( size_t & at, U64 rank ) {
-  const bool behindLast = slices_[ at ]->last()->rank < rank;
-  size_t room = slices_.size();  // the nearest slice with a free row
+  const bool afterLast = slices_[ at ]->last()->rank < rank;
+  size_t room = slices_.size();  // nearest slice with a free row
   for ( size_t i = 0; i < slices_.size(); ++i ) {
     const auto distance = [ & ]( size_t j ) { return j > at ? j - at : at - j; };
     if ( !slices_[ i ]->full() && ( room == slices_.size() || distance( i ) < distance( room ) ) )
@@ -61,13 +61,13 @@ bool RowAllocator::makeRoom( size_t & at, U64 rank ) {
   if ( room < at ) {
     pullUp( at, room );
   } else {
-    at += behindLast ? 1 : 0;
+    at += afterLast ? 1 : 0;
     pushDown( at, room );
   }
   return true;
 }
 
-// Moves the last entry of each slice to the front of the next, down to `to`, which has room.
+// Moves the last entry of each slice to the front of the next, down to `to`, which has a free row.
 void RowAllocator::pushDown( size_t from, size_t to ) {
   for ( size_t i = to; i > from; --i ) {
     Entry & entry = *slices_[ i - 1 ]->last();
@@ -76,7 +76,7 @@ void RowAllocator::pushDown( size_t from, size_t to ) {
   }
 }
 
-// Moves the first entry of each slice to the end of the one before, up to `to`, which has room.
+// Moves the first entry of each slice to the end of the previous, up to `to`, which has a free row.
 void RowAllocator::pullUp( size_t from, size_t to ) {
   for ( size_t i = to; i < from; ++i ) {
     Entry & entry = *slices_[ i + 1 ]->first();
@@ -89,14 +89,14 @@ void RowAllocator::erase( Entry & entry ) {
   Slice * slice = entry.slice;
   slice->erase( entry );
   if ( slice->empty() )
-    dropEmpty();
+    releaseEmpty();
 }
 
-void RowAllocator::dropEmpty() {
+void RowAllocator::releaseEmpty() {
   for ( size_t i = slices_.size(); i-- > 0 && slices_.size() > 1; ) {
     if ( !slices_[ i ]->empty() )
       continue;
-    pool_.giveBack( *slices_[ i ], demand_.mode );
+    pool_.release( *slices_[ i ], demand_.mode );
     slices_.erase( slices_.begin() + static_cast< std::ptrdiff_t >( i ) );
   }
 }
@@ -106,7 +106,7 @@ void RowAllocator::rerank( Entry & entry, U64 rank ) {
   const U32 row = entry.row;
   erase( entry );
   entry.rank = rank;
-  const bool placed = insert( entry );  // at least the row just given up is free
+  const bool placed = insert( entry );  // the row just erased is free
   assert( placed );
   ( void )placed;
   if ( entry.slice != slice || entry.row != row )
@@ -131,7 +131,7 @@ void RowAllocator::compress() {
     if ( place.entry->slice != place.slice || place.entry->row != place.row )
       ++moves_;
   }
-  dropEmpty();
+  releaseEmpty();
 }
 
 bool RowAllocator::setKeyBits( U32 keyBits ) {

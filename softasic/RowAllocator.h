@@ -1,13 +1,13 @@
-// The rows of one group: an ordered list of slices that grows and shrinks with the group's entries.
+// Row allocation of one group, over an ordered list of slices that grows and shrinks on demand.
 //
 // Chip rules
-// - In the order of the slices, and in each from its top on, the entries of a group stand by rank,
-//   so that the first row that matches is the best one. Rows move while a group is matched; since
-//   every state in between keeps the order, lookups by rank (TernaryIndex) give the same answer.
-// - An entry that finds its slice full pushes one entry from slice to slice to the nearest slice
-//   with a free row; only when the group has none is another slice taken from the pool. Cost: two
-//   slice depths and the number of slices, however many entries the group has.
-// - A slice that loses its last entry returns to the pool at once; a group keeps its last slice.
+// - Entries are in rank order over the group's slices, from the top of each, so that the first
+//   matching row wins. Rows move under traffic; every intermediate state keeps the order, so lookup
+//   by rank (TernaryIndex) is equivalent.
+// - An insert into a full slice shifts one entry per slice up to the nearest slice with a free row.
+//   Only if the group has none is another slice allocated. The cost is bounded by two slice depths
+//   plus the number of slices, independent of the group's entry count.
+// - An empty slice returns to the pool at once; a group keeps its last slice.
 #pragma once
 
 #include <vector>
@@ -18,36 +18,34 @@ namespace SoftAsic {
 
 class RowAllocator {
  public:
-  // `moves` counts the rows moved. Takes no slice yet.
+  // Adds row moves to `moves`. Allocates no slice yet.
   RowAllocator( SlicePool & pool, const SliceDemand & demand, U64 & moves )
       : pool_( pool ), demand_( demand ), moves_( moves ) {}
 
-  // Takes the group's first slice: -14 none is free, -16 the chip has none of the kind.
-  int begin();
-  // Gives every slice back; no entry has a row any more.
-  void end();
+  // BCM_E_RESOURCE if no slice is free, BCM_E_UNAVAIL if the chip has no slice of the kind.
+  int allocateFirstSlice();
+  // The group must have no entries.
+  void releaseSlices();
 
-  // Gives the entry a row by its rank; false when there is none, and nothing has changed.
+  // False, with nothing changed, if no row is available.
   bool insert( Entry & entry );
   void erase( Entry & entry );
-  // Moves an entry to the place that a new rank gives it.
   void rerank( Entry & entry, U64 rank );
-  // Moves all entries to the front rows of the front slices and gives empty slices back.
+  // Packs all entries into the first slices and releases the empty ones.
   void compress();
 
-  // Gives the group's entries another key width; false when a slice of the group cannot hold it in
-  // the group's wide mode, and nothing has changed.
+  // False, with nothing changed, if a slice of the group is too narrow in the group's wide mode.
   bool setKeyBits( U32 keyBits );
 
   U32 totalRows() const;
   U32 usedRows() const;
-  // Rows free in the group's slices, and in free slices that it could take.
+  // Free rows in the group's slices and in free slices that it could allocate.
   U32 freeRows() const { return totalRows() - usedRows() + pool_.freeRows( demand_ ); }
 
   const SliceDemand & demand() const { return demand_; }
   const std::vector< Slice * > & slices() const { return slices_; }
 
-  // Calls fn( entry ) in matching order.
+  // Calls fn( entry ) in match order.
   template < class F >
   void forEach( F && fn ) const {
     for ( const Slice * slice : slices_ )
@@ -61,12 +59,12 @@ class RowAllocator {
   bool makeRoom( size_t & at, U64 rank );
   void pushDown( size_t from, size_t to );
   void pullUp( size_t from, size_t to );
-  void dropEmpty();
+  void releaseEmpty();
 
   SlicePool & pool_;
   SliceDemand demand_;
   U64 & moves_;
-  std::vector< Slice * > slices_;  // in matching order
+  std::vector< Slice * > slices_;  // in match order
 };
 
 }  // namespace SoftAsic

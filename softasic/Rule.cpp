@@ -27,7 +27,7 @@ void putPortBits( bcm_pbmp_t & ports, U32 word, U64 bits ) {
   ports.pbits[ 2 * word + 1 ] = static_cast< U32 >( bits >> 32 );
 }
 
-// Validity bits that an enumerator demands.
+// Validity bits required by an enumerator.
 struct Demand {
   U32 value;
   U32 mask;
@@ -50,7 +50,7 @@ Demand ipTypeDemand( U8 type ) {
   }
 }
 
-// The protocol bit stands for a chain of IP headers that was read to its end.
+// The protocol bit is set if the parser reached the end of the IP header chain.
 Demand ipFragDemand( U8 frag ) {
   switch ( frag ) {
     case bcmFieldIpFragNon:
@@ -68,8 +68,8 @@ Demand ipFragDemand( U8 frag ) {
 
 }  // namespace
 
-// Port bitmaps keep value bits outside the mask: there they name ports that are in both bitmaps and
-// so are not restricted, which lets the value be read back. Elsewhere such bits are zero.
+// Port bitmaps keep value bits outside the mask, for ports in both bitmaps, which the rule does not
+// restrict, so that the value can be read back. In other fields such bits are zero.
 void Rule::write( const KeyLayout & layout, const FieldPlace & field, U64 value, U64 mask ) {
   const U32 slot = layout.slot( field.word );
   const U64 cleared = ~( lowBits( field.bits ) << field.shift );
@@ -153,7 +153,7 @@ void Rule::setData( const KeyLayout & layout, const DataField & field, const U8 
   }
 }
 
-Rule Rule::relaid( const KeyLayout & from, const KeyLayout & to ) const {
+Rule Rule::convert( const KeyLayout & from, const KeyLayout & to ) const {
   Rule rule( *this );
   rule.words_.assign( size_t{ 2 } * to.size(), 0 );
   for ( const U8 word : to.words() ) {
@@ -194,7 +194,7 @@ bool Rule::restricts( const KeyLayout & layout, U32 index ) const {
   return ( words_[ slot ] | words_[ next ] ) != 0;
 }
 
-// Derives the validity bits anew from all qualifiers.
+// Recomputes the validity bits from all qualifiers.
 void Rule::finish( const KeyLayout & layout, U32 changed ) {
   present_ |= 1U << changed;
   U32 value = 0;
@@ -240,6 +240,12 @@ int Rule::addAction( const ActionView & action ) {
   else
     actions_.push_back( action );
   return BCM_E_NONE;
+}
+
+int Rule::removeAction( bcm_field_action_t action ) {
+  const auto removed =
+      std::erase_if( actions_, [ & ]( const ActionView & a ) { return a.action == action; } );
+  return removed == 0 ? BCM_E_NOT_FOUND : BCM_E_NONE;
 }
 
 QualifierView Rule::viewField( const KeyLayout & layout, U32 index ) const {

@@ -11,7 +11,7 @@ void Slice::take( WideMode mode ) {
   rows_.assign( capacity( mode ), nullptr );
 }
 
-void Slice::giveBack() {
+void Slice::release() {
   assert( taken_ && empty() );
   taken_ = false;
   rows_ = {};
@@ -20,7 +20,7 @@ void Slice::giveBack() {
 }
 
 U32 Slice::placeFor( U64 rank ) const {
-  U32 low = 0;  // all entries before `low` come before the rank, none from `high` on does
+  U32 low = 0;  // ranks before `low` are lower than `rank`, from `high` on higher
   U32 high = span_;
   while ( low < high ) {
     const U32 middle = low + ( high - low ) / 2;
@@ -41,7 +41,6 @@ void Slice::put( U32 position, Entry & entry ) {
   rows_[ entry.row ] = &entry;
 }
 
-// Moves the entry at one position to a neighbouring free one.
 void Slice::shift( U32 from, U32 to ) {
   Entry & entry = *at( from );
   assert( at( to ) == nullptr );
@@ -51,14 +50,14 @@ void Slice::shift( U32 from, U32 to ) {
 
 U32 Slice::insertAt( U32 position, Entry & entry ) {
   assert( !full() && position <= span_ );
-  // The rows before the first and behind the last entry are one run, free or not there at all.
+  // Rows outside the span are contiguous in the ring, and free.
   const bool outside = span_ < rows();
   ++used_;
   for ( U32 distance = 0;; ++distance ) {
-    const U32 behind = position + distance;
-    if ( behind < span_ ? at( behind ) == nullptr : behind == span_ && outside ) {
-      span_ += behind == span_ ? 1 : 0;
-      for ( U32 i = behind; i > position; --i )
+    const U32 after = position + distance;
+    if ( after < span_ ? at( after ) == nullptr : after == span_ && outside ) {
+      span_ += after == span_ ? 1 : 0;
+      for ( U32 i = after; i > position; --i )
         shift( i - 1, i );
       put( position, entry );
       return distance;
@@ -66,7 +65,7 @@ U32 Slice::insertAt( U32 position, Entry & entry ) {
     if ( distance < position ? at( position - 1 - distance ) == nullptr
                              : distance == position && outside ) {
       if ( distance == position )
-        growUp( position );
+        extendUp( position );
       for ( U32 i = position - distance; i < position; ++i )
         shift( i, i - 1 );
       put( position - 1, entry );
@@ -75,8 +74,8 @@ U32 Slice::insertAt( U32 position, Entry & entry ) {
   }
 }
 
-// Lets the order begin one row earlier; every position, `position` too, becomes one more.
-void Slice::growUp( U32 & position ) {
+// Moves the top up by one row, which increments all positions, including `position`.
+void Slice::extendUp( U32 & position ) {
   start_ = start_ == 0 ? rows() - 1 : start_ - 1;
   ++span_;
   ++position;

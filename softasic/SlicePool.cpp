@@ -64,10 +64,10 @@ Slice * SlicePool::take( const SliceDemand & demand, bool onlyLarge ) {
   return nullptr;
 }
 
-void SlicePool::giveBack( Slice & slice, WideMode mode ) {
-  slice.giveBack();
+void SlicePool::release( Slice & slice, WideMode mode ) {
+  slice.release();
   if ( mode == WideMode::paired )
-    slices_[ slice.number() + 1 ].giveBack();
+    slices_[ slice.number() + 1 ].release();
 }
 
 U32 SlicePool::freeRows( const SliceDemand & demand ) const {

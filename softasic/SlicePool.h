@@ -1,12 +1,12 @@
-// The slices of one stage instance, and who may take which.
+// Slice pool of one stage instance.
 //
 // Chip rules
-// - A key as wide as a slice or narrower uses single mode. A wider one uses two rows of one slice
-//   where the stage can, else a pair of slices, else it does not fit (-16).
-// - Pairs are fixed: slices 2n and 2n+1 of equal geometry, both free when taken. The pair goes by
-//   the even slice's number.
-// - A group that was created with the large flag starts on a large slice and takes large ones first
-//   when it grows; every other group takes large slices last. Otherwise lower numbers come first.
+// - A key that fits a slice uses single mode. A wider one uses two rows of one slice if the stage
+//   supports it, else a pair of slices; if neither fits, BCM_E_UNAVAIL.
+// - Pairs are fixed: slices 2n and 2n+1 of equal geometry, allocated together. A pair is identified
+//   by the even slice's number.
+// - A group created with the large flag starts on a large slice and prefers large ones when it
+//   grows; other groups take large slices last. Otherwise the lowest number is taken first.
 #pragma once
 
 #include <deque>
@@ -16,7 +16,7 @@
 
 namespace SoftAsic {
 
-// What a group asks of its slices.
+// Slice requirements of a group.
 struct SliceDemand {
   U32 keyBits = 0;
   WideMode mode = WideMode::single;
@@ -25,23 +25,23 @@ struct SliceDemand {
 
 class SlicePool {
  public:
-  // `halfSize`: every key takes two rows.
+  // `halfSize`: every entry takes two rows.
   SlicePool( const StageProfile & profile, bool halfSize );
   SlicePool( const SlicePool & ) = delete;
   SlicePool & operator=( const SlicePool & ) = delete;
 
-  // The mode in which a key fits some slice, taken or free; absent: it fits none.
+  // Mode for a key width, whether slices are taken or free; empty: fits no slice.
   std::optional< WideMode > modeFor( U32 keyBits ) const;
-  // Whether a slice, taken or free, holds keys of a width in a mode.
+
   bool fits( const Slice & slice, U32 keyBits, WideMode mode ) const;
-  // Whether some slice, taken or free, is large and holds the key.
+  // True if the stage has a large slice that fits, taken or free.
   bool hasLarge( const SliceDemand & demand ) const;
 
-  // Null when no slice that fits is free. `onlyLarge` passes over the others.
+  // Null if no slice that fits is free. `onlyLarge`: large slices only.
   Slice * take( const SliceDemand & demand, bool onlyLarge );
-  void giveBack( Slice & slice, WideMode mode );
+  void release( Slice & slice, WideMode mode );
 
-  // Entries that all free slices which a group could take would hold.
+  // Total capacity of the free slices that meet the demand.
   U32 freeRows( const SliceDemand & demand ) const;
   U32 freeSlices() const;
 
@@ -53,7 +53,7 @@ class SlicePool {
   bool doubleWide_;
   bool halfSize_;
   bool paired_;
-  std::deque< Slice > slices_;  // never moved: groups and entries point to them
+  std::deque< Slice > slices_;  // stable addresses: groups and entries point to them
 };
 
 }  // namespace SoftAsic

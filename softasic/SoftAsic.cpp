@@ -8,7 +8,7 @@
 
 namespace SoftAsic {
 
-// Holds the SDK lock for a scope, unless the thread holds it already.
+// Takes the SDK lock unless the thread holds it.
 class SoftAsic::Guard {
  public:
   explicit Guard( const SoftAsic & asic )

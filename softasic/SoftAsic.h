@@ -1,27 +1,27 @@
-// The software ASIC: switch chips that live in memory and refuse what real ones refuse.
+// The software ASIC: a model of the switch chip behind the SDK shim.
 //
-// It implements every operation of shim/SdkShim.h for any number of units, each made from a
-// ChipProfile, classifies real Ethernet frames with the rules that are installed, and shows its
-// whole state to an auditor. It knows nothing of who drives it.
+// It implements all of shim/SdkShim.h for any number of units, each defined by a ChipProfile, with
+// the chip's resource limits and error codes; classifies Ethernet frames by the installed rules;
+// and exposes its whole state for audits.
 //
-// Chip rules, each told in full at the object that enforces it:
+// Chip rules, documented with the classes that enforce them:
 //   ids and instances (InstanceId.h), ports (Ports.h), slices and rows (Slice.h, RowAllocator.h),
 //   groups (Group.h), entries and rules (Entries.h, Rule.h), preselectors (Presels.h), statistics
 //   (Stats.h), range checkers (RangeCheckers.h), policers (Policers.h, Meter.h), data qualifiers
 //   (DataQualifiers.h), packets (PacketParser.h), lookup and actions (Pipeline.h)
 //
-// Result codes used throughout: -3 unknown unit, -4 parameter, -7 no such object, -8 id in use,
-// -10 object in use, -14 out of slices, rows, ids or objects, -16 not on this chip.
+// Common result codes: BCM_E_UNIT unknown unit, BCM_E_PARAM invalid argument, BCM_E_NOT_FOUND no
+// such object, BCM_E_EXISTS id in use, BCM_E_BUSY object in use, BCM_E_RESOURCE out of slices,
+// rows, ids or objects, BCM_E_UNAVAIL not supported by the chip.
 //
-// Order of calls: addUnit, then SDK operations on that unit, inject and inspection in any order.
-// addUnit must not run beside any other call.
+// Call addUnit before anything else on the unit, and not concurrently with any other call.
 //
-// Locks: one mutex is the SDK lock of all units. SDK operations expect their caller to hold it; a
-// call without it is carried out, and counted in lockViolations. inject, reset and the inspection
-// functions take the lock themselves unless the calling thread holds it already.
+// Locking: one mutex is the SDK lock of all units. Callers of SDK operations must hold it; calls
+// without it are executed but counted in lockViolations. inject, reset and inspection take the lock
+// unless the calling thread holds it.
 //
-// Chip queries answer false for an unknown unit. inject, reset and inspection throw
-// std::out_of_range for one.
+// For an unknown unit chip queries return false; inject, reset and inspection throw
+// std::out_of_range.
 #pragma once
 
 #include <atomic>
@@ -48,20 +48,18 @@ class SoftAsic : public Shim::SdkShim {
   SoftAsic( const SoftAsic & ) = delete;
   SoftAsic & operator=( const SoftAsic & ) = delete;
 
-  // Adds a chip in its initial state. Throws std::invalid_argument when the unit exists or the
-  // profile does not validate.
+  // Throws std::invalid_argument if the unit exists or the profile is invalid.
   void addUnit( U32 unit, const ChipProfile & profile );
 
-  // What an SDK re-initialisation leaves: the profile, and nothing else.
+  // As an SDK re-initialisation: clears everything but the profile.
   void reset( U32 unit );
 
-  // Runs a frame that entered by `port` through the tables. `length` bytes at `frame` are the
-  // frame from its destination address on, without preamble and checksum; any length is safe, and
-  // the bytes need not be aligned. Counts statistics and spends policers' tokens. Throws
-  // std::out_of_range for a port that the chip lacks.
+  // Processes a frame received on `port`, updating statistics and policers. `frame` starts with the
+  // destination address and has no FCS; any length and alignment is safe. Throws std::out_of_range
+  // for an invalid port.
   Verdict inject( U32 unit, U32 port, const U8 * frame, size_t length );
 
-  // The unit's virtual clock, in nanoseconds: 0 at first, it stands still between calls of advance.
+  // Virtual clock in nanoseconds, from 0; only advance() moves it.
   U64 now( U32 unit ) const;
   void advance( U32 unit, U64 nanoseconds );
 
@@ -69,23 +67,23 @@ class SoftAsic : public Shim::SdkShim {
   std::vector< U32 > units() const;
   ChipProfile profile( U32 unit ) const;
   std::vector< GroupView > groups( U32 unit ) const;                  // by id
-  std::optional< GroupView > group( U32 unit, U32 groupId ) const;    // absent: no such group
-  std::vector< EntryView > entries( U32 unit, U32 groupId ) const;    // in matching order
-  std::optional< EntryView > entry( U32 unit, U32 entryId ) const;    // absent: no such entry
+  std::optional< GroupView > group( U32 unit, U32 groupId ) const;    // empty: no such group
+  std::vector< EntryView > entries( U32 unit, U32 groupId ) const;    // in match order
+  std::optional< EntryView > entry( U32 unit, U32 entryId ) const;    // empty: no such entry
   std::vector< StatView > statistics( U32 unit ) const;               // by id
-  std::optional< StatView > statistic( U32 unit, U32 statId ) const;  // absent: no such object
+  std::optional< StatView > statistic( U32 unit, U32 statId ) const;  // empty: no such object
   std::vector< PreselView > preselectors( U32 unit ) const;           // by id
   std::vector< RangeView > ranges( U32 unit ) const;                  // by id
   std::vector< PolicerView > policers( U32 unit ) const;              // by id
   std::vector< DataQualifierView > dataQualifiers( U32 unit ) const;  // by id
   std::vector< TableView > tables( U32 unit ) const;                  // by stage, pipe, copy
-  std::vector< SliceView > slices( U32 unit ) const;                  // likewise, and by number
+  std::vector< SliceView > slices( U32 unit ) const;                  // same, then by number
   ControlsView controls( U32 unit ) const;
-  kelmor_tcam_capacity_info_t capacity( U32 unit ) const;  // what the SDK tells
+  kelmor_tcam_capacity_info_t capacity( U32 unit ) const;  // as reported by the SDK
 
-  // Whether any thread holds the SDK lock now.
+  // True while any thread holds the SDK lock.
   bool sdkLockHeld() const { return owner_.load() != std::thread::id(); }
-  // SDK operations so far that were called by a thread without the SDK lock.
+  // SDK operations called without the SDK lock.
   U64 lockViolations() const { return lockViolations_.load(); }
 
   // Shim::SdkShim

@@ -2,10 +2,11 @@
 
 namespace SoftAsic {
 
-StageTable::StageTable( const StageProfile & profile, const ChipProfile & chip, U32 pipe, U32 copy )
+StageTable::StageTable( const StageProfile & profile, const ChipProfile & chip, U32 pipeIndex,
+                        U32 copyIndex )
     : kind( profile.kind ),
-      pipe( pipe ),
-      copy( copy ),
+      pipe( pipeIndex ),
+      copy( copyIndex ),
       perPipe( profile.kind == StageKind::ifp && !chip.sharedByPipes ),
       keyBits( profile.keyBits.empty() ? defaultKeyBits( chip, profile.kind ) : profile.keyBits ),
       pool( profile, profile.kind == StageKind::ifp && chip.ingressHalfSize ),

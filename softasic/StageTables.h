@@ -1,8 +1,7 @@
-// The table instances of a unit: one per stage, or one per pipe and copy for ingress stages.
+// Table instances of a unit: one per pipe and copy for the IFP, one for each other stage.
 //
-// A packet is looked up in exactly one instance of each stage, that of its ingress port. There is
-// no model of egress ports yet: EFP tables, too, are looked up by ingress port, for every packet
-// that is forwarded.
+// A packet is looked up in one instance per stage, selected by its ingress port. Egress ports are
+// not modelled: EFP instances, too, are selected by ingress port, for every forwarded packet.
 #pragma once
 
 #include <deque>
@@ -16,21 +15,22 @@ namespace SoftAsic {
 
 class Group;
 
-// One stage instance and what is in it.
+// One stage instance and its contents.
 struct StageTable {
-  StageTable( const StageProfile & profile, const ChipProfile & chip, U32 pipe, U32 copy );
+  StageTable( const StageProfile & profile, const ChipProfile & chip, U32 pipeIndex,
+              U32 copyIndex );
 
   StageKind kind;
-  U32 pipe;  // 0 where the stage has one instance
+  U32 pipe;  // 0 if the stage has one instance
   U32 copy;
-  bool perPipe;                  // serves one pipe, or one copy of one
-  std::map< U32, U32 > keyBits;  // cost by qualifier that the stage can match
+  bool perPipe;                  // belongs to one pipe, or to one copy in a pipe
+  std::map< U32, U32 > keyBits;  // by supported qualifier
   SlicePool pool;
-  U32 stats;  // statistics objects altogether
+  U32 stats;  // stat objects, free or not
   U32 freeStats;
   U32 entries = 0;
   U64 moves = 0;
-  std::vector< Group * > groups;  // by falling priority, then by rising id
+  std::vector< Group * > groups;  // by descending priority, then ascending id
 };
 
 class StageTables {
@@ -38,12 +38,12 @@ class StageTables {
   explicit StageTables( const ChipProfile & chip );
 
   bool has( StageKind stage ) const { return !tables_[ static_cast< U32 >( stage ) ].empty(); }
-  // The instance that a group id names; null when its instance bits name none.
+  // Null if the instance bits of the id are invalid.
   StageTable * forGroup( StageKind stage, U32 groupId );
-  // The instance that serves a port; null when the chip lacks the stage.
+  // Null if the chip lacks the stage.
   StageTable * forPort( StageKind stage, const Ports & ports, U32 port );
 
-  // By stage in the order of StageKind, pipe, copy.
+  // By stage, pipe, copy.
   template < class F >
   void forEach( F && fn ) const {
     for ( const auto & stage : tables_ )

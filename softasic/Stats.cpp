@@ -77,14 +77,13 @@ int Stats::set( U32 id, bcm_field_stat_t type, U64 value ) {
     return BCM_E_NOT_FOUND;
   if ( type < 0 || type >= BCM_FIELD_STAT_TYPES )
     return BCM_E_PARAM;
-  // What the object does not count has no counter to write.
   if ( has( objects_[ id - 1 ], type ) )
     objects_[ id - 1 ].values[ type ] = value;
   return BCM_E_NONE;
 }
 
 void Stats::count( U32 id, U64 bytes, Colour colour ) {
-  // By colour a pair of counters, packets and bytes, in the order of the colours.
+  // Two counters per colour, packets and bytes, in the order of Colour.
   const int ofColour = bcmFieldStatGreenPackets + 2 * static_cast< int >( colour );
   U64 * values = objects_[ id - 1 ].values;
   for ( const int packets : { int{ bcmFieldStatPackets }, ofColour } ) {

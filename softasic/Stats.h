@@ -1,16 +1,16 @@
-// Statistics objects: counters that count the packets an entry wins.
+// Stat objects: packet and byte counters of an entry.
 //
 // Chip rules
-// - Every stage instance has a pool of its own; an object is taken from the pool of a group's
-//   instance and serves any entry of that instance. Pool empty: -14.
+// - Each stage instance has a pool; an object comes from the pool of a group's instance and can be
+//   attached to any entry of that instance. BCM_E_RESOURCE if the pool is empty.
 // - Ids are unique in the unit, never 0, lowest free first.
-// - An object has the counter types it was created with; reading another type: -4. Setting one
-//   does nothing, since what is not counted has no value to lose.
-//   Packets and bytes count every matching packet with its frame length, the others those of a
-//   colour. An entry without a policer colours nothing: its packets count as green.
-// - An object serves one entry at a time. Unknown object: -7. The entry has one already: -8. The
-//   object serves another entry: -10. It belongs to another instance: -4. Destroying one that is
-//   attached: -10.
+// - An object has the counter types it was created with. Reading another type returns BCM_E_PARAM;
+//   setting one has no effect.
+// - The packet and byte counters count every packet that the entry wins, by frame length without
+//   FCS; the colour counters only those of the colour. Without a policer packets count as green.
+// - An object is attached to one entry at a time: BCM_E_EXISTS if the entry has one, BCM_E_BUSY if
+//   it is attached to another entry, BCM_E_PARAM if it belongs to another instance. BCM_E_BUSY for
+//   destroying an attached one, BCM_E_NOT_FOUND for an unknown one.
 #pragma once
 
 #include <set>
@@ -28,21 +28,20 @@ class Stats {
  public:
   int create( StageTable & table, int count, const bcm_field_stat_t * types, U32 * id );
   int destroy( U32 id );
-  // `table` is the instance of the entry's group.
+  // `table`: instance of the entry's group.
   int attach( Entry & entry, const StageTable & table, U32 id );
   int detach( Entry & entry, U32 id );
   int get( U32 id, bcm_field_stat_t type, U64 * value ) const;
   int set( U32 id, bcm_field_stat_t type, U64 value );
 
-  // A packet of `bytes` bytes matched the entry that the object serves, and got a colour.
   void count( U32 id, U64 bytes, Colour colour );
 
   std::vector< StatView > views() const;
-  // Null for an unknown object.
+  // Null if unknown.
   const StageTable * table( U32 id ) const {
     return known( id ) ? objects_[ id - 1 ].table : nullptr;
   }
-  StatView view( U32 id ) const;  // of an object that exists
+  StatView view( U32 id ) const;  // must exist
 
  private:
   struct Object {

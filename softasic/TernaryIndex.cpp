@@ -8,8 +8,8 @@ namespace SoftAsic {
 
 namespace {
 
-constexpr U32 splitAt = 16;    // items of a list that make it branch; again at each doubling
-constexpr U32 collapseAt = 8;  // items below a branch that make it a list again
+constexpr U32 splitAt = 16;    // list length that triggers a split; retried at each doubling
+constexpr U32 collapseAt = 8;  // item count at which a branch becomes a list again
 constexpr U32 reviewGrowth = 8;
 constexpr U64 worstRank = std::numeric_limits< U64 >::max();
 
@@ -69,7 +69,7 @@ void TernaryIndex::insert( Node & node, IndexItem & item ) {
     split( node );
 }
 
-// Returns the number of items in the list afterwards.
+// Returns the new list length.
 U32 TernaryIndex::insertIntoList( Node & node, IndexItem & item ) {
   IndexItem ** at = &node.head;
   U32 count = 1;
@@ -151,19 +151,19 @@ void TernaryIndex::removeFromBranch( Branch & branch, IndexItem & item ) {
   }
 }
 
-// Puts a subtable whose bound rose behind those that can hold better ranks.
+// Restores the order after the bound of subtable `at` rose.
 void TernaryIndex::sink( Branch & branch, size_t at ) {
   auto & subtables = branch.subtables;
   for ( ; at + 1 < subtables.size() && subtables[ at + 1 ].best < subtables[ at ].best; ++at )
     std::swap( subtables[ at ], subtables[ at + 1 ] );
 }
 
-// A lower bound of the ranks below a node that is not empty.
+// Lower bound of the ranks below a non-empty node.
 U64 TernaryIndex::bestRank( const Node & node ) {
   return node.branch == nullptr ? node.head->rank : node.branch->subtables.front().best;
 }
 
-// Empties a node into a chain, in no order, that ends in `tail`.
+// Empties a node into an unsorted chain in front of `tail`.
 IndexItem * TernaryIndex::takeAll( Node & node, IndexItem * tail ) {
   if ( node.branch == nullptr ) {
     while ( node.head != nullptr ) {
@@ -179,7 +179,7 @@ IndexItem * TernaryIndex::takeAll( Node & node, IndexItem * tail ) {
   return tail;
 }
 
-// Makes a branch that shrank a list, and lets one that grew choose its word anew.
+// Turns a branch that shrank into a list, or selects the word of one that grew again.
 void TernaryIndex::rebuild( Node & node ) {
   const bool grew = node.branch->count > collapseAt;
   node.head = takeAll( node, nullptr );
@@ -198,7 +198,7 @@ void TernaryIndex::sortList( Node & node ) {
     item->next = std::exchange( node.head, item );
 }
 
-// Number of distinct masked values of a word among the items of a list.
+// Number of distinct masked values of a word in a list.
 U32 TernaryIndex::distinct( const IndexItem * head, U32 word ) const {
   std::vector< std::pair< U64, U64 > > values;
   for ( const IndexItem * item = head; item != nullptr; item = item->next )
@@ -208,7 +208,7 @@ U32 TernaryIndex::distinct( const IndexItem * head, U32 word ) const {
   return static_cast< U32 >( std::unique( values.begin(), values.end() ) - values.begin() );
 }
 
-// Makes a list, in any order, a branch; false when no word tells its items apart.
+// Turns an unsorted list into a branch; false if no word distinguishes its items.
 bool TernaryIndex::split( Node & node ) {
   U32 best = 1;
   U32 word = words_;

@@ -1,23 +1,22 @@
-// Finds the best of many ternary rules for a key, without looking at all of them.
+// Finds the best of many ternary rules for a key without a linear search.
 //
-// A rule is a value and a mask over a fixed number of words; it matches a key when every word of
-// the key, under the mask, equals the value under the mask. The best match is the one with the
-// lowest rank. The index holds pointers only: an item's key and rank stay as they are, and the item
-// stays where it is, while it is in the index.
+// A rule is a value and mask over a fixed number of words. It matches a key if key and value agree
+// in all mask bits; the lowest rank wins. The index stores pointers: the address, key and rank of
+// an item must not change while it is in the index.
 //
-// How it works: a hierarchical tuple space. A node with few items is a list sorted by rank. A node
-// with more branches on one key word: one subtable per distinct mask of that word, each a hash map
-// from the masked word to the node below. Subtables stand in the order of the best rank that they
-// can hold, and a lookup stops at the first one that cannot beat the match it has. A node branches
-// on the word that tells its items apart best; it chooses anew each time it has grown eightfold.
+// Algorithm: hierarchical tuple space search. A node with few items is a list sorted by rank. A
+// larger node branches on one key word: one subtable per distinct mask of that word, each a hash
+// map from the masked word to a child node. Subtables are sorted by the best rank they can hold;
+// lookup stops at the first one that cannot beat the current match. A node branches on the most
+// selective word, and selects it again whenever it has grown eightfold.
 //
-// Cost: a lookup probes the subtables along its way, about a hundred with real access lists; insert
-// and remove follow one path. Items with equal keys share a list, which both walk.
+// Cost: lookup probes the subtables on its path, about a hundred with real access lists; insert and
+// remove follow one path. Items with equal keys share a list, which both walk.
 //
-// A subtable's rank is a lower bound: removals let it grow stale and repair it after as many of
-// them as the subtable has children.
+// A subtable's best rank is a lower bound: removals leave it stale, and it is recomputed after as
+// many removals as the subtable has children.
 //
-// Locks: none; the caller serialises all calls.
+// Locking: none; the caller serialises all calls.
 #pragma once
 
 #include <memory>
@@ -28,20 +27,20 @@
 namespace SoftAsic {
 
 struct IndexItem {
-  IndexItem * next = nullptr;  // the index's own
-  U64 rank = 0;                // lower wins; distinct among the items of an index
+  IndexItem * next = nullptr;  // owned by the index
+  U64 rank = 0;                // lower wins; unique in the index
   const U64 * key = nullptr;   // values, then masks
 };
 
 class TernaryIndex {
  public:
-  // `words` is the number of words of a key; 0 makes every rule match.
+  // `words`: key words; with 0 every rule matches.
   explicit TernaryIndex( U32 words ) : words_( words ) {}
 
   void insert( IndexItem & item );
-  void remove( IndexItem & item );  // the item must be in the index
+  void remove( IndexItem & item );  // must be in the index
 
-  // The matching item with the lowest rank; null when none matches.
+  // Null if none matches.
   IndexItem * lookup( const U64 * key ) const;
 
   U32 size() const { return size_; }
@@ -57,15 +56,15 @@ class TernaryIndex {
   };
   struct Subtable {
     U64 mask = 0;
-    U64 best = 0;     // no item below has a lower rank
-    U32 removed = 0;  // removals of the best since `best` was exact
+    U64 best = 0;     // lower bound of the ranks below
+    U32 removed = 0;  // removals since `best` was exact
     WordMap< Node > children;
   };
   struct Branch {
     U32 word;
     U32 count;                          // items below
-    U32 reviewAt;                       // count at which the choice of the word is reviewed
-    std::vector< Subtable > subtables;  // by rising `best`
+    U32 reviewAt;                       // count at which the word is selected again
+    std::vector< Subtable > subtables;  // by ascending `best`
   };
 
   void insert( Node & node, IndexItem & item );

@@ -1,7 +1,7 @@
-// One chip: its objects, and the SDK operations on them.
+// One chip: its tables and the SDK operations on them.
 //
-// Every SDK operation is a member of the same name without the unit argument. The operations only
-// find the objects that the ids name and forward; the rules stand with the objects.
+// Every SDK operation is a member function of the same name without the unit argument. It only
+// looks up objects by id and forwards; the chip rules are in the objects' classes.
 //
 //   UnitGroups.cpp      groups, controls, ports, preselectors, capacity
 //   UnitEntries.cpp     entries and actions
@@ -11,7 +11,7 @@
 //   UnitShow.cpp        groups and entries as text
 //   UnitViews.cpp       inspection
 //
-// Locks: none; SoftAsic serialises all calls.
+// Locking: none; SoftAsic serialises all calls.
 #pragma once
 
 #include "shim/SdkShim.h"
@@ -25,7 +25,7 @@ namespace SoftAsic {
 
 class Unit {
  public:
-  // The profile is valid.
+  // The profile must be valid.
   explicit Unit( const ChipProfile & profile );
   Unit( const Unit & ) = delete;
   Unit & operator=( const Unit & ) = delete;
@@ -38,7 +38,7 @@ class Unit {
   U64 now() const { return now_; }
   void advance( U64 nanoseconds ) { now_ += nanoseconds; }
 
-  // Inspection; as in SoftAsic.h
+  // Inspection, see SoftAsic.h
   std::vector< GroupView > groupViews() const;
   std::optional< GroupView > groupView( U32 id ) const;
   std::vector< EntryView > entryViews( U32 groupId ) const;

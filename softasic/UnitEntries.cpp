@@ -37,6 +37,16 @@ int Unit::bcm_field_entry_prio_set( bcm_field_entry_t entry, std::uint32_t prior
   return entries_.setPriority( entry, priority );
 }
 
+int Unit::bcm_field_entry_prio_get( bcm_field_entry_t id, std::uint32_t * priority ) {
+  const Entry * entry = entries_.find( id );
+  if ( entry == nullptr )
+    return BCM_E_NOT_FOUND;
+  if ( priority == nullptr )
+    return BCM_E_PARAM;
+  *priority = rankPriority( entry->rank );
+  return BCM_E_NONE;
+}
+
 int Unit::bcm_field_entry_dump( bcm_field_entry_t ) {
   return BCM_E_NONE;
 }
@@ -61,12 +71,17 @@ int Unit::bcm_field_action_remove_all( bcm_field_entry_t id ) {
   return BCM_E_NONE;
 }
 
+int Unit::bcm_field_action_remove( bcm_field_entry_t id, bcm_field_action_t action ) {
+  Entry * entry = entries_.find( id );
+  return entry == nullptr ? BCM_E_NOT_FOUND : Entries::edit( *entry ).removeAction( action );
+}
+
 int Unit::addAction( U32 entryId, const ActionView & action ) {
   Entry * entry = entries_.find( entryId );
   return entry == nullptr ? BCM_E_NOT_FOUND : Entries::edit( *entry ).addAction( action );
 }
 
-// Drop, permit and copy to the processor.
+// Drop, permit and copy to CPU.
 int Unit::bcm_field_action_add( bcm_field_entry_t entry, bcm_field_action_t action,
                                 std::uint32_t param0, std::uint32_t param1 ) {
   if ( action != bcmFieldActionDrop && action != bcmFieldActionPermit &&

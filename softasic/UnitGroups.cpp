@@ -7,13 +7,13 @@ namespace {
 
 constexpr U32 preselBit = BCM_FIELD_QUALIFY_PRESEL;
 
-// Numbers of the stages in the capacity record.
+// Stage numbers of the capacity record.
 constexpr int capacityStage( StageKind kind ) {
   return kind == StageKind::ifp ? 0 : kind == StageKind::vfp ? 1 : 2;
 }
 
-// In entries of the mode that the slice is used in; a free one in rows. Of a pair the even slice
-// counts for both.
+// Counts entries in the slice's wide mode if taken, else rows. The even slice of a pair counts for
+// both.
 kelmor_tcam_slice_info_t sliceInfo( const Slice & slice ) {
   const U32 total = slice.taken() ? slice.rows() : slice.depth();
   const U32 used = slice.taken() ? slice.used() : 0;
@@ -63,7 +63,7 @@ int Unit::bcm_field_group_status_get( bcm_field_group_t id, bcm_field_group_stat
   if ( status == nullptr )
     return BCM_E_PARAM;
   status->prio_min = 0;
-  // One less than the highest: that one is left to entries that stand above every rule.
+  // The highest priority is reserved for entries above every rule.
   status->prio_max = static_cast< std::int32_t >( entryPriorityMax - 1 );
   status->entries_total = static_cast< std::int32_t >( group->rows().totalRows() );
   status->entries_free = static_cast< std::int32_t >( group->rows().freeRows() );
@@ -79,7 +79,7 @@ int Unit::bcm_field_group_compress( bcm_field_group_t id ) {
   return BCM_E_NONE;
 }
 
-// The chip keeps no diagnostic console; inspection shows the same state.
+// There is no diagnostic console; use inspection.
 int Unit::bcm_field_group_dump( bcm_field_group_t ) {
   return BCM_E_NONE;
 }
@@ -107,7 +107,7 @@ int Unit::bcm_field_presel_destroy( bcm_field_presel_t presel ) {
   return presels_.destroy( presel );
 }
 
-// Entries have no stage of their own: these two are for preselectors.
+// Both qualify preselectors only; entries take the stage of their group.
 int Unit::bcm_field_qualify_Stage( bcm_field_entry_t entry, bcm_field_stage_t data ) {
   if ( ( entry & preselBit ) == 0 )
     return entries_.find( entry ) == nullptr ? BCM_E_NOT_FOUND : BCM_E_PARAM;
@@ -130,7 +130,7 @@ int Unit::kelmor_bcm_tcam_capacity_info_get( kelmor_tcam_capacity_info_t * info 
   return BCM_E_NONE;
 }
 
-// Per stage the slices of its first instance; the instances of a stage are alike.
+// The slices of each stage's first instance; all instances are alike.
 kelmor_tcam_capacity_info_t Unit::capacityView() const {
   kelmor_tcam_capacity_info_t info = {};
   tables_.forEach( [ & ]( const StageTable & table ) {
@@ -140,10 +140,11 @@ kelmor_tcam_capacity_info_t Unit::capacityView() const {
     stage.stage = capacityStage( table.kind );
     for ( const Slice & slice : table.pool.slices() ) {
       stage.slice[ stage.slice_count ] = sliceInfo( slice );
-      // Where each slice holds half of its rows, the sum is told in rows all the same.
-      const kelmor_tcam_slice_info_t & told = stage.slice[ stage.slice_count++ ];
+      // The SDK reports the stage total in rows even if every entry takes two.
+      const kelmor_tcam_slice_info_t & sliceTotal = stage.slice[ stage.slice_count++ ];
       const bool inRows = profile_.ingressHalfSize && table.kind == StageKind::ifp;
-      stage.entries_total += inRows ? static_cast< int >( slice.depth() ) : told.entries_total;
+      stage.entries_total +=
+          inRows ? static_cast< int >( slice.depth() ) : sliceTotal.entries_total;
     }
   } );
   return info;

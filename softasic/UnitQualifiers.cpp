@@ -1,4 +1,4 @@
-// Qualifiers of the entries of a unit. Rule.h tells the rules.
+// Entry qualifiers of a unit. See Rule.h for the chip rules.
 #include "softasic/Unit.h"
 
 namespace SoftAsic {
@@ -12,7 +12,7 @@ U64 macBits( const bcm_mac_t & mac ) {
   return bits;
 }
 
-// The qualifier through which a group matches the port bitmap.
+// The port bitmap qualifier that the group uses.
 bcm_field_qualify_t portsQualifier( const Group & group ) {
   return group.config().qset.has( bcmFieldQualifyInPorts ) ? bcmFieldQualifyInPorts
                                                            : bcmFieldQualifyInPortsClass;
@@ -20,7 +20,7 @@ bcm_field_qualify_t portsQualifier( const Group & group ) {
 
 }  // namespace
 
-// Calls edit( rule, layout, field ) when the entry's group has the qualifier.
+// Calls edit( rule, layout, field ) if the group has the qualifier.
 template < class F >
 int Unit::editField( U32 entryId, bcm_field_qualify_t qualifier, F && edit ) {
   Entry * entry = entries_.find( entryId );

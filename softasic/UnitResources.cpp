@@ -1,5 +1,5 @@
-// Range checkers, policers and data qualifiers of a unit. RangeCheckers.h, Policers.h and
-// DataQualifiers.h tell the rules.
+// Range checkers, policers and data qualifiers of a unit. See RangeCheckers.h, Policers.h and
+// DataQualifiers.h for the chip rules.
 #include "softasic/Unit.h"
 
 namespace SoftAsic {
@@ -19,6 +19,10 @@ int Unit::bcm_policer_create( bcm_policer_config_t * config, bcm_policer_t * pol
 
 int Unit::bcm_policer_set( bcm_policer_t policer, bcm_policer_config_t * config ) {
   return policers_.set( policer, config, now_ );
+}
+
+int Unit::bcm_policer_get( bcm_policer_t policer, bcm_policer_config_t * config ) {
+  return policers_.get( policer, config );
 }
 
 int Unit::bcm_policer_destroy( bcm_policer_t policer ) {

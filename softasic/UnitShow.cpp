@@ -1,4 +1,4 @@
-// Groups and entries as text, for people who look at a switch.
+// Groups and entries as text, for show commands.
 #include <algorithm>
 #include <cstdio>
 #include <ostream>
@@ -50,7 +50,7 @@ std::string ranges( std::vector< U32 > numbers ) {
   return text;
 }
 
-// "IFP1b": the stage, the pipe where the tables are a pipe's own, b for their second copy.
+// "IFP1b": stage, pipe (unless the pipes share the table), b for the second copy.
 std::string tableName( const StageTable & table ) {
   return stageName( table.kind ) + ( table.perPipe ? std::to_string( table.pipe ) : "" ) +
          ( table.copy != 0 ? "b" : "" );

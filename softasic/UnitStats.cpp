@@ -1,4 +1,4 @@
-// Statistics objects of a unit. Stats.h tells the rules.
+// Stat objects of a unit. See Stats.h for the chip rules.
 #include "softasic/Unit.h"
 
 namespace SoftAsic {

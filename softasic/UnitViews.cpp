@@ -9,7 +9,7 @@ namespace SoftAsic {
 
 namespace {
 
-// Without its position, which costs a walk over the group's rows.
+// Leaves out the position, which takes a walk over the group's rows.
 EntryView viewOf( const Entry & entry ) {
   const KeyLayout & layout = entry.group->layout();
   EntryView view;
@@ -73,7 +73,7 @@ SliceView viewOf( const StageTable & table, const Slice & slice ) {
   return view;
 }
 
-// What a group makes of a slice that holds its entries, or their second halves.
+// Adds the owner. `held` has the entries: the slice itself or, for the odd one of a pair, the even.
 void addOwner( SliceView & view, const Group & group, const Slice & held ) {
   view.group = group.id();
   view.mode = group.rows().demand().mode;
@@ -96,7 +96,7 @@ std::vector< SliceView > slicesOf( const StageTable & table ) {
   return views;
 }
 
-// The views by their ids, each with its entries by theirs.
+// Views by id, each with sorted entry ids.
 template < class View >
 std::vector< View > sorted( std::map< U32, View > & views ) {
   std::vector< View > list;

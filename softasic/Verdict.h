@@ -1,4 +1,4 @@
-// What the software ASIC decides about one packet.
+// Processing result of one packet.
 #pragma once
 
 #include <vector>
@@ -9,7 +9,7 @@
 
 namespace SoftAsic {
 
-// The entry that won in one group.
+// The winning entry of one group.
 struct Match {
   StageKind stage;
   U32 group;
@@ -19,14 +19,14 @@ struct Match {
 
 struct Verdict {
   bool drop = false;
-  bool permit = false;  // a permit action decided, in the last stage that had one or a drop
+  bool permit = false;  // a permit decided, in the last stage with a drop or permit
   bool copyToCpu = false;
-  Colour colour = Colour::green;  // as the policers of all winners left it; red: dropped
+  Colour colour = Colour::green;  // after all policers; red: dropped
   bool redirect = false;          // `redirectPorts` replaces the forwarding decision
-  bcm_pbmp_t redirectPorts = {};  // of the group with the highest priority that redirects
-  bcm_pbmp_t egressMask = {};     // ports to keep off, of all groups together
-  bcm_pbmp_t mirrorPorts = {};    // ports that get a copy, of all groups together
-  // Winners, stage by stage, in a stage by falling group priority.
+  bcm_pbmp_t redirectPorts = {};  // of the highest-priority group with a redirect
+  bcm_pbmp_t egressMask = {};     // ports not to send to, over all groups
+  bcm_pbmp_t mirrorPorts = {};    // ports that get a copy, over all groups
+  // Winners by stage, then by descending group priority.
   std::vector< Match > matches;
 };
 

@@ -1,9 +1,9 @@
-// A hash map from a 64-bit word to a small node, made for the probes of TernaryIndex.
+// Hash map from a 64-bit word to a small node, optimised for the lookups of TernaryIndex.
 //
-// Open addressing with linear probing in one array that doubles at three quarters and halves at an
-// eighth; erasing moves later members back, so that no tombstones slow lookups down. A slot is free
-// when its node is empty: Node needs `bool empty() const`, a default state that is empty, and
-// moves. Nodes move whenever the map changes: do not keep their addresses across a change.
+// Open addressing with linear probing; the array doubles when three quarters full and halves below
+// one eighth. Erase shifts later nodes back instead of leaving tombstones, which would slow lookups
+// down. A slot is free if its node is empty, so Node needs `bool empty() const`, an empty default
+// state and move operations. Any change moves nodes: do not keep their addresses.
 #pragma once
 
 #include <cassert>
@@ -22,7 +22,7 @@ class WordMap {
  public:
   U32 size() const { return size_; }
 
-  // Null when there is no member for the word.
+  // Null if not found.
   const Node * find( U64 word ) const {
     if ( size_ == 0 )
       return nullptr;
@@ -37,7 +37,7 @@ class WordMap {
     return const_cast< Node * >( static_cast< const WordMap * >( this )->find( word ) );
   }
 
-  // Takes a node that is not empty under a word that has no member yet.
+  // The node must not be empty, and the word not in the map.
   void insert( U64 word, Node && node ) {
     assert( !node.empty() && find( word ) == nullptr );
     if ( 4 * ( size_ + 1 ) > 3 * capacity_ )
@@ -46,7 +46,7 @@ class WordMap {
     ++size_;
   }
 
-  // Removes the member at `node`, whether it became empty already or not.
+  // `node` may be empty already.
   void erase( Node * node ) {
     U32 hole = static_cast< U32 >( static_cast< Slot * >( node ) - slots_.get() );
     slots_[ hole ] = Slot();

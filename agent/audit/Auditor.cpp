@@ -13,7 +13,8 @@ UnitAudit::UnitAudit( const Morvane::MorvaneTcamGroupManager & manager,
       chip_( chip ),
       unit_( unit ),
       capacity_( capacity ),
-      differences_( differences ) {
+      differences_( differences ),
+      pending_( manager, unit ) {
   for ( SoftAsic::GroupView & group : chip.groups( unit ) )
     groups_.emplace( group.id, std::move( group ) );
   for ( SoftAsic::StatView & stat : chip.statistics( unit ) )
@@ -48,7 +49,7 @@ bool isHeld( U32 entry, Iter unit ) {
   return false;
 }
 
-// An owner holds its entry on some unit.
+// Every recorded owner holds its entry on some unit.
 void auditOwners( const Morvane::MorvaneTcamGroupManager & manager,
                   std::vector< std::string > & differences ) {
   for ( auto it = manager.tcamManagerForEntryIterConst(); it; ++it )
@@ -57,7 +58,7 @@ void auditOwners( const Morvane::MorvaneTcamGroupManager & manager,
                                           it.value()->desc().charPtr(), it.key() ) );
 }
 
-// No row of a unit that is not there.
+// The capacity table has no rows of unknown units.
 void auditUnits( const Morvane::MorvaneTcamGroupManager & manager,
                  const Morvane::MorvaneTcamCapacitySm * capacity,
                  std::vector< std::string > & differences ) {

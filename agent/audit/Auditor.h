@@ -1,24 +1,23 @@
-// Compares what the managers believe with what the software ASIC holds.
+// Compares the managers' records with the state of the software ASIC.
 //
-// A test or an agent calls it after any operation; the answer is the list of differences, one line
-// each, empty when the books are right. It looks, for every unit of the group manager, at
-//   locks        the caller's activity lock held, the SDK lock free, no SDK call made without it
-//   groups       on the chip exactly while they have users; their users and entries counted right
-//   entries      every recorded one on every pipe and copy, with the same rule, priority and state,
-//                and nothing on the chip that no manager owns
-//   twins        of the outer-VLAN workaround: made as the entry's rule and the bitmaps say, and
-//                the map of VLANs holding exactly the entries that match them
-//   statistics   the same object on both sides, attached to its entry
-//   preselectors the recorded one of each group, used by that group alone
-//   checkers     of ranges: on both sides, with the same interval and flags, while they have users
-//   policers     in every pipe, with the same limits; attached alike to every copy of an entry
-//   data qualifiers  as recorded, used as often as their groups say, matched on by these groups
-//   capacity     the ASIC's record as its slices and the books are; where a capacity machine is
-//                given, its table and alarms as the record is
+// Can be called after any operation. Returns one line per difference, none if the records are
+// right. Checked for every unit of the group manager:
+//   locks            activity lock held by the caller, SDK lock free, no SDK call without it
+//   groups           on the chip exactly while they have users; reference and entry counts
+//   entries          on every pipe and copy, with the same rule, priority and state; none on the
+//                    chip without an owner
+//   twins            of the outer-VLAN workaround: rule, port bitmap and the map by VLAN
+//   statistics       recorded objects exist and are attached to their entry
+//   preselectors     recorded for their group and used by no other
+//   range checkers   same interval and flags on the chip while they have users
+//   policers         in every pipe with the same rates; attached to every copy of an entry
+//   data qualifiers  as recorded, with the use counts of their groups, and in the groups' sets
+//   capacity         the SDK's record against slices and managers; the capacity state machine's
+//                    table and alarms, if given, against the record
 //
-// It reads the managers' public attributes and the chip's inspection functions and changes nothing.
+// Uses the managers' public attributes and the chip's inspection functions; changes nothing.
 //
-// Locks: called with the activity lock held; takes the SDK lock through the inspection functions.
+// Locking: call with the activity lock held; inspection takes the SDK lock.
 #pragma once
 
 #include <string>
@@ -30,7 +29,7 @@
 
 namespace Audit {
 
-// `capacity` has been polled after the last change of the chip; null when there is none.
+// `capacity` must have been polled after the last change; may be null.
 std::vector< std::string > audit( const Morvane::MorvaneTcamGroupManager & manager,
                                   const SoftAsic::SoftAsic & chip,
                                   const Morvane::MorvaneTcamCapacitySm * capacity = nullptr );

@@ -1,10 +1,9 @@
-// Capacity: the ASIC's record against what the ASIC holds and what the books say, and the capacity
-// machine's table against the record.
+// Capacity: the SDK's record against the chip and the managers' records, and the capacity state
+// machine's table against the SDK's record.
 //
-// The record tells, for the first instance of every stage, slice by slice how many entries the
-// slice can hold in the mode that it is used in, and how many of these are free. A free slice tells
-// its rows; the second slice of a pair tells nothing. The total of a stage is the sum of its
-// slices, but where ingress keys take two rows, the rows of the ingress stage.
+// The SDK's record has total and free entries of every slice of each stage's first instance, in the
+// wide mode of its group. A free slice counts rows; the second slice of a pair counts 0. The stage
+// total is the sum over its slices, except that it counts rows where ingress keys take two rows.
 #include <algorithm>
 
 #include "agent/audit/UnitAudit.h"
@@ -20,7 +19,7 @@ struct SliceUse {
   S32 used = 0;
 };
 
-// The even slice of a pair tells for both.
+// The even slice of a pair counts for both.
 SliceUse useOf( const SoftAsic::SliceView & slice ) {
   if ( slice.mode == SoftAsic::WideMode::paired && slice.number % 2 != 0 )
     return {};
@@ -40,7 +39,7 @@ void UnitAudit::auditCapacity() {
   const SoftAsic::ChipProfile profile = chip_.profile( unit_ );
   const kelmor_tcam_capacity_info_t info = chip_.capacity( unit_ );
   if ( info.stage_count != static_cast< S32 >( profile.stages.size() ) )
-    report( "the capacity record tells {} stages of {}", info.stage_count, profile.stages.size() );
+    report( "the capacity record has {} stages of {}", info.stage_count, profile.stages.size() );
   for ( S32 i = 0; i < info.stage_count; ++i )
     for ( const SoftAsic::StageProfile & stage : profile.stages )
       if ( Morvane::tcamStageName( info.stage[ i ].stage ) == SoftAsic::stageName( stage.kind ) )
@@ -51,26 +50,28 @@ void UnitAudit::auditCapacity() {
 }
 
 void UnitAudit::auditStage( const SoftAsic::StageProfile & profile,
-                            const kelmor_tcam_stage_info_t & told, bool inRows ) {
+                            const kelmor_tcam_stage_info_t & record, bool inRows ) {
   const char * const name = SoftAsic::stageName( profile.kind );
-  auditSlices( profile, told, inRows );
+  auditSlices( profile, record, inRows );
   U32 counted = 0;
   for ( const auto & [ id, group ] : groups_ ) {
     if ( group.stage != profile.kind || group.pipe != 0 || group.copy != 0 )
       continue;
     if ( const auto counts = manager_.groupCounts( id ) )
       counted += counts->unitAllocated( unit_ );
+    if ( const auto left = pending_.entriesLeft.find( id ); left != pending_.entriesLeft.end() )
+      counted += left->second;
   }
-  if ( usedOf( told ) != static_cast< S32 >( counted ) )
-    report( "{} tells {} entries in use, its groups count {}", name, usedOf( told ), counted );
+  if ( usedOf( record ) != static_cast< S32 >( counted ) )
+    report( "{} reports {} entries in use, its groups count {}", name, usedOf( record ), counted );
   for ( const SoftAsic::TableView & table : chip_.tables( unit_ ) )
-    if ( table.stage == profile.kind && static_cast< S32 >( table.entries ) != usedOf( told ) )
-      report( "{} of pipe {} copy {} holds {} entries, told are {}", name, table.pipe, table.copy,
-              table.entries, usedOf( told ) );
+    if ( table.stage == profile.kind && static_cast< S32 >( table.entries ) != usedOf( record ) )
+      report( "{} of pipe {} copy {} holds {} entries, {} reported", name, table.pipe, table.copy,
+              table.entries, usedOf( record ) );
 }
 
 void UnitAudit::auditSlices( const SoftAsic::StageProfile & profile,
-                             const kelmor_tcam_stage_info_t & told, bool inRows ) {
+                             const kelmor_tcam_stage_info_t & record, bool inRows ) {
   const char * const name = SoftAsic::stageName( profile.kind );
   S32 slices = 0;
   S32 total = 0;
@@ -78,19 +79,19 @@ void UnitAudit::auditSlices( const SoftAsic::StageProfile & profile,
     if ( view.stage != profile.kind || view.pipe != 0 || view.copy != 0 )
       continue;
     const SliceUse use = useOf( view );
-    const kelmor_tcam_slice_info_t & slice = told.slice[ view.number ];
+    const kelmor_tcam_slice_info_t & slice = record.slice[ view.number ];
     ++slices;
     total += inRows ? static_cast< S32 >( view.depth ) : use.total;
     if ( slice.entries_total != use.total || slice.entries_total - slice.entries_free != use.used )
-      report( "slice {} of {} tells {} of {} entries free, it has {} and holds {}", view.number,
+      report( "slice {} of {} reports {} of {} entries free, it has {} and holds {}", view.number,
               name, slice.entries_free, slice.entries_total, use.total, use.used );
   }
-  if ( told.slice_count != slices || told.entries_total != total )
-    report( "{} tells {} slices and {} entries, it has {} and {}", name, told.slice_count,
-            told.entries_total, slices, total );
+  if ( record.slice_count != slices || record.entries_total != total )
+    report( "{} reports {} slices and {} entries, it has {} and {}", name, record.slice_count,
+            record.entries_total, slices, total );
 }
 
-// The table as the poll just now must have left it.
+// Requires a poll after the last change.
 void UnitAudit::auditCapacityTable( const kelmor_tcam_capacity_info_t & info ) {
   const bool halfSize = chip_.profile( unit_ ).ingressHalfSize;
   U32 rows = 0;
@@ -115,9 +116,9 @@ void UnitAudit::auditCapacityTable( const kelmor_tcam_capacity_info_t & info ) {
     const U64 hundredfold = U64{ used } * 100;
     const bool may = limits.upper != 0 && hundredfold >= U64{ total } * clear;
     const bool must = may && hundredfold >= U64{ total } * limits.upper;
-    if ( const bool stands = capacity_->alarm( key ); stands ? !may : must )
+    if ( const bool raised = capacity_->alarm( key ); raised ? !may : must )
       report( "the capacity alarm of {} {} with {} of {} used", name.charPtr(),
-              stands ? "stands" : "is missing", used, total );
+              raised ? "is raised" : "is missing", used, total );
   }
 }
 

@@ -1,4 +1,4 @@
-// Data qualifiers: the books of user-defined fields against the chip.
+// Data qualifiers: records of user-defined fields against the chip.
 #include "agent/audit/UnitAudit.h"
 
 namespace Audit {
@@ -8,12 +8,12 @@ using Morvane::UdfUnitSpec;
 
 namespace {
 
-// Uses of a qualifier over the groups of one kind.
-template < class Carriers >
-U32 usesIn( Carriers carriers, U32 key ) {
+// Total uses of a qualifier in the groups of one kind.
+template < class Groups >
+U32 usesIn( Groups groups, U32 key ) {
   U32 uses = 0;
-  for ( ; carriers; ++carriers )
-    uses += carriers.member()->udfQualId( key );
+  for ( ; groups; ++groups )
+    uses += groups.member()->udfQualId( key );
   return uses;
 }
 
@@ -25,12 +25,12 @@ void UnitAudit::auditDataQualifiers() {
     onChip.emplace( static_cast< U32 >( view.record.qual_id ), std::move( view ) );
 
   std::set< U32 > owned;
-  const auto auditKind = [ & ]( auto specs, const auto & carriers ) {
+  const auto auditKind = [ & ]( auto specs, const auto & groups ) {
     for ( ; specs; ++specs ) {
       const UdfUnitSpec & spec = specs.value();
       if ( Morvane::udfUnitBits.get( specs.key() ) != unit_ )
         continue;
-      if ( const U32 uses = usesIn( carriers(), specs.key() ); spec.refCount != uses )
+      if ( const U32 uses = usesIn( groups(), specs.key() ); spec.refCount != uses )
         report( "data qualifier {} has {} uses, its groups count {}", spec.qualId, spec.refCount,
                 uses );
       const auto qualifier = onChip.find( static_cast< U32 >( spec.qualId ) );
@@ -52,14 +52,15 @@ void UnitAudit::auditDataQualifiers() {
   auditKind( manager_.openFlowVxlanAclUdfIterConst(), vxlan );
 
   for ( const auto & [ id, view ] : onChip )
-    if ( !owned.contains( Morvane::udfQualKey( unit_, static_cast< S32 >( id ) ) ) )
+    if ( !owned.contains( Morvane::udfQualKey( unit_, static_cast< S32 >( id ) ) ) &&
+         !pending_.qualifiers.contains( id ) )
       report( "data qualifier {} belongs to nobody", id );
   for ( auto it = mirroring(); it; ++it )
-    auditCarried( it.key(), *it.member(), owned );
+    auditQualifiersOf( it.key(), *it.member(), owned );
   for ( auto it = plain(); it; ++it )
-    auditCarried( it.key(), *it.member(), owned );
+    auditQualifiersOf( it.key(), *it.member(), owned );
   for ( auto it = vxlan(); it; ++it )
-    auditCarried( it.key(), *it.member(), owned );
+    auditQualifiersOf( it.key(), *it.member(), owned );
 }
 
 void UnitAudit::auditDataQualifier( const UdfUnitSpec & spec,
@@ -77,15 +78,15 @@ void UnitAudit::auditDataQualifier( const UdfUnitSpec & spec,
     report( "data qualifier {} applies to other packets than it should", spec.qualId );
 }
 
-// Every hardware copy matches on what its group carries.
-void UnitAudit::auditCarried( U32 groupId, const GroupUdfQual & carried,
-                              const std::set< U32 > & owned ) {
-  for ( auto it = carried.udfQualIdIterConst(); it; ++it ) {
+// Every copy of the group has the recorded qualifiers in its set.
+void UnitAudit::auditQualifiersOf( U32 groupId, const GroupUdfQual & used,
+                                   const std::set< U32 > & owned ) {
+  for ( auto it = used.udfQualIdIterConst(); it; ++it ) {
     if ( Morvane::udfUnitBits.get( it.key() ) != unit_ )
       continue;
     const U32 id = Morvane::udfQualIdBits.get( it.key() );
     if ( !owned.contains( it.key() ) )
-      report( "group {:#x} carries data qualifier {}, which is not recorded", groupId, id );
+      report( "group {:#x} uses data qualifier {}, which is not recorded", groupId, id );
     for ( const auto & [ pipeGroup, group ] : groups_ )
       if ( Morvane::tcamNumberBits.get( pipeGroup ) == groupId && !group.qset.hasData( id ) )
         report( "group {:#x} lacks data qualifier {}", pipeGroup, id );

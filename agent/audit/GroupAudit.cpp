@@ -9,18 +9,22 @@ void UnitAudit::auditGroups() {
   for ( auto it = manager_.groupCountsIterConst(); it; ++it )
     auditCounts( it.key().pipeGroupId, *it.member() );
   for ( const auto & [ id, group ] : groups_ )
-    if ( !manager_.groupCountsHas( id ) )
+    if ( !manager_.groupCountsHas( id ) && !pending_.groups.contains( id ) )
       report( "group {:#x} belongs to nobody", id );
 }
 
 void UnitAudit::auditCounts( U32 pipeGroup, const Morvane::GroupCounts & counts ) {
   const auto group = groups_.find( pipeGroup );
-  const bool exists = group != groups_.end();
+  const bool exists = group != groups_.end() && !pending_.groups.contains( pipeGroup );
   const S32 users = counts.unitRefCount( unit_ );
   if ( exists != ( users > 0 ) )
     report( "group {:#x} has {} users and is {}on the chip", pipeGroup, users,
             exists ? "" : "not " );
-  const U32 entries = exists ? static_cast< U32 >( group->second.entries.size() ) : 0;
+  const auto left = pending_.entriesLeft.find( pipeGroup );
+  const U32 entries = group == groups_.end()
+                          ? 0
+                          : static_cast< U32 >( group->second.entries.size() ) -
+                                ( left == pending_.entriesLeft.end() ? 0 : left->second );
   if ( counts.unitAllocated( unit_ ) != entries )
     report( "group {:#x} holds {} entries, counted are {}", pipeGroup, entries,
             counts.unitAllocated( unit_ ) );
@@ -34,14 +38,14 @@ S64 UnitAudit::expectedReferences( U32 pipeGroup ) const {
   const auto held = references_.find( groupId );
   if ( held == references_.end() || !isCopy( pipeGroup ) )
     return 0;
-  // A mirroring group that exists takes no further references.
+  // A mirroring group has at most one reference.
   if ( manager_.groupMirroringAclValid( static_cast< U8 >( groupId ) ) )
     return std::min< S64 >( held->second, 1 );
-  // Both pipes of the outer-VLAN workaround share one hardware group.
+  // With the outer-VLAN workaround both pipes share one hardware group.
   return manager_.ovidWar( groupId ) ? 2 * held->second : held->second;
 }
 
-// Start-up sizes the counter records of a group by other qualifiers than its creation does.
+// Start-up can create counter records for copies that the group does not get at creation.
 bool UnitAudit::isCopy( U32 pipeGroup ) const {
   for ( const Morvane::PipeCopy at :
         manager_.pipeCopies( unit_, Morvane::tcamNumberBits.get( pipeGroup ) ) )
@@ -51,16 +55,16 @@ bool UnitAudit::isCopy( U32 pipeGroup ) const {
 }
 
 void UnitAudit::auditPreselectors() {
-  std::map< U32, U32 > recorded;  // group by preselector
+  std::map< U32, U32 > recorded;  // by preselector id
   for ( auto it = manager_.groupIdToPreselIdIterConst(); it; ++it ) {
-    // Without the mark, the record of a group that is gone is of the time before a
-    // re-initialisation.
-    if ( it.key().unit == unit_ &&
-         ( groups_.contains( it.key().groupId ) || manager_.preselectorLeft( it.key() ) ) )
+    // Records of groups that do not exist date from before a re-initialisation.
+    if ( it.key().unit == unit_ && groups_.contains( it.key().groupId ) )
       recorded.emplace( it.value(), it.key().groupId );
   }
   for ( const SoftAsic::PreselView & presel : chip_.preselectors( unit_ ) )
-    if ( !recorded.contains( presel.id ) )
+    if ( pending_.preselectors.contains( presel.id ) )
+      continue;
+    else if ( !recorded.contains( presel.id ) )
       report( "preselector {} belongs to nobody", presel.id );
     else if ( presel.users != ( groups_.contains( recorded[ presel.id ] ) ? 1 : 0 ) )
       report( "preselector {} has {} groups", presel.id, presel.users );
@@ -69,6 +73,8 @@ void UnitAudit::auditPreselectors() {
 }
 
 void UnitAudit::auditPreselectorOf( const SoftAsic::GroupView & group ) {
+  if ( pending_.groups.contains( group.id ) )
+    return;
   const bool recorded = manager_.groupIdToPreselIdHas( { unit_, group.id } );
   if ( !recorded && group.preselset.empty() && group.stage == SoftAsic::StageKind::ifp &&
        chip_.kelmor_field_group_by_preselector( unit_ ) )

@@ -1,4 +1,4 @@
-// What entries share: range checkers and policers.
+// Resources shared by entries: range checkers and policers.
 #include "agent/audit/UnitAudit.h"
 
 namespace Audit {
@@ -7,7 +7,8 @@ void UnitAudit::auditRangeCheckers() {
   for ( auto it = manager_.rangeCheckerIterConst(); it; ++it )
     auditRangeChecker( *it.member() );
   for ( const auto & [ id, checker ] : rangeCheckers_ )
-    report( "range checker {} belongs to nobody", id );
+    if ( !pending_.ranges.contains( id ) )
+      report( "range checker {} belongs to nobody", id );
 }
 
 void UnitAudit::auditRangeChecker( const Morvane::RangeCheckerData & data ) {
@@ -29,7 +30,7 @@ void UnitAudit::auditRangeChecker( const Morvane::RangeCheckerData & data ) {
             Kiv::valueToStrep( data.desc() ).charPtr() );
 }
 
-// Every copy of an entry has its pipe's part of the first copy's policer.
+// Every copy of an entry has the policer of the first copy, with its own pipe bits.
 void UnitAudit::auditPolicer( const EntryManager & owner, const Morvane::PipeCopy & at,
                               const SoftAsic::EntryView & copy,
                               const SoftAsic::EntryView & first ) {
@@ -42,7 +43,7 @@ void UnitAudit::auditPolicer( const EntryManager & owner, const Morvane::PipeCop
 
 namespace {
 
-// The same rates; how the id came about does not matter.
+// Ignores how the id was chosen.
 bool sameLimits( bcm_policer_config_t a, bcm_policer_config_t b ) {
   a.flags |= BCM_POLICER_WITH_ID;
   b.flags |= BCM_POLICER_WITH_ID;
@@ -52,22 +53,23 @@ bool sameLimits( bcm_policer_config_t a, bcm_policer_config_t b ) {
 
 }  // namespace
 
-// A policer is in every pipe, with the same limits.
+// Every policer exists in all pipes with the same rates.
 void UnitAudit::auditPolicers() {
   std::map< U32, SoftAsic::PolicerView > policers;
   for ( SoftAsic::PolicerView & policer : chip_.policers( unit_ ) )
-    policers.emplace( policer.id, std::move( policer ) );
+    if ( !pending_.policers.contains( policer.id ) )
+      policers.emplace( policer.id, std::move( policer ) );
   for ( const auto & [ id, policer ] : policers ) {
     const U32 base = Morvane::tcamNumberBits.get( id );
     for ( U32 pipe = 0; pipe < manager_.numPipe(); ++pipe ) {
       const auto part = policers.find( manager_.getPipePolicerId( unit_, pipe, base ) );
       if ( part == policers.end() )
         report( "policer {:#x} has no part in pipe {}", id, pipe );
-      else if ( !sameLimits( part->second.config, policer.config ) )
+      else if ( !pending_.policersDiffer && !sameLimits( part->second.config, policer.config ) )
         report( "policer {:#x} has other limits than policer {:#x}", part->first, id );
     }
     for ( const U32 entry : policer.entries )
-      if ( !ownedEntries_.contains( entry ) )
+      if ( !ownedEntries_.contains( entry ) && !pending_.entries.contains( entry ) )
         report( "policer {:#x} limits entry {:#x}, which belongs to nobody", id, entry );
   }
 }

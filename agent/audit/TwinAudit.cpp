@@ -1,5 +1,5 @@
-// Twins of the outer-VLAN workaround: what each must match, from the entry's rule as the chip has
-// it and the directory of bitmaps, and the map of VLANs.
+// Twins of the outer-VLAN workaround: their rules, derived from the entry's rule on the chip and
+// the untagged-port bitmaps, and the map by VLAN.
 #include <algorithm>
 
 #include "agent/audit/UnitAudit.h"
@@ -34,7 +34,7 @@ bool UnitAudit::isTwin( const EntryManager & owner, const Morvane::PipeCopy & at
   return at.pipe != 0 && manager_.ovidWar( owner.group() );
 }
 
-// The VLANs for whose untagged packets an installed entry needs its twin.
+// VLANs whose untagged packets an installed entry matches through its twin.
 std::vector< U16 > UnitAudit::vlansOf( const SoftAsic::EntryView & first ) {
   std::vector< U16 > vlans;
   const auto * match = qualifierOf( first.effective, bcmFieldQualifyOuterVlanId );
@@ -46,23 +46,25 @@ std::vector< U16 > UnitAudit::vlansOf( const SoftAsic::EntryView & first ) {
   return vlans;
 }
 
-void UnitAudit::auditTwin( const EntryManager & owner, const Books & books,
+void UnitAudit::auditTwin( const EntryManager & owner, const EntryRecords & records,
                            const SoftAsic::EntryView & twin, const SoftAsic::EntryView & first ) {
   const std::vector< U16 > vlans = vlansOf( first );
-  if ( books.ovidTwinHas( first.id ) != !vlans.empty() )
-    report( "the twin of entry {:#x} is {}in use in the books", first.id,
+  if ( records.ovidTwinHas( first.id ) != !vlans.empty() )
+    report( "the twin of entry {:#x} is recorded as {}in use", first.id,
             vlans.empty() ? "" : "not " );
-  if ( first.installed && books.ovidTwinIdle( first.id ) != vlans.empty() )
+  if ( first.installed && records.ovidTwinIdle( first.id ) != vlans.empty() )
     report( "the twin of entry {:#x} is {}idle", first.id, vlans.empty() ? "not " : "" );
   for ( const U16 vlan : vlans )
     twins_[ vlan ].emplace( first.id, &owner );
+  if ( pending_.unsettled( twin.id ) )
+    return;
   if ( !vlans.empty() )
-    auditTwinRule( books, vlans, twin, first );
+    auditTwinRule( records, vlans, twin, first );
   else if ( twin.effective != first.effective )
     report( "the idle twin of entry {:#x} holds another rule", first.id );
 }
 
-void UnitAudit::auditTwinRule( const Books & books, const std::vector< U16 > & vlans,
+void UnitAudit::auditTwinRule( const EntryRecords & records, const std::vector< U16 > & vlans,
                                const SoftAsic::EntryView & twin,
                                const SoftAsic::EntryView & first ) {
   const auto changed = { U32{ bcmFieldQualifyOuterVlanId }, U32{ bcmFieldQualifyInPorts } };
@@ -77,10 +79,9 @@ void UnitAudit::auditTwinRule( const Books & books, const std::vector< U16 > & v
   const auto * narrowed = qualifierOf( twin.effective, bcmFieldQualifyInPorts );
   const U32 ports = chip_.profile( unit_ ).ports();
   for ( U32 port = 0; port < ports; ++port ) {
-    if ( admits( narrowed, port ) != books.entryInPorts( twin.id ).data.has( port ) )
+    if ( admits( narrowed, port ) != records.entryInPorts( twin.id ).data.has( port ) )
       report( "the twin of entry {:#x} is recorded with other ports, as port {}", first.id, port );
-    if ( !overdue( vlans ) &&
-         admits( narrowed, port ) != ( admits( own, port ) && untagged( vlans, port ) ) )
+    if ( admits( narrowed, port ) != ( admits( own, port ) && untagged( vlans, port ) ) )
       report( "the twin of entry {:#x} is wrong on port {}", first.id, port );
   }
 }
@@ -92,15 +93,7 @@ bool UnitAudit::untagged( const std::vector< U16 > & vlans, U32 port ) const {
          } );
 }
 
-// A VLAN whose last change could not be carried out says nothing of the ports.
-bool UnitAudit::overdue( const std::vector< U16 > & vlans ) const {
-  return std::any_of(
-      vlans.begin(), vlans.end(),
-      [ & ]( U16 vlan ) {
-        return manager_.ovidWarSm()->overdueHas( { unit_, vlan } );
-      } );
-}
-
+// Port bitmaps are undefined for a VLAN whose last change failed.
 void UnitAudit::auditTwinMap() {
   const auto & warSm = manager_.ovidWarSm();
   std::map< U16, std::map< U32, const EntryManager * > > mapped;
@@ -113,9 +106,6 @@ void UnitAudit::auditTwinMap() {
       for ( auto entry = it.member()->managerIterConst(); entry; ++entry )
         mapped[ it.key().ovid ].emplace( entry.key(), entry.value().rawPtr_ );
     }
-    for ( auto it = warSm->overdueIterConst(); it; ++it )
-      if ( !warSm->ovidEntriesHas( it.key() ) )
-        report( "VLAN {} is overdue without an entry", U32{ it.key().ovid } );
   }
   for ( const auto & [ vlan, entries ] : mapped )
     for ( const auto & [ entry, manager ] : entries )

@@ -9,6 +9,7 @@
 #include <tuple>
 #include <vector>
 
+#include "agent/audit/PendingCleanup.h"
 #include "morvane/MorvaneTcamCapacitySm.h"
 #include "morvane/MorvaneTcamGroupManager.h"
 #include "softasic/SoftAsic.h"
@@ -17,7 +18,7 @@ namespace Audit {
 
 using namespace Kiv::Integers;
 
-// One pass over a unit; `run` may be called once. Differences are added to the list given.
+// Audits one unit. Call `run` once; it appends to `differences`.
 class UnitAudit {
  public:
   UnitAudit( const Morvane::MorvaneTcamGroupManager & manager, const SoftAsic::SoftAsic & chip,
@@ -27,28 +28,31 @@ class UnitAudit {
 
  private:
   using EntryManager = Morvane::MorvaneTcamEntryManager;
-  using Books = Morvane::UnitEntriesCreated;
+  using EntryRecords = Morvane::UnitEntriesCreated;
 
   // Entries (EntryAudit.cpp)
   void auditManager( const EntryManager & owner );
-  void auditEntry( const EntryManager & owner, const Books & books, U32 entry );
-  void auditCopy( const EntryManager & owner, const Books & books, U32 entry,
+  void auditEntry( const EntryManager & owner, const EntryRecords & records, U32 entry );
+  void auditCopy( const EntryManager & owner, const EntryRecords & records, U32 entry,
                   const Morvane::PipeCopy & at, const SoftAsic::EntryView & first );
+  void auditState( const EntryRecords & records, U32 entry, const SoftAsic::EntryView & copy,
+                   bool twin );
+  void auditRule( const EntryRecords & records, U32 entry, const Morvane::PipeCopy & at,
+                  const SoftAsic::EntryView & copy, const SoftAsic::EntryView & first );
   void auditIdleEntry( const EntryManager & owner, U32 entry );
-  void auditStat( const Books & books, const SoftAsic::EntryView & onChip );
-  void auditRecords( const EntryManager & owner, const Books & books );
+  void auditStat( const EntryRecords & records, const SoftAsic::EntryView & onChip );
+  void auditRecords( const EntryManager & owner, const EntryRecords & records );
   void auditForeignEntries();
   void auditForeignStats();
 
   // Twins (TwinAudit.cpp)
   bool isTwin( const EntryManager & owner, const Morvane::PipeCopy & at ) const;
   static std::vector< U16 > vlansOf( const SoftAsic::EntryView & first );
-  void auditTwin( const EntryManager & owner, const Books & books, const SoftAsic::EntryView & twin,
-                  const SoftAsic::EntryView & first );
-  void auditTwinRule( const Books & books, const std::vector< U16 > & vlans,
+  void auditTwin( const EntryManager & owner, const EntryRecords & records,
+                  const SoftAsic::EntryView & twin, const SoftAsic::EntryView & first );
+  void auditTwinRule( const EntryRecords & records, const std::vector< U16 > & vlans,
                       const SoftAsic::EntryView & twin, const SoftAsic::EntryView & first );
   bool untagged( const std::vector< U16 > & vlans, U32 port ) const;
-  bool overdue( const std::vector< U16 > & vlans ) const;
   void auditTwinMap();
 
   // Groups (GroupAudit.cpp)
@@ -70,14 +74,14 @@ class UnitAudit {
   void auditDataQualifiers();
   void auditDataQualifier( const Morvane::UdfUnitSpec & spec,
                            const SoftAsic::DataQualifierView & onChip );
-  void auditCarried( U32 groupId, const Morvane::GroupUdfQual & carried,
-                     const std::set< U32 > & owned );
+  void auditQualifiersOf( U32 groupId, const Morvane::GroupUdfQual & used,
+                          const std::set< U32 > & owned );
 
   // Capacity (CapacityAudit.cpp)
   void auditCapacity();
-  void auditStage( const SoftAsic::StageProfile & profile, const kelmor_tcam_stage_info_t & told,
+  void auditStage( const SoftAsic::StageProfile & profile, const kelmor_tcam_stage_info_t & record,
                    bool inRows );
-  void auditSlices( const SoftAsic::StageProfile & profile, const kelmor_tcam_stage_info_t & told,
+  void auditSlices( const SoftAsic::StageProfile & profile, const kelmor_tcam_stage_info_t & record,
                     bool inRows );
   void auditCapacityTable( const kelmor_tcam_capacity_info_t & info );
 
@@ -92,15 +96,16 @@ class UnitAudit {
   const U32 unit_;
   const Morvane::MorvaneTcamCapacitySm * const capacity_;  // may be null
   std::vector< std::string > & differences_;
+  const PendingCleanup pending_;
 
   std::map< U32, SoftAsic::GroupView > groups_;     // on the chip
   std::map< U32, SoftAsic::StatView > statistics_;  // on the chip
-  std::set< U32 > ownedEntries_;                    // pipe entry ids that some manager owns
+  std::set< U32 > ownedEntries_;                    // pipe entry ids with an owner
   std::set< U32 > ownedStats_;
-  // By VLAN: the entries whose twins match its untagged packets, with their managers.
+  // By VLAN: entries whose twins match its untagged packets, with their managers.
   std::map< U16, std::map< U32, const EntryManager * > > twins_;
-  std::map< U32, SoftAsic::RangeView > rangeCheckers_;  // on the chip, and not seen in the books
-  std::map< U32, S64 > references_;                     // by group id: what its managers hold
+  std::map< U32, SoftAsic::RangeView > rangeCheckers_;  // on the chip, not yet found in the records
+  std::map< U32, S64 > references_;  // by group id: references held by its managers
 };
 
 }  // namespace Audit

@@ -14,7 +14,7 @@ namespace {
 
 using Agent::countText;
 
-// Those of Okabe and Ito without black, then others that keep apart from them.
+// Okabe and Ito's palette without black, then distinguishable additions.
 constexpr std::array< Colour, 10 > colours = { { { "#56b4e9", 74, false },
                                                  { "#e69f00", 214, false },
                                                  { "#009e73", 36, true },
@@ -33,7 +33,7 @@ std::string numbersText( const char * one, const char * several, const std::set<
              : fmt::format( "{} {}-{}", several, *numbers.begin(), *numbers.rbegin() );
 }
 
-// What `alike`, tables of a stage that has `stageTables`, are in it.
+// Location of the identical tables `alike` of a stage with `stageTables` tables.
 std::string whereText( const std::vector< const Table * > & alike, size_t stageTables ) {
   if ( stageTables == 1 )
     return "one table for all ports";
@@ -106,7 +106,7 @@ std::string useText( const SliceMap & map, const Slice & slice, const Segment & 
     case RowUse::unknown:
       break;
   }
-  return "unknown to the books";
+  return "not recorded";
 }
 
 std::vector< std::string > absentUsers( const SliceMap & map, size_t columns ) {

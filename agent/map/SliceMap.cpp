@@ -9,25 +9,26 @@ namespace {
 
 using EntryManager = Morvane::MorvaneTcamEntryManager;
 
-// Whose an entry is, by its number.
+// Owner of an entry, by entry number.
 struct Owner {
   U32 user = 0;
-  bool given = false;  // to the user; otherwise it waits in the chip
+  bool given = false;  // allocated; otherwise set aside
 };
 using Owners = std::map< U32, Owner >;
 
-void readBooks( const EntryManager & manager, U32 unit, User & user, U32 index, Owners & owners ) {
+void readRecords( const EntryManager & manager, U32 unit, User & user, U32 index,
+                  Owners & owners ) {
   user.name = manager.desc().charPtr();
   user.group = manager.group();
   if ( manager.endEntry() != manager.baseEntry() )
     user.share = manager.endEntry() - manager.baseEntry();
-  const Kiv::Ptr< Morvane::UnitEntriesCreated > books = manager.internalUnitEntry( unit );
-  if ( !books )
+  const Kiv::Ptr< Morvane::UnitEntriesCreated > records = manager.internalUnitEntry( unit );
+  if ( !records )
     return;
-  user.used = books->entryCreatedSize();
-  for ( auto it = books->entryCreatedIterConst(); it; ++it )
+  user.used = records->entryCreatedSize();
+  for ( auto it = records->entryCreatedIterConst(); it; ++it )
     owners[ it.key() ] = { index, true };
-  if ( books->rangeCreated() )
+  if ( records->rangeCreated() )
     for ( U32 entry = manager.baseEntry(); entry < manager.endEntry(); ++entry )
       owners.try_emplace( entry, Owner{ index, false } );
 }
@@ -54,8 +55,8 @@ MapMaker::MapMaker( const Morvane::MorvaneTcamGroupManager & manager, U32 unit )
   for ( const Morvane::TcamReservation * reservation : manager.getTcamReservationData() )
     if ( const Kiv::Ptr< EntryManager > user = manager.managerOf( *reservation ) ) {
       map_.users.emplace_back();
-      readBooks( *user, unit, map_.users.back(), static_cast< U32 >( map_.users.size() - 1 ),
-                 owners_ );
+      readRecords( *user, unit, map_.users.back(), static_cast< U32 >( map_.users.size() - 1 ),
+                   owners_ );
     }
   hasRows_.resize( map_.users.size() );
 }

@@ -1,6 +1,6 @@
-// The map as one SVG file. Slices hang from a line, row 0 at the top. Within a slice heights are
-// true to scale; between slices they follow the root of the depth, so that neither a slice of 256
-// rows vanishes nor one of 8,192 fills the page.
+// The map as an SVG file. Slices are aligned at the top, with row 0 first. Heights are to scale
+// within a slice; between slices they grow with the square root of the depth, so that slices of 256
+// and 8,192 rows are both readable.
 #include <fmt/core.h>
 
 #include <algorithm>
@@ -18,30 +18,30 @@ namespace {
 using Agent::countText;
 using SoftAsic::WideMode;
 
-// Lengths in user units, which are pixels at the file's own size.
+// Lengths in pixels.
 constexpr double margin = 28;
 constexpr double sliceWidth = 46;
 constexpr double slicePitch = 52;
 constexpr U32 slicesInLine = 20;
-constexpr double tallest = 260;       // of the slices of a table in use
-constexpr double tallestUnused = 64;  // of one without groups
+constexpr double tallest = 260;       // slice of a table with groups
+constexpr double tallestUnused = 64;  // slice of a table without groups
 constexpr double shortest = 26;
-constexpr double headHeight = 52;    // of what stands above a slice
-constexpr double markHeight = 16;    // of the marks of wide slices
-constexpr double thinnest = 2;       // of a run of rows: a single entry shows beside the frame
-constexpr double letterHeight = 14;  // a run of rows as high holds its user's letter
+constexpr double headHeight = 52;    // labels above a slice
+constexpr double markHeight = 16;    // marks of wide slices
+constexpr double thinnest = 2;       // segment, so that a single entry is visible
+constexpr double letterHeight = 14;  // segments at least this high show the letter
 constexpr double badgeWidth = 15;
 constexpr size_t badgesInLine = 3;
-constexpr double columnPitch = 76;  // of the table of users
+constexpr double columnPitch = 76;  // user table
 constexpr double lineHeight = 20;
-// Widths of characters, for fonts as wide as DejaVu Sans.
-constexpr double smallWidth = 5.6;     // on average, at 10 px
+// Character widths of DejaVu Sans, the widest of the fonts used.
+constexpr double smallWidth = 5.6;     // average at 10 px
 constexpr double textWidth = 6.8;      // at 12 px
-constexpr double digitWidth = 7.6;     // of a digit or a broad letter at 12 px
+constexpr double digitWidth = 7.6;     // digit or wide letter at 12 px
 constexpr size_t absentColumns = 140;  // characters
 
-// A text of the user's as XML: what is no UTF-8, as a file's name need not be, becomes the
-// replacement character, and control characters become question marks.
+// XML escape. User text such as file names need not be UTF-8: invalid sequences become replacement
+// characters, control characters question marks.
 std::string escaped( const std::string & text ) {
   using Json = nlohmann::json;
   const Json valid =
@@ -83,7 +83,7 @@ class Drawing {
     put( R"(<text x="{:.1f}" y="{:.1f}" class="{}">{}</text>)", x, y, looks, escaped( words ) );
     width_ = std::max( width_, x + 2 * margin );
   }
-  // Text that begins at the left and must fit the picture.
+  // Left-aligned text; widens the picture to fit.
   void line( const char * looks, double characterWidth, const std::string & words );
 
   void drawTitle();
@@ -170,7 +170,7 @@ void Drawing::drawSegment( const Slice & slice, const Segment & segment, double 
         std::string( 1, letter ) );
 }
 
-// The colour and letter of a user, its letter standing on the line.
+// Colour and letter of a user; y is the letter's baseline.
 void Drawing::drawBadge( double x, double y, char letter ) {
   const Colour & colour = colourOf( letter );
   put( R"(<rect x="{:.1f}" y="{:.1f}" width="{}" height="13" fill="{}"/>)", x, y - 10.5, badgeWidth,
@@ -179,7 +179,7 @@ void Drawing::drawBadge( double x, double y, char letter ) {
         std::string( 1, letter ) );
 }
 
-// Whose rows are in a slice, for runs too thin to tell.
+// Users of a slice, since segments can be too thin to show.
 void Drawing::drawBadges( const Slice & slice, double middle, double y ) {
   std::set< char > letters;
   for ( const Segment & segment : slice.segments )
@@ -216,7 +216,7 @@ void Drawing::drawSlice( const Slice & slice, double x, double top, double heigh
   }
   if ( slice.mode == WideMode::doubleWide )
     text( middle, top - 6, "small bold", "double" );
-  // Of what is less than a pixel high the later one shows, so that entries come last.
+  // Segments below one pixel overlap: draw entries last, so that they stay visible.
   for ( const bool entries : { false, true } )
     for ( const Segment & segment : slice.segments )
       if ( entries == ( segment.use != RowUse::open && segment.use != RowUse::free ) )
@@ -316,7 +316,7 @@ void Drawing::drawKey() {
                              { "url(#asideKey)", "reserved: set aside for its user", 226 },
                              { "url(#open)", "reserved: open to the slice's group", 240 },
                              { "#ffffff", "free", 64 },
-                             { "#000000", "unknown to the books", 160 } };
+                             { "#000000", "not recorded", 160 } };
   y_ += 8;
   double x = margin;
   for ( const Sample & sample : samples ) {
@@ -342,7 +342,7 @@ void Drawing::drawKey() {
   y_ += 26;
 }
 
-// Stripes of `thick` units in squares of `pitch`.
+// Stripes of width `thick` every `pitch` pixels.
 std::string hatch( const std::string & id, const char * ground, const char * stroke, U32 pitch,
                    U32 thick ) {
   return fmt::format(

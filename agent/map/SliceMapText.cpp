@@ -1,4 +1,4 @@
-// The map for a terminal: a line for each slice, its rows squeezed into the cells of a bar.
+// The map for a terminal: one line per slice, its rows scaled to the cells of a bar.
 #include <fmt/core.h>
 
 #include <algorithm>
@@ -17,14 +17,14 @@ using SoftAsic::WideMode;
 constexpr U32 barCells = 40;
 constexpr size_t columns = 80;
 
-// A cell of a bar: one character, and what it is about.
+// A cell of a bar.
 struct Cell {
   char sign = ' ';
   RowUse use = RowUse::free;
   std::optional< char > letter = {};  // of its user
 };
 
-// Text with colours, or without.
+// Text with optional colours.
 class Painter {
  public:
   explicit Painter( bool colour ) : colour_( colour ) {}
@@ -43,7 +43,7 @@ class Painter {
   }
 
  private:
-  // Parameters of the escape sequence that selects the looks.
+  // Parameters of the SGR escape sequence.
   static std::string styleOf( const Cell & cell ) {
     switch ( cell.use ) {
       case RowUse::used:
@@ -77,8 +77,8 @@ char partly( char letter ) {
   return letter == '#' ? '+' : static_cast< char >( letter - 'A' + 'a' );
 }
 
-// Rows `first` to `end` of a slice as one cell: an unknown entry shows before all others, then the
-// user with most entries, then whoever most rows are set aside for.
+// Rows `first` to `end` of a slice as one cell. Precedence: an unknown entry, the user with most
+// entries, the user with most rows set aside.
 Cell cellOf( const SliceMap & map, const Slice & slice, U32 first, U32 end ) {
   std::map< std::pair< RowUse, U32 >, U32 > rows;  // by use and user
   for ( const Segment & segment : slice.segments ) {
@@ -128,7 +128,7 @@ void paintSlice( Painter & out, const SliceMap & map, const Slice & slice, U32 l
   out.plain( slice.group ? fmt::format( " {:>7}\n", countText( slice.entries() ) ) : "\n" );
 }
 
-// Whether a free slice needs no line of its own behind another.
+// True if two free slices can share a line.
 bool likeFree( const Slice & a, const Slice & b ) {
   return !a.group && !b.group && a.depth == b.depth && a.keyBits == b.keyBits;
 }
@@ -165,7 +165,7 @@ void paintUsers( Painter & out, const SliceMap & map ) {
   if ( letters.empty() )
     return;
   const std::string text = table.text();
-  size_t at = text.find( '\n', text.find( '\n' ) + 1 ) + 1;  // behind headings and rule
+  size_t at = text.find( '\n', text.find( '\n' ) + 1 ) + 1;  // after headings and rule
   out.plain( text.substr( 0, at ) );
   for ( const std::optional< char > letter : letters ) {
     const size_t end = text.find( '\n', at ) + 1;
@@ -195,7 +195,7 @@ void paintKey( Painter & out, const SliceMap & map ) {
         "  reserved but unused: set aside in the chip for a user\n" );
   line( { '.', RowUse::open, {} },
         "  reserved but unused: open to the users of the group that has the slice\n" );
-  line( { '?', RowUse::unknown, {} }, "  entries that the library's books do not know\n" );
+  line( { '?', RowUse::unknown, {} }, "  entries that the library has not recorded\n" );
   out.plain(
       "  x2 double-wide: an entry takes two rows of the chip\n"
       "  \\ / a pair: an entry takes the same row of both slices\n" );

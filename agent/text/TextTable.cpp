@@ -8,7 +8,6 @@ namespace Agent {
 
 namespace {
 
-// A line with trailing blanks removed.
 std::string lineOf( const std::vector< std::string > & cells, const std::vector< bool > & right,
                     const std::vector< size_t > & widths ) {
   std::string line;

@@ -1,4 +1,4 @@
-// A table of text for people: columns as wide as their widest cell, numbers to the right.
+// Plain text table with columns as wide as their widest cell.
 #pragma once
 
 #include <string>
@@ -8,13 +8,13 @@ namespace Agent {
 
 class TextTable {
  public:
-  // Column headings; one that begins with '>' aligns its column to the right.
+  // A heading that starts with '>' right-aligns its column.
   explicit TextTable( const std::vector< std::string > & headings );
 
-  // One cell for each column.
+  // One cell per column.
   void add( std::vector< std::string > cells ) { rows_.push_back( std::move( cells ) ); }
 
-  // Headings, a rule and the rows, each line indented by two and ended.
+  // Headings, a rule and the rows, indented by two.
   std::string text() const;
 
  private:
@@ -23,7 +23,7 @@ class TextTable {
   std::vector< std::vector< std::string > > rows_;
 };
 
-// A count with commas between thousands.
+// With thousands separators: "12,345".
 std::string countText( unsigned long long count );
 
 }  // namespace Agent

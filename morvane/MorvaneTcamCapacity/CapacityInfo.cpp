@@ -27,7 +27,7 @@ void halve( kelmor_tcam_stage_info_t & stage ) {
 
 void checkCapacity( U32 unit, kelmor_tcam_capacity_info_t & info ) {
   KIV_ASSERT( info.stage_count <= KELMOR_TCAM_STAGES_MAX );
-  const bool halfSize = Shim::sdk_->kelmor_field_ingress_half_size( unit );
+  const bool halfSize = Shim::sdkShim().kelmor_field_ingress_half_size( unit );
   for ( S32 i = 0; i < info.stage_count; ++i ) {
     kelmor_tcam_stage_info_t & stage = info.stage[ i ];
     KIV_ASSERT( stage.slice_count <= KELMOR_TCAM_SLICES_MAX );

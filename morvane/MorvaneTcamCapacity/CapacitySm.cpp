@@ -5,6 +5,7 @@
 #include "morvane/MorvaneTcamCapacitySm.h"
 #include "morvane/MorvaneTcamGroupManager.h"
 #include "morvane/MorvaneTcamManager/RestartMessages.h"
+#include "morvane/Operation.h"
 #include "shim/SdkCall.h"
 
 namespace Morvane {
@@ -55,9 +56,13 @@ const char * MorvaneTcamCapacitySm::fwkType() const {
 void MorvaneTcamCapacitySm::poll() {
   for ( auto unitIter = groupManager_->modChipInfoIterConst(); unitIter; ++unitIter ) {
     const U16 unit = unitIter.key();
+    const Operation operation( *groupManager_, unit );
+    // The unit may have been removed while an operation was waited for, and while the ASIC was
+    // read.
+    if ( !groupManager_->modChipInfoHas( unit ) )
+      continue;
     kelmor_tcam_capacity_info_t info = {};
     SDK_CHECKED( kelmor_bcm_tcam_capacity_info_get( unitIter.key(), &info ) );
-    // It may have gone meanwhile.
     if ( !groupManager_->modChipInfoHas( unit ) )
       continue;
     checkCapacity( unit, info );

@@ -1,166 +1,180 @@
 #include "morvane/MorvaneTcamManager/EntryAllocation.h"
 
 #include "kiv/Assert.h"
-#include "morvane/MorvaneTcamManager/StatTypesList.h"
+#include "morvane/MorvaneTcamManager/EntryInstall.h"
+#include "morvane/MorvaneTcamManager/EntryRange.h"
+#include "morvane/MorvaneTcamManager/EntryRecords.h"
+#include "morvane/MorvaneTcamManager/EntryStats.h"
+#include "morvane/MorvaneTcamManager/GroupLife.h"
 #include "morvane/MorvaneTcamManager/Trace.h"
 #include "shim/SdkCall.h"
 
 namespace Morvane {
 
-// --- Public getters --------------------------------------------------------------------------
+// --- The group -------------------------------------------------------------------------------
 
-U32 MorvaneBoundedTcamEntryManager::getEntry( U32 unit, U32 entry, const Kiv::String8 & desc ) {
-  return getEntryWithStats( unit, entry, desc, defaultStatTypes() );
+namespace {
+
+void readMaxPrio( MorvaneTcamEntryManager & user, U32 unit ) {
+  const auto group = [ & ] { return user.group(); };
+  bcm_field_group_status_s status = {};
+  SDK_CHECKED( bcm_field_group_status_get( unit, group(), &status ) );
+  user.maxPrioIs( static_cast< U32 >( status.prio_max ) );
 }
 
-U32 MorvaneBoundedTcamEntryManager::getEntryWithStats( U32 unit, U32 entry,
-                                                       const Kiv::String8 & desc,
-                                                       const Kiv::Ptr< StatTypes > & statTypes ) {
-  MORVANE_TRACE( traceEntry ) << "Unit: " << unit << "entry: " << entry
-                              << " base entry: " << baseEntry() << " end entry: " << endEntry()
-                              << " desc: " << desc;
-  KIV_ASSERT( entry >= baseEntry() && entry < endEntry() );
-  const U32 id = getEntryBase( unit, entry, desc, statTypes );
-  if ( id == 0 )
-    return 0;
-  try {
-    setPriorityForEntry( unit, entry, invalidPrio() );
-  } catch ( ... ) {
-    releaseEntry( unit, entry );
-    throw;
+void qualifyMulticast( U32 unit, U32 entry, U32 group ) {
+  if ( isIPv4( group ) ) {
+    SDK_CHECKED( bcm_field_qualify_DstIp( unit, entry, 0xe0000000, 0xf0000000 ) );
+  } else {
+    const bcm_ip6_t ip6_mask = { { 0xFF } };
+    const bcm_ip6_t ip6_mcast_prefix = { { 0xFF } };
+    SDK_CHECKED( bcm_field_qualify_DstIp6( unit, entry, ip6_mask, ip6_mcast_prefix ) );
   }
-  return id;
+  FP_COMMAND() << "fp qual " << entry << " multicast";
 }
 
-U32 MorvaneUnboundedTcamEntryManager::getEntry( U32 unit, const Kiv::String8 & desc ) {
-  return getEntryBase( unit, anyEntry, desc, defaultStatTypes() );
+void createMulticastWarEntry( MorvaneTcamEntryManager & user, U32 unit, Rollback & rollback ) {
+  UnitEntriesCreated * const entries = user.unitEntries( unit ).get();
+  // The placeholder keeps the allocator from acquiring the group once more.
+  entries->entryCreatedIs( anyEntry, "DUMMY" );
+  Rollback placeholder( *user.groupManager() );
+  placeholder.addRecord( [ entries ] { entries->entryCreatedDel( anyEntry ); } );
+  const Kiv::String8 desc( "IP Multicast DUMMY Entry" );
+  const Kiv::Ptr< StatTypes > statTypes = defaultStatTypes();
+  const U32 entry = EntryAllocation( user, unit, anyEntry, desc, statTypes ).run( rollback );
+  KIV_ASSERT( entry != 0 );
+  qualifyMulticast( unit, entry, user.group() );
+  EntryInstall install( user, unit );
+  install.setPriority( entry, multicastWarPriority );
+  install.install( entry );
+  for ( const PipeCopy c : user.copies( unit ) )
+    rollback.add( unit, { cleanupUninstallEntry, c.entryId( entry ) } );
+  rollback.addRecord( [ entries ] { entries->multicastWarEntryIs( 0 ); } );
+  entries->multicastWarEntryIs( entry );
+  placeholder.undo();
 }
 
-U32 MorvaneUnboundedTcamEntryManager::getEntryWithStats( U32 unit, const Kiv::String8 & desc,
-                                                         const Kiv::Ptr< StatTypes > & statTypes ) {
-  return getEntryBase( unit, anyEntry, desc, statTypes );
-}
+}  // namespace
 
-U32 MorvaneTcamEntryManager::getEntryBase( U32 unit, U32 entry, const Kiv::String8 & desc,
-                                           const Kiv::Ptr< StatTypes > & statTypes ) {
-  MORVANE_TRACE( traceEntry ) << "Unit: " << unit << " " << name() << " getEntryBase"
-                              << "(entry=0x" << Snaptrace::hex( entry ) << ")";
-  const bool entryDesc = !desc.empty();
-  KIV_ASSERT( entryDesc );
-  try {
-    return allocateEntry( unit, entry, desc, statTypes );
-  } catch ( ... ) {
-    giveBackIfIdle( unit );
-    throw;
+bool acquireGroup( MorvaneTcamEntryManager & user, U32 unit, Rollback & rollback ) {
+  MorvaneTcamGroupManager & groups = *user.groupManager();
+  GroupReferences taken;
+  if ( !GroupLife( groups, unit ).acquire( user.group(), rollback, taken ) ) {
+    user.setExhausted( unit, true, false );
+    return false;
   }
+  UnitEntriesCreated * const entries = user.unitEntries( unit ).get();
+  if ( !taken.empty() ) {
+    entries->groupReferencesIs( entries->groupReferences() + 1 );
+    rollback.addRecord(
+        [ entries ] { entries->groupReferencesIs( entries->groupReferences() - 1 ); } );
+  }
+  if ( user.maxPrio() == 0 )
+    readMaxPrio( user, unit );
+  if ( groups.modChipInfo( static_cast< U16 >( unit ) ).multicastWar &&
+       groupRequiresMulticastWAR( user.group() ) && entries->multicastWarEntry() == 0 )
+    createMulticastWarEntry( user, unit, rollback );
+  return true;
 }
 
-// Every member of entryCreated but the placeholder has an installation mark, which is found faster.
-bool MorvaneTcamEntryManager::isTaken( const UnitEntriesCreated & entries, U32 entry ) const {
-  return entries.entryInstalledHas( entry ) ||
-         ( entry == anyEntry && entries.entryCreatedHas( entry ) );
-}
-
-U32 MorvaneTcamEntryManager::allocateEntry( U32 unit, U32 entry, const Kiv::String8 & desc,
-                                            const Kiv::Ptr< StatTypes > & statTypes ) {
-  const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
-  if ( entries->entryCreatedSize() == 0 ) {
-    if ( !initializeGroup( unit ) )
-      return 0;
-    if ( holdsRange() && !entries->rangeCreated() && !allocateAllEntries( unit ) ) {
-      giveBackIfIdle( unit );
-      return 0;
-    }
-  } else if ( strategy() != tcamAllocateUnbounded && isTaken( *entries, entry ) ) {
-    return 0;
-  }
-  const U32 id = EntryAllocation( *this, unit, entry, desc, statTypes ).run();
-  if ( id == 0 ) {
-    // Giving back what was taken makes room again; the refusal stands all the same.
-    const bool refused = exhausted( unit );
-    giveBackIfIdle( unit );
-    if ( refused && !exhausted( unit ) )
-      setExhausted( unit, true, false );
-  }
-  return id;
+void EntryStart::run( Rollback & rollback ) {
+  user_.internalUnitEntryIs( unit_ );
+  user_.exhaustedIs( unit_, false );
+  if ( Shim::sdkShim().kelmor_field_udf_short( unit_ ) )
+    user_.maxUdfLengthIs( 28 );
+  const MorvaneCentral::Attributes & agent = MorvaneCentral::morvaneAttributes();
+  if ( !doAllocAtBeginning( user_.strategy(), user_.group(), agent.allocAtBeginning,
+                            agent.pdpModeEnabled,
+                            Shim::sdkShim().kelmor_field_alloc_at_beginning( unit_ ) ) )
+    return;
+  Rollback attempt( *user_.groupManager() );
+  const auto initializeGroup = [ & ]( U32 unit ) { return acquireGroup( user_, unit, attempt ); };
+  const U32 unit = unit_;
+  KIV_ASSERT( initializeGroup( unit ) );
+  // A chunk that does not fit leaves the unit exhausted and is tried again at its first use.
+  if ( EntryRange( user_, unit ).create( attempt ) )
+    rollback.take( attempt );
+  else
+    attempt.undo();
 }
 
 // --- One attempt -----------------------------------------------------------------------------
 
-EntryAllocation::EntryAllocation( MorvaneTcamEntryManager & manager, U32 unit, U32 entry,
-                                  const Kiv::String8 & desc,
-                                  const Kiv::Ptr< StatTypes > & statTypes )
-    : manager_( manager ),
-      entries_( manager.unitEntries( unit ) ),
-      unit_( unit ),
-      entry_( entry ),
-      desc_( desc ),
-      statTypes_( statTypes ),
-      creates_( !manager.holdsRange() || entries_->rangeEntryMissing( entry ) ) {}
-
-U32 EntryAllocation::run() {
-  try {
-    if ( !createCopies() ) {
-      undo();
+U32 EntryAllocation::run( Rollback & rollback ) {
+  MORVANE_TRACE( traceEntry ) << "Unit: " << unit_ << " " << user_.name() << " getEntryBase"
+                              << "(entry=0x" << Snaptrace::hex( entry_ ) << ")";
+  const bool entryDesc = !desc_.empty();
+  KIV_ASSERT( entryDesc );
+  if ( entries().entryCreatedSize() == 0 ) {
+    if ( !prepare( rollback ) ) {
+      rollback.undo();
       return 0;
     }
-    manager_.setExhausted( unit_, false, false );
-    record();
-    if ( manager_.allocateStatsPerEntry() && !attachStats() ) {
-      undo();
-      manager_.setExhausted( unit_, true, false );
-      return 0;
-    }
-    return handOver();
-  } catch ( ... ) {
-    undo();
-    throw;
+  } else if ( user_.strategy() != tcamAllocateUnbounded &&
+              EntryRecords( user_, unit_ ).isTaken( entry_ ) ) {
+    return 0;
   }
+  if ( !createCopies( rollback ) ) {
+    rollback.undo();
+    return 0;
+  }
+  record( rollback );
+  if ( user_.allocateStatsPerEntry() && !attachStats( rollback ) ) {
+    user_.setExhausted( unit_, true, false );
+    rollback.undo();
+    loseRangeEntry();
+    return 0;
+  }
+  handOver();
+  return entry_;
 }
 
-U32 EntryAllocation::handOver() {
-  const U32 unit = unit_;
-  const U32 entryId = entry_;
-  manager_.groupManager()->traceGroupStatus( unit, entries_->groupId( entryId ) );
-  const MorvaneCentral::Attributes & agent = MorvaneCentral::morvaneAttributes();
-  if ( agent.dumpEntries && agent.dumpNewEntries )
-    SDK_CHECKED( bcm_field_entry_dump( unit, entryId ) );
-  KIV_ASSERT( entryId > 0 );
-  groups().tcamManagerForEntryIs( entryId, Kiv::Ptr< MorvaneTcamEntryManager >( &manager_ ) );
-  MORVANE_TRACE( traceEntry ) << "getEntryBase returning entryId: " << entryId
-                              << " for : " << desc_;
-  return entryId;
+// What the first entry of a unit needs: the group, and the range where entries come with it.
+bool EntryAllocation::prepare( Rollback & rollback ) {
+  if ( !acquireGroup( user_, unit_, rollback ) )
+    return false;
+  madeRange_ = user_.holdsRange() && !entries().rangeCreated();
+  return !madeRange_ || EntryRange( user_, unit_ ).create( rollback );
 }
 
-bool EntryAllocation::createCopies() {
-  PipeCopies copies = manager_.copies( unit_ );
+bool EntryAllocation::createCopies( Rollback & rollback ) {
+  PipeCopies copies = user_.copies( unit_ );
   KIV_ASSERT( !copies.empty() );
-  const bool ordersEntries = groups().managedPriority( manager_.group() );
+  // An entry of a range exists, unless its statistics could not be had once.
+  const bool missing = user_.holdsRange() && entries().rangeEntryMissing( entry_ );
+  const bool creates = !user_.holdsRange() || missing;
+  const bool ordersEntries = groups_.managedPriority( user_.group() );
   for ( const PipeCopy c : copies ) {
-    if ( creates_ ) {
-      const int rc = createCopy( c );
-      if ( rc < 0 )
-        return refused( c, rc );
-      ++created_;
+    if ( creates ) {
+      const int rc = createCopy( c, rollback );
+      if ( rc < 0 ) {
+        refuse( c, rc );
+        return false;
+      }
     }
     if ( ordersEntries ) {
       const U32 unit = unit_;
       const U32 entryId = c.entryId( entry_ );
-      const U32 defPrio = manager_.defaultPrio( entry_ );
+      const U32 defPrio = user_.defaultPrio( entry_ );
       SDK_CHECKED( bcm_field_entry_prio_set( unit, entryId, defPrio ) );
+      FP_COMMAND() << "fp entry prio " << entryId << " " << defPrio;
     }
   }
-  if ( creates_ && manager_.holdsRange() )
-    entries_->rangeEntryMissingDel( entry_ );
+  if ( missing ) {
+    entries().rangeEntryMissingDel( entry_ );
+    rollback.addRecord( [ records = entries_.get(), entry = entry_ ] {
+      records->rangeEntryMissingIs( entry, true );
+    } );
+  }
   return true;
 }
 
-int EntryAllocation::createCopy( const PipeCopy & at ) {
+int EntryAllocation::createCopy( const PipeCopy & at, Rollback & rollback ) {
   const U32 unit = unit_;
   const U32 groupId = at.pipeGroup;
   bcm_field_entry_t entryId = at.entryId( entry_ );
   int rc;
-  if ( entry_ == anyEntry && manager_.strategy() == tcamAllocateUnbounded ) {
+  if ( entry_ == anyEntry && user_.strategy() == tcamAllocateUnbounded ) {
     rc = SDK_CALL( bcm_field_entry_create( unit, groupId, &entryId ) );
     if ( rc >= 0 )
       entry_ = tcamNumberBits.get( entryId );
@@ -169,7 +183,10 @@ int EntryAllocation::createCopy( const PipeCopy & at ) {
   }
   if ( rc >= 0 ) {
     FP_COMMAND() << "fp entry create " << groupId << " " << entryId;
-    manager_.countsOf( at ).unitAllocatedInc( unit, 1 );
+    rollback.add( unit, { cleanupDestroyEntries, entryId, 1, groupId } );
+    GroupCounts * const counts = &user_.countsOf( at );
+    counts->unitAllocatedInc( unit, 1 );
+    rollback.addRecord( [ counts, unit ] { counts->unitAllocatedInc( unit, -1 ); } );
   }
   MORVANE_TRACE( traceEntry ) << "Unit: " << unit << " getEntryBase"
                               << " Entry created with entryId: 0x" << Snaptrace::hex( entryId )
@@ -177,56 +194,69 @@ int EntryAllocation::createCopy( const PipeCopy & at ) {
   return rc;
 }
 
-// Pipe 0 may be full; a later pipe that differs from it means broken books. A twin shares the table
-// of pipe 0, where its entry may have taken the last row.
-bool EntryAllocation::refused( const PipeCopy & at, int rc ) {
-  const U32 pipe = groups().ovidWar( manager_.group() ) ? 0 : at.pipe;
+// Pipe 0 may be full; a later pipe that differs from it means wrong records. A twin shares the
+// table of pipe 0, where its entry may have taken the last row.
+void EntryAllocation::refuse( const PipeCopy & at, int rc ) {
+  const U32 pipe = groups_.ovidWar( user_.group() ) ? 0 : at.pipe;
   KIV_ASSERT( pipe == 0 && "Failed to create per pipe entries" );
   MORVANE_TRACE( traceFailure ) << "Unit: " << unit_ << " getEntryBase"
                                 << " Error " << rc << " for entry 0x"
                                 << Snaptrace::hex( at.entryId( entry_ ) ) << " for " << desc_;
   if ( rc != BCM_E_RESOURCE && rc != BCM_E_EXISTS )
     SDK_RESULT( rc );
-  MORVANE_TRACE( traceFailure ) << "Unit: " << unit_ << " " << manager_.name()
+  MORVANE_TRACE( traceFailure ) << "Unit: " << unit_ << " " << user_.name()
                                 << " failed to grab entry";
   if ( rc == BCM_E_RESOURCE )
-    manager_.setExhausted( unit_, true, false );
-  return false;
+    user_.setExhausted( unit_, true, false );
 }
 
-void EntryAllocation::record() {
-  recorded_ = true;
-  entries_->entryCreatedIs( entry_, desc_ );
-  entries_->entryInstalledIs( entry_, false );
-  for ( const PipeCopy c : manager_.copies( unit_ ) )
-    entries_->groupIdIs( c.entryId( entry_ ), c.pipeGroup );
+void EntryAllocation::record( Rollback & rollback ) {
+  EntryRecords( user_, unit_ ).add( entry_, desc_ );
+  rollback.addRecord( [ user = &user_, unit = unit_, entry = entry_ ] {
+    EntryRecords( *user, unit ).forget( entry );
+  } );
 }
 
-bool EntryAllocation::attachStats() {
+bool EntryAllocation::attachStats( Rollback & rollback ) {
   static const StatTypesList usual( *defaultStatTypes() );
   const bool isUsual = !statTypes_ || statTypes_.rawPtr_ == defaultStatTypes().ptr().rawPtr_;
   const StatTypesList list = isUsual ? usual : StatTypesList( *statTypes_ );
-  for ( const PipeCopy c : manager_.copies( unit_ ) )
-    if ( manager_.installStats( unit_, *entries_, c.pipeGroup, c.entryId( entry_ ), list ) == 0 )
+  EntryStats stats( user_, unit_ );
+  for ( const PipeCopy c : copies() )
+    if ( stats.install( c.pipeGroup, c.entryId( entry_ ), list, rollback ) == 0 )
       return false;
   return true;
 }
 
-void EntryAllocation::undo() {
-  if ( recorded_ ) {
-    for ( const PipeCopy c : manager_.copies( unit_ ) ) {
-      const U32 entryId = c.entryId( entry_ );
-      manager_.removeStats( unit_, *entries_, entryId );
-      entries_->groupIdDel( entryId );
-    }
-    entries_->entryInstalledDel( entry_ );
-    entries_->entryCreatedDel( entry_ );
+// An entry of a range whose statistics cannot be had is destroyed, and created again at its next
+// use.
+void EntryAllocation::loseRangeEntry() {
+  if ( !user_.holdsRange() || !entries().rangeCreated() || entries().rangeEntryMissing( entry_ ) )
+    return;
+  Release release( groups_, unit_ );
+  SmallList< PipeCopy, 8 > all;
+  for ( const PipeCopy c : copies() )
+    all.push( c );
+  for ( U32 i = all.size(); i-- > 0; ) {
+    release.add( { cleanupDestroyEntries, all[ i ].entryId( entry_ ), 1, all[ i ].pipeGroup } );
+    uncountEntries( user_.countsOf( all[ i ] ), unit_, 1 );
   }
-  // An entry of a range goes too: what could not get its statistics is made again at its next use.
-  const bool fromRange = recorded_ && !creates_;
-  manager_.destroyEntryCopies( unit_, entry_, fromRange ? allCopies : created_ );
-  if ( manager_.holdsRange() && ( fromRange || created_ != 0 ) )
-    entries_->rangeEntryMissingIs( entry_, true );
+  entries().rangeEntryMissingIs( entry_, true );
+  release.run();
+}
+
+void EntryAllocation::handOver() {
+  const U32 unit = unit_;
+  const U32 entryId = entry_;
+  user_.setExhausted( unit, false, false );
+  groups_.traceGroupStatus( unit, entries().groupId( entryId ) );
+  const MorvaneCentral::Attributes & agent = MorvaneCentral::morvaneAttributes();
+  if ( agent.dumpEntries && agent.dumpNewEntries )
+    SDK_CHECKED( bcm_field_entry_dump( unit, entryId ) );
+  KIV_ASSERT( entryId > 0 );
+  EntryRecords( user_, unit ).registerOwner( entryId );
+  MORVANE_TRACE( traceEntry ) << "getEntryBase returning entryId: " << entryId
+                              << " for : " << desc_;
 }
 
 }  // namespace Morvane

@@ -1,48 +1,56 @@
-// The allocator behind every getEntry: one attempt to hand out one entry on one unit.
+// The allocator behind every getEntry: one attempt to hand out one entry on one unit. Internal.
 //
-// An attempt either ends with the entry recorded, counted and owned, or leaves everything as it was
-// before: hardware entries on all pipes and copies, statistics, records and counters. Internal.
+// An attempt ends with the entry recorded, counted and owned, or it leaves everything as it was:
+// the group, a range that is made with its first entry, hardware entries on all pipes and copies,
+// statistics, records and counters.
 #pragma once
 
-#include "morvane/MorvaneTcamGroupManager.h"
+#include "morvane/MorvaneTcamManager/EntryTopic.h"
+#include "morvane/MorvaneTcamManager/Rollback.h"
+#include "morvane/MorvaneTcamManager/StatTypesList.h"
 
 namespace Morvane {
 
-// Entries of one hardware slice; a group whose count falls below a multiple has freed a slice.
-inline constexpr U32 sliceEntries = 128;
-
-// More hardware copies than any entry has.
-inline constexpr U32 allCopies = 0xFFFFFFFF;
-
-class EntryAllocation {
+class EntryAllocation : private EntryTopic {
  public:
-  // `entry` is an entry id of the manager's range, or anyEntry.
-  EntryAllocation( MorvaneTcamEntryManager & manager, U32 unit, U32 entry,
-                   const Kiv::String8 & desc, const Kiv::Ptr< StatTypes > & statTypes );
+  // `entry` is an entry id of the user's range, or anyEntry. `statTypes` null: packets and bytes.
+  EntryAllocation( MorvaneTcamEntryManager & user, U32 unit, U32 entry, const Kiv::String8 & desc,
+                   const Kiv::Ptr< StatTypes > & statTypes )
+      : EntryTopic( user, unit ), entry_( entry ), desc_( desc ), statTypes_( statTypes ) {}
 
-  // The entry id, or 0 when there is no room.
-  U32 run();
+  // The entry id. 0 when there is no room: then the rollback has run. Otherwise it undoes the
+  // allocation until the caller commits it.
+  U32 run( Rollback & rollback );
 
  private:
-  bool createCopies();
-  int createCopy( const PipeCopy & at );
-  bool refused( const PipeCopy & at, int rc );
-  void record();
-  bool attachStats();
-  U32 handOver();
-  void undo();
-  MorvaneTcamGroupManager & groups() const { return *manager_.groupManager(); }
+  bool prepare( Rollback & rollback );
+  bool createCopies( Rollback & rollback );
+  int createCopy( const PipeCopy & at, Rollback & rollback );
+  void refuse( const PipeCopy & at, int rc );
+  void record( Rollback & rollback );
+  bool attachStats( Rollback & rollback );
+  void loseRangeEntry();
+  void handOver();
 
-  MorvaneTcamEntryManager & manager_;
-  const Kiv::ValidPtr< UnitEntriesCreated > entries_;
-  const U32 unit_;
   U32 entry_;  // the chosen id, once the SDK has chosen one
   const Kiv::String8 & desc_;
   const Kiv::Ptr< StatTypes > & statTypes_;
-  // Hardware entries are made by this attempt, and not by the range that they belong to.
-  bool creates_;
-  U32 created_ = 0;  // hardware entries made so far
-  bool recorded_ = false;
+  bool madeRange_ = false;  // by this attempt
 };
+
+// Start-up of a user on one unit: its records, and its range where that is made in advance.
+class EntryStart {
+ public:
+  EntryStart( MorvaneTcamEntryManager & user, U32 unit ) : user_( user ), unit_( unit ) {}
+  void run( Rollback & rollback );
+
+ private:
+  MorvaneTcamEntryManager & user_;
+  const U32 unit_;
+};
+
+// One more reference on the user's group, which is created if need be, with what every group needs
+// before its first entry. False, and the unit exhausted, when it does not fit.
+bool acquireGroup( MorvaneTcamEntryManager & user, U32 unit, Rollback & rollback );
 
 }  // namespace Morvane

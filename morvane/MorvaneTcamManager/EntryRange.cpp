@@ -1,11 +1,9 @@
-// Whole ranges of entries, and the room that is left.
+#include "morvane/MorvaneTcamManager/EntryRange.h"
 
 #include <algorithm>
 
 #include "kiv/Assert.h"
-#include "morvane/MorvaneTcamEntryManager.h"
-#include "morvane/MorvaneTcamGroupManager.h"
-#include "morvane/MorvaneTcamManager/EntryAllocation.h"
+#include "morvane/MorvaneTcamManager/EntryInstall.h"
 #include "morvane/MorvaneTcamManager/Trace.h"
 #include "shim/SdkCall.h"
 
@@ -23,46 +21,65 @@ constexpr TcamAllocationStrategy tcamAllocateAtBeginning() {
 }
 }  // namespace Strategy
 
-}  // namespace
-
-bool MorvaneTcamEntryManager::allocateAllEntries( U32 unit ) {
+void assertHasRange( const MorvaneTcamEntryManager & user ) {
   using Strategy::tcamAllocateAsChunk;
   using Strategy::tcamAllocateAtBeginning;
+  const auto strategy = [ & ] { return user.strategy(); };
   KIV_ASSERT( strategy() == tcamAllocateAtBeginning() || strategy() == tcamAllocateAsChunk() );
-  const U32 range = endEntry() - baseEntry();
-  if ( entriesAvailable( unit ) < range ) {
-    KIV_ASSERT( strategy() != tcamAllocateAtBeginning() );
-    setExhausted( unit, true, false );
+}
+
+void assertNotAtBeginning( const MorvaneTcamEntryManager & user ) {
+  using Strategy::tcamAllocateAtBeginning;
+  const auto strategy = [ & ] { return user.strategy(); };
+  KIV_ASSERT( strategy() != tcamAllocateAtBeginning() );
+}
+
+}  // namespace
+
+bool uncountEntries( GroupCounts & counts, U32 unit, U32 howMany ) {
+  const U32 before = counts.unitAllocated( unit );
+  const U32 after = counts.unitAllocatedInc( unit, -static_cast< S32 >( howMany ) );
+  return before / sliceEntries * sliceEntries > after;
+}
+
+bool EntryRange::create( Rollback & rollback ) {
+  assertHasRange( user_ );
+  if ( user_.entriesAvailable( unit_ ) < size() ) {
+    // A range that a rebuild of its group has taken away may not fit again.
+    if ( !user_.initialized() )
+      assertNotAtBeginning( user_ );
+    user_.setExhausted( unit_, true, false );
     return false;
   }
-  const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
-  U32 entry = baseEntry();
-  try {
-    for ( ; entry < endEntry(); ++entry )
-      createRangeEntry( unit, entry );
-  } catch ( ... ) {
-    while ( entry-- > baseEntry() )
-      destroyEntryCopies( unit, entry, allCopies );
-    throw;
+  // One step for each copy, which grows with the entries.
+  Rollback part( groups_ );
+  U32 steps = 0;
+  for ( const PipeCopy c : copies() ) {
+    part.add( unit_, { cleanupDestroyEntries, c.entryId( user_.baseEntry() ), 0, c.pipeGroup } );
+    part.addRecord( [ counts = &user_.countsOf( c ), unit = unit_, all = &part, index = steps++ ] {
+      counts->unitAllocatedInc( unit, -static_cast< S32 >( all->step( index ).a ) );
+    } );
   }
-  entries->rangeCreatedIs( true );
+  for ( U32 entry = user_.baseEntry(); entry < user_.endEntry(); ++entry )
+    createEntry( entry, part );
+  part.commit();
+  for ( const PipeCopy c : copies() ) {
+    rollback.add( unit_,
+                  { cleanupDestroyEntries, c.entryId( user_.baseEntry() ), size(), c.pipeGroup } );
+    rollback.addRecord( [ counts = &user_.countsOf( c ), unit = unit_, all = size() ] {
+      counts->unitAllocatedInc( unit, -static_cast< S32 >( all ) );
+    } );
+  }
+  entries().rangeCreatedIs( true );
+  rollback.addRecord( [ records = &entries() ] { records->rangeCreatedIs( false ); } );
   return true;
 }
 
-void MorvaneTcamEntryManager::createRangeEntry( U32 unit, U32 entry ) {
-  U32 created = 0;
-  try {
-    createRangeEntryCopies( unit, entry, created );
-    setPriorityForEntry( unit, entry, invalidPrio() );
-  } catch ( ... ) {
-    destroyEntryCopies( unit, entry, created );
-    throw;
-  }
-}
-
-void MorvaneTcamEntryManager::createRangeEntryCopies( U32 unit, U32 entry, U32 & created ) {
-  const bool severalPipes = groupManager()->getNumPipe( group() ) >= 2;
-  for ( const PipeCopy c : copies( unit ) ) {
+void EntryRange::createEntry( U32 entry, Rollback & rollback ) {
+  const U32 unit = unit_;
+  const bool severalPipes = groups_.getNumPipe( user_.group() ) >= 2;
+  U32 index = 0;
+  for ( const PipeCopy c : copies() ) {
     const U32 groupId = c.pipeGroup;
     const U32 entryId = c.entryId( entry );
     MORVANE_TRACE( traceDetail ) << "Unit: " << unit << " "
@@ -71,106 +88,74 @@ void MorvaneTcamEntryManager::createRangeEntryCopies( U32 unit, U32 entry, U32 &
                                  << Snaptrace::hex( entryId );
     SDK_CHECKED( bcm_field_entry_create_id( unit, groupId, entryId ) );
     FP_COMMAND() << "fp entry create " << groupId << " " << entryId;
-    ++created;
-    countsOf( c ).unitAllocatedInc( unit, 1 );
-    if ( severalPipes )
+    user_.countsOf( c ).unitAllocatedInc( unit, 1 );
+    ++rollback.step( index++ ).a;
+    const auto defaultPrio = [ & ]( U32 of ) { return user_.defaultPrio( of ); };
+    if ( severalPipes ) {
       SDK_CHECKED( bcm_field_entry_prio_set( unit, entryId, defaultPrio( entry ) ) );
+      FP_COMMAND() << "fp entry prio " << entryId << " " << defaultPrio( entry );
+    }
   }
+  EntryInstall( user_, unit ).writePriority( entry, user_.invalidPrio(), nullptr );
 }
 
-void MorvaneTcamEntryManager::deallocateAllEntries( U32 unit ) {
-  using Strategy::tcamAllocateAsChunk;
-  using Strategy::tcamAllocateAtBeginning;
-  KIV_ASSERT( strategy() == tcamAllocateAtBeginning() || strategy() == tcamAllocateAsChunk() );
-  if ( groupManager()->getNumPipe( group() ) == 0 ) {
-    setExhausted( unit, false, false );
-    return;
-  }
-  const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
+bool EntryRange::drop( Release & release ) {
+  assertHasRange( user_ );
+  SmallList< PipeCopy, 8 > all;
+  for ( const PipeCopy c : copies() )
+    all.push( c );
   bool sliceFreed = false;
-  U32 destroyed = 0;
-  try {
-    for ( const PipeCopy c : copies( unit ) ) {
-      for ( U32 entry = baseEntry(); entry < endEntry(); ++entry )
-        if ( !entries->rangeEntryMissing( entry ) ) {
-          sliceFreed = destroyEntryCopy( unit, c, c.entryId( entry ) ) || sliceFreed;
-          ++destroyed;
-        }
-    }
-  } catch ( ... ) {
-    restoreRange( unit, *entries, destroyed );
-    throw;
+  for ( U32 i = all.size(); i-- > 0; ) {
+    U32 dropped = 0;
+    dropCopy( all[ i ], release, dropped );
+    sliceFreed = uncountEntries( user_.countsOf( all[ i ] ), unit_, dropped ) || sliceFreed;
   }
-  entries->rangeEntryMissingDelAll();
-  entries->rangeCreatedIs( false );
-  setExhausted( unit, false, sliceFreed );
+  entries().rangeEntryMissingDelAll();
+  entries().rangeCreatedIs( false );
+  return sliceFreed;
 }
 
-// Makes the first `howMany` hardware entries again that giving the range back had destroyed.
-void MorvaneTcamEntryManager::restoreRange( U32 unit, UnitEntriesCreated & entries, U32 howMany ) {
-  for ( const PipeCopy c : copies( unit ) )
-    for ( U32 entry = baseEntry(); entry < endEntry(); ++entry ) {
-      if ( entries.rangeEntryMissing( entry ) )
-        continue;
-      if ( howMany-- == 0 )
-        return;
-      const U32 groupId = c.pipeGroup;
-      const U32 entryId = c.entryId( entry );
-      SDK_CHECKED( bcm_field_entry_create_id( unit, groupId, entryId ) );
-      countsOf( c ).unitAllocatedInc( unit, 1 );
-      SDK_CHECKED( bcm_field_entry_prio_set( unit, entryId, defaultPrio( entry ) ) );
-    }
-}
-
-// True when the copy's count fell below a multiple of the slice size: a slice came free.
-bool MorvaneTcamEntryManager::destroyEntryCopy( U32 unit, const PipeCopy & at, U32 entryId ) {
-  SDK_CHECKED( bcm_field_entry_destroy( unit, entryId ) );
-  FP_COMMAND() << "fp entry destroy " << entryId;
-  const U32 left = countsOf( at ).unitAllocatedInc( unit, -1 );
-  return ( left + 1 ) % sliceEntries == 0;
-}
-
-// Destroys the first `howMany` hardware copies of an entry.
-void MorvaneTcamEntryManager::destroyEntryCopies( U32 unit, U32 entry, U32 howMany ) {
-  for ( const PipeCopy c : copies( unit ) ) {
-    if ( howMany-- == 0 )
-      return;
-    destroyEntryCopy( unit, c, c.entryId( entry ) );
+// One step for each run of entries that exist, the last run first.
+void EntryRange::dropCopy( const PipeCopy & at, Release & release, U32 & dropped ) {
+  U32 end = user_.endEntry();
+  while ( end > user_.baseEntry() ) {
+    U32 begin = end;
+    while ( begin > user_.baseEntry() && !entries().rangeEntryMissing( begin - 1 ) )
+      --begin;
+    if ( begin != end )
+      release.add( { cleanupDestroyEntries, at.entryId( begin ), end - begin, at.pipeGroup } );
+    dropped += end - begin;
+    end = begin > user_.baseEntry() ? begin - 1 : begin;
   }
 }
 
-U32 MorvaneTcamEntryManager::entriesAvailable( U32 unit ) {
-  const U32 range = endEntry() - baseEntry();
-  const U32 used = unitEntries( unit )->entryCreatedSize();
-  const U32 free = range - used;
-  if ( strategy() == tcamAllocateAtBeginning )
-    return free;
-  if ( strategy() == tcamAllocateAsChunk ) {
-    if ( used != 0 )
-      return free;
-    // A chunk that exists needs no room of the group.
-    if ( unitEntries( unit )->rangeCreated() )
-      return range;
-    if ( groupManager()->entriesAvailable( unit, group() ) >= range )
-      return range;
-    setExhausted( unit, true, false );
+U32 EntryRange::available() {
+  const U32 free = size() - entries().entryCreatedSize();
+  switch ( user_.strategy() ) {
+    case tcamAllocateAtBeginning:
+      return entries().rangeCreated() || !user_.initialized() ? free : roomFor( size() );
+    case tcamAllocateAsChunk:
+      // A chunk that exists needs no room of the group.
+      if ( entries().entryCreatedSize() != 0 || entries().rangeCreated() )
+        return free;
+      return roomFor( size() );
+    case tcamAllocateOnDemand:
+      return std::min( roomFor( 1 ), free );
+    default:
+      return roomFor( 1 );
+  }
+}
+
+// What the group can still take; 0, and the unit exhausted, when that is less than the range.
+U32 EntryRange::roomFor( U32 range ) {
+  const U32 room = groups_.entriesAvailable( unit_, user_.group() );
+  if ( room < range ) {
+    user_.setExhausted( unit_, true, false );
     return 0;
   }
-  const U32 groupFree = groupManager()->entriesAvailable( unit, group() );
-  if ( groupFree == 0 )
-    setExhausted( unit, true, false );
-  return strategy() == tcamAllocateOnDemand ? std::min( groupFree, free ) : groupFree;
-}
-
-U32 MorvaneTcamEntryManager::entriesAllocated( U32 unit ) const {
-  const Kiv::Ptr< UnitEntriesCreated > entries = internalUnitEntry( unit );
-  const U32 used = entries ? entries->entryCreatedSize() : 0;
-  const U32 range = endEntry() - baseEntry();
-  if ( strategy() == tcamAllocateAtBeginning )
-    return range;
-  if ( strategy() == tcamAllocateAsChunk )
-    return used != 0 || ( entries && entries->rangeCreated() ) ? range : 0;
-  return used;
+  return user_.strategy() == tcamAllocateAsChunk || user_.strategy() == tcamAllocateAtBeginning
+             ? range
+             : room;
 }
 
 }  // namespace Morvane

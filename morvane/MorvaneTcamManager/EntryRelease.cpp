@@ -1,107 +1,96 @@
-// Giving entries back: every step of the allocation undone in reverse.
+#include "morvane/MorvaneTcamManager/EntryRelease.h"
 
 #include "kiv/Assert.h"
-#include "morvane/MorvaneTcamEntryManager.h"
-#include "morvane/MorvaneTcamGroupManager.h"
-#include "morvane/MorvaneTcamManager/EntryAllocation.h"
+#include "morvane/MorvaneTcamManager/EntryRange.h"
+#include "morvane/MorvaneTcamManager/EntryRecords.h"
+#include "morvane/MorvaneTcamManager/EntryStats.h"
+#include "morvane/MorvaneTcamManager/GroupLife.h"
+#include "morvane/MorvaneTcamManager/OvidTwins.h"
 #include "morvane/MorvaneTcamManager/Trace.h"
-#include "shim/SdkCall.h"
 
 namespace Morvane {
 
-void MorvaneTcamEntryManager::releaseEntry( U32 unit, U32 entry ) {
-  releaseEntryInternal( unit, entry, true );
+EntryRelease::~EntryRelease() {
+  if ( freed_ )
+    user_.setExhausted( unit_, false, sliceFreed_ );
 }
 
-void MorvaneTcamEntryManager::releaseEntryInternal( U32 unit, U32 entry, bool giveBackGroup ) {
-  const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
-  MORVANE_TRACE( traceEntry ) << "Unit: " << unit << " " << name() << " releaseEntry"
+void EntryRelease::drop( U32 entry ) {
+  MORVANE_TRACE( traceEntry ) << "Unit: " << unit_ << " " << user_.name() << " releaseEntry"
                               << "(entry=0x" << Snaptrace::hex( entry ) << ")";
-  KIV_ASSERT( isTaken( *entries, entry ) );
-  if ( entries->entryInstalled( entry ) )
-    removeEntry( unit, entry );
+  EntryRecords records( user_, unit_ );
+  KIV_ASSERT( records.isTaken( entry ) );
+  SmallList< PipeCopy, 8 > all;
+  for ( const PipeCopy c : copies() )
+    all.push( c );
 
-  // A range keeps its hardware entries, for their next users.
-  if ( holdsRange() && entries->entryDisabled( entry ) )
-    enableEntry( unit, entry, true, 0 );
-  if ( holdsRange() )
-    ovidTwinIdleIs( unit, entry, false );
-  bool sliceFreed = false;
-  for ( const PipeCopy c : copies( unit ) )
-    sliceFreed = releaseEntryCopy( unit, *entries, c, c.entryId( entry ) ) || sliceFreed;
-  entries->tcamEntryBcmPbmpDel( entry );
-  entries->loopbackPortRedirectActionDel( entry );
-  entries->outportsBcmPbmpDel( entry );
-  entries->entryDisabledDel( entry );
-  entries->ovidTwinIdleDel( entry );
-  dropOwner( unit, entry );
-  if ( entries->multicastWarEntry() == entry )
-    entries->multicastWarEntryIs( 0 );
-  entries->entryInstalledDel( entry );
-  entries->entryCreatedDel( entry );
-  setExhausted( unit, false, sliceFreed );
-  if ( giveBackGroup )
-    giveBackIfIdle( unit );
-}
-
-// Takes one hardware copy back; true when a slice came free. A release that was broken off by an
-// exception can be called again and goes on where it stopped.
-bool MorvaneTcamEntryManager::releaseEntryCopy( U32 unit, UnitEntriesCreated & entries,
-                                                const PipeCopy & at, U32 entryId ) {
-  if ( !entries.groupIdHas( entryId ) )
-    return false;
-  // The books do not say whether the entry has a policer, and a busy entry cannot go.
-  SDK_CHECKED( bcm_field_entry_policer_detach_all( unit, entryId ) );
-  if ( allocateStatsPerEntry() )
-    removeStats( unit, entries, entryId );
-  bool sliceFreed = false;
-  if ( !holdsRange() ) {
-    sliceFreed = destroyEntryCopy( unit, at, entryId );
-  } else {
-    SDK_CHECKED( bcm_field_qualify_clear( unit, entryId ) );
-    SDK_CHECKED( bcm_field_action_remove_all( unit, entryId ) );
+  if ( entries().entryInstalled( entry ) )
+    for ( U32 i = all.size(); i-- > 0; )
+      release_.add( { cleanupRemoveEntry, all[ i ].entryId( entry ) } );
+  if ( groups_.ovidWar( user_.group() ) )
+    OvidTwins( user_, unit_ ).forget( entry );
+  const bool range = user_.holdsRange();
+  if ( range )
+    enableCopies( all, entry );
+  // The records do not say whether the entry has a policer, and a busy entry cannot be destroyed.
+  for ( U32 i = all.size(); i-- > 0; )
+    release_.add( { cleanupDetachAllPolicers, all[ i ].entryId( entry ) } );
+  records.dropOwner( entry );
+  if ( user_.allocateStatsPerEntry() )
+    dropStats( all, entry );
+  records.dropRest( entry );
+  for ( U32 i = all.size(); i-- > 0; ) {
+    const U32 entryId = all[ i ].entryId( entry );
+    if ( range ) {
+      release_.add( { cleanupClearRule, entryId } );
+      continue;
+    }
+    release_.add( { cleanupDestroyEntries, entryId, 1, all[ i ].pipeGroup } );
+    sliceFreed_ = uncountEntries( user_.countsOf( all[ i ] ), unit_, 1 ) || sliceFreed_;
   }
-  entries.groupIdDel( entryId );
-  entries.entryInPortsDel( entryId );
-  return sliceFreed;
+  freed_ = true;
 }
 
-namespace {
-
-template < class Iter >
-Kiv::Ptr< MorvaneTcamEntryManager > holderOf( U32 entry, Iter manager,
-                                              const MorvaneTcamEntryManager * but ) {
-  for ( ; manager; ++manager ) {
-    Kiv::Ptr< MorvaneTcamEntryManager > holder = manager.member();
-    for ( auto it = holder->internalUnitEntryIterConst(); it; ++it )
-      if ( holder.rawPtr_ != but && it.member()->entryCreatedHas( entry ) )
-        return holder;
-  }
-  return nullptr;
+void EntryRelease::dropStats( const SmallList< PipeCopy, 8 > & all, U32 entry ) {
+  EntryStats stats( user_, unit_ );
+  for ( U32 i = all.size(); i-- > 0; )
+    stats.drop( all[ i ].entryId( entry ), release_ );
 }
 
-}  // namespace
+// A range keeps its hardware entries, for their next users.
+void EntryRelease::enableCopies( const SmallList< PipeCopy, 8 > & all, U32 entry ) {
+  const bool disabled = entries().entryDisabled( entry );
+  const bool twinIdle = entries().ovidTwinIdle( entry );
+  for ( U32 i = all.size(); i-- > 0; )
+    if ( disabled || ( twinIdle && all[ i ].pipe != 0 ) )
+      release_.add( { cleanupEnableEntry, all[ i ].entryId( entry ), 1 } );
+}
 
-// Entry ids are shared by all units, and the registration with them.
-void MorvaneTcamEntryManager::dropOwner( U32 unit, U32 entry ) {
-  if ( groupManager()->tcamManagerForEntry( entry ).rawPtr_ != this )
+void EntryRelease::dropIdle() {
+  const U32 warEntry = entries().multicastWarEntry();
+  if ( warEntry != 0 && entries().entryCreatedSize() == 1 )
+    drop( warEntry );
+  if ( entries().entryCreatedSize() != 0 )
     return;
-  if ( groupManager()->modChipInfoSize() == 1 ) {
-    groupManager()->tcamManagerForEntryDel( entry );
-    return;
+  if ( user_.strategy() == tcamAllocateAsChunk && entries().rangeCreated() )
+    dropRange();
+  const U32 kept = entries().rangeCreated() ? 1 : 0;
+  while ( entries().groupReferences() > kept ) {
+    entries().groupReferencesIs( entries().groupReferences() - 1 );
+    GroupLife( groups_, unit_ ).dropAll( user_.group(), release_ );
   }
-  for ( auto it = internalUnitEntryIterConst(); it; ++it )
-    if ( it.key() != unit && it.member()->entryCreatedHas( entry ) )
-      return;
-  // An id that the SDK chose may serve another manager on another unit, which takes over.
-  Kiv::Ptr< MorvaneTcamEntryManager > heir =
-      holderOf( entry, groupManager()->entryManagerIterConst(), this );
-  if ( !heir )
-    heir = holderOf( entry, groupManager()->unboundedEntryManagerIterConst(), this );
-  if ( heir )
-    groupManager()->tcamManagerForEntryIs( entry, heir );
-  else
-    groupManager()->tcamManagerForEntryDel( entry );
+}
+
+void EntryRelease::dropAll() {
+  for ( auto it = entries().entryCreatedIterConst(); it; ++it )
+    drop( it.key() );
+  if ( entries().rangeCreated() )
+    dropRange();
+}
+
+void EntryRelease::dropRange() {
+  sliceFreed_ = EntryRange( user_, unit_ ).drop( release_ ) || sliceFreed_;
+  freed_ = true;
 }
 
 }  // namespace Morvane

@@ -1,8 +1,6 @@
 #include "morvane/MorvaneTcamManager/GroupBuilder.h"
 
 #include "kiv/Assert.h"
-#include "morvane/AclType.h"
-#include "morvane/MorvaneTcamManager/MirroringQualifiers.h"
 #include "morvane/MorvaneTcamManager/Trace.h"
 #include "shim/SdkCall.h"
 
@@ -10,13 +8,21 @@ namespace Morvane {
 
 // --- Qualifier set ---------------------------------------------------------------------------
 
-void GroupBuilder::makeQualifierSet() {
+void GroupBuilder::makeQualifierSet( Rollback & rollback ) {
+  rollback.addRecord( [ manager = &manager_, group = group_,
+                        had = manager_.stageIngressHas( group_ ),
+                        stage = manager_.stageIngress( group_ ) ] {
+    if ( had )
+      manager->stageIngressIs( group, stage );
+    else
+      manager->stageIngressDel( group );
+  } );
   manager_.stageIngressIs( group_, true );
-  const U32 * const list = qualifierList();
-  addFromList( list );
-  noteList( list );
-  correctForChipType();
-  adjustForUnit();
+  const QualifierTrace trace{ unit_, request_.operation };
+  const QualifierSet set = Morvane::makeQualifierSet( qualifierSetInput(), &trace );
+  manager_.stageIngressIs( group_, set.stageIngress );
+  qset_ = set.qset;
+  largeSlice_ = set.largeSlice;
 }
 
 void GroupBuilder::addDataQualifier( S32 qualId ) {
@@ -46,96 +52,32 @@ void GroupBuilder::addDataQualifiers( const std::vector< DataQualifier > & udfQu
   }
 }
 
-const U32 * GroupBuilder::qualifierList() const {
-  if ( manager_.groupMirroringAclValid( static_cast< U8 >( group_ ) ) )
-    return mirroringList();
-  return getTcamGroup( manager_.groupIdToIndex( group_ ) )->qualifiers;
-}
-
-const U32 * GroupBuilder::mirroringList() const {
-  const U8 key = static_cast< U8 >( group_ );
-  // No type yet is the same as no member: IPv4.
-  const S32 stored =
-      manager_.groupMirroringAclTypeHas( key ) ? manager_.groupMirroringAclType( key ) : -1;
-  const S32 mirAclType = stored == -1 ? Acl::ip() : stored;
-  if ( mirAclType == Acl::ip6() && manager_.ipv6MirroringSupported() )
-    return mirroringIp6Qualifiers;
-  KIV_ASSERT( ( mirAclType == Acl::ip() ) || ( mirAclType == Acl::mac() ) );
-  return mirAclType == Acl::mac() ? mirroringMacQualifiers : mirroringIpQualifiers;
-}
-
-void GroupBuilder::addFromList( const U32 * qualifiers ) {
-  for ( ; *qualifiers != bcmFieldQualifyCount; ++qualifiers ) {
-    MORVANE_TRACE( traceDetail ) << "Unit: " << unit_ << " " << request_.operation
-                                 << " adding qual=" << *qualifiers;
-    qset_.add( *qualifiers );
-  }
-}
-
-// Only the group's own list decides; what a chip type adds does not.
-void GroupBuilder::noteList( const U32 * qualifiers ) {
-  for ( ; *qualifiers != bcmFieldQualifyCount; ++qualifiers )
-    noteQualifier( *qualifiers );
-}
-
-void GroupBuilder::noteQualifier( U32 qualifier ) {
-  switch ( qualifier ) {
-    case bcmFieldQualifyStageLookup:
-    case bcmFieldQualifyStageEgress:
-      manager_.stageIngressIs( group_, false );
-      largeSlice_ = false;
-      break;
-    case bcmFieldQualifyInPort:
-    case bcmFieldQualifyInPorts:
-    case bcmFieldQualifyInPortsClass:
-      matchesNoPort_ = false;
-      break;
-    case bcmFieldQualifyOuterVlanId:
-      matchesOuterVlan_ = true;
-      break;
-    default:
-      break;
-  }
-}
-
-void GroupBuilder::correctForChipType() {
+QualifierSetInput GroupBuilder::qualifierSetInput() const {
+  QualifierSetInput input;
+  input.group = group_;
+  input.qualifiers = qualifierList();
   const GroupQsetModKey key{ static_cast< U16 >( group_ ),
                              static_cast< U16 >( chipTypeFromUnit( unit_ ) ) };
-  if ( manager_.groupIdToExcludeIndexHas( key ) ) {
-    const U32 * qual = getGroupExcludes( manager_.groupIdToExcludeIndex( key ) )->qualifiers;
-    for ( ; *qual != bcmFieldQualifyCount; ++qual ) {
-      MORVANE_TRACE( traceDetail )
-          << "Unit: " << unit_ << " " << request_.operation << " removing qual=" << *qual;
-      qset_.remove( *qual );
-    }
-  }
+  if ( manager_.groupIdToExcludeIndexHas( key ) )
+    input.excludes = getGroupExcludes( manager_.groupIdToExcludeIndex( key ) )->qualifiers;
   if ( manager_.groupIdToIncludeIndexHas( key ) )
-    addFromList( getGroupIncludes( manager_.groupIdToIncludeIndex( key ) )->qualifiers );
+    input.includes = getGroupIncludes( manager_.groupIdToIncludeIndex( key ) )->qualifiers;
+  input.chip = manager_.modChipInfo( static_cast< U16 >( unit_ ) );
+  input.properties = chipProperties( unit_ );
+  return input;
 }
 
-void GroupBuilder::adjustForUnit() {
-  const MorvaneCentral::ChipInfo chip = manager_.modChipInfo( static_cast< U16 >( unit_ ) );
-  if ( chip.qualifierSwap && matchesOuterVlan_ && matchesNoPort_ && qset_.has( chip.swapFrom ) ) {
-    qset_.remove( chip.swapFrom );
-    qset_.add( chip.swapTo );
-  }
-  if ( chip.extraQualifier != 0 )
-    qset_.add( chip.extraQualifier );
-  const bool secondCopy = Shim::sdk_->kelmor_field_second_copy( unit_ );
-  tcamGroupQsetExcludes( &qset_, group_, chip.excludeTtl, chip.excludeRangeChecks,
-                         Shim::sdk_->kelmor_field_group_by_preselector( unit_ ), secondCopy );
-  // The tables of a copy hold the ports in their class form.
-  if ( secondCopy && qset_.has( bcmFieldQualifyInPorts ) ) {
-    qset_.remove( bcmFieldQualifyInPorts );
-    qset_.add( bcmFieldQualifyInPortsClass );
-  }
-  if ( keepsTwins() )
-    qset_.add( bcmFieldQualifyInPorts );
+const U32 * GroupBuilder::qualifierList() const {
+  const U8 key = static_cast< U8 >( group_ );
+  if ( !manager_.groupMirroringAclValid( key ) )
+    return getTcamGroup( manager_.groupIdToIndex( group_ ) )->qualifiers;
+  return mirroringQualifiers(
+      manager_.groupMirroringAclTypeHas( key ) ? manager_.groupMirroringAclType( key ) : -1,
+      manager_.ipv6MirroringSupported() );
 }
 
-// The ports of a twin are narrowed, so that its group needs to match them.
 bool GroupBuilder::keepsTwins() const {
-  return Shim::sdk_->kelmor_field_shared_by_pipes( unit_ ) && manager_.stageIngress( group_ ) &&
+  return Shim::sdkShim().kelmor_field_shared_by_pipes( unit_ ) && manager_.stageIngress( group_ ) &&
          qset_.has( bcmFieldQualifyOuterVlanId );
 }
 
@@ -149,13 +91,13 @@ void GroupBuilder::prepare() {
   common_ = {};
   if ( largeSlice_ )
     common_.flags |= BCM_FIELD_GROUP_CREATE_LARGE;
-  if ( !Shim::sdk_->kelmor_field_group_by_preselector( unit_ ) &&
+  if ( !Shim::sdkShim().kelmor_field_group_by_preselector( unit_ ) &&
        manager_.managedPriority( group_ ) )
     common_.flags |= BCM_FIELD_GROUP_CREATE_MANAGED_PRIO;
   common_.qset = qset_;
   common_.flags |= BCM_FIELD_GROUP_CREATE_WITH_ID;
   common_.action_res_id = -1;
-  if ( Shim::sdk_->kelmor_field_second_copy( unit_ ) && manager_.stageIngress( group_ ) ) {
+  if ( Shim::sdkShim().kelmor_field_second_copy( unit_ ) && manager_.stageIngress( group_ ) ) {
     common_.mode = bcmFieldGroupModePerCopy;
     common_.flags |= BCM_FIELD_GROUP_CREATE_PER_COPY | BCM_FIELD_GROUP_CREATE_WITH_MODE;
   }
@@ -163,8 +105,8 @@ void GroupBuilder::prepare() {
 
 bool GroupBuilder::placedByPort() const {
   return manager_.stageIngress( group_ ) &&
-         ( Shim::sdk_->kelmor_field_group_by_preselector( unit_ ) ||
-           Shim::sdk_->kelmor_field_second_copy( unit_ ) );
+         ( Shim::sdkShim().kelmor_field_group_by_preselector( unit_ ) ||
+           Shim::sdkShim().kelmor_field_second_copy( unit_ ) );
 }
 
 // Every copy starts from the common part, so that what one copy's retry drops is there for the
@@ -181,17 +123,21 @@ bcm_field_group_config_t GroupBuilder::configFor( const PipeCopy & at ) const {
   return config;
 }
 
-void GroupBuilder::createPreselector( const PipeCopy & at, bcm_field_group_config_t & config ) {
+void GroupBuilder::createPreselector( const PipeCopy & at, bcm_field_group_config_t & config,
+                                      Rollback & rollback ) {
   const U32 unit = unit_;
   const U32 pipe = at.pipe;
   const bcm_port_config_t & portConfig = portConfig_;
-  // Without the mark, what the books name is of the time before a re-initialisation.
-  if ( manager_.preselectorLeft( { unit, at.pipeGroup } ) )
-    manager_.doDestroyGroupPreselId( unit, at.pipeGroup );
   bcm_field_presel_t preselId = 0;
   SDK_CHECKED( bcm_field_presel_create( unit, &preselId ) );
+  KIV_ASSERT( preselId < BCM_FIELD_PRESEL_MAX );
+  FP_COMMAND() << "fp presel create " << preselId;
+  rollback.add( unit, { cleanupDestroyPreselector, preselId } );
+  // What the records name already is of the time before a re-initialisation.
   manager_.doStoreGroupPreselId( unit, at.pipeGroup, preselId );
-  preselectorMade_ = true;
+  rollback.addRecord( [ manager = &manager_, unit, group = at.pipeGroup ] {
+    manager->groupIdToPreselIdDel( { unit, group } );
+  } );
   SDK_CHECKED(
       bcm_field_qualify_Stage( unit, preselId | BCM_FIELD_QUALIFY_PRESEL, bcmFieldStageIngress ) );
   const bcm_field_src_class_t preselKeyData = { pipe };
@@ -199,49 +145,53 @@ void GroupBuilder::createPreselector( const PipeCopy & at, bcm_field_group_confi
   SDK_CHECKED( bcm_field_qualify_MixedSrcClassId( unit, preselId | BCM_FIELD_QUALIFY_PRESEL,
                                                   portConfig.per_pipe( pipe ), preselKeyData,
                                                   preselKeyMask ) );
+  FP_COMMAND() << "fp presel qualify " << preselId << " pipe " << pipe;
   config.preselset.add( preselId );
 }
 
 // --- Creation --------------------------------------------------------------------------------
 
-bool GroupBuilder::create( const PipeCopy & at ) {
-  const bool wasOvidWar = manager_.ovidWar( at.pipeGroup );
-  if ( keepsTwins() )
-    manager_.ovidWarIs( at.pipeGroup, true );
-  MORVANE_TRACE( traceGroup ) << "Unit: " << unit_ << " " << request_.operation
-                              << " Creating group " << at.pipeGroup;
+bool GroupBuilder::create( const PipeCopy & at, Rollback & rollback ) {
   const U32 unit = unit_;
   const U32 groupId = at.pipeGroup;
-  preselectorMade_ = false;
-  try {
-    bcm_field_group_config_t groupConfig = configFor( at );
-    if ( preselects() )
-      createPreselector( at, groupConfig );
-    if ( createInHardware( groupConfig ) )
-      return true;
-    if ( !request_.forUdf ) {
-      SDK_UNCHECKED( bcm_field_group_dump( unit, groupId ) );
-      MORVANE_TRACE( traceFailure )
-          << "Unit: " << unit << " " << request_.operation << " Could not create group!";
-    }
-  } catch ( ... ) {
-    undo( at, wasOvidWar );
-    throw;
+  Rollback copy( manager_ );
+  markOvidWar( at, copy );
+  MORVANE_TRACE( traceGroup ) << "Unit: " << unit << " " << request_.operation << " Creating group "
+                              << groupId;
+  bcm_field_group_config_t groupConfig = configFor( at );
+  if ( preselects() )
+    createPreselector( at, groupConfig, copy );
+  if ( createInHardware( groupConfig ) ) {
+    FP_COMMAND() << "fp group create " << groupId << " prio " << groupConfig.priority;
+    copy.add( unit, { cleanupDestroyGroup, groupId } );
+    rollback.take( copy );
+    return true;
   }
-  undo( at, wasOvidWar );
+  if ( !request_.forUdf ) {
+    SDK_UNCHECKED( bcm_field_group_dump( unit, groupId ) );
+    MORVANE_TRACE( traceFailure ) << "Unit: " << unit << " " << request_.operation
+                                  << " Could not create group!";
+  }
+  copy.undo();
   return false;
 }
 
 bool GroupBuilder::preselects() const {
-  return Shim::sdk_->kelmor_field_group_by_preselector( unit_ ) && manager_.stageIngress( group_ );
+  return Shim::sdkShim().kelmor_field_group_by_preselector( unit_ ) &&
+         manager_.stageIngress( group_ );
 }
 
-void GroupBuilder::undo( const PipeCopy & at, bool wasOvidWar ) {
-  // What the books still name from before a re-initialisation is not this attempt's.
-  if ( preselectorMade_ )
-    manager_.doDestroyGroupPreselId( unit_, at.pipeGroup );
-  if ( !wasOvidWar && manager_.ovidWar( at.pipeGroup ) )
-    manager_.ovidWarDel( at.pipeGroup );
+// The mark is one for all units: it stays with a group that another unit has.
+void GroupBuilder::markOvidWar( const PipeCopy & at, Rollback & rollback ) {
+  if ( !keepsTwins() || manager_.ovidWar( at.pipeGroup ) )
+    return;
+  manager_.ovidWarIs( at.pipeGroup, true );
+  rollback.addRecord( [ manager = &manager_, group = at.pipeGroup ] {
+    for ( auto unitIter = manager->modChipInfoIterConst(); unitIter; ++unitIter )
+      if ( manager->groupExists( unitIter.key(), group ) )
+        return;
+    manager->ovidWarDel( group );
+  } );
 }
 
 bool GroupBuilder::createInHardware( bcm_field_group_config_t & groupConfig ) {

@@ -1,19 +1,20 @@
 // Builds the hardware copies of one group on one unit.
 //
 //   GroupBuilder builder( manager, unit, group, firstCreation );
-//   builder.makeQualifierSet();      // also decides stageIngress( group )
-//   builder.addDataQualifier( id );  // for each, if any
-//   builder.prepare();               // configuration and port sets
-//   for each copy: builder.create( copy )
+//   builder.makeQualifierSet( rollback );  // also decides stageIngress( group )
+//   builder.addDataQualifier( id );        // for each, if any
+//   builder.prepare();                     // configuration and port sets
+//   for each copy: builder.create( copy, rollback )
 //
-// A copy that does not fit leaves nothing behind; earlier copies stay. Internal: only the group
-// manager uses it.
+// A copy that does not fit leaves nothing behind; earlier copies stay. Internal.
 #pragma once
 
 #include <vector>
 
 #include "morvane/MorvaneTcamGroupManager.h"
-#include "morvane/MorvaneTcamManager/UdfQualifiers.h"
+#include "morvane/MorvaneTcamManager/QualifierSet.h"
+#include "morvane/MorvaneTcamManager/Rollback.h"
+#include "morvane/MorvaneTcamManager/Udf/Qualifiers.h"
 
 namespace Morvane {
 
@@ -36,7 +37,7 @@ class GroupBuilder {
       : manager_( manager ), unit_( unit ), group_( group ), request_( request ) {}
 
   // The group's list, then the chip type's excludes and includes, then the chip's own adjustments.
-  void makeQualifierSet();
+  void makeQualifierSet( Rollback & rollback );
   // Lets the group match on a data qualifier of the unit as well.
   void addDataQualifier( S32 qualId );
   // The same for every qualifier of the unit that the group carries.
@@ -45,27 +46,24 @@ class GroupBuilder {
   void addDataQualifiers( const std::vector< DataQualifier > & udfQual );
   // Reads the port sets and fills in what all copies have in common.
   void prepare();
-  // Creates one copy. False when hardware has no room; any other failure ends the process.
-  bool create( const PipeCopy & at );
+  // Creates one copy. False when hardware has no room, with nothing left; any other failure ends
+  // the process.
+  bool create( const PipeCopy & at, Rollback & rollback );
 
   const GroupRequest & request() const { return request_; }
 
  private:
   const U32 * qualifierList() const;
-  const U32 * mirroringList() const;
-  void addFromList( const U32 * qualifiers );
-  void noteList( const U32 * qualifiers );
-  void noteQualifier( U32 qualifier );
-  void correctForChipType();
-  void adjustForUnit();
+  QualifierSetInput qualifierSetInput() const;
   bcm_field_group_config_t configFor( const PipeCopy & at ) const;
-  void createPreselector( const PipeCopy & at, bcm_field_group_config_t & config );
+  void createPreselector( const PipeCopy & at, bcm_field_group_config_t & config,
+                          Rollback & rollback );
   bool createInHardware( bcm_field_group_config_t & groupConfig );
   bool isTriedAgain( int rc ) const;
   bool placedByPort() const;
   bool preselects() const;
   bool keepsTwins() const;
-  void undo( const PipeCopy & at, bool wasOvidWar );
+  void markOvidWar( const PipeCopy & at, Rollback & rollback );
 
   MorvaneTcamGroupManager & manager_;
   const U32 unit_;
@@ -76,10 +74,6 @@ class GroupBuilder {
   bcm_port_config_t portConfig_ = {};
   // Wants a large slice first, and is tried again without one.
   bool largeSlice_ = true;
-  bool matchesNoPort_ = true;
-  bool matchesOuterVlan_ = false;
-  // The copy under creation has stored its preselector.
-  bool preselectorMade_ = false;
 };
 
 }  // namespace Morvane

@@ -7,7 +7,8 @@
 
 namespace Morvane {
 
-Kiv::TraceHandle apiMorvane( "ApiMorvane" );
+constinit Kiv::TraceHandle apiMorvane( "ApiMorvane" );
+const Kiv::TraceRegistration apiMorvaneRegistration( apiMorvane );
 
 constinit const Kiv::LogHandle MORVANE_CONFIG_CHANGE = handleOf( configChange );
 constinit const Kiv::LogHandle MORVANE_UNEXPECTED_RESTART = handleOf( unexpectedRestart );

@@ -2,6 +2,9 @@
 
 #include "kiv/Strep.h"
 #include "morvane/MorvaneOvidWarSm.h"
+#include "morvane/MorvaneTcamGroupManager.h"
+#include "morvane/MorvaneTcamManager/OvidTwins.h"
+#include "morvane/Operation.h"
 
 namespace Morvane {
 
@@ -16,7 +19,7 @@ const char * MorvaneOvidWarSm::fwkType() const {
 }
 
 Kiv::Ptr< OvidEntries > MorvaneOvidWarSm::newOvidEntries( MorvaneUnitOvidKey key ) {
-  return Kiv::make< OvidEntries >( Kiv::Name( Kiv::valueToStrep( key ) ) );
+  return ovidEntries_.make( Kiv::Name( Kiv::valueToStrep( key ) ) );
 }
 
 void MorvaneOvidWarSm::entryIs( U32 unit, U32 entry, const OvidMatch & match,
@@ -33,10 +36,8 @@ void MorvaneOvidWarSm::entryDel( U32 unit, U32 entry, const OvidMatch & match ) 
     if ( !entries )
       return;
     entries->managerDel( entry );
-    if ( entries->managerSize() != 0 )
-      return;
-    ovidEntriesDel( key );
-    overdueDel( key );
+    if ( entries->managerSize() == 0 )
+      ovidEntriesDel( key );
   } );
 }
 
@@ -53,37 +54,30 @@ bcm_pbmp_t MorvaneOvidWarSm::untaggedPorts( U32 unit, const OvidMatch & match ) 
 }
 
 void MorvaneOvidWarSm::onOvidUtBitmap( const MorvaneUnitOvidKey & key ) {
-  if ( ovidEntriesHas( key ) )
-    overdueIs( key, true );
-  std::exception_ptr failure;
-  for ( auto it = overdueIterConst(); it; ++it )
-    rewriteTwins( it.key(), failure );
-  if ( failure )
-    std::rethrow_exception( failure );
-}
-
-// Keeps the first failure; one twin that fails does not hold up the others.
-void MorvaneOvidWarSm::rewriteTwins( const MorvaneUnitOvidKey & key,
-                                     std::exception_ptr & failure ) {
-  const Kiv::Ptr< OvidEntries > entries = ovidEntries( key );
-  if ( !entries )
+  const Kiv::Ptr< OvidEntries > waiting = ovidEntries( key );
+  if ( !waiting || waiting->managerSize() == 0 )
     return;
-  bool done = true;
+  // An activity that is inside may end this object's life, or change its entries, while we wait.
+  const Kiv::Ptr< MorvaneOvidWarSm > self( this );
+  MorvaneTcamGroupManager & groups = *waiting->managerIterConst().value()->groupManager();
+  const Operation operation( groups, key.unit );
+  const Kiv::Ptr< OvidEntries > entries = ovidEntries( key );
+  if ( !notifier() || !entries )
+    return;
+  std::exception_ptr failure;
+  Release release( groups, key.unit );
   for ( auto it = entries->managerIterConst(); it; ++it ) {
-    // Held, for the member may go meanwhile. NOLINTNEXTLINE(performance-unnecessary-copy-*)
+    // One twin that fails does not hold up the others. NOLINTNEXTLINE(performance-unnecessary-*)
     const Kiv::Ptr< MorvaneTcamEntryManager > manager = it.value();
     try {
-      manager->rewriteOvidTwin( key.unit, it.key() );
+      OvidTwins( *manager, key.unit ).rewrite( it.key() );
     } catch ( ... ) {
-      done = false;
-      if ( !failure )
-        failure = std::current_exception();
+      failure = std::current_exception();
+      release.add( { cleanupRewriteTwin, it.key() } );
     }
   }
-  if ( done )
-    overdueDel( key );
-  else if ( ovidEntriesHas( key ) )  // another activity may have gone through them meanwhile
-    overdueIs( key, true );
+  if ( failure )
+    std::rethrow_exception( failure );
 }
 
 }  // namespace Morvane

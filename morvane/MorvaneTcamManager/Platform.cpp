@@ -11,11 +11,15 @@ namespace {
 PlatformTables * tables_ = nullptr;
 
 PlatformTables & tables() {
-  KIV_ASSERT( tables_ );
-  return *tables_;
+  return platformTables();
 }
 
 }  // namespace
+
+PlatformTables & platformTables() {
+  KIV_ASSERT( tables_ );
+  return *tables_;
+}
 
 PlatformTables::~PlatformTables() = default;
 TcamCapacityTable::~TcamCapacityTable() = default;

@@ -1,99 +1,103 @@
-// Policers: one logical policer is one in every pipe; an entry has its pipe's on every copy.
+#include "morvane/MorvaneTcamManager/Policers.h"
 
 #include "kiv/Assert.h"
-#include "morvane/MorvaneTcamEntryManager.h"
-#include "morvane/MorvaneTcamGroupManager.h"
-#include "morvane/MorvaneTcamManager/EntryAllocation.h"
+#include "morvane/MorvaneTcamManager/Rollback.h"
 #include "morvane/MorvaneTcamManager/Trace.h"
 #include "shim/SdkCall.h"
 
 namespace Morvane {
 
-U32 MorvaneTcamGroupManager::getPipePolicerId( U32 unit, U32 pipe, U32 basePolicerId ) const {
-  return Shim::sdk_->kelmor_field_shared_by_pipes( unit ) ? basePolicerId
-                                                          : pipePolicerId( basePolicerId, pipe );
+U32 Policers::ofPipe( U32 pipe, U32 basePolicerId ) const {
+  return Shim::sdkShim().kelmor_field_shared_by_pipes( unit_ )
+             ? basePolicerId
+             : pipePolicerId( basePolicerId, pipe );
 }
 
-U32 MorvaneTcamGroupManager::createPolicer( U32 unit, U8 * policerCfg ) const {
+U32 Policers::create( U8 * policerCfg ) const {
   KIV_ASSERT( __null != policerCfg && "Invalid parameter, policer config is empty" );
+  const U32 unit = unit_;
   bcm_policer_config_t * const polCfg = ( bcm_policer_config_t * )policerCfg;
   U32 basePolicerId = 0;
-  U32 created = 0;
-  try {
-    for ( U32 pipe = 0; pipe < numPipe(); ++pipe ) {
-      U32 policerId = 0;
-      if ( pipe == 0 ) {
-        SDK_CHECKED( bcm_policer_create( unit, polCfg, ( bcm_policer_t * )&basePolicerId ) );
-        policerId = basePolicerId;
-      } else {
-        policerId = getPipePolicerId( unit, pipe, basePolicerId );
-        polCfg->flags |= BCM_POLICER_WITH_ID;
-        SDK_CHECKED( bcm_policer_create( unit, polCfg, ( bcm_policer_t * )&policerId ) );
-      }
-      ++created;
-      MORVANE_TRACE( traceEntry ) << "Unit: " << unit << " createPolicer"
-                                  << "(policerId=0x" << Snaptrace::hex( policerId ) << ")";
+  Rollback rollback( manager_ );
+  for ( U32 pipe = 0; pipe < manager_.numPipe(); ++pipe ) {
+    U32 policerId = 0;
+    if ( pipe == 0 ) {
+      SDK_CHECKED( bcm_policer_create( unit, polCfg, ( bcm_policer_t * )&basePolicerId ) );
+      policerId = basePolicerId;
+    } else {
+      policerId = ofPipe( pipe, basePolicerId );
+      polCfg->flags |= BCM_POLICER_WITH_ID;
+      SDK_CHECKED( bcm_policer_create( unit, polCfg, ( bcm_policer_t * )&policerId ) );
     }
-  } catch ( ... ) {
-    destroyPolicers( unit, basePolicerId, created );
-    throw;
+    FP_COMMAND() << "fp policer create " << policerId;
+    rollback.add( unit, { cleanupDestroyPolicer, policerId } );
+    MORVANE_TRACE( traceEntry ) << "Unit: " << unit << " createPolicer"
+                                << "(policerId=0x" << Snaptrace::hex( policerId ) << ")";
   }
+  rollback.commit();
   return basePolicerId;
 }
 
-void MorvaneTcamGroupManager::setPolicer( U32 unit, U32 basePolicerId, U8 * policerCfg ) const {
+void Policers::set( U32 basePolicerId, U8 * policerCfg ) const {
   KIV_ASSERT( __null != policerCfg && "Invalid parameter, policer config is empty" );
-  for ( U32 pipe = 0; pipe < numPipe(); ++pipe ) {
-    const U32 policerId = getPipePolicerId( unit, pipe, basePolicerId );
+  const U32 unit = unit_;
+  Rollback rollback( manager_ );
+  for ( U32 pipe = 0; pipe < manager_.numPipe(); ++pipe ) {
+    const U32 policerId = ofPipe( pipe, basePolicerId );
     MORVANE_TRACE( traceEntry ) << "Unit: " << unit << " setPolicer"
                                 << "policerId=0x" << Snaptrace::hex( policerId ) << ")";
+    // Should this pipe fail, it has the configuration that the others had.
+    rollback.sourceIs( policerId );
     SDK_CHECKED( bcm_policer_set( unit, policerId, ( bcm_policer_config_t * )policerCfg ) );
+    FP_COMMAND() << "fp policer set " << policerId;
+    rollback.add( unit, { cleanupCopyPolicer, policerId } );
   }
+  rollback.commit();
 }
 
-void MorvaneTcamGroupManager::removePolicer( U32 unit, U32 basePolicerId ) const {
-  destroyPolicers( unit, basePolicerId, numPipe() );
+void Policers::remove( U32 basePolicerId ) const {
+  Release release( manager_, unit_ );
+  for ( U32 pipe = 0; pipe < manager_.numPipe(); ++pipe )
+    release.add( { cleanupDestroyPolicer, ofPipe( pipe, basePolicerId ) } );
+  release.run();
 }
 
-// Destroys the policers of the first `pipes` pipes.
-void MorvaneTcamGroupManager::destroyPolicers( U32 unit, U32 basePolicerId, U32 pipes ) const {
-  for ( U32 pipe = 0; pipe < pipes; ++pipe ) {
-    const U32 policerId = getPipePolicerId( unit, pipe, basePolicerId );
-    MORVANE_TRACE( traceEntry ) << "Unit: " << unit << " removePolicer"
-                                << "(policerId=0x" << Snaptrace::hex( policerId ) << ")";
-    SDK_CHECKED( bcm_policer_destroy( unit, ( bcm_policer_t )policerId ) );
-  }
+namespace {
+
+void traceAttach( const MorvaneTcamEntryManager & user, U32 unit, U32 entryId, U32 policerId ) {
+  MORVANE_TRACE( traceEntry ) << "Unit: " << unit << " " << user.name() << " attachPolicer"
+                              << "(entry=0x" << Snaptrace::hex( entryId )
+                              << " policerId=" << Snaptrace::hex( policerId ) << ")";
 }
 
-void MorvaneTcamEntryManager::attachPolicer( U32 unit, U32 entry, U32 basePolicerId,
-                                             bool attach ) const {
-  U32 done = 0;
-  try {
-    attachPolicerCopies( unit, entry, basePolicerId, attach, allCopies, done );
-  } catch ( ... ) {
-    U32 undone = 0;
-    attachPolicerCopies( unit, entry, basePolicerId, !attach, done, undone );
-    throw;
+}  // namespace
+
+void Policers::attach( const MorvaneTcamEntryManager & user, U32 entry, U32 basePolicerId ) const {
+  const U32 unit = unit_;
+  Rollback rollback( manager_ );
+  for ( const PipeCopy c : user.copies( unit ) ) {
+    const U32 policerId = ofPipe( c.pipe, basePolicerId );
+    const U32 entryId = c.entryId( entry );
+    traceAttach( user, unit, entryId, policerId );
+    SDK_CHECKED( bcm_field_entry_policer_attach( unit, entryId, 0, policerId ) );
+    FP_COMMAND() << "fp policer attach entry=" << entryId << " policer=" << policerId;
+    rollback.add( unit, { cleanupDetachPolicer, entryId } );
   }
+  rollback.commit();
 }
 
-// Goes over the first `howMany` hardware copies, and counts in `done` how many of them it has done.
-void MorvaneTcamEntryManager::attachPolicerCopies( U32 unit, U32 entry, U32 basePolicerId,
-                                                   bool attach, U32 howMany, U32 & done ) const {
-  for ( const PipeCopy c : groupManager()->pipeCopies( unit, group() ) ) {
-    if ( done == howMany )
-      return;
-    const U32 policerId = groupManager()->getPipePolicerId( unit, c.pipe, basePolicerId );
-    const U32 entryId = getPipeEntryId( unit, c.pipe, entry, c.copy );
-    MORVANE_TRACE( traceEntry ) << "Unit: " << unit << " " << name() << " attachPolicer"
-                                << "(entry=0x" << Snaptrace::hex( entryId )
-                                << " policerId=" << Snaptrace::hex( policerId ) << ")";
-    if ( attach )
-      SDK_CHECKED( bcm_field_entry_policer_attach( unit, entryId, 0, policerId ) );
-    else
-      SDK_CHECKED( bcm_field_entry_policer_detach( unit, entryId, 0 ) );
-    ++done;
+void Policers::detach( const MorvaneTcamEntryManager & user, U32 entry, U32 basePolicerId ) const {
+  const U32 unit = unit_;
+  Rollback rollback( manager_ );
+  for ( const PipeCopy c : user.copies( unit ) ) {
+    const U32 policerId = ofPipe( c.pipe, basePolicerId );
+    const U32 entryId = c.entryId( entry );
+    traceAttach( user, unit, entryId, policerId );
+    SDK_CHECKED( bcm_field_entry_policer_detach( unit, entryId, 0 ) );
+    FP_COMMAND() << "fp policer detach entry=" << entryId;
+    rollback.add( unit, { cleanupAttachPolicer, entryId, policerId } );
   }
+  rollback.commit();
 }
 
 }  // namespace Morvane

@@ -1,104 +1,118 @@
-// Input ports and loopback redirects of entries: kept until the next installation writes them.
+#include "morvane/MorvaneTcamManager/PortBitmaps.h"
 
-#include "morvane/MorvaneTcamEntryManager.h"
-#include "morvane/MorvaneTcamGroupManager.h"
 #include "morvane/MorvaneTcamManager/Trace.h"
 #include "shim/SdkCall.h"
 
 namespace Morvane {
 
-void MorvaneTcamEntryManager::inPortsForEntryIs( U32 unit, U32 entry, const bcm_pbmp_t & data,
-                                                 const bcm_pbmp_t & mask, bool permanent ) {
-  const Kiv::ValidPtr< TcamEntryBcmPbmp > store = unitEntries( unit )->tcamEntryBcmPbmpIs( entry );
+void PortBitmaps::inPortsIs( U32 entry, const bcm_pbmp_t & data, const bcm_pbmp_t & mask,
+                             bool permanent ) {
+  const Kiv::ValidPtr< TcamEntryBcmPbmp > store = entries().tcamEntryBcmPbmpIs( entry );
   store->pbmpDataIs( data );
   store->pbmpMaskIs( mask );
   store->singlePortIs( false );
   store->permanentIs( permanent );
 }
 
-void MorvaneTcamEntryManager::inPortForEntryIs( U32 unit, U32 entry, U32 port, bool permanent ) {
-  const Kiv::ValidPtr< TcamEntryBcmPbmp > store = unitEntries( unit )->tcamEntryBcmPbmpIs( entry );
+void PortBitmaps::inPortIs( U32 entry, U32 port, bool permanent ) {
+  const Kiv::ValidPtr< TcamEntryBcmPbmp > store = entries().tcamEntryBcmPbmpIs( entry );
   store->inPortIs( port );
   store->singlePortIs( true );
   store->permanentIs( permanent );
 }
 
-void MorvaneTcamEntryManager::removeTcamEntryBcmPbmp( U32 unit, U32 entry ) {
-  dropTemporaryStore( *unitEntries( unit ), entry );
-}
-
-void MorvaneTcamEntryManager::dropTemporaryStore( UnitEntriesCreated & entries, U32 entry ) {
-  const Kiv::Ptr< TcamEntryBcmPbmp > store = entries.tcamEntryBcmPbmp( entry );
+void PortBitmaps::dropTemporary( U32 entry ) {
+  if ( entries().tcamEntryBcmPbmpSize() == 0 )
+    return;
+  const Kiv::Ptr< TcamEntryBcmPbmp > store = entries().tcamEntryBcmPbmp( entry );
   if ( store && !store->permanent() )
-    entries.tcamEntryBcmPbmpDel( entry );
+    entries().tcamEntryBcmPbmpDel( entry );
 }
 
-void MorvaneTcamEntryManager::tcamEntryBcmPbmpForget( U32 unit, U32 entry ) {
-  unitEntries( unit )->tcamEntryBcmPbmpDel( entry );
-}
-
-void MorvaneTcamEntryManager::addInPortsForEntry( U32 unit, U32 tcamEntryId,
-                                                  const bcm_pbmp_t & data,
-                                                  const bcm_pbmp_t & mask ) {
-  unitEntries( unit )->entryInPortsIs( tcamEntryId, { data, mask } );
-}
-
-void MorvaneTcamEntryManager::addInPortForEntry( U32 unit, U32 tcamEntryId, U32 port ) {
-  EntryInPorts ports;
-  ports.data.add( port );
-  for ( auto & word : ports.mask.pbits )
-    word = ~0U;
-  unitEntries( unit )->entryInPortsIs( tcamEntryId, ports );
-}
-
-EntryInPorts MorvaneTcamEntryManager::inPortsForEntry( U32 unit, U32 tcamEntryId ) const {
+EntryInPorts PortBitmaps::read( U32 tcamEntryId ) const {
+  const U32 unit = unit_;
   EntryInPorts ports;
   SDK_CHECKED( bcm_field_qualify_InPorts_get( unit, tcamEntryId, &ports.data, &ports.mask ) );
   return ports;
 }
 
-void MorvaneTcamEntryManager::applyInPorts( U32 unit, U32 entry, U32 tcamEntryId ) {
-  const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
+// The rule of a copy other than the first is cleared when its installation is undone, and its ports
+// with it.
+void PortBitmaps::apply( U32 entry, U32 tcamEntryId, Rollback & rollback ) {
+  const U32 unit = unit_;
+  const UnitEntriesCreated * const entries = entries_.get();
   const Kiv::Ptr< TcamEntryBcmPbmp > store = entries->tcamEntryBcmPbmp( entry );
   if ( !store )
     return;
   if ( store->singlePort() ) {
     SDK_CHECKED( bcm_field_qualify_InPort( unit, tcamEntryId,
                                            entries->tcamEntryBcmPbmp( entry )->inPort(), ~0 ) );
-    addInPortForEntry( unit, tcamEntryId, store->inPort() );
+    FP_COMMAND() << "fp qual " << tcamEntryId << " InPort " << store->inPort();
+    user_.addInPortForEntry( unit, tcamEntryId, store->inPort() );
   } else {
     SDK_CHECKED( bcm_field_qualify_InPorts( unit, tcamEntryId,
                                             entries->tcamEntryBcmPbmp( entry )->pbmpData(),
                                             entries->tcamEntryBcmPbmp( entry )->pbmpMask() ) );
-    addInPortsForEntry( unit, tcamEntryId, store->pbmpData(), store->pbmpMask() );
+    FP_COMMAND() << "fp qual " << tcamEntryId << " InPorts";
+    user_.addInPortsForEntry( unit, tcamEntryId, store->pbmpData(), store->pbmpMask() );
   }
+  if ( tcamEntryId != entry && !entries->entryInstalled( entry ) )
+    rollback.addRecord(
+        [ records = entries_.get(), tcamEntryId ] { records->entryInPortsDel( tcamEntryId ); } );
 }
 
-void MorvaneTcamEntryManager::loopbackRedirectIs( U32 unit, U32 entry, bcm_field_action_t action,
-                                                  const bcm_pbmp_t & outPorts ) {
-  const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
-  entries->outportsBcmPbmpIs( entry )->pbmpIs( outPorts );
-  entries->loopbackPortRedirectActionIs( entry, action );
+// --- Loopback --------------------------------------------------------------------------------
+
+void PortBitmaps::loopbackIs( U32 entry, bcm_field_action_t action, const bcm_pbmp_t & outPorts ) {
+  entries().outportsBcmPbmpIs( entry )->pbmpIs( outPorts );
+  entries().loopbackPortRedirectActionIs( entry, action );
 }
 
-void MorvaneTcamEntryManager::programLoopback( U32 unit, U32 entry ) {
-  const Kiv::ValidPtr< UnitEntriesCreated > entries = unitEntries( unit );
-  const bcm_field_action_t lbAction =
-      static_cast< bcm_field_action_t >( entries->loopbackPortRedirectAction( entry ) );
-  const Kiv::Ptr< OutportsTcamBcmPbmp > store = entries->outportsBcmPbmp( entry );
+LoopbackRedirect PortBitmaps::wantedLoopback( U32 entry ) const {
+  const U32 asked = entries().loopbackPortRedirectActionSize() != 0
+                        ? entries().loopbackPortRedirectAction( entry )
+                        : 0;
+  if ( asked == 0 )
+    return entries().loopbackRedirectSize() != 0 ? entries().loopbackRedirect( entry )
+                                                 : LoopbackRedirect();
+  const Kiv::Ptr< OutportsTcamBcmPbmp > store = entries().outportsBcmPbmp( entry );
+  return { asked, store ? store->pbmp() : bcm_pbmp_t{} };
+}
+
+void PortBitmaps::programLoopback( U32 entry, Rollback * rollback ) {
+  const LoopbackRedirect wanted = wantedLoopback( entry );
+  if ( wanted.action == 0 )
+    return;
+  const U32 unit = unit_;
+  const bcm_field_action_t lbAction = static_cast< bcm_field_action_t >( wanted.action );
   // A twin does what its entry does.
-  const bool firstPipe = groupManager()->singleView() || groupManager()->ovidWar( group() );
-  for ( const PipeCopy c : copies( unit ) ) {
+  const bool firstPipe = groups_.singleView() || groups_.ovidWar( user_.group() );
+  for ( const PipeCopy c : copies() ) {
     const U32 tcamEntryId = c.entryId( entry );
     const U32 port = getLoopbackPortId( unit, firstPipe ? 0 : c.pipe );
     MORVANE_TRACE( traceEntry ) << "Looback portId pipe " << c.pipe << ": " << port;
-    bcm_pbmp_t outPorts = store ? store->pbmp() : bcm_pbmp_t{};
+    bcm_pbmp_t outPorts = wanted.ports;
     outPorts.add( port );
     SDK_CHECKED( bcm_field_action_ports_add( unit, tcamEntryId, lbAction, outPorts ) );
+    FP_COMMAND() << "fp action add " << tcamEntryId << " " << U32( lbAction ) << " port " << port;
+    // The rules of the other copies are cleared as a whole.
+    if ( rollback && c.first() )
+      rollback->add( unit, { cleanupRemoveAction, tcamEntryId, U32( lbAction ) } );
     SDK_CHECKED( bcm_field_entry_install( unit, tcamEntryId ) );
+    FP_COMMAND() << "fp entry install " << tcamEntryId;
     MORVANE_TRACE( traceEntry ) << "installEntry"
                                 << " Entry installed: " << tcamEntryId;
   }
+}
+
+void PortBitmaps::dropApplied( U32 entry ) {
+  if ( const LoopbackRedirect applied = wantedLoopback( entry ); applied.action != 0 )
+    entries().loopbackRedirectIs( entry, applied );
+  dropTemporary( entry );
+  if ( entries().loopbackPortRedirectActionSize() != 0 )
+    entries().loopbackPortRedirectActionDel( entry );
+  if ( entries().outportsBcmPbmpSize() != 0 )
+    entries().outportsBcmPbmpDel( entry );
 }
 
 }  // namespace Morvane

@@ -1,93 +1,62 @@
-// Shared range checkers: one in hardware per interval, flags and unit, while it has users.
+#include "morvane/MorvaneTcamManager/RangeCheckers.h"
 
 #include "kiv/Assert.h"
-#include "morvane/MorvaneTcamEntryManager.h"
-#include "morvane/MorvaneTcamGroupManager.h"
+#include "morvane/MorvaneTcamManager/Rollback.h"
 #include "morvane/MorvaneTcamManager/Trace.h"
 #include "shim/SdkCall.h"
 
 namespace Morvane {
 
-U32 MorvaneTcamGroupManager::getRangeChecker( U32 unit, RangeCheckerDesc desc ) {
-  const Kiv::ValidPtr< RangeCheckerData > data = rangeCheckerIs( desc );
-  // A checker without users is about to be destroyed by the activity that gave it back last.
-  if ( data->unitRefCount( unit ) == 0 || data->unitId( unit ) == 0 )
-    return createRangeChecker( unit, desc );
-  data->unitRefCountInc( unit, 1 );
-  return data->unitId( unit );
-}
-
-U32 MorvaneTcamGroupManager::createRangeChecker( U32 unit, RangeCheckerDesc desc ) {
-  bcm_field_range_t id = 0;
-  int rc;
-  try {
-    rc =
-        SDK_CALL( bcm_field_range_create( unit, &id, desc.rangeFlags(), desc.low(), desc.high() ) );
-  } catch ( ... ) {
-    dropUnusedRangeChecker( desc );
-    throw;
-  }
-  FP_COMMAND() << "fp range create " << id << " " << desc.rangeFlags() << " " << desc.low() << " "
-               << desc.high();
-  // No checker left is what clients are ready for; every other failure is a fault.
-  if ( rc == BCM_E_RESOURCE ) {
-    rangeCheckersExhaustedIs( unit, true );
+U32 RangeCheckers::get( const RangeCheckerDesc & desc ) {
+  // A range of outer VLANs would miss untagged packets there, and a range has no twin.
+  if ( ( desc.rangeFlags() & BCM_FIELD_RANGE_OUTERVLAN ) != 0 &&
+       Shim::sdkShim().kelmor_field_shared_by_pipes( unit_ ) )
     return 0;
-  }
-  SDK_RESULT( rc );
-  // Meanwhile the record may have gone, or another activity may have made a checker as well.
-  const Kiv::ValidPtr< RangeCheckerData > data = rangeCheckerIs( desc );
-  if ( data->unitRefCount( unit ) != 0 && data->unitId( unit ) != 0 ) {
-    SDK_CHECKED( bcm_field_range_destroy( unit, id ) );
-    FP_COMMAND() << "fp range destroy " << id;
-    rangeCheckersExhaustedIs( unit, false );
-    return getRangeChecker( unit, desc );
-  }
-  data->unitIdIs( unit, id );
-  data->unitRefCountInc( unit, 1 );
+  Rollback rollback( manager_ );
+  if ( !manager_.rangeCheckerHas( desc ) )
+    rollback.addRecord(
+        [ manager = &manager_, key = &desc ] { manager->rangeCheckerDel( *key ); } );
+  const Kiv::ValidPtr< RangeCheckerData > data = manager_.rangeCheckerIs( desc );
+  U32 id = data->unitId( unit_ );
+  if ( id == 0 )
+    id = create( desc, *data );
+  rollback.commit();
+  if ( id != 0 )
+    data->unitRefCountInc( unit_, 1 );
   return id;
 }
 
-void MorvaneTcamGroupManager::releaseRangeChecker( U32 unit, RangeCheckerDesc desc ) {
-  const Kiv::Ptr< RangeCheckerData > data = rangeChecker( desc );
+U32 RangeCheckers::create( const RangeCheckerDesc & desc, RangeCheckerData & data ) {
+  const U32 unit = unit_;
+  bcm_field_range_t id = 0;
+  const int rc =
+      SDK_CALL( bcm_field_range_create( unit, &id, desc.rangeFlags(), desc.low(), desc.high() ) );
+  FP_COMMAND() << "fp range create " << id << " " << desc.rangeFlags() << " " << desc.low() << " "
+               << desc.high();
+  // Clients expect that no checker is left; every other failure is a fault.
+  if ( rc == BCM_E_RESOURCE ) {
+    manager_.rangeCheckersExhaustedIs( unit, true );
+    return 0;
+  }
+  SDK_RESULT( rc );
+  data.unitIdIs( unit, id );
+  return id;
+}
+
+void RangeCheckers::release( const RangeCheckerDesc & desc ) {
+  const Kiv::Ptr< RangeCheckerData > data = manager_.rangeChecker( desc );
   KIV_ASSERT( data );
+  const U32 unit = unit_;
   KIV_ASSERT( data->unitRefCount( unit ) > 0 );
   if ( data->unitRefCountInc( unit, -1 ) != 0 )
     return;
-  const U32 id = data->unitId( unit );
-  try {
-    SDK_CHECKED( bcm_field_range_destroy( unit, data->unitId( unit ) ) );
-  } catch ( ... ) {
-    // The checker is still there, and its user's.
-    data->unitRefCountInc( unit, 1 );
-    throw;
-  }
-  FP_COMMAND() << "fp range destroy " << id;
-  // A checker that another activity made meanwhile, and which may have the same id, stays.
-  if ( data->unitRefCount( unit ) == 0 )
-    data->unitIdDel( unit );
-  rangeCheckersExhaustedIs( unit, false );
-  if ( rangeChecker( desc ).rawPtr_ == data.rawPtr_ )
-    dropUnusedRangeChecker( desc );
-}
-
-// Removes the record when no unit has a checker for it.
-void MorvaneTcamGroupManager::dropUnusedRangeChecker( RangeCheckerDesc desc ) {
-  const Kiv::Ptr< RangeCheckerData > data = rangeChecker( desc );
-  if ( data && data->unitIdSize() == 0 )
-    rangeCheckerDel( desc );
-}
-
-U32 MorvaneTcamEntryManager::getRangeChecker( U32 unit, RangeCheckerDesc desc ) {
-  return groupManager()->getRangeChecker( unit, desc );
-}
-
-void MorvaneTcamEntryManager::releaseRangeChecker( U32 unit, RangeCheckerDesc desc ) {
-  groupManager()->releaseRangeChecker( unit, desc );
-}
-
-bool MorvaneTcamEntryManager::rangeCheckersExhausted( U32 unit ) const {
-  return groupManager()->rangeCheckersExhausted( unit );
+  Release release( manager_, unit );
+  release.add( { cleanupDestroyRange, data->unitId( unit ) } );
+  data->unitIdDel( unit );
+  if ( data->unitIdSize() == 0 )
+    manager_.rangeCheckerDel( desc );
+  manager_.rangeCheckersExhaustedIs( unit, false );
+  release.run();
 }
 
 }  // namespace Morvane

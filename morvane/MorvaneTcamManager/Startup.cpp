@@ -1,31 +1,56 @@
-// Start-up of the group manager: platform tables, counter records, one entry manager per user.
+#include "morvane/MorvaneTcamManager/Startup.h"
 
 #include <cstdlib>
-#include <iostream>
-#include <vector>
+#include <optional>
 
 #include "kiv/Assert.h"
-#include "kiv/Format.h"
-#include "morvane/MorvaneTcamGroupManager.h"
+#include "morvane/MorvaneTcamManager/Managers.h"
+#include "morvane/MorvaneTcamManager/QualifierSet.h"
+#include "morvane/MorvaneTcamManager/Rollback.h"
 #include "morvane/MorvaneTcamManager/Trace.h"
+#include "morvane/PlatformCheck.h"
 #include "shim/SdkCall.h"
 
 namespace Morvane {
 
-void MorvaneTcamGroupManager::initializedIs( bool value ) {
-  if ( initialized_.get() == value )
-    return;
-  initialized_.set( value );
-  handleInitialized();
-  initializedNotify();
+void Startup::run() {
+  manager_.startedIs( true );
+  try {
+    start();
+  } catch ( ... ) {
+    // The managers that were made have ranges in hardware.
+    forEachEntryManager( manager_, []( const Kiv::Ptr< MorvaneTcamEntryManager > & user ) {
+      user->releaseRanges();
+    } );
+    forget();
+    throw;
+  }
 }
 
-void MorvaneTcamGroupManager::handleInitialized() {
+namespace {
+
+// An assertion whose text says more than an expression would.
+#define FAIL_ASSERTION( text ) __assert_fail( text, __FILE__, __LINE__, __PRETTY_FUNCTION__ )
+
+// Ends the process at the first inconsistency without an assertion where start-up comes upon it.
+void assertTables( const MorvaneTcamGroupManager & manager ) {
+  std::vector< PlatformUnit > units;
+  for ( auto unitIter = manager.modChipInfoIterConst(); unitIter; ++unitIter )
+    units.push_back( { unitIter.key(), unitIter.value(), chipProperties( unitIter.key() ) } );
+  for ( const PlatformTableFault & fault : platformTableFaults( platformTables(), units ) )
+    if ( !fault.assertedElsewhere )
+      FAIL_ASSERTION( fault.text().c_str() );
+}
+
+}  // namespace
+
+void Startup::start() {
   const char * const simulationId = std::getenv( "SIMULATION_VMID" );
   MORVANE_TRACE( traceGroup ) << "handleInitialized";
-  getMaxPorts();
-  getIpv6MirroringSupported();
-  simulationIs( simulationId != nullptr );
+  manager_.getMaxPorts();
+  manager_.getIpv6MirroringSupported();
+  manager_.simulationIs( simulationId != nullptr );
+  const auto numPipe = [ this ] { return manager_.numPipe(); };
   // Several attributes are keyed by the low 8 bits of a group id.
   KIV_ASSERT( highestTcamGroupId() < 256 );
   // An id has two bits for its pipe.
@@ -35,12 +60,17 @@ void MorvaneTcamGroupManager::handleInitialized() {
   clearGroupFlags();
   indexGroupTables();
   mapReservations();
+  assertTables( manager_ );
   if ( ovidWarNeeded )
-    ovidWarSmIs( Kiv::make< MorvaneOvidWarSm >( Kiv::Name( "ovidWarSm" ), ovidUtBitmapDir() ) );
+    manager_.ovidWarSmIs(
+        Kiv::make< MorvaneOvidWarSm >( Kiv::Name( "ovidWarSm" ), manager_.ovidUtBitmapDir() ) );
 
   std::vector< U32 > nextEntry;
   for ( U32 group = 0; group <= highestTcamGroupId(); ++group )
     nextEntry.push_back( firstBaseEntry( group ) );
+  const auto groupIdToIndexIteratorConst = [ this ] {
+    return manager_.groupIdToIndexIteratorConst();
+  };
   for ( U32 i = 0; i < numTcamReservations(); ++i ) {
     TcamReservation & reservation = *getTcamReservation( i );
     const U32 group = reservation.group;
@@ -49,11 +79,33 @@ void MorvaneTcamGroupManager::handleInitialized() {
   }
 }
 
-bool MorvaneTcamGroupManager::applyUnitControls() {
+void Startup::forget() {
+  manager_.rangeCheckerDelAll();
+  manager_.rangeCheckersExhaustedDelAll();
+  manager_.sliceFreedDelAll();
+  manager_.groupIdToExcludeIndexDelAll();
+  manager_.groupIdToIncludeIndexDelAll();
+  manager_.groupIdToIndexDelAll();
+  manager_.groupCountsDelAll();
+  // A feature may still hold an entry manager; its marks do not count any more.
+  forEachEntryManager( manager_, []( const Kiv::Ptr< MorvaneTcamEntryManager > & user ) {
+    user->exhaustedDelAll();
+  } );
+  manager_.unboundedEntryManagerDelAll();
+  manager_.entryManagerDelAll();
+  // No entry is left, so none has an owner; the registrations would keep the managers alive.
+  manager_.tcamManagerForEntryDelAll();
+  if ( manager_.ovidWarSm() )
+    manager_.ovidWarSm()->notifierIs( nullptr );
+  manager_.ovidWarSmIs( nullptr );
+}
+
+bool Startup::applyUnitControls() {
+  const auto numPipe = [ this ] { return manager_.numPipe(); };
   bool ovidWarNeeded = false;
-  for ( auto unitIter = modChipInfoIterConst(); unitIter; ++unitIter ) {
-    rangeCheckersExhaustedIs( unitIter.key(), false );
-    udfResourceErrorIs( static_cast< U8 >( unitIter.key() ), false );
+  for ( auto unitIter = manager_.modChipInfoIterConst(); unitIter; ++unitIter ) {
+    manager_.rangeCheckersExhaustedIs( unitIter.key(), false );
+    manager_.udfResourceErrorIs( static_cast< U8 >( unitIter.key() ), false );
     SDK_CHECKED(
         bcm_field_control_set( unitIter.key(), bcmFieldControlRedirectExcludeSrcPort, 1 ) );
     SDK_CHECKED(
@@ -64,7 +116,8 @@ bool MorvaneTcamGroupManager::applyUnitControls() {
         bcm_field_control_set( unitIter.key(), bcmFieldControlPolicerGroupSharingEnable, 1 ) );
     SDK_CHECKED( bcm_port_control_set( unitIter.key(), 0, bcmPortControlFilterIngress, 1 ) );
     SDK_CHECKED( bcm_port_control_set( unitIter.key(), 0, bcmPortControlFilterLookup, 1 ) );
-    if ( Shim::sdk_->kelmor_field_shared_by_pipes( unitIter.key() ) ) {
+    FP_COMMAND() << "fp control unit " << unitIter.key();
+    if ( Shim::sdkShim().kelmor_field_shared_by_pipes( unitIter.key() ) ) {
       KIV_ASSERT( numPipe() == 1 );
       ovidWarNeeded = true;
     }
@@ -72,30 +125,31 @@ bool MorvaneTcamGroupManager::applyUnitControls() {
   return ovidWarNeeded;
 }
 
-void MorvaneTcamGroupManager::clearGroupFlags() {
+void Startup::clearGroupFlags() {
   for ( U32 group = 0; group <= highestTcamGroupId(); ++group ) {
     const U8 key = static_cast< U8 >( group );
-    groupOpenFlowAclUdfValidIs( key, false );
-    groupOpenFlowVxlanAclUdfValidIs( key, false );
-    groupMirroringAclUdfValidIs( key, false );
-    groupMirroringAclValidIs( key, false );
+    manager_.groupOpenFlowAclUdfValidIs( key, false );
+    manager_.groupOpenFlowVxlanAclUdfValidIs( key, false );
+    manager_.groupMirroringAclUdfValidIs( key, false );
+    manager_.groupMirroringAclValidIs( key, false );
   }
 }
 
-void MorvaneTcamGroupManager::indexGroupTables() {
+void Startup::indexGroupTables() {
   for ( U32 i = 0; i < numTcamGroups(); ++i ) {
     const U32 groupNum = getTcamGroup( i )->group;
     KIV_ASSERT( groupNum <= highestTcamGroupId() );
+    const auto groupIdToIndex = [ this ]( U32 group ) { return manager_.groupIdToIndex( group ); };
     KIV_ASSERT( !groupIdToIndex( groupNum ) );
-    groupIdToIndexIs( groupNum, i );
+    manager_.groupIdToIndexIs( groupNum, i );
   }
   for ( U32 i = 0; i < numGroupExcludes(); ++i ) {
     const TcamGroupQualifiers & record = *getGroupExcludes( i );
-    groupIdToExcludeIndexIs( { record.group, record.chipType }, i );
+    manager_.groupIdToExcludeIndexIs( { record.group, record.chipType }, i );
   }
   for ( U32 i = 0; i < numGroupIncludes(); ++i ) {
     const TcamGroupQualifiers & record = *getGroupIncludes( i );
-    groupIdToIncludeIndexIs( { record.group, record.chipType }, i );
+    manager_.groupIdToIncludeIndexIs( { record.group, record.chipType }, i );
   }
 }
 
@@ -112,24 +166,25 @@ const TcamGroupMap * findGroupMap( S32 chipType, TcamGroupAssignment assignment 
 
 }  // namespace
 
-void MorvaneTcamGroupManager::mapReservations() {
-  S32 chipTypeFound = -1;
-  for ( auto unitIter = modChipInfoIterConst(); unitIter; ++unitIter ) {
+void Startup::mapReservations() {
+  std::optional< S32 > found;
+  for ( auto unitIter = manager_.modChipInfoIterConst(); unitIter; ++unitIter ) {
     const S32 chipType = chipTypeFromUnit( unitIter.key() );
-    if ( chipTypeFound == -1 )
-      chipTypeFound = chipType;
+    const S32 chipTypeFound = found.value_or( chipType );
     KIV_ASSERT( chipType == chipTypeFound );
+    found = chipType;
   }
-  KIV_ASSERT( chipTypeFound != -1 );
+  if ( !found )
+    FAIL_ASSERTION( "chipTypeFound != -1" );
 
   for ( U32 i = 0; i < numTcamReservations(); ++i ) {
     TcamReservation & reservation = *getTcamReservation( i );
-    if ( const TcamGroupMap * const map = findGroupMap( chipTypeFound, reservation.assignment ) )
+    if ( const TcamGroupMap * const map = findGroupMap( *found, reservation.assignment ) )
       reservation.group = map->group;
   }
 }
 
-void MorvaneTcamGroupManager::startReservation( TcamReservation & record, U32 & nextEntry ) {
+void Startup::startReservation( TcamReservation & record, U32 & nextEntry ) {
   const TcamReservation * const reservation = &record;
   sizeCounterRecords( reservation->group );
   classifyGroup( *reservation );
@@ -150,84 +205,47 @@ bool listMatchesIngress( const U32 * qualifiers ) {
 }  // namespace
 
 // The ingress mark only sizes the counter records here; creation decides for itself.
-void MorvaneTcamGroupManager::sizeCounterRecords( U32 group ) {
-  const bool marked = stageIngressHas( group );
-  const bool stage = stageIngress( group );
-  if ( listMatchesIngress( getTcamGroup( groupIdToIndex( group ) )->qualifiers ) )
-    stageIngressIs( group, true );
-  for ( auto unitIter = modChipInfoIterConst(); unitIter; ++unitIter )
-    for ( const PipeCopy c : pipeCopies( unitIter.key(), group ) )
-      groupCountsIs( c.pipeGroup );
-  if ( marked )
-    stageIngressIs( group, stage );
-  else
-    stageIngressDel( group );
+void Startup::sizeCounterRecords( U32 group ) {
+  const bool stage = manager_.stageIngress( group );
+  if ( listMatchesIngress( getTcamGroup( manager_.groupIdToIndex( group ) )->qualifiers ) )
+    manager_.stageIngressIs( group, true );
+  for ( auto unitIter = manager_.modChipInfoIterConst(); unitIter; ++unitIter )
+    for ( const PipeCopy c : manager_.pipeCopies( unitIter.key(), group ) )
+      manager_.groupCountsIs( c.pipeGroup );
+  manager_.stageIngressIs( group, stage );
 }
 
-void MorvaneTcamGroupManager::classifyGroup( const TcamReservation & reservation ) {
+void Startup::classifyGroup( const TcamReservation & reservation ) {
   const U8 key = static_cast< U8 >( reservation.group );
-  managedPriorityIs( reservation.group, reservation.managedPriority );
-  groupMirroringAclTypeIs( key, -1 );
+  manager_.managedPriorityIs( reservation.group, reservation.managedPriority );
+  manager_.groupMirroringAclTypeIs( key, -1 );
 
   const bool mirroring = reservation.assignment >= mirroringAclTcamGroup1 &&
                          reservation.assignment <= mirroringAclTcamGroup4;
-  groupMirroringAclValidIs( key, mirroring );
+  manager_.groupMirroringAclValidIs( key, mirroring );
   if ( reservation.assignment == openFlowUdfTcamGroup ) {
-    groupIdToOpenFlowAclUdfIs( key );
-    groupOpenFlowAclUdfValidIs( key, true );
+    manager_.groupIdToOpenFlowAclUdfIs( key );
+    manager_.groupOpenFlowAclUdfValidIs( key, true );
   } else if ( reservation.assignment == openFlowVxlanUdfTcamGroup ) {
-    groupIdToOpenFlowVxlanAclUdfIs( key );
-    groupOpenFlowVxlanAclUdfValidIs( key, true );
+    manager_.groupIdToOpenFlowVxlanAclUdfIs( key );
+    manager_.groupOpenFlowVxlanAclUdfValidIs( key, true );
   }
-  groupIdToMirroringAclUdfIs( key );
-  groupMirroringAclUdfValidIs( key, reservation.mirroringAclUdf && mirroring );
+  manager_.groupIdToMirroringAclUdfIs( key );
+  manager_.groupMirroringAclUdfValidIs( key, reservation.mirroringAclUdf && mirroring );
 }
 
-void MorvaneTcamGroupManager::createEntryManager( const TcamReservation & reservation,
-                                                  U32 & nextEntry ) {
+void Startup::createEntryManager( const TcamReservation & reservation, U32 & nextEntry ) {
   const Kiv::String8 desc( reservation.name );
   const U32 group = reservation.group;
   const U32 baseEntry = nextEntry;
   const U32 endEntry = baseEntry + reservation.size;
-  KIV_ASSERT( reservation.size <= entryNumberEnd && endEntry <= entryNumberEnd );
   if ( reservation.size != 0 )
-    entryManagerIs( reservation.assignment, desc, this, group, baseEntry, endEntry,
-                    reservation.strategy );
-  else
-    unboundedEntryManagerIs( reservation.assignment, desc, this, group, baseEntry, endEntry,
+    manager_.entryManagerIs( reservation.assignment, desc, &manager_, group, baseEntry, endEntry,
                              reservation.strategy );
+  else
+    manager_.unboundedEntryManagerIs( reservation.assignment, desc, &manager_, group, baseEntry,
+                                      endEntry, reservation.strategy );
   nextEntry = endEntry;
-}
-
-// Whoever still holds it: it follows no bitmap any more.
-void MorvaneTcamGroupManager::dropOvidWarSm() {
-  if ( ovidWarSm() )
-    ovidWarSm()->notifierIs( nullptr );
-  ovidWarSmIs( nullptr );
-}
-
-void MorvaneTcamGroupManager::doSdkReInit() {
-  std::cout << __PRETTY_FUNCTION__ << " Cleaning up tcam manager" << std::endl;
-  rangeCheckerDelAll();
-  rangeCheckersExhaustedDelAll();
-  sliceFreedDelAll();
-  groupIdToExcludeIndexDelAll();
-  groupIdToIncludeIndexDelAll();
-  groupIdToIndexDelAll();
-  groupCountsDelAll();
-  preselectorLeftDelAll();
-  // A feature may still hold a manager; its marks count no more.
-  for ( auto it = unboundedEntryManagerIterConst(); it; ++it )
-    it.member()->exhaustedDelAll();
-  for ( auto it = entryManagerIterConst(); it; ++it )
-    it.member()->exhaustedDelAll();
-  unboundedEntryManagerDelAll();
-  entryManagerDelAll();
-  // No entry is left, so none has an owner; the registrations would keep the managers alive.
-  tcamManagerForEntryDelAll();
-  dropOvidWarSm();
-  std::cout << __PRETTY_FUNCTION__ << " Re-initializing tcam group manager" << std::endl;
-  handleInitialized();
 }
 
 }  // namespace Morvane

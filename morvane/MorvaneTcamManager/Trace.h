@@ -12,13 +12,14 @@ extern Kiv::TraceHandle apiMorvane;
 
 // Levels of the text trace.
 inline constexpr unsigned traceFailure = 0;  // hardware refused something
-inline constexpr unsigned traceGroup = 1;    // groups come and go
-inline constexpr unsigned traceEntry = 2;    // entries come, change and go
+inline constexpr unsigned traceGroup = 1;    // groups are created and destroyed
+inline constexpr unsigned traceEntry = 2;    // entries are handed out, changed and released
 inline constexpr unsigned traceDetail = 3;   // every step
+inline constexpr unsigned traceCommand = 4;  // the diagnostic-shell echo
 
 }  // namespace Morvane
 
 #define MORVANE_TRACE( level ) \
   SNAPTRACE( Snaptrace::defaultSnaptraceHandle, &::Morvane::apiMorvane, level )
 // One diagnostic-shell command, e.g. "fp entry create 3 12".
-#define FP_COMMAND() SNAPTRACE( bcmFpCmd, nullptr, 0 )
+#define FP_COMMAND() SNAPTRACE( bcmFpCmd, &::Morvane::apiMorvane, ::Morvane::traceCommand )

@@ -7,6 +7,7 @@
 #include "morvane/MorvaneTcamGroupManager.h"
 #include "morvane/MorvaneTcamManager/Trace.h"
 #include "morvane/MorvaneTcamShow/ReportText.h"
+#include "morvane/Operation.h"
 #include "morvane/Platform.h"
 #include "shim/SdkCall.h"
 
@@ -24,8 +25,8 @@ bool exists( const MorvaneTcamGroupManager & manager, U32 unit, U32 groupId ) {
   return counts && counts->unitRefCount( unit ) > 0;
 }
 
-// The hardware groups that exist on the unit. A snapshot: groups may come and go while the ASIC is
-// asked.
+// The hardware groups that exist on the unit. A snapshot: groups may be created and destroyed
+// between two of them.
 std::vector< U32 > groupsOnUnit( const MorvaneTcamGroupManager & manager, U32 unit ) {
   std::vector< U32 > groups;
   for ( auto it = manager.groupCountsIterConst(); it; ++it )
@@ -37,6 +38,7 @@ std::vector< U32 > groupsOnUnit( const MorvaneTcamGroupManager & manager, U32 un
 BankUsers bankUsers( const MorvaneTcamGroupManager & manager, U32 unit ) {
   BankUsers users;
   for ( const U32 groupId : groupsOnUnit( manager, unit ) ) {
+    const Operation operation( manager, unit );
     if ( !exists( manager, unit, groupId ) )
       continue;
     std::ostringstream banks;

@@ -5,17 +5,20 @@
 #include "morvane/MorvaneTcamGroupManager.h"
 #include "morvane/MorvaneTcamManager/Trace.h"
 #include "morvane/MorvaneTcamShow/ReportText.h"
+#include "morvane/Operation.h"
 #include "shim/SdkCall.h"
 
 namespace Morvane {
 
 Kiv::String8 MorvaneTcamGroupManager::entryDump( U32 unit, U32 entryId ) const {
+  const Operation operation( *this, unit );
   std::ostringstream text;
   SDK_UNCHECKED( SdkShim->kelmor_field_entry_show( unit, entryId, &text ) );
   return Kiv::String8( std::string_view( text.str() ) );
 }
 
 Kiv::String8 MorvaneTcamGroupManager::groupDump( U32 unit, U32 pipeGroupId ) const {
+  const Operation operation( *this, unit );
   std::ostringstream text;
   SDK_UNCHECKED( SdkShim->kelmor_field_group_show( unit, pipeGroupId, &text ) );
   return Kiv::String8( std::string_view( text.str() ) );

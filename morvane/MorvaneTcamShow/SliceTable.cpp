@@ -5,6 +5,7 @@
 #include "morvane/MorvaneTcamGroupManager.h"
 #include "morvane/MorvaneTcamManager/Trace.h"
 #include "morvane/MorvaneTcamShow/ReportText.h"
+#include "morvane/Operation.h"
 #include "shim/SdkCall.h"
 
 namespace Morvane {
@@ -31,6 +32,7 @@ void appendStage( std::string & table, const kelmor_tcam_stage_info_t & stage ) 
 }  // namespace
 
 Kiv::String8 MorvaneTcamGroupManager::tcamUsage( U32 unit ) const {
+  const Operation operation( *this, unit );
   MORVANE_TRACE( traceGroup ) << "tcamUsage";
   kelmor_tcam_capacity_info_t info = {};
   SDK_CHECKED( kelmor_bcm_tcam_capacity_info_get( unit, &info ) );

@@ -4,6 +4,7 @@
 #include "morvane/MorvaneTcamGroupManager.h"
 #include "morvane/MorvaneTcamManager/Trace.h"
 #include "morvane/MorvaneTcamShow/ReportText.h"
+#include "morvane/Operation.h"
 #include "morvane/Platform.h"
 #include "shim/SdkCall.h"
 
@@ -26,7 +27,8 @@ class UsageReport {
  private:
   bool shows( GroupIdToPipeGroupId at ) const;
   bool keptPerPipe( U32 group ) const;
-  void showGroup( GroupIdToPipeGroupId at, const GroupCounts & counts );
+  bool showGroup( GroupIdToPipeGroupId at );
+  void showReservations( GroupIdToPipeGroupId at );
   void showReservation( const TcamReservation & reservation, GroupIdToPipeGroupId at );
   void showEntries( MorvaneTcamEntryManager & user, const UnitEntriesCreated & entries,
                     GroupIdToPipeGroupId at );
@@ -43,13 +45,11 @@ class UsageReport {
 void UsageReport::run( const Kiv::String8 & name ) {
   appendFormatted( out_.text(), "=== TCAM %s for switch %s ===\n", detail_ ? "detail" : "summary",
                    name.charPtr() );
+  // Groups and entries may be created and released between two steps.
   for ( auto it = manager_.groupCountsIterConst(); it; ++it ) {
     // A group with two copies in a pipe is shown once.
-    if ( it.key().copy() != 0 || it.member()->unitRefCount( unit_ ) <= 0 )
-      continue;
-    const Kiv::ValidPtr< GroupCounts > counts( it.member() );
-    if ( shows( it.key() ) )
-      showGroup( it.key(), *counts );
+    if ( it.key().copy() == 0 && showGroup( it.key() ) )
+      showReservations( it.key() );
   }
 }
 
@@ -61,7 +61,12 @@ bool UsageReport::shows( GroupIdToPipeGroupId at ) const {
   return pipe_ == -1 || !keptPerPipe( at.groupId() ) || static_cast< U32 >( pipe_ ) == at.pipe();
 }
 
-void UsageReport::showGroup( GroupIdToPipeGroupId at, const GroupCounts & counts ) {
+// Whether the group exists and is to be shown.
+bool UsageReport::showGroup( GroupIdToPipeGroupId at ) {
+  const Operation operation( manager_, unit_ );
+  const Kiv::Ptr< GroupCounts > counts = manager_.groupCounts( at );
+  if ( !counts || counts->unitRefCount( unit_ ) <= 0 || !shows( at ) )
+    return false;
   const U32 unit = unit_;
   const U32 groupId = at.pipeGroupId;
   bcm_field_group_status_s status = {};
@@ -69,7 +74,7 @@ void UsageReport::showGroup( GroupIdToPipeGroupId at, const GroupCounts & counts
   std::string pipeText;
   if ( keptPerPipe( at.groupId() ) )
     appendFormatted( pipeText, " in PIPE %d", asInt( at.pipe() ) );
-  U32 used = counts.unitAllocated( unit );
+  U32 used = counts->unitAllocated( unit );
   int free = status.entries_free;
   if ( manager_.ovidWar( at.groupId() ) ) {
     // Every entry is there twice.
@@ -81,6 +86,10 @@ void UsageReport::showGroup( GroupIdToPipeGroupId at, const GroupCounts & counts
                    asInt( at.groupId() ), pipeText.c_str(), asInt( used ),
                    used == 1 ? "entry" : "entries", free );
   out_.written();
+  return true;
+}
+
+void UsageReport::showReservations( GroupIdToPipeGroupId at ) {
   for ( U32 i = 0; i < numTcamReservations(); ++i )
     if ( getTcamReservation( i )->group == at.groupId() )
       showReservation( *getTcamReservation( i ), at );
@@ -109,8 +118,10 @@ void UsageReport::showEntries( MorvaneTcamEntryManager & user, const UnitEntries
   const bool twins = manager_.ovidWar( at.groupId() );
   for ( auto it = entries.entryCreatedIterConst(); it; ++it ) {
     const U32 entry = it.key();
-    // The entry may be released while the counters are read.
-    const Kiv::String8 desc = it.value();
+    const Operation operation( manager_, unit_ );
+    if ( !user.parent() || !entries.entryCreatedHas( entry ) )
+      continue;
+    const Kiv::String8 desc = entries.entryCreated( entry );
     for ( U32 copy = 0; copy < copiesOf( at.groupId() ); ++copy ) {
       const U32 pipeEntry = tcamId( entry, at.pipe(), copy );
       U64 packets = hits( user, entries, pipeEntry );

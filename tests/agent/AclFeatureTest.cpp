@@ -12,7 +12,7 @@ namespace {
 
 using testing::IsEmpty;
 
-// `rules` rules over few addresses and ports, so that they overlap and shadow each other.
+// `rules` rules with few distinct addresses and ports, so that they overlap and shadow each other.
 Acl randomAcl( const std::string & name, U32 rules, U32 seed ) {
   std::mt19937 random( seed );
   const auto pick = [ & ]( U32 end ) { return static_cast< U32 >( random() ) % end; };
@@ -43,7 +43,7 @@ Acl randomAcl( const std::string & name, U32 rules, U32 seed ) {
 
 }  // namespace
 
-TEST( AclFeature, chipDecidesAsTheRulesSayOnEveryCopy ) {
+TEST( AclFeatureTest, ChipMatchesTheReferenceModelOnEveryCopy ) {
   const ChipSize sizes[] = {
       { 1 }, { 2, false, true }, { 4, true, true }, { 2, true, false }, { 2, false, false, true } };
   U32 seed = 0;
@@ -78,9 +78,9 @@ TEST( AclFeature, chipDecidesAsTheRulesSayOnEveryCopy ) {
   }
 }
 
-// What binds, where, and that nothing of the access list is left behind.
-TEST( AclFeature, listThatDoesNotFitIsRolledBack ) {
-  // One slice of 32 goes to the range that is made at start-up.
+// Reports the exhausted resource and rule, and leaves nothing of the list behind.
+TEST( AclFeatureTest, RollsBackAListThatDoesNotFit ) {
+  // The range created at start-up takes one slice of 32.
   const struct {
     ChipSize size;
     AclResource resource;
@@ -118,15 +118,15 @@ TEST( AclFeature, listThatDoesNotFitIsRolledBack ) {
     }
     EXPECT_THAT( sw.chip().policers( 0 ), IsEmpty() );
     EXPECT_EQ( sw.feature.counters( { 1, 0 } ).packets, 0U );
-    // Its ids and room are free for the next.
+    // The next list can use its ids and rows.
     const Acl next = plainAcl( c.rule == 0 ? 0 : 20 );
     EXPECT_FALSE( sw.feature.addAcl( next ) );
     EXPECT_THAT( sw.audit(), IsEmpty() );
   }
 }
 
-// Lists of every kind at once, with frames that were cut and spoilt.
-TEST( AclFeature, kindsAndMalformedFrames ) {
+// Lists of every kind at once, with truncated and corrupted frames.
+TEST( AclFeatureTest, EveryKindHandlesMalformedFrames ) {
   const auto list = []( AclKind kind, std::vector< AclRule > rules ) {
     Acl acl;
     acl.kind = kind;
@@ -163,18 +163,17 @@ TEST( AclFeature, kindsAndMalformedFrames ) {
     TestSwitch sw( { 2, true, false, false, 12, 1024, 512, 4, 0, 0, 384 } );
     for ( const Acl & acl : acls )
       ASSERT_FALSE( sw.feature.addAcl( acl ) );
-    if ( deny )
-      ASSERT_FALSE( sw.feature.addDenyRest() );
+    ASSERT_FALSE( deny && sw.feature.addDenyRest() );
     EXPECT_THAT( sw.audit(), IsEmpty() );
     EXPECT_EQ( sw.differences( frames ), 0U );
     sw.feature.clear();
     EXPECT_THAT( sw.audit(), IsEmpty() );
     EXPECT_TRUE( sw.chip().ranges( 0 ).empty() );
-    EXPECT_EQ( sw.chip().groups( 0 ).size(), sw.ports.size() );  // L2 control's
+    EXPECT_EQ( sw.chip().groups( 0 ).size(), sw.ports.size() );  // L2 control group
   }
 }
 
-TEST( AclFeature, platformMustServeIt ) {
+TEST( AclFeatureTest, RefusesListsThatThePlatformLacks ) {
   Platform::PlatformData platform = testPlatform( {} );
   Acl acl = plainAcl( 2 );
   acl.rules[ 1 ].tcpFlagsMask = 1;

@@ -1,4 +1,4 @@
-# What the agent's tests need beyond a test program: the command, and runs of it on real rule sets.
+# Additional agent tests: the command, and runs on real rule sets.
 target_compile_definitions(agent_test PRIVATE MORVANE_TCAM="$<TARGET_FILE:morvane-tcam>")
 add_dependencies(agent_test morvane-tcam)
 

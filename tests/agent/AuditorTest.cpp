@@ -1,4 +1,4 @@
-// The auditor must see every kind of difference; otherwise its silence means nothing.
+// The auditor must report every kind of difference, or its silence proves nothing.
 #include <gmock/gmock.h>
 
 #include <functional>
@@ -18,17 +18,17 @@ constexpr U32 base = 1 << 16;  // first entry of group 1
 
 }  // namespace
 
-TEST( Auditor, seesEveryDifference ) {
-  // A second copy of the entry: pipe 1, copy 1.
+TEST( AuditorTest, ReportsEveryDifference ) {
+  // The entry's copy in pipe 1, copy 1.
   const U32 other = Morvane::tcamId( base, 1, 1 );
-  const auto books = []( TestSwitch & sw ) {
+  const auto records = []( TestSwitch & sw ) {
     return sw.manager().entryManager( Morvane::ipAclTcamGroup )->internalUnitEntry( unit );
   };
   U32 id = 0;
   bcm_policer_config_t limits = {};
   const struct {
     const char * difference;
-    std::function< void( TestSwitch & ) > spoil;
+    std::function< void( TestSwitch & ) > corrupt;
   } cases[] = {
       { "is not installed",
         [ & ]( auto & ) { SDK_CHECKED( bcm_field_entry_remove( unit, other ) ); } },
@@ -41,7 +41,8 @@ TEST( Auditor, seesEveryDifference ) {
           SDK_CHECKED( bcm_field_qualify_SrcIp( unit, other, 9, 0xFF ) );
           SDK_CHECKED( bcm_field_entry_install( unit, other ) );
         } },
-      { "not wiped", [ & ]( auto & ) { SDK_CHECKED( bcm_field_entry_install( unit, 2 << 16 ) ); } },
+      { "not cleared",
+        [ & ]( auto & ) { SDK_CHECKED( bcm_field_entry_install( unit, 2 << 16 ) ); } },
       { "belongs to nobody",
         [ & ]( auto & ) { SDK_CHECKED( bcm_field_entry_create_id( unit, 1, base + 9 ) ); } },
       { "statistics 1 belong to entry 0x0",
@@ -74,8 +75,8 @@ TEST( Auditor, seesEveryDifference ) {
       { "its managers hold",
         [ & ]( auto & sw ) { sw.manager().groupCounts( 1 )->unitRefCountInc( unit, 1 ); } },
       { "is not on the chip", [ & ]( auto & sw ) { sw.chip().reset( unit ); } },
-      { "is left of entry", [ & ]( auto & sw ) { books( sw )->entryStatsIs( base + 100, 1 ); } },
-      { "is recorded in group", [ & ]( auto & sw ) { books( sw )->groupIdIs( other, 2 ); } },
+      { "is left of entry", [ & ]( auto & sw ) { records( sw )->entryStatsIs( base + 100, 1 ); } },
+      { "is recorded in group", [ & ]( auto & sw ) { records( sw )->groupIdIs( other, 2 ); } },
       { "has no owner", [ & ]( auto & sw ) { sw.manager().tcamManagerForEntryDel( base ); } },
       { "is the owner of entry 0x10064",
         [ & ]( auto & sw ) {
@@ -83,11 +84,11 @@ TEST( Auditor, seesEveryDifference ) {
                                               sw.manager().tcamManagerForEntry( base ) );
         } },
       { "a store of input ports",
-        [ & ]( auto & sw ) { books( sw )->tcamEntryBcmPbmpIs( base + 100 ); } },
+        [ & ]( auto & sw ) { records( sw )->tcamEntryBcmPbmpIs( base + 100 ); } },
       { "a store of output ports",
-        [ & ]( auto & sw ) { books( sw )->outportsBcmPbmpIs( base + 100 ); } },
+        [ & ]( auto & sw ) { records( sw )->outportsBcmPbmpIs( base + 100 ); } },
       { "is wrongly marked as missing",
-        [ & ]( auto & sw ) { books( sw )->rangeEntryMissingIs( base + 100, true ); } },
+        [ & ]( auto & sw ) { records( sw )->rangeEntryMissingIs( base + 100, true ); } },
       { "range checker 1 belongs to nobody",
         [ & ]( auto & ) { SDK_CHECKED( bcm_field_range_create( unit, &id, 1, 5, 9 ) ); } },
       { "range checker 1 is not on the chip",
@@ -128,13 +129,13 @@ TEST( Auditor, seesEveryDifference ) {
     const Acl acl = plainAcl( 3 );
     ASSERT_FALSE( sw.feature.addAcl( acl ) );
     ASSERT_THAT( sw.audit(), IsEmpty() );
-    c.spoil( sw );
+    c.corrupt( sw );
     EXPECT_THAT( sw.audit(), Contains( HasSubstr( c.difference ) ) );
   }
 }
 
-// One entry that matches VLAN 6, with its twin, and one that matches none, whose twin is idle.
-TEST( Auditor, seesSpoiledTwins ) {
+// One entry with VLAN 6 and a twin in use, one without a VLAN and with an idle twin.
+TEST( AuditorTest, ReportsCorruptedTwins ) {
   const U32 entry = 4 << 16, twin = Morvane::ovidTwinId( entry ), idle = twin + 1;
   const auto map = []( TestSwitch & sw, U16 vlan ) {
     sw.manager().ovidWarSm()->entryIs( unit, entry, { vlan, 0xFFF },
@@ -142,7 +143,7 @@ TEST( Auditor, seesSpoiledTwins ) {
   };
   const struct {
     const char * difference;
-    std::function< void( TestSwitch & ) > spoil;
+    std::function< void( TestSwitch & ) > corrupt;
   } cases[] = {
       { "entry 0x1040000 of macAclTcamGroup is not on the chip",
         [ & ]( auto & sw ) {
@@ -181,17 +182,17 @@ TEST( Auditor, seesSpoiledTwins ) {
     acl.rules[ 0 ].vlan = { 6, 0xFFF };
     ASSERT_FALSE( sw.feature.addAcl( acl ) );
     ASSERT_THAT( sw.audit(), IsEmpty() );
-    c.spoil( sw );
+    c.corrupt( sw );
     EXPECT_THAT( sw.audit(), Contains( HasSubstr( c.difference ) ) );
   }
 }
 
-// 3 wide entries of a list, in a slice that holds 16 of them, and 8 of the range, in one of 32.
-TEST( Auditor, seesSpoiledCapacity ) {
+// 3 wide entries of a list in a slice of 16, and 8 entries of the range in a slice of 32.
+TEST( AuditorTest, ReportsCorruptedCapacity ) {
   using Capacity = Morvane::MorvaneTcamCapacitySm;
   const U32 wide = 3 << 16;
   const Morvane::TcamCapacityKey ingress( unit, 0 );
-  const auto row = [ & ]( Capacity & sm, U32 free, U32 highest ) {
+  const auto setRow = [ & ]( Capacity & sm, U32 free, U32 highest ) {
     Morvane::TcamCapacityRow row = sm.row( ingress );
     row.free = free;
     row.highWatermark = highest;
@@ -199,26 +200,26 @@ TEST( Auditor, seesSpoiledCapacity ) {
   };
   const struct {
     const char * difference;
-    std::function< void( TestSwitch &, Capacity & ) > spoil;
+    std::function< void( TestSwitch &, Capacity & ) > corrupt;
   } cases[] = {
-      { "IFP tells 11 entries in use, its groups count 12",
+      { "IFP reports 11 entries in use, its groups count 12",
         []( auto & sw, auto & ) { sw.manager().groupCounts( 3 )->unitAllocatedInc( unit, 1 ); } },
-      { "IFP of pipe 1 copy 1 holds 12 entries, told are 11",
+      { "IFP of pipe 1 copy 1 holds 12 entries, 11 reported",
         [ & ]( auto &, auto & ) {
           SDK_CHECKED( bcm_field_entry_create_id( unit, Morvane::tcamId( 3, 1, 1 ),
                                                   Morvane::tcamId( wide + 9, 1, 1 ) ) );
         } },
       { "IFP with 11 used, 100 free of 112 and at most 11, not 11 of 112",
-        [ & ]( auto &, auto & sm ) { row( sm, 100, 11 ); } },
+        [ & ]( auto &, auto & sm ) { setRow( sm, 100, 11 ); } },
       { "IFP with 11 used, 101 free of 112 and at most 10, not 11 of 112",
-        [ & ]( auto &, auto & sm ) { row( sm, 101, 10 ); } },
+        [ & ]( auto &, auto & sm ) { setRow( sm, 101, 10 ); } },
       { "the capacity table has 0 stages of 1",
         [ & ]( auto &, auto & sm ) { sm.rowDel( ingress ); } },
       { "the capacity table has a row of unit 7",
         []( auto &, auto & sm ) {
           sm.rowIs( { 7, 0 }, {} );
         } },
-      { "the capacity alarm of IFP stands with 11 of 112 used",
+      { "the capacity alarm of IFP is raised with 11 of 112 used",
         [ & ]( auto &, auto & sm ) { sm.alarmIs( ingress, true ); } },
       { "the capacity alarm of IFP is missing with 11 of 112 used",
         [ & ]( auto &, auto & sm ) {
@@ -236,7 +237,7 @@ TEST( Auditor, seesSpoiledCapacity ) {
     sm.poll();
     const auto audit = [ & ] { return Audit::audit( sw.manager(), sw.chip(), &sm ); };
     ASSERT_THAT( audit(), IsEmpty() );
-    c.spoil( sw, sm );
+    c.corrupt( sw, sm );
     EXPECT_THAT( audit(), Contains( HasSubstr( c.difference ) ) );
   }
 }

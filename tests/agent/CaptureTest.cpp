@@ -1,4 +1,4 @@
-// Captures, which these tests write themselves.
+// Captures written by the tests.
 #ifdef MORVANE_PCAP
 #include <gmock/gmock.h>
 #include <pcap/pcap.h>
@@ -55,7 +55,7 @@ std::string captureError( const std::string & bytes ) {
   return "no error";
 }
 
-// One section, one Ethernet interface and one packet of eight bytes, of 5 microseconds.
+// One section, one Ethernet interface and one packet of eight bytes at 5 microseconds.
 std::string pcapng() {
   const U32 words[] = { 0x0A0D0D0A, 28, 0x1A2B3C4D, 1, 0xFFFFFFFF, 0xFFFFFFFF, 28,  // section
                         1,          20, DLT_EN10MB, 0, 20,                          // interface
@@ -66,8 +66,8 @@ std::string pcapng() {
 
 }  // namespace
 
-TEST( CaptureReader, packetsKeepTheirTimes ) {
-  // The third time stamp goes back; the fourth packet was cut off when it was captured.
+TEST( CaptureReaderTest, KeepsPacketTimes ) {
+  // The third time stamp goes back; the fourth packet was truncated by the capture.
   const std::vector< Record > records = {
       { 100, 7, 60, 60 }, { 100, 9, 61, 61 }, { 100, 8, 62, 62 }, { 101, 7, 1500, 64 } };
   const struct {
@@ -92,7 +92,7 @@ TEST( CaptureReader, packetsKeepTheirTimes ) {
   EXPECT_TRUE( parseCapture( "c", capture( {} ) ).empty() );
 }
 
-TEST( CaptureReader, everyCutIsNoticed ) {
+TEST( CaptureReaderTest, RefusesATruncatedFile ) {
   const auto tryAll = []( const std::string & whole, const std::vector< size_t > & good ) {
     for ( size_t size = 4; size < whole.size(); ++size ) {
       const bool fine = std::find( good.begin(), good.end(), size ) != good.end();
@@ -105,7 +105,7 @@ TEST( CaptureReader, everyCutIsNoticed ) {
   tryAll( pcapng(), { 48 } );
 }
 
-TEST( CaptureReader, onlyEthernet ) {
+TEST( CaptureReaderTest, RefusesOtherLinkTypes ) {
   EXPECT_THAT( captureError( capture( { { 1, 0, 60, 60 } }, DLT_RAW ) ),
                HasSubstr( "RAW, not Ether" ) );
   std::string other = pcapng();

@@ -1,4 +1,4 @@
-// The command itself: exit status and what goes where.
+// The command: exit status, standard output and standard error.
 #include <gmock/gmock.h>
 #include <pty.h>
 #include <sys/wait.h>
@@ -20,12 +20,12 @@ struct Outcome {
   std::string error;
 };
 
-class Command : public testing::Test {
+class CommandTest : public testing::Test {
  protected:
-  Command() : folder_( testing::TempDir() + "/morvane-tcam-" + std::to_string( getpid() ) ) {
+  CommandTest() : folder_( testing::TempDir() + "/morvane-tcam-" + std::to_string( getpid() ) ) {
     std::filesystem::create_directories( folder_ );
   }
-  ~Command() override { std::filesystem::remove_all( folder_ ); }
+  ~CommandTest() override { std::filesystem::remove_all( folder_ ); }
 
   std::string write( const std::string & name, const std::string & text ) {
     std::ofstream( folder_ + "/" + name ) << text;
@@ -46,7 +46,7 @@ class Command : public testing::Test {
   const std::string folder_;
 };
 
-TEST_F( Command, exampleRunsWithoutArguments ) {
+TEST_F( CommandTest, RunsTheExampleWithoutArguments ) {
   const Outcome outcome = run( "" );
   EXPECT_EQ( outcome.status, 0 ) << outcome.error;
   EXPECT_THAT( outcome.out, HasSubstr( "campus-edge" ) );
@@ -55,7 +55,7 @@ TEST_F( Command, exampleRunsWithoutArguments ) {
   EXPECT_THAT( run( "platforms" ).out, HasSubstr( "large" ) );
 }
 
-TEST_F( Command, showsWhatTheLibraryReports ) {
+TEST_F( CommandTest, ShowsTheLibraryReports ) {
   const std::string acl =
       write( "one.acl", "@10.0.0.0/8\t0.0.0.0/0\t0 : 65535\t0 : 65535\t0x00/0x00\n" );
   const std::string base = "run --platform small --acl " + acl + " --show ";
@@ -86,7 +86,7 @@ TEST_F( Command, showsWhatTheLibraryReports ) {
   }
 }
 
-TEST_F( Command, statusTellsWhatDoesNotFit ) {
+TEST_F( CommandTest, StatusIs1IfAListDoesNotFit ) {
   const std::string rule = "@0.0.0.0/32 0.0.0.0/0 1 : 65534 1 : 65534 0x11/0xFF\n";
   const std::string acl = write( "wide", rule + rule + rule + rule + rule + rule );
   const Outcome outcome = run( "run --platform small --ports expand --acl big=" + acl + " --json" );
@@ -101,7 +101,7 @@ TEST_F( Command, statusTellsWhatDoesNotFit ) {
   EXPECT_THAT( seen.error, MatchesRegex( "big does not fit: [^\n]* at rule 5 [^\n]*\n" ) );
 }
 
-TEST_F( Command, inspectShowsAndSetsTheStateThatRunWouldMake ) {
+TEST_F( CommandTest, InspectShowsAndSetsTheStateOfARun ) {
   const std::string acl = write( "one", "@1.2.3.4/32 0.0.0.0/0 0 : 65535 0 : 65535 0x00/0x00\n" );
   const std::string inspect = "inspect --platform small --acl " + acl + " --json ";
   const std::string where = "'groupManager/entryManager[ipAclTcamGroup]/internalUnitEntry[0]/";
@@ -111,7 +111,7 @@ TEST_F( Command, inspectShowsAndSetsTheStateThatRunWouldMake ) {
   EXPECT_EQ( run( inspect + "--set " + set + "=5' " + set + "'" ).out, "5\n" );
 }
 
-TEST_F( Command, unusableInputIsOneLineAndStatus2 ) {
+TEST_F( CommandTest, InvalidInputGivesOneLineAndStatus2 ) {
   const std::string good = write( "good", "@1.2.3.4/32 0.0.0.0/0 0 : 65535 0 : 65535 0x00/0x00\n" );
   const std::string bad = write( "bad", "\n@1.2.3.4/32 0.0.0.0/0 0 : 65535 0 : 65535 0x00\n" );
   const std::string platform = write( "platform.json", "{\n\n\"nam\": \"x\" }\n" );
@@ -159,7 +159,7 @@ TEST_F( Command, unusableInputIsOneLineAndStatus2 ) {
   }
 }
 
-TEST_F( Command, mapsSlices ) {
+TEST_F( CommandTest, MapDrawsSlicesToAFile ) {
   const Outcome plain = run( "map --platform small" );
   EXPECT_EQ( plain.status, 0 );
   EXPECT_THAT( plain.out, HasSubstr( "IPv4 ACL" ) );
@@ -168,7 +168,7 @@ TEST_F( Command, mapsSlices ) {
   const auto slices = nlohmann::json::parse( run( "map --platform small --json" ).out );
   EXPECT_EQ( slices[ "tables" ].size(), 3U );
 
-  // What does not fit is said; the rest is drawn, into a file that is replaced whole.
+  // Names the list that does not fit and draws the rest; the file is replaced atomically.
   std::string rules;
   for ( int i = 0; i < 9000; ++i )
     rules += "@10.0." + std::to_string( i / 256 ) + "." + std::to_string( i % 256 ) +
@@ -195,7 +195,7 @@ TEST_F( Command, mapsSlices ) {
     EXPECT_NE( left.path().extension(), ".tmp" );
 }
 
-TEST_F( Command, mapIsColouredOnTerminalsThatWantIt ) {
+TEST_F( CommandTest, MapUsesColoursOnTerminals ) {
   const auto coloured = []( const char * setting ) {
     int terminal = -1;
     const pid_t child = forkpty( &terminal, nullptr, nullptr, nullptr );

@@ -1,4 +1,4 @@
-// The library's state by name: paths, values, and what is refused.
+// The library's state by name: paths, values and errors.
 #include "agent/Inspect.h"
 
 #include <gmock/gmock.h>
@@ -51,11 +51,13 @@ TEST_F( InspectTest, PathsNameEntitiesCollectionsMembersAndValues ) {
                HasSubstr( "sliceFreed[9] = False\nsliceFreed[10] = True\n" ) )
       << "keys ascend as numbers";
   const std::string tree = show( "" );
-  EXPECT_THAT( tree, StartsWith( "groupManager: Morvane::MorvaneTcamGroupManager "
-                                 "'tcamGroupManager'\n  numPipe = 2\n" ) );
-  EXPECT_THAT( tree, HasSubstr( "\n  entryManager[ipAclTcamGroup]: "
-                                "Morvane::MorvaneBoundedTcamEntryManager 'ipAclTcamGroup'\n"
-                                "    assignment = ipAclTcamGroup\n" ) );
+  EXPECT_THAT( tree,
+               StartsWith( "groupManager: Morvane::MorvaneTcamGroupManager "
+                           "'tcamGroupManager'\n  name = 'tcamGroupManager'\n  numPipe = 2\n" ) );
+  EXPECT_THAT( tree,
+               HasSubstr( "\n  entryManager[ipAclTcamGroup]: "
+                          "Morvane::MorvaneBoundedTcamEntryManager 'ipAclTcamGroup'\n"
+                          "    name = 'ipAclTcamGroup'\n    assignment = ipAclTcamGroup\n" ) );
   EXPECT_THAT( tree, HasSubstr( "\ncapacity: Morvane::MorvaneTcamCapacitySm 'tcamCapacity'\n" ) );
   EXPECT_THAT( show( "groupManager/entryManager[ipAclTcamGroup]" ),
                HasSubstr( "\n  groupManager = 'tcamGroupManager'\n" ) );
@@ -64,6 +66,7 @@ TEST_F( InspectTest, PathsNameEntitiesCollectionsMembersAndValues ) {
 TEST_F( InspectTest, JsonKeepsTheTypesOfValues ) {
   const auto tree = nlohmann::json::parse( show( "", {}, true ) );
   const auto & attributes = tree[ "groupManager" ][ "attributes" ];
+  EXPECT_EQ( attributes[ "name" ], "tcamGroupManager" );
   EXPECT_EQ( attributes[ "numPipe" ], 2 );
   EXPECT_EQ( attributes[ "ovidWarSm" ], nullptr );
   EXPECT_EQ( attributes[ "ovidUtBitmapDir" ][ "type" ], "Morvane::MorvaneOvidUtBitmapDir" );
@@ -73,7 +76,7 @@ TEST_F( InspectTest, JsonKeepsTheTypesOfValues ) {
   EXPECT_EQ( manager[ "attributes" ][ "groupManager" ], "tcamGroupManager" );
 }
 
-TEST_F( InspectTest, SetsWriteInTheirOrder ) {
+TEST_F( InspectTest, SetsAreExecutedInOrder ) {
   const std::string exhausted = "groupManager/entryManager[ipAclTcamGroup]/exhausted[3]";
   EXPECT_EQ( show( exhausted, { exhausted + "=False", exhausted + "=True" } ), "True\n" );
   EXPECT_EQ( session_.groupManager().exhaustedMarks(), 1U );
@@ -85,7 +88,7 @@ TEST_F( InspectTest, SetsWriteInTheirOrder ) {
       spec + "\n" );
 }
 
-TEST_F( InspectTest, BadPathsAndValuesSayWhatIsWrong ) {
+TEST_F( InspectTest, BadPathsAndValuesAreExplained ) {
   const std::string manager = "groupManager/entryManager";
   const std::pair< std::string, std::string > paths[] = {
       { "manager", "expected groupManager or capacity at 'manager'" },

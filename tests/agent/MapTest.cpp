@@ -1,4 +1,4 @@
-// The map of slices: against the chip and the books, and its forms.
+// The occupancy map: against the chip and the records, and its output formats.
 #include <gmock/gmock.h>
 
 #include <list>
@@ -17,12 +17,13 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-// A switch whose slices pair where they do not take two rows for an entry, and on which the entries
-// of MAC lists match a VLAN.
+// A switch with paired or double-wide slices, on which entries of MAC lists match a VLAN.
 struct MapSwitch {
   static Platform::PlatformData platformOf( const ChipSize & size, U32 deepSlices ) {
-    Platform::PlatformData platform = testPlatform( size );
-    platform.chip.stages[ 0 ].paired = !platform.chip.stages[ 0 ].doubleWide;
+    ChipSize chip = size;
+    chip.paired = size.keyBits <= 192;
+    chip.dataChunks = 5;
+    Platform::PlatformData platform = testPlatform( chip );
     platform.reservations[ 0 ].name = "<a&l>";
     if ( deepSlices != 0 )
       platform.chip.stages[ 0 ].slices.push_back( { deepSlices, 100, size.keyBits, false } );
@@ -44,7 +45,7 @@ struct MapSwitch {
     }
     ASSERT_FALSE( feature.addAcl( acl ) );
   }
-  // An entry in the second pipe's "l2" group that the library never made.
+  // An entry in the "l2" group of the second pipe that the library did not create.
   void addForeign() {
     session.chip().sdkLock();
     EXPECT_EQ( session.chip().bcm_field_entry_create_id( unit, Morvane::tcamId( 2, 1, 0 ),
@@ -60,11 +61,11 @@ struct MapSwitch {
   AclFeature feature;
 };
 
-// Place of a row in the chip, and what stands there: "USER", "USER set aside", "open", "free".
+// Content of a row by location: "USER", "USER set aside", "open", "free".
 using Place = std::tuple< SoftAsic::StageKind, U32, U32, U32, U32 >;
 using Rows = std::map< Place, std::string >;
 
-// From the groups and entries of the chip, without its view of slices.
+// Computed from the chip's groups and entries, without its slice views.
 Rows rowsOnChip( MapSwitch & sw ) {
   Rows rows;
   const SoftAsic::StageProfile & stage = sw.session.platform().chip.stages[ 0 ];
@@ -153,7 +154,7 @@ A bar is a slice, a cell 1/40 of its rows, or one row; a row holds one entry
   A  entries of A in all rows of the cell, a in some of them
   :  reserved but unused: set aside in the chip for a user
   .  reserved but unused: open to the users of the group that has the slice
-  ?  entries that the library's books do not know
+  ?  entries that the library has not recorded
   x2 double-wide: an entry takes two rows of the chip
   \ / a pair: an entry takes the same row of both slices
 )";
@@ -164,7 +165,7 @@ constexpr ChipSize shared = { .pipes = 2, .sharedByPipes = true, .slices = 8 };
 
 }  // namespace
 
-TEST( Map, accountsForEveryRowOnce ) {
+TEST( MapTest, CoversEveryRowOnce ) {
   for ( const ChipSize & size : { fourTables, doubleWide, shared } ) {
     MapSwitch sw( size );
     sw.add( AclKind::ipv4, 40 );
@@ -184,8 +185,8 @@ TEST( Map, accountsForEveryRowOnce ) {
   }
 }
 
-// Pipes that differ are drawn apart, an entry that nobody made is shown, wide slices are marked.
-TEST( Map, textForm ) {
+// Draws different pipes separately, shows unknown entries and marks wide slices.
+TEST( MapTest, TextShowsPipesWideSlicesAndUnknownEntries ) {
   MapSwitch sw( { .pipes = 2, .slices = 3, .entries = 80 }, 5 );
   sw.add( AclKind::ipv4, 80 );
   sw.add( AclKind::ipv6, 6 );
@@ -201,8 +202,8 @@ TEST( Map, textForm ) {
   EXPECT_EQ( Map::textMap( map, {} ), wholeText );
 }
 
-// Each segment is a rectangle with a tooltip; whatever users are called, the file is XML.
-TEST( Map, svgForm ) {
+// Every segment is a rectangle with a tooltip; user names are escaped.
+TEST( MapTest, SvgHasATooltipForEverySegment ) {
   MapSwitch sw( fourTables );
   sw.add( AclKind::ipv4, 40 );
   sw.add( AclKind::ipv6, 5 );
@@ -220,7 +221,7 @@ TEST( Map, svgForm ) {
     for ( const Map::Slice & slice : table.slices )
       segments += static_cast< std::ptrdiff_t >( slice.segments.size() );
   EXPECT_EQ( count( "<rect[^>]*><title>" ), segments );
-  EXPECT_EQ( count( "<title>unknown to the books, row 8</title>" ), 1 );
+  EXPECT_EQ( count( "<title>not recorded, row 8</title>" ), 1 );
   EXPECT_EQ( count( "<title>&lt;a&amp;l&gt;, rows 0-31: 32</title>" ), 4 );
   EXPECT_THAT( Map::svgMap( map, {} ), HasSubstr( ">pipe/copy 0/0, 0/1, 1/1: the same<" ) );
   EXPECT_THAT( svg, HasSubstr( "TCAM slices of a &quot;switch&quot; &amp; more?\xEF\xBF\xBD<" ) );

@@ -11,7 +11,7 @@ namespace Agent {
 
 namespace {
 
-// One's-complement sum of 16-bit words, folded; 0xFFFF over data that holds its right checksum.
+// One's-complement sum of 16-bit words; 0xFFFF if the data contains its valid checksum.
 U32 foldedSum( const U8 * bytes, size_t size, U32 sum = 0 ) {
   for ( size_t i = 0; i < size; ++i )
     sum += i % 2 == 0 ? U32( bytes[ i ] ) << 8 : bytes[ i ];
@@ -22,9 +22,8 @@ U32 foldedSum( const U8 * bytes, size_t size, U32 sum = 0 ) {
 
 }  // namespace
 
-// What is made of fields is read back, with tags and in either IP version, and its lengths and
-// checksums hold.
-TEST( PacketMaker, readerReadsWhatWasMade ) {
+// With VLAN tags and both IP versions; lengths and checksums must be valid.
+TEST( PacketMakerTest, ReaderReadsBackWhatWasMade ) {
   PacketFields fields = { 0x01020304, 0x05060708, protocolTcp, 1000, 443, 0x12, 0x0800 };
   constexpr std::pair< U8, U32 > protocols[] = {
       { protocolTcp, 20 }, { protocolUdp, 8 }, { protocolIcmp, 8 } };
@@ -61,7 +60,7 @@ TEST( PacketMaker, readerReadsWhatWasMade ) {
   }
 }
 
-TEST( RandomPackets, sameSeedSamePacketsOnEveryMachine ) {
+TEST( RandomPacketsTest, SameSeedGivesSamePacketsOnEveryMachine ) {
   const std::vector< Acl > acls = { exampleAcl() };
   const auto frames = randomFrames( acls, 42, 4000 );
   const U64 sum =

@@ -10,7 +10,7 @@ namespace {
 
 void expectExact( const PortRange & range ) {
   const auto matches = expandPorts( range );
-  // Prefixes that begin where the one before ends cover the range exactly.
+  // Consecutive prefixes cover the range exactly.
   U32 next = range.low;
   for ( const PortMatch & match : matches ) {
     const U32 size = 0x10000U - match.mask;
@@ -20,7 +20,7 @@ void expectExact( const PortRange & range ) {
     next += size;
   }
   EXPECT_EQ( next, range.high + 1U );
-  // Fewest: no two neighbours form a prefix together.
+  // Minimal: no two neighbours can be merged.
   for ( size_t i = 1; i < matches.size(); ++i ) {
     const U32 size = 0x10000U - matches[ i ].mask;
     EXPECT_FALSE( matches[ i ].mask == matches[ i - 1 ].mask &&
@@ -30,7 +30,7 @@ void expectExact( const PortRange & range ) {
 
 }  // namespace
 
-TEST( PortExpansion, coversEveryRangeExactly ) {
+TEST( PortExpansionTest, CoversEveryRangeExactly ) {
   EXPECT_EQ( expandPorts( { 0, 65535 } ), ( std::vector< PortMatch >{ { 0, 0 } } ) );
   EXPECT_EQ( expandPorts( { 80, 80 } ), ( std::vector< PortMatch >{ { 80, 0xFFFF } } ) );
   EXPECT_EQ( expandPorts( { 1024, 65535 } ).size(), 6U );

@@ -26,7 +26,7 @@ const std::string anyRule = "@0.0.0.0/0 0.0.0.0/0 0 : 65535 0 : 65535 0x00/0x00"
 
 }  // namespace
 
-TEST( ClassBenchReader, fieldsOfRules ) {
+TEST( ClassBenchReaderTest, ReadsAllFieldsOfARule ) {
   const Acl acl = parseClassBench(
       "a", "f",
       "@10.1.2.3/8\t192.168.0.1/32\t0 : 65535\t20 : 21\t0x06/0xFF\t0x12ff/0x1300\t\r\n"
@@ -51,7 +51,7 @@ TEST( ClassBenchReader, fieldsOfRules ) {
   EXPECT_EQ( acl.rules[ 2 ].source.mask(), 0U );
 }
 
-TEST( ClassBenchReader, refusesWhatItDoesNotUnderstand ) {
+TEST( ClassBenchReaderTest, RefusesMalformedLines ) {
   EXPECT_EQ( aclError( "" ), "f:0: there are no rules" );
   const char * wrong[] = {
       "0.0.0.0/0 0.0.0.0/0 0 : 65535 0 : 65535 0x00/0x00",
@@ -66,7 +66,7 @@ TEST( ClassBenchReader, refusesWhatItDoesNotUnderstand ) {
       "@0.0.0.0/0 0.0.0.0/0 0 : 65535 0 : 65535 06/0xFF",
       "@0.0.0.0/0 0.0.0.0/0 0 : 65535 0 : 65535 0x06/0x0F",
       "@0.0.0.0/0 0.0.0.0/0 0 : 65535 0 : 65535 0x06/0xFF 0x0001/0x0001",  // low byte of TCP
-      "@0.0.0.0/0 0.0.0.0/0 0 : 65535 0 : 65535 0x11/0xFF 0x0100/0x0100",  // UDP has none
+      "@0.0.0.0/0 0.0.0.0/0 0 : 65535 0 : 65535 0x11/0xFF 0x0100/0x0100",  // not for UDP
       "@0.0.0.0/0 0.0.0.0/0 0 : 65535 0 : 65535 0x06/0x00 0x0100/0x0100",  // any protocol
       "@0.0.0.0/0 0.0.0.0/0 0 : 65535 0 : 65535 0x06/0xFF 0x0000/0x0000 0x0100/0x0100",
   };
@@ -76,7 +76,7 @@ TEST( ClassBenchReader, refusesWhatItDoesNotUnderstand ) {
              std::string::npos );
 }
 
-TEST( TraceReader, packetsAndErrors ) {
+TEST( TraceReaderTest, ReadsPacketsAndRefusesMalformedLines ) {
   const auto packets =
       parseTrace( "t", "1 4294967295 3 4 6\n\n1 2 3 4 17 -1 x\n16777217 2 0 0 1\t9\n" );
   ASSERT_EQ( packets.size(), 3U );

@@ -1,4 +1,4 @@
-# Runs the command on one real rule set and looks at what it found.
+# Runs the command on a real rule set and checks its report.
 if(NOT EXISTS ${ACL})
   message("rule set is absent: ${ACL}")
   return()

@@ -12,7 +12,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// One rule for each range of destination ports.
+// One rule per range of destination ports.
 Acl rangeAcl( const std::vector< PortRange > & ranges ) {
   Acl acl;
   for ( const PortRange & range : ranges ) {
@@ -25,7 +25,7 @@ Acl rangeAcl( const std::vector< PortRange > & ranges ) {
   return acl;
 }
 
-// Entries of each rule of a list that fits.
+// Entries per rule. The list must fit.
 std::vector< U32 > entriesOf( const AclFeature & feature, const Acl & acl, U32 index ) {
   std::vector< U32 > entries;
   for ( U32 rule = 0; rule < acl.rules.size(); ++rule )
@@ -45,9 +45,9 @@ Platform::PlatformData noRanges( const ChipSize & size ) {
 
 }  // namespace
 
-TEST( PortMethods, decidedRuleByRule ) {
+TEST( PortMethodTest, IsSelectedPerRule ) {
   Acl acl = rangeAcl( { rangeA, { 80, 80 }, { 64, 127 }, rangeA, rangeB, rangeC, { 0, 65535 } } );
-  acl.rules[ 3 ].sourcePorts = rangeC;  // both directions; the checkers are A and C by then
+  acl.rules[ 3 ].sourcePorts = rangeC;  // both directions; A and C have checkers by then
   const struct {
     PortMethod ports;
     U32 checkers;
@@ -78,8 +78,8 @@ TEST( PortMethods, decidedRuleByRule ) {
   }
 }
 
-// A list that does not fit gives back the checkers that only it used.
-TEST( PortMethods, checkersRunOut ) {
+// A list that does not fit releases the checkers that only it uses.
+TEST( PortMethodTest, ReleasesCheckersIfTheyRunOut ) {
   ChipSize size;
   size.rangeCheckers = 2;
   size.ports = PortMethod::checkers;
@@ -93,7 +93,7 @@ TEST( PortMethods, checkersRunOut ) {
   EXPECT_EQ( shortage->rule, 2U );
   EXPECT_EQ( sw.chip().ranges( 0 ).size(), 1U );
   EXPECT_THAT( sw.audit(), IsEmpty() );
-  // Where the second direction's checker lacks, the first one's is given back too.
+  // Without a checker for the second direction, the first one is released too.
   Acl both = rangeAcl( { rangeB } );
   both.rules[ 0 ].sourcePorts = rangeC;
   EXPECT_TRUE( sw.feature.addAcl( both ) );
@@ -102,7 +102,7 @@ TEST( PortMethods, checkersRunOut ) {
   EXPECT_FALSE( sw.feature.addAcl( next ) );
 }
 
-TEST( PortMethods, groupWithoutRangesExpands ) {
+TEST( PortMethodTest, ExpandsRangesInGroupsWithoutRangeChecks ) {
   ChipSize size;
   size.rangeCheckers = 4;
   const Acl acl = rangeAcl( { rangeA } );
@@ -112,20 +112,21 @@ TEST( PortMethods, groupWithoutRangesExpands ) {
     AclFeature feature( session.groupManager(), 0, session.platform(), ports );
     const auto shortage = feature.addAcl( acl );
     EXPECT_EQ( shortage.has_value(), ports == PortMethod::checkers );
-    if ( !shortage )
-      EXPECT_THAT( entriesOf( feature, acl, 0 ), ElementsAre( 4 ) );
+    if ( shortage )
+      continue;
+    EXPECT_THAT( entriesOf( feature, acl, 0 ), ElementsAre( 4 ) );
   }
 }
 
-// Two rules of several entries, one policed: each pipe by itself, its entries and copies together.
-TEST( Policing, bucketsAreSharedByTheEntriesOfARule ) {
+// Two rules with several entries, one policed. Each pipe has a bucket for all entries and copies.
+TEST( PolicingTest, EntriesOfARuleShareABucketPerPipe ) {
   for ( const bool shared : { false, true } ) {
     ChipSize size = { 2, !shared, false, shared };
     size.policers = 1;
     TestSwitch sw( size );
     Acl acl = rangeAcl( { rangeA, rangeA } );
     acl.rules[ 0 ].source = {};
-    acl.rules[ 0 ].police = PoliceRate{ 8'000'000, 250 };  // a byte in a microsecond
+    acl.rules[ 0 ].police = PoliceRate{ 8'000'000, 250 };  // one byte per microsecond
     acl.rules[ 0 ].copyToCpu = true;
     ASSERT_FALSE( sw.feature.addAcl( acl ) );
     EXPECT_THAT( sw.audit(), IsEmpty() );
@@ -133,7 +134,7 @@ TEST( Policing, bucketsAreSharedByTheEntriesOfARule ) {
     for ( U16 i = 0; i < 50; ++i )
       frames.push_back(
           makeFrame( { 9, 9, protocolTcp, 1, static_cast< U16 >( 1 + i % 6 ), 0, 0 } ) );
-    // All ports at once, every 20 microseconds: a frame of 60 bytes passes each time it can.
+    // A frame of 60 bytes on all ports every 20 microseconds.
     U64 conformed = 0;
     for ( const Frame & frame : frames ) {
       const Packet packet = { frame, sw.time += 20'000 };
@@ -153,7 +154,7 @@ TEST( Policing, bucketsAreSharedByTheEntriesOfARule ) {
     EXPECT_EQ( counters.conformedPackets, conformed );
     EXPECT_EQ( counters.droppedPackets, sent - conformed );
     EXPECT_EQ( counters.droppedBytes, 60 * ( sent - conformed ) );
-    // The burst, and a third of a frame in each interval, in each pipe.
+    // Per pipe: the burst plus a third of a frame per interval.
     EXPECT_EQ( conformed, ( shared ? 1U : 2U ) * 20U );
     sw.feature.clear();
     EXPECT_THAT( sw.chip().policers( 0 ), IsEmpty() );

@@ -27,7 +27,7 @@ std::string rulesFileError( const std::string & text ) {
 
 }  // namespace
 
-TEST( RulesFile, whatRulesMean ) {
+TEST( RulesFileTest, ReadsAllFieldsOfARule ) {
   const Acl acl = parse( R"({ "rules": [
     {},
     { "source": "10.1.2.3", "destination": "192.0.2.0/24", "protocol": "tcp", "sourcePorts": 80,
@@ -65,8 +65,8 @@ TEST( RulesFile, whatRulesMean ) {
   EXPECT_EQ( ip6.rules[ 0 ].source6.address[ 3 ], 0xB8 );
 }
 
-// Each is the third line of an otherwise good file.
-TEST( RulesFile, refusesWhatItDoesNotUnderstand ) {
+// Each is the third line of an otherwise valid file.
+TEST( RulesFileTest, RefusesMalformedRules ) {
   const auto check = []( const std::string & head, const std::vector< const char * > & rules ) {
     for ( const char * rule : rules )
       EXPECT_THAT( rulesFileError( "{ " + head + " \"rules\": [\n{},\n" + rule + "\n] }" ),
@@ -100,7 +100,7 @@ TEST( RulesFile, refusesWhatItDoesNotUnderstand ) {
   EXPECT_THAT( rulesFileError( "{ \"rules\": [\n{}" ), StartsWith( "f:2: not JSON" ) );
 }
 
-TEST( PoliceOption, namesARuleAndItsRate ) {
+TEST( PoliceOptionTest, SetsTheRateOfARule ) {
   std::vector< Acl > acls( 2 );
   acls[ 0 ].name = "a:b";
   acls[ 0 ].rules.resize( 3 );
@@ -109,7 +109,7 @@ TEST( PoliceOption, namesARuleAndItsRate ) {
   applyPolice( { "a:b/2:10M", "c/0:1G:126" }, acls );
   EXPECT_EQ( acls[ 0 ].rules[ 2 ].police->bitsPerSecond, 10'000'000U );
   EXPECT_EQ( acls[ 0 ].rules[ 2 ].police->burstBytes, 12'500U );  // 10 milliseconds
-  EXPECT_EQ( acls[ 1 ].rules[ 0 ].police->burstBytes, 250U );     // whole kbits
+  EXPECT_EQ( acls[ 1 ].rules[ 0 ].police->burstBytes, 250U );     // whole kbit
   EXPECT_EQ( policeRate( 1000, 0 )->burstBytes, 2000U );
   for ( const char * wrong : { "0:1M", "a:b/3:1M", "d/0:1M", "c/0", "c/0:1M:", "c/0:1M:0",
                                "c/0:1M:1:1", "c/0:4294967296k", "c/-1:1M", "c/0:10m", "" } )

@@ -1,4 +1,4 @@
-// The main job, and its report.
+// The run command and its report.
 #include "agent/Run.h"
 
 #include <gmock/gmock.h>
@@ -18,7 +18,7 @@ using testing::HasSubstr;
 
 const PacketFields webPacket = { 0x01000001, 5, protocolTcp, 1000, 81, 0, 0 };
 
-// Two access lists on a chip where only the first one fits.
+// Two access lists, of which only the first one fits.
 RunInput input() {
   RunInput input;
   input.platform = testPlatform( { 2, true, true } );
@@ -48,9 +48,9 @@ RunReport runLocked( const RunInput & input ) {
 
 }  // namespace
 
-TEST( Run, reports ) {
+TEST( RunTest, ReportsListsPacketsAndUsage ) {
   const RunReport report = runLocked( input() );
-  EXPECT_FALSE( report.allWell() );
+  EXPECT_FALSE( report.success() );
   EXPECT_TRUE( report.differences.empty() );
   json object = json::parse( jsonReport( report ) );
   EXPECT_GT( object[ "sdkCalls" ][ "bcm_field_entry_create_id" ], 4U * 8 );
@@ -76,7 +76,7 @@ TEST( Run, reports ) {
         "copiedToCpu": 0, "mirrored": 0, "mismatches": 0 },
       "rangeCheckers": 0 })" ) );
   ASSERT_EQ( groups.size(), 8U );
-  // Nine entries with the implicit deny, in one slice of 32; another is the other group's.
+  // Nine entries including the implicit deny in one slice of 32; the other group has another slice.
   EXPECT_EQ( groups[ 3 ], json::parse( R"({ "group": 1, "pipe": 1, "copy": 1, "used": 9,
                                             "free": 87 })" ) );
   const std::string text = textReport( report, false );
@@ -84,15 +84,15 @@ TEST( Run, reports ) {
   EXPECT_THAT( text, HasSubstr( "implicit deny: 1 entry" ) );
   EXPECT_THAT( text, HasSubstr( "Packets at port 13: 4, of which 3 matched a rule and 1 met" ) );
   EXPECT_THAT( text, HasSubstr( "web: 1 of 3 by prefixes\n    1\n" ) );
-  EXPECT_THAT( text, HasSubstr( "books and chip agree" ) );
-  // The busiest first; rules without packets only in the detailed form.
+  EXPECT_THAT( text, HasSubstr( "records and chip agree" ) );
+  // Busiest first; rules without packets only with `detail`.
   EXPECT_LT( text.find( ": 81 " ), text.find( "1024 : 65535" ) );
   EXPECT_EQ( text.find( "7 : 7" ), std::string::npos );
   EXPECT_THAT( textReport( report, true ), HasSubstr( "7 : 7" ) );
 }
 
-// The list that does not fit fills the tables before it is rolled back.
-TEST( Run, watchesTheCapacity ) {
+// The list that does not fit fills the tables before rollback.
+TEST( RunTest, MonitorsTheCapacity ) {
   RunInput watched = input();
   watched.thresholds = { { { 0, 0 }, { 80, 50 } } };
   watched.clears = { clearRequest( "group:1", watched.platform ) };
@@ -110,8 +110,8 @@ TEST( Run, watchesTheCapacity ) {
   EXPECT_THAT( textReport( report, false ), HasSubstr( "\nRules with counters at 0\n" ) );
 }
 
-// A policed rule, one with a range checker, and a mirroring list, verified on every copy.
-TEST( Run, policersCheckersAndMirrors ) {
+// A policed rule, a rule with a range checker and a mirroring list, verified on every copy.
+TEST( RunTest, VerifiesPolicersCheckersAndMirrors ) {
   RunInput in = input();
   in.platform = testPlatform( { 2, true, true, false, 12, 1024, 512, 1, 4, 4 } );
   in.ports = PortMethod::automatic;
@@ -129,9 +129,9 @@ TEST( Run, policersCheckersAndMirrors ) {
   rule.udf = { { UdfBase::l3End, 0, 1000U << 16 | 81 } };  // both ports
   in.acls.push_back( mirror );
   const RunReport report = runLocked( in );
-  EXPECT_TRUE( report.allWell() );
+  EXPECT_TRUE( report.success() );
   const json object = json::parse( jsonReport( report ) );
-  EXPECT_EQ( object[ "packets" ][ "dropped" ], 2 );  // by the policer and by default
+  EXPECT_EQ( object[ "packets" ][ "dropped" ], 2 );  // one by the policer, one by default
   EXPECT_EQ( object[ "packets" ][ "mirrored" ], 3 );
   EXPECT_EQ( object[ "rangeCheckers" ], 1 );
   const json & web = object[ "acls" ][ 0 ][ "ruleUse" ];
@@ -143,14 +143,14 @@ TEST( Run, policersCheckersAndMirrors ) {
   EXPECT_THAT( text, HasSubstr( "range checkers in use: 1\n  web: 1 of 3 by range checkers" ) );
 }
 
-TEST( Run, wrongPacketsAreReported ) {
+TEST( RunTest, ReportsMismatchedPackets ) {
   RunReport report;
   report.verified = true;
   report.mismatches = 2;
   report.differences = { "port 3: x" };
-  EXPECT_FALSE( report.allWell() );
+  EXPECT_FALSE( report.success() );
   EXPECT_THAT( textReport( report, false ), HasSubstr( "2 packets differ from the rules" ) );
-  // A rule list that the chip was not given: verification must notice.
+  // A list that is not on the chip.
   TestSwitch sw( {} );
   const Acl acl = input().acls[ 0 ];
   const Packet packet = { makeFrame( webPacket ), 0 };

@@ -1,4 +1,4 @@
-// A switch with a chip of a chosen size, for tests of the agent.
+// A switch with a chip of configurable size.
 #pragma once
 
 #include <fmt/core.h>
@@ -24,17 +24,18 @@ struct ChipSize {
   bool groupByPreselector = false;
   bool sharedByPipes = false;
   U32 slices = 4;         // of 32 entries
-  U32 statistics = 1024;  // of each stage, pipe and copy
-  U32 entries = 512;      // of the share for IPv4 access lists
+  U32 statistics = 1024;  // per stage, pipe and copy
+  U32 entries = 512;      // of the IPv4 ACL share
   U32 rangeCheckers = 4;
   U32 policers = 4;
   U32 dataChunks = 0;
   U32 keyBits = 192;
   PortMethod ports = PortMethod::automatic;
+  bool paired = false;  // slices, for keys that are too wide
 };
 
 // Groups 1 to 7: IPv4, L2 control, IPv6, MAC, mirroring (two), flow programming inside VXLAN. VLAN
-// 6 is untagged on the ports 1 and 2.
+// 6 is untagged on ports 1 and 2.
 inline Platform::PlatformData testPlatform( const ChipSize & size ) {
   const char * ranges = size.rangeCheckers != 0 ? R"(, "RangeCheck")" : "";
   const auto share = []( const char * assignment, U32 group, const char * more ) {
@@ -45,13 +46,14 @@ inline Platform::PlatformData testPlatform( const ChipSize & size ) {
   };
   return Platform::parsePlatform(
       "test",
-      fmt::format( R"({{
+      fmt::format(
+          R"({{
     "name": "test",
     "vlans": [ {{ "id": 6, "untaggedPorts": [ 1, 2 ] }} ],
     "chip": {{ "name": "T", "type": 1, "pipes": {}, "portsPerPipe": 8, "statistics": {},
       "secondCopy": {}, "groupByPreselector": {}, "sharedByPipes": {}, "preselectors": 64,
       "rangeCheckers": {}, "policers": {}, "dataChunks": {}, "dataFormats": 16,
-      "stages": [ {{ "stage": "IFP", "doubleWide": {},
+      "stages": [ {{ "stage": "IFP", "doubleWide": {}, "paired": {},
         "slices": [ {{ "count": {}, "depth": 32, "keyBits": {} }} ] }} ] }},
     "groups": [
       {{ "id": 1, "match": "ipv4", "qualifiers": [ "StageIngress", "IpType", "SrcIp", "DstIp",
@@ -71,16 +73,18 @@ inline Platform::PlatformData testPlatform( const ChipSize & size ) {
       {}
       {{ "name": "l2", "assignment": "l2ControlPrioTcamGroup", "strategy": "tcamAllocateAtBeginning",
         "group": 2, "size": 8 }} ] }})",
-                   size.pipes, size.statistics, size.secondCopy, size.groupByPreselector,
-                   size.sharedByPipes, size.rangeCheckers, size.policers, size.dataChunks,
-                   size.keyBits > 192, size.slices, size.keyBits, ranges, size.entries,
-                   share( "ip6AclTcamGroup", 3, "" ) + share( "macAclTcamGroup", 4, "" ) +
-                       share( "mirroringAclTcamGroup1", 5, R"(, "mirroringAclUdf": true)" ) +
-                       share( "mirroringAclTcamGroup2", 6, R"(, "mirroringAclUdf": true)" ) +
-                       share( "openFlowVxlanUdfTcamGroup", 7, "" ) ) );
+          size.pipes, size.statistics, size.secondCopy, size.groupByPreselector, size.sharedByPipes,
+          size.rangeCheckers, size.policers, size.dataChunks, size.keyBits > 192, size.paired,
+          size.slices, size.keyBits, ranges, size.entries,
+          // The IPv6 key takes two rows or slices; the flow-programming group has five fields.
+          ( size.keyBits > 192 || size.paired ? share( "ip6AclTcamGroup", 3, "" ) : "" ) +
+              share( "macAclTcamGroup", 4, "" ) +
+              share( "mirroringAclTcamGroup1", 5, R"(, "mirroringAclUdf": true)" ) +
+              share( "mirroringAclTcamGroup2", 6, R"(, "mirroringAclUdf": true)" ) +
+              ( size.dataChunks >= 5 ? share( "openFlowVxlanUdfTcamGroup", 7, "" ) : "" ) ) );
 }
 
-// `entries` rules of one entry each.
+// `entries` rules with one entry each.
 inline Acl plainAcl( U32 entries ) {
   Acl acl;
   acl.name = acl.file = "plain";
@@ -93,7 +97,7 @@ inline Acl plainAcl( U32 entries ) {
   return acl;
 }
 
-// Order of members: the lock is held while the session lives.
+// Member order matters: the lock must be held while the session exists.
 struct TestSwitch {
   explicit TestSwitch( const ChipSize & size )
       : activity( Kiv::ActivityUnlockAnchor::lock() ),
@@ -108,8 +112,7 @@ struct TestSwitch {
   Morvane::MorvaneTcamGroupManager & manager() { return session.groupManager(); }
   SoftAsic::SoftAsic & chip() { return session.chip(); }
 
-  // How many of the frames the chip treats otherwise than the rules say, at some port; one comes
-  // every `interval` nanoseconds.
+  // Number of frames with an unexpected result on some port; sends one every `interval` ns.
   U32 differences( const std::vector< Frame > & frames, U64 interval = 1000 ) {
     U32 count = 0;
     for ( const Frame & frame : frames ) {

@@ -1,4 +1,4 @@
-// User-defined fields: lists that mirror, and flow programming inside VXLAN.
+// User-defined fields: mirroring lists, and flow programming inside VXLAN.
 #include <gmock/gmock.h>
 
 #include "agent/RandomPackets.h"
@@ -12,7 +12,7 @@ namespace {
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-// One rule for each offset, to port 5; `source` keeps the rules of two lists apart.
+// One rule per offset, mirroring to port 5; `source` makes the rules of two lists distinct.
 Acl mirrorAcl( const std::vector< U8 > & offsets, AclKind kind = AclKind::ipv4, U32 source = 0 ) {
   Acl acl;
   acl.kind = kind;
@@ -30,7 +30,7 @@ Acl mirrorAcl( const std::vector< U8 > & offsets, AclKind kind = AclKind::ipv4, 
   return acl;
 }
 
-// Key bits of an IPv4 mirroring group here, on one copy: 145; a field takes 32 more.
+// The key of an IPv4 mirroring group takes 145 bits on one copy, plus 32 per field.
 constexpr U32 oneFieldBits = 200;
 
 ChipSize mirrorSize( U32 keyBits, U32 slices, U32 chunks ) {
@@ -49,9 +49,9 @@ U32 rebuilds( TestSwitch & sw ) {
 
 }  // namespace
 
-// In place while the key has room, then by rebuilding the group, whose rules are all programmed
-// again; the fields are shared.
-TEST( Mirroring, groupGrowsWithItsFields ) {
+// In place while the key has room, then by rebuilding the group and programming all rules again.
+// Fields are shared.
+TEST( MirroringTest, GroupGrowsWithItsFields ) {
   for ( const AclKind kind : { AclKind::ipv4, AclKind::mac } ) {
     SCOPED_TRACE( kindName( kind ) );
     TestSwitch sw( mirrorSize( oneFieldBits, 12, 8 ) );
@@ -68,27 +68,27 @@ TEST( Mirroring, groupGrowsWithItsFields ) {
     sw.feature.clear();
     EXPECT_THAT( sw.audit(), IsEmpty() );
     EXPECT_THAT( sw.chip().dataQualifiers( 0 ), IsEmpty() );
-    // The type is set again after the teardown.
+    // The packet type is set again after the teardown.
     EXPECT_FALSE( sw.feature.addAcl( first ) );
     EXPECT_EQ( sw.differences( randomFrames( { first }, 2, 200 ) ), 0U );
   }
 }
 
-// What binds, and that the earlier list works as before.
-TEST( Mirroring, listThatDoesNotFitIsRolledBack ) {
+// Reports the exhausted resource; the earlier list works as before.
+TEST( MirroringTest, RollsBackAListThatDoesNotFit ) {
   const struct {
     const char * what;
     ChipSize size;
     U32 rule;
     AclResource resource;
   } cases[] = {
-      // The second list's third field finds no chunk; the group had to be rebuilt on the way.
+      // No chunk for the second list's third field, after a group rebuild.
       { "chunks", mirrorSize( oneFieldBits, 12, 3 ), 2, AclResource::udfQualifiers },
-      // No chunk for the first one: nothing is disturbed.
+      // No chunk for the first field: no rebuild.
       { "no chunk", mirrorSize( oneFieldBits, 12, 1 ), 0, AclResource::udfQualifiers },
-      // 192 bits cannot hold two fields, and no wide mode can: the rebuild fails.
+      // Two fields do not fit in 192 bits or in any wide mode: the rebuild fails.
       { "rebuild", mirrorSize( 192, 12, 8 ), 1, AclResource::udfQualifiers },
-      // Double-wide, the earlier list's entries take more slices than there are.
+      // In double-wide mode the earlier list's entries take more slices than there are.
       { "slices", mirrorSize( oneFieldBits, 3, 8 ), 0, AclResource::slices },
   };
   for ( const auto & c : cases ) {
@@ -115,14 +115,14 @@ TEST( Mirroring, listThatDoesNotFitIsRolledBack ) {
   }
 }
 
-// The group was made for the field alone.
-TEST( Mirroring, firstFieldThatCannotBeHadLeavesNoGroup ) {
+// The group was created only for the field.
+TEST( MirroringTest, FailedFirstFieldLeavesNoGroup ) {
   for ( const U32 slices : { 12U, 2U } ) {
     TestSwitch sw( mirrorSize( oneFieldBits, slices, 5 ) );
     Acl flow = mirrorAcl( { 62 } );
     flow.use = AclUse::flowVxlan;
-    if ( slices == 12 )
-      ASSERT_FALSE( sw.feature.addAcl( flow ) );  // has all the chunks
+    const bool fits = slices != 12 || !sw.feature.addAcl( flow );  // takes all chunks
+    ASSERT_TRUE( fits );
     const size_t groups = sw.chip().groups( 0 ).size();
     const Acl acl = mirrorAcl( { 44, 48, 52, 56, 60, 64 } );
     ASSERT_TRUE( sw.feature.addAcl( acl ) );
@@ -131,7 +131,7 @@ TEST( Mirroring, firstFieldThatCannotBeHadLeavesNoGroup ) {
   }
 }
 
-TEST( FlowProgramming, matchesInsideVxlan ) {
+TEST( FlowProgrammingTest, MatchesInsideVxlan ) {
   TestSwitch sw( mirrorSize( 384, 12, 8 ) );
   Acl acl = mirrorAcl( { 42, 62 } );
   acl.use = AclUse::flowVxlan;
@@ -141,7 +141,7 @@ TEST( FlowProgramming, matchesInsideVxlan ) {
   ASSERT_FALSE( sw.feature.addAcl( acl ) );
   EXPECT_EQ( sw.chip().dataQualifiers( 0 ).size(), 5U );
   EXPECT_THAT( sw.audit(), IsEmpty() );
-  // A field that the group lacks: nothing of its list is left.
+  // A field that the group lacks: the whole list is rolled back.
   try {
     sw.feature.addAcl( other );
     FAIL();
@@ -154,7 +154,7 @@ TEST( FlowProgramming, matchesInsideVxlan ) {
   sw.feature.clear();
   EXPECT_THAT( sw.audit(), IsEmpty() );
   EXPECT_THAT( sw.chip().dataQualifiers( 0 ), IsEmpty() );
-  EXPECT_EQ( sw.chip().groups( 0 ).size(), sw.ports.size() );  // L2 control's
+  EXPECT_EQ( sw.chip().groups( 0 ).size(), sw.ports.size() );  // L2 control group
 }
 
 }  // namespace Agent

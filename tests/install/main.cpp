@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "kiv/Lock.h"
+#include "kiv/Trace.h"
 #include "morvane/MorvaneTcamGroupManager.h"
 #include "shim/SdkShim.h"
 
@@ -97,5 +98,7 @@ int main() KIV_NO_THREAD_SAFETY_ANALYSIS {
   acl.releaseEntry( 0, entry );
   acl.releaseRangeChecker( 0, { 1024, 2047, BCM_FIELD_RANGE_DSTPORT } );
   std::printf( "%u entries left\n", acl.entriesAllocated( 0 ) );
+  std::printf( "traces %d %d\n", Kiv::traceHandle( "ApiMorvane" ) != nullptr,
+               Kiv::traceHandle( "SdkShim" ) != nullptr );
   return 0;
 }

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -29,6 +30,9 @@ using testing::ElementsAre;
 
 KIV_ENUM( Mode, TEST_MODES );
 
+template < class K, class V >
+using CopyMap = Kiv::FamilyMap< K, V, 24, 3 >;
+
 // Has no hash.
 struct Ports {
   U32 bits[ 2 ] = {};
@@ -42,6 +46,7 @@ struct Port : Entity {
       : Entity( name ), strategy_( this, "strategy", strategy ) {}
   ~Port() override { ++deaths; }
   KIV_CONST( U32, strategy, Strategy );
+  Ptr< Entity > home;
   static inline int deaths = 0;
 };
 
@@ -53,6 +58,7 @@ class Card : public Entity {
     virtual void onPorts() {}
     virtual void onLabel( U32 ) {}
     virtual void onCopies( U32 ) {}
+    virtual void onPeer( U32 ) {}
     virtual void onUsers( String8 ) {}
     virtual void onPort( U16 ) {}
   };
@@ -66,7 +72,8 @@ class Card : public Entity {
   KIV_SCALAR( Ptr< Port >, uplink, Uplink, nullptr );
   KIV_SCALAR( Ports, ports, Ports, {} );
   KIV_VALUES( Kiv::RbTreeMap, U32, String8, label, Label );
-  KIV_VALUES( Kiv::FamilyMap, U32, U32, copies, Copies );
+  KIV_VALUES( CopyMap, U32, U32, copies, Copies );
+  KIV_VALUES( Kiv::HashMap, U32, Ptr< Port >, peer, Peer );
   KIV_COUNTS( Kiv::HashMap, String8, S32, users, Users );
   KIV_MEMBERS( Kiv::HashMap, U16, Port, port, Port );
 
@@ -87,7 +94,7 @@ class Card : public Entity {
 };
 
 Ptr< Port > Card::newPort( U16 key ) {
-  return key == 0 ? nullptr : Kiv::make< Port >( Kiv::valueToStrep( key ), key );
+  return key == 0 ? nullptr : port_.make( Kiv::valueToStrep( key ), key );
 }
 
 const Kiv::OperationTable & Card::operationTable() const {
@@ -148,14 +155,21 @@ TEST_F( AttributeTest, WalksDeleteThroughTheirIterator ) {
   for ( U32 key = 1; key <= 5; ++key )
     owner->labelIs( key, "x" );
   log.take();
-  for ( auto i = owner->labelIter(); i; ++i )
+  auto i = owner->labelIter();
+  for ( ; i; ++i )
     if ( i.key() % 2 )
       owner->labelDel( i );
   EXPECT_EQ( log.take(), "label1=;label3=;label5=;" );
+  owner->labelIs( 5, "" );
+  EXPECT_FALSE( owner->labelDel( i ) ) << "the walk is over, whatever it visited last";
   EXPECT_TRUE( owner->labelIteratorConst().isMemberOf( 2 ) );
   owner->labelDelAll();
-  EXPECT_EQ( log.take(), "label2=;label4=;" );
-  EXPECT_EQ( owner->labelSize(), 0u );
+  EXPECT_EQ( log.take(), "label5=;label2=;label4=;label5=;" );
+  i = owner->labelIter();
+  auto ports = owner->portIter();
+  EXPECT_FALSE( owner->labelDel( i ) );
+  EXPECT_EQ( owner->portDel( ports ), nullptr );
+  EXPECT_EQ( log.take(), "" );
 }
 
 TEST_F( AttributeTest, MembersAreMadeOnceAndToldOnce ) {
@@ -170,6 +184,18 @@ TEST_F( AttributeTest, MembersAreMadeOnceAndToldOnce ) {
   EXPECT_THROW( owner->portIs( 0 ), Kiv::RangeException );
   EXPECT_FALSE( owner->portHas( 0 ) );
   EXPECT_EQ( log.take(), "port-7;" );
+}
+
+TEST_F( AttributeTest, ANewMemberHasItsParentBeforeItsInsertion ) {
+  std::vector< Ptr< Port > > made;
+  for ( const U16 key : { 1, 2, 3 } )
+    made.push_back( owner->newPort( key ) );
+  EXPECT_EQ( made[ 0 ]->parent(), owner.get() );
+  EXPECT_EQ( owner->portSize(), 0u );
+  made.erase( made.begin() + 1 );
+  made[ 0 ]->parentIs( nullptr );
+  owner = nullptr;
+  EXPECT_EQ( made[ 1 ]->parent(), nullptr ) << "dropped ones and those that left are skipped";
 }
 
 TEST_F( AttributeTest, AMemberThatAppearsWhileAnotherIsMadeStays ) {
@@ -227,6 +253,19 @@ TEST_F( AttributeTest, DeletingAllStopsWhenAnObserverEndsTheOwner ) {
   EXPECT_EQ( ender.left, 0 ) << "the third went with its owner, untold";
 }
 
+TEST_F( AttributeTest, AValueMayHoldTheLastReferenceToItsOwner ) {
+  for ( U32 key : { 1, 2 } ) {
+    owner->peerIs( key, Kiv::make< Port >( "peer", key ) );
+    owner->peer( key )->home = owner;
+  }
+  Card & card = *owner;
+  owner = nullptr;
+  Port::deaths = 0;
+  card.peerDelAll();
+  EXPECT_EQ( Port::deaths, 2 );
+  EXPECT_EQ( log.notifier(), nullptr );
+}
+
 // Its setters and deleters say what runs.
 struct LoudCard : Card {
   using Card::Card;
@@ -275,15 +314,24 @@ std::string refusal( const std::function< void() > & act ) {
 
 TEST_F( GenericIfTest, AttributesAreWalkedInDeclarationOrderWithTheirTypes ) {
   std::vector< std::string > seen;
-  for ( auto i = generic.genericIfAttributeIterator(); i; i.iterInc() ) {
+  auto i = generic.genericIfAttributeIterator();
+  for ( ; i; i.iterInc() ) {
     const Kiv::Type * key = i.attribute().keyType();
     seen.push_back( std::string( i.attribute().name() ) + ( key ? " " : "" ) +
                     ( key ? key->name() : "" ) + ": " + i.attribute().valueType().name() );
   }
-  EXPECT_THAT( seen, ElementsAre( "slot: U8", "mode: Mode", "uplink: entity", "ports: Test::Ports",
-                                  "label U32: String8", "copies U32: U32", "users String8: S32",
-                                  "port U16: entity", "closed: U32" ) );
+  EXPECT_THROW( i.attribute(), Kiv::RangeException );
+  EXPECT_THAT( seen, ElementsAre( "name: Name", "slot: U8", "mode: Mode", "uplink: entity",
+                                  "ports: Test::Ports", "label U32: String8", "copies U32: U32",
+                                  "peer U32: entity", "users String8: S32", "port U16: entity",
+                                  "closed: U32" ) );
   EXPECT_EQ( generic.attribute( "mode" ).valueType().enumeration()->valueAt( 1 ), modeOn );
+  EXPECT_EQ( read( "name" ).as< Kiv::Name >(), "card" );
+  EXPECT_FALSE( card->nameIsFromBackup() );
+  for ( const char * saved : { "name", "slot" } )
+    EXPECT_EQ( generic.attribute( saved ).kind(), Kiv::AttributeKind::constant );
+  for ( const char * refused : { "slot", "mode" } )
+    EXPECT_DEATH( card->saveConstructParams( generic.attribute( refused ) ), "place_ == 0" );
   EXPECT_EQ( read( "ports" ).parts()[ 0 ].elements.size(), 2u );
 }
 
@@ -322,13 +370,17 @@ TEST_F( GenericIfTest, KeysAreWalkedWhileTheirMembersAreDeleted ) {
   for ( const U32 key : { 12U, 13U, 14U } )
     card->labelIs( key, "x" );
   std::vector< std::string > seen;
-  for ( auto i = generic.genericIfAttributeIteratorKey( "label" ); i; i.iterInc() ) {
+  auto i = generic.genericIfAttributeIteratorKey( "label" );
+  for ( ; i; i.iterInc() ) {
     EXPECT_EQ( i.value().as< String8 >(), "x" );
     seen.emplace_back( i.key().strep().charPtr() );
     seen.emplace_back( i.iterDel() ? "deleted" : "kept" );
   }
   EXPECT_THAT( seen, ElementsAre( "12", "deleted", "13", "kept", "14", "deleted" ) );
-  card->labelIs( 15, "x" );
+  card->labelIs( 14, "x" );
+  EXPECT_FALSE( i.iterDel() );
+  EXPECT_THROW( i.key(), Kiv::RangeException );
+  EXPECT_THROW( i.value(), Kiv::RangeException );
   card->labelDelAll();
   EXPECT_TRUE( card->labelSize() == 1 && card->labelHas( 13 ) ) << "it runs the same deleter";
 }
@@ -353,6 +405,7 @@ TEST_F( GenericIfTest, WhatDoesNotFitIsRefusedAndChangesNothing ) {
       { del, "users", Any( Ports() ), none, "unhashable: a value of type Test::Ports has no hash" },
       { insert, "port", nobody, none, "unhashable: a value of type entity has no hash" },
       { write, "slot", none, one, "slot write" },
+      { write, "name", none, text, "name write" },
       { write, "closed", none, one, "closed write" },
       { insert, "label", one, none, "label insert" },
       { write, "port", one, nobody, "port write" },
@@ -391,8 +444,32 @@ TEST_F( GenericIfTest, PublishedFunctionsAreCalledByName ) {
              "not supported: Test::Card has no published function weight" );
 }
 
-// What generic tools need costs an attribute no memory: one pointer leads to the owner's calls.
-static_assert( sizeof( Kiv::AttributeBase ) == 4 * sizeof( void * ) );
-static_assert( sizeof( Kiv::Scalar< void * > ) == 6 * sizeof( void * ) );
+template < class... Integers >
+void expectHeldByWidthAndSign() {
+  const auto expectHeld = []< class T >( T value ) {
+    using Fixed = Kiv::FixedWidth< T >;
+    const Any held( value );
+    EXPECT_TRUE( held.is< T >() && held.type() == Kiv::typeOf< Fixed >() );
+    EXPECT_TRUE( held.as< T >() == value && held.as< Fixed >() == static_cast< Fixed >( value ) );
+    EXPECT_TRUE( Kiv::typeOf< T >().fromStrRep( held.strep().view() ).template as< T >() == value );
+  };
+  ( expectHeld( std::numeric_limits< Integers >::min() ), ... );
+  ( expectHeld( std::numeric_limits< Integers >::max() ), ... );
+}
+
+TEST( AnyTest, EveryIntegerTypeIsHeldByItsWidthAndSign ) {
+  expectHeldByWidthAndSign< char, signed char, unsigned char, wchar_t, char8_t, char16_t, char32_t,
+                            short, unsigned short, int, unsigned, long, unsigned long, long long,
+                            unsigned long long, std::size_t >();
+  EXPECT_EQ( Any( 7LL ).as< S64 >(), 7 );
+  EXPECT_EQ( Any( U16( 7 ) ).as< char16_t >(), 7 );
+  EXPECT_FALSE( Any( 7LL ).is< U64 >() || Any( 7LL ).is< S32 >() || Any( true ).is< U8 >() );
+}
+
+// What generic tools need costs little: an attribute's links are offsets, and one pointer leads to
+// the owner's calls.
+static_assert( sizeof( Kiv::AttributeBase ) == 2 * sizeof( void * ) + 8 );
+static_assert( sizeof( Kiv::Scalar< void * > ) == 4 * sizeof( void * ) + 8 );
+static_assert( sizeof( Entity ) == 9 * sizeof( void * ) + 16 );
 
 }  // namespace

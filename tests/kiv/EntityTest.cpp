@@ -5,8 +5,10 @@
 
 #include <functional>
 #include <memory>
+#include <semaphore>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -140,15 +142,43 @@ TEST_F( ObserverTest, VisitsNest ) {
   EXPECT_EQ( change(), "ababc" );
 }
 
+TEST_F( ObserverTest, VisitsOfTwoActivitiesEndInAnyOrder ) {
+  std::binary_semaphore entered( 0 ), firstEnded( 0 );
+  std::thread second;
+  watchers[ 0 ]->action = [ & ] {
+    if ( subject->level() == 1 ) {
+      second = std::thread( [ & ] { subject->levelIs( 2 ); } );
+      entered.acquire();
+    } else {
+      entered.release();
+      firstEnded.acquire();
+      watchers[ 1 ].reset();
+    }
+  };
+  EXPECT_EQ( change(), "aabc" );
+  firstEnded.release();
+  second.join();
+  EXPECT_EQ( log, "aabcc" );
+}
+
 TEST_F( ObserverTest, AnExceptionReachesItsHookAndStopsNobody ) {
   watchers[ 0 ]->action = [] { throw std::runtime_error( "a" ); };
   watchers[ 1 ]->action = [ & ] {
-    watchers[ 1 ].reset();  // no hook is left to tell
+    watchers[ 1 ].reset();  // no hook is left to call
     throw 7;
   };
+  // One that left the subject, and was called through another one since, keeps its hook.
+  auto other = Kiv::make< Subject >( "other" );
+  watchers[ 2 ]->action = [ & ] {
+    watchers[ 2 ]->notifierIs( other->level() == 0 ? other : nullptr );
+    other->levelIs( 1 );
+    throw std::runtime_error( "c" );
+  };
   testing::internal::CaptureStderr();
-  EXPECT_EQ( change(), "a!bc" );
-  EXPECT_EQ( testing::internal::GetCapturedStderr(), "Exception in notification of level: a\n" );
+  EXPECT_EQ( change(), "a!bcc!!" );
+  const std::string line = "Exception in notification of level: ";
+  EXPECT_EQ( testing::internal::GetCapturedStderr(),
+             line + "a\n" + line + "unknown exception\n" + line + "c\n" + line + "c\n" );
   EXPECT_EQ( subject->level(), 1u );
 }
 
@@ -158,13 +188,20 @@ TEST_F( ObserverTest, TheEndIsToldOnceWhileTheSubjectIsWhole ) {
     EXPECT_EQ( brief->name(), "subject" );
   };
   watchers[ 1 ]->endAction = [ & ] { watchers[ 2 ].reset(); };
+  Watcher dormant( log, 'd' );
+  dormant.notifierIs( subject );
+  dormant.isRegisteredNotifieeIs( false );
   log.clear();
   subject = nullptr;
   EXPECT_EQ( log, "00" );
-  EXPECT_EQ( watchers[ 0 ]->notifier(), nullptr );
-  EXPECT_FALSE( watchers[ 0 ]->isRegisteredNotifiee() );
-  watchers[ 0 ]->isRegisteredNotifieeIs( true );
-  EXPECT_FALSE( watchers[ 0 ]->isRegisteredNotifiee() );
+  for ( Watcher * watcher : { watchers[ 0 ].get(), &dormant } ) {
+    EXPECT_EQ( watcher->notifier(), nullptr );
+    watcher->isRegisteredNotifieeIs( true );
+    EXPECT_FALSE( watcher->isRegisteredNotifiee() );
+  }
+  subject = Kiv::make< Subject >( "another" );
+  dormant.notifierIs( subject );
+  EXPECT_EQ( change(), "d" );
 }
 
 TEST_F( ObserverTest, AnObserverMayDropTheLastReference ) {

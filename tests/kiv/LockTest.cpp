@@ -46,10 +46,11 @@ TEST( LockTest, AnchorGivesTheLockToOthersAndTakesItBack ) {
     EXPECT_FALSE( lock.held() );
     onOtherThread( [ & ]() KIV_NO_THREAD_SAFETY_ANALYSIS {
       const Kiv::LockGuard guard( lock );
-      EXPECT_TRUE( lock.held() );
+      EXPECT_TRUE( lock.held() && lock.heldByThisThread() );
     } );
   }
-  EXPECT_TRUE( lock.held() );
+  EXPECT_TRUE( lock.heldByThisThread() );
+  onOtherThread( [ & ] { EXPECT_TRUE( lock.held() && !lock.heldByThisThread() ); } );
   lock.unlock();
   EXPECT_FALSE( lock.held() );
 }

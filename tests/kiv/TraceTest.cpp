@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,16 @@ TEST( TraceTest, OnlyEnabledLevelsReachTheSink ) {
   handle.levelIs( 9, false );
   EXPECT_EQ( sink.lines, std::vector< std::string >{ "TestTrace9:Unit: 3" } );
   EXPECT_THROW( handle.levelIs( 10, true ), Kiv::RangeException );
+}
+
+TEST( TraceTest, RegisteredHandlesAreFoundByName ) {
+  EXPECT_EQ( Kiv::traceHandle( "TestTrace" ), nullptr );
+  {
+    const Kiv::TraceRegistration first( handle ), second( handle );
+    EXPECT_EQ( Kiv::traceHandle( "TestTrace" ), &handle );
+    EXPECT_EQ( std::ranges::count( Kiv::traceHandles(), &handle ), 2 );
+  }
+  EXPECT_EQ( Kiv::traceHandle( "TestTrace" ), nullptr );
 }
 
 TEST( LineBufferTest, PiecesAndTheirForms ) {

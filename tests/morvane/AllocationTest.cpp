@@ -154,7 +154,9 @@ TEST( AllocationTest, TheCallerOrTheChipChoosesTheNumber ) {
 TEST( AllocationTest, GroupFlagsThatChangeAnEntry ) {
   TestSwitch sw( { .pipes = 2 } );
   sw.chipInfo.multicastWar = true;
-  sw.platform.acl( 1, 4 ).acl( 2, 0 ).group( 3, { bcmFieldQualifyDstIp } );
+  sw.platform.acl( 1, 4 )
+      .acl( 2, 0, tcamAllocateUnbounded, macAclTcamGroup )
+      .group( 3, { bcmFieldQualifyDstIp } );
   sw.platform.user( qosTcamGroup, 3, 4, tcamAllocateOnDemand );
   sw.platform.users[ 0 ].managedPriority = sw.platform.users[ 2 ].noStatsPerEntry = true;
   sw.platform.noStats = { 3 };
@@ -170,7 +172,7 @@ TEST( AllocationTest, GroupFlagsThatChangeAnEntry ) {
   EXPECT_EQ( sw.log.count( SdkOp::bcm_field_entry_prio_set ), prios + 4 );
 
   // The multicast entry comes before the group's first and goes after its last.
-  MorvaneUnboundedTcamEntryManager & flows = sw.unbounded( ipAclTcamGroup );
+  MorvaneUnboundedTcamEntryManager & flows = sw.unbounded( macAclTcamGroup );
   const U32 id = flows.getEntry( 0, "rule" ), war = sw.books( flows ).multicastWarEntry();
   EXPECT_EQ( sw.asic.entry( 0, war )->priority, 0x7FFFFFFFU );
   sw.match( 0, id, 0xE0000001 );

@@ -70,12 +70,10 @@ TEST( CapacityTest, RowsAreWrittenWhenTheyChangeAndAlarmsOnce ) {
   EXPECT_EQ( poll(), "1.0=1/9/10/2 1.0 clear " );
   fill( 1, 3 );
   EXPECT_EQ( poll(), "1.0=3/7/10/3 1.0 ALARM " );
-  // The unit goes while it is read.
+  // The unit is deleted while it is read.
   fill( 1, 4 );
   fill( 0, 1 );
-  const SdkOp read = SdkOp::kelmor_bcm_tcam_capacity_info_get;
-  sw.meanwhile.arm(
-      read, [ & ] { sw.meanwhile.arm( read, [ & ] { sw.groups->modChipInfoDel( 1 ); } ); } );
+  sw.second.arm( 2, Arrival::afterCall, { [ & ] { sw.groups->modChipInfoDel( 1 ); } } );
   EXPECT_EQ( poll(), "0.0=1/9/10/1 1.0 clear 1.0 gone 1.1 gone 1.2 gone " );
 }
 

@@ -119,7 +119,7 @@ TEST( GroupCreationTest, FlagsAndPortsOfEveryCopy ) {
 
 TEST( GroupCreationTest, PreselectorsChooseThePipe ) {
   TestSwitch sw( { .pipes = 2, .secondCopy = true, .presels = true, .slices = 1 } );
-  sw.platform.acl( 1, 4 ).acl( 2, 0 );
+  sw.platform.acl( 1, 4 ).acl( 2, 0, tcamAllocateUnbounded, macAclTcamGroup );
   sw.start();
   ASSERT_TRUE( sw.bounded( ipAclTcamGroup ).initializeGroup( 0 ) );
   const auto made = sw.calls( { SdkOp::bcm_field_presel_create, SdkOp::bcm_field_qualify_Stage,
@@ -130,7 +130,7 @@ TEST( GroupCreationTest, PreselectorsChooseThePipe ) {
       ElementsAre( "presel_create 0", "qualify_Stage 40000000", "qualify_MixedSrcClassId 40000000",
                    "group_config_create 1", "presel_create 0" ) );
   // No slice is left: the failing copy gives its own preselector back, and no other.
-  EXPECT_FALSE( sw.unbounded( ipAclTcamGroup ).initializeGroup( 0 ) );
+  EXPECT_FALSE( sw.unbounded( macAclTcamGroup ).initializeGroup( 0 ) );
   EXPECT_EQ( sw.asic.preselectors( 0 ).size(), 4U );
   for ( const SoftAsic::PreselView & presel : sw.asic.preselectors( 0 ) )
     for ( U32 port = 0; port < 2 * portsPerPipe; ++port )
@@ -213,13 +213,13 @@ TEST( GroupTeardownTest, CountsStepByStep ) {
 
 TEST( GroupTeardownTest, TheLastUserTakesTheGroupInOrder ) {
   TestSwitch sw( { .presels = true } );
-  sw.platform.acl( 1, 4 ).acl( 2, 0 );
+  sw.platform.acl( 1, 4 ).acl( 2, 0, tcamAllocateUnbounded, macAclTcamGroup );
   sw.platform.group( 3, { bcmFieldQualifyDstIp } )
       .user( qosTcamGroup, 3, 0, tcamAllocateUnbounded );
   sw.platform.users[ 2 ].managedPriority = true;
   sw.start();
   sw.bounded( ipAclTcamGroup ).getEntry( 0, 0x10000, "a" );
-  sw.unbounded( ipAclTcamGroup ).getEntry( 0, "b" );
+  sw.unbounded( macAclTcamGroup ).getEntry( 0, "b" );
   sw.groups->initializeGroup( 0, 3 );
   sw.groups->sliceFreedIs( 1, true );
   sw.groups->sliceFreedIs( 9, true );

@@ -70,17 +70,19 @@ TEST( ProgrammingTest, LoopbackRedirectsGoThroughThePortOfEachPipe ) {
     out.add( 3 );
     acl.loopbackRedirectIs( 0, id, bcmFieldActionRedirectPbmp, out );
     acl.installEntry( 0, id );
-    for ( const U32 pipe : { 0U, 1U } ) {
-      bcm_pbmp_t expected = out;
-      expected.add( singleView ? 7 : 8 * pipe + 7 );
-      const auto actions = sw.asic.entry( 0, tcamId( id, pipe, 0 ) )->effective.actions;
-      ASSERT_EQ( actions.size(), 1U );
-      EXPECT_EQ( actions[ 0 ].action, bcmFieldActionRedirectPbmp );
-      EXPECT_EQ( actions[ 0 ].ports, expected );
+    // The redirect stays in force, to each pipe's own port, however often the entry is installed.
+    for ( U32 installation = 1; installation <= 3; ++installation, acl.installEntry( 0, id ) ) {
+      for ( const U32 pipe : { 0U, 1U } ) {
+        bcm_pbmp_t expected = out;
+        expected.add( singleView ? 7 : 8 * pipe + 7 );
+        const auto actions = sw.asic.entry( 0, tcamId( id, pipe, 0 ) )->effective.actions;
+        ASSERT_EQ( actions.size(), 1U );
+        EXPECT_EQ( actions[ 0 ].action, bcmFieldActionRedirectPbmp );
+        EXPECT_EQ( actions[ 0 ].ports, expected );
+      }
+      EXPECT_EQ( sw.log.count( SdkOp::bcm_field_action_ports_add ), 2 * installation );
+      EXPECT_EQ( sw.audit(), "" );
     }
-    EXPECT_EQ( sw.log.count( SdkOp::bcm_field_action_ports_add ), 2U );
-    acl.installEntry( 0, id );  // a redirect is programmed once
-    EXPECT_EQ( sw.log.count( SdkOp::bcm_field_action_ports_add ), 2U );
     EXPECT_FALSE( sw.books( acl ).outportsBcmPbmpHas( id ) );
   }
 }

@@ -44,19 +44,9 @@ TEST( ReleaseTest, StepsAreUndoneInReverse ) {
     EXPECT_EQ( sw.audit(), "" );
     EXPECT_FALSE( sw.books( acl ).tcamEntryBcmPbmpHas( second ) );
     EXPECT_THAT( deathOf( [ & ] { acl.releaseEntry( 0, second ); } ),
-                 HasSubstr( "isTaken( *entries, entry )" ) );
+                 HasSubstr( "isTaken( entry )" ) );
     acl.releaseEntry( 0, first );  // the last gives the group back, unless a range stays in it
     EXPECT_EQ( sw.counts(), strategy == tcamAllocateAtBeginning ? "1/3" : "0/0" );
-    EXPECT_EQ( sw.audit(), "" );
-    U32 last = sw.take( ipAclTcamGroup );
-    const SdkOp groupGoes = SdkOp::bcm_field_group_destroy;
-    sw.meanwhile.arm( groupGoes, [ & ] { last = sw.take( ipAclTcamGroup, 1 ); } );
-    acl.releaseEntry( 0, last );
-    EXPECT_EQ( sw.audit(), "" );
-    if ( strategy == tcamAllocateAtBeginning )
-      continue;
-    sw.meanwhile.arm( groupGoes, [ & ] { acl.releaseEntry( 0, sw.take( ipAclTcamGroup, 2 ) ); } );
-    acl.releaseEntry( 0, last );
     EXPECT_EQ( sw.audit(), "" );
   }
 }

@@ -222,12 +222,11 @@ TEST( BankSummaryTest, UsersByBankUntilTheAsicRefuses ) {
                             end );
   sw.faults.arm( { .op = SdkOp::kelmor_field_group_banks, .nth = 2, .rc = -1 } );
   EXPECT_EQ( summary(), title + ifp0 + end );
-  // A group that goes meanwhile is left out.
+  // A group that is destroyed between two steps of the report is left out.
   sw.faults.disarm();
-  sw.meanwhile.arm( SdkOp::kelmor_field_group_banks, [ & ] {
-    sw.unbounded( qosTcamGroup ).releaseEntry( 0, 0xFFFFFF );
-    sw.bounded( ipAclVfpTcamGroup ).releaseEntry( 0, 0x20005 );
-  } );
+  sw.second.arm( SdkOp::kelmor_field_group_banks,
+                 { [ & ] { sw.unbounded( qosTcamGroup ).releaseEntry( 0, 0xFFFFFF ); },
+                   [ & ] { sw.bounded( ipAclVfpTcamGroup ).releaseEntry( 0, 0x20005 ); } } );
   EXPECT_EQ( summary(), title + ifp0 + ifp1 + end );
 }
 
@@ -343,14 +342,13 @@ TEST( ClearCountersTest, OfAnEntryAUserAGroupAUnitAndAll ) {
     clear();
     EXPECT_EQ( left(), expected );
   }
-  // Entries that come and go meanwhile.
-  const auto look = [ & ] { sw.groups->clearAllCounters(), usage( sw, true ); };
-  sw.meanwhile.arm( SdkOp::bcm_field_stat_set, [ & ] { acl.releaseEntry( 0, rules[ 0 ].entry ); } );
-  look();
-  sw.meanwhile.arm( SdkOp::bcm_field_stat_create, look );
-  sw.take( ipAclTcamGroup );
-  sw.meanwhile.arm( SdkOp::bcm_field_stat_destroy, look );
-  acl.releaseEntry( 0, rules[ 1 ].entry );
+  // Entries that are released between two steps.
+  sw.second.arm(
+      SdkOp::bcm_field_stat_set,
+      { [ & ] { acl.clearCounters( 0 ); }, [ & ] { acl.releaseEntry( 0, rules[ 1 ].entry ); } } );
+  sw.groups->clearAllCounters();
+  EXPECT_TRUE( sw.second.join() );
+  EXPECT_EQ( sw.audit(), "" );
 }
 
 }  // namespace Test::Show

@@ -3,7 +3,9 @@
 #include <cstdlib>
 
 #include "kiv/Exception.h"
-#include "tests/morvane/TestSwitch.h"
+#include "morvane/PlatformCheck.h"
+#include "shim/SdkDecorator.h"
+#include "tests/morvane/UdfSwitch.h"
 
 namespace Test::Startup {
 
@@ -54,13 +56,14 @@ TEST( StartupTest, FillsTheTablesOfEveryGroup ) {
   EXPECT_EQ( range( ipAclVfpTcamGroup ), std::pair( 1U, 5U ) );
   EXPECT_EQ( sw.unbounded( mirroringAclTcamGroup2 ).desc(), "mirroringAclTcamGroup2" );
 
-  // One record per pipe and copy of ingress groups, without leaving the ingress mark behind.
+  // One record per pipe and copy of ingress groups; the ingress mark is what it was before.
   std::vector< U32 > records;
   for ( auto it = groups.groupCountsIterConst(); it; ++it )
     records.push_back( it.key().pipeGroupId );
   EXPECT_THAT( records, ElementsAre( 0, 3, 7, 9, 10, 0x1000003, 0x1000007, 0x1000009, 0x4000003,
                                      0x4000007, 0x4000009, 0x5000003, 0x5000007, 0x5000009 ) );
-  EXPECT_EQ( groups.stageIngressSize(), 0U );
+  for ( const U32 group : { 0, 3, 7, 9, 10 } )
+    EXPECT_TRUE( groups.stageIngressHas( group ) && !groups.stageIngress( group ) ) << group;
   EXPECT_EQ( sw.audit(), "" );
 }
 
@@ -85,42 +88,156 @@ TEST( StartupTest, SetsTheControlsOfEveryUnitInOrder ) {
 }
 
 TEST( StartupTest, InconsistentTablesEndTheProcess ) {
-  const struct {
-    const char * text;
+  struct Row {
+    std::string text;
     void ( *spoil )( TestSwitch & );
-  } rows[] = {
+    Chip chip = { .units = 2 };
+  };
+  const Row rows[] = {
+      // Where start-up comes upon them.
       { "groupIdToIndexIteratorConst().isMemberOf( group )",
         []( TestSwitch & sw ) { sw.platform.map( 0, ipAclTcamGroup, 77 ); } },
       { "!groupIdToIndex( groupNum )",
         []( TestSwitch & sw ) { sw.platform.group( 3, lookup ).group( 3, lookup ); } },
-      { "chipType == chipTypeFound", []( TestSwitch & sw ) { sw.platform.chipTypes[ 1 ] = 4; } },
+      { "chipType == chipTypeFound",
+        []( TestSwitch & sw ) {
+          sw.platform.chipTypes = { { 0, -1 }, { 1, 4 } };
+        } },
       { "chipTypeFound != -1", []( TestSwitch & sw ) { sw.groups->modChipInfoDelAll(); } },
       { "noStatsPerEntryGroup( reservation->group )",
         []( TestSwitch & sw ) { sw.platform.users[ 0 ].noStatsPerEntry = true; } },
       { "highestTcamGroupId() < 256", []( TestSwitch & sw ) { sw.platform.group( 256, lookup ); } },
-      { "endEntry <= entryNumberEnd",
-        []( TestSwitch & sw ) { sw.platform.users[ 0 ].size = 0xFF0001; } },
+      { "numPipe() == 1",
+        []( TestSwitch & sw ) { sw.groups->numPipeIs( 2 ); },
+        { .shared = true } },
       { "initializeGroup( unit )",
         []( TestSwitch & sw ) {
           sw.platform.users[ 0 ].strategy = tcamAllocateAtBeginning;
           sw.faults.arm( { .op = SdkOp::bcm_field_group_config_create, .times = 0, .rc = -14 } );
         } },
+      // Before any table is used.
+      { "groups[1].group: 1 is the id of groups[0]",
+        []( TestSwitch & sw ) { sw.platform.group( 1, lookup ); } },
+      { "groups[1].qualifiers[1]: 760 is no qualifier of the SDK",
+        []( TestSwitch & sw ) {
+          sw.platform.group( 2, { 1, 760 } );
+        } },
+      { "excludes[0].qualifiers[0]: 4294967295 is no qualifier of the SDK",
+        []( TestSwitch & sw ) { sw.platform.exclude( 1, 5, { 0xFFFFFFFF } ); } },
+      { "includes[1].qualifiers[0]: 767 is no qualifier of the SDK",
+        []( TestSwitch & sw ) { sw.platform.include( 1, 5, {} ).include( 9, 0, { 767 } ); } },
+      { "units[1].chipType: 65536 is not 0 to 65535",
+        []( TestSwitch & sw ) {
+          sw.platform.chipTypes[ 1 ] = 65536;
+          sw.groups->modChipInfoDel( 0 );
+        } },
+      { "units[1].swapFrom: 759 is no qualifier of the SDK",
+        []( TestSwitch & sw ) {
+          sw.groups->modChipInfoIs( 1, { 8, false, true, 759, 1, 0, false, false } );
+        } },
+      { "units[0].swapTo: 800 is no qualifier of the SDK",
+        []( TestSwitch & sw ) {
+          sw.groups->modChipInfoIs( 0, { 8, false, true, 1, 800, 0, false, false } );
+        } },
+      { "units[1].extraQualifier: 759 is no qualifier of the SDK",
+        []( TestSwitch & sw ) {
+          sw.groups->modChipInfoIs( 1, { 8, false, false, 0, 0, 759, false, false } );
+        } },
+      { "reservations[0].strategy: 4 is unknown",
+        []( TestSwitch & sw ) {
+          sw.platform.users[ 0 ].strategy = static_cast< TcamAllocationStrategy >( 4 );
+        } },
+      { "reservations[1].assignment: ipAclTcamGroup is the user of reservations[0]",
+        []( TestSwitch & sw ) { sw.platform.acl( 2, 4 ); } },
+      { "reservations[0].size: 0, but tcamAllocateAsChunk needs a range",
+        []( TestSwitch & sw ) {
+          sw.platform.users[ 0 ].size = 0;
+          sw.platform.users[ 0 ].strategy = tcamAllocateAsChunk;
+        } },
+      { "reservations[0].size: 4, but tcamAllocateUnbounded has no range",
+        []( TestSwitch & sw ) { sw.platform.users[ 0 ].strategy = tcamAllocateUnbounded; } },
+      { "reservations[0].size: the multicast entry of group 1 needs tcamAllocateUnbounded",
+        []( TestSwitch & sw ) {
+          sw.platform.multicast = { 1 };
+          sw.groups->modChipInfoIs( 1, { 8, true, false, 0, 0, 0, false, false } );
+        } },
+      { "reservations[1].size: entries 65540 to 4295032834 pass the last entry, 16777215",
+        []( TestSwitch & sw ) { sw.platform.user( qosTcamGroup, 1, ~0U, tcamAllocateOnDemand ); } },
+      { "reservations[1].size: entries 65536 to 131072 overlap entries 131072 to 131072 of "
+        "reservations[0]",
+        []( TestSwitch & sw ) {
+          sw.platform.group( 2, lookup ).users[ 0 ].group = 2;
+          sw.platform.users[ 0 ].size = 1;
+          sw.platform.user( qosTcamGroup, 1, 65537, tcamAllocateOnDemand );
+        } },
+      { "reservations[1].group: mirroring group 1 has reservations[0] already",
+        []( TestSwitch & sw ) {
+          sw.platform.user( mirroringAclTcamGroup4, 3, 4, tcamAllocateOnDemand )
+              .map( 0, mirroringAclTcamGroup4, 1 );
+        } },
+      { "reservations[1].group: ingress group 7 would serve pipe 0 only: unit 0 is sharedByPipes "
+        "and groupByPreselector",
+        []( TestSwitch & sw ) {
+          sw.platform.users[ 0 ].group = 8;
+          sw.platform.group( 8, lookup ).group( 7, { bcmFieldQualifyDstIp } );
+          sw.platform.user( qosTcamGroup, 7, 0, tcamAllocateUnbounded );
+        },
+        { .shared = true, .presels = true } },
   };
-  for ( const auto & row : rows ) {
-    TestSwitch sw( { .units = 2 } );
+  for ( const Row & row : rows ) {
+    TestSwitch sw( row.chip );
     sw.platform.acl( 1, 4 );
     sw.construct();
     row.spoil( sw );
     EXPECT_THAT( deathOf( [ & ] { sw.groups->handleInitialized(); } ),
-                 HasSubstr( row.text + std::string( "' failed." ) ) );
+                 HasSubstr( "Assertion `" + row.text + "' failed." ) );
   }
-  TestSwitch shared( { .pipes = 2, .shared = true } );
-  shared.platform.acl( 1, 4 );
-  shared.start();
-  EXPECT_TRUE( shared.groups->ovidWarSm() );
-  shared.groups->numPipeIs( 2 );
-  EXPECT_THAT( deathOf( [ & ] { shared.groups->handleInitialized(); } ),
-               HasSubstr( "Assertion `numPipe() == 1' failed." ) );
+}
+
+TEST( StartupTest, CheckReportsAllFaultsOfTheTables ) {
+  TestSwitch sw;
+  sw.platform.acl( 1, 4 );
+  EXPECT_THAT( checkPlatformTables( sw.platform, { {} } ), ElementsAre() );
+  sw.platform.group( 256, { 760 } ).user( qosTcamGroup, 9, 4, tcamAllocateUnbounded );
+  sw.platform.chipTypes = { { 0, -1 }, { 1, -1 }, { 2, 3 } };
+  sw.platform.users[ 0 ].noStatsPerEntry = true;
+  EXPECT_THAT( checkPlatformTables( sw.platform, { { 0 }, { 1 }, { 2 } } ),
+               ElementsAre( "groups[1].group: 256 is not below 256",
+                            "groups[1].qualifiers[0]: 760 is no qualifier of the SDK",
+                            "units[0].chipType: -1 is not 0 to 65535",
+                            "units[1].chipType: -1 is not 0 to 65535",
+                            "units[2].chipType: 3, but another unit has -1",
+                            "reservations[0].noStatsPerEntry: group 1 keeps statistics per entry",
+                            "reservations[1].group: there is no group 9" ) );
+  EXPECT_THAT( checkPlatformTables( sw.platform, {} ),
+               testing::Contains( "units[0].chipType: there is no unit" ) );
+}
+
+// Ids that the SDK's record sets have no place for.
+struct WildIds : Shim::SdkDecorator {
+  using SdkDecorator::SdkDecorator;
+  int bcm_field_presel_create( U32, bcm_field_presel_t * presel ) override {
+    *presel = BCM_FIELD_PRESEL_MAX;
+    return 0;
+  }
+  int bcm_field_data_qualifier_create( U32, bcm_field_data_qualifier_s * qualifier ) override {
+    qualifier->qual_id = BCM_FIELD_DATA_QUAL_MAX;
+    return 0;
+  }
+};
+
+TEST( StartupTest, IdsOutsideTheSdksSetsEndTheProcess ) {
+  UdfSwitch sw( { .presels = true }, Acl::ip() );
+  ASSERT_TRUE( sw.manager( sw.user( 1 ) ).initializeGroup( 0 ) );
+  WildIds wild( sw.log );
+  Shim::sdk_ = &wild;
+  EXPECT_THAT( deathOf( [ & ] { sw.groups->initializeGroup( 0, 3 ); } ),
+               HasSubstr( "Assertion `preselId < BCM_FIELD_PRESEL_MAX' failed." ) );
+  EXPECT_THAT( deathOf( [ & ] { sw.groups->initializeGroup( 0, 4 ); } ),
+               HasSubstr( "Assertion `isDataQualifier( udfQual[i].qual_id() )' failed." ) );
+  EXPECT_THAT( deathOf( [ & ] { sw.set( {} ); } ),
+               HasSubstr( "Assertion `isDataQualifier( qual_id )' failed." ) );
+  Shim::sdk_ = &sw.log;
 }
 
 TEST( StartupTest, InitializedRunsStartUpOnEveryChangeAndThenTells ) {
@@ -187,23 +304,6 @@ TEST( StartupTest, ASecondManagerOfOneUserMustHaveTheSameParameters ) {
   EXPECT_EQ( ask( 65536, 65541, tcamAllocateAsChunk ), text( "endEntry", 65541, 65540 ) );
   EXPECT_EQ( ask( 65536, 65540, tcamAllocateAsChunk ),
              text( "strategy", "tcamAllocateAsChunk", "tcamAllocateOnDemand" ) );
-}
-
-TEST( StartupTest, AManagerThatIsNotKeptGivesItsRangeBack ) {
-  TestSwitch sw( { .units = 2 } );
-  sw.platform.group( 1, { bcmFieldQualifyDstIp, bcmFieldQualifyInPorts } );
-  sw.platform.user( qosTcamGroup, 1, 4, tcamAllocateOnDemand );
-  sw.start();
-  const auto make = [ & ]( U32 base ) {
-    sw.groups->entryManagerIs( ipAclTcamGroup, "acl", sw.groups.rawPtr_, 1, base, base + 4,
-                               tcamAllocateAtBeginning );
-  };
-  // Another activity makes the user's manager meanwhile, with other parameters.
-  sw.meanwhile.arm( SdkOp::bcm_field_entry_create_id, [ & ] { make( 0x10020 ); } );
-  EXPECT_THROW( make( 0x10010 ), Kiv::NameInUseException );
-  EXPECT_EQ( sw.bounded( ipAclTcamGroup ).baseEntry(), 0x10020U );
-  EXPECT_EQ( sw.audit(), "" );
-  EXPECT_EQ( sw.counts( 0 ) + " " + sw.counts( 1 ), "1/4 1/4" );
 }
 
 }  // namespace Test::Startup

@@ -26,10 +26,11 @@ class TestPlatform : public PlatformTables {
         { enumName( assignment ), assignment, group, size, false, false, false, strategy } );
     return *this;
   }
-  // Group `id` matches IPv4 destinations and ports at ingress; ipAclTcamGroup has a share of it.
-  TestPlatform & acl( U32 id, U32 size, TcamAllocationStrategy strategy = tcamAllocateOnDemand ) {
+  // Group `id` matches IPv4 destinations and ports at ingress, and has one user.
+  TestPlatform & acl( U32 id, U32 size, TcamAllocationStrategy strategy = tcamAllocateOnDemand,
+                      TcamGroupAssignment assignment = ipAclTcamGroup ) {
     group( id, { bcmFieldQualifyInPorts, bcmFieldQualifyDstIp, bcmFieldQualifyStageIngress } );
-    return user( ipAclTcamGroup, id, size, size == 0 ? tcamAllocateUnbounded : strategy );
+    return user( assignment, id, size, size == 0 ? tcamAllocateUnbounded : strategy );
   }
   TestPlatform & map( S32 chipType, TcamGroupAssignment assignment, U32 group ) {
     return maps_.push_back( { chipType, assignment, group } ), *this;

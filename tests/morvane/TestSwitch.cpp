@@ -65,6 +65,7 @@ TestSwitch::TestSwitch( const Chip & geometry ) KIV_NO_THREAD_SAFETY_ANALYSIS : 
 }
 
 TestSwitch::~TestSwitch() KIV_NO_THREAD_SAFETY_ANALYSIS {
+  second.join();
   stop();
   Kiv::ActivityUnlockAnchor::lock().unlock();
   platformIs( nullptr );
@@ -99,71 +100,6 @@ U32 TestSwitch::take( TcamGroupAssignment assignment, U32 offset, U32 unit ) con
 
 std::string TestSwitch::audit( const MorvaneTcamCapacitySm * capacity ) const {
   return fmt::format( "{}", fmt::join( Audit::audit( *groups, asic, capacity ), "\n" ) );
-}
-
-namespace {
-
-std::string ruleText( const SoftAsic::RuleView & rule ) {
-  std::string text;
-  for ( const auto & qualifier : rule.qualifiers )
-    text += fmt::format( " {}={:x}/{:x}", qualifier.qualifier, fmt::join( qualifier.value, "." ),
-                         fmt::join( qualifier.mask, "." ) );
-  for ( const auto & action : rule.actions )
-    text += fmt::format( " do {}", static_cast< int >( action.action ) );
-  return text;
-}
-
-std::string unitState( const SoftAsic::SoftAsic & asic, U32 unit ) {
-  std::string text = fmt::format( "unit {}\n", unit );
-  for ( const auto & group : asic.groups( unit ) )
-    text += fmt::format( "group {:#x} flags {} presel {}\n", group.id, group.flags,
-                         !group.preselset.empty() );
-  for ( const auto & group : asic.groups( unit ) )
-    for ( const auto & entry : asic.entries( unit, group.id ) )
-      text +=
-          fmt::format( "entry {:#x} in {:#x} prio {} {}{} stat {} policer {:#x}{} :{}\n", entry.id,
-                       entry.group, entry.priority, entry.installed, entry.enabled, entry.stat,
-                       entry.policer, ruleText( entry.pending ), ruleText( entry.effective ) );
-  for ( const auto & table : asic.tables( unit ) )
-    text += fmt::format( "table {}.{}.{} free {} entries {} stats {}\n",
-                         static_cast< int >( table.stage ), table.pipe, table.copy,
-                         table.freeSlices, table.entries, table.statistics );
-  for ( const auto & range : asic.ranges( unit ) )
-    text += fmt::format( "range {}: {}-{}/{}\n", range.id, range.low, range.high, range.flags );
-  for ( const auto & policer : asic.policers( unit ) )
-    text += fmt::format( "policer {:#x} rate {}\n", policer.id, policer.config.ckbits_sec );
-  return text + fmt::format( "presels {}\n", asic.preselectors( unit ).size() );
-}
-
-std::string bookText( const MorvaneTcamEntryManager & manager ) {
-  std::string text;
-  for ( auto it = manager.internalUnitEntryIterConst(); it; ++it ) {
-    const UnitEntriesCreated & books = *it.member();
-    text += fmt::format( "{} unit {} references {} range {}\n", manager.desc().charPtr(),
-                         static_cast< U32 >( it.key() ), books.groupReferences(),
-                         books.rangeCreated() );
-    for ( auto entry = books.entryCreatedIterConst(); entry; ++entry )
-      text += fmt::format( " {:#x} {} stat {} {}\n", entry.key(), entry.value().charPtr(),
-                           books.entryStats( entry.key() ), books.entryDisabled( entry.key() ) );
-  }
-  return text;
-}
-
-}  // namespace
-
-std::string TestSwitch::state() const {
-  std::string text;
-  for ( U32 unit = 0; unit < chip.units; ++unit )
-    text += unitState( asic, unit ) + counts( unit ) + "\n";
-  for ( auto it = groups->entryManagerIterConst(); it; ++it )
-    text += bookText( *it.member() );
-  for ( auto it = groups->unboundedEntryManagerIterConst(); it; ++it )
-    text += bookText( *it.member() );
-  for ( auto it = groups->rangeCheckerIterConst(); it; ++it )
-    for ( U32 unit = 0; unit < chip.units; ++unit )
-      text += fmt::format( "{} unit {}: {} users of {}\n", Kiv::valueToStrep( it.key() ).charPtr(),
-                           unit, it.member()->unitRefCount( unit ), it.member()->unitId( unit ) );
-  return text + fmt::format( "owners {}\n", groups->tcamManagerForEntrySize() );
 }
 
 std::string TestSwitch::counts( U32 unit ) const {

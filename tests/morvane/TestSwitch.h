@@ -22,6 +22,7 @@
 #include "softasic/CallLog.h"
 #include "softasic/FaultInjector.h"
 #include "softasic/SoftAsic.h"
+#include "tests/morvane/SecondActivity.h"
 #include "tests/morvane/TestPlatform.h"
 #include "tests/shim/Death.h"
 
@@ -66,35 +67,8 @@ std::vector< std::string > lines( const std::function< void() > & code );
 // The texts of the SDK calls that it makes, with their results and without file and line.
 std::vector< std::string > callTexts( const std::function< void() > & code );
 
-// Lets another activity run while an SDK call has the activity lock given up.
-class Interloper : public Shim::SdkDecorator {
- public:
-  using SdkDecorator::SdkDecorator;
-
-  // Once, at the end of the next call of `op`.
-  void arm( SdkOp op, std::function< void() > code ) {
-    op_ = op;
-    code_ = std::move( code );
-  }
-  void sdkUnlock() override KIV_NO_THREAD_SAFETY_ANALYSIS {
-    SdkDecorator::sdkUnlock();
-    if ( !std::exchange( due_, false ) )
-      return;
-    const Kiv::LockGuard guard( Kiv::ActivityUnlockAnchor::lock() );
-    std::exchange( code_, nullptr )();
-  }
-
- protected:
-  int around( const Shim::SdkCallInfo & info, const Shim::SdkInvocation & call ) override {
-    due_ = code_ && info.op == op_;
-    return call();
-  }
-
- private:
-  SdkOp op_ = SdkOp::count;
-  std::function< void() > code_;
-  bool due_ = false;
-};
+// The lines that two states do not share, "-" before those of the first alone.
+std::string difference( const std::string & before, const std::string & after );
 
 class TestSwitch {
  public:
@@ -119,13 +93,18 @@ class TestSwitch {
   MorvaneTcamEntryManager & manager( TcamGroupAssignment assignment ) const;
   // Gets an entry from it: the one at `offset` of its range, or any.
   U32 take( TcamGroupAssignment assignment, U32 offset = 0, U32 unit = 0 ) const;
+  // Every entry manager of the switch.
+  std::vector< Kiv::Ptr< MorvaneTcamEntryManager > > managers() const;
   const UnitEntriesCreated & books( const MorvaneTcamEntryManager & manager, U32 unit = 0 ) const {
     return *manager.internalUnitEntry( unit );
   }
 
+  // Takes back what clients hold on every unit; tells what the chips hold all the same.
+  std::string emptied();
+
   // The auditor's differences, one a line; "" when books and chips agree.
   std::string audit( const MorvaneTcamCapacitySm * capacity = nullptr ) const;
-  // Books and chips as text, without physical places and exhaustion: what a failed operation must
+  // Records and chips as text, without physical places and exhaustion: what a failed operation must
   // leave as it was.
   std::string state() const;
   // "users/entries" of every counter record on the unit, in order: "1/2 1/2".
@@ -149,12 +128,16 @@ class TestSwitch {
   const Chip chip;
   SoftAsic::SoftAsic asic;
   SoftAsic::FaultInjector faults{ asic };
-  Interloper meanwhile{ faults };
-  SoftAsic::CallLog log{ meanwhile };
+  SecondActivity second{ faults };
+  SoftAsic::CallLog log{ second };
   TestPlatform platform;
   MorvaneCentral::ChipInfo chipInfo = {};    // of every unit
   Kiv::Ptr< MorvaneOvidUtBitmapDir > vlans;  // nothing is untagged at first
   Kiv::Ptr< MorvaneTcamGroupManager > groups;
+
+ private:
+  void releaseEverything( U32 unit );
+  void leaveGroups( U32 unit );
 };
 
 }  // namespace Test

@@ -151,16 +151,6 @@ TEST( UdfProgrammingTest, RebuildForASharedField ) {
   EXPECT_EQ( sw.udfs() + sw.audit(), "0.2x1 2:1" );
 }
 
-// Another activity takes a field away while it is read back.
-TEST( UdfProgrammingTest, AQualifierThatGoesMeanwhile ) {
-  UdfSwitch sw( {}, Acl::ip() );
-  ASSERT_TRUE( sw.manager( sw.user( 1 ) ).initializeGroup( 0 ) );
-  sw.set( near );
-  sw.meanwhile.arm( SdkOp::bcm_field_data_qualifier_get, [ & ] { sw.set( near, false ); } );
-  sw.set( near );
-  EXPECT_EQ( sw.udfs() + sw.audit(), "0.1x1 1:1" );
-}
-
 TEST( UdfProgrammingTest, VerificationReadsTheAsicBack ) {
   UdfSwitch sw( {}, Acl::ip() );
   ASSERT_TRUE( sw.manager( sw.user( 1 ) ).initializeGroup( 0 ) );

@@ -45,12 +45,18 @@ std::string errorOf( const std::string & text ) {
   return "no error";
 }
 
-// The good text with one place changed.
-std::string changed( const std::string & from, const std::string & to ) {
+using Changes = std::vector< std::pair< std::string, std::string > >;
+
+// The good text with the first occurrence of each text replaced.
+std::string changed( const Changes & changes ) {
   std::string text = good;
-  const size_t at = text.find( from );
-  EXPECT_NE( at, std::string::npos ) << from;
-  return text.replace( at, from.size(), to );
+  for ( const auto & [ from, to ] : changes ) {
+    const size_t at = text.find( from );
+    EXPECT_NE( at, std::string::npos ) << from;
+    if ( at != std::string::npos )
+      text.replace( at, from.size(), to );
+  }
+  return text;
 }
 
 }  // namespace
@@ -80,81 +86,119 @@ TEST( PlatformLoader, tablesAsTheLibraryReadsThem ) {
 }
 
 TEST( PlatformLoader, errorsNameTheLine ) {
+  const std::string chipFlags = "\"portsPerPipe\": 4";
+  const std::string atBeginning = "tcamAllocateAtBeginning", onDemand = "tcamAllocateOnDemand";
   const struct {
-    std::string from, to, error;
+    Changes changes;
+    std::string error;
   } cases[] = {
-      { "\"type\": 5", "\"type\": 5,, ", "p.json:4: not JSON: unexpected" },
-      { "\"type\": 5", "\"type\": 70000", "p.json:4: \"type\" must be a number from 0 to 65535" },
-      { "\"type\": 5", "\"type\": 5, \"type\": 5", "p.json:4: key \"type\" occurs twice" },
-      { "\"type\": 5, ", "", "p.json:3: \"chip\" has no \"type\"" },
-      { "\"name\": \"tiny\"", "\"nam\": 1", "p.json:1: a platform has no \"name\"" },
-      { "\"tiny\"", "\"ti\\nny\"", "p.json:2: a string must not have control characters" },
-      { "[ 3 ]", "[ 4 ]", "p.json:3: loopback port 4 does not exist" },
-      { "\"depth\": 8", "\"depht\": 8", "p.json:6: a run of slices has no \"depth\"" },
-      { "\"depth\": 8", "\"depth\": 8, \"wide\": 1",
-        "p.json:6: a run of slices has an unknown key" },
-      { "\"portsPerPipe\": 4", "\"portsPerPipe\": 4, \"sharedByPipes\": true, \"secondCopy\": true",
-        "p.json:3: secondCopy" },
-      { "\"SrcIp\"", "\"SrcIP\"", "p.json:9: there is no qualifier \"SrcIP\"" },
-      { "\"id\": 2", "\"id\": 256", "p.json:10: group id 256" },
-      { "\"id\": 2", "\"id\": 0", "p.json:10: group 0 is there twice" },
-      { "\"group\": 2", "\"group\": 1", "p.json:17: there is no group 1" },
-      { "tcamAllocateAsChunk", "tcamAllocateUnbounded",
-        "p.json:15: an unbounded share has no size" },
-      { "tcamAllocateUnbounded", "tcamAllocateOnDemand", "p.json:17: this strategy needs a size" },
-      { "routerAclTcamGroup", "ipAclTcamGroup", "p.json:15: ipAclTcamGroup is there twice" },
-      { "routerAclTcamGroup", "ipAcl", "p.json:15: there is no assignment \"ipAcl\"" },
-      { "\"size\": 4 ", "\"size\": 4, \"noStatsPerEntry\": true ", "p.json:15: group 0 keeps" },
-      { "\"id\": 8", "\"id\": 4095", "p.json:22: \"id\" must be a number from 1 to 4094" },
-      { "\"id\": 8", "\"id\": 7", "p.json:22: VLAN 7 is there twice" },
-      { "[ 1 ]", "[ 4 ]", "p.json:22: port 4 does not exist" },
-      { "[ 1 ]", "[ 2 ]", "p.json:22: port 2 is untagged in VLAN 7 already" },
+      // Of the text itself
+      { { { "\"type\": 5", "\"type\": 5,, " } }, "4: not JSON: unexpected '5,,'" },
+      { { { "\"type\": 5", "\"type\": 70000" } }, "4: \"type\" must be a number from 0 to 65535" },
+      { { { "\"type\": 5", "\"type\": 5, \"type\": 5" } }, "4: key \"type\" occurs twice" },
+      { { { "\"type\": 5, ", "" } }, "3: \"chip\" has no \"type\"" },
+      { { { "\"name\": \"tiny\"", "\"nam\": 1" } }, "1: a platform has no \"name\"" },
+      { { { "\"tiny\"", "\"ti\\nny\"" } }, "2: a string must not have control characters" },
+      { { { "\"depth\": 8", "\"depht\": 8" } }, "6: a run of slices has no \"depth\"" },
+      { { { "\"depth\": 8", "\"depth\": 8, \"wide\": 1" } },
+        "6: a run of slices has an unknown key \"wide\"" },
+      { { { "\"SrcIp\"", "\"SrcIP\"" } }, "9: there is no qualifier \"SrcIP\"" },
+      { { { "routerAclTcamGroup", "ipAcl" } }, "15: there is no assignment \"ipAcl\"" },
+      { { { "\"id\": 8", "\"id\": 4095" } }, "22: \"id\" must be a number from 1 to 4094" },
+      // Of the chip and the VLANs
+      { { { "[ 3 ]", "[ 4 ]" } }, "3: loopback port 4 does not exist" },
+      { { { chipFlags, chipFlags + ", \"sharedByPipes\": true, \"secondCopy\": true" } },
+        "3: secondCopy: tables that are shared by pipes have no second copy" },
+      { { { "\"id\": 8", "\"id\": 7" } }, "22: VLAN 7 is there twice" },
+      { { { "[ 1 ]", "[ 4 ]" } }, "22: port 4 does not exist" },
+      { { { "[ 1 ]", "[ 2 ]" } }, "22: port 2 is untagged in VLAN 7 already" },
+      // Of the tables
+      { { { "\"StageIngress\", \"DstMac\"", "" } }, "10: group 2 matches nothing" },
+      { { { "\"id\": 2", "\"id\": 256" } }, "10: groups[1].group: 256 is not below 256" },
+      { { { "\"id\": 2", "\"id\": 0" } }, "10: groups[1].group: 0 is the id of groups[0]" },
+      { { { "\"group\": 2", "\"group\": 1" } }, "17: reservations[2].group: there is no group 1" },
+      { { { "tcamAllocateAsChunk", "tcamAllocateUnbounded" } },
+        "15: reservations[1].size: 4, but tcamAllocateUnbounded has no range" },
+      { { { "tcamAllocateUnbounded", onDemand } },
+        "17: reservations[2].size: 0, but tcamAllocateOnDemand needs a range" },
+      { { { "routerAclTcamGroup", "ipAclTcamGroup" } },
+        "15: reservations[1].assignment: ipAclTcamGroup is the user of reservations[0]" },
+      { { { "routerAclTcamGroup", "mirroringAclTcamGroup3" } },
+        "15: reservations[1].group: mirroring group 0 has reservations[0] already" },
+      { { { "\"size\": 4 ", "\"size\": 4, \"noStatsPerEntry\": true " } },
+        "15: reservations[1].noStatsPerEntry: group 0 keeps statistics per entry" },
+      { { { chipFlags, chipFlags + ", \"sharedByPipes\": true, \"groupByPreselector\": true" } },
+        "13: reservations[0].group: ingress group 0 would serve pipe 0 only: unit 0 is "
+        "sharedByPipes and groupByPreselector" },
+      { { { chipFlags, chipFlags + ", \"multicastWar\": true" },
+          { "\"id\": 0", "\"id\": 0, \"multicastWar\": true" } },
+        "13: reservations[0].size: the multicast entry of group 0 needs tcamAllocateUnbounded" },
+      // Group 2's ids begin at 131072; group 0 may reach up to them and not beyond.
+      { { { "tcamAllocateUnbounded\", \"group\"", onDemand + "\", \"size\": 2, \"group\"" } }, "" },
+      { { { "tcamAllocateUnbounded\", \"group\"", onDemand + "\", \"size\": 2, \"group\"" },
+          { "\"size\": 8", "\"size\": 131072" } },
+        "17: reservations[2].size: entries 131072 to 131073 overlap entries 1 to 131072 of "
+        "reservations[0]" },
+      // The chip chooses at most 16 ids for unbounded shares, 0xfffff0 and above.
+      { { { "\"id\": 0", "\"id\": 255" },
+          { "\"group\": 0", "\"group\": 255" },
+          { "\"group\": 0", "\"group\": 255" },
+          { "\"size\": 8", "\"size\": 65516" } },
+        "" },
+      { { { "\"id\": 0", "\"id\": 255" },
+          { "\"group\": 0", "\"group\": 255" },
+          { "\"group\": 0", "\"group\": 255" },
+          { "\"size\": 8", "\"size\": 65517" } },
+        "15: entry ids up to 16777200 may meet those that the chip chooses for unbounded shares, "
+        "16777200 and above" },
+      // Of groups that the chip cannot hold: two slices of 96 bits
+      { { { "\"SrcIp\"", "\"SrcIp6\"" } }, "13: the key of group 0 fits no slice of IFP" },
+      { { { "\"SrcIp\"", "\"RangeCheck\"" } },
+        "13: group 0 matches RangeCheck, which IFP of the chip cannot" },
+      { { { "\"SrcIp\"", "\"StageLookup\"" } }, "13: group 0 names more than one stage" },
+      { { { "\"StageIngress\"", "\"StageEgress\"" } },
+        "13: group 0 needs EFP, which the chip lacks" },
+      { { { "\"StageIngress\", ", "" }, { "\"DstIp\"", "\"StageLookup\"" } },
+        "13: excludes and includes change the stage of group 0" },
+      { { { "\"type\": 5", "\"type\": 5, \"swapFrom\": \"DstMac\", \"swapTo\": \"SrcIp6\"" },
+          { "\"DstMac\" ]", "\"DstMac\", \"OuterVlanId\" ]" } },
+        "17: the key of group 2 fits no slice of IFP" },
+      { { { "qosTcamGroup", "mirroringAclTcamGroup1" } },
+        "17: the key of group 2 for mirroring IPv4 lists fits no slice of IFP" },
+      { { { "qosTcamGroup", "mirroringAclTcamGroup1" },
+          { "\"noStatsPerEntry\": true }\n  ]",
+            "\"noStatsPerEntry\": true, \"excludes\": [ \"SrcIp\", \"DstIp\" ] }\n  ]" } },
+        "17: the key of group 2 for mirroring MAC lists fits no slice of IFP" },
+      { { { "qosTcamGroup", "mirroringAclTcamGroup1" },
+          { "\"keyBits\": 96", "\"keyBits\": 160" },
+          { "\"groups\"", "\"agent\": { \"ipv6MirroringSupported\": true }, \"groups\"" } },
+        "17: the key of group 2 for mirroring IPv6 lists fits no slice of IFP" },
+      { { { "qosTcamGroup", "openFlowUdfTcamGroup" } },
+        "17: the chip cannot make the data qualifiers of group 2" },
+      { { { "qosTcamGroup", "openFlowUdfTcamGroup" },
+          { "\"type\"", "\"dataChunks\": 2, \"dataFormats\": 2, \"type\"" } },
+        "17: the key of group 2 fits no slice of IFP" },
+      { { { chipFlags, chipFlags + ", \"groupByPreselector\": true, \"preselectors\": 1" } },
+        "17: the ingress groups up to here need 2 preselectors; the chip has 1" },
+      { { { chipFlags, chipFlags + ", \"multicastWar\": true" },
+          { "\"id\": 2", "\"id\": 2, \"multicastWar\": true" } },
+        "17: the multicast entry of group 2 needs DstIp6" },
+      // Of what start-up creates: group 0 takes one of the two slices of 8 rows, or both.
+      { { { onDemand, atBeginning }, { "\"size\": 8", "\"size\": 16" } }, "" },
+      { { { onDemand, atBeginning }, { "\"size\": 8", "\"size\": 17" } },
+        "13: start-up makes 17 entries, which do not fit the chip" },
+      { { { onDemand, atBeginning },
+          { "\"size\": 8", "\"size\": 16" },
+          { "tcamAllocateUnbounded\", ", atBeginning + "\", \"size\": 1, " } },
+        "17: start-up makes group 2, for which the chip has no room left" },
+      // A chunk may wait for room.
+      { { { chipFlags, chipFlags + ", \"allocAtBeginning\": true" },
+          { "\"size\": 4", "\"size\": 40" } },
+        "" },
   };
-  for ( const auto & c : cases ) {
-    const std::string error = errorOf( changed( c.from, c.to ) );
-    EXPECT_EQ( error.substr( 0, c.error.size() ), c.error );
-  }
-}
-
-TEST( PlatformLoader, whatStartUpMakesFitsTheChip ) {
-  // Group 0's key of 64 bits takes one of the chip's two slices of 8 rows, or both.
-  const auto madeInAdvance = []( const std::string & size, const std::string & qualifiers ) {
-    std::string text = changed( "tcamAllocateOnDemand", "tcamAllocateAtBeginning" );
-    text.replace( text.find( "\"size\": 8" ), 9, "\"size\": " + size );
-    return text.replace( text.find( "\"SrcIp\"" ), 7, qualifiers );
-  };
-  EXPECT_EQ( errorOf( madeInAdvance( "16", "\"SrcIp\"" ) ), "no error" );
-  EXPECT_EQ( errorOf( madeInAdvance( "17", "\"SrcIp\"" ) ),
-             "p.json:13: start-up makes 17 entries, which do not fit the chip" );
-  EXPECT_EQ( errorOf( madeInAdvance( "1", "\"SrcIp6\"" ) ),
-             "p.json:13: start-up makes group 0, which does not fit the chip" );
-  // A chunk may wait for room; its group may not.
-  std::string text =
-      changed( "\"portsPerPipe\": 4", "\"portsPerPipe\": 4, \"allocAtBeginning\": true" );
-  text.replace( text.find( "\"size\": 4" ), 9, "\"size\": 40" );
-  EXPECT_EQ( errorOf( text ), "no error" );
-  text.replace( text.find( "\"SrcIp\"" ), 7, "\"SrcIp6\"" );
-  EXPECT_EQ( errorOf( text ), "p.json:15: start-up makes group 0, which does not fit the chip" );
-}
-
-TEST( PlatformLoader, rangesOfIdsDoNotMeet ) {
-  // Group 2's ids begin at 131072; group 0 may reach up to them and not beyond.
-  std::string text =
-      changed( "\"strategy\": \"tcamAllocateUnbounded\", \"group\": 2,",
-               "\"strategy\": \"tcamAllocateOnDemand\", \"size\": 2, \"group\": 2," );
-  EXPECT_EQ( errorOf( text ), "no error" );
-  text.replace( text.find( "\"size\": 8" ), 9, "\"size\": 131072" );
-  EXPECT_EQ( errorOf( text ), "p.json:17: entry ids 131072 to 131073 overlap those of a" );
-  // The unbounded share in group 2 gets at most 16 ids, 0xfffff0 and above.
-  text = changed( "\"id\": 0", "\"id\": 255" );
-  for ( size_t at; ( at = text.find( "\"group\": 0" ) ) != std::string::npos; )
-    text.replace( at, 10, "\"group\": 255" );
-  text.replace( text.find( "\"size\": 8" ), 9, "\"size\": 65516" );
-  EXPECT_EQ( errorOf( text ), "no error" );
-  text.replace( text.find( "\"size\": 65516" ), 13, "\"size\": 65517" );
-  EXPECT_EQ( errorOf( text ),
-             "p.json:15: entry ids up to 16777200 may meet those that the chip "
-             "chooses for unbounded shares, 16777200 and above" );
+  for ( const auto & c : cases )
+    EXPECT_EQ( errorOf( changed( c.changes ) ),
+               c.error.empty() ? "no error" : "p.json:" + c.error );
 }
 
 TEST( PlatformLoader, brokenTextsAreRefused ) {

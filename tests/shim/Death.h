@@ -15,6 +15,7 @@ namespace Test {
 
 struct Ending {
   bool aborted = false;  // by an assertion
+  bool failed = false;   // in whatever way
   std::string text;      // everything that went to standard error
 };
 
@@ -27,7 +28,7 @@ Ending inChild( F && code ) KIV_NO_THREAD_SAFETY_ANALYSIS {
     activity.unlock();  // a lock that is held across a fork has its owner in the parent
   int ends[ 2 ] = {};
   if ( pipe( ends ) != 0 )
-    return { false, "no pipe" };
+    return { false, true, "no pipe" };
   const pid_t child = fork();
   if ( held )
     activity.lock();
@@ -45,6 +46,7 @@ Ending inChild( F && code ) KIV_NO_THREAD_SAFETY_ANALYSIS {
   close( ends[ 0 ] );
   int status = 0;
   waitpid( child, &status, 0 );
+  ending.failed = status != 0;
   ending.aborted = WIFSIGNALED( status ) && WTERMSIG( status ) == SIGABRT;
   if ( !ending.aborted && status != 0 )
     ending.text += "\nended with status " + std::to_string( status );

@@ -112,7 +112,7 @@ TEST_F( FunnelTest, EveryFormSwapsTheLocksAroundTheCall ) {
 }
 
 TEST_F( FunnelTest, ACallerWithoutTheActivityLockIsRefusedBeforeTheCall ) {
-  activity.assertHeld();
+  activity.assumeHeld();
   const Kiv::UnlockAnchor anchor( activity );
   EXPECT_THROW( ( void )SDK_CALL( bcm_field_group_destroy( unit, groupId ) ),
                 Kiv::InternalException );

@@ -37,8 +37,8 @@ TEST( RingBufTest, KeepsTheNewestMessagesWhole ) {
       for ( const std::string & line : lines )
         kept += line.size() + 4;
       // What a message may displace: its own room, rounding, and the rest before the wrap.
-      if ( lines.size() < written.size() )
-        ASSERT_GE( kept + 3 * lines.size() + 2 * ( longest + 8 ), 1024u ) << seed;
+      const bool full = kept + 3 * lines.size() + 2 * ( longest + 8 ) >= 1024u;
+      ASSERT_TRUE( full || lines.size() == written.size() ) << seed;
     }
   }
 }
@@ -49,10 +49,8 @@ TEST( RingBufTest, RefusesWhatCannotFitAndStaysUsable ) {
   record( ring, "kept" );
   EXPECT_THROW( record( ring, std::string( ring.maxSize() + 1, 'x' ) ), Kiv::RangeException );
   EXPECT_EQ( ring.lines(), std::vector< std::string >{ "kept" } );
-  ring.clear();
-  EXPECT_TRUE( ring.lines().empty() );
   record( ring, "" );
-  EXPECT_EQ( ring.lines(), std::vector< std::string >{ "" } );
+  EXPECT_EQ( ring.lines(), ( std::vector< std::string >{ "kept", "" } ) );
 }
 
 TEST( RingBufTest, ThreadsDoNotMixTheirMessages ) {

@@ -1,4 +1,4 @@
-// Data qualifiers: chunks, descriptions, which bytes of which packets, and live groups that change.
+// Data qualifiers: resource limits, which packet bytes they match, and changes to groups in use.
 #include <gtest/gtest.h>
 
 #include "tests/softasic/TestChip.h"
@@ -13,7 +13,7 @@ constexpr U16 any = BCM_FIELD_DATA_FORMAT_ANY;
 
 class DataTest : public testing::Test {
  protected:
-  // Keys hold the address and one chunk; in two rows the address and three.
+  // A key holds the address and one chunk, in double-wide mode the address and three.
   static ChipProfile profile() {
     ChipProfile profile = smallProfile();
     profile.stages[ 0 ].slices[ 0 ].keyBits = 72;
@@ -22,7 +22,7 @@ class DataTest : public testing::Test {
     profile.dataFormats = 5;
     return profile;
   }
-  // The new qualifier's id, or the error.
+  // Returns the id or the error.
   int create( int base, U32 offset, U32 length = 4 ) {
     bcm_field_data_qualifier_s record = { 0, -1, base, offset, length };
     const int rc = chip.bcm_field_data_qualifier_create( 0, &record );
@@ -58,7 +58,7 @@ class DataTest : public testing::Test {
   TestChip chip{ profile() };
 };
 
-TEST_F( DataTest, ChunksIdsAndDescriptionsRunOut ) {
+TEST_F( DataTest, RefusesWhatExceedsChunksIdsAndFormats ) {
   EXPECT_EQ( ( Codes{ create( 3, 0 ), create( -1, 0 ), create( l3, 128 ), create( l3, 0, 0 ),
                       create( l3, 0, 6 ), create( l3, 0, 20 ) } ),
              Codes( 6, BCM_E_PARAM ) );
@@ -84,10 +84,10 @@ TEST_F( DataTest, ChunksIdsAndDescriptionsRunOut ) {
              ( Codes{ 0, 0, BCM_E_RESOURCE, 0, BCM_E_NOT_FOUND, 0, 0, 0, 0, BCM_E_RESOURCE } ) );
 }
 
-TEST_F( DataTest, BytesComeFromTheDescribedPacketsOnly ) {
+TEST_F( DataTest, MatchesOnlyPacketsOfItsFormats ) {
   Packet plain;
   plain.srcPort = 0x0102;
-  Packet odd = plain;  // two tags, and options before the TCP header
+  Packet odd = plain;  // two tags, IP options
   odd.tags = { 5, 6 };
   odd.options = 8;
   Packet six = plain;
@@ -101,7 +101,7 @@ TEST_F( DataTest, BytesComeFromTheDescribedPacketsOnly ) {
   const Frame ports = { 1, 2, 0, 80 };
   const Frame address = { 10, 0, 0, 1 };
   struct Description {
-    U16 type;  // an ether type, or a packet format's L2
+    U16 type;  // EtherType, or L2 of a packet format
     U16 outerIp;
     U32 relative;
   };
@@ -119,7 +119,7 @@ TEST_F( DataTest, BytesComeFromTheDescribedPacketsOnly ) {
       { l4, 0, { { 0x86dd, 0, 0 } }, ports, "--3--" },
       { start, 0, { { any, any, 0 } }, { 2, 0, 0, 0, 0, 1, 2, 0 }, "12345" },
       { l3, 12, { { 1, 2, 0 } }, address, "12-4-" },
-      // The first description that holds says where; formats come before ether types.
+      // The first match sets the offset, formats before EtherTypes.
       { l3, 8, { { 0x0800, 0, 9 }, { 1, 3, 9 }, { 1, 2, 4 }, { 1, any, 5 } }, address, "12-4-" },
   };
   for ( const auto & [ base, offset, descriptions, value, expected ] : cases ) {
@@ -145,8 +145,8 @@ TEST_F( DataTest, BytesComeFromTheDescribedPacketsOnly ) {
   }
 }
 
-TEST_F( DataTest, ValuesMustBeWholeAndOfTheGroup ) {
-  const int id = create( l3, 16, 8 );  // destination address and what follows
+TEST_F( DataTest, MatchesOnlyWholeFieldsOfTheGroup ) {
+  const int id = create( l3, 16, 8 );  // from the destination address on
   ASSERT_EQ( firstError( { create( l3, 0 ), addFormat( id, any, 2 ),
                            chip.createGroup( config( 1, {}, { id } ) ),
                            chip.bcm_field_entry_create_id( 0, 1, 5 ) } ),
@@ -158,17 +158,17 @@ TEST_F( DataTest, ValuesMustBeWholeAndOfTheGroup ) {
   ASSERT_EQ( qualify( 5, id, value, { 0, 0, 0, 2, 0, 0, 0, 0 } ), BCM_E_NONE );
   ASSERT_EQ( chip.bcm_field_entry_install( 0, 5 ), BCM_E_NONE );
   const Frame frame = frameOf( {} );
-  for ( size_t length = 0; length <= frame.size(); ++length )  // the value ends at byte 38
+  for ( size_t length = 0; length <= frame.size(); ++length )  // the field ends at byte 38
     EXPECT_EQ( matches( { frame.begin(), frame.begin() + std::ptrdiff_t( length ) } ),
                length >= 38 );
   EXPECT_EQ( chip.entry( 0, 5 )->effective.data[ 0 ].value, ( Frame{ 0, 0, 0, 2, 0, 0, 0, 0 } ) );
-  // A mask of zero asks for nothing, not even for the bytes.
+  // A zero mask does not even require the field.
   ASSERT_EQ( qualify( 5, id, value, Frame( 8, 0 ) ), BCM_E_NONE );
   ASSERT_EQ( chip.bcm_field_entry_install( 0, 5 ), BCM_E_NONE );
   EXPECT_TRUE( matches( {} ) );
 }
 
-TEST_F( DataTest, LiveGroupsWidenAndNarrowInPlace ) {
+TEST_F( DataTest, GroupsInUseChangeTheirKeyInPlace ) {
   ASSERT_EQ( ( Codes{ create( l4, 0 ), create( l3, 12 ), addFormat( 1, any, 2 ),
                       chip.createGroup( groupConfig( 1, { dst } ) ),
                       chip.addRule( 1, 5, 2, 0x0a000002, ~0U ),
@@ -180,7 +180,7 @@ TEST_F( DataTest, LiveGroupsWidenAndNarrowInPlace ) {
   EXPECT_EQ( chip.entry( 0, 6 )->effective, before.effective );
   ASSERT_EQ( qualify( 5, 1, { 9, 9, 9, 9 } ), BCM_E_NONE );
   ASSERT_EQ( chip.bcm_field_entry_reinstall( 0, 5 ), BCM_E_NONE );
-  // What no longer fits changes nothing, nor does what a rule still needs.
+  // Refused without effect: a key that does not fit, and removing a qualifier that a rule uses.
   EXPECT_EQ(
       ( Codes{ set( 1, { dst }, { 1, 2 } ), set( 1, { dst }, {} ),
                chip.bcm_field_qualify_clear( 0, 5 ), set( 1, { dst }, { 2 } ), destroy( 1 ) } ),
@@ -199,15 +199,15 @@ TEST_F( DataTest, LiveGroupsWidenAndNarrowInPlace ) {
              ( Codes{ BCM_E_PARAM, BCM_E_NOT_FOUND, BCM_E_NOT_FOUND, BCM_E_UNAVAIL } ) );
 }
 
-TEST_F( DataTest, FixedKeysKeepTheirWidth ) {
+TEST_F( DataTest, FixedGroupKeysDoNotGrow ) {
   ChipProfile fixed = profile();
   fixed.fixedGroupKeys = true;
-  TestChip chip( fixed );
+  TestChip fixedChip( fixed );
   constexpr U32 ttl = bcmFieldQualifyTtl;
   const auto set = [ & ]( std::initializer_list< U32 > qualifiers ) {
-    return chip.bcm_field_group_set( 0, 1, groupConfig( 1, qualifiers ).qset );
+    return fixedChip.bcm_field_group_set( 0, 1, groupConfig( 1, qualifiers ).qset );
   };
-  EXPECT_EQ( ( Codes{ chip.createGroup( groupConfig( 1, { dst } ) ), set( { dst, ttl } ),
+  EXPECT_EQ( ( Codes{ fixedChip.createGroup( groupConfig( 1, { dst } ) ), set( { dst, ttl } ),
                       set( { ttl } ), set( { dst } ) } ),
              ( Codes{ 0, BCM_E_UNAVAIL, 0, 0 } ) );
 }

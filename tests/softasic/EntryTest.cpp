@@ -1,4 +1,4 @@
-// The states of an entry, its ids, and what each operation refuses.
+// Entry states, id allocation, and the errors of each operation.
 #include <gtest/gtest.h>
 
 #include "tests/softasic/TestChip.h"
@@ -13,19 +13,19 @@ class EntryTest : public testing::Test {
   Packet packet;
 };
 
-TEST_F( EntryTest, StatesAllowWhatTheyShould ) {
+TEST_F( EntryTest, EachStateAllowsItsOperations ) {
   const auto reinstall = [ & ] { return chip.bcm_field_entry_reinstall( 0, 5 ); };
   const auto destroy = [ & ] { return chip.bcm_field_entry_destroy( 0, 5 ); };
   EXPECT_EQ( ( Codes{ chip.bcm_field_entry_create_id( 0, 1, 5 ), reinstall(),
                       chip.bcm_field_entry_install( 0, 5 ), destroy(),
                       chip.bcm_field_entry_enable_set( 0, 5, 0 ), reinstall() } ),
              ( Codes{ 0, BCM_E_NOT_FOUND, 0, BCM_E_BUSY, 0, 0 } ) );
-  EXPECT_EQ( chip.winner( packet ), 0U );  // a disabled entry stays so
+  EXPECT_EQ( chip.winner( packet ), 0U );  // install does not enable
   EXPECT_EQ( ( Codes{ chip.bcm_field_entry_remove( 0, 5 ), destroy(), destroy() } ),
              ( Codes{ 0, 0, BCM_E_NOT_FOUND } ) );
 }
 
-TEST_F( EntryTest, ChangesOfTheRuleWaitForTheNextInstall ) {
+TEST_F( EntryTest, RuleChangesTakeEffectWithTheNextInstall ) {
   ASSERT_EQ( chip.addRule( 1, 5, 1, packet.dstIp, ~0U ), BCM_E_NONE );
   ASSERT_EQ( chip.bcm_field_qualify_DstIp( 0, 5, 0x01010101, ~0U ), BCM_E_NONE );
   ASSERT_EQ( chip.bcm_field_action_remove_all( 0, 5 ), BCM_E_NONE );
@@ -42,10 +42,10 @@ TEST_F( EntryTest, ChangesOfTheRuleWaitForTheNextInstall ) {
   packet.l3 = L3::none;
   EXPECT_EQ( chip.winner( packet ), 0U );
   ASSERT_EQ( chip.bcm_field_entry_install( 0, 5 ), BCM_E_NONE );
-  EXPECT_EQ( chip.winner( packet ), 5U );  // no qualifier is left, the demand for IPv4 neither
+  EXPECT_EQ( chip.winner( packet ), 5U );  // neither qualifier nor required IPv4 header left
 }
 
-TEST_F( EntryTest, PriorityHas31Bits ) {
+TEST_F( EntryTest, PrioritiesHave31Bits ) {
   ASSERT_EQ( chip.addRule( 1, 4, 10, 0, 0 ), BCM_E_NONE );
   EXPECT_EQ( chip.bcm_field_entry_prio_set( 0, 4, 0x80000000 ), BCM_E_PARAM );
   EXPECT_EQ( chip.entry( 0, 4 )->priority, 10U );
@@ -53,7 +53,7 @@ TEST_F( EntryTest, PriorityHas31Bits ) {
   EXPECT_EQ( chip.status( 1 ).prio_max, 0x7FFFFFFE );
 }
 
-TEST_F( EntryTest, IdsAreChosenFromTheTopDown ) {
+TEST_F( EntryTest, ChipChoosesIdsFromTheTopDown ) {
   const auto choose = [ this ] {
     U32 id = 0;
     EXPECT_EQ( chip.bcm_field_entry_create( 0, 1, &id ), BCM_E_NONE );
@@ -81,27 +81,27 @@ TEST_F( EntryTest, IdsAreChosenFromTheTopDown ) {
   EXPECT_EQ( id, 0xFFFFFF | instance );
 }
 
-TEST_F( EntryTest, CopyTakesTheRuleAlone ) {
+TEST_F( EntryTest, CopyTakesOnlyTheRule ) {
   ASSERT_EQ( chip.addRule( 1, 5, 40, packet.dstIp, ~0U, bcmFieldActionDrop ), BCM_E_NONE );
   ASSERT_EQ( chip.bcm_field_entry_create_id( 0, 1, 6 ), BCM_E_NONE );
   ASSERT_EQ( chip.kelmor_field_entry_copy_id( 0, 5, 6 ), BCM_E_NONE );
   EXPECT_EQ( chip.entry( 0, 6 )->pending, chip.entry( 0, 5 )->pending );
   EXPECT_EQ( chip.entry( 0, 6 )->priority, 0U );
   EXPECT_FALSE( chip.entry( 0, 6 )->installed );
-  // The copy stands on its own from then on.
+  // The copy is independent of its source.
   ASSERT_EQ( chip.bcm_field_qualify_DstIp( 0, 6, 0, 0 ), BCM_E_NONE );
   EXPECT_EQ( chip.entry( 0, 5 )->pending, chip.entry( 0, 5 )->effective );
   EXPECT_NE( chip.entry( 0, 6 )->pending, chip.entry( 0, 5 )->pending );
 
   ASSERT_EQ( chip.createGroup( groupConfig( 2, { dst } ) ), BCM_E_NONE );
   ASSERT_EQ( chip.bcm_field_entry_create_id( 0, 2, 7 ), BCM_E_NONE );
-  EXPECT_EQ( chip.kelmor_field_entry_copy_id( 0, 5, 7 ), BCM_E_PARAM );  // another group's
+  EXPECT_EQ( chip.kelmor_field_entry_copy_id( 0, 5, 7 ), BCM_E_PARAM );  // other key layout
   EXPECT_EQ( chip.kelmor_field_entry_copy_id( 0, 8, 5 ), BCM_E_NOT_FOUND );
 }
 
-TEST_F( EntryTest, QualifiersAreCheckedAndReadBack ) {
+TEST_F( EntryTest, ChecksQualifiersAndReadsThemBack ) {
   ASSERT_EQ( chip.bcm_field_entry_create_id( 0, 1, 5 ), BCM_E_NONE );
-  EXPECT_EQ( chip.bcm_field_qualify_SrcIp( 0, 5, 1, 1 ), BCM_E_PARAM );  // not in the set
+  EXPECT_EQ( chip.bcm_field_qualify_SrcIp( 0, 5, 1, 1 ), BCM_E_PARAM );  // not in the qualifier set
   EXPECT_EQ( chip.bcm_field_qualify_InPort( 0, 5, 1, 1 ), BCM_E_PARAM );
   EXPECT_EQ( chip.bcm_field_qualify_DstIp( 0, 6, 1, 1 ), BCM_E_NOT_FOUND );
 

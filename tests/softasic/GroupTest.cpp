@@ -1,4 +1,4 @@
-// Creating groups: ids, stages, keys, slices, ports, preselectors; and what is refused.
+// Group creation: ids, stages, keys, slices, ports and preselectors, with their errors.
 #include <gtest/gtest.h>
 
 #include "tests/softasic/TestChip.h"
@@ -11,7 +11,7 @@ constexpr U32 egress = bcmFieldQualifyStageEgress;
 constexpr U32 dst6 = bcmFieldQualifyDstIp6;
 constexpr U32 src6 = bcmFieldQualifySrcIp6;
 
-TEST( Group, IdsAreGivenTakenAndFreed ) {
+TEST( GroupTest, TakesTheGivenOrTheLowestFreeId ) {
   TestChip chip( smallProfile() );
   EXPECT_EQ( chip.createGroup( groupConfig( 1, { dst } ) ), BCM_E_NONE );
   EXPECT_EQ( chip.createGroup( groupConfig( 1, { dst } ) ), BCM_E_EXISTS );
@@ -31,7 +31,7 @@ TEST( Group, IdsAreGivenTakenAndFreed ) {
   EXPECT_EQ( chip.createGroup( strange ), BCM_E_PARAM );
 }
 
-TEST( Group, StageFollowsFromTheQualifierSet ) {
+TEST( GroupTest, QualifierSetSelectsTheStage ) {
   TestChip chip( bigProfile() );
   ChipProfile onePort = smallProfile();
   onePort.singlePortKey = true;
@@ -40,7 +40,7 @@ TEST( Group, StageFollowsFromTheQualifierSet ) {
     return chip.createGroup( groupConfig( id, qualifiers ) );
   };
   const U32 ports = bcmFieldQualifyInPorts;
-  // Two stages at once; what a stage's key does not hold; a stage that the chip does not have.
+  // Two stages at once; a qualifier that the stage lacks; a stage that the chip lacks.
   EXPECT_EQ( ( Codes{ create( 1, { dst, bcmFieldQualifyStageIngress } ),
                       create( 2, { dst, lookup } ), create( 3, { dst, egress } ),
                       create( 4, { lookup, egress } ), create( 4, { ports, egress } ),
@@ -53,7 +53,7 @@ TEST( Group, StageFollowsFromTheQualifierSet ) {
   EXPECT_EQ( chip.group( 0, 3 )->stage, StageKind::efp );
 }
 
-TEST( Group, WideKeysTakeTwoRowsOrTwoSlicesOrNothing ) {
+TEST( GroupTest, WideKeysTakeTwoRowsOrTwoSlicesOrFail ) {
   // Key widths: dst 32, dst6 128, src6 + dst6 256 against slices of 200 bits.
   ChipProfile narrow = smallProfile();
   EXPECT_EQ( TestChip( narrow ).createGroup( groupConfig( 1, { src6, dst6 } ) ), BCM_E_UNAVAIL );
@@ -65,7 +65,7 @@ TEST( Group, WideKeysTakeTwoRowsOrTwoSlicesOrNothing ) {
   ASSERT_EQ( chip.createGroup( groupConfig( 1, { dst6 } ) ), BCM_E_NONE );
   ASSERT_EQ( chip.createGroup( groupConfig( 2, { src6, dst6 } ) ), BCM_E_NONE );
   EXPECT_EQ( chip.status( 1 ).entries_total, 8 );
-  EXPECT_EQ( chip.status( 2 ).entries_total, 4 );  // two rows an entry comes before pairs
+  EXPECT_EQ( chip.status( 2 ).entries_total, 4 );  // double-wide is preferred to paired
   EXPECT_EQ( chip.status( 2 ).entries_free, 4 + 2 * 4 );
 
   ChipProfile paired = narrow;
@@ -74,32 +74,32 @@ TEST( Group, WideKeysTakeTwoRowsOrTwoSlicesOrNothing ) {
   ASSERT_EQ( pairs.createGroup( groupConfig( 1, { dst } ) ), BCM_E_NONE );  // slice 0 of a pair
   ASSERT_EQ( pairs.createGroup( groupConfig( 2, { src6, dst6 } ) ), BCM_E_NONE );
   EXPECT_EQ( pairs.group( 0, 2 )->slices, std::vector< U32 >{ 2 } );
-  EXPECT_EQ( pairs.status( 2 ).entries_free, 8 );  // slice 1 alone is no pair
+  EXPECT_EQ( pairs.status( 2 ).entries_free, 8 );  // slice 1 alone is not a pair
   EXPECT_EQ( pairs.createGroup( groupConfig( 3, { src6, dst6 } ) ), BCM_E_RESOURCE );
   ASSERT_EQ( pairs.bcm_field_group_destroy( 0, 2 ), BCM_E_NONE );
   EXPECT_EQ( pairs.tables( 0 )[ 0 ].freeSlices, 3U );
 }
 
-TEST( Group, LargeGroupsStartOnLargeSlices ) {
+TEST( GroupTest, LargeGroupsStartOnLargeSlices ) {
   ChipProfile profile = smallProfile( 2, 4 );
   bcm_field_group_config_t large = groupConfig( 1, { dst } );
   large.flags |= BCM_FIELD_GROUP_CREATE_LARGE;
-  EXPECT_EQ( TestChip( profile ).createGroup( large ), BCM_E_UNAVAIL );  // there is none
+  EXPECT_EQ( TestChip( profile ).createGroup( large ), BCM_E_UNAVAIL );  // no large slice
 
   profile.stages[ 0 ].slices.push_back( { 1, 16, 200, true } );
   TestChip chip( profile );
   ASSERT_EQ( chip.createGroup( groupConfig( 2, { dst } ) ), BCM_E_NONE );
-  EXPECT_EQ( chip.group( 0, 2 )->slices, std::vector< U32 >{ 0 } );  // large ones come last
+  EXPECT_EQ( chip.group( 0, 2 )->slices, std::vector< U32 >{ 0 } );  // large slices last
   ASSERT_EQ( chip.createGroup( large ), BCM_E_NONE );
   EXPECT_EQ( chip.group( 0, 1 )->slices, std::vector< U32 >{ 2 } );
   large.group = 3;
-  EXPECT_EQ( chip.createGroup( large ), BCM_E_RESOURCE );  // it is taken
+  EXPECT_EQ( chip.createGroup( large ), BCM_E_RESOURCE );  // taken
   large.flags &= ~BCM_FIELD_GROUP_CREATE_LARGE;
   EXPECT_EQ( chip.createGroup( large ), BCM_E_NONE );
   EXPECT_EQ( chip.status( 1 ).entries_free, 16 );
 }
 
-TEST( Group, InstanceBitsNameAnInstanceThatExists ) {
+TEST( GroupTest, InstanceBitsMustNameAnExistingInstance ) {
   TestChip chip( bigProfile() );
   const U32 pipe1 = 1U << 24;
   const U32 pipe2 = 2U << 24;
@@ -110,7 +110,7 @@ TEST( Group, InstanceBitsNameAnInstanceThatExists ) {
   const auto create = [ & ]( U32 id, U32 qualifier ) {
     return chip.createGroup( groupConfig( id, { qualifier } ) );
   };
-  // Tables that exist once have no instance bits, and no mode per copy.
+  // Single-instance tables have neither instance bits nor per-copy mode.
   EXPECT_EQ( ( Codes{ create( 1 | pipe1, dst ), create( 2 | pipe2, dst ), create( 2 | copy1, dst ),
                       create( 2 | 1U << 27, dst ), create( 2 | pipe1, lookup ),
                       chip.createGroup( perCopy( groupConfig( 2, { lookup } ) ) ) } ),
@@ -127,12 +127,12 @@ TEST( Group, InstanceBitsNameAnInstanceThatExists ) {
              ( Codes{ BCM_E_PARAM, BCM_E_UNAVAIL, 0, 0, BCM_E_PARAM } ) );
 }
 
-TEST( Group, PortsBelongToThePipe ) {
+TEST( GroupTest, PortsMustBeInThePipe ) {
   TestChip chip( bigProfile() );
   bcm_field_group_config_t config = groupConfig( 1, { dst } );
   config.flags |= BCM_FIELD_GROUP_CREATE_WITH_PORT;
   config.ports = portSet( { 2, 9 } );
-  EXPECT_EQ( chip.createGroup( config ), BCM_E_PORT );  // port 9 is pipe 1's
+  EXPECT_EQ( chip.createGroup( config ), BCM_E_PORT );  // port 9 is in pipe 1
   config.ports = portSet( { 2 } );
   ASSERT_EQ( chip.createGroup( config ), BCM_E_NONE );
   ASSERT_EQ( chip.addRule( 1, 5, 1, 0, 0 ), BCM_E_NONE );
@@ -140,7 +140,7 @@ TEST( Group, PortsBelongToThePipe ) {
   EXPECT_EQ( chip.winner( {}, 3 ), 0U );
 }
 
-TEST( Group, PreselectorsChooseTheGroupsToLookUp ) {
+TEST( GroupTest, PreselectorsSelectTheGroupsToLookUp ) {
   TestChip chip( bigProfile() );
   bcm_field_group_config_t config = groupConfig( 1, { dst, lookup } );
   config.preselset.add( 0 );
@@ -160,12 +160,12 @@ TEST( Group, PreselectorsChooseTheGroupsToLookUp ) {
   ASSERT_EQ( chip.addRule( 1, 5, 1, 0, 0 ), BCM_E_NONE );
   EXPECT_EQ( chip.bcm_field_qualify_Stage( 0, 5, bcmFieldStageLookup ), BCM_E_PARAM );
   EXPECT_EQ( chip.winner( {}, 9 ), 5U );
-  EXPECT_EQ( chip.winner( {}, 3 ), 0U );   // a port of pipe 0: another class
-  EXPECT_EQ( chip.winner( {}, 10 ), 0U );  // not among the ports
+  EXPECT_EQ( chip.winner( {}, 3 ), 0U );   // class of pipe 0
+  EXPECT_EQ( chip.winner( {}, 10 ), 0U );  // not in the port set
   EXPECT_EQ( chip.bcm_field_qualify_MixedSrcClassId( 0, id, portSet( { 3 } ), { 1 }, { 0 } ), 0 );
-  EXPECT_EQ( chip.winner( {}, 3 ), 5U );  // changed under the group
+  EXPECT_EQ( chip.winner( {}, 3 ), 5U );  // changed while in use
   EXPECT_EQ( chip.bcm_field_qualify_Stage( 0, id, bcmFieldStageIngress ), BCM_E_NONE );
-  EXPECT_EQ( chip.winner( {}, 3 ), 0U );  // of another stage
+  EXPECT_EQ( chip.winner( {}, 3 ), 0U );  // other stage
 
   EXPECT_EQ( chip.bcm_field_presel_destroy( 0, 0 ), BCM_E_BUSY );
   chip.bcm_field_entry_remove( 0, 5 );
@@ -176,7 +176,7 @@ TEST( Group, PreselectorsChooseTheGroupsToLookUp ) {
   EXPECT_EQ( TestChip( smallProfile() ).bcm_field_presel_create( 0, &presel ), BCM_E_UNAVAIL );
 }
 
-TEST( Group, FailedCreationLeavesNothing ) {
+TEST( GroupTest, FailedCreationLeavesNothingBehind ) {
   TestChip chip( bigProfile() );
   bcm_field_presel_t presel = 0;
   ASSERT_EQ( chip.bcm_field_presel_create( 0, &presel ), BCM_E_NONE );

@@ -1,5 +1,5 @@
-// Random rules against a brute-force walk, on packets inside, beside and far from the rules, while
-// entries come, go, move and change.
+// Lookup against a brute-force model: random packets in, near and far from random rules, while
+// entries are created, destroyed, reprioritised and changed.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -22,7 +22,7 @@ constexpr U32 bit( L3 l3 ) {
 constexpr U32 bit( Part part ) {
   return 1U << static_cast< U32 >( part );
 }
-// What each qualifier's value lets through.
+// Packets that each qualifier value matches.
 constexpr std::pair< bcm_field_IpFrag_t, U32 > frags[] = {
     { bcmFieldIpFragNon, bit( Part::whole ) },
     { bcmFieldIpFragFirst, bit( Part::first ) },
@@ -37,7 +37,7 @@ constexpr std::pair< bcm_field_IpType_t, U32 > types[] = {
     { bcmFieldIpTypeIp, bit( L3::ipv4 ) | bit( L3::ipv6 ) },
     { bcmFieldIpTypeArp, bit( L3::arp ) } };
 
-// The range checkers of the chip, in the order of their ids.
+// Range checkers of the chip, by id.
 constexpr struct {
   U32 flag, low, high;
 } ranges[] = { { BCM_FIELD_RANGE_SRCPORT, 20, 50 },
@@ -45,23 +45,23 @@ constexpr struct {
                { BCM_FIELD_RANGE_PACKETLEN, 43, 56 },
                { BCM_FIELD_RANGE_OUTERVLAN, 2, 5 } };
 
-// A rule as its author thinks of it; masks of 0 leave a field open.
+// A rule in terms of packet fields; a zero mask is a wildcard.
 struct Rule {
   Values values = {};
   Values masks = {};
   U32 ports = 0xFF;  // ingress ports that match
-  int frag = -1;     // index in frags; -1: open
+  int frag = -1;     // index in frags; -1: any
   U32 type = 0;      // index in types
   int range = -1;    // index in ranges; -1: none
   bool invert = false;
-  U32 data = 0;  // first bytes behind an IPv4 header
+  U32 data = 0;  // first bytes after an IPv4 header
   U32 dataMask = 0;
 
   bool matchesRange( const Packet & packet ) const {
-    const size_t values[] = { packet.srcPort, packet.dstPort, frameOf( packet ).size(),
-                              packet.tags.empty() ? 0U : packet.tags[ 0 ] };
+    const size_t checked[] = { packet.srcPort, packet.dstPort, frameOf( packet ).size(),
+                               packet.tags.empty() ? 0U : packet.tags[ 0 ] };
     const bool present[] = { packet.hasPorts(), packet.hasPorts(), true, !packet.tags.empty() };
-    const size_t value = values[ range ];
+    const size_t value = checked[ range ];
     return present[ range ] &&
            ( value >= ranges[ range ].low && value <= ranges[ range ].high ) != invert;
   }
@@ -91,7 +91,7 @@ struct Rule {
 struct ModelEntry {
   Rule rule;
   U32 priority = 0;
-  U64 serial = 0;  // age, for ties
+  U64 serial = 0;  // breaks priority ties
   bool installed = true;
   bool enabled = true;
 
@@ -127,7 +127,7 @@ class LookupTest : public testing::TestWithParam< unsigned > {
   U32 oneOf( std::initializer_list< U32 > list ) {
     return list.begin()[ below( static_cast< U32 >( list.size() ) ) ];
   }
-  // Few distinct values, so that rules overlap, hit and shadow one another.
+  // Few distinct values, so that rules overlap and shadow one another.
   U32 someAddress() { return 0x0a000000U | below( 4 ) << 16 | below( 4 ) << 8 | below( 8 ); }
   U32 somePrefix() { return oneOf( { 0, ~0U << 24, ~0U << 16, ~0U << 8, ~0U << 2, ~0U } ); }
   U32 somePortMask() { return oneOf( { 0, 0, 0xFFFF, 0xFFF0, 0xFFC0, 0x8000 } ); }
@@ -178,7 +178,8 @@ class LookupTest : public testing::TestWithParam< unsigned > {
           chip.bcm_field_entry_install( 0, id ) } );
     ASSERT_EQ( rc, BCM_E_NONE );
   }
-  // Mostly near a rule: its own values, with the open bits and now and then a fixed one at random.
+  // Mostly near a rule: its values, with random wildcard bits and occasionally a random fixed
+  // field.
   Packet somePacket() {
     Values values = someValues();
     if ( !model.empty() && below( 4 ) != 0 ) {
@@ -211,7 +212,7 @@ class LookupTest : public testing::TestWithParam< unsigned > {
     return best == model.end() ? 0 : best->first;
   }
 
-  // The physical order is the logical one: position by position, along all slices.
+  // Physical order along all slices must be rank order.
   void checkRows() {
     const auto entries = chip.entries( 0, group );
     ASSERT_EQ( entries.size(), model.size() );
@@ -287,7 +288,7 @@ TEST_P( LookupTest, AgreesWithBruteForceAfterEveryStep ) {
   for ( int i = 0; i < 3000 && !HasFatalFailure(); ++i ) {
     SCOPED_TRACE( testing::Message() << "seed " << GetParam() << " step " << i );
     step();
-    if ( i == 1000 ) {  // the group gets its data qualifier with all its entries in place
+    if ( i == 1000 ) {  // adds a data qualifier to a group in use
       bcm_field_qset_t qset = {};
       chip.bcm_field_group_get( 0, group, &qset );
       qset.addData( 1 );
@@ -304,12 +305,12 @@ TEST_P( LookupTest, AgreesWithBruteForceAfterEveryStep ) {
     if ( i % 50 == 0 )
       checkRows();
   }
-  EXPECT_GT( hits, 3000U );  // the walk is no test of misses only
+  EXPECT_GT( hits, 3000U );  // not only misses
   EXPECT_GT( model.size(), 100U );
   while ( !model.empty() && !HasFatalFailure() )
     change( model.begin()->first, model.begin()->second );
   EXPECT_EQ( chip.tables( 0 )[ 0 ].entries, 0U );
-  EXPECT_EQ( chip.tables( 0 )[ 0 ].freeSlices, 11U );  // the group keeps one
+  EXPECT_EQ( chip.tables( 0 )[ 0 ].freeSlices, 11U );  // the group keeps one slice
   EXPECT_EQ( chip.winner( {} ), 0U );
 }
 

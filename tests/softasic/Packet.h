@@ -1,7 +1,6 @@
-// A packet as a test thinks of it, and the frame that it becomes.
+// Builds a frame from packet fields.
 //
-// The lookup model works on these fields and never on what the parser found, so that the two check
-// each other.
+// The lookup model uses these fields and not the parser's result, so that one checks the other.
 #pragma once
 
 #include <array>
@@ -17,12 +16,12 @@ using namespace Kiv::Integers;
 using Frame = std::vector< U8 >;
 
 enum class L3 { none, ipv4, ipv6, arp };
-enum class Part { whole, first, later };  // place among a datagram's fragments
+enum class Part { whole, first, later };  // of a fragmented datagram
 
 struct Packet {
   U64 dstMac = 0x020000000001;
   U64 srcMac = 0x020000000002;
-  std::vector< U16 > tags;  // tag control words, outer first
+  std::vector< U16 > tags;  // TCI, outer first
   L3 l3 = L3::ipv4;
   U32 srcIp = 0x0a000001;
   U32 dstIp = 0x0a000002;
@@ -36,7 +35,7 @@ struct Packet {
   U16 dstPort = 80;
   U8 tcpFlags = 0x10;
   U16 icmp = 0x0800;
-  size_t options = 0;            // bytes of IPv4 options, a multiple of 4
+  size_t options = 0;            // length of IPv4 options, a multiple of 4
   std::vector< U8 > extensions;  // IPv6 extension headers by number, without the fragment header
 
   bool isIp() const { return l3 == L3::ipv4 || l3 == L3::ipv6; }
@@ -45,7 +44,7 @@ struct Packet {
   bool hasIcmp() const { return hasL4() && ( protocol == 1 || protocol == 58 ); }
 };
 
-// Numbers and their sizes in bytes, in network order.
+// Values with their size in bytes, in network order.
 inline void append( Frame & frame, std::initializer_list< std::pair< U64, int > > fields ) {
   for ( const auto & [ value, bytes ] : fields )
     for ( int i = bytes - 1; i >= 0; --i )
@@ -54,7 +53,7 @@ inline void append( Frame & frame, std::initializer_list< std::pair< U64, int > 
 
 inline Frame l4Bytes( const Packet & packet ) {
   if ( packet.part == Part::later )
-    return Frame( 24, 0xEE );  // payload that would pass for ports
+    return Frame( 24, 0xEE );  // payload, not to be taken for L4 ports
   Frame l4;
   if ( !packet.hasPorts() )
     append( l4, { { packet.icmp, 2 }, { 0, 6 } } );
@@ -83,7 +82,7 @@ inline Frame ipv4Bytes( const Packet & packet, const Frame & l4 ) {
   return ip;
 }
 
-// Extension headers in order, the fragment header last, where the packet is a fragment.
+// Extension headers in order; the fragment header, if any, last.
 inline Frame ipv6Bytes( const Packet & packet, const Frame & l4 ) {
   std::vector< U8 > chain = packet.extensions;
   if ( packet.part != Part::whole )

@@ -1,4 +1,4 @@
-// What the parser finds in whole frames, and that it never goes past what is there.
+// The parser on whole, truncated and malformed frames.
 #include "softasic/PacketParser.h"
 
 #include <gtest/gtest.h>
@@ -16,7 +16,7 @@ using SoftAsic::KeyBit;
 using SoftAsic::parseFrame;
 
 U32 validity( const Frame & frame, size_t length ) {
-  // A copy of exactly this length, so that a memory checker sees a read behind it.
+  // Copied to a buffer of exactly this length, so that sanitizers catch an overread.
   const std::unique_ptr< U8[] > exact( new U8[ length ] );
   std::copy_n( frame.begin(), length, exact.get() );
   return static_cast< U32 >( parseFrame( exact.get(), length ).key.words[ SoftAsic::metaWord ] &
@@ -28,7 +28,7 @@ bool has( const Packet & packet, U32 bits ) {
   return ( validity( frame, frame.size() ) & bits ) != 0;
 }
 
-// Length from which on a frame has the bit, for good; one more than the whole length: never.
+// Shortest length from which the bit stays set; whole length + 1: never set.
 size_t firstLength( const Packet & packet, KeyBit bit ) {
   const Frame frame = frameOf( packet );
   size_t first = frame.size() + 1;
@@ -40,7 +40,7 @@ size_t firstLength( const Packet & packet, KeyBit bit ) {
   return first;
 }
 
-TEST( PacketParser, HeadersBecomeValidWhenTheyAreWhole ) {
+TEST( PacketParserTest, HeadersAreValidOnlyIfWhole ) {
   Packet packet;
   packet.tags = { 0x6005, 0x0006 };
   packet.options = 8;
@@ -56,7 +56,7 @@ TEST( PacketParser, HeadersBecomeValidWhenTheyAreWhole ) {
     EXPECT_EQ( firstLength( packet, bit ), length ) << "bit " << bit;
 }
 
-TEST( PacketParser, ExtensionHeadersAreSteppedOver ) {
+TEST( PacketParserTest, SkipsExtensionHeaders ) {
   Packet packet;
   packet.l3 = L3::ipv6;
   packet.protocol = 17;
@@ -71,7 +71,7 @@ TEST( PacketParser, ExtensionHeadersAreSteppedOver ) {
   EXPECT_TRUE( has( packet, KeyBit::keyLaterFragment ) && has( packet, KeyBit::keyProtocol ) );
   EXPECT_FALSE( has( packet, KeyBit::keyTcpUdp ) );
 
-  // One header more than the parser reads hides what is behind it.
+  // One header more than the parser supports hides the L4 header.
   packet.part = Part::whole;
   packet.extensions.assign( 8, 60 );
   EXPECT_TRUE( has( packet, KeyBit::keyTcpUdp ) );
@@ -80,8 +80,8 @@ TEST( PacketParser, ExtensionHeadersAreSteppedOver ) {
   EXPECT_FALSE( has( packet, KeyBit::keyTcpUdp | KeyBit::keyProtocol ) );
 }
 
-TEST( PacketParser, EveryByteOfTheKeyIsWhereARuleLooks ) {
-  // One rule that pins every field of a packet; each field changed alone must miss.
+TEST( PacketParserTest, RulesMatchOnEveryByteOfEveryField ) {
+  // A rule that fixes every field of a packet must miss if any single byte of a field changes.
   ChipProfile profile = smallProfile();
   profile.stages[ 0 ].slices[ 0 ].keyBits = 1000;
   TestChip chip( profile );
@@ -120,14 +120,14 @@ TEST( PacketParser, EveryByteOfTheKeyIsWhereARuleLooks ) {
   ASSERT_EQ( rc, BCM_E_NONE );
   EXPECT_EQ( chip.winner( packet, 3 ), 5U );
   EXPECT_EQ( chip.winner( packet, 2 ), 0U );
-  // The bytes of the fields in the frame: MACs, tags, types, class, hop limit, addresses.
+  // Field bytes in the frame: MACs, tags, types, traffic class, hop limit, addresses.
   const Frame frame = frameOf( packet );
   const auto inKey = []( size_t i ) { return i < 24 || i == 29 || ( i >= 30 && i < 62 ); };
   for ( size_t i = 0; i < frame.size(); ++i )
     for ( const U8 flip : { U8{ 0x01 }, U8{ 0x80 } } ) {
       Frame changed = frame;
       changed[ i ] ^= flip;
-      // Two bits belong to no field: flow label, and the inner tag's priority.
+      // Flow label and inner tag priority are in no field.
       const bool free = !inKey( i ) || ( i == 23 && flip == 0x01 ) || ( i == 18 && flip == 0x80 );
       EXPECT_EQ( chip.inject( 0, 3, changed.data(), changed.size() ).matches.empty(), !free )
           << "byte " << i << " bit " << int{ flip };
@@ -136,7 +136,7 @@ TEST( PacketParser, EveryByteOfTheKeyIsWhereARuleLooks ) {
              ( std::vector< U64 >{ 0x0102030405060708, 0x090A0B0C0D0E0F10 } ) );
 }
 
-TEST( PacketParser, MalformedHeadersAreNotThere ) {
+TEST( PacketParserTest, IgnoresMalformedHeaders ) {
   const Frame good = frameOf( {} );
   const auto with = [ & ]( size_t at, U8 value ) {
     Frame frame = good;
@@ -149,7 +149,7 @@ TEST( PacketParser, MalformedHeadersAreNotThere ) {
   EXPECT_EQ( with( 17, 39 ) & KeyBit::keyTcpUdp, 0U );  // total length cuts the TCP header
   EXPECT_NE( with( 17, 39 ) & KeyBit::keyIpv4, 0U );
   EXPECT_EQ( with( 17, 19 ) & KeyBit::keyIpv4, 0U );
-  // A length field in place of a type; a third tag.
+  // A length instead of a type; a third tag.
   EXPECT_EQ( with( 12, 0x05 ) & KeyBit::keyEtherType, 0U );
   EXPECT_NE( with( 12, 0x05 ) & KeyBit::keyNonIp, 0U );
   Packet tagged;
@@ -157,9 +157,9 @@ TEST( PacketParser, MalformedHeadersAreNotThere ) {
   EXPECT_TRUE( has( tagged, KeyBit::keyNonIp ) );
 }
 
-// Random frames, damaged and cut: what a cut frame says, the whole one says too, and no header lies
-// behind the end.
-TEST( PacketParser, CutsTakeFieldsAndChangeNone ) {
+// Random damaged frames: a truncated frame has only fields that the whole frame has, with the same
+// values, and no header beyond its end.
+TEST( PacketParserTest, TruncationOnlyRemovesFields ) {
   std::mt19937 random( 1 );
   const auto below = [ & ]( size_t bound ) { return static_cast< U32 >( random() % bound ); };
   constexpr U8 protocols[] = { 1, 6, 17, 58, 0, 43, 44, 51, 60 };

@@ -1,4 +1,4 @@
-// Which tables see a packet, how actions of several groups resolve, and what is counted.
+// Instance selection, action resolution across groups, and statistics.
 #include <gtest/gtest.h>
 
 #include "tests/softasic/TestChip.h"
@@ -9,7 +9,7 @@ namespace {
 using ::SoftAsic::Match;
 using ::SoftAsic::Verdict;
 
-TEST( Pipeline, EachPortIsServedByOnePipeAndCopy ) {
+TEST( PipelineTest, LooksUpThePipeAndCopyOfThePort ) {
   TestChip chip( bigProfile() );
   for ( U32 pipe = 0; pipe < 2; ++pipe )
     for ( U32 copy = 0; copy < 2; ++copy ) {
@@ -25,7 +25,7 @@ TEST( Pipeline, EachPortIsServedByOnePipeAndCopy ) {
   EXPECT_THROW( chip.send( {}, 16 ), std::out_of_range );
 }
 
-TEST( Pipeline, ASharedIngressStageSeesUntaggedPacketsInVlan0 ) {
+TEST( PipelineTest, SharedIngressTablesTreatUntaggedAsPriorityTagged ) {
   for ( const bool shared : { false, true } ) {
     ChipProfile profile = bigProfile();
     profile.secondCopy = profile.groupByPreselector = false;
@@ -43,7 +43,7 @@ TEST( Pipeline, ASharedIngressStageSeesUntaggedPacketsInVlan0 ) {
     EXPECT_EQ( chip.send( packet ).matches.size(), shared ? 1U : 0U );
     packet.tags = { 0 };
     EXPECT_EQ( chip.send( packet ).matches.size(), 3U );
-    const Frame frame = frameOf( packet );  // a tag that breaks off is no untagged packet
+    const Frame frame = frameOf( packet );  // a truncated tag is not untagged
     EXPECT_TRUE( chip.inject( 0, 2, frame.data(), 15 ).matches.empty() );
     packet.tags = { 5 };
     EXPECT_TRUE( chip.send( packet ).matches.empty() );
@@ -52,7 +52,7 @@ TEST( Pipeline, ASharedIngressStageSeesUntaggedPacketsInVlan0 ) {
 
 class ActionTest : public testing::Test {
  protected:
-  // Groups 1, 2, 3 of rising priority in the stage of a qualifier, each with one open rule.
+  // Groups 1, 2, 3 of ascending priority in a stage, each with one match-all rule.
   void makeGroups( U32 stageQualifier ) {
     for ( U32 id = 1; id <= 3; ++id ) {
       bcm_field_group_config_t config = groupConfig( id, { dst, stageQualifier } );
@@ -72,7 +72,7 @@ class ActionTest : public testing::Test {
   TestChip chip{ bigProfile() };
 };
 
-TEST_F( ActionTest, HighestGroupDecidesAndTheRestAddsUp ) {
+TEST_F( ActionTest, HighestGroupDecidesAndOtherActionsAccumulate ) {
   makeGroups( bcmFieldQualifyStageIngress );
   Verdict verdict = chip.send( {} );
   EXPECT_EQ( verdict.matches.size(), 3U );
@@ -91,14 +91,14 @@ TEST_F( ActionTest, HighestGroupDecidesAndTheRestAddsUp ) {
   act( 1, bcmFieldActionMirrorPbmp, { 3 } );
   act( 2, bcmFieldActionMirrorPbmp, { 4 } );
   act( 2, bcmFieldActionEgressMask, { 6 } );
-  act( 2, bcmFieldActionEgressMask, { 7 } );  // in place of 6
+  act( 2, bcmFieldActionEgressMask, { 7 } );  // replaces 6
   verdict = chip.send( {} );
   EXPECT_EQ( verdict.redirectPorts, portSet( { 2 } ) );
   EXPECT_EQ( verdict.egressMask, portSet( { 5, 7 } ) );
   EXPECT_EQ( verdict.mirrorPorts, portSet( { 3, 4 } ) );
 }
 
-TEST_F( ActionTest, RefusesWhatARuleCannotDo ) {
+TEST_F( ActionTest, RefusesInvalidActions ) {
   makeGroups( bcmFieldQualifyStageIngress );
   act( 1, bcmFieldActionDrop );
   EXPECT_EQ( chip.bcm_field_action_add( 0, 1, bcmFieldActionPermit, 0, 0 ), BCM_E_CONFIG );
@@ -111,7 +111,7 @@ TEST_F( ActionTest, RefusesWhatARuleCannotDo ) {
              BCM_E_PORT );
 }
 
-TEST_F( ActionTest, ADropEndsThePacketsWayAfterItsStage ) {
+TEST_F( ActionTest, DropEndsProcessingAfterItsStage ) {
   makeGroups( bcmFieldQualifyStageLookup );
   ASSERT_EQ( chip.createGroup( groupConfig( 8, { dst } ) ), BCM_E_NONE );
   ASSERT_EQ( chip.addRule( 8, 8, 1, 0, 0 ), BCM_E_NONE );
@@ -120,7 +120,7 @@ TEST_F( ActionTest, ADropEndsThePacketsWayAfterItsStage ) {
   Verdict verdict = chip.send( {} );
   ASSERT_EQ( verdict.matches.size(), 5U );
   EXPECT_EQ( verdict.matches[ 3 ].stage, StageKind::ifp );
-  EXPECT_TRUE( verdict.drop );  // a permit of an earlier stage does not protect
+  EXPECT_TRUE( verdict.drop );  // an earlier stage's permit does not prevent it
   act( 1, bcmFieldActionDrop );
   EXPECT_EQ( chip.send( {} ).matches.size(), 3U );
 }
@@ -143,14 +143,14 @@ class StatsTest : public testing::Test {
   U32 stat = 0;
 };
 
-TEST_F( StatsTest, CountsTheWinnersPackets ) {
+TEST_F( StatsTest, CountsPacketsOfTheWinner ) {
   const bcm_field_stat_t types[] = { bcmFieldStatGreenBytes, bcmFieldStatPackets,
                                      bcmFieldStatRedPackets };
   ASSERT_EQ( chip.bcm_field_stat_create( 0, 1, 3, types, &stat ), BCM_E_NONE );
   ASSERT_EQ( chip.bcm_field_entry_stat_attach( 0, 5, stat ), BCM_E_NONE );
   for ( int i = 0; i < 3; ++i )
     chip.send( {}, 2 );
-  chip.send( {}, 9 );  // another pipe's table
+  chip.send( {}, 9 );  // other pipe
   const U64 bytes = frameOf( {} ).size();
   EXPECT_EQ( chip.statistic( 0, stat )->values, ( std::vector< std::pair< bcm_field_stat_t, U64 > >{
                                                     { bcmFieldStatPackets, 3 },
@@ -164,7 +164,7 @@ TEST_F( StatsTest, CountsTheWinnersPackets ) {
   EXPECT_EQ( value, 0U );  // counters wrap
 }
 
-TEST_F( StatsTest, OwnershipIsStrict ) {
+TEST_F( StatsTest, ObjectsServeOneEntryOfTheirInstance ) {
   U32 other = 0;
   U32 far = 0;
   ASSERT_EQ( firstError( { create( 1, &stat ), create( 1, &other ), create( 1 | pipe1, &far ) } ),

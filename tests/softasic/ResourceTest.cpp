@@ -1,4 +1,4 @@
-// Range checkers and policers: pools, who uses them, and what policers do to packets.
+// Range checkers and policers: pools, use by entries, and policing.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -32,7 +32,7 @@ class RangeTest : public testing::Test {
   U32 id = 0;
 };
 
-TEST_F( RangeTest, PoolAndIntervals ) {
+TEST_F( RangeTest, AllocatesFromThePoolAndChecksIntervals ) {
   constexpr U32 src = BCM_FIELD_RANGE_SRCPORT;
   constexpr U32 vlan = BCM_FIELD_RANGE_OUTERVLAN;
   EXPECT_EQ( ( Codes{ create( src, 0, 0x10000 ), create( vlan, 5, 4096 ), create( src, 6, 5 ),
@@ -47,7 +47,7 @@ TEST_F( RangeTest, PoolAndIntervals ) {
   EXPECT_EQ( id, 2U );
 }
 
-TEST_F( RangeTest, BusyWhileARuleHoldsOne ) {
+TEST_F( RangeTest, CheckersInUseAreBusy ) {
   ASSERT_EQ(
       firstError(
           { chip.createGroup( groupConfig( 1, { bcmFieldQualifyRangeCheck } ) ),
@@ -62,7 +62,8 @@ TEST_F( RangeTest, BusyWhileARuleHoldsOne ) {
       { [ & ] { return chip.kelmor_field_entry_copy_id( 0, 5, 6 ); }, { 5, 6 } },
       { [ & ] { return chip.bcm_field_entry_install( 0, 6 ); }, { 5, 6 } },
       { [ & ] { return chip.bcm_field_qualify_clear( 0, 5 ); }, { 6 } },
-      { [ & ] { return chip.bcm_field_qualify_clear( 0, 6 ); }, { 6 } },  // still installed with it
+      { [ & ] { return chip.bcm_field_qualify_clear( 0, 6 ); },
+        { 6 } },  // still in the installed rule
       { [ & ] { return chip.bcm_field_entry_remove( 0, 6 ); }, {} },
       { [ & ] { return qualify( 6, id ); }, { 6 } },
       { [ & ] { return chip.bcm_field_entry_destroy( 0, 6 ); }, {} } };
@@ -74,20 +75,20 @@ TEST_F( RangeTest, BusyWhileARuleHoldsOne ) {
   EXPECT_EQ( destroy( id ), BCM_E_NONE );
 }
 
-// Each packet: milliseconds, bytes, colour before and after. 1,000 bytes are 8 kilobits.
-TEST( Meter, BucketsByHand ) {
+// Per packet: time in ms, bytes, colour before and after. 1,000 bytes are 8 kbit.
+TEST( MeterTest, ColoursAsCalculatedByHand ) {
   const std::pair< bcm_policer_config_t, const char * > cases[] = {
-      // 8 kbit/s, bucket of 16: a packet a second; only green packets may use it.
+      // 8 kbit/s, bucket of 16 kbit: one packet per second, for green packets only.
       { { 0, bcmPolicerModeCommitted, 8, 16, 99, 99 },
         "0 1000 gg  0 1000 gg  0 1 gr  999 1000 gr  1000 1000 gg  1500 500 gg "
         "1000000 2000 gg  1000000 1 gr  1001000 1000 yr" },
-      // 8 kbit/s into a bucket of 8, which overflows into another of 8.
+      // 8 kbit/s into a bucket of 8 kbit that overflows into another of 8 kbit.
       { { 0, bcmPolicerModeSrTcm, 8, 8, 0, 8 },
         "0 1000 gg  0 1000 gy  0 1 gr  1500 500 yy  1500 1000 gg  2000 1000 gr  2500 1000 rr "
         "2500 1000 gg" },
       { { BCM_POLICER_COLOR_BLIND, bcmPolicerModeSrTcm, 8, 8, 0, 8 },
         "0 1000 rg  0 1000 yy  0 1000 gr" },
-      // 8 kbit/s, bucket of 8; peak 16 kbit/s, bucket of 24.
+      // 8 kbit/s, bucket of 8 kbit; peak 16 kbit/s, bucket of 24 kbit.
       { { 0, bcmPolicerModeTrTcm, 8, 8, 16, 24 },
         "0 1000 gg  0 1000 gy  0 1000 yy  0 1 gr  500 1000 gy  1000 1000 rr  1000 1000 gg "
         "1000 1 gr" },
@@ -123,23 +124,23 @@ class PolicerTest : public testing::Test {
       EXPECT_EQ( chip.addRule( 1 | bits, 6 | bits, 6, 0, 0 ), 0 );
     }
   }
-  int create( U32 & id, U32 flags = 0 ) {
+  int create( U32 & policer, U32 flags = 0 ) {
     config.flags = flags;
-    return chip.bcm_policer_create( 0, &config, &id );
+    return chip.bcm_policer_create( 0, &config, &policer );
   }
-  int createAt( U32 id ) { return create( id, BCM_POLICER_WITH_ID ); }
+  int createAt( U32 policer ) { return create( policer, BCM_POLICER_WITH_ID ); }
   int attach( U32 entry, U32 policer, int level = 0 ) {
     return chip.bcm_field_entry_policer_attach( 0, entry, level, policer );
   }
   int detach( U32 entry ) { return chip.bcm_field_entry_policer_detach( 0, entry, 0 ); }
-  int destroy( U32 id ) { return chip.bcm_policer_destroy( 0, id ); }
+  int destroy( U32 policer ) { return chip.bcm_policer_destroy( 0, policer ); }
   bcm_policer_config_t config = { 0, bcmPolicerModeCommitted, 8, 16, 0, 0 };
   TestChip chip{ withResources( bigProfile() ) };
   U32 id = 0;
 };
 
-TEST_F( PolicerTest, IdsPoolsAndUsers ) {
-  const U32 far = 2 | pipe1;  // another pipe's pool
+TEST_F( PolicerTest, AllocatesPerPipeAndTracksUsers ) {
+  const U32 far = 2 | pipe1;  // pool of another pipe
   EXPECT_EQ( ( Codes{ create( id ), create( id ), create( id ), create( id ) } ),
              ( Codes{ 0, 0, 0, BCM_E_RESOURCE } ) );
   EXPECT_EQ( id, 3U );
@@ -183,14 +184,14 @@ TEST_F( PolicerTest, DropsAndCountsByColour ) {
   send( 2, Colour::green );
   send( 2, Colour::yellow );
   send( 3, Colour::red );
-  chip.advance( 0, ( 432 - 136 ) * 1000000 );  // 136 bits were left
+  chip.advance( 0, ( 432 - 136 ) * 1000000 );  // 136 bits left
   send( 1, Colour::green );
   send( 1, Colour::red );
   const auto view = *chip.statistic( 0, stat );
   EXPECT_EQ( view.values[ 0 ].second, 9U );
   EXPECT_EQ( view.values[ 1 ].second, 3 * 54U );
   EXPECT_EQ( view.values[ 3 ].second, 4 * 54U );
-  // Full again, for packets that come yellow from an earlier stage.
+  // Refilled; packets that an earlier stage coloured yellow.
   U32 early = 0;
   config = { 0, bcmPolicerModeSrTcm, 1, 1, 0, 1 };
   ASSERT_EQ( chip.bcm_policer_set( 0, id, &config ), BCM_E_NONE );
@@ -202,7 +203,7 @@ TEST_F( PolicerTest, DropsAndCountsByColour ) {
       BCM_E_NONE );
   send( 2, Colour::yellow );
   ASSERT_EQ( chip.bcm_field_entry_policer_detach( 0, 9, 0 ), BCM_E_NONE );
-  send( 2, Colour::green );  // the yellow ones left the first bucket alone
+  send( 2, Colour::green );  // yellow packets did not use the committed bucket
   send( 1, Colour::red );
 }
 

@@ -1,4 +1,4 @@
-// Where entries stand: slices taken and given back, and what an insert costs.
+// Row allocation: slices taken and released, and the cost of an insert.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -17,7 +17,7 @@ class RowTest : public testing::Test {
   U64 moves() { return chip.tables( 0 )[ 0 ].moves; }
   std::vector< U32 > slices() { return chip.group( 0, group )->slices; }
 
-  // The most rows that one of a new entry's two steps, creation and priority, moved.
+  // Most rows moved by creating an entry or setting its priority.
   U64 create( U32 id, U32 priority ) {
     const U64 before = moves();
     EXPECT_EQ( chip.bcm_field_entry_create_id( 0, group, id ), BCM_E_NONE );
@@ -29,20 +29,20 @@ class RowTest : public testing::Test {
   TestChip chip{ smallProfile( 4, 8 ) };  // 32 rows
 };
 
-TEST_F( RowTest, CostIsBoundedBySliceDepthAndSlices ) {
-  // Every new entry goes before all others, with full slices behind.
+TEST_F( RowTest, InsertCostIsBoundedByDepthAndSliceCount ) {
+  // Every new entry goes before all others, with full slices after it.
   U64 worst = 0;
   for ( U32 id = 1; id <= 31; ++id )
     worst = std::max( worst, create( id, 100 + id ) );
   EXPECT_LE( worst, 2U * 8 + 4 + 1 );
-  // Fill the only free row, far from it, by an entry at either end.
+  // Insert at either end; the only free row is at the other.
   ASSERT_EQ( chip.bcm_field_entry_destroy( 0, 31 ), BCM_E_NONE );
   EXPECT_LE( create( 50, 1 ), 2U * 8 + 4 + 1 );
   ASSERT_EQ( chip.bcm_field_entry_destroy( 0, 1 ), BCM_E_NONE );
   EXPECT_LE( create( 51, 500 ), 2U * 8 + 4 + 1 );
 }
 
-TEST_F( RowTest, EmptiedSliceReturnsAtOnce ) {
+TEST_F( RowTest, ReturnsAnEmptiedSliceAtOnce ) {
   for ( U32 id = 1; id <= 20; ++id )
     create( id, 1000 - id );
   ASSERT_EQ( slices(), ( std::vector< U32 >{ 0, 1, 2 } ) );
@@ -50,16 +50,16 @@ TEST_F( RowTest, EmptiedSliceReturnsAtOnce ) {
     ASSERT_EQ( chip.bcm_field_entry_destroy( 0, id ), BCM_E_NONE );
   EXPECT_EQ( slices(), ( std::vector< U32 >{ 0, 2 } ) );
   EXPECT_EQ( chip.status( group ).entries_free, 4 + 2 * 8 );
-  // Another group takes the slice; what is left for the first one shrinks.
+  // Another group takes the slice, which leaves fewer rows for the first one.
   ASSERT_EQ( chip.createGroup( groupConfig( 2, { bcmFieldQualifyDstIp } ) ), BCM_E_NONE );
   EXPECT_EQ( chip.group( 0, 2 )->slices, std::vector< U32 >{ 1 } );
   EXPECT_EQ( chip.status( group ).entries_free, 4 + 8 );
 }
 
-TEST_F( RowTest, CompressPacksAndGivesSlicesBack ) {
+TEST_F( RowTest, CompressPacksRowsAndReleasesSlices ) {
   for ( U32 id = 1; id <= 32; ++id )
     create( id, 1000 - id );
-  EXPECT_EQ( moves(), 0U );  // orderly filling is free
+  EXPECT_EQ( moves(), 0U );  // appending moves no rows
   for ( U32 id = 1; id <= 32; ++id )
     if ( id % 4 != 0 )
       chip.bcm_field_entry_destroy( 0, id );

@@ -1,4 +1,4 @@
-// Units, locks and families of operations; the call log and the fault injector in front of a chip.
+// Units, locking, operations that a chip lacks, call log and fault injector.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -17,7 +17,7 @@ using Shim::SdkOp;
 using ::SoftAsic::CallLog;
 using ::SoftAsic::FaultInjector;
 
-TEST( ChipProfile, NamesWhatIsWrong ) {
+TEST( ChipProfileTest, ValidateNamesTheBadField ) {
   EXPECT_EQ( bigProfile().validate(), "" );
   const std::pair< const char *, void ( * )( ChipProfile & ) > faults[] = {
       { "pipes:", []( ChipProfile & p ) { p.pipes = 5; } },
@@ -36,7 +36,7 @@ TEST( ChipProfile, NamesWhatIsWrong ) {
   }
 }
 
-TEST( SoftAsic, UnitsAreSeparateAndResetToTheirProfile ) {
+TEST( SoftAsicTest, UnitsAreIndependentAndResetToTheirProfile ) {
   TestChip chip( smallProfile() );
   chip.addUnit( 7, bigProfile() );
   EXPECT_THROW( chip.addUnit( 7, bigProfile() ), std::invalid_argument );
@@ -60,7 +60,7 @@ TEST( SoftAsic, UnitsAreSeparateAndResetToTheirProfile ) {
   EXPECT_EQ( chip.tables( 7 ).size(), 1U + 4 + 1 );
 }
 
-TEST( SoftAsic, CallsWithoutTheLockAreCounted ) KIV_NO_THREAD_SAFETY_ANALYSIS {
+TEST( SoftAsicTest, CountsCallsWithoutTheLock ) KIV_NO_THREAD_SAFETY_ANALYSIS {
   ::SoftAsic::SoftAsic chip;
   chip.addUnit( 0, smallProfile() );
   bcm_port_config_t ports = {};
@@ -68,17 +68,17 @@ TEST( SoftAsic, CallsWithoutTheLockAreCounted ) KIV_NO_THREAD_SAFETY_ANALYSIS {
   EXPECT_TRUE( chip.sdkLockHeld() );
   chip.bcm_port_config_get( 0, &ports );
   EXPECT_EQ( chip.lockViolations(), 0U );
-  // A lock held by another thread is not the caller's.
+  // Held by another thread.
   std::thread( [ & ] { chip.bcm_port_config_get( 0, &ports ); } ).join();
   EXPECT_EQ( chip.lockViolations(), 1U );
   chip.sdkUnlock();
   EXPECT_EQ( chip.bcm_port_config_get( 0, &ports ), BCM_E_NONE );
   EXPECT_EQ( chip.lockViolations(), 2U );
-  EXPECT_TRUE( chip.groups( 0 ).empty() );  // inspection locks by itself
+  EXPECT_TRUE( chip.groups( 0 ).empty() );  // inspection takes the lock
   EXPECT_FALSE( chip.sdkLockHeld() );
 }
 
-TEST( SoftAsic, FamiliesThatTheChipLacksAreRefused ) {
+TEST( SoftAsicTest, RefusesOperationsThatTheChipLacks ) {
   TestChip chip( smallProfile() );
   bcm_field_range_t range = 0;
   EXPECT_EQ( chip.bcm_field_range_create( 0, &range, 0, 1, 2 ), BCM_E_UNAVAIL );
@@ -105,7 +105,7 @@ class DecoratorTest : public testing::Test {
   CallLog log{ faults };
 };
 
-TEST_F( DecoratorTest, LogKeepsOrderResultsThrowsAndCounts ) {
+TEST_F( DecoratorTest, LogRecordsOrderResultsExceptionsAndCounts ) {
   EXPECT_EQ( createEntry( 4 ), BCM_E_NONE );
   EXPECT_EQ( createEntry( 4 ), BCM_E_EXISTS );
   EXPECT_EQ( log.bcm_field_entry_install( 3, 4 ), BCM_E_UNIT );
@@ -124,13 +124,13 @@ TEST_F( DecoratorTest, LogKeepsOrderResultsThrowsAndCounts ) {
   EXPECT_EQ( log.total(), 1U );
 }
 
-TEST_F( DecoratorTest, FaultHitsTheNthSelectedCallOnly ) {
+TEST_F( DecoratorTest, FaultFailsOnlyTheSelectedCalls ) {
   for ( U32 nth = 1; nth <= 4; ++nth ) {
     faults.arm( { .op = createOp, .nth = nth, .rc = BCM_E_RESOURCE } );
     for ( U32 i = 1; i <= 3; ++i )
       EXPECT_EQ( createEntry( 10 * nth + i ), i == nth ? BCM_E_RESOURCE : BCM_E_NONE );
     EXPECT_EQ( faults.fired(), nth <= 3 );
-    EXPECT_EQ( chip.entry( 0, 10 * nth + nth ).has_value(), false );  // it never reached the chip
+    EXPECT_EQ( chip.entry( 0, 10 * nth + nth ).has_value(), false );  // did not reach the chip
   }
   faults.arm( { .op = createOp, .pipe = 1, .nth = 2, .times = 0, .rc = BCM_E_FULL } );
   EXPECT_EQ( createEntry( 100 | pipe1 ), BCM_E_NONE );

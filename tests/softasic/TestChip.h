@@ -1,4 +1,4 @@
-// A software ASIC with one unit 0, for tests; holds the SDK lock while it lives.
+// Software ASIC with unit 0, for tests. Holds the SDK lock for its lifetime.
 #pragma once
 
 #include <initializer_list>
@@ -12,7 +12,7 @@ using SoftAsic::ChipProfile;
 using SoftAsic::StageKind;
 using SoftAsic::StageProfile;
 
-// What most groups of the tests match on.
+// Qualifier set of most test groups.
 constexpr U32 dst = bcmFieldQualifyDstIp;
 
 // One pipe of 8 ports, one IFP stage with `slices` slices of `depth` rows and a 200-bit key.
@@ -53,7 +53,7 @@ inline bcm_field_group_config_t groupConfig( U32 id, std::initializer_list< U32 
   return config;
 }
 
-// Makes a configuration one of a per-copy table.
+// Makes a group configuration per-copy.
 inline bcm_field_group_config_t perCopy( bcm_field_group_config_t config ) {
   config.flags |= BCM_FIELD_GROUP_CREATE_WITH_MODE | BCM_FIELD_GROUP_CREATE_PER_COPY;
   config.mode = bcmFieldGroupModePerCopy;
@@ -67,7 +67,7 @@ inline bcm_pbmp_t portSet( std::initializer_list< U32 > ports ) {
   return set;
 }
 
-// The first of some results, in their order, that is no success.
+// First failure among the results.
 inline int firstError( std::initializer_list< int > results ) {
   for ( const int rc : results )
     if ( rc < 0 )
@@ -88,7 +88,7 @@ class TestChip : public SoftAsic::SoftAsic {
   int createGroup( bcm_field_group_config_t config ) {
     return bcm_field_group_config_create( 0, &config );
   }
-  // Creates, qualifies the destination address, gives an action and installs; 0 when all went well.
+  // Creates an entry on the destination address with an action, and installs it.
   int addRule( U32 group, U32 entry, U32 priority, U32 dstIp, U32 mask,
                bcm_field_action_t action = bcmFieldActionPermit ) {
     return firstError( { bcm_field_entry_create_id( 0, group, entry ),
@@ -101,7 +101,7 @@ class TestChip : public SoftAsic::SoftAsic {
     const Frame frame = frameOf( packet );
     return inject( 0, port, frame.data(), frame.size() );
   }
-  // Entry that wins in the only group that matches; 0: none does.
+  // Winning entry; at most one group may match. 0: none.
   U32 winner( const Packet & packet, U32 port = 0 ) {
     const auto matches = send( packet, port ).matches;
     return matches.empty() ? 0 : matches.front().entry;

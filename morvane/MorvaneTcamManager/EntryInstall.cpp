@@ -1,0 +1,148 @@
+#include "morvane/MorvaneTcamManager/EntryInstall.h"
+
+#include "kiv/Assert.h"
+#include "morvane/MorvaneTcamManager/OvidTwins.h"
+#include "morvane/MorvaneTcamManager/PortBitmaps.h"
+#include "morvane/MorvaneTcamManager/Trace.h"
+#include "shim/SdkCall.h"
+
+namespace Morvane {
+
+// --- Rules -----------------------------------------------------------------------------------
+
+void EntryInstall::install( U32 entry ) {
+  MORVANE_TRACE( traceEntry ) << "installEntry"
+                              << " entry " << entry;
+  const bool wasInstalled = entries().entryInstalled( entry );
+  Rollback rollback( groups_ );
+  writeCopies( entry, rollback, wasInstalled );
+  rollback.commit();
+  entries().entryInstalledIs( entry, true );
+  PortBitmaps( user_, unit_ ).dropApplied( entry );
+}
+
+void EntryInstall::reinstallCopies( U32 entry ) {
+  Rollback rollback( groups_ );
+  for ( const PipeCopy c : copies() )
+    writeCopy( entry, c, rollback, true );
+  PortBitmaps( user_, unit_ ).programLoopback( entry, nullptr );
+  rollback.commit();
+}
+
+void EntryInstall::writeCopies( U32 entry, Rollback & rollback, bool wasInstalled ) {
+  bool first = true;
+  for ( const PipeCopy c : copies() ) {
+    writeCopy( entry, c, rollback, wasInstalled );
+    // The old rule is nowhere any more: from here on the way back is forward.
+    if ( first && wasInstalled )
+      rollback.add( unit_, { cleanupReinstallEntry, entry } );
+    first = false;
+  }
+  PortBitmaps( user_, unit_ ).programLoopback( entry, wasInstalled ? nullptr : &rollback );
+}
+
+// A first installation is undone copy by copy.
+void EntryInstall::writeCopy( U32 entry, const PipeCopy & at, Rollback & rollback,
+                              bool wasInstalled ) {
+  const U32 unit = unit_;
+  const U32 tcamEntryId = at.entryId( entry );
+  const bool twin = !at.first() && groups_.ovidWar( user_.group() );
+  if ( twin ) {
+    OvidTwins( user_, unit ).processOvidWarEntry( entry, wasInstalled ? nullptr : &rollback );
+    return;
+  }
+  if ( !at.first() ) {
+    SDK_CHECKED( SdkShim->kelmor_field_entry_copy_id( unit, entry, tcamEntryId ) );
+    FP_COMMAND() << "fp entry copy " << entry << " " << tcamEntryId;
+    if ( !wasInstalled )
+      rollback.add( unit, { cleanupClearRule, tcamEntryId } );
+  }
+  if ( entries().tcamEntryBcmPbmpSize() != 0 )
+    PortBitmaps( user_, unit ).apply( entry, tcamEntryId, rollback );
+  SDK_CHECKED( bcm_field_entry_install( unit, tcamEntryId ) );
+  FP_COMMAND() << "fp entry install " << tcamEntryId;
+  if ( !wasInstalled )
+    rollback.add( unit, { cleanupUninstallEntry, tcamEntryId } );
+  MORVANE_TRACE( traceEntry ) << "installEntry"
+                              << " Entry installed: " << tcamEntryId;
+}
+
+void EntryInstall::remove( U32 entry ) {
+  Release release( groups_, unit_ );
+  for ( const PipeCopy c : copies() )
+    release.add( { cleanupRemoveEntry, c.entryId( entry ) } );
+  if ( groups_.ovidWar( user_.group() ) )
+    OvidTwins( user_, unit_ ).forget( entry );
+  entries().entryInstalledIs( entry, false );
+  PortBitmaps( user_, unit_ ).dropTemporary( entry );
+  release.run();
+}
+
+// --- State -----------------------------------------------------------------------------------
+
+void EntryInstall::enable( U32 entry, bool enable, int toleratedRc ) {
+  const U32 unit = unit_;
+  const bool wasEnabled = !entries().entryDisabled( entry );
+  const bool twinIdle = entries().ovidTwinIdle( entry );
+  bool refused = false;
+  bool changed = false;
+  Rollback rollback( groups_ );
+  for ( const PipeCopy c : copies() ) {
+    const bool idle = c.pipe != 0 && twinIdle;
+    if ( enable && idle )
+      continue;
+    const U32 tcamEntryId = c.entryId( entry );
+    if ( SDK_TOLERATED( toleratedRc, bcm_field_entry_enable_set( unit, tcamEntryId, enable ) ) <
+         0 ) {
+      refused = true;
+      continue;
+    }
+    changed = true;
+    FP_COMMAND() << "fp entry enable " << tcamEntryId << " " << U32( enable );
+    rollback.add( unit, { cleanupEnableEntry, tcamEntryId, U32( wasEnabled && !idle ),
+                          static_cast< U32 >( toleratedRc ) } );
+  }
+  rollback.commit();
+  if ( enable && !refused )
+    entries().entryDisabledDel( entry );
+  else if ( !enable && changed )
+    entries().entryDisabledIs( entry, true );
+}
+
+void EntryInstall::setPriority( U32 entry, U32 priority ) {
+  Rollback rollback( groups_ );
+  writePriority( entry, priority, &rollback );
+  rollback.commit();
+}
+
+void EntryInstall::writePriority( U32 entry, U32 priority, Rollback * rollback ) {
+  const U32 unit = unit_;
+  if ( priority == user_.invalidPrio() )
+    priority = user_.defaultPrio( entry );
+  MORVANE_TRACE( traceEntry ) << "setPriorityForEntry"
+                              << " fp entry prio " << entry << " " << priority;
+  for ( const PipeCopy c : copies() ) {
+    const U32 entryId = c.entryId( entry );
+    // Should this copy fail, it has the priority that the others had.
+    if ( rollback )
+      rollback->sourceIs( entryId );
+    SDK_CHECKED( bcm_field_entry_prio_set( unit, entryId, priority ) );
+    FP_COMMAND() << "fp entry prio " << entryId << " " << priority;
+    if ( rollback )
+      rollback->add( unit, { cleanupCopyPriority, entryId } );
+  }
+}
+
+void EntryInstall::compress() {
+  if ( entries().entryCreatedSize() == 0 )
+    return;
+  const U32 unit = unit_;
+  for ( const PipeCopy c : copies() ) {
+    const U32 groupId = c.pipeGroup;
+    SDK_UNCHECKED( bcm_field_group_compress( unit, groupId ) );
+    FP_COMMAND() << "fp group compress " << groupId;
+  }
+  groups_.sliceFreedDel( user_.group() );
+}
+
+}  // namespace Morvane

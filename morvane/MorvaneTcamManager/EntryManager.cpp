@@ -1,0 +1,546 @@
+// The entry managers: construction, identifiers, exhaustion, and the way to each topic.
+
+#include "morvane/MorvaneTcamEntryManager.h"
+
+#include "kiv/Assert.h"
+#include "kiv/Strep.h"
+#include "morvane/MorvaneTcamGroupManager.h"
+#include "morvane/MorvaneTcamManager/EntryAllocation.h"
+#include "morvane/MorvaneTcamManager/EntryInstall.h"
+#include "morvane/MorvaneTcamManager/EntryRange.h"
+#include "morvane/MorvaneTcamManager/EntryRelease.h"
+#include "morvane/MorvaneTcamManager/EntryStats.h"
+#include "morvane/MorvaneTcamManager/Managers.h"
+#include "morvane/MorvaneTcamManager/Policers.h"
+#include "morvane/MorvaneTcamManager/PortBitmaps.h"
+#include "morvane/MorvaneTcamManager/Trace.h"
+#include "morvane/MorvaneTcamManager/Udf/EntryFields.h"
+#include "morvane/Operation.h"
+
+namespace Morvane {
+
+// --- Records ---------------------------------------------------------------------------------
+
+Kiv::ValidPtr< StatTypes > defaultStatTypes() {
+  static const Kiv::ValidPtr< StatTypes > types = [] {
+    Kiv::ValidPtr< StatTypes > made( Kiv::make< StatTypes >( Kiv::Name( "defaultStatTypes" ) ) );
+    made->typeIs( 0, bcmFieldStatPackets );
+    made->typeIs( 1, bcmFieldStatBytes );
+    return made;
+  }();
+  return types;
+}
+
+Kiv::Ptr< TcamEntryBcmPbmp > UnitEntriesCreated::newTcamEntryBcmPbmp( U32 entry ) {
+  return tcamEntryBcmPbmp_.make( Kiv::Name( Kiv::valueToStrep( entry ) ) );
+}
+
+Kiv::Ptr< OutportsTcamBcmPbmp > UnitEntriesCreated::newOutportsBcmPbmp( U32 entry ) {
+  return outportsBcmPbmp_.make( Kiv::Name( Kiv::valueToStrep( entry ) ) );
+}
+
+Kiv::Ptr< UnitEntriesCreated > MorvaneTcamEntryManager::newInternalUnitEntry( U32 unit ) {
+  return internalUnitEntry_.make( Kiv::Name( Kiv::valueToStrep( unit ) ) );
+}
+
+// --- Life cycle ------------------------------------------------------------------------------
+
+MorvaneTcamEntryManager::MorvaneTcamEntryManager( const Kiv::Name & name,
+                                                  TcamGroupAssignment assignment,
+                                                  const Kiv::String8 & desc,
+                                                  MorvaneTcamGroupManager * groupManager, U32 group,
+                                                  U32 baseEntry, U32 endEntry,
+                                                  TcamAllocationStrategy strategy )
+    : Kiv::Entity( name ),
+      assignment_( this, "assignment", assignment ),
+      desc_( this, "desc", desc ),
+      groupManager_( this, "groupManager", groupManager ),
+      group_( this, "group", group ),
+      baseEntry_( this, "baseEntry", baseEntry ),
+      endEntry_( this, "endEntry", endEntry ),
+      strategy_( this, "strategy", strategy ) {}
+
+MorvaneTcamEntryManager::~MorvaneTcamEntryManager() = default;
+MorvaneBoundedTcamEntryManager::~MorvaneBoundedTcamEntryManager() = default;
+MorvaneUnboundedTcamEntryManager::~MorvaneUnboundedTcamEntryManager() = default;
+
+const char * MorvaneTcamEntryManager::fwkType() const {
+  return "Morvane::MorvaneTcamEntryManager";
+}
+
+const char * MorvaneBoundedTcamEntryManager::fwkType() const {
+  return "Morvane::MorvaneBoundedTcamEntryManager";
+}
+
+const char * MorvaneUnboundedTcamEntryManager::fwkType() const {
+  return "Morvane::MorvaneUnboundedTcamEntryManager";
+}
+
+void MorvaneTcamEntryManager::requireSameParameters( const Kiv::String8 & desc,
+                                                     MorvaneTcamGroupManager * groupManager,
+                                                     U32 group, U32 baseEntry, U32 endEntry,
+                                                     TcamAllocationStrategy strategy ) const {
+  desc_.requireSame( desc );
+  groupManager_.requireSame( groupManager );
+  group_.requireSame( group );
+  baseEntry_.requireSame( baseEntry );
+  endEntry_.requireSame( endEntry );
+  strategy_.requireSame( strategy );
+}
+
+void MorvaneTcamEntryManager::handleInitialized() {
+  MORVANE_TRACE( traceGroup ) << "MorvaneTcamEntryManager::"
+                              << "handleInitialized"
+                              << " group " << group() << " baseEntry " << baseEntry()
+                              << " endEntry " << endEntry() << " desc " << desc();
+  allocateStatsPerEntryIs( !noStatsPerEntryGroup( group() ) );
+  Rollback rollback( *groupManager() );
+  for ( auto unitIter = groupManager()->modChipInfoIterConst(); unitIter; ++unitIter )
+    EntryStart( *this, unitIter.key() ).run( rollback );
+  rollback.commit();
+  initializedIs( true );
+}
+
+void MorvaneTcamEntryManager::releaseRanges() {
+  for ( auto it = internalUnitEntryIterConst(); it; ++it ) {
+    Release release( *groupManager(), it.key() );
+    EntryRelease all( *this, it.key(), release );
+    all.dropAll();
+    all.dropIdle();
+  }
+}
+
+const Kiv::Ptr< UnitEntriesCreated > & MorvaneTcamEntryManager::unitEntries( U32 unit ) const {
+  // Records that were taken out of the collection have no parent any more.
+  if ( lastUnit_ != unit || !lastEntries_ || lastEntries_->parent() != this ) {
+    lastEntries_ = internalUnitEntry( unit );
+    lastUnit_ = unit;
+    KIV_ASSERT( lastEntries_ && "The entry manager does not know the unit" );
+  }
+  return lastEntries_;
+}
+
+PipeCopies MorvaneTcamEntryManager::copies( U32 unit ) const {
+  if ( !walk_ || walk_->unit() != unit )
+    walk_ = groupManager()->pipeCopies( unit, group() );
+  return *walk_;
+}
+
+GroupCounts & MorvaneTcamEntryManager::countsOf( const PipeCopy & at ) const {
+  const U32 index = at.pipe * 2 + at.copy;
+  Kiv::Ptr< GroupCounts > & counts = counts_[ index ];
+  // A record that was taken out of the collection has no parent any more.
+  if ( !counts || counts->parent() == nullptr || countsGroup_[ index ] != at.pipeGroup ) {
+    counts = groupManager()->groupCounts( at.pipeGroup );
+    countsGroup_[ index ] = at.pipeGroup;
+  }
+  KIV_ASSERT( counts );
+  return *counts;
+}
+
+// --- Identifiers and priorities --------------------------------------------------------------
+
+U32 MorvaneTcamEntryManager::getPipeEntryId( U32 /* unit */, U32 pipe, U32 entry, U32 copy ) const {
+  return tcamId( entry, pipe, copy );
+}
+
+U32 MorvaneTcamEntryManager::getBaseCopyEntryId( U32 entryId ) const {
+  return tcamCopyBits.set( entryId, 0 );
+}
+
+U32 MorvaneTcamEntryManager::defaultPrio( U32 entry ) const {
+  return maxPrio() - entry;
+}
+
+// --- Exhaustion ------------------------------------------------------------------------------
+
+void MorvaneTcamEntryManager::exhaustedIs( U32 unit, bool value ) {
+  groupManager()->exhaustedMarksInc( S32( value ) - S32( exhausted( unit ) ) );
+  exhausted_.set( unit, value );
+}
+
+bool MorvaneTcamEntryManager::exhaustedDel( U32 unit ) {
+  groupManager()->exhaustedMarksInc( -S32( exhausted( unit ) ) );
+  return exhausted_.del( unit );
+}
+
+void MorvaneTcamEntryManager::exhaustedDelAll() {
+  exhausted_.forEachKey( [ this ]( U32 unit ) { exhaustedDel( unit ); } );
+}
+
+void MorvaneTcamEntryManager::exhaustedNotify( U32 unit ) {
+  notify( "exhausted", &Notifiee::onExhausted, unit );
+}
+
+void MorvaneTcamEntryManager::setExhausted( U32 unit, bool exhausted, bool sliceFreed ) {
+  if ( !exhausted && !sliceFreed && groupManager()->exhaustedMarks() == 0 )
+    return;
+  exhaustedIs( unit, exhausted );
+  forEachEntryManager( *groupManager(), [ & ]( const Kiv::Ptr< MorvaneTcamEntryManager > & user ) {
+    user->setExhaustedForManager( unit, exhausted, group(), sliceFreed );
+  } );
+  if ( sliceFreed )
+    groupManager()->sliceFreedIs( group(), true );
+}
+
+void MorvaneTcamEntryManager::setExhaustedForManager( U32 unit, bool exhausted, U32 forGroup,
+                                                      bool sliceFreed ) {
+  if ( strategy() == tcamAllocateAtBeginning )
+    return;
+  if ( strategy() == tcamAllocateAsChunk && entriesAllocated( unit ) != 0 )
+    return;
+  if ( forGroup == group() )
+    exhaustedIs( unit, exhausted );
+  else if ( !exhausted && sliceFreed )
+    exhaustedIs( unit, false );
+}
+
+// --- Room ------------------------------------------------------------------------------------
+
+bool MorvaneTcamEntryManager::initializeGroup( U32 unit ) {
+  const Operation operation( *this, unit );
+  Rollback rollback( *groupManager() );
+  const bool acquired = acquireGroup( *this, unit, rollback );
+  if ( acquired )
+    rollback.commit();
+  else
+    rollback.undo();
+  return acquired;
+}
+
+void MorvaneTcamEntryManager::uninitializeGroup( U32 unit ) {
+  const Operation operation( *this, unit );
+  Release release( *groupManager(), unit );
+  EntryRelease( *this, unit, release ).dropIdle();
+  release.run();
+}
+
+U32 MorvaneTcamEntryManager::entriesAvailable( U32 unit ) {
+  const Operation operation( *this, unit );
+  return EntryRange( *this, unit ).available();
+}
+
+U32 MorvaneTcamEntryManager::entriesAllocated( U32 unit ) const {
+  const Kiv::Ptr< UnitEntriesCreated > entries = internalUnitEntry( unit );
+  const U32 used = entries ? entries->entryCreatedSize() : 0;
+  const U32 range = endEntry() - baseEntry();
+  if ( strategy() == tcamAllocateAtBeginning )
+    return range;
+  if ( strategy() == tcamAllocateAsChunk )
+    return used != 0 || ( entries && entries->rangeCreated() ) ? range : 0;
+  return used;
+}
+
+bool MorvaneTcamEntryManager::allocateAllEntries( U32 unit ) {
+  const Operation operation( *this, unit );
+  Rollback rollback( *groupManager() );
+  const bool created = EntryRange( *this, unit ).create( rollback );
+  rollback.commit();
+  return created;
+}
+
+void MorvaneTcamEntryManager::deallocateAllEntries( U32 unit ) {
+  const Operation operation( *this, unit );
+  if ( groupManager()->getNumPipe( group() ) == 0 ) {
+    setExhausted( unit, false, false );
+    return;
+  }
+  Release release( *groupManager(), unit );
+  EntryRelease range( *this, unit, release );
+  range.dropRange();
+  release.run();
+}
+
+// --- Entries ---------------------------------------------------------------------------------
+
+U32 MorvaneTcamEntryManager::getEntryBase( U32 unit, U32 entry, const Kiv::String8 & desc,
+                                           const Kiv::Ptr< StatTypes > & statTypes ) {
+  const Operation operation( *this, unit );
+  Rollback rollback( *groupManager() );
+  const U32 id = EntryAllocation( *this, unit, entry, desc, statTypes ).run( rollback );
+  rollback.commit();
+  return id;
+}
+
+U32 MorvaneBoundedTcamEntryManager::getEntry( U32 unit, U32 entry, const Kiv::String8 & desc ) {
+  return getEntryWithStats( unit, entry, desc, defaultStatTypes().ptr() );
+}
+
+U32 MorvaneBoundedTcamEntryManager::getEntryWithStats( U32 unit, U32 entry,
+                                                       const Kiv::String8 & desc,
+                                                       const Kiv::Ptr< StatTypes > & statTypes ) {
+  const Operation operation( *this, unit );
+  MORVANE_TRACE( traceEntry ) << "Unit: " << unit << "entry: " << entry
+                              << " base entry: " << baseEntry() << " end entry: " << endEntry()
+                              << " desc: " << desc;
+  KIV_ASSERT( entry >= baseEntry() && entry < endEntry() );
+  Rollback rollback( *groupManager() );
+  const U32 id = EntryAllocation( *this, unit, entry, desc, statTypes ).run( rollback );
+  if ( id != 0 )
+    EntryInstall( *this, unit ).writePriority( entry, invalidPrio(), nullptr );
+  rollback.commit();
+  return id;
+}
+
+U32 MorvaneUnboundedTcamEntryManager::getEntry( U32 unit, const Kiv::String8 & desc ) {
+  return getEntryBase( unit, anyEntry, desc, defaultStatTypes().ptr() );
+}
+
+U32 MorvaneUnboundedTcamEntryManager::getEntryWithStats( U32 unit, const Kiv::String8 & desc,
+                                                         const Kiv::Ptr< StatTypes > & statTypes ) {
+  return getEntryBase( unit, anyEntry, desc, statTypes );
+}
+
+int MorvaneTcamEntryManager::installEntry( U32 unit, U32 entry ) {
+  const Operation operation( *this, unit );
+  EntryInstall( *this, unit ).install( entry );
+  return 0;
+}
+
+int MorvaneTcamEntryManager::reinstallEntry( U32 unit, U32 entry ) {
+  return installEntry( unit, entry );
+}
+
+int MorvaneTcamEntryManager::removeEntry( U32 unit, U32 entry ) {
+  const Operation operation( *this, unit );
+  EntryInstall( *this, unit ).remove( entry );
+  return 0;
+}
+
+void MorvaneTcamEntryManager::enableEntry( U32 unit, U32 entry, bool enable, int toleratedRc ) {
+  const Operation operation( *this, unit );
+  if ( groupManager()->singleView() )
+    KIV_ASSERT( groupManager()->tcamManagerForEntry( entry ).rawPtr_ == this );
+  EntryInstall( *this, unit ).enable( entry, enable, toleratedRc );
+}
+
+int MorvaneTcamEntryManager::setPriorityForEntry( U32 unit, U32 entry, U32 priority ) {
+  const Operation operation( *this, unit );
+  EntryInstall( *this, unit ).setPriority( entry, priority );
+  return 0;
+}
+
+void MorvaneTcamEntryManager::compressEntries( U32 unit ) {
+  const Operation operation( *this, unit );
+  if ( internalUnitEntryHas( unit ) )
+    EntryInstall( *this, unit ).compress();
+}
+
+void MorvaneTcamEntryManager::releaseEntry( U32 unit, U32 entry ) {
+  releaseEntryInternal( unit, entry, true );
+}
+
+void MorvaneTcamEntryManager::releaseEntryInternal( U32 unit, U32 entry, bool releaseGroup ) {
+  const Operation operation( *this, unit );
+  Release release( *groupManager(), unit );
+  EntryRelease entryRelease( *this, unit, release );
+  entryRelease.drop( entry );
+  if ( releaseGroup )
+    entryRelease.dropIdle();
+  release.run();
+}
+
+// --- Input ports and loopback ----------------------------------------------------------------
+
+void MorvaneTcamEntryManager::inPortsForEntryIs( U32 unit, U32 entry, const bcm_pbmp_t & data,
+                                                 const bcm_pbmp_t & mask, bool permanent ) {
+  const Operation operation( *this, unit );
+  PortBitmaps( *this, unit ).inPortsIs( entry, data, mask, permanent );
+}
+
+void MorvaneTcamEntryManager::inPortForEntryIs( U32 unit, U32 entry, U32 port, bool permanent ) {
+  const Operation operation( *this, unit );
+  PortBitmaps( *this, unit ).inPortIs( entry, port, permanent );
+}
+
+void MorvaneTcamEntryManager::removeTcamEntryBcmPbmp( U32 unit, U32 entry ) {
+  const Operation operation( *this, unit );
+  PortBitmaps( *this, unit ).dropTemporary( entry );
+}
+
+void MorvaneTcamEntryManager::tcamEntryBcmPbmpForget( U32 unit, U32 entry ) {
+  const Operation operation( *this, unit );
+  unitEntries( unit )->tcamEntryBcmPbmpDel( entry );
+}
+
+void MorvaneTcamEntryManager::addInPortsForEntry( U32 unit, U32 tcamEntryId,
+                                                  const bcm_pbmp_t & data,
+                                                  const bcm_pbmp_t & mask ) {
+  unitEntries( unit )->entryInPortsIs( tcamEntryId, { data, mask } );
+}
+
+void MorvaneTcamEntryManager::addInPortForEntry( U32 unit, U32 tcamEntryId, U32 port ) {
+  EntryInPorts ports;
+  ports.data.add( port );
+  for ( auto & word : ports.mask.pbits )
+    word = ~0U;
+  unitEntries( unit )->entryInPortsIs( tcamEntryId, ports );
+}
+
+EntryInPorts MorvaneTcamEntryManager::inPortsForEntry( U32 unit, U32 tcamEntryId ) const {
+  const Operation operation( *this, unit );
+  return PortBitmaps( const_cast< MorvaneTcamEntryManager & >( *this ), unit ).read( tcamEntryId );
+}
+
+void MorvaneTcamEntryManager::loopbackRedirectIs( U32 unit, U32 entry, bcm_field_action_t action,
+                                                  const bcm_pbmp_t & outPorts ) {
+  const Operation operation( *this, unit );
+  PortBitmaps( *this, unit ).loopbackIs( entry, action, outPorts );
+}
+
+// --- Statistics ------------------------------------------------------------------------------
+
+U32 MorvaneTcamEntryManager::installStats( U32 unit, U32 groupId, U32 entryId,
+                                           Kiv::Ptr< StatTypes > statTypes ) {
+  const Operation operation( *this, unit );
+  if ( !statTypes )
+    statTypes = defaultStatTypes().ptr();
+  EntryStats stats( *this, unit );
+  Rollback rollback( *groupManager() );
+  rollback.addRecord( [ this, unit, entryId ] { EntryStats( *this, unit ).forget( entryId ); } );
+  const U32 id = stats.install( groupId, entryId, StatTypesList( *statTypes ), rollback );
+  rollback.commit();
+  return id;
+}
+
+void MorvaneTcamEntryManager::removeStats( U32 unit, U32 entry ) {
+  const Operation operation( *this, unit );
+  Release release( *groupManager(), unit );
+  EntryStats( *this, unit ).drop( entry, release );
+  release.run();
+}
+
+U64 MorvaneTcamEntryManager::hitsForEntry( U32 unit, U32 entry ) {
+  const Operation operation( *this, unit );
+  U64 hits = 0;
+  for ( const PipeCopy c : copies( unit ) )
+    hits += EntryStats( *this, unit ).packets( c.entryId( entry ) );
+  return hits;
+}
+
+U64 MorvaneTcamEntryManager::hitsForPipeEntry( U32 unit, U32 pipeEntry ) {
+  const Operation operation( *this, unit );
+  return EntryStats( *this, unit ).packets( pipeEntry );
+}
+
+U64 MorvaneTcamEntryManager::byteHitsForEntry( U32 unit, U32 entry ) {
+  const Operation operation( *this, unit );
+  return EntryStats( *this, unit ).bytes( entry );
+}
+
+U64 MorvaneTcamEntryManager::greenPktHitsForEntry( U32 unit, U32 entry ) {
+  const Operation operation( *this, unit );
+  return EntryStats( *this, unit ).greenPackets( entry );
+}
+
+U64 MorvaneTcamEntryManager::greenByteHitsForEntry( U32 unit, U32 entry ) {
+  const Operation operation( *this, unit );
+  return EntryStats( *this, unit ).greenBytes( entry );
+}
+
+U64 MorvaneTcamEntryManager::yellowPktHitsForEntry( U32 unit, U32 entry ) {
+  const Operation operation( *this, unit );
+  return EntryStats( *this, unit ).yellowPackets( entry );
+}
+
+U64 MorvaneTcamEntryManager::yellowByteHitsForEntry( U32 unit, U32 entry ) {
+  const Operation operation( *this, unit );
+  return EntryStats( *this, unit ).yellowBytes( entry );
+}
+
+U64 MorvaneTcamEntryManager::pktDropsForEntry( U32 unit, U32 entry ) {
+  const Operation operation( *this, unit );
+  return EntryStats( *this, unit ).redPackets( entry );
+}
+
+U64 MorvaneTcamEntryManager::byteDropsForEntry( U32 unit, U32 entry ) {
+  const Operation operation( *this, unit );
+  return EntryStats( *this, unit ).redBytes( entry );
+}
+
+void MorvaneTcamEntryManager::clearHitsForEntry( U32 unit, U32 entry ) {
+  const Operation operation( *this, unit );
+  if ( !allocateStatsPerEntry() )
+    return;
+  EntryStats stats( *this, unit );
+  stats.idOf( entry );
+  stats.clearPackets( entry );
+}
+
+void MorvaneTcamEntryManager::clearBytesForEntry( U32 unit, U32 entry ) {
+  const Operation operation( *this, unit );
+  if ( !allocateStatsPerEntry() )
+    return;
+  EntryStats stats( *this, unit );
+  stats.idOf( entry );
+  stats.clearBytes( entry );
+}
+
+void MorvaneTcamEntryManager::clearCountersForEntry( U32 unit, U32 entry ) {
+  const Operation operation( *this, unit );
+  if ( !allocateStatsPerEntry() )
+    return;
+  EntryStats stats( *this, unit );
+  stats.idOf( entry );
+  stats.clearPackets( entry );
+  stats.clearBytes( entry );
+  stats.clearYellow( entry );
+}
+
+// An entry may be released between two of them.
+void MorvaneTcamEntryManager::clearCounters( U32 unit ) {
+  const Kiv::Ptr< UnitEntriesCreated > entries = internalUnitEntry( unit );
+  if ( !entries || !allocateStatsPerEntry() )
+    return;
+  for ( auto it = entries->entryCreatedIterConst(); it; ++it ) {
+    const Operation operation( *groupManager(), unit );
+    if ( entries->parent() == this && entries->entryStats( it.key() ) != 0 )
+      clearCountersForEntry( unit, it.key() );
+  }
+}
+
+// --- Range checkers, policers, user-defined fields -------------------------------------------
+
+U32 MorvaneTcamEntryManager::getRangeChecker( U32 unit, RangeCheckerDesc desc ) {
+  return groupManager()->getRangeChecker( unit, desc );
+}
+
+void MorvaneTcamEntryManager::releaseRangeChecker( U32 unit, RangeCheckerDesc desc ) {
+  groupManager()->releaseRangeChecker( unit, desc );
+}
+
+bool MorvaneTcamEntryManager::rangeCheckersExhausted( U32 unit ) const {
+  return groupManager()->rangeCheckersExhausted( unit );
+}
+
+void MorvaneTcamEntryManager::attachPolicer( U32 unit, U32 entry, U32 basePolicerId,
+                                             bool attach ) const {
+  const Operation operation( *this, unit );
+  const Policers policers( *groupManager(), unit );
+  if ( attach )
+    policers.attach( *this, entry, basePolicerId );
+  else
+    policers.detach( *this, entry, basePolicerId );
+}
+
+GroupUdfQualApplyStatus MorvaneTcamEntryManager::setMirroringAclUdf( U32 unit, S32 aclType,
+                                                                     U32 ethType,
+                                                                     UdfOffsetBase base, U8 offset,
+                                                                     U8 length, bool add ) {
+  const Operation operation( *this, unit );
+  return EntryFields( *this, unit ).set( aclType, ethType, base, offset, length, add );
+}
+
+S32 MorvaneTcamEntryManager::getMirroringAclUdf( U32 unit, S32 aclType, U32 ethType,
+                                                 UdfOffsetBase base, U8 offset, U8 length ) const {
+  return EntryFields( *this, unit ).find( aclType, ethType, base, offset, length );
+}
+
+void MorvaneTcamEntryManager::verifyMirroringAclUdf( U32 unit, S32 aclType, U32 ethType,
+                                                     UdfOffsetBase base, U8 offset,
+                                                     U8 length ) const {
+  const Operation operation( *this, unit );
+  EntryFields( *this, unit ).verify( aclType, ethType, base, offset, length );
+}
+
+}  // namespace Morvane

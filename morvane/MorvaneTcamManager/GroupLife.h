@@ -1,0 +1,86 @@
+// The life of a group on one unit: references, creation, teardown, preselectors. Internal.
+//
+// Every user of a group holds one reference on each of its hardware copies; a copy exists in
+// hardware exactly while it has references. A mirroring group has one user and at most one
+// reference.
+#pragma once
+
+#include <array>
+
+#include "morvane/MorvaneTcamGroupManager.h"
+#include "morvane/MorvaneTcamManager/Rollback.h"
+
+namespace Morvane {
+
+class GroupBuilder;
+
+// The hardware copies on which one acquisition took a reference.
+class GroupReferences {
+ public:
+  void add( U32 pipeGroupId ) { pipeGroupIds_[ count_++ ] = pipeGroupId; }
+  bool empty() const { return count_ == 0; }
+  U32 size() const { return count_; }
+  U32 operator[]( U32 index ) const { return pipeGroupIds_[ index ]; }
+
+ private:
+  std::array< U32, size_t( 2 ) * BCM_PIPES_MAX > pipeGroupIds_;
+  U32 count_ = 0;
+};
+
+class GroupLife {
+ public:
+  GroupLife( MorvaneTcamGroupManager & manager, U32 unit ) : manager_( manager ), unit_( unit ) {}
+
+  // Takes one reference on every copy, creating what does not exist. False when hardware has no
+  // room: what was taken before that is in `taken` and stays until the rollback undoes it.
+  bool acquire( U32 group, Rollback & rollback, GroupReferences & taken );
+  // The same with a group that the caller has prepared.
+  bool acquireCopies( GroupBuilder & builder, U32 group, Rollback & rollback,
+                      GroupReferences & taken );
+
+  // Each drops references from the records, and adds to `release` what the hardware loses by that.
+  // Of one copy; `releaseUdf`: the UDF qualifiers made for the group go with its last copy.
+  void drop( U32 pipeGroupId, bool releaseUdf, Release & release );
+  void drop( const GroupReferences & taken, Release & release );
+  // One reference of every copy, the last copy first.
+  void dropAll( U32 group, Release & release );
+  // The preselector of a copy, if there is one.
+  void dropPreselector( U32 pipeGroupId, Release & release );
+
+  // References that no entry manager accounts for.
+  S32 foreignReferences( U32 group ) const;
+  // Lets an entry manager that holds a reference and does not use it account for one less; whether
+  // there was one.
+  bool dropUnused( U32 group );
+  // Free entries of an existing group; compresses freed slices when it looks full.
+  U32 freeEntries( U32 group );
+  // Unless the group exists on another unit, it has no ACL type any more.
+  void forgetMirroringAclType( U32 group );
+
+ private:
+  bool createCopy( GroupBuilder & builder, const PipeCopy & at, Rollback & rollback );
+  bool referenceExisting( U32 group, const PipeCopy & at, Rollback & rollback,
+                          GroupReferences & taken );
+  void releaseUdfQualifiers( U32 pipeGroupId, Release & release );
+  void compressFreedSlices();
+
+  MorvaneTcamGroupManager & manager_;
+  const U32 unit_;
+};
+
+// Keeps the ACL type of a mirroring group over a creation that is made only to ask a question.
+class MirroringTypeKeeper {
+ public:
+  MirroringTypeKeeper( MorvaneTcamGroupManager & manager, U32 group );
+  ~MirroringTypeKeeper();
+  MirroringTypeKeeper( const MirroringTypeKeeper & ) = delete;
+  MirroringTypeKeeper & operator=( const MirroringTypeKeeper & ) = delete;
+
+ private:
+  MorvaneTcamGroupManager & manager_;
+  const U8 group_;
+  const bool had_;
+  const S32 type_;
+};
+
+}  // namespace Morvane

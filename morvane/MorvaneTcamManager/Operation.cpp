@@ -1,0 +1,120 @@
+#include "morvane/Operation.h"
+
+#include <pthread.h>
+#include <semaphore.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "kiv/Assert.h"
+#include "kiv/Exception.h"
+#include "kiv/Lock.h"
+#include "morvane/MorvaneTcamEntryManager.h"
+#include "morvane/MorvaneTcamGroupManager.h"
+#include "morvane/MorvaneTcamManager/Rollback.h"
+#include "shim/SdkCall.h"
+
+namespace Morvane {
+
+namespace {
+
+// An activity that waits; on its own stack.
+struct Waiter {
+  explicit Waiter( pthread_t activity ) : thread( activity ) {
+    KIV_ASSERT( sem_init( &wake, 0, 0 ) == 0 );
+  }
+  ~Waiter() { sem_destroy( &wake ); }
+  Waiter( const Waiter & ) = delete;
+  Waiter & operator=( const Waiter & ) = delete;
+
+  pthread_t thread;
+  sem_t wake;
+  Waiter * next = nullptr;
+};
+
+// Who is inside and who waits. All of it is guarded by the activity lock.
+struct Gate {
+  static constexpr pthread_t nobody = 0;  // no thread has this name on Linux
+
+  pthread_t inside = nobody;
+  U32 depth = 0;  // of nested operations
+  U32 waiting = 0;
+  Waiter * first = nullptr;
+  Waiter * last = nullptr;
+
+  void append( Waiter & waiter ) {
+    ( last ? last->next : first ) = &waiter;
+    last = &waiter;
+    ++waiting;
+  }
+
+  // Hands over to the activity that has waited longest, so that no later one overtakes it.
+  void handOver() {
+    Waiter * const next = first;
+    if ( !next ) {
+      inside = nobody;
+      return;
+    }
+    first = next->next;
+    if ( !first )
+      last = nullptr;
+    --waiting;
+    inside = next->thread;
+    depth = 1;
+    sem_post( &next->wake );
+  }
+};
+
+constinit Gate gate;
+
+}  // namespace
+
+U32 Operation::waiting() {
+  return gate.waiting;
+}
+
+Operation::Pass::Pass( const Kiv::Entity & object ) {
+  if ( !Kiv::ActivityUnlockAnchor::lock().heldByThisThread() )
+    throw Kiv::InternalException(
+        "Lock Protocol exception -- operation without the activity lock" );
+  KIV_ASSERT( !Shim::inSdkCall && "An SDK call must not call the TCAM manager" );
+  const pthread_t self = pthread_self();
+  if ( gate.inside == Gate::nobody ) {
+    gate.inside = self;
+    gate.depth = 1;
+  } else if ( gate.inside == self ) {
+    ++gate.depth;
+  } else {
+    wait( object );
+  }
+}
+
+void Operation::Pass::wait( const Kiv::Entity & object ) {
+  kept_ = &object;
+  Waiter waiter( pthread_self() );
+  gate.append( waiter );
+  Kiv::Lock & activity = Kiv::ActivityUnlockAnchor::lock();
+  activity.assumeHeld();
+  const Kiv::UnlockAnchor anchor( activity );
+  while ( sem_wait( &waiter.wake ) != 0 )
+    KIV_ASSERT( errno == EINTR );
+}
+
+Operation::Pass::~Pass() {
+  if ( --gate.depth == 0 )
+    gate.handOver();
+}
+
+Operation::Operation( const MorvaneTcamGroupManager & manager, U32 unit ) : pass_( manager ) {
+  KIV_ASSERT( manager.started() && "The group manager has not been started" );
+  finishCleanup( manager, unit );
+}
+
+Operation::Operation( const MorvaneTcamEntryManager & manager, U32 unit ) : pass_( manager ) {
+  KIV_ASSERT( manager.parent() && "The entry manager does not belong to a group manager any more" );
+  finishCleanup( *manager.groupManager(), unit );
+}
+
+Operation::Operation( const MorvaneTcamGroupManager & manager ) : pass_( manager ) {}
+
+}  // namespace Morvane

@@ -1,0 +1,36 @@
+// Start-up of the group manager: platform tables, counter records, one entry manager per user.
+// Internal.
+#pragma once
+
+#include <vector>
+
+#include "morvane/MorvaneTcamGroupManager.h"
+
+namespace Morvane {
+
+class Startup {
+ public:
+  explicit Startup( MorvaneTcamGroupManager & manager ) : manager_( manager ) {}
+
+  // As the manager's handleInitialized. When an SDK call throws, forget() has run.
+  void run();
+  // Removes from the records what start-up and the operations after it have derived from hardware:
+  // as doSdkReInit.
+  void forget();
+
+ private:
+  void start();
+  bool applyUnitControls();
+  void applyControls( U16 unit );
+  void clearGroupFlags();
+  void indexGroupTables();
+  void mapReservations();
+  void startReservation( TcamReservation & reservation, U32 & nextEntry );
+  void sizeCounterRecords( U32 group );
+  void classifyGroup( const TcamReservation & reservation );
+  void createEntryManager( const TcamReservation & reservation, U32 & nextEntry );
+
+  MorvaneTcamGroupManager & manager_;
+};
+
+}  // namespace Morvane

@@ -1,0 +1,44 @@
+// A flow-programming group on one unit: its data qualifiers, and the group that matches on them.
+// Internal.
+#pragma once
+
+#include <span>
+#include <vector>
+
+#include "morvane/MorvaneTcamGroupManager.h"
+#include "morvane/MorvaneTcamManager/GroupLife.h"
+#include "morvane/MorvaneTcamManager/Udf/Qualifiers.h"
+
+namespace Morvane {
+
+class FlowGroup {
+ public:
+  // The group is of one of the two kinds (assertion).
+  FlowGroup( MorvaneTcamGroupManager & manager, U32 unit, U32 group );
+
+  // One more reference, or the whole group. False when it does not fit: then the rollback undoes
+  // what was done, and the log message has been raised.
+  bool acquire( Rollback & rollback, GroupReferences & taken );
+  // Removes the group's qualifiers on the unit from the records, and adds their destruction.
+  void dropQualifiers( Release & release );
+
+ private:
+  bool make( Rollback & rollback, GroupReferences & taken );
+  bool createQualifiers( Rollback & rollback );
+  bool createQualifier( DataQualifier * udfQual, U32 i, Rollback & rollback );
+  void record( S32 qualId, U8 offset, Rollback & rollback );
+  void forget( U32 key );
+  std::vector< DataQualifier > qualifiers() const;
+
+  std::span< const U8 > offsets() const;
+  UdfUnitSpec spec( U32 key ) const;
+  void specIs( U32 key, const UdfUnitSpec & spec );
+
+  MorvaneTcamGroupManager & manager_;
+  const U32 unit_;
+  const U32 group_;
+  const bool plain_;  // beyond the L3 header; otherwise inside VXLAN
+  Kiv::Ptr< GroupUdfQual > carried_;
+};
+
+}  // namespace Morvane

@@ -1,0 +1,36 @@
+// Rebuilding a mirroring group whose qualifier set the ASIC does not change in place. Internal.
+#pragma once
+
+#include <map>
+#include <vector>
+
+#include "morvane/MorvaneTcamGroupManager.h"
+#include "morvane/MorvaneTcamManager/Rollback.h"
+
+namespace Morvane {
+
+// One rebuild. It ends with the group empty and wider, or without the group, its entries and its
+// qualifiers on the unit: also when an SDK call throws.
+class MirroringGroupRebuild {
+ public:
+  MirroringGroupRebuild( MorvaneTcamGroupManager & manager, U32 unit, U32 group, S32 qualId );
+
+  // Whether the group exists again.
+  bool run();
+
+ private:
+  void destroy();
+  bool create();
+  void forgetUses();
+  void abandon();
+
+  MorvaneTcamGroupManager & manager_;
+  const U32 unit_;
+  const U32 group_;
+  const S32 qualId_;
+  const Kiv::ValidPtr< GroupUdfQual > carried_;
+  std::vector< Kiv::Ptr< MorvaneTcamEntryManager > > users_;
+  std::map< U32, S32 > counts_;  // by pipe group: references before the rebuild
+};
+
+}  // namespace Morvane

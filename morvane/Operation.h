@@ -1,0 +1,75 @@
+// One operation of the TCAM manager at a time.
+//
+// The activity lock is dropped around every SDK call, so a second activity can run in the middle of
+// an operation. An Operation stands at the start of every public operation that makes SDK calls or
+// relies on records across one: at most one activity is inside, and an operation therefore sees
+// nobody's records but its own and those of operations that are complete.
+//
+//   U32 MorvaneTcamGroupManager::getRangeChecker( U32 unit, RangeCheckerDesc desc ) {
+//     const Operation operation( *this, unit );
+//     ...
+//   }
+//
+// Invariants: an activity that arrives while another is inside waits, the activity lock dropped and
+// without using the processor, and enters in the order of arrival. An activity that is inside may
+// enter again: observers run inside the operation that they observe. Before an operation starts,
+// the unfinished cleanup of its unit is done (morvane/UnitCleanup.h).
+//
+// What only reads records takes no Operation. A report, a poll or a clearing of counters takes one
+// for each group or entry, so that it holds up nobody for its whole length.
+//
+// Failure: an operation from inside an SDK call, on the same thread, would see records that do not
+// match the hardware yet: assertion. An entry manager that no group manager holds, and a group
+// manager before its start-up: assertion. Throws Kiv::InternalException when the caller does not
+// hold the activity lock, and whatever the unfinished cleanup throws; the operation has not begun
+// then.
+//
+// Cost: an uncontended operation takes a few nanoseconds and makes no system call.
+#pragma once
+
+#include "kiv/Entity.h"
+#include "kiv/Export.h"
+#include "kiv/Ptr.h"
+#include "kiv/Types.h"
+
+namespace Morvane {
+
+using namespace Kiv::Integers;
+
+class MorvaneTcamEntryManager;
+class MorvaneTcamGroupManager;
+
+class KIV_API Operation {
+ public:
+  // On one unit.
+  Operation( const MorvaneTcamGroupManager & manager, U32 unit );
+  Operation( const MorvaneTcamEntryManager & manager, U32 unit );
+  // On all units: start-up and re-initialisation. Does no cleanup, and allows a manager that has
+  // not started.
+  explicit Operation( const MorvaneTcamGroupManager & manager );
+  ~Operation() = default;
+  Operation( const Operation & ) = delete;
+  Operation & operator=( const Operation & ) = delete;
+
+  // Activities that wait now; read it with the activity lock held.
+  static U32 waiting();
+
+ private:
+  // The right to be inside, for the scope.
+  class KIV_API Pass {
+   public:
+    explicit Pass( const Kiv::Entity & object );
+    ~Pass();
+    Pass( const Pass & ) = delete;
+    Pass & operator=( const Pass & ) = delete;
+
+   private:
+    void wait( const Kiv::Entity & object );
+
+    Kiv::Ptr< const Kiv::Entity > kept_;  // an object that might have been released during a wait
+  };
+
+  Pass pass_;
+};
+
+}  // namespace Morvane

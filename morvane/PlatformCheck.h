@@ -1,0 +1,47 @@
+// Consistency of the platform's tables.
+//
+// Start-up runs these checks and ends the process in an assertion with the first text. An agent
+// that reads its tables from a file calls checkPlatformTables before it starts the library.
+//
+// Locks: none; called on the agent's activity thread.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "kiv/Export.h"
+#include "morvane/Platform.h"
+
+namespace Morvane {
+
+// One unit that the group manager will know.
+struct PlatformUnit {
+  U32 unit = 0;
+  MorvaneCentral::ChipInfo record = {};
+  ChipProperties properties = {};
+};
+
+// One inconsistency, and the field that shows it.
+struct KIV_API PlatformTableFault {
+  enum class Table { groups, excludes, includes, reservations, units };
+
+  Table table = Table::groups;
+  U32 row = 0;  // of the table; of units the unit's number
+  std::string field;
+  std::string what;
+  // Start-up has an assertion of its own for it, with another text.
+  bool assertedElsewhere = false;
+
+  std::string text() const;  // "reservations[3].size: ..."
+};
+
+// In table order: groups, excludes, includes, units, reservations. Groups of reservations are read
+// through the group map, as start-up will.
+KIV_API std::vector< PlatformTableFault > platformTableFaults(
+    PlatformTables & tables, const std::vector< PlatformUnit > & units );
+
+// The texts of these; empty for consistent tables.
+KIV_API std::vector< std::string > checkPlatformTables( PlatformTables & tables,
+                                                        const std::vector< PlatformUnit > & units );
+
+}  // namespace Morvane

@@ -1,0 +1,77 @@
+// One operation at a time: a second activity that arrives in the middle of any operation waits, and
+// the end is as if the two had come one after the other.
+
+#include "tests/morvane/OperationTable.h"
+
+namespace Test::Operations {
+
+struct Pair {
+  const TableOperation & first;
+  const TableOperation & second;
+  U32 place;  // of the second; the first is at place 0
+};
+
+std::string endOf( OperationSwitch & sw, const std::function< void() > & code ) {
+  const Ending end = inChild( [ & ] {
+    alarm( 20 );
+    code();
+    std::fputs( ( sw.audit() + sw.state() ).c_str(), stderr );
+  } );
+  return ( end.aborted ? "aborted: " : "" ) + end.text;
+}
+
+std::string describe( const Pair & pair, const Chip & chip ) {
+  return fmt::format( "{} at place {} during {} on {}", pair.second.name, pair.place,
+                      pair.first.name, testing::PrintToString( chip ) );
+}
+
+// The second activity arrives at some calls of the first one's operation, from call `from` on.
+void meet( const Pair & pair, const Chip & chip, U32 from ) {
+  OperationSwitch sw( chip );
+  pair.first.prepare( sw, 0 );
+  if ( pair.place != 0 )
+    pair.second.prepare( sw, pair.place );
+  const auto first = [ & ] { pair.first.run( sw, 0 ); };
+  const auto second = [ & ] { pair.second.run( sw, pair.place ); };
+  const std::string inOrder = endOf(
+      sw, [ & ] { first(), second(); } );
+  const std::string reversed = endOf( sw, [ & ] { second(), first(); } );
+  // What the first ends the second cannot use any more.
+  if ( inOrder.starts_with( "aborted" ) )
+    return;
+  const U32 calls = static_cast< U32 >( sw.callsOf( first ).size() );
+  constexpr U32 samples = 3;
+  for ( U32 i = 0; i < std::min( calls, samples ); ++i ) {
+    const U32 nth = 1 + ( from + i * calls / samples ) % calls;
+    const Arrival when = ( from + i ) % 2 == 0 ? Arrival::beforeCall : Arrival::afterCall;
+    const std::string end = endOf( sw, [ & ] {
+      sw.second.arm( nth, when, { second } );
+      first();
+      if ( !sw.second.join() )
+        std::fputs( "did not arrive\n", stderr );
+    } );
+    EXPECT_TRUE( end == inOrder || end == reversed )
+        << describe( pair, chip ) << ", call " << nth << " of " << calls << "\n"
+        << difference( inOrder, end );
+  }
+}
+
+TEST( OperationTest, EveryPairEndsAsIfOneCameAfterTheOther ) {
+  const auto table = tableOperations();
+  for ( U32 i = 0; i < table.size(); ++i )
+    for ( U32 j = 0; j < table.size(); ++j ) {
+      // Every pair at one place and on one chip; all of them over the whole table.
+      const U32 turn = i * 5 + j;
+      meet( { table[ i ], table[ j ], 1 + turn % 3 },
+            tableChips[ turn / 3 % std::size( tableChips ) ], turn );
+    }
+}
+
+TEST( OperationTest, WhatMayBeDoneTwiceAtOnePlaceMayBeDoneAtOnce ) {
+  for ( const TableOperation & operation : tableOperations() )
+    for ( const Chip & chip : tableChips )
+      if ( operation.twice )
+        meet( { operation, operation, 0 }, chip, 0 );
+}
+
+}  // namespace Test::Operations
