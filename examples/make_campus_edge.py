@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Writes campus-edge.acl and campus-edge-packets.txt beside itself, the same bytes every time.
+"""Generates campus-edge.acl and campus-edge-packets.txt next to this script, deterministically.
 
-The access list is that of a campus's internet edge: who may come in to which service, who may go
-out to what. All addresses are from the blocks that are set aside for documentation and private
-use. Order matters: the first rule that matches wins.
+The access list is that of a campus's internet edge: services that are reachable from outside, and
+traffic allowed out. All addresses are from the blocks reserved for documentation and private use.
+Order matters: the first matching rule wins.
 """
 import pathlib
 
@@ -40,11 +40,11 @@ def icmp(kind, code=None):
 
 ACK, RST = 0x10, 0x04
 
-# Answers to connections that began inside.
+# Return traffic of connections opened from inside.
 rule(ANY, CAMPUS, TCP, dport=EPHEMERAL, bits=flags(ACK, ACK))
 rule(ANY, CAMPUS, TCP, dport=EPHEMERAL, bits=flags(RST, RST))
 
-# Diagnostics that every host needs.
+# Diagnostics.
 for kind, code in ((0, None), (3, 4), (3, None), (11, None), (12, None)):
     rule(ANY, CAMPUS, ICMP, bits=icmp(kind, code))
 rule(ANY, DMZ, ICMP, bits=icmp(8))
@@ -85,7 +85,7 @@ for i, site in enumerate(PARTNERS):
     rule(site, LABS[i], TCP, sport=EPHEMERAL, dport=(5900, 5915))
     rule(site, LABS[i], UDP, dport=(30000 + 100 * i, 30099 + 100 * i))
 
-# Every building: what its desktops and telephones may reach.
+# Per building: access of desktops and telephones.
 for i, net in enumerate(BUILDINGS):
     rule(net, ANY, TCP, sport=EPHEMERAL, dport=one(80))
     rule(net, ANY, TCP, sport=EPHEMERAL, dport=one(443))
@@ -95,7 +95,7 @@ for i, net in enumerate(BUILDINGS):
     rule("10.%d.%d.0/24" % (16 + i, 251), "192.0.2.128/25", TCP, dport=(9100, 9103))
     rule(net, CAMPUS, ICMP, bits=icmp(8))
 
-# Labs run experiments between each other and log to one place.
+# Experiments between labs, and their log server.
 for i, lab in enumerate(LABS):
     rule(lab, LABS[(i + 1) % len(LABS)])
     rule(lab, "10.201.0.%d/32" % (1 + i), TCP, dport=one(6514))
@@ -106,7 +106,7 @@ for port in (22, 443, 830):
     rule("192.0.2.0/26", CAMPUS, TCP, dport=one(port))
 rule("192.0.2.0/26", CAMPUS, UDP, dport=(161, 162))
 
-# Old agreements, by number only.
+# Legacy agreements, by protocol number only.
 rule("203.0.113.224/28", "10.200.15.0/24", None, dport=(7000, 7009))
 rule("203.0.113.240/29", DMZ, None)
 

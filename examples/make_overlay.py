@@ -1,9 +1,8 @@
 #!/usr/bin/env python3
-"""Writes overlay.pcap beside itself, the same bytes every time.
+"""Generates overlay.pcap next to this script, deterministically.
 
-The capture is of an underlay that carries a virtual network: VXLAN and GRE between tunnel
-endpoints, and some packets of the underlay itself. All addresses are from the blocks that are set
-aside for documentation and private use.
+The capture is of an underlay network: VXLAN and GRE between tunnel endpoints, and some packets of
+the underlay itself. All addresses are from the blocks reserved for documentation and private use.
 """
 import ipaddress
 import pathlib
@@ -72,7 +71,7 @@ def frames():
         if i % 5 == 0:
             yield ethernet(ipv4(LEAVES[0], LEAVES[1], TCP, tcp(179, 33000 + i, 0x18)))
     yield ethernet(bytes(46), "0180c200000e", kind=0x88CC)
-    yield vxlan(0, 5001, b"")[:60]  # ends before the inner packet
+    yield vxlan(0, 5001, b"")[:60]  # truncated before the inner packet
 
 
 def main():
