@@ -15,8 +15,8 @@ void FaultInjector::arm( const Fault & fault ) {
 }
 
 bool FaultInjector::selects( const Shim::SdkCallInfo & info ) const {
-  return armed_ && ( !fault_.op || *fault_.op == info.op ) &&
-         ( !fault_.unit || *fault_.unit == info.unit ) &&
+  return armed_ && ( !fault_.thread || *fault_.thread == std::this_thread::get_id() ) &&
+         ( !fault_.op || *fault_.op == info.op ) && ( !fault_.unit || *fault_.unit == info.unit ) &&
          ( !fault_.pipe || *fault_.pipe == idPipe( info.id ) );
 }
 

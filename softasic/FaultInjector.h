@@ -9,11 +9,13 @@
 //     if( !faults.fired() ) break;
 //   }
 //
-// Locking: arm and read only while no other thread makes SDK calls.
+// Locking: arm and read only while no other thread makes SDK calls that the fault selects.
 #pragma once
 
+#include <atomic>
 #include <exception>
 #include <optional>
+#include <thread>
 
 #include "shim/SdkDecorator.h"
 
@@ -26,8 +28,9 @@ struct Fault {
   std::optional< U32 > unit = {};        // empty: any unit
   // Bits 24 and 25 of the call's id; empty: any. Calls without a group or entry id are in pipe 0.
   std::optional< U32 > pipe = {};
-  U32 nth = 1;    // first selected call that fails; 0 is taken as 1
-  U32 times = 1;  // selected calls that fail; 0: all from `nth` on
+  std::optional< std::thread::id > thread = {};  // empty: any thread
+  U32 nth = 1;                                   // first selected call that fails; 0 is taken as 1
+  U32 times = 1;                                 // selected calls that fail; 0: all from `nth` on
   int rc = BCM_E_INTERNAL;
   std::exception_ptr exception = nullptr;  // thrown instead of returning `rc`
 };
@@ -52,7 +55,7 @@ class FaultInjector : public Shim::SdkDecorator {
  private:
   bool selects( const Shim::SdkCallInfo & info ) const;
 
-  bool armed_ = false;
+  std::atomic< bool > armed_ = false;
   Fault fault_;
   U64 selected_ = 0;
   U64 fired_ = 0;
