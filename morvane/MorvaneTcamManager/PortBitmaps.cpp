@@ -68,15 +68,19 @@ void PortBitmaps::loopbackIs( U32 entry, bcm_field_action_t action, const bcm_pb
   entries().loopbackPortRedirectActionIs( entry, action );
 }
 
+U32 PortBitmaps::requestedLoopback( U32 entry ) const {
+  return entries().loopbackPortRedirectActionSize() != 0
+             ? entries().loopbackPortRedirectAction( entry )
+             : 0;
+}
+
 LoopbackRedirect PortBitmaps::wantedLoopback( U32 entry ) const {
-  const U32 asked = entries().loopbackPortRedirectActionSize() != 0
-                        ? entries().loopbackPortRedirectAction( entry )
-                        : 0;
-  if ( asked == 0 )
+  const U32 requested = requestedLoopback( entry );
+  if ( requested == 0 )
     return entries().loopbackRedirectSize() != 0 ? entries().loopbackRedirect( entry )
                                                  : LoopbackRedirect();
   const Kiv::Ptr< OutportsTcamBcmPbmp > store = entries().outportsBcmPbmp( entry );
-  return { asked, store ? store->pbmp() : bcm_pbmp_t{} };
+  return { requested, store ? store->pbmp() : bcm_pbmp_t{} };
 }
 
 void PortBitmaps::programLoopback( U32 entry, Rollback * rollback ) {
@@ -85,6 +89,8 @@ void PortBitmaps::programLoopback( U32 entry, Rollback * rollback ) {
     return;
   const U32 unit = unit_;
   const bcm_field_action_t lbAction = static_cast< bcm_field_action_t >( wanted.action );
+  // A redirect in force is part of the rule already.
+  const bool isNew = requestedLoopback( entry ) != 0;
   // A twin does what its entry does.
   const bool firstPipe = groups_.singleView() || groups_.ovidWar( user_.group() );
   for ( const PipeCopy c : copies() ) {
@@ -96,7 +102,7 @@ void PortBitmaps::programLoopback( U32 entry, Rollback * rollback ) {
     SDK_CHECKED( bcm_field_action_ports_add( unit, tcamEntryId, lbAction, outPorts ) );
     FP_COMMAND() << "fp action add " << tcamEntryId << " " << U32( lbAction ) << " port " << port;
     // The rules of the other copies are cleared as a whole.
-    if ( rollback && c.first() )
+    if ( rollback && isNew && c.first() )
       rollback->add( unit, { cleanupRemoveAction, tcamEntryId, U32( lbAction ) } );
     SDK_CHECKED( bcm_field_entry_install( unit, tcamEntryId ) );
     FP_COMMAND() << "fp entry install " << tcamEntryId;

@@ -30,6 +30,8 @@ class PortBitmaps : private EntryTopic {
   void dropApplied( U32 entry );
 
  private:
+  // Action that the next installation adds; 0: none.
+  U32 requestedLoopback( U32 entry ) const;
   LoopbackRedirect wantedLoopback( U32 entry ) const;
 };
 
