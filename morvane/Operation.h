@@ -22,7 +22,7 @@
 // match the hardware yet: assertion. An entry manager that no group manager holds, and a group
 // manager before its start-up: assertion. Throws Kiv::InternalException when the caller does not
 // hold the activity lock, and whatever the unfinished cleanup throws; the operation has not begun
-// then.
+// then. A release begins before the cleanup, and has happened even if it throws.
 //
 // Cost: an uncontended operation takes a few nanoseconds and makes no system call.
 #pragma once
@@ -41,9 +41,13 @@ class MorvaneTcamGroupManager;
 
 class KIV_API Operation {
  public:
+  // When the unit's unfinished cleanup is done. A release does it together with its own hardware
+  // steps, so that it happens even if the cleanup fails again.
+  enum class Cleanup { first, withRelease };
+
   // On one unit.
-  Operation( const MorvaneTcamGroupManager & manager, U32 unit );
-  Operation( const MorvaneTcamEntryManager & manager, U32 unit );
+  Operation( const MorvaneTcamGroupManager & manager, U32 unit, Cleanup cleanup = Cleanup::first );
+  Operation( const MorvaneTcamEntryManager & manager, U32 unit, Cleanup cleanup = Cleanup::first );
   // On all units: start-up and re-initialisation. Does no cleanup, and allows a manager that has
   // not started.
   explicit Operation( const MorvaneTcamGroupManager & manager );

@@ -209,7 +209,7 @@ bool MorvaneTcamEntryManager::initializeGroup( U32 unit ) {
 }
 
 void MorvaneTcamEntryManager::uninitializeGroup( U32 unit ) {
-  const Operation operation( *this, unit );
+  const Operation operation( *this, unit, Operation::Cleanup::withRelease );
   Release release( *groupManager(), unit );
   EntryRelease( *this, unit, release ).dropIdle();
   release.run();
@@ -240,7 +240,7 @@ bool MorvaneTcamEntryManager::allocateAllEntries( U32 unit ) {
 }
 
 void MorvaneTcamEntryManager::deallocateAllEntries( U32 unit ) {
-  const Operation operation( *this, unit );
+  const Operation operation( *this, unit, Operation::Cleanup::withRelease );
   if ( groupManager()->getNumPipe( group() ) == 0 ) {
     setExhausted( unit, false, false );
     return;
@@ -302,7 +302,7 @@ int MorvaneTcamEntryManager::reinstallEntry( U32 unit, U32 entry ) {
 }
 
 int MorvaneTcamEntryManager::removeEntry( U32 unit, U32 entry ) {
-  const Operation operation( *this, unit );
+  const Operation operation( *this, unit, Operation::Cleanup::withRelease );
   EntryInstall( *this, unit ).remove( entry );
   return 0;
 }
@@ -331,7 +331,7 @@ void MorvaneTcamEntryManager::releaseEntry( U32 unit, U32 entry ) {
 }
 
 void MorvaneTcamEntryManager::releaseEntryInternal( U32 unit, U32 entry, bool releaseGroup ) {
-  const Operation operation( *this, unit );
+  const Operation operation( *this, unit, Operation::Cleanup::withRelease );
   Release release( *groupManager(), unit );
   EntryRelease entryRelease( *this, unit, release );
   entryRelease.drop( entry );
@@ -404,7 +404,7 @@ U32 MorvaneTcamEntryManager::installStats( U32 unit, U32 groupId, U32 entryId,
 }
 
 void MorvaneTcamEntryManager::removeStats( U32 unit, U32 entry ) {
-  const Operation operation( *this, unit );
+  const Operation operation( *this, unit, Operation::Cleanup::withRelease );
   Release release( *groupManager(), unit );
   EntryStats( *this, unit ).drop( entry, release );
   release.run();
@@ -527,7 +527,8 @@ GroupUdfQualApplyStatus MorvaneTcamEntryManager::setMirroringAclUdf( U32 unit, S
                                                                      U32 ethType,
                                                                      UdfOffsetBase base, U8 offset,
                                                                      U8 length, bool add ) {
-  const Operation operation( *this, unit );
+  using Cleanup = Operation::Cleanup;
+  const Operation operation( *this, unit, add ? Cleanup::first : Cleanup::withRelease );
   return EntryFields( *this, unit ).set( aclType, ethType, base, offset, length, add );
 }
 

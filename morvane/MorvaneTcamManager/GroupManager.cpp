@@ -195,7 +195,7 @@ bool MorvaneTcamGroupManager::initializeGroup( U32 unit, U32 group ) {
 }
 
 void MorvaneTcamGroupManager::uninitializeGroup( U32 unit, U32 groupId ) {
-  const Operation operation( *this, unit );
+  const Operation operation( *this, unit, Operation::Cleanup::withRelease );
   GroupLife life( *this, unit );
   Release release( *this, unit );
   if ( !groupExists( unit, groupId ) || life.foreignReferences( groupId ) > 0 ||
@@ -208,7 +208,7 @@ void MorvaneTcamGroupManager::uninitializeGroup( U32 unit, U32 groupId ) {
 }
 
 void MorvaneTcamGroupManager::uninitializeTcamGroup( U32 unit, U32 pipeGroupId, bool releaseUdf ) {
-  const Operation operation( *this, unit );
+  const Operation operation( *this, unit, Operation::Cleanup::withRelease );
   Release release( *this, unit );
   GroupLife( *this, unit ).drop( pipeGroupId, releaseUdf, release );
   release.run();
@@ -219,7 +219,7 @@ void MorvaneTcamGroupManager::doStoreGroupPreselId( U32 unit, U32 groupId, U32 p
 }
 
 void MorvaneTcamGroupManager::doDestroyGroupPreselId( U32 unit, U32 groupId ) {
-  const Operation operation( *this, unit );
+  const Operation operation( *this, unit, Operation::Cleanup::withRelease );
   Release release( *this, unit );
   GroupLife( *this, unit ).dropPreselector( groupId, release );
   release.run();
@@ -321,7 +321,7 @@ U32 MorvaneTcamGroupManager::getRangeChecker( U32 unit, RangeCheckerDesc desc ) 
 }
 
 void MorvaneTcamGroupManager::releaseRangeChecker( U32 unit, RangeCheckerDesc desc ) {
-  const Operation operation( *this, unit );
+  const Operation operation( *this, unit, Operation::Cleanup::withRelease );
   RangeCheckers( *this, unit ).release( desc );
 }
 
@@ -336,7 +336,7 @@ void MorvaneTcamGroupManager::setPolicer( U32 unit, U32 basePolicerId, U8 * poli
 }
 
 void MorvaneTcamGroupManager::removePolicer( U32 unit, U32 basePolicerId ) const {
-  const Operation operation( *this, unit );
+  const Operation operation( *this, unit, Operation::Cleanup::withRelease );
   Policers( *this, unit ).remove( basePolicerId );
 }
 
@@ -359,7 +359,7 @@ bool MorvaneTcamGroupManager::reInitializeGroupWithMirroringAclUdf( U32 unit, U3
 }
 
 void MorvaneTcamGroupManager::uninitializeMirroringUdfQualifiers( U32 unit, U32 groupId ) {
-  const Operation operation( *this, unit );
+  const Operation operation( *this, unit, Operation::Cleanup::withRelease );
   KIV_ASSERT( groupMirroringAclUdfValid( groupId ) );
   Release release( *this, unit );
   dropMirroringUdfs( *this, unit, tcamNumberBits.get( groupId ), release );
@@ -386,7 +386,7 @@ bool MorvaneTcamGroupManager::createGroupOpenFlowAclUdf( U32 unit, U32 groupId )
 }
 
 void MorvaneTcamGroupManager::destroyOpenFlowUdfQualifiers( U32 unit, U32 pipeGroupId ) {
-  const Operation operation( *this, unit );
+  const Operation operation( *this, unit, Operation::Cleanup::withRelease );
   Release release( *this, unit );
   FlowGroup( *this, unit, tcamNumberBits.get( pipeGroupId ) ).dropQualifiers( release );
   release.run();

@@ -105,14 +105,18 @@ Operation::Pass::~Pass() {
     gate.handOver();
 }
 
-Operation::Operation( const MorvaneTcamGroupManager & manager, U32 unit ) : pass_( manager ) {
+Operation::Operation( const MorvaneTcamGroupManager & manager, U32 unit, Cleanup cleanup )
+    : pass_( manager ) {
   KIV_ASSERT( manager.started() && "The group manager has not been started" );
-  finishCleanup( manager, unit );
+  if ( cleanup == Cleanup::first )
+    finishCleanup( manager, unit );
 }
 
-Operation::Operation( const MorvaneTcamEntryManager & manager, U32 unit ) : pass_( manager ) {
+Operation::Operation( const MorvaneTcamEntryManager & manager, U32 unit, Cleanup cleanup )
+    : pass_( manager ) {
   KIV_ASSERT( manager.parent() && "The entry manager does not belong to a group manager any more" );
-  finishCleanup( *manager.groupManager(), unit );
+  if ( cleanup == Cleanup::first )
+    finishCleanup( *manager.groupManager(), unit );
 }
 
 Operation::Operation( const MorvaneTcamGroupManager & manager ) : pass_( manager ) {}

@@ -60,16 +60,17 @@ void MorvaneOvidWarSm::onOvidUtBitmap( const MorvaneUnitOvidKey & key ) {
   // An activity that is inside may end this object's life, or change its entries, while we wait.
   const Kiv::Ptr< MorvaneOvidWarSm > self( this );
   MorvaneTcamGroupManager & groups = *waiting->managerIterConst().value()->groupManager();
-  const Operation operation( groups, key.unit );
+  const Operation operation( groups, key.unit, Operation::Cleanup::withRelease );
   const Kiv::Ptr< OvidEntries > entries = ovidEntries( key );
   if ( !notifier() || !entries )
     return;
   std::exception_ptr failure;
   Release release( groups, key.unit );
   for ( auto it = entries->managerIterConst(); it; ++it ) {
-    // One twin that fails does not hold up the others. NOLINTNEXTLINE(performance-unnecessary-*)
+    // A twin that fails is rewritten by the cleanup. NOLINTNEXTLINE(performance-unnecessary-*)
     const Kiv::Ptr< MorvaneTcamEntryManager > manager = it.value();
     try {
+      finishCleanup( groups, key.unit );
       OvidTwins( *manager, key.unit ).rewrite( it.key() );
     } catch ( ... ) {
       failure = std::current_exception();
