@@ -7,11 +7,7 @@ namespace Test::RandomWalk {
 class RandomWalkTest : public testing::TestWithParam< Shape > {};
 
 TEST_P( RandomWalkTest, RecordsChipsAndModelAgreeAfterEveryStep ) {
-  const Plan plan{ .mix = { .threads = true },
-                   .shape = &GetParam(),
-                   .shortest = 400,
-                   .longest = 400,
-                   .auditEvery = 1 };
+  const Plan plan{ .shape = &GetParam(), .shortest = 400, .longest = 400, .auditEvery = 1 };
   for ( U64 number = 0; number < 20; ++number ) {
     const Stretch stretch = makeStretch( plan, number );
     const std::string wrong = playInChild( stretch );

@@ -29,14 +29,17 @@ class StateText {
     }
   }
 
-  void chip( const SoftAsic::SoftAsic & asic, U32 unit ) {
+  // A range keeps the entries that nobody holds; their next user sets the priority.
+  void chip( const SoftAsic::SoftAsic & asic, U32 unit, const MorvaneTcamGroupManager & owners ) {
     const std::string path = fmt::format( "chip {} ", unit );
     for ( const auto & group : asic.groups( unit ) ) {
       add( "{}group {:#x} flags {} presels {} key {} data {}", path, group.id, group.flags,
            group.preselset.empty() ? 0 : 1, group.keyBits, fmt::join( group.data, "," ) );
       for ( const auto & entry : asic.entries( unit, group.id ) )
         add( "{}entry {:#x} in {:#x} prio {} {}{} stat {} policer {:#x}{} :{}", path, entry.id,
-             entry.group, entry.priority, entry.installed, entry.enabled, entry.stat, entry.policer,
+             entry.group,
+             owners.tcamManagerForEntry( tcamNumberBits.get( entry.id ) ) ? entry.priority : 0,
+             entry.installed, entry.enabled, entry.stat, entry.policer,
              entry.id == tcamNumberBits.get( entry.id ) ? rule( entry.pending ) : "",
              rule( entry.effective ) );
     }
@@ -70,17 +73,25 @@ class StateText {
   inline static const std::set< std::string_view > passedOver = {
       "exhausted",    "sliceFreed", "rangeCheckersExhausted", "udfResourceError", "maxPrio",
       "stageIngress", "ovidWar" };
-  // Absent, 0 and the -1 of a group that was never counted mean the same.
+  // Absent, 0 and the negative counts of a group that does not exist mean the same.
   inline static const std::set< std::string_view > counts = { "unitRefCount", "unitAllocated",
                                                               "entryStats" };
 
+  // The pending rules of the copies are no state, so their ports are none either; the auditor
+  // compares them.
+  static bool isOfCopy( const Kiv::AttributeBase & at, const Kiv::Any & key ) {
+    return at.name() == "entryInPorts" && key.as< U32 >() != tcamNumberBits.get( key.as< U32 >() );
+  }
+
   void value( const std::string & name, const Kiv::AttributeBase & at, const Kiv::Any & key ) {
+    if ( isOfCopy( at, key ) )
+      return;
     const Kiv::Any value = at.read( key );
     const bool own = at.kind() == Kiv::AttributeKind::members || at.name() == "ovidWarSm";
     if ( own && value.as< Kiv::Ptr< Kiv::Entity > >() )
       records( name, *value.as< Kiv::Ptr< Kiv::Entity > >() );
     else if ( const Kiv::String8 text = value.strep();
-              !counts.contains( at.name() ) || ( text != "0" && text != "-1" ) )
+              !counts.contains( at.name() ) || ( text != "0" && text.charPtr()[ 0 ] != '-' ) )
       lines_.push_back( name + " " + text.charPtr() );
   }
 
@@ -139,7 +150,7 @@ std::string TestSwitch::state() const {
   StateText text;
   text.records( "groups", *groups );
   for ( U32 unit = 0; unit < chip.units; ++unit ) {
-    text.chip( asic, unit );
+    text.chip( asic, unit, *groups );
     text.add( "unit {} unfinished cleanup {}", unit, groups->unfinishedCleanup( unit ) );
   }
   return text.take();

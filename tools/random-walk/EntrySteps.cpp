@@ -36,20 +36,29 @@ U32 Walk::request( const Turn & turn, U32 offset ) {
 }
 
 std::string Walk::get( const Turn & turn ) {
-  // A range that was made in advance has its hardware entries: no code but of statistics.
-  static constexpr Code codes[] = {
-      { SdkOp::bcm_field_stat_create, -14 },         { SdkOp::bcm_field_group_config_create, -14 },
-      { SdkOp::bcm_field_group_config_create, -16 }, { SdkOp::bcm_field_entry_create_id, -14, 0 },
-      { SdkOp::bcm_field_entry_create_id, -8, 0 },   { SdkOp::bcm_field_entry_create, -14, 0 } };
+  // The entries of a range were created before: only statistics and groups can be refused.
+  static constexpr Code codes[] = { { SdkOp::bcm_field_stat_create, BCM_E_RESOURCE },
+                                    { SdkOp::bcm_field_group_config_create, BCM_E_RESOURCE },
+                                    { SdkOp::bcm_field_entry_create_id, BCM_E_RESOURCE, 0 },
+                                    { SdkOp::bcm_field_entry_create_id, BCM_E_EXISTS, 0 },
+                                    { SdkOp::bcm_field_entry_create, BCM_E_RESOURCE, 0 },
+                                    // Groups at ingress are tried once more, without large slices.
+                                    { .op = SdkOp::bcm_field_group_config_create,
+                                      .rc = BCM_E_UNAVAIL,
+                                      .pipe = {},
+                                      .first = true } };
   if ( !mayUse( turn ) )
     return "";
   const User & user = turn.user;
   const bool range =
       user.strategy == tcamAllocateAsChunk || user.strategy == tcamAllocateAtBeginning;
+  const size_t refusals = range ? 2 : user.group == lookupGroup ? 5 : std::size( codes );
   const U32 offset = user.size == 0 ? 0 : turn.action.a % user.size;
   U32 id = 0;
-  if ( !attempt( turn, { .codes = std::span( codes ).first( range ? 3 : std::size( codes ) ) },
-                 [ & ] { id = request( turn, offset ); } ) )
+  // An entry of a range without statistics is destroyed, and that may be what throws.
+  const Terms terms{ .left = range ? Left::either : Left::before,
+                     .codes = std::span( codes ).first( refusals ) };
+  if ( !attempt( turn, terms, [ & ] { id = request( turn, offset ); } ) )
     return "";
   const MorvaneTcamEntryManager & manager = sw_.manager( user.assignment );
   std::map< U32, Rule > & rules = units_[ turn.unit ].rules;
@@ -57,8 +66,9 @@ std::string Walk::get( const Turn & turn ) {
   const bool exhausted = manager.exhausted( turn.unit );
   if ( id == 0 )
     return taken || exhausted || codeFired_ ? "" : "refused without being exhausted";
-  if ( taken || rules.contains( id ) || exhausted )
+  if ( exhausted || ( rules.contains( id ) && !rules[ id ].leaving ) )
     return fmt::format( "got {:#x} that could not be had", id );
+  rules.erase( id );
   Rule & rule = rules[ id ];
   rule.user = &user;
   rule.priority = user.size == 0 ? 0 : manager.defaultPrio( id );
@@ -121,18 +131,22 @@ std::string Walk::installRule( const Turn & turn, U32 id, Rule & rule ) {
   // that waits for the next installation.
   const bool comesBack = !rule.installed && rule.store == Rule::noStore;
   const Terms terms{ .left = comesBack ? Left::before : Left::either, .entry = id };
+  const auto pending = sw_.asic.entry( turn.unit, id )->pending;
   if ( attempt( turn, terms, [ & ] {
          again ? manager.reinstallEntry( turn.unit, id ) : manager.installEntry( turn.unit, id );
        } ) ) {
     rule.installedNow();
     return "";
   }
-  // From the first copy on the new rule reaches all.
+  // From the first copy on the new rule reaches all, with the ports that it had or those of the
+  // store.
   const auto first = sw_.asic.entry( turn.unit, id );
   if ( rule.installed && first->effective == first->pending ) {
-    const Rule before = rule;
+    const auto waiting = rule.store;
+    if ( first->pending == pending )
+      rule.store = Rule::noStore;
     rule.installedNow();
-    rule.store = before.store;
+    rule.store = waiting;
   }
   rule.unclear = rule.store != Rule::noStore;
   return "";
@@ -154,16 +168,17 @@ std::string Walk::install( const Turn & turn ) {
 }
 
 std::string Walk::enable( const Turn & turn ) {
-  static constexpr Code refused[] = { { SdkOp::bcm_field_entry_enable_set, -7, {}, 0 } };
+  static constexpr Code refused[] = {
+      { SdkOp::bcm_field_entry_enable_set, BCM_E_NOT_FOUND, {}, 0 } };
   auto * const chosen = choose( turn, false );
   if ( chosen == nullptr )
     return "";
   const bool value = turn.action.b % 2 == 0;
-  if ( attempt(
-           turn, { .codes = refused, .entry = chosen->first },
-           [ & ] {
-             sw_.manager( turn.user.assignment ).enableEntry( turn.unit, chosen->first, value, -7 );
-           } ) &&
+  if ( attempt( turn, { .codes = refused, .entry = chosen->first },
+                [ & ] {
+                  sw_.manager( turn.user.assignment )
+                      .enableEntry( turn.unit, chosen->first, value, BCM_E_NOT_FOUND );
+                } ) &&
        !codeFired_ )
     chosen->second.enabled = value;
   return "";
@@ -204,7 +219,10 @@ std::string Walk::release( const Turn & turn ) {
   chosen->second.leaving = true;
   attempt( turn, { .left = Left::after, .entry = id },
            [ & ] { sw_.manager( turn.user.assignment ).releaseEntry( turn.unit, id ); } );
-  units_[ turn.unit ].rules.erase( id );
+  // The second activity may have it already.
+  std::map< U32, Rule > & rules = units_[ turn.unit ].rules;
+  if ( const auto rule = rules.find( id ); rule != rules.end() && rule->second.leaving )
+    rules.erase( rule );
   return "";
 }
 

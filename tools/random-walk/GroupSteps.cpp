@@ -10,7 +10,7 @@ namespace Test::RandomWalk {
 // --- Groups ----------------------------------------------------------------------------------
 
 std::string Walk::compress( const Turn & turn ) {
-  static constexpr Code ignored[] = { { SdkOp::bcm_field_group_compress, -7, {}, 0 } };
+  static constexpr Code ignored[] = { { SdkOp::bcm_field_group_compress, BCM_E_NOT_FOUND, {}, 0 } };
   if ( mayUse( turn ) )
     attempt( turn, { .codes = ignored },
              [ & ] { sw_.manager( turn.user.assignment ).compressEntries( turn.unit ); } );
@@ -18,7 +18,7 @@ std::string Walk::compress( const Turn & turn ) {
 }
 
 std::string Walk::ask( const Turn & turn ) {
-  static constexpr Code full[] = { { SdkOp::bcm_field_group_config_create, -14 } };
+  static constexpr Code full[] = { { SdkOp::bcm_field_group_config_create, BCM_E_RESOURCE } };
   if ( !mayUse( turn ) )
     return "";
   U32 free = 0;
@@ -41,7 +41,7 @@ std::string Walk::group( const Turn & turn ) {
   Step calm;
   const bool first = turn.action.b % 2 == 0;
   const Turn quiet{ turn.action, turn.user, unit, turn.step == nullptr ? nullptr : &calm };
-  // A group that did not fit has left copies, which are given back too.
+  // The copies of a group that did not fit are released too.
   if ( attempt( first ? turn : quiet, { .allOfGroup = true },
                 [ & ] { sw_.groups->initializeGroup( unit, group ); } ) )
     attempt( first ? quiet : turn, { .left = Left::after },
@@ -60,9 +60,10 @@ U32 Walk::udfUses( const Turn & turn, U8 offset ) const {
 
 // A rule with a user-defined field comes or goes.
 std::string Walk::udf( const Turn & turn ) {
-  static constexpr Code full[] = { { SdkOp::bcm_field_data_qualifier_create, -14 },
-                                   { SdkOp::bcm_field_data_qualifier_packet_format_add, -14 },
-                                   { SdkOp::bcm_field_group_set, -14, 0 } };
+  static constexpr Code full[] = {
+      { SdkOp::bcm_field_data_qualifier_create, BCM_E_RESOURCE },
+      { SdkOp::bcm_field_data_qualifier_packet_format_add, BCM_E_RESOURCE },
+      { .op = SdkOp::bcm_field_group_set, .rc = BCM_E_RESOURCE, .pipe = 0, .first = true } };
   const bool besideFirst =
       turn.step != nullptr || first_.unit != turn.unit || first_.group != turn.user.group;
   if ( !mayUse( turn ) || !isMirroring( turn.user ) || !besideFirst )
@@ -110,6 +111,9 @@ RangeCheckerDesc interval( const Action & action ) {
 }  // namespace
 
 std::string Walk::checkUsers( const Turn & turn, const RangeCheckerDesc & desc ) const {
+  // A release counts in the model before it waits for the other activity.
+  if ( sw_.second.arrived() )
+    return "";
   const auto data = sw_.groups->rangeChecker( desc );
   const auto & users = units_[ turn.unit ].checkers;
   const auto live = users.find( desc );
@@ -120,20 +124,26 @@ std::string Walk::checkUsers( const Turn & turn, const RangeCheckerDesc & desc )
 }
 
 std::string Walk::getChecker( const Turn & turn ) {
-  static constexpr Code full[] = { { SdkOp::bcm_field_range_create, -14 } };
+  static constexpr Code full[] = { { SdkOp::bcm_field_range_create, BCM_E_RESOURCE } };
   const RangeCheckerDesc desc = interval( turn.action );
   std::map< RangeCheckerDesc, U32 > & checkers = units_[ turn.unit ].checkers;
+  const auto hasRoom = [ & ] {
+    return checkers.contains( desc ) || checkers.size() < sw_.chip.rangeCheckers;
+  };
+  const bool before = hasRoom();
   U32 id = 0;
   if ( !attempt( turn, { .codes = full },
                  [ & ] { id = sw_.groups->getRangeChecker( turn.unit, desc ); } ) )
     return checkUsers( turn, desc );
-  const bool room =
-      checkers.contains( desc ) || ( !codeFired_ && checkers.size() < sw_.chip.rangeCheckers );
-  if ( ( id != 0 ) != room )
-    return room ? "refused a checker that there is" : "got one checker too many";
-  if ( room )
+  // The other activity may have got or released one during the call.
+  const bool now = hasRoom();
+  if ( id == 0 && before && now && !codeFired_ )
+    return "refused a checker that there is";
+  if ( id != 0 && ( codeFired_ || ( !before && !now ) ) )
+    return "got one checker too many";
+  if ( id != 0 )
     ++checkers[ desc ];
-  else if ( !sw_.groups->rangeCheckersExhausted( turn.unit ) )
+  else if ( !sw_.groups->rangeCheckersExhausted( turn.unit ) && !sw_.second.arrived() )
     return "has no checker left and does not say so";
   return checkUsers( turn, desc );
 }

@@ -34,7 +34,7 @@ using Script = std::vector< Step >;
 
 struct Mix {
   bool troubles = true;
-  bool threads = false;
+  bool threads = true;
 };
 
 Script makeScript( U64 seed, size_t steps, const Mix & mix );

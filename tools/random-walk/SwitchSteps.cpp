@@ -7,7 +7,7 @@
 namespace Test::RandomWalk {
 
 std::string Walk::report( const Turn & turn ) {
-  static constexpr Code ends[] = { { SdkOp::kelmor_field_group_banks, -1 } };
+  static constexpr Code ends[] = { { SdkOp::kelmor_field_group_banks, BCM_E_INTERNAL } };
   const U32 unit = turn.unit, fd = static_cast< U32 >( nowhere_ ), a = turn.action.a;
   const MorvaneTcamGroupManager & groups = *sw_.groups;
   const auto & rules = units_[ unit ].rules;
@@ -81,10 +81,7 @@ void Walk::leaveUdfGroups( U32 unit ) {
     MorvaneTcamEntryManager & manager = sw_.manager( user.assignment );
     for ( auto it = sw_.books( manager, unit ).entryCreatedIterConst(); it; ++it )
       manager.releaseEntry( unit, it.key() );
-    // A group without entries goes with the next one.
-    if ( sw_.groups->groupExists( unit, user.group ) )
-      if ( const U32 entry = sw_.take( user.assignment, 0, unit ) )
-        manager.releaseEntry( unit, entry );
+    manager.uninitializeGroup( unit );
   }
 }
 
@@ -95,6 +92,8 @@ std::string Walk::reInit( const Turn & turn ) {
     leaveUdfGroups( unit );
     sw_.asic.reset( unit );
   }
+  // These records outlive a re-initialisation, until their group is created again.
+  sw_.groups->groupIdToPreselIdDelAll();
   units_.assign( sw_.chip.units, {} );
   Step step = *turn.step;
   step.trouble = Trouble::none;

@@ -81,6 +81,7 @@ class Walk {
     int rc;
     std::optional< U32 > pipe = {};
     U32 times = 1;
+    bool first = false;  // only for the first call
   };
   struct Terms {
     Left left = Left::before;

@@ -29,8 +29,8 @@ void addOptions( CLI::App & app, Options & options ) {
   app.add_option( "--seed", options.plan.seed, "Everything follows from it" );
   app.add_option( "--shape", options.shape, "The chip; without it all take turns" )
       ->check( CLI::IsMember( names ) );
-  app.add_flag( "--threads", options.plan.mix.threads,
-                "A second activity arrives in the middle of some operations" );
+  app.add_flag( "!--no-threads", options.plan.mix.threads,
+                "No second activity arrives in the middle of operations" );
   app.add_flag( "!--no-troubles", options.plan.mix.troubles, "No SDK call fails" );
   app.add_option( "--jobs", options.jobs, "Processes at a time" )->check( CLI::Range( 1, 256 ) );
   app.add_option( "--stretch", options.stretch, "Plays this stretch of the walk again, alone" );
@@ -64,7 +64,7 @@ void print( const Options & options, const Finding & finding ) {
       "--stretch {}{}{}{}\n",
       finding.stretch, stretch.shape, finding.step, finding.text, options.plan.seed,
       finding.stretch, options.shape.empty() ? "" : " --shape " + options.shape,
-      options.plan.mix.threads ? " --threads" : "",
+      options.plan.mix.threads ? "" : " --no-threads",
       options.plan.mix.troubles ? "" : " --no-troubles" );
   std::fflush( stdout );
   fmt::print( "Shortest script:\n{}\n", shrink( stretch ) );
