@@ -129,7 +129,7 @@ class AttributeTest : public testing::Test {
   Log log{ owner };
 };
 
-TEST_F( AttributeTest, ScalarsValuesAndCountsTellOfChangesOnly ) {
+TEST_F( AttributeTest, AttributesNotifyOnlyOnChange ) {
   owner->modeIs( modeOff );
   EXPECT_EQ( log.take(), "" );
   owner->modeIs( modeOn );
@@ -151,7 +151,7 @@ TEST_F( AttributeTest, ScalarsValuesAndCountsTellOfChangesOnly ) {
   EXPECT_EQ( log.take(), "a2;b-1;a0;" );
 }
 
-TEST_F( AttributeTest, WalksDeleteThroughTheirIterator ) {
+TEST_F( AttributeTest, IteratorsDeleteDuringAWalk ) {
   for ( U32 key = 1; key <= 5; ++key )
     owner->labelIs( key, "x" );
   log.take();
@@ -172,7 +172,7 @@ TEST_F( AttributeTest, WalksDeleteThroughTheirIterator ) {
   EXPECT_EQ( log.take(), "" );
 }
 
-TEST_F( AttributeTest, MembersAreMadeOnceAndToldOnce ) {
+TEST_F( AttributeTest, MembersAreCreatedAndReportedOnce ) {
   ValidPtr< Port > made = owner->portIs( 7 );
   EXPECT_EQ( owner->portIs( 7 ), made );
   EXPECT_EQ( made->parent(), owner.get() );
@@ -186,7 +186,7 @@ TEST_F( AttributeTest, MembersAreMadeOnceAndToldOnce ) {
   EXPECT_EQ( log.take(), "port-7;" );
 }
 
-TEST_F( AttributeTest, ANewMemberHasItsParentBeforeItsInsertion ) {
+TEST_F( AttributeTest, NewMemberHasItsParentBeforeInsertion ) {
   std::vector< Ptr< Port > > made;
   for ( const U16 key : { 1, 2, 3 } )
     made.push_back( owner->newPort( key ) );
@@ -198,7 +198,7 @@ TEST_F( AttributeTest, ANewMemberHasItsParentBeforeItsInsertion ) {
   EXPECT_EQ( made[ 1 ]->parent(), nullptr ) << "dropped ones and those that left are skipped";
 }
 
-TEST_F( AttributeTest, AMemberThatAppearsWhileAnotherIsMadeStays ) {
+TEST_F( AttributeTest, MemberInsertedDuringAConstructionIsKept ) {
   struct Racer : Card {
     using Card::Card;
     Ptr< Port > newPort( U16 key ) override {
@@ -222,7 +222,7 @@ TEST_F( AttributeTest, ReinstantiationComparesTheParameters ) {
           "_strategy has a different value of 3 than the current value of 2 not allowed" ) );
 }
 
-TEST_F( AttributeTest, TheOwnersEndFreesItsMembersAndClearsParents ) {
+TEST_F( AttributeTest, OwnerDestructionFreesMembersAndClearsParents ) {
   Port::deaths = 0;
   Ptr< Port > kept = owner->portIs( 1 );
   owner->portIs( 2 );
@@ -234,7 +234,7 @@ TEST_F( AttributeTest, TheOwnersEndFreesItsMembersAndClearsParents ) {
   EXPECT_FALSE( walk );
 }
 
-TEST_F( AttributeTest, DeletingAllStopsWhenAnObserverEndsTheOwner ) {
+TEST_F( AttributeTest, DeleteAllStopsWhenAnObserverDestroysTheOwner ) {
   struct Ender : Card::Notifiee {
     void onPort( U16 ) override {
       if ( --left == 0 )
@@ -253,7 +253,7 @@ TEST_F( AttributeTest, DeletingAllStopsWhenAnObserverEndsTheOwner ) {
   EXPECT_EQ( ender.left, 0 ) << "the third went with its owner, untold";
 }
 
-TEST_F( AttributeTest, AValueMayHoldTheLastReferenceToItsOwner ) {
+TEST_F( AttributeTest, ValueMayHoldTheLastReferenceToItsOwner ) {
   for ( U32 key : { 1, 2 } ) {
     owner->peerIs( key, Kiv::make< Port >( "peer", key ) );
     owner->peer( key )->home = owner;
@@ -312,7 +312,7 @@ std::string refusal( const std::function< void() > & act ) {
   return "";
 }
 
-TEST_F( GenericIfTest, AttributesAreWalkedInDeclarationOrderWithTheirTypes ) {
+TEST_F( GenericIfTest, AttributesAreListedInDeclarationOrderWithTypes ) {
   std::vector< std::string > seen;
   auto i = generic.genericIfAttributeIterator();
   for ( ; i; i.iterInc() ) {
@@ -335,7 +335,7 @@ TEST_F( GenericIfTest, AttributesAreWalkedInDeclarationOrderWithTheirTypes ) {
   EXPECT_EQ( read( "ports" ).parts()[ 0 ].elements.size(), 2u );
 }
 
-TEST_F( GenericIfTest, WritesRunTheEntitysOwnSettersAndTellOnceOfChanges ) {
+TEST_F( GenericIfTest, WritesUseTheSettersAndNotifyOnce ) {
   write( "mode", {}, Any( modeOn ) );
   EXPECT_EQ( card->mode(), modeOn );
   write( "label", Any( U32( 4 ) ), Any( String8( "x" ) ) );
@@ -354,7 +354,7 @@ TEST_F( GenericIfTest, WritesRunTheEntitysOwnSettersAndTellOnceOfChanges ) {
   EXPECT_EQ( read( "ports" ).strep(), "Value('Test::Ports', ** {'bits': [1, 2]})" );
 }
 
-TEST_F( GenericIfTest, EntitiesAreInsertedReferredToAndDeleted ) {
+TEST_F( GenericIfTest, EntitiesAreInsertedReferencedAndDeleted ) {
   const Any made = generic.genericIfAttributeOp( "port", AttributeOp::insert, Any( U16( 7 ) ) );
   EXPECT_EQ( made.as< Ptr< Entity > >(), card->port( 7 ) );
   write( "uplink", {}, made );
@@ -366,7 +366,7 @@ TEST_F( GenericIfTest, EntitiesAreInsertedReferredToAndDeleted ) {
   EXPECT_EQ( card->uplink(), nullptr );
 }
 
-TEST_F( GenericIfTest, KeysAreWalkedWhileTheirMembersAreDeleted ) {
+TEST_F( GenericIfTest, KeyWalkAllowsDeletion ) {
   for ( const U32 key : { 12U, 13U, 14U } )
     card->labelIs( key, "x" );
   std::vector< std::string > seen;
@@ -385,7 +385,7 @@ TEST_F( GenericIfTest, KeysAreWalkedWhileTheirMembersAreDeleted ) {
   EXPECT_TRUE( card->labelSize() == 1 && card->labelHas( 13 ) ) << "it runs the same deleter";
 }
 
-TEST_F( GenericIfTest, WhatDoesNotFitIsRefusedAndChangesNothing ) {
+TEST_F( GenericIfTest, InvalidOperationsAreRefusedAndChangeNothing ) {
   using enum AttributeOp;
   const Any none, one( U32( 1 ) ), text{ String8() };
   const Any nobody{ Ptr< Entity >() }, me{ Ptr< Entity >( card ) };
@@ -457,7 +457,7 @@ void expectHeldByWidthAndSign() {
   ( expectHeld( std::numeric_limits< Integers >::max() ), ... );
 }
 
-TEST( AnyTest, EveryIntegerTypeIsHeldByItsWidthAndSign ) {
+TEST( AnyTest, IntegersKeepTheirWidthAndSign ) {
   expectHeldByWidthAndSign< char, signed char, unsigned char, wchar_t, char8_t, char16_t, char32_t,
                             short, unsigned short, int, unsigned, long, unsigned long, long long,
                             unsigned long long, std::size_t >();

@@ -76,7 +76,7 @@ class ObserverTest : public testing::Test {
   std::vector< std::unique_ptr< Watcher > > watchers;
 };
 
-TEST_F( ObserverTest, ToldInOrderOfRegistrationAndOnlyOfChanges ) {
+TEST_F( ObserverTest, ObserversAreCalledInOrderAndOnlyOnChange ) {
   EXPECT_EQ( change(), "abc" );
   subject->levelIs( subject->level() );
   EXPECT_EQ( log, "abc" );
@@ -92,7 +92,7 @@ TEST_F( ObserverTest, ToldInOrderOfRegistrationAndOnlyOfChanges ) {
   EXPECT_EQ( subject->references(), 1u ) << "observers own nothing";
 }
 
-TEST_F( ObserverTest, AnyObserverMayGoDuringAVisit ) {
+TEST_F( ObserverTest, ObserversMayBeDestroyedDuringAVisit ) {
   const std::tuple< int, int, const char *, const char * > cases[] = {
       { 0, 0, "abc", "bc" }, { 0, 1, "ac", "ac" },  { 0, 2, "ab", "ab" }, { 1, 0, "abc", "bc" },
       { 1, 1, "abc", "ac" }, { 2, 2, "abc", "ab" }, { 2, 0, "abc", "bc" } };
@@ -107,7 +107,7 @@ TEST_F( ObserverTest, AnyObserverMayGoDuringAVisit ) {
   }
 }
 
-TEST_F( ObserverTest, WhoRegistersDuringAVisitWaitsForTheNextOne ) {
+TEST_F( ObserverTest, ObserverRegisteredDuringAVisitWaitsForTheNext ) {
   Watcher late( log, 'd' );
   watchers[ 2 ]->action = [ & ] { late.notifierIs( subject ); };
   watchers[ 0 ]->action = [ & ] {
@@ -118,7 +118,7 @@ TEST_F( ObserverTest, WhoRegistersDuringAVisitWaitsForTheNextOne ) {
   EXPECT_EQ( change(), "bcad" );
 }
 
-TEST_F( ObserverTest, AVisitEndsWhereItsLastObserverWas ) {
+TEST_F( ObserverTest, VisitEndsAtItsLastObserver ) {
   for ( int actor : { 0, 1 } ) {  // the last one is removed from afar, and just before its turn
     Watcher late( log, 'd' );
     watchers[ actor ]->action = [ & ] {
@@ -142,7 +142,7 @@ TEST_F( ObserverTest, VisitsNest ) {
   EXPECT_EQ( change(), "ababc" );
 }
 
-TEST_F( ObserverTest, VisitsOfTwoActivitiesEndInAnyOrder ) {
+TEST_F( ObserverTest, ConcurrentVisitsMayEndInAnyOrder ) {
   std::binary_semaphore entered( 0 ), firstEnded( 0 );
   std::thread second;
   watchers[ 0 ]->action = [ & ] {
@@ -161,7 +161,7 @@ TEST_F( ObserverTest, VisitsOfTwoActivitiesEndInAnyOrder ) {
   EXPECT_EQ( log, "aabcc" );
 }
 
-TEST_F( ObserverTest, AnExceptionReachesItsHookAndStopsNobody ) {
+TEST_F( ObserverTest, ExceptionReachesTheHookAndVisitContinues ) {
   watchers[ 0 ]->action = [] { throw std::runtime_error( "a" ); };
   watchers[ 1 ]->action = [ & ] {
     watchers[ 1 ].reset();  // no hook is left to call
@@ -182,7 +182,7 @@ TEST_F( ObserverTest, AnExceptionReachesItsHookAndStopsNobody ) {
   EXPECT_EQ( subject->level(), 1u );
 }
 
-TEST_F( ObserverTest, TheEndIsToldOnceWhileTheSubjectIsWhole ) {
+TEST_F( ObserverTest, DestructionIsReportedOnceWhileTheSubjectIsIntact ) {
   watchers[ 0 ]->endAction = [ & ] {
     Ptr< const Kiv::Entity > brief( watchers[ 0 ]->notifier() );
     EXPECT_EQ( brief->name(), "subject" );
@@ -204,7 +204,7 @@ TEST_F( ObserverTest, TheEndIsToldOnceWhileTheSubjectIsWhole ) {
   EXPECT_EQ( change(), "d" );
 }
 
-TEST_F( ObserverTest, AnObserverMayDropTheLastReference ) {
+TEST_F( ObserverTest, ObserverMayDropTheLastReference ) {
   watchers[ 0 ]->action = [ & ] { subject = nullptr; };
   log.clear();
   subject->levelIs( 1 );

@@ -38,7 +38,7 @@ std::string thrownByAnchor(
   } );
 }
 
-TEST( LockTest, AnchorGivesTheLockToOthersAndTakesItBack ) {
+TEST( LockTest, AnchorReleasesAndRetakesTheLock ) {
   Lock lock;
   lock.lock();
   {
@@ -75,7 +75,7 @@ TEST( LockTest, MisuseIsReportedAndChangesNothing ) KIV_NO_THREAD_SAFETY_ANALYSI
   lock.unlock();
 }
 
-TEST( LockDeathTest, AGuardWhoseLockWasGivenAwayEndsTheProcess ) KIV_NO_THREAD_SAFETY_ANALYSIS {
+TEST( LockDeathTest, GuardOfAnUnlockedLockEndsTheProcess ) KIV_NO_THREAD_SAFETY_ANALYSIS {
   EXPECT_DEATH(
       {
         Lock lock;
@@ -85,7 +85,7 @@ TEST( LockDeathTest, AGuardWhoseLockWasGivenAwayEndsTheProcess ) KIV_NO_THREAD_S
       "rc == 0" );
 }
 
-TEST( ExceptionTest, DebuggingDataOnDemand ) {
+TEST( ExceptionTest, BacktraceIsTakenOnRequest ) {
   EXPECT_EQ( Kiv::RangeException( "x" ).debugData(), nullptr );
   Kiv::Exception::debugExceptions_ = true;
   Kiv::RangeException debugged( "x" );

@@ -41,7 +41,7 @@ using Maps = testing::Types< Kiv::HashMap< U32, String8 >, Kiv::RbTreeMap< U32, 
                              CopyMap< U32, String8 >, Kiv::FamilyMap< U32, String8, 1, 2 > >;
 TYPED_TEST_SUITE( MapTest, Maps );
 
-TYPED_TEST( MapTest, RandomOperationsAgreeWithAModel ) {
+TYPED_TEST( MapTest, RandomOperationsMatchTheModel ) {
   std::mt19937 random( 7 );
   TypeParam map;
   std::map< U32, std::pair< String8, const String8 * > > model;  // value and address
@@ -72,7 +72,7 @@ TYPED_TEST( MapTest, RandomOperationsAgreeWithAModel ) {
   EXPECT_EQ( map[ model.begin()->first ], nullptr );
 }
 
-TYPED_TEST( MapTest, AWalkSurvivesTheRemovalOfAnySubset ) {
+TYPED_TEST( MapTest, WalkSurvivesRemovalOfAnySubset ) {
   // At each member of the walk each other member, or itself, goes: never twice, never one that
   // went, and all that stayed.
   constexpr U32 count = 9;
@@ -101,7 +101,7 @@ TYPED_TEST( MapTest, AWalkSurvivesTheRemovalOfAnySubset ) {
   }
 }
 
-TYPED_TEST( MapTest, CopiesOfAnIteratorAreTrackedToo ) {
+TYPED_TEST( MapTest, CopiedIteratorsAreTracked ) {
   TypeParam map;
   for ( U32 key = 0; key < 3; ++key )
     map.insert( key, "x" );
@@ -123,7 +123,7 @@ TYPED_TEST( MapTest, CopiesOfAnIteratorAreTrackedToo ) {
   EXPECT_THROW( one.value(), Kiv::RangeException );
 }
 
-TYPED_TEST( MapTest, IteratorsEndWithTheirMap ) {
+TYPED_TEST( MapTest, IteratorsEndWhenTheMapIsDestroyed ) {
   auto map = std::make_unique< TypeParam >();
   map->insert( 1, "x" );
   auto cleared = map->iter();
@@ -141,7 +141,7 @@ TYPED_TEST( MapTest, IteratorsEndWithTheirMap ) {
   EXPECT_FALSE( orphan.isMemberOf( 2 ) );
 }
 
-TYPED_TEST( MapTest, InsertingDuringAWalkLosesNoMember ) {
+TYPED_TEST( MapTest, InsertionDuringAWalkSkipsNoMember ) {
   TypeParam map;
   for ( U32 key = 0; key < 8; ++key )
     map.insert( key * 1000, "old" );
@@ -158,7 +158,7 @@ TYPED_TEST( MapTest, InsertingDuringAWalkLosesNoMember ) {
   EXPECT_EQ( map.size(), 8 + 400u );
 }
 
-TEST( RbTreeMapTest, WalksInKeyOrderAlsoPastARemovedMember ) {
+TEST( RbTreeMapTest, WalksInKeyOrderAcrossRemovals ) {
   Kiv::RbTreeMap< U32, int > map;
   for ( U32 key : { 50, 10, 30, 20, 40 } )
     map.insert( key, 0 );
@@ -223,7 +223,7 @@ struct Ender : Kiv::PtrInterface {
   std::function< void() > end;
 };
 
-TEST( MapReentryTest, AValuesEndMayChangeOrEndItsMap ) {
+TEST( MapReentryTest, ValueDestructorMayChangeOrDestroyTheMap ) {
   Echo< Kiv::HashMap >::removeAll();
   Echo< Kiv::RbTreeMap >::removeAll();
   Echo< CopyMap >::removeAll();
@@ -241,7 +241,7 @@ struct Counted {
   friend bool operator<( Counted a, Counted b ) { return ++comparisons, a.key < b.key; }
 };
 
-TEST( RbTreeMapTest, NoSearchIsLongerThanABalancedTreeIsDeep ) {
+TEST( RbTreeMapTest, SearchDepthIsThatOfABalancedTree ) {
   std::mt19937 random( 3 );
   Kiv::RbTreeMap< Counted, int > map;
   for ( U32 step = 0; step < 30000; ++step ) {

@@ -62,7 +62,7 @@ TEST_P( PtrTest, ValidPtrIsNeverNull ) {
   EXPECT_EQ( valid, converted );
 }
 
-TEST( PtrDeathTest, AnObserverOfTheEndCannotKeepTheObject ) {
+TEST( PtrDeathTest, DestructionObserverCannotKeepTheObject ) {
   static Ptr< Kiv::PtrInterface > kept;
   struct Reviver : Base {
     using Base::Base;
@@ -86,7 +86,7 @@ TEST( PtrDeathTest, AnObserverOfTheEndCannotKeepTheObject ) {
       "references\\(\\) == 0" );
 }
 
-TEST( ThreadSafePtrTest, NoCountIsLostBetweenThreads ) {
+TEST( ThreadSafePtrTest, CountsAreExactAcrossThreads ) {
   Kiv::enableThreadSafePointers = true;
   int deaths = 0;
   Ptr< Base > shared = Kiv::make< Base >( deaths );

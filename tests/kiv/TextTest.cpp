@@ -61,7 +61,7 @@ struct Outer : Kiv::Value {
   }
 };
 
-TEST( String8Test, AppendingNeverChangesOtherHolders ) {
+TEST( String8Test, AppendingLeavesOtherHoldersUnchanged ) {
   String8 text( "fp entry" );
   text += " create";  // the payload grows beyond what it needs: the next append would fit
   String8 holder = text;
@@ -87,7 +87,7 @@ TEST( String8Test, AppendsItselfAndItsParts ) {
   }
 }
 
-TEST( String8Test, EmptyAndBinaryText ) {
+TEST( String8Test, HoldsEmptyAndBinaryText ) {
   EXPECT_EQ( sizeof( String8 ), sizeof( void * ) );
   EXPECT_STREQ( String8( static_cast< const char * >( nullptr ) ).charPtr(), "" );
   String8 binary( std::string_view( "a\0b", 3 ) );
@@ -96,13 +96,13 @@ TEST( String8Test, EmptyAndBinaryText ) {
   EXPECT_LT( String8( "a\x7f" ), String8( "a\x80" ) );  // bytes compare unsigned
 }
 
-TEST( FormatTest, LengthsAroundTheStackBuffer ) {
+TEST( FormatTest, FormatsLengthsAroundTheStackBuffer ) {
   for ( int length : { 1, 254, 255, 256, 257, 5000 } )
     EXPECT_EQ( Kiv::format( "%*s|", length, "x" ).view(),
                std::string( static_cast< std::size_t >( length - 1 ), ' ' ) + "x|" );
 }
 
-TEST( StrepTest, TextForms ) {
+TEST( StrepTest, ValuesHaveOneTextForm ) {
   EXPECT_EQ( valueToStrep( U8( 65 ) ), "65" );
   EXPECT_EQ( valueToStrep( S64( INT64_MIN ) ), "-9223372036854775808" );
   EXPECT_EQ( valueToStrep( U64( UINT64_MAX ) ), "18446744073709551615" );
@@ -165,7 +165,7 @@ std::string refusal( std::string_view text ) {
   return "";
 }
 
-TEST( StrepTest, OneFormOnlyAndLimitsSpeakForThemselves ) {
+TEST( StrepTest, RefusesOtherFormsAndNamesTheLimit ) {
   using Kiv::RangeException;
   for ( const char * text : { "", "+1", "01", "-0", "0x1", " 1", "1 ", "1.0", "one", "-" } )
     EXPECT_NE( refusal< S32 >( text ), "" ) << text;
@@ -191,7 +191,7 @@ TEST( StrepTest, OneFormOnlyAndLimitsSpeakForThemselves ) {
   }
 }
 
-TEST( ValueTypeTest, OrdersByFieldsInTheirOrder ) {
+TEST( ValueTypeTest, ComparesFieldsInDeclarationOrder ) {
   const Point points[] = { { {}, 1, -1, pear, "b" },
                            { {}, 1, 0, apple, "b" },
                            { {}, 1, 0, pear, "a" },
@@ -205,7 +205,7 @@ TEST( ValueTypeTest, OrdersByFieldsInTheirOrder ) {
     }
 }
 
-TEST( HashTest, EqualValuesHashEquallyAndNearOnesSpread ) {
+TEST( HashTest, EqualValuesHashEquallyAndSimilarOnesSpread ) {
   const Point point{ {}, 1, 2, apple, "a" };
   EXPECT_EQ( Kiv::hash( point ), Kiv::hash( Point{ {}, 1, 2, apple, String8( "" ) + "a" } ) );
   EXPECT_NE( Kiv::hash( point ), Kiv::hash( Point{ {}, 2, 1, apple, "a" } ) );

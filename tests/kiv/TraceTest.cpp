@@ -47,7 +47,7 @@ TEST( TraceTest, RegisteredHandlesAreFoundByName ) {
   EXPECT_EQ( Kiv::traceHandle( "TestTrace" ), nullptr );
 }
 
-TEST( LineBufferTest, PiecesAndTheirForms ) {
+TEST( LineBufferTest, AppendsEveryTypeAndTruncates ) {
   Kiv::LineBuffer line;
   line.append( Kiv::U8( 7 ) );
   line.append( ' ' );

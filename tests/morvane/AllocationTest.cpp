@@ -4,7 +4,7 @@
 
 namespace Test::Allocation {
 
-TEST( StrategyTest, HardwareAndRoomStepByStep ) {
+TEST( StrategyTest, EachStrategyAllocatesAndFreesRoom ) {
   const struct {
     TcamAllocationStrategy strategy;
     bool configured, pdp;
@@ -48,7 +48,7 @@ TEST( StrategyTest, HardwareAndRoomStepByStep ) {
   }
 }
 
-TEST( StrategyTest, RangesAreMadeInOrderWithTheirDefaultPriorities ) {
+TEST( StrategyTest, RangesAreCreatedInOrderWithDefaultPriorities ) {
   for ( const U32 pipes : { 1U, 2U } ) {
     TestSwitch sw( { .pipes = pipes } );
     sw.platform.acl( 0, 2, tcamAllocateAtBeginning );
@@ -61,7 +61,7 @@ TEST( StrategyTest, RangesAreMadeInOrderWithTheirDefaultPriorities ) {
   }
 }
 
-TEST( StrategyTest, IdentifiersAndDefaultPriorities ) {
+TEST( StrategyTest, EntriesHaveIdentifiersAndDefaultPriorities ) {
   TestSwitch sw;
   sw.platform.acl( 1, 4 );
   sw.start();
@@ -112,7 +112,7 @@ TEST( StrategyTest, ExhaustionSpreadsToTheGroupAndClearsWithRoom ) {
   EXPECT_EQ( sw.audit(), "" );
 }
 
-TEST( StrategyTest, AFullGroupCompressesFreedSlicesAndReadsAgain ) {
+TEST( StrategyTest, FullGroupCompressesFreedSlicesAndRetries ) {
   TestSwitch sw( { .slices = 1, .depth = 1 } );
   sw.platform.acl( 1, 9 );
   sw.start();
@@ -127,7 +127,7 @@ TEST( StrategyTest, AFullGroupCompressesFreedSlicesAndReadsAgain ) {
   EXPECT_TRUE( sw.groups->sliceFreedSize() == 0 && sw.bounded( ipAclTcamGroup ).exhausted( 0 ) );
 }
 
-TEST( AllocationTest, TheCallerOrTheChipChoosesTheNumber ) {
+TEST( AllocationTest, CallerOrChipChoosesTheId ) {
   TestSwitch sw( { .pipes = 2, .secondCopy = true } );
   sw.platform.acl( 1, 4 ).user( qosTcamGroup, 1, 0, tcamAllocateUnbounded );
   sw.start();
@@ -151,7 +151,7 @@ TEST( AllocationTest, TheCallerOrTheChipChoosesTheNumber ) {
                HasSubstr( "copies.empty()" ) );
 }
 
-TEST( AllocationTest, GroupFlagsThatChangeAnEntry ) {
+TEST( AllocationTest, GroupFlagsChangeItsEntries ) {
   TestSwitch sw( { .pipes = 2 } );
   sw.chipInfo.multicastWar = true;
   sw.platform.acl( 1, 4 )

@@ -20,7 +20,7 @@ struct Table : TcamCapacityTable {
   std::string text;
 };
 
-TEST( CapacityTest, RowsAreWrittenWhenTheyChangeAndAlarmsOnce ) {
+TEST( CapacityTest, RowsAreWrittenOnChangeAndAlarmsOnce ) {
   TestSwitch sw( { .units = 2, .slices = 1, .depth = 10 } );
   sw.platform.acl( 1, 10 );
   sw.start();
@@ -77,7 +77,7 @@ TEST( CapacityTest, RowsAreWrittenWhenTheyChangeAndAlarmsOnce ) {
   EXPECT_EQ( poll(), "0.0=1/9/10/1 1.0 clear 1.0 gone 1.1 gone 1.2 gone " );
 }
 
-TEST( CapacityTest, ReadsEachUnitOnceAndEndsTheProcessWhenItCannot ) {
+TEST( CapacityTest, ReadsEachUnitOnceAndFailureEndsTheProcess ) {
   TestSwitch sw( { .units = 2, .slices = 1, .depth = 1024, .halfSize = true } );
   sw.start();
   Table table;

@@ -83,7 +83,7 @@ TEST( GroupCreationTest, MirroringGroupsMatchByTheirAclType ) {
       HasSubstr( "`( mirAclType == Acl::ip() ) || ( mirAclType == Acl::mac() )' failed." ) );
 }
 
-TEST( GroupCreationTest, FlagsAndPortsOfEveryCopy ) {
+TEST( GroupCreationTest, EveryCopyHasItsFlagsAndPorts ) {
   const Chip plain{ .pipes = 2, .largeSlices = 2 };
   const Chip presels{ .pipes = 2, .presels = true, .largeSlices = 2 };
   const Chip copies{ .pipes = 2, .secondCopy = true, .largeSlices = 2 };
@@ -117,7 +117,7 @@ TEST( GroupCreationTest, FlagsAndPortsOfEveryCopy ) {
   }
 }
 
-TEST( GroupCreationTest, PreselectorsChooseThePipe ) {
+TEST( GroupCreationTest, PreselectorsSelectThePipe ) {
   TestSwitch sw( { .pipes = 2, .secondCopy = true, .presels = true, .slices = 1 } );
   sw.platform.acl( 1, 4 ).acl( 2, 0, tcamAllocateUnbounded, macAclTcamGroup );
   sw.start();
@@ -171,7 +171,7 @@ TEST( GroupCreationTest, RetriesOnceWithoutTheLargeSliceAndPerCopy ) {
 
 // --- Teardown ----------------------------------------------------------------------------------
 
-TEST( GroupTeardownTest, CountsStepByStep ) {
+TEST( GroupTeardownTest, CountsReferencesStepByStep ) {
   TestSwitch sw( { .pipes = 2, .units = 2 } );
   sw.platform.acl( 1, 4 );
   sw.platform.group( 2, { bcmFieldQualifyInPorts } )
@@ -211,7 +211,7 @@ TEST( GroupTeardownTest, CountsStepByStep ) {
   EXPECT_EQ( groups.groupCounts( 1 )->unitRefCount( 1 ), 1 );
 }
 
-TEST( GroupTeardownTest, TheLastUserTakesTheGroupInOrder ) {
+TEST( GroupTeardownTest, LastReferenceDestroysTheGroupInOrder ) {
   TestSwitch sw( { .presels = true } );
   sw.platform.acl( 1, 4 ).acl( 2, 0, tcamAllocateUnbounded, macAclTcamGroup );
   sw.platform.group( 3, { bcmFieldQualifyDstIp } )
@@ -233,7 +233,7 @@ TEST( GroupTeardownTest, TheLastUserTakesTheGroupInOrder ) {
   EXPECT_EQ( sw.audit(), "" );
 }
 
-TEST( GroupTest, APreselectorThatOutlivedItsGroupGoesBeforeTheNextOne ) {
+TEST( GroupTest, UnreleasedPreselectorIsDestroyedBeforeTheNextCreation ) {
   TestSwitch sw( { .presels = true } );
   sw.platform.acl( 1, 4 );
   sw.start();

@@ -56,7 +56,7 @@ void meet( const Pair & pair, const Chip & chip, U32 from ) {
   }
 }
 
-TEST( OperationTest, EveryPairEndsAsIfOneCameAfterTheOther ) {
+TEST( OperationTest, EveryPairEndsAsInOneOfTheTwoOrders ) {
   const auto table = tableOperations();
   for ( U32 i = 0; i < table.size(); ++i )
     for ( U32 j = 0; j < table.size(); ++j ) {
@@ -67,7 +67,7 @@ TEST( OperationTest, EveryPairEndsAsIfOneCameAfterTheOther ) {
     }
 }
 
-TEST( OperationTest, WhatMayBeDoneTwiceAtOnePlaceMayBeDoneAtOnce ) {
+TEST( OperationTest, RepeatableOperationsMayRunAtTheSameTime ) {
   for ( const TableOperation & operation : tableOperations() )
     for ( const Chip & chip : tableChips )
       if ( operation.twice )

@@ -56,7 +56,7 @@ TEST( OvidWarTest, EntryAndTwinMatchTheirVlanAndNothingElse ) {
   }
 }
 
-TEST( OvidWarTest, AChangedBitmapTouchesTheTwinsOfItsVlan ) {
+TEST( OvidWarTest, ChangedBitmapUpdatesTheTwinsOfItsVlan ) {
   OvidSwitch s;
   for ( const U32 offset : { 0, 1, 2 } )
     s.take( ipAclTcamGroup, offset );
@@ -81,7 +81,7 @@ TEST( OvidWarTest, AChangedBitmapTouchesTheTwinsOfItsVlan ) {
 }
 
 // Throws from call 1, 2, 3 ... of a change; AnomalyTest fails the calls of entries with twins.
-TEST( OvidWarTest, MapBooksAndChipAgreeWhenACallThrows ) {
+TEST( OvidWarTest, RecordsMatchTheChipWhenACallThrows ) {
   bool fired = true;
   for ( U32 nth = 1; fired; ++nth ) {
     OvidSwitch s;

@@ -23,7 +23,7 @@ struct Switch : TestSwitch {
   bcm_policer_config_t limits = { 0, bcmPolicerModeCommitted, 1000, 64, 0, 0 };
 };
 
-TEST( PolicerTest, EveryPipeHasItsOwn ) {
+TEST( PolicerTest, EveryPipeHasItsOwnPolicer ) {
   const struct {
     Chip chip;
     std::vector< U32 > ids;
@@ -61,7 +61,7 @@ TEST( PolicerTest, EveryPipeHasItsOwn ) {
   }
 }
 
-TEST( PolicerTest, FailuresHaveTheirTextsAndLeaveNothingHalfDone ) {
+TEST( PolicerTest, FailuresHaveTheirTextsAndChangeNothing ) {
   Switch sw( { .pipes = 4, .secondCopy = true } );
   MorvaneTcamEntryManager & acl = sw.manager( ipAclTcamGroup );
   const U32 entry = sw.take( ipAclTcamGroup );

@@ -59,7 +59,7 @@ TEST( ProgrammingTest, InputPortsAreAppliedToEveryCopy ) {
   }
 }
 
-TEST( ProgrammingTest, LoopbackRedirectsGoThroughThePortOfEachPipe ) {
+TEST( ProgrammingTest, LoopbackRedirectsUseThePortOfEachPipe ) {
   for ( const bool singleView : { false, true } ) {
     TestSwitch sw( { .pipes = 2 } );
     sw.platform.acl( 1, 4 );

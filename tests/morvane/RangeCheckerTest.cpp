@@ -17,7 +17,7 @@ struct Switch : TestSwitch {
   MorvaneTcamEntryManager & user() { return manager( ipAclTcamGroup ); }
 };
 
-TEST( RangeCheckerTest, FailuresHaveTheirTextsAndLeaveEqualBooks ) {
+TEST( RangeCheckerTest, FailuresHaveTheirTextsAndKeepRecordsEqual ) {
   Switch sw( {} );
   MorvaneTcamEntryManager & user = sw.user();
   EXPECT_THAT( deathOf( [ & ] { user.releaseRangeChecker( 0, a ); } ), HasSubstr( "`data'" ) );

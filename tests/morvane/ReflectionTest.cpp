@@ -16,7 +16,7 @@ void expectText( const T & value, const char * text ) {
   EXPECT_EQ( Kiv::genericIfFromStrRep< T >( text ), value );
 }
 
-TEST( ReflectionTest, ValuesHaveOneTextFormAndReadBackFromIt ) {
+TEST( ReflectionTest, ValuesReadBackFromTheirText ) {
   expectText( RangeCheckerDesc( 1024, 65535, 0xFFFFFFFF ),
               "Value('Morvane::RangeCheckerDesc', ** {'low': 1024, 'high': 65535, 'rangeFlags': "
               "4294967295})" );
@@ -38,7 +38,7 @@ TEST( ReflectionTest, ValuesHaveOneTextFormAndReadBackFromIt ) {
               "'ipProtocol': 255, 'refCount': 0})" );
 }
 
-TEST( ReflectionTest, AUserDefinedFieldOutsideItsLimitsIsNotRead ) {
+TEST( ReflectionTest, UserDefinedFieldOutsideItsLimitsIsRefused ) {
   const auto refusal = []( const char * offset, const char * length ) -> std::string {
     std::string text = Kiv::valueToStrep( UdfUnitSpec() ).charPtr();
     const std::string both = "'offset': 0, 'length': 0";
@@ -99,7 +99,7 @@ class GenericSwitchTest : public testing::Test {
   TestSwitch sw_{ { .pipes = 2, .secondCopy = true } };
 };
 
-TEST_F( GenericSwitchTest, WritesRunTheManagersOwnSetters ) {
+TEST_F( GenericSwitchTest, WritesUseTheManagersSetters ) {
   sw_.construct();
   groups().genericIfAttributeOp( "initialized", AttributeOp::write, {}, Any( true ) );
   ASSERT_TRUE( sw_.groups->entryManager( ipAclTcamGroup ) ) << "start-up did not run";

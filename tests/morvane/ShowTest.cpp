@@ -52,7 +52,7 @@ void fill( TestSwitch & sw ) {
   sw.take( ipAclVfpTcamGroup, 5 );
 }
 
-TEST( UsageReportTest, OnePipe ) {
+TEST( UsageReportTest, ShowsOnePipe ) {
   TestSwitch sw;
   fill( sw );
   EXPECT_EQ( usage( sw, false ),
@@ -75,7 +75,7 @@ TEST( UsageReportTest, OnePipe ) {
              "    131077                0 hits - rule\n" );
 }
 
-TEST( UsageReportTest, PipesAndCopies ) {
+TEST( UsageReportTest, ShowsPipesAndCopies ) {
   for ( const bool twoCopies : { false, true } ) {
     TestSwitch sw( { .pipes = twoCopies ? 4U : 2U, .secondCopy = twoCopies } );
     fill( sw );
@@ -107,7 +107,7 @@ TEST( UsageReportTest, PipesAndCopies ) {
   }
 }
 
-TEST( UsageReportTest, GroupsThatAreKeptTwiceAreShownOnce ) {
+TEST( UsageReportTest, ShowsAGroupWithTwinsOnce ) {
   TestSwitch sw( { .pipes = 2, .shared = true } );
   sw.platform.group( 1, { bcmFieldQualifyOuterVlanId, dstIp, ingress } )
       .user( qosTcamGroup, 1, 0, tcamAllocateUnbounded );
@@ -127,7 +127,7 @@ TEST( UsageReportTest, GroupsThatAreKeptTwiceAreShownOnce ) {
                           entry ) );
 }
 
-TEST( UsageReportTest, EmptyFullAndWithoutStatistics ) {
+TEST( UsageReportTest, ShowsEmptyAndFullGroups ) {
   TestSwitch sw( { .units = 2, .slices = 1, .depth = 2 } );
   sw.platform.acl( 1, 2 );
   sw.platform.users[ 0 ].noStatsPerEntry = true;
@@ -159,7 +159,7 @@ std::string stage( const std::string & name, const std::string & rows, int total
       dashes, name, rows, "", total, free );
 }
 
-TEST( SliceTableTest, StagesAndTheHalfSizeRule ) {
+TEST( SliceTableTest, ShowsStagesAndHalvesIngressSlices ) {
   for ( const bool half : { false, true } ) {
     TestSwitch sw( { .slices = 2, .depth = 512, .halfSize = half } );
     sw.platform.acl( 1, 4 );
@@ -180,7 +180,7 @@ TEST( SliceTableTest, StagesAndTheHalfSizeRule ) {
   }
 }
 
-TEST( SliceTableTest, UnusualRecords ) {
+TEST( SliceTableTest, ShowsUnusualRecords ) {
   struct Odd : Shim::SdkDecorator {
     using Shim::SdkDecorator::SdkDecorator;
     int kelmor_bcm_tcam_capacity_info_get( U32, kelmor_tcam_capacity_info_t * info ) override {
@@ -202,7 +202,7 @@ TEST( SliceTableTest, UnusualRecords ) {
   EXPECT_THAT( deathOf( [ & ] { sw.groups->tcamUsage( 0 ); } ), HasSubstr( "slice_count" ) );
 }
 
-TEST( BankSummaryTest, UsersByBankUntilTheAsicRefuses ) {
+TEST( BankSummaryTest, ShowsUsersByBankUntilTheAsicFails ) {
   TestSwitch sw( { .pipes = 2 } );
   fill( sw );
   const std::string title =
@@ -230,7 +230,7 @@ TEST( BankSummaryTest, UsersByBankUntilTheAsicRefuses ) {
   EXPECT_EQ( summary(), title + ifp0 + ifp1 + end );
 }
 
-TEST( DumpTest, GroupsAndEntriesAsTheAsicDescribesThem ) {
+TEST( DumpTest, DumpsGroupsAndEntries ) {
   TestSwitch sw;
   fill( sw );
   const char * entry =
@@ -252,7 +252,7 @@ TEST( DumpTest, GroupsAndEntriesAsTheAsicDescribesThem ) {
 
 // --- The reader ----------------------------------------------------------------------------------
 
-TEST( ReportWriterTest, ASlowReaderGetsAllAndOneThatLeftEndsTheReport ) {
+TEST( ReportWriterTest, SlowReaderGetsAllAndClosedReaderEndsTheReport ) {
   TestSwitch sw( { .slices = 1, .depth = 4096, .statistics = 4096 } );
   sw.platform.acl( 1, 4000 );
   sw.start();
@@ -294,7 +294,7 @@ TEST( ReportWriterTest, ASlowReaderGetsAllAndOneThatLeftEndsTheReport ) {
 
 // --- Clearing ------------------------------------------------------------------------------------
 
-TEST( ClearCountersTest, OfAnEntryAUserAGroupAUnitAndAll ) {
+TEST( ClearCountersTest, ClearsByEntryUserGroupUnitAndAll ) {
   TestSwitch sw( { .pipes = 2, .units = 2 } );
   sw.platform.acl( 1, 4 ).group( 2, { dstIp, ingress } );
   sw.platform.user( macAclTcamGroup, 1, 2, tcamAllocateOnDemand )

@@ -240,7 +240,7 @@ TEST( StartupTest, IdsOutsideTheSdksSetsEndTheProcess ) {
   Shim::sdk_ = &sw.log;
 }
 
-TEST( StartupTest, InitializedRunsStartUpOnEveryChangeAndThenTells ) {
+TEST( StartupTest, InitializedRunsStartUpBeforeNotifying ) {
   TestSwitch sw;
   sw.platform.acl( 1, 4 );
   sw.construct();
@@ -256,7 +256,7 @@ TEST( StartupTest, InitializedRunsStartUpOnEveryChangeAndThenTells ) {
   EXPECT_THAT( observer.calls, ElementsAre( 6, 12 ) );
 }
 
-TEST( StartupTest, ReInitialisationRebuildsEverythingFromScratch ) {
+TEST( StartupTest, ReInitialisationRebuildsEverything ) {
   TestSwitch sw( { .pipes = 2, .presels = true } );
   sw.platform.acl( 1, 4 ).user( l2ControlPrioTcamGroup, 1, 3, tcamAllocateAtBeginning );
   sw.start();
@@ -279,7 +279,7 @@ TEST( StartupTest, ReInitialisationRebuildsEverythingFromScratch ) {
   EXPECT_TRUE( sw.groups->sliceFreedSize() == 0 && sw.groups->rangeCheckerSize() == 0 );
 }
 
-TEST( StartupTest, ASecondManagerOfOneUserMustHaveTheSameParameters ) {
+TEST( StartupTest, SecondManagerOfAUserMustHaveTheSameParameters ) {
   TestSwitch sw;
   sw.platform.acl( 1, 4 );
   sw.start();

@@ -50,7 +50,7 @@ TEST( StatisticsTest, HitsAreSummedOverPipesAndCopies ) {
   EXPECT_EQ( read(), "0 0 0 0 0 0 0 0" );
 }
 
-TEST( StatisticsTest, WhatIsAskedForMustMakeSense ) {
+TEST( StatisticsTest, InvalidTypesEndTheProcess ) {
   TestSwitch sw;
   sw.platform.acl( 1, 8 );
   sw.platform.group( 2, { bcmFieldQualifyDstIp } ).user( qosTcamGroup, 2, 8, tcamAllocateOnDemand );

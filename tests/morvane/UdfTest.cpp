@@ -56,7 +56,7 @@ TEST( UdfSharingTest, UsesAreCountedPerGroupAndUnit ) {
              -1 );
 }
 
-TEST( LogMessagesTest, ThePlatformTakesAndWordsThem ) {
+TEST( LogMessagesTest, PlatformFiltersAndWordsMessages ) {
   LoggedMessages messages;
   MORVANE_CONFIG_CHANGE.raise();  // not taken
   MORVANE_UDF_HW_RESOURCE_FULL.raise();
@@ -66,7 +66,7 @@ TEST( LogMessagesTest, ThePlatformTakesAndWordsThem ) {
 }
 
 // Adds fields to group 1 of the last unit until the answer is not that the group took it in place.
-TEST( UdfProgrammingTest, EveryWayToEnd ) {
+TEST( UdfProgrammingTest, EveryOutcomeLeavesMatchingRecords ) {
   const Chip pairs{ .slices = 2, .paired = true }, lone{ .slices = 1 };
   const Chip fixed{ .presels = true, .fixedKeys = true };
   struct Row {
@@ -130,7 +130,7 @@ TEST( UdfProgrammingTest, EveryWayToEnd ) {
 }
 
 // A group that shares a field has to be rebuilt for it: everyone else's uses stay.
-TEST( UdfProgrammingTest, RebuildForASharedField ) {
+TEST( UdfProgrammingTest, RebuildForASharedFieldKeepsOtherUses ) {
   UdfSwitch sw( { .presels = true, .fixedKeys = true }, Acl::mac() );
   sw.manager( sw.user( 2 ) ).initializeGroup( 0 );
   const U32 entry = sw.take( sw.user( 1 ) );
@@ -151,7 +151,7 @@ TEST( UdfProgrammingTest, RebuildForASharedField ) {
   EXPECT_EQ( sw.udfs() + sw.audit(), "0.2x1 2:1" );
 }
 
-TEST( UdfProgrammingTest, VerificationReadsTheAsicBack ) {
+TEST( UdfProgrammingTest, VerificationReadsTheAsic ) {
   UdfSwitch sw( {}, Acl::ip() );
   ASSERT_TRUE( sw.manager( sw.user( 1 ) ).initializeGroup( 0 ) );
   sw.set( near );
@@ -166,7 +166,7 @@ TEST( UdfProgrammingTest, VerificationReadsTheAsicBack ) {
   EXPECT_THAT( deathOf( [ & ] { verify( near ); } ), HasSubstr( "err == BCM_E_NONE" ) );
 }
 
-TEST( UdfProgrammingTest, WrongUseIsRefused ) {
+TEST( UdfProgrammingTest, InvalidUseIsRefused ) {
   UdfSwitch sw( { .pipes = 2 }, Acl::ip() );
   ASSERT_TRUE( sw.manager( sw.user( 1 ) ).initializeGroup( 0 ) );
   const std::string before = sw.state();
@@ -188,7 +188,7 @@ TEST( UdfProgrammingTest, WrongUseIsRefused ) {
       HasSubstr( "groupMirroringAclUdfValid" ) );
 }
 
-TEST( UdfProgrammingTest, TracesTellTheSteps ) {
+TEST( UdfProgrammingTest, TracesShowEveryStep ) {
   UdfSwitch sw( {}, Acl::ip() );
   ASSERT_TRUE( sw.manager( sw.user( 1 ) ).initializeGroup( 0 ) );
   EXPECT_THAT(
@@ -216,7 +216,7 @@ TEST( UdfProgrammingTest, TracesTellTheSteps ) {
 
 // --- Flow-programming groups -----------------------------------------------------------------
 
-TEST( FlowProgrammingTest, QualifiersLiveWithTheirGroup ) {
+TEST( FlowProgrammingTest, QualifiersAreFreedWithTheirGroup ) {
   const struct {
     TcamGroupAssignment user;
     U8 ipProto;
@@ -251,7 +251,7 @@ TEST( FlowProgrammingTest, QualifiersLiveWithTheirGroup ) {
   }
 }
 
-TEST( UdfAuditTest, EveryDifferenceIsSeen ) {
+TEST( UdfAuditTest, AuditorReportsEveryDifference ) {
   using Spoil = void ( * )( MorvaneTcamGroupManager &, GroupUdfQual & carried );
   const std::pair< const char *, Spoil > cases[] = {
       { "has 1 uses, its groups count 2", []( auto &, auto & c ) { c.udfQualIdInc( 1, 1 ); } },

@@ -61,7 +61,7 @@ std::string changed( const Changes & changes ) {
 
 }  // namespace
 
-TEST( PlatformLoader, tablesAsTheLibraryReadsThem ) {
+TEST( PlatformLoaderTest, ReadsTablesAsTheLibraryDoes ) {
   const PlatformData data = parsePlatform( "p.json", good );
   PlatformModel model( data );
   EXPECT_EQ( model.chipType( 0 ), 5 );
@@ -85,7 +85,7 @@ TEST( PlatformLoader, tablesAsTheLibraryReadsThem ) {
   EXPECT_EQ( ranges[ 1 ].end, 13U );
 }
 
-TEST( PlatformLoader, errorsNameTheLine ) {
+TEST( PlatformLoaderTest, ErrorsNameTheLine ) {
   const std::string chipFlags = "\"portsPerPipe\": 4";
   const std::string atBeginning = "tcamAllocateAtBeginning", onDemand = "tcamAllocateOnDemand";
   const struct {
@@ -201,7 +201,7 @@ TEST( PlatformLoader, errorsNameTheLine ) {
                c.error.empty() ? "no error" : "p.json:" + c.error );
 }
 
-TEST( PlatformLoader, brokenTextsAreRefused ) {
+TEST( PlatformLoaderTest, RefusesMalformedTexts ) {
   EXPECT_EQ( errorOf( "" ), "p.json:1: not JSON: the text ends too early" );
   EXPECT_EQ( errorOf( "[]" ), "p.json:1: a platform must be an object" );
   EXPECT_EQ( errorOf( "{\n\"name\": 18446744073709551615\n}" ), "p.json:2: number out of range" );
@@ -213,7 +213,7 @@ TEST( PlatformLoader, brokenTextsAreRefused ) {
   EXPECT_THROW( loadPlatform( "/" ), InputError );
 }
 
-TEST( PlatformLoader, builtInPlatforms ) {
+TEST( PlatformLoaderTest, ListsBuiltInPlatforms ) {
   EXPECT_EQ( builtInPlatforms(), ( std::vector< std::string >{ "small", "shared", "large" } ) );
   for ( const std::string & name : builtInPlatforms() )
     EXPECT_EQ( loadPlatform( name ).name, name );

@@ -89,7 +89,7 @@ class FunnelTest : public testing::Test {
   const U32 groupId = 3;
 };
 
-TEST_F( FunnelTest, EveryFormSwapsTheLocksAroundTheCall ) {
+TEST_F( FunnelTest, EveryFormSwapsLocksAroundTheCall ) {
   const auto argument = [ this ] { return sdk.note( "argument" ), groupId; };
   const std::vector< void ( * )( FunnelTest *, decltype( argument ) ) > forms = {
       []( FunnelTest *, auto id ) { SDK_CHECKED( bcm_field_group_destroy( 0, id() ) ); },
@@ -111,7 +111,7 @@ TEST_F( FunnelTest, EveryFormSwapsTheLocksAroundTheCall ) {
   }
 }
 
-TEST_F( FunnelTest, ACallerWithoutTheActivityLockIsRefusedBeforeTheCall ) {
+TEST_F( FunnelTest, CallWithoutTheActivityLockEndsTheProcess ) {
   activity.assumeHeld();
   const Kiv::UnlockAnchor anchor( activity );
   EXPECT_THROW( ( void )SDK_CALL( bcm_field_group_destroy( unit, groupId ) ),
@@ -119,7 +119,7 @@ TEST_F( FunnelTest, ACallerWithoutTheActivityLockIsRefusedBeforeTheCall ) {
   EXPECT_TRUE( sdk.steps.empty() );
 }
 
-TEST_F( FunnelTest, TraceLinesCarryTheCallAsWritten ) {
+TEST_F( FunnelTest, TraceLinesShowTheCallAsWritten ) {
   struct Sink : Kiv::TraceSink {
     void line( const Kiv::TraceHandle &, U32, std::string_view text ) override {
       lines.emplace_back( text );
@@ -160,7 +160,7 @@ void destroyGroup( U32 unit, U32 groupId ) {
   SDK_CHECKED( bcm_field_group_destroy( unit, groupId ) );
 }
 
-TEST_F( FunnelTest, AFailedCheckedCallEndsTheProcessWithItsText ) {
+TEST_F( FunnelTest, FailedCheckedCallEndsTheProcess ) {
   destroyGroup( unit, groupId );
   sdk.rc = -7;
   const std::string text = deathOf( [ & ] { destroyGroup( unit, groupId ); } );
@@ -170,7 +170,7 @@ TEST_F( FunnelTest, AFailedCheckedCallEndsTheProcessWithItsText ) {
   EXPECT_THAT( text, EndsWith( place + ": " + failedAt + ": Assertion `0' failed.\n" ) );
 }
 
-TEST_F( FunnelTest, ResultsThatEndTheProcess ) {
+TEST_F( FunnelTest, UnexpectedResultsEndTheProcess ) {
   const struct {
     int rc;
     int tolerated;
@@ -211,7 +211,7 @@ int callEmpty( Shim::SdkShim & shim, int ( Shim::SdkShim::*op )( U32, A... ) ) {
   return ( shim.*op )( 4, A{}... );
 }
 
-TEST_F( FunnelTest, ADecoratorSeesEveryOperationAndReachesTheOneBehind ) {
+TEST_F( FunnelTest, DecoratorForwardsEveryOperation ) {
   Recorder recorder( sdk );
   bcm_field_group_config_t config = {};
   config.group = 0x5000007;

@@ -48,7 +48,7 @@ TEST_F( LineTest, DisabledLinesEvaluateNothing ) {
   EXPECT_TRUE( sink.lines.empty() );
 }
 
-TEST_F( LineTest, EachSideGetsTheSameLineWhenItIsOn ) {
+TEST_F( LineTest, RingAndTextTraceGetTheSameLine ) {
   facility.enabledIs( true );
   SNAPTRACE( facility, text, 3 ) << "fp entry create 0x" << Snaptrace::hex( 0x4000001u );
   text.levelIs( 3, true );
@@ -74,7 +74,7 @@ TEST_F( LineTest, LinesMayNest ) {
   EXPECT_EQ( handle.lines(), ( Lines{ "inner", "outer 1 end" } ) );
 }
 
-TEST_F( LineTest, ATraceFileTakesTheLinesInstead ) {
+TEST_F( LineTest, TraceFileReplacesTheRing ) {
   std::string path = testing::TempDir() + "/snaptrace-" + std::to_string( getpid() );
   facility.enabledIs( true );
   handle.mtTraceFileIs( std::make_unique< Snaptrace::MtTraceFile >( path.c_str() ) );

@@ -43,7 +43,7 @@ TEST( RingBufTest, KeepsTheNewestMessagesWhole ) {
   }
 }
 
-TEST( RingBufTest, RefusesWhatCannotFitAndStaysUsable ) {
+TEST( RingBufTest, RefusesOversizedMessagesAndStaysUsable ) {
   RingBuf ring( 0 );
   EXPECT_EQ( ring.bytes(), RingBuf::minBytes );
   record( ring, "kept" );
@@ -53,7 +53,7 @@ TEST( RingBufTest, RefusesWhatCannotFitAndStaysUsable ) {
   EXPECT_EQ( ring.lines(), ( std::vector< std::string >{ "kept", "" } ) );
 }
 
-TEST( RingBufTest, ThreadsDoNotMixTheirMessages ) {
+TEST( RingBufTest, ConcurrentMessagesStayWhole ) {
   RingBuf ring( 4096 );
   auto write = [ & ]( char letter ) {
     for ( int i = 0; i < 5000; ++i )

@@ -176,7 +176,7 @@ TEST( GroupTest, PreselectorsSelectTheGroupsToLookUp ) {
   EXPECT_EQ( TestChip( smallProfile() ).bcm_field_presel_create( 0, &presel ), BCM_E_UNAVAIL );
 }
 
-TEST( GroupTest, FailedCreationLeavesNothingBehind ) {
+TEST( GroupTest, FailedCreationLeavesNothingAllocated ) {
   TestChip chip( bigProfile() );
   bcm_field_presel_t presel = 0;
   ASSERT_EQ( chip.bcm_field_presel_create( 0, &presel ), BCM_E_NONE );
