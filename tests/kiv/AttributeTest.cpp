@@ -1,4 +1,4 @@
-// An entity of every kind of attribute: the generated operations, and all of it by name alone.
+// An entity with every kind of attribute: the generated operations, and generic access by name.
 #include "kiv/Attribute.h"
 
 #include <gmock/gmock.h>
@@ -77,7 +77,7 @@ class Card : public Entity {
   KIV_COUNTS( Kiv::HashMap, String8, S32, users, Users );
   KIV_MEMBERS( Kiv::HashMap, U16, Port, port, Port );
 
-  // A get-or-create with constructor parameters, as the managers write it.
+  // Get-or-create with constructor parameters, as in the managers.
   ValidPtr< Port > portIs( U16 key, U32 strategy ) {
     ValidPtr< Port > port =
         port_.instantiate( key, [ & ] { return Kiv::make< Port >( "m", strategy ); } );
@@ -117,7 +117,7 @@ struct Log : Card::Notifiee {
   void onPort( U16 key ) override {
     text += ( owner.port( key ) ? "port+" : "port-" ) + std::to_string( key ) + ";";
   }
-  // What was told since the last call.
+  // The notifications since the last call.
   std::string take() { return std::exchange( text, "" ); }
   Card & owner;
   std::string text;
@@ -133,7 +133,7 @@ TEST_F( AttributeTest, AttributesNotifyOnlyOnChange ) {
   owner->modeIs( modeOff );
   EXPECT_EQ( log.take(), "" );
   owner->modeIs( modeOn );
-  owner->labelIs( 3, "" );  // present and empty is not the same as absent
+  owner->labelIs( 3, "" );  // an empty value is not an absent one
   owner->labelIs( 3, "" );
   owner->labelIs( 3, "c" );
   EXPECT_EQ( log.take(), "on;label3=;label3=c;" );
@@ -266,7 +266,7 @@ TEST_F( AttributeTest, ValueMayHoldTheLastReferenceToItsOwner ) {
   EXPECT_EQ( log.notifier(), nullptr );
 }
 
-// Its setters and deleters say what runs.
+// Its setters and deleters record their calls.
 struct LoudCard : Card {
   using Card::Card;
   void modeIs( Mode value ) override { told += "modeIs;", Card::modeIs( value ); }
@@ -298,7 +298,7 @@ class GenericIfTest : public testing::Test {
   GenericIf generic{ Ptr< Entity >( card ) };
 };
 
-// Which of the object model's refusals something met, and its words.
+// Class and text of the exception that the code throws.
 std::string refusal( const std::function< void() > & act ) {
   try {
     act();
@@ -466,8 +466,7 @@ TEST( AnyTest, IntegersKeepTheirWidthAndSign ) {
   EXPECT_FALSE( Any( 7LL ).is< U64 >() || Any( 7LL ).is< S32 >() || Any( true ).is< U8 >() );
 }
 
-// What generic tools need costs little: an attribute's links are offsets, and one pointer leads to
-// the owner's calls.
+// Reflection costs an attribute two offsets and one pointer.
 static_assert( sizeof( Kiv::AttributeBase ) == 2 * sizeof( void * ) + 8 );
 static_assert( sizeof( Kiv::Scalar< void * > ) == 4 * sizeof( void * ) + 8 );
 static_assert( sizeof( Entity ) == 9 * sizeof( void * ) + 16 );

@@ -1,4 +1,4 @@
-// Observers: registration, visits under change, exceptions, and the end of either side.
+// Observers: registration, changes during a visit, exceptions, and destruction of either side.
 #include "kiv/Entity.h"
 
 #include <gtest/gtest.h>
@@ -28,7 +28,7 @@ class Subject : public Kiv::Entity {
   KIV_SCALAR( U32, level, Level, 0 );
 };
 
-// Writes its letter, then does what it was told.
+// Appends its letter, then runs its action.
 class Watcher : public Subject::Notifiee {
  public:
   Watcher( std::string & log, char letter ) : log_( log ), letter_( letter ) {}
@@ -119,7 +119,7 @@ TEST_F( ObserverTest, ObserverRegisteredDuringAVisitWaitsForTheNext ) {
 }
 
 TEST_F( ObserverTest, VisitEndsAtItsLastObserver ) {
-  for ( int actor : { 0, 1 } ) {  // the last one is removed from afar, and just before its turn
+  for ( int actor : { 0, 1 } ) {  // the last one is removed early, and just before its turn
     Watcher late( log, 'd' );
     watchers[ actor ]->action = [ & ] {
       late.notifierIs( subject );
@@ -164,10 +164,10 @@ TEST_F( ObserverTest, ConcurrentVisitsMayEndInAnyOrder ) {
 TEST_F( ObserverTest, ExceptionReachesTheHookAndVisitContinues ) {
   watchers[ 0 ]->action = [] { throw std::runtime_error( "a" ); };
   watchers[ 1 ]->action = [ & ] {
-    watchers[ 1 ].reset();  // no hook is left to call
+    watchers[ 1 ].reset();  // its hook is not called
     throw 7;
   };
-  // One that left the subject, and was called through another one since, keeps its hook.
+  // An observer that changed its subject during the visit keeps its hook.
   auto other = Kiv::make< Subject >( "other" );
   watchers[ 2 ]->action = [ & ] {
     watchers[ 2 ]->notifierIs( other->level() == 0 ? other : nullptr );

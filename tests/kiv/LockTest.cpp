@@ -1,4 +1,4 @@
-// Locks, the scopes that take and give them up, and the exceptions that they throw.
+// Locks, the scopes that take and release them, and the exceptions that they throw.
 #include "kiv/Lock.h"
 
 #include <gtest/gtest.h>
@@ -14,7 +14,7 @@ namespace {
 using Kiv::Lock;
 using Kiv::UnlockAnchor;
 
-// What the call threw, or "".
+// Text of the exception that the call threw, or "".
 std::string thrownBy( const std::function< void() > & call ) {
   try {
     call();
@@ -24,12 +24,12 @@ std::string thrownBy( const std::function< void() > & call ) {
   return "";
 }
 
-// A thread without the lock in its hands; runs the call to its end.
+// Runs the call on a thread that does not hold the lock, and waits for it.
 void onOtherThread( const std::function< void() > & call ) {
   std::thread( call ).join();
 }
 
-// What came out of a scope that gave the lock up and ran the body.
+// Text of the exception from a scope that releases the lock and runs the body.
 std::string thrownByAnchor(
     Lock & lock, const std::function< void() > & body = [] {} ) {
   return thrownBy( [ & ]() KIV_NO_THREAD_SAFETY_ANALYSIS {
@@ -66,7 +66,7 @@ TEST( LockTest, MisuseIsReportedAndChangesNothing ) KIV_NO_THREAD_SAFETY_ANALYSI
     EXPECT_NE( thrownBy( [ & ]() KIV_NO_THREAD_SAFETY_ANALYSIS { lock.unlock(); } ), "" );
   } );
   EXPECT_EQ( thrownByAnchor( lock, take ), "Lock was already grabbed in UnlockAnchor destructor!" );
-  // An exception of the scope itself comes out of it, with the lock retaken or found taken.
+  // An exception from the body passes through, whether the lock is retaken or already held.
   const auto fail = [] { throw Kiv::RangeException( "scope" ); };
   EXPECT_EQ( thrownByAnchor( lock, fail ), "scope" );
   EXPECT_TRUE( lock.held() );

@@ -1,4 +1,4 @@
-// All maps against a naive model, and their iterators under change.
+// All maps against a naive model, and their iterators during changes.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -25,7 +25,7 @@ using Kiv::U32;
 template < class K, class V >
 using CopyMap = Kiv::FamilyMap< K, V, 24, 3 >;
 
-// The keys that the rest of a walk meets, in its order.
+// The keys that the rest of the walk visits, in order.
 template < class Iterator >
 std::vector< U32 > keysFrom( Iterator i ) {
   std::vector< U32 > met;
@@ -46,7 +46,7 @@ TYPED_TEST( MapTest, RandomOperationsMatchTheModel ) {
   TypeParam map;
   std::map< U32, std::pair< String8, const String8 * > > model;  // value and address
   for ( int step = 0; step < 60000; ++step ) {
-    // Waves of growth and shrinkage, over ids as the managers make them.
+    // Waves of growth and shrinkage, over ids like the managers'.
     U32 key = random() % 700 | ( random() % 4 ) << 24;
     if ( random() % 10 < ( step / 3000 % 2 == 0 ? 7u : 3u ) ) {
       String8 value( std::to_string( step ) );
@@ -73,8 +73,8 @@ TYPED_TEST( MapTest, RandomOperationsMatchTheModel ) {
 }
 
 TYPED_TEST( MapTest, WalkSurvivesRemovalOfAnySubset ) {
-  // At each member of the walk each other member, or itself, goes: never twice, never one that
-  // went, and all that stayed.
+  // At each member of the walk, each member is removed in turn: the walk visits no member twice, no
+  // removed one, and all others.
   constexpr U32 count = 9;
   for ( U32 at = 0; at < count; ++at ) {
     for ( U32 removed = 0; removed < 1u << count; removed += 1 + removed % 3 ) {
@@ -166,12 +166,12 @@ TEST( RbTreeMapTest, WalksInKeyOrderAcrossRemovals ) {
   ++i;
   map.erase( 20 );
   map.erase( 30 );
-  map.insert( 25, 0 );  // above the iterator: not missed
+  map.insert( 25, 0 );  // above the iterator: visited
   map.insert( 15, 0 );
   EXPECT_EQ( keysFrom( ++i ), ( std::vector< U32 >{ 25, 40, 50 } ) );
 }
 
-// A value whose end calls back into the map that held it.
+// A value whose destructor changes the map that held it.
 template < template < class, class > class Map >
 struct Echo : Kiv::PtrInterface {
   using EchoMap = Map< U32, Kiv::Ptr< Echo > >;
@@ -187,7 +187,7 @@ struct Echo : Kiv::PtrInterface {
     EchoMap map;
     for ( U32 key = 0; key < 20; ++key )
       map.insert( key, Kiv::make< Echo >( map, key ) );
-    map.erase( 0 );  // each removes the next one
+    map.erase( 0 );  // each destructor removes the next one
     EXPECT_EQ( map.size(), 20u );
     EXPECT_TRUE( map.isMemberOf( 119 ) );
     map.clear();
@@ -197,7 +197,7 @@ struct Echo : Kiv::PtrInterface {
   U32 key;
 };
 
-// A value whose end clears or destroys the map that held it.
+// A value whose destructor clears or destroys the map that held it.
 struct Ender : Kiv::PtrInterface {
   explicit Ender( const std::function< void() > & function ) : end( function ) {}
   ~Ender() override { end(); }
@@ -245,7 +245,7 @@ TEST( RbTreeMapTest, SearchDepthIsThatOfABalancedTree ) {
   std::mt19937 random( 3 );
   Kiv::RbTreeMap< Counted, int > map;
   for ( U32 step = 0; step < 30000; ++step ) {
-    // At first a window that climbs, whose tree leans the most, then any key.
+    // First a rising window of keys, the worst case for balance, then random keys.
     const bool climbs = step < 8000;
     const auto key = [ & ]( U32 climbing ) {
       return Counted{ climbs ? climbing : static_cast< U32 >( random() % 10000 ) };

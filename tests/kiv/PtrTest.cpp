@@ -67,7 +67,7 @@ TEST( PtrDeathTest, DestructionObserverCannotKeepTheObject ) {
   struct Reviver : Base {
     using Base::Base;
     void zeroReferencesIs() override {
-      Ptr< Reviver > brief( this );  // taken and dropped: allowed
+      Ptr< Reviver > brief( this );  // a temporary reference is allowed
       brief = nullptr;
       if ( keep )
         kept = this;

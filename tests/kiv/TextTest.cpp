@@ -1,4 +1,4 @@
-// Strings, formatting, value types, enumerations, hashes, and text forms there and back.
+// Strings, formatting, value types, enumerations, hashes, and text forms read back.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -24,7 +24,7 @@ using Kiv::valueToStrep;
 KIV_ENUM( Fruit, TEST_FRUITS );
 enum class Plain : S8 { low = -128 };
 
-// A record that is no value type, as those of the SDK.
+// A record that is not a value type, like those of the SDK.
 struct Inner {
   Fruit fruit = pear;
   U16 words[ 3 ] = {};
@@ -63,7 +63,7 @@ struct Outer : Kiv::Value {
 
 TEST( String8Test, AppendingLeavesOtherHoldersUnchanged ) {
   String8 text( "fp entry" );
-  text += " create";  // the payload grows beyond what it needs: the next append would fit
+  text += " create";  // leaves spare capacity: the next append would fit
   String8 holder = text;
   text += "7";
   EXPECT_EQ( holder, "fp entry create" );
@@ -145,7 +145,7 @@ TEST( StrepTest, RandomValuesReadBack ) {
     outer.point.label = std::string_view( label );
     outer.bounded = static_cast< S8 >( 1 + random() % 100 );
     outer.flag = random() % 2 != 0;
-    outer.inner.fruit = static_cast< Fruit >( random() % 4 );  // two of them without a name
+    outer.inner.fruit = static_cast< Fruit >( random() % 4 );  // two of the values have no name
     for ( U16 & word : outer.inner.words )
       word = static_cast< U16 >( random() );
     expectInverse( outer );
@@ -154,7 +154,7 @@ TEST( StrepTest, RandomValuesReadBack ) {
   expectInverse( Plain::low );
 }
 
-// The exception's own words; empty when the text was read.
+// The exception's text; empty if the text was read.
 template < class T, class Exception = Kiv::TypeException >
 std::string refusal( std::string_view text ) {
   try {
@@ -183,7 +183,7 @@ TEST( StrepTest, RefusesOtherFormsAndNamesTheLimit ) {
     EXPECT_NE( refusal< String8 >( text ), "" ) << text;
 
   const std::string text = valueToStrep( Outer() ).charPtr();
-  // The limits hold for default values too.
+  // Limits apply to defaulted values too.
   for ( const char * beyond : { "0", "-1", "101", "300", "99999999999999999999" } ) {
     std::string changed = text;
     changed.replace( changed.find( "'bounded': 0" ), 12, std::string( "'bounded': " ) + beyond );
@@ -209,7 +209,7 @@ TEST( HashTest, EqualValuesHashEquallyAndSimilarOnesSpread ) {
   const Point point{ {}, 1, 2, apple, "a" };
   EXPECT_EQ( Kiv::hash( point ), Kiv::hash( Point{ {}, 1, 2, apple, String8( "" ) + "a" } ) );
   EXPECT_NE( Kiv::hash( point ), Kiv::hash( Point{ {}, 2, 1, apple, "a" } ) );
-  // Ids that differ in their high bits only: the maps look at the low ones.
+  // Ids that differ in their high bits only: the maps index by the low ones.
   std::set< U32 > buckets;
   for ( U32 id = 0; id < 256; ++id )
     buckets.insert( Kiv::hash( id << 24 ) & 255 );

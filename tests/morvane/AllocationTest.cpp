@@ -1,4 +1,4 @@
-// Ranges and single entries: the four strategies, refusals, exhaustion, and what is undone.
+// Ranges and single entries: the four strategies, refusals, exhaustion and rollback.
 
 #include "tests/morvane/TestSwitch.h"
 
@@ -41,7 +41,7 @@ TEST( StrategyTest, EachStrategyAllocatesAndFreesRoom ) {
       EXPECT_EQ( counts.substr( 0, 3 ), counts.substr( 4 ) );  // the same in both pipes
       steps += fmt::format( "{} {} {}, ", counts.substr( 0, 3 ), acl.entriesAvailable( 0 ),
                             acl.entriesAllocated( 0 ) );
-      EXPECT_EQ( sw.counts(), counts );  // asking took nothing
+      EXPECT_EQ( sw.counts(), counts );  // entriesAvailable allocated nothing
       EXPECT_EQ( sw.audit(), "" );
     }
     EXPECT_EQ( steps, row.steps ) << "row " << &row - rows;
@@ -69,7 +69,7 @@ TEST( StrategyTest, EntriesHaveIdentifiersAndDefaultPriorities ) {
   EXPECT_EQ( acl.getPipeEntryId( 9, 3, 0x1234567, 1 ), 0x07234567U );
   EXPECT_EQ( acl.getPipeEntryId( 0, 4, 1, 2 ), 1U );
   EXPECT_EQ( acl.getBaseCopyEntryId( 0x07234567 ), 0x03234567U );
-  EXPECT_EQ( acl.defaultPrio( 1 ), 0xFFFFFFFFU );  // nothing was read yet: 0 - 1
+  EXPECT_EQ( acl.defaultPrio( 1 ), 0xFFFFFFFFU );  // maxPrio was not read yet: 0 - 1
   acl.initializeGroup( 0 );
   EXPECT_EQ( acl.defaultPrio( 0x10000 ), 0x7FFEFFFEU );
   EXPECT_THAT( deathOf( [ & ] { acl.allocateAllEntries( 0 ); } ),
@@ -100,7 +100,7 @@ TEST( StrategyTest, ExhaustionSpreadsToTheGroupAndClearsWithRoom ) {
   while ( sw.take( ipAclTcamGroup, got ) != 0 )
     ++got;
   EXPECT_EQ( got, 256U - 3 );
-  // Ranges that exist need no room; another group is not told of a group's shortage.
+  // Existing ranges need no room; exhaustion does not spread to another group.
   EXPECT_EQ( flags(), "XX..X." );
   EXPECT_EQ( sw.take( urpfTcamGroup ), 0U );
   EXPECT_EQ( flags(), "XX..XX" );
@@ -171,7 +171,7 @@ TEST( AllocationTest, GroupFlagsChangeItsEntries ) {
   sw.bounded( ipAclTcamGroup ).getEntry( 0, 0x10000, "rule" );
   EXPECT_EQ( sw.log.count( SdkOp::bcm_field_entry_prio_set ), prios + 4 );
 
-  // The multicast entry comes before the group's first and goes after its last.
+  // The multicast entry is created before the group's first entry and destroyed after its last.
   MorvaneUnboundedTcamEntryManager & flows = sw.unbounded( macAclTcamGroup );
   const U32 id = flows.getEntry( 0, "rule" ), war = sw.books( flows ).multicastWarEntry();
   EXPECT_EQ( sw.asic.entry( 0, war )->priority, 0x7FFFFFFFU );

@@ -60,14 +60,13 @@ const struct Operation {
     { "release one of a range", tcamAllocateAtBeginning, false, installed, release },
 };
 
-// What the operation answers when that call fails with rc: 1 it works all the same, 0 it refuses,
-// -1 the process ends.
+// Outcome when that call fails with rc: 1 succeeds, 0 refuses, -1 ends the process.
 int documented( const Operation & operation, const SoftAsic::CallRecord & call, int rc,
                 bool twins ) {
   switch ( call.op ) {
     case SdkOp::bcm_field_group_compress:
       return 1;
-    case SdkOp::bcm_field_group_config_create:  // tried once more
+    case SdkOp::bcm_field_group_config_create:  // retried once
       return rc == -14 || rc == -16 ? 1 : -1;
     case SdkOp::bcm_field_stat_create:
       return rc == -14 ? 0 : -1;
@@ -82,13 +81,13 @@ int documented( const Operation & operation, const SoftAsic::CallRecord & call, 
   }
 }
 
-// Runs in a child; what goes to standard error is the verdict.
+// Runs in a child; any text on standard error is a failure.
 void attempt( TestSwitch & sw, const Operation & operation, U32 entry, int expected ) {
   const std::string before = sw.state();
   const int result = operation.run( sw, entry ) ? 1 : 0;
   if ( result != expected || !Kiv::ActivityUnlockAnchor::lock().held() || sw.asic.sdkLockHeld() )
     std::fprintf( stderr, "answered %d, or left a lock astray\n", result );
-  // An entry of a range is not kept without statistics.
+  // A range stays when one of its entries gets no statistics.
   if ( result == 0 && operation.strategy < tcamAllocateAsChunk && sw.state() != before )
     std::fputs( ( "left\n" + difference( before, sw.state() ) ).c_str(), stderr );
   std::fputs( sw.audit().c_str(), stderr );

@@ -5,7 +5,7 @@
 
 namespace Test::Capacity {
 
-// Writes down what it is told, in short.
+// Records the calls in short form.
 struct Table : TcamCapacityTable {
   void rowIs( const TcamCapacityKey & key, const TcamCapacityRow & row ) override {
     text += fmt::format( "{}.{}={}/{}/{}/{} ", key.unit, key.stage, row.used, row.free,
@@ -38,7 +38,7 @@ TEST( CapacityTest, RowsAreWrittenOnChangeAndAlarmsOnce ) {
       << "VFP, IFP and EFP of both units";
   EXPECT_EQ( poll(), "" );
   capacity->thresholdIs( { 0, 0 }, { 80, 50 } );
-  capacity->thresholdIs( { 1, 0 }, { 20, 90 } );  // the clear threshold counts as 20
+  capacity->thresholdIs( { 1, 0 }, { 20, 90 } );  // a clear threshold above it counts as 20
   MorvaneBoundedTcamEntryManager & acl = sw.bounded( ipAclTcamGroup );
   const auto fill = [ & ]( U32 unit, U32 wanted ) {
     for ( U32 i = acl.internalUnitEntry( unit )->entryCreatedSize(); i < wanted; ++i )
@@ -65,12 +65,12 @@ TEST( CapacityTest, RowsAreWrittenOnChangeAndAlarmsOnce ) {
   EXPECT_EQ( table.text, "0.0=0/10/10/0 1.0=1/9/10/1 " );
   fill( 1, 2 );
   EXPECT_EQ( poll(), "1.0=2/8/10/2 1.0 ALARM " );
-  capacity->thresholdIs( { 1, 0 }, { 20, 0 } );  // and so does a missing one
+  capacity->thresholdIs( { 1, 0 }, { 20, 0 } );  // so does a missing one
   fill( 1, 1 );
   EXPECT_EQ( poll(), "1.0=1/9/10/2 1.0 clear " );
   fill( 1, 3 );
   EXPECT_EQ( poll(), "1.0=3/7/10/3 1.0 ALARM " );
-  // The unit is deleted while it is read.
+  // The unit is deleted during the read.
   fill( 1, 4 );
   fill( 0, 1 );
   sw.second.arm( 2, Arrival::afterCall, { [ & ] { sw.groups->modChipInfoDel( 1 ); } } );

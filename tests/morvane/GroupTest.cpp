@@ -1,5 +1,5 @@
-// Group creation and teardown: qualifier sets, flags and ports as the chip sees them, retries,
-// counts step by step, and what goes with the last user.
+// Group creation and teardown: qualifier sets, flags and ports on the chip, retries, reference
+// counts, and what the last reference destroys.
 
 #include <stdexcept>
 
@@ -47,7 +47,7 @@ TEST( GroupCreationTest, QualifierSetsAreCorrectedForChipTypeAndUnit ) {
     TestSwitch sw( row.chip );
     sw.platform.group( 1, row.platform ).user( qosTcamGroup, 1, 0, tcamAllocateUnbounded );
     sw.platform.exclude( 1, 0, row.excluded ).include( 1, 0, row.included );
-    sw.platform.exclude( 1, 1, { dstIp } ).include( 2, 0, { ttl } );  // of others
+    sw.platform.exclude( 1, 1, { dstIp } ).include( 2, 0, { ttl } );  // other chip types
     sw.chipInfo = row.info;
     sw.start();
     ASSERT_TRUE( sw.groups->initializeGroup( 0, 1 ) );
@@ -129,7 +129,7 @@ TEST( GroupCreationTest, PreselectorsSelectThePipe ) {
       std::vector( made.begin(), made.begin() + 5 ),
       ElementsAre( "presel_create 0", "qualify_Stage 40000000", "qualify_MixedSrcClassId 40000000",
                    "group_config_create 1", "presel_create 0" ) );
-  // No slice is left: the failing copy gives its own preselector back, and no other.
+  // No slice is free: the failing copy destroys its own preselector and no other.
   EXPECT_FALSE( sw.unbounded( macAclTcamGroup ).initializeGroup( 0 ) );
   EXPECT_EQ( sw.asic.preselectors( 0 ).size(), 4U );
   for ( const SoftAsic::PreselView & presel : sw.asic.preselectors( 0 ) )
@@ -163,7 +163,7 @@ TEST( GroupCreationTest, RetriesOnceWithoutTheLargeSliceAndPerCopy ) {
     EXPECT_EQ( sw.log.count( SdkOp::bcm_field_group_config_create ), row.calls );
     EXPECT_EQ( sw.log.count( SdkOp::bcm_field_group_dump ), row.result == 1 ? 0U : 1U );
     EXPECT_EQ( sw.groups->groupMirroringAclType( 1 ), row.result == 1 ? 2 : -1 );
-    // What the first pipe's retry dropped is asked for again on the second.
+    // The second pipe asks for the large slice again that the first pipe's retry dropped.
     EXPECT_TRUE( row.result == 0 || sw.asic.group( 0, 1 )->flags == 1 );
     EXPECT_TRUE( row.result == 0 || sw.asic.group( 0, 0x1000001 )->flags == 9 );
   }
@@ -190,7 +190,7 @@ TEST( GroupTeardownTest, CountsReferencesStepByStep ) {
       { []( auto & g ) { g.initializeGroup( 0, 1 ); }, "1/0 0/0 3/0 0/0", 2 },
       { []( auto & g ) { g.entriesAvailable( 0, 1 ); }, "1/0 0/0 3/0 0/0", 2 },
       { []( auto & g ) { g.uninitializeGroup( 0, 1 ); }, "0/0 0/0 2/0 0/0", 1 },
-      // A mirroring group has one reference, and a question about it takes none.
+      // A mirroring group has one reference; entriesAvailable takes none.
       { []( auto & g ) { g.initializeGroup( 0, 2 ); }, "0/0 1/0 2/0 1/0", 3 },
       { []( auto & g ) { g.initializeGroup( 0, 2 ); }, "0/0 1/0 2/0 1/0", 3 },
       { []( auto & g ) { g.entriesAvailable( 0, 2 ); }, "0/0 1/0 2/0 1/0", 3 },
@@ -207,7 +207,7 @@ TEST( GroupTeardownTest, CountsReferencesStepByStep ) {
   groups.uninitializeTcamGroup( 1, 1, true );
   EXPECT_EQ( groups.groupCounts( 1 )->unitRefCount( 1 ), -1 );
   EXPECT_EQ( sw.log.total(), 0U );
-  EXPECT_TRUE( groups.initializeGroup( 1, 1 ) );  // a stored -1 does not stand in the way
+  EXPECT_TRUE( groups.initializeGroup( 1, 1 ) );  // a stored -1 counts as 0
   EXPECT_EQ( groups.groupCounts( 1 )->unitRefCount( 1 ), 1 );
 }
 

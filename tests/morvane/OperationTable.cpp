@@ -38,7 +38,7 @@ void attach( S & sw, U32 p, bool attaches ) {
 void addField( S & sw, U32 p ) {
   sw.field( p, true );
 }
-// Where the mirroring group exists and has an entry.
+// Creates the mirroring group with an installed entry.
 void mirror( S & sw, U32 p ) {
   sw.mirror( p ).initializeGroup( 0 );
   const U32 id = static_cast< TestSwitch & >( sw ).take( sw.at( p ).mirroring );

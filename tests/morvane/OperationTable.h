@@ -1,5 +1,5 @@
-// The operations of the managers as a table, for tests that run every one of them: alone with
-// failing SDK calls, or two at a time.
+// The managers' operations as a table, for tests that run every one of them: alone with failing
+// SDK calls, or two at the same time.
 #pragma once
 
 #include <iostream>
@@ -11,7 +11,7 @@
 
 namespace Test {
 
-// What an operation works on: an entry, a field, a range, a policer.
+// Arguments of an operation: entry, field, range checker and policer.
 struct Place {
   TcamGroupAssignment user;
   U32 group, offset;
@@ -21,9 +21,9 @@ struct Place {
 };
 inline constexpr Place places[] = {
     { ipAclTcamGroup, 1, 1, mirroringAclTcamGroup1, 8, 1 },
-    { ipAclTcamGroup, 1, 2, mirroringAclTcamGroup1, 12, 2 },   // the same user's
-    { qosTcamGroup, 1, 0, mirroringAclTcamGroup2, 8, 1 },      // another user's, or shared
-    { urpfTcamGroup, 3, 0, mirroringAclTcamGroup2, 16, 3 } };  // in another group
+    { ipAclTcamGroup, 1, 2, mirroringAclTcamGroup1, 12, 2 },   // same user
+    { qosTcamGroup, 1, 0, mirroringAclTcamGroup2, 8, 1 },      // other user, or a shared field
+    { urpfTcamGroup, 3, 0, mirroringAclTcamGroup2, 16, 3 } };  // other group
 
 class OperationSwitch : public TestSwitch {
  public:
@@ -53,7 +53,7 @@ class OperationSwitch : public TestSwitch {
   MorvaneTcamEntryManager & mirror( U32 place ) const { return manager( at( place ).mirroring ); }
   RangeCheckerDesc range( U32 place ) const { return { at( place ).rangeFrom, 9, 1 }; }
 
-  // Each prepares something at a place.
+  // Prepare an operation at a place.
   void take( U32 place ) {
     entry[ place ] = TestSwitch::take( at( place ).user, at( place ).offset );
   }
@@ -87,8 +87,8 @@ class OperationSwitch : public TestSwitch {
   U32 policer[ std::size( places ) ] = {};
 };
 
-// What an exception leaves: the state before the operation or after it, either of them, or the
-// former unless the group is lost. What an observer throws is reported, and does not come out.
+// State after an exception: that before the operation, that after it, either of them, or that
+// before unless the group is lost. An exception in an observer is reported, not passed on.
 enum class Left { before, after, either, beforeOrNoGroup, unknown, observed };
 
 struct TableOperation {
@@ -97,10 +97,10 @@ struct TableOperation {
   Code prepare;
   Code run;
   Left left = Left::before;
-  bool twice = false;  // may be done twice at one place
+  bool twice = false;  // may be run twice at one place
 };
 
-// Every chip has every operation; where there are no twins a bitmap is only recorded.
+// Every operation runs on every chip; without twins a bitmap is only recorded.
 std::span< const TableOperation > tableOperations();
 inline const Chip tableChips[] = {
     { .presels = true, .slices = 6, .largeSlices = 2, .fixedKeys = true },

@@ -1,5 +1,5 @@
 // One operation at a time: a second activity that arrives in the middle of any operation waits, and
-// the end is as if the two had come one after the other.
+// the result is that of one order or the other.
 
 #include "tests/morvane/OperationTable.h"
 
@@ -25,7 +25,7 @@ std::string describe( const Pair & pair, const Chip & chip ) {
                       pair.first.name, testing::PrintToString( chip ) );
 }
 
-// The second activity arrives at some calls of the first one's operation, from call `from` on.
+// The second activity arrives at up to three calls of the first one's operation.
 void meet( const Pair & pair, const Chip & chip, U32 from ) {
   OperationSwitch sw( chip );
   pair.first.prepare( sw, 0 );
@@ -36,7 +36,7 @@ void meet( const Pair & pair, const Chip & chip, U32 from ) {
   const std::string inOrder = endOf(
       sw, [ & ] { first(), second(); } );
   const std::string reversed = endOf( sw, [ & ] { second(), first(); } );
-  // What the first ends the second cannot use any more.
+  // The second cannot use what the first has released.
   if ( inOrder.starts_with( "aborted" ) )
     return;
   const U32 calls = static_cast< U32 >( sw.callsOf( first ).size() );
@@ -60,7 +60,7 @@ TEST( OperationTest, EveryPairEndsAsInOneOfTheTwoOrders ) {
   const auto table = tableOperations();
   for ( U32 i = 0; i < table.size(); ++i )
     for ( U32 j = 0; j < table.size(); ++j ) {
-      // Every pair at one place and on one chip; all of them over the whole table.
+      // Each pair runs at one place on one chip; the table as a whole covers all of them.
       const U32 turn = i * 5 + j;
       meet( { table[ i ], table[ j ], 1 + turn % 3 },
             tableChips[ turn / 3 % std::size( tableChips ) ], turn );

@@ -1,5 +1,5 @@
-// The outer-VLAN workaround: which packets an entry and its twin match while rules and bitmaps
-// change, which twins a change touches, and what is left when an SDK call throws.
+// The outer-VLAN workaround: which packets an entry and its twin match as rules and bitmaps change,
+// which twins a change updates, and the state when an SDK call throws.
 
 #include "tests/morvane/TestSwitch.h"
 
@@ -7,8 +7,8 @@ namespace Test::Ovid {
 
 constexpr U32 id = 0x10000, other = 0x10001, wide = 0x10002;
 
-// Two pipes of eight ports; entries of group 1 match a VLAN and an address. The group brings no
-// port qualifier of its own.
+// Two pipes of eight ports; entries of group 1 match a VLAN and an address. The group's table has
+// no port qualifier.
 struct OvidSwitch : TestSwitch {
   OvidSwitch() : TestSwitch( { .pipes = 2, .shared = true } ) {
     platform.group( 1, { bcmFieldQualifyOuterVlanId, bcmFieldQualifyDstIp } );
@@ -21,7 +21,7 @@ struct OvidSwitch : TestSwitch {
     SDK_CHECKED( bcm_field_qualify_OuterVlanId( 0, entry, vlan, mask ) );
     acl().installEntry( 0, entry );
   }
-  // The ports on which a packet hits the entry: "1 2", or "all". Without a tag: VLAN 0.
+  // The ports on which a packet hits the entry: "1 2", or "all". VLAN 0: untagged.
   std::string ports( U32 entry, U16 vlan ) {
     std::vector< U32 > hits;
     for ( U32 port = 0; port < 16; ++port )
@@ -31,7 +31,7 @@ struct OvidSwitch : TestSwitch {
   }
 };
 
-// Without input ports of their own, RandomWalkTest checks them.
+// RandomWalkTest covers entries without input ports.
 TEST( OvidWarTest, EntryAndTwinMatchTheirVlanAndNothingElse ) {
   OvidSwitch s;
   s.take( ipAclTcamGroup );
@@ -69,18 +69,18 @@ TEST( OvidWarTest, ChangedBitmapUpdatesTheTwinsOfItsVlan ) {
   EXPECT_EQ( touched( 10, 1 ), "entry_reinstall 1010000,entry_reinstall 1010002" );
   EXPECT_EQ( touched( 11, 1 ), "" );  // the ports stay the same
   EXPECT_EQ( touched( 11, 2 ), "entry_reinstall 1010002" );
-  s.match( 0, id, 6 );  // not installed yet, and does not slip in with the ports
+  s.match( 0, id, 6 );  // not installed with the changed ports
   touched( 10, 3 );
   EXPECT_EQ( s.ports( id, 0 ), "3" );
 
-  // The chip forgets; a state machine that somebody still holds must not go on.
+  // A state machine that outlives doSdkReInit must not touch the chip.
   const Kiv::Ptr< MorvaneOvidWarSm > before = s.groups->ovidWarSm();
   s.asic.reset( 0 );
   s.groups->doSdkReInit();
   EXPECT_EQ( touched( 10, 5 ) + s.audit(), "" );
 }
 
-// Throws from call 1, 2, 3 ... of a change; AnomalyTest fails the calls of entries with twins.
+// Throws from call 1, 2, 3 ... of a change; AnomalyTest covers the calls of entries with twins.
 TEST( OvidWarTest, RecordsMatchTheChipWhenACallThrows ) {
   bool fired = true;
   for ( U32 nth = 1; fired; ++nth ) {
@@ -88,7 +88,7 @@ TEST( OvidWarTest, RecordsMatchTheChipWhenACallThrows ) {
     s.take( ipAclTcamGroup, 0 ), s.take( ipAclTcamGroup, 1 );
     s.untag( 0, 10, 0x2 ), s.install( id, 10 ), s.install( other, 0, 0 );
     s.faults.arm( { .nth = nth, .exception = std::make_exception_ptr( nth ) } );
-    testing::internal::CaptureStderr();  // a callback that throws is reported
+    testing::internal::CaptureStderr();  // an exception in a callback is reported
     try {
       s.untag( 0, 10, 0x8 );
     } catch ( U32 ) {
@@ -97,7 +97,7 @@ TEST( OvidWarTest, RecordsMatchTheChipWhenACallThrows ) {
     fired = s.faults.fired();
     s.faults.disarm();
     EXPECT_EQ( s.audit(), "" ) << "call " << nth;
-    s.groups->finishCleanup( 0 );  // as any operation on the unit does first
+    s.groups->finishCleanup( 0 );  // as the unit's next operation does
     EXPECT_EQ( s.groups->unfinishedCleanup( 0 ), 0U );
     EXPECT_EQ( s.audit(), "" ) << "call " << nth << " again";
   }

@@ -1,4 +1,4 @@
-// Policers: one logical policer is one in every pipe, attached to every copy of its entries.
+// Policers: a logical policer is one hardware policer per pipe, attached to every entry copy.
 
 #include <stdexcept>
 
@@ -27,7 +27,7 @@ TEST( PolicerTest, EveryPipeHasItsOwnPolicer ) {
   const struct {
     Chip chip;
     std::vector< U32 > ids;
-    U32 flags;  // of the caller's record afterwards
+    U32 flags;  // in the caller's record afterwards
     std::vector< std::string > attached;
   } rows[] = {
       { {}, { 1 }, 0, { "entry_policer_attach 10000" } },
@@ -69,7 +69,7 @@ TEST( PolicerTest, FailuresHaveTheirTextsAndChangeNothing ) {
   const auto create = [ & ] { sw.limits.flags = 0, sw.groups->createPolicer( 0, sw.config() ); };
   const auto attach = [ & ] { acl.attachPolicer( 0, entry, base, true ); };
   const auto detach = [ & ] { acl.attachPolicer( 0, entry, base, false ); };
-  // Every call of what may be broken off, and every failure's text.
+  // Throws from, then fails, each call of the operation.
   const auto failEach = [ & ]( const auto & run, U32 calls, const char * first,
                                const char * later ) {
     const std::string before = sw.state();
@@ -100,7 +100,7 @@ TEST( PolicerTest, FailuresHaveTheirTextsAndChangeNothing ) {
       callTexts( [ & ] { sw.groups->setPolicer( 0, base, sw.config() ); } ),
       testing::Each(
           "bcm_policer_set( unit, policerId, ( bcm_policer_config_t * )policerCfg ) (rc:0)" ) );
-  // A record that was used once asks for a fixed id, of which there is none yet, at pipe 0 as well.
+  // createPolicer leaves the fixed-id flag in the caller's record: using it again fails at pipe 0.
   EXPECT_THAT( deathOf( [ & ] { sw.groups->createPolicer( 0, sw.config() ); } ),
                HasSubstr( "&basePolicerId ) API ERROR:" ) );
   EXPECT_THAT( deathOf( [ & ] { sw.groups->removePolicer( 0, base ); } ),

@@ -49,10 +49,10 @@ TEST( ProgrammingTest, InputPortsAreAppliedToEveryCopy ) {
     check( []( U32 port ) { return port == 2; } );
     acl.removeEntry( 0, 0x10000 );
     sw.match( 0, 0x10000, 5 );
-    check( []( U32 port ) { return port == 2; } );  // a permanent one at every installation
+    check( []( U32 port ) { return port == 2; } );  // a permanent one at each installation
     acl.tcamEntryBcmPbmpForget( 0, 0x10000 );
     acl.inPortsForEntryIs( 0, 0x10000, some, all, false );
-    acl.removeEntry( 0, 0x10000 );  // drops a temporary store
+    acl.removeEntry( 0, 0x10000 );  // discards a temporary store
     sw.match( 0, 0x10000, 5 );
     check( []( U32 ) { return true; } );
     EXPECT_EQ( sw.audit(), "" );
@@ -104,7 +104,7 @@ TEST( ProgrammingTest, EnablingToleratesOneCode ) {
   }
   sw.faults.arm( { .op = SdkOp::bcm_field_entry_enable_set, .times = 0, .rc = -7 } );
   acl.enableEntry( 0, id, false, -7 );
-  EXPECT_EQ( sw.audit(), "" );  // nothing was disabled, and nothing says so
+  EXPECT_EQ( sw.audit(), "" );  // neither the chip nor the records changed
   EXPECT_THAT( deathOf( [ & ] { sw.bounded( qosTcamGroup ).enableEntry( 0, id, true, -7 ); } ),
                HasSubstr( "Assertion `groupManager()->tcamManagerForEntry( entry ).rawPtr_ == this'"
                           " failed." ) );

@@ -1,4 +1,4 @@
-// A short piece of tools/walk, with the auditor after every step.
+// A short run of tools/walk, audited after every step.
 
 #include "tools/random-walk/Stretch.h"
 

@@ -37,7 +37,7 @@ TEST( RangeCheckerTest, FailuresHaveTheirTextsAndKeepRecordsEqual ) {
   sw.faults.arm( { .exception = bus } );
   EXPECT_THROW( user.getRangeChecker( 0, b ), std::runtime_error );
   EXPECT_EQ( sw.state(), before );
-  // A release that throws has happened; the checker goes with the next operation.
+  // A release that throws has happened; the next operation destroys the checker.
   sw.faults.arm( { .exception = bus } );
   EXPECT_THROW( user.releaseRangeChecker( 0, a ), std::runtime_error );
   EXPECT_EQ( sw.audit(), "" );

@@ -58,7 +58,7 @@ TEST( ReflectionTest, UserDefinedFieldOutsideItsLimitsIsRefused ) {
     EXPECT_EQ( refusal( "0", beyond ), "UdfUnitSpec::length < 1 or > 16 not allowed" );
 }
 
-// Visits every attribute of the entity and of those below it: how many values there were.
+// Reads every attribute of the entity and its members; returns the number of values.
 U32 readEverything( const Kiv::Ptr< Kiv::Entity > & entity ) {
   EXPECT_STRNE( entity->fwkType(), "Kiv::Entity" ) << entity->name().value();
   const Kiv::GenericIf generic( entity );

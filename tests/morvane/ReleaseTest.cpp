@@ -1,10 +1,10 @@
-// Release: every step of the allocation undone in reverse, ranges kept, the last entry.
+// Release: undoes the steps of the allocation in reverse; ranges; the last entry.
 
 #include "tests/morvane/TestSwitch.h"
 
 namespace Test::Release {
 
-// Leaves everything behind that an entry can have.
+// Gives the entry everything that an entry can have.
 void use( TestSwitch & sw, U32 id ) {
   MorvaneTcamEntryManager & manager = sw.manager( ipAclTcamGroup );
   sw.match( 0, id, 5 );
@@ -45,7 +45,7 @@ TEST( ReleaseTest, StepsAreUndoneInReverse ) {
     EXPECT_FALSE( sw.books( acl ).tcamEntryBcmPbmpHas( second ) );
     EXPECT_THAT( deathOf( [ & ] { acl.releaseEntry( 0, second ); } ),
                  HasSubstr( "isTaken( entry )" ) );
-    acl.releaseEntry( 0, first );  // the last gives the group back, unless a range stays in it
+    acl.releaseEntry( 0, first );  // the last one releases the group, unless a range stays in it
     EXPECT_EQ( sw.counts(), strategy == tcamAllocateAtBeginning ? "1/3" : "0/0" );
     EXPECT_EQ( sw.audit(), "" );
   }

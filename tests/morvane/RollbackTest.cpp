@@ -1,6 +1,6 @@
-// Throws from SDK call 1, 2, 3 ... of every operation, from that call alone or from those after it
-// as well, so that taking back fails too: once calls work again, the state is the one before the
-// operation, or after it where it takes things back, and nothing is left behind.
+// Throws from SDK call 1, 2, 3 ... of every operation, alone or together with the calls that follow
+// it, so that the rollback fails too. When calls work again, the state is the one before the
+// operation (after it for a release), and nothing stays allocated.
 
 #include <stdexcept>
 
@@ -12,16 +12,16 @@ struct Bus : std::runtime_error {
   Bus() : runtime_error( "bus" ) {}
 };
 
-// What the switch holds once cleanup is done, or how that fails.
+// The switch's state after the cleanup, which runs on request or in the next operation.
 std::string settled( OperationSwitch & sw, bool onRequest ) {
   if ( onRequest )
     sw.groups->finishCleanup( 0 );
   else
-    sw.manager( urpfTcamGroup ).entriesAvailable( 0 );  // the next operation does it
+    sw.manager( urpfTcamGroup ).entriesAvailable( 0 );
   return sw.state();
 }
 
-// Runs in a child; what goes to standard error is the verdict.
+// Runs in a child; any text on standard error is a failure.
 void attempt( OperationSwitch & sw, const TableOperation & operation, const SoftAsic::Fault & fault,
               const std::string & before, const std::string & after ) {
   sw.faults.arm( fault );

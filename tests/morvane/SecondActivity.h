@@ -1,12 +1,12 @@
-// Lets a second activity, or several, arrive in the middle of an operation of the first.
+// Starts further activities in the middle of an operation of the first.
 //
 //   sw.second.arm( 3, Arrival::beforeCall, [ & ] { user.releaseEntry( 0, other ); } );
 //   user.getEntry( 0, 7, "rule" );   // the release arrives at its third SDK call, and waits
 //   sw.second.join();                // the release is done
 //
-// Each runs on a thread of its own, with the activity lock held. The armed call goes on only when
-// that thread has finished or waits for the operation to end, and the next activity arrives only
-// then, so that a run can be repeated.
+// Each runs on a thread of its own, with the activity lock held. The armed call resumes, and the
+// next activity starts, only when that thread has finished or waits for the operation to end: runs
+// are repeatable.
 //
 // Locks: arm and join are called with the activity lock held, by the first activity.
 #pragma once
@@ -24,7 +24,7 @@ namespace Test {
 
 using namespace Kiv::Integers;
 
-// Both while the activity lock is given up: before the SDK lock is taken, or after its release.
+// Both while the activity lock is dropped: before the SDK lock is taken, or after its release.
 enum class Arrival { beforeCall, afterCall };
 
 class SecondActivity : public Shim::SdkDecorator {
@@ -53,8 +53,8 @@ class SecondActivity : public Shim::SdkDecorator {
   }
 
   bool arrived() const { return !threads_.empty(); }
-  // Waits, with the activity lock given up, until the activities that have arrived are done.
-  // Whether any had.
+  // Drops the activity lock until the activities that have arrived are done. Returns whether any
+  // had.
   bool join() {
     disarm();
     if ( !arrived() )
@@ -112,7 +112,7 @@ class SecondActivity : public Shim::SdkDecorator {
   }
 
   std::thread::id first_;
-  U32 left_ = 0;  // calls up to the armed one; 0: none is
+  U32 left_ = 0;  // calls up to the armed one; 0: none
   Shim::SdkOp op_ = Shim::SdkOp::count;
   Arrival arrival_ = Arrival::beforeCall;
   Codes codes_;

@@ -1,4 +1,4 @@
-// Usage reports as whole texts, the way of a report to its reader, and clearing counters.
+// Usage reports as whole texts, report output to slow and closed readers, and clearing counters.
 
 #include <fcntl.h>
 #include <pthread.h>
@@ -32,8 +32,8 @@ std::string usage( const TestSwitch & sw, bool detail, S8 pipe = -1, U32 unit = 
   return written( [ & ]( U32 fd ) { sw.groups->showTcamUsage( "sw1", fd, detail, unit, pipe ); } );
 }
 
-// A list with two rules of four, one of them hit three times in pipe 0 and once in the last pipe;
-// flows without a range; a chunk; and a user who has nothing.
+// A list with two of four rules, one of them hit three times in pipe 0 and once in the last pipe;
+// flows without a range; a chunk; and a user without entries.
 void fill( TestSwitch & sw ) {
   sw.platform.acl( 1, 4 ).group( 2, { dstIp, bcmFieldQualifyStageLookup } );
   sw.platform.user( macAclTcamGroup, 1, 8, tcamAllocateOnDemand );
@@ -97,7 +97,7 @@ TEST( UsageReportTest, ShowsPipesAndCopies ) {
     EXPECT_EQ( usage( sw, false ), "=== TCAM summary for switch sw1 ===\n" + all );
     if ( !twoCopies )
       continue;
-    // Each copy has its line, and counts what the ports that it serves receive.
+    // Each copy has its line and counts packets of the ports that it serves.
     EXPECT_THAT( usage( sw, true, 3 ),
                  HasSubstr( "    50397186              0 hits - deny rest\n"
                             "    117506050             1 hits - deny rest\n" ) );
@@ -261,7 +261,7 @@ TEST( ReportWriterTest, SlowReaderGetsAllAndClosedReaderEndsTheReport ) {
   const std::string expected = usage( sw, true );
   EXPECT_EQ( std::count( expected.begin(), expected.end(), '\n' ), 4003 );
 
-  // A pipe that does not block, a reader in small steps, and signals all along.
+  // A non-blocking pipe, a reader that takes small pieces, and signals throughout.
   struct sigaction ignore = {}, before = {};
   ignore.sa_handler = []( int ) {};
   sigaction( SIGUSR1, &ignore, &before );
@@ -312,8 +312,8 @@ TEST( ClearCountersTest, ClearsByEntryUserGroupUnitAndAll ) {
       const U32 entry = sw.take( user, offset, unit );
       rules.push_back( { sw.manager( user ), unit, entry } );
     }
-  // Packets and bytes that are left, by rule: entry 0 and 1 of the list, its neighbour, the other
-  // group; then the same on unit 1.
+  // Remaining packets and bytes by rule: entries 0 and 1 of the list, another user of the group,
+  // another group; then the same on unit 1.
   const auto left = [ & ] {
     std::string text;
     for ( const Rule & rule : rules )

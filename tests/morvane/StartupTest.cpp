@@ -56,7 +56,7 @@ TEST( StartupTest, FillsTheTablesOfEveryGroup ) {
   EXPECT_EQ( range( ipAclVfpTcamGroup ), std::pair( 1U, 5U ) );
   EXPECT_EQ( sw.unbounded( mirroringAclTcamGroup2 ).desc(), "mirroringAclTcamGroup2" );
 
-  // One record per pipe and copy of ingress groups; the ingress mark is what it was before.
+  // One record per pipe and copy of ingress groups; the ingress mark is read before it is set.
   std::vector< U32 > records;
   for ( auto it = groups.groupCountsIterConst(); it; ++it )
     records.push_back( it.key().pipeGroupId );
@@ -94,7 +94,7 @@ TEST( StartupTest, InconsistentTablesEndTheProcess ) {
     Chip chip = { .units = 2 };
   };
   const Row rows[] = {
-      // Where start-up comes upon them.
+      // Found while start-up reads the tables.
       { "groupIdToIndexIteratorConst().isMemberOf( group )",
         []( TestSwitch & sw ) { sw.platform.map( 0, ipAclTcamGroup, 77 ); } },
       { "!groupIdToIndex( groupNum )",
@@ -115,7 +115,7 @@ TEST( StartupTest, InconsistentTablesEndTheProcess ) {
           sw.platform.users[ 0 ].strategy = tcamAllocateAtBeginning;
           sw.faults.arm( { .op = SdkOp::bcm_field_group_config_create, .times = 0, .rc = -14 } );
         } },
-      // Before any table is used.
+      // Found before any table is used.
       { "groups[1].group: 1 is the id of groups[0]",
         []( TestSwitch & sw ) { sw.platform.group( 1, lookup ); } },
       { "groups[1].qualifiers[1]: 760 is no qualifier of the SDK",
@@ -213,7 +213,7 @@ TEST( StartupTest, CheckReportsAllFaultsOfTheTables ) {
                testing::Contains( "units[0].chipType: there is no unit" ) );
 }
 
-// Ids that the SDK's record sets have no place for.
+// Ids outside the SDK's record sets.
 struct WildIds : Shim::SdkDecorator {
   using SdkDecorator::SdkDecorator;
   int bcm_field_presel_create( U32, bcm_field_presel_t * presel ) override {

@@ -26,7 +26,7 @@ TEST( StatisticsTest, HitsAreSummedOverPipesAndCopies ) {
   EXPECT_EQ( acl.hitsForPipeEntry( 0, tcamId( id, 1, 1 ) ), 16U );
   EXPECT_EQ( acl.byteHitsForEntry( 0, id ), 64U );  // of pipe 0, copy 0 alone
 
-  // Each reader reads its own counter.
+  // Every getter reads its own counter.
   const U32 unit = 0, stat = sw.books( acl ).entryStats( id );
   for ( U32 type = 0; type < 8; ++type )
     SDK_CHECKED( bcm_field_stat_set( unit, stat, bcm_field_stat_t( type ), 10 + type ) );
@@ -69,7 +69,7 @@ TEST( StatisticsTest, InvalidTypesEndTheProcess ) {
                  HasSubstr( row.fits ? "survived"
                                      : "abs( statTypesList[ 0 ] - statTypesList[ 1 ] ) == 1" ) );
   }
-  // Null stands for packets and bytes; types are read in index order.
+  // A null list means packets and bytes; types are read in index order.
   EXPECT_NE( acl.getEntryWithStats( 0, 0x10001, "rule", nullptr ), 0U );
   const auto values = sw.asic.statistic( 0, sw.books( acl ).entryStats( 0x10001 ) )->values;
   EXPECT_TRUE( values.size() == 2 && values[ 0 ].first == 0 && values[ 1 ].first == 1 );

@@ -1,4 +1,4 @@
-// What a TestSwitch holds: its state as text, and taking everything back.
+// The state of a TestSwitch as text, and releasing everything that it holds.
 
 #include <algorithm>
 #include <iterator>
@@ -15,7 +15,7 @@ namespace {
 
 class StateText {
  public:
-  // A collection's order may follow its history, which is no state.
+  // Sorted later: the order of a collection may depend on its history.
   void records( const std::string & path, const Kiv::Entity & entity ) {
     for ( Kiv::AttributeBase * at = entity.firstAttribute(); at != nullptr; at = at->next() ) {
       const std::string name = path + "." + std::string( at->name() );
@@ -69,7 +69,7 @@ class StateText {
   }
 
  private:
-  // Marks of exhaustion and hints, and what a group is told at its creation.
+  // Marks of exhaustion, hints, and flags that a group's creation sets.
   inline static const std::set< std::string_view > passedOver = {
       "exhausted",    "sliceFreed", "rangeCheckersExhausted", "udfResourceError", "maxPrio",
       "stageIngress", "ovidWar" };
@@ -168,7 +168,7 @@ void TestSwitch::releaseEverything( U32 unit ) {
       groups->removePolicer( unit, policer.id );
 }
 
-// Ranges that start-up made, and references on groups that nothing uses.
+// Ranges created at start-up, and references on unused groups.
 void TestSwitch::leaveGroups( U32 unit ) {
   for ( const Kiv::Ptr< MorvaneTcamEntryManager > & user : managers() )
     if ( books( *user, unit ).rangeCreated() )

@@ -1,4 +1,4 @@
-// Platform tables that a test writes in a few lines.
+// Platform tables, built in a few lines.
 #pragma once
 
 #include <deque>

@@ -39,7 +39,7 @@ struct Chip {
   U32 pipes = 1;
   bool secondCopy = false;
   bool shared = false;
-  bool presels = false;  // groups are selected by preselector
+  bool presels = false;  // groups are looked up by preselector
   U32 units = 1;
   U32 slices = 4;
   U32 largeSlices = 0;
@@ -62,12 +62,12 @@ struct Chip {
 
 SoftAsic::ChipProfile profile( const Chip & chip );
 
-// The lines that some code writes to the text trace.
+// The lines that the code writes to the text trace.
 std::vector< std::string > lines( const std::function< void() > & code );
 // The texts of the SDK calls that it makes, with their results and without file and line.
 std::vector< std::string > callTexts( const std::function< void() > & code );
 
-// The lines that two states do not share, "-" before those of the first alone.
+// The lines that only one of two states has, marked "-" and "+".
 std::string difference( const std::string & before, const std::string & after );
 
 class TestSwitch {
@@ -77,10 +77,10 @@ class TestSwitch {
   TestSwitch( const TestSwitch & ) = delete;
   TestSwitch & operator=( const TestSwitch & ) = delete;
 
-  // Makes the group manager, with all units known; start also runs its start-up.
+  // Creates the group manager, with all units known; start also runs its start-up.
   void construct( bool singleView = false );
   void start( bool singleView = false );
-  // Ends the managers' lives; the chips stay.
+  // Deletes the managers; the chips keep their state.
   void stop() { groups = nullptr; }
 
   MorvaneBoundedTcamEntryManager & bounded( TcamGroupAssignment assignment ) const {
@@ -99,30 +99,30 @@ class TestSwitch {
     return *manager.internalUnitEntry( unit );
   }
 
-  // Takes back what clients hold on every unit; tells what the chips hold all the same.
+  // Releases everything that clients hold, on every unit; reports what the chips still hold.
   std::string emptied();
 
-  // The auditor's differences, one a line; "" when books and chips agree.
+  // The auditor's differences, one a line; "" when records and chips agree.
   std::string audit( const MorvaneTcamCapacitySm * capacity = nullptr ) const;
-  // Records and chips as text, without physical places and exhaustion: what a failed operation must
-  // leave as it was.
+  // Records and chips as text, without physical places and exhaustion marks: a failed operation
+  // leaves it unchanged.
   std::string state() const;
   // "users/entries" of every counter record on the unit, in order: "1/2 1/2".
   std::string counts( U32 unit = 0 ) const;
   // The logged calls of some operations, one "name id" each without the SDK's prefix, the id in
   // hexadecimal; the log is cleared.
   std::vector< std::string > calls( const std::vector< SdkOp > & ops );
-  // The calls of a run that nothing disturbs, made in a child: this switch stays as it is.
+  // The calls of a run without faults. It runs in a child, so that this switch is unchanged.
   std::vector< SoftAsic::CallRecord > callsOf( const std::function< void() > & run );
 
   // Qualifies the pipe-0, copy-0 entry on a destination address.
   void match( U32 unit, U32 entry, U32 dstIp ) const;
-  // A VLAN is untagged on some of the first 32 ports, one bit each.
+  // Makes a VLAN untagged on some of the first 32 ports, one bit each.
   void untag( U32 unit, U16 vlan, U32 ports ) const {
     vlans->ovidUtBitmapIs( { unit, vlan }, { { ports } } );
   }
-  // The entry, if any, that an IPv4 packet to an address hits in the first group that matches.
-  // `vlan`, below 256, is in its tag; 0: it has none.
+  // The entry that an IPv4 packet hits in the first group that matches, or 0. The packet is tagged
+  // with `vlan`, below 256; 0: untagged.
   U32 hit( U32 unit, U32 port, U32 dstIp, U16 vlan = 0 );
 
   const Chip chip;

@@ -1,5 +1,5 @@
-// Fails SDK call 1, 2, 3 ... of every way to program user-defined fields with each code that
-// matters: it ends as documented with equal records, or ends the process.
+// Fails SDK call 1, 2, 3 ... of every way to program user-defined fields with each relevant code:
+// the operation ends as documented with equal records, or ends the process.
 
 #include "tests/morvane/UdfSwitch.h"
 
@@ -28,7 +28,7 @@ const struct Scenario {
   bool byWidth, byFixedKeys;  // why the group is rebuilt
   Code prepare;               // groups 1 and 2 exist, and group 1 has an installed entry
   Code run;
-  bool refused = false;  // no slices for the group that is rebuilt
+  bool refused = false;  // no slices for the rebuilt group
 } scenarios[] = {
     { "new in place", false, false, []( UdfSwitch & ) {}, addSecond },
     { "new by rebuild", true, false, []( UdfSwitch & sw ) { sw.set( first ); }, addSecond },
@@ -42,22 +42,22 @@ const struct Scenario {
         sw.set( second ), sw.set( second, true, 2 ), sw.set( second, false );
       },
       []( UdfSwitch & sw ) { sw.set( second, false, 2 ); } },
-    { "give the group back", false, false,
+    { "release the group", false, false,
       []( UdfSwitch & sw ) { sw.set( first ), sw.set( second ), sw.set( second, true, 2 ); },
       []( UdfSwitch & sw ) { releaseAll( sw, 1 ); } },
     { "flow group", false, false, []( UdfSwitch & ) {},
       []( UdfSwitch & sw ) { userOf( sw, 4 ).initializeGroup( 0 ); } },
-    { "give the flow group back", false, false,
+    { "release the flow group", false, false,
       []( UdfSwitch & sw ) { sw.take( openFlowUdfTcamGroup ); },
       []( UdfSwitch & sw ) { releaseAll( sw, 4 ); } } };
 
-// Whether the process may go on after that call failed with rc.
+// Whether the process survives when that call fails with rc.
 bool survives( const Scenario & scenario, const Chip & chip, const SoftAsic::CallRecord & call,
                int rc ) {
   switch ( call.op ) {
     case SdkOp::bcm_field_group_compress:
     case SdkOp::bcm_field_group_dump:
-    case SdkOp::bcm_field_group_config_create:  // tried once more
+    case SdkOp::bcm_field_group_config_create:  // retried once
       return true;
     case SdkOp::bcm_field_data_qualifier_create:
     case SdkOp::bcm_field_data_qualifier_packet_format_add:
@@ -71,7 +71,7 @@ bool survives( const Scenario & scenario, const Chip & chip, const SoftAsic::Cal
   }
 }
 
-// Runs in a child; what goes to standard error is the verdict.
+// Runs in a child; any text on standard error is a failure.
 void attempt( UdfSwitch & sw, const Scenario & scenario, SdkOp op ) {
   const std::string before = sw.state();
   scenario.run( sw );
@@ -99,7 +99,7 @@ void failEachCall( const Scenario & scenario, Chip chip, S32 type ) {
   for ( U32 nth = 1; nth <= calls.size(); ++nth )
     for ( const int rc : { -14, -16, -11, 1 } ) {
       const SoftAsic::CallRecord & call = calls[ nth - 1 ];
-      // Whether that ends the process depends on which of two tries it is.
+      // The outcome depends on which of the two attempts fails.
       if ( scenario.refused && rc == -11 && call.op == SdkOp::bcm_field_group_config_create )
         continue;
       if ( rc > 0 && !( call.op == SdkOp::bcm_field_group_set && scenario.run == addSecond ) )

@@ -1,5 +1,5 @@
-// A switch with two mirroring groups, 1 and 2, that have user-defined fields, a plain group 3 and a
-// flow-programming group 4, each with a user, and with the log messages that were raised.
+// A switch with two mirroring groups, 1 and 2, a plain group 3 and a flow-programming group 4, each
+// with a user. It collects the log messages.
 #pragma once
 
 #include "kiv/LogHandle.h"
@@ -56,7 +56,7 @@ class UdfSwitch : public TestSwitch {
         .setMirroringAclUdf( unit, type, field.ethType, field.base, field.offset, 4, add );
   }
 
-  // Every qualifier in the books, "unit.id x uses" with the groups' shares:
+  // Every recorded qualifier, "unit.id x uses" with the uses of each group:
   // "0.1x3 1:2 2:1, 1.1x0 1:0".
   std::string udfs() const {
     std::vector< std::string > all;
@@ -76,7 +76,7 @@ class UdfSwitch : public TestSwitch {
     return fmt::format( "{}", fmt::join( all, ", " ) );
   }
 
-  // Key bits of group 1 without user-defined fields, on a chip of this geometry.
+  // Key bits of group 1 without user-defined fields.
   static U32 plainKeyBits( const Chip & geometry, S32 aclType ) {
     Chip roomy = geometry;
     roomy.keyBits = 512;

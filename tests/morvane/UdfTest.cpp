@@ -1,5 +1,5 @@
-// User-defined fields of mirroring groups and qualifiers of flow-programming groups: how they are
-// shared and counted, how groups come to match on them, and when they go.
+// User-defined fields of mirroring groups and qualifiers of flow-programming groups: sharing,
+// reference counts, how groups start to match on them, and when they are destroyed.
 
 #include <algorithm>
 
@@ -31,7 +31,7 @@ void play( UdfSwitch & sw, const std::vector< Step > & steps ) {
 
 TEST( UdfSharingTest, UsesAreCountedPerGroupAndUnit ) {
   Field typed = near;
-  typed.ethType = 0x0800;  // does not tell IPv4 rules apart
+  typed.ethType = 0x0800;  // makes no difference to IPv4 rules
   UdfSwitch ip( { .pipes = 2, .secondCopy = true, .units = 2 }, Acl::ip() );
   for ( const U32 unit : { 0U, 1U } )
     ASSERT_TRUE( ip.manager( ip.user( 1 ) ).initializeGroup( unit ) &&
@@ -48,7 +48,7 @@ TEST( UdfSharingTest, UsesAreCountedPerGroupAndUnit ) {
               { false, near, 1, 0, "0.2x1 2:1, 1.1x1 1:1" },
               { false, near, 1, 1, "0.2x1 2:1" },
               { true, near, 1, 1, "0.2x1 2:1, 1.1x1 1:1" } } );
-  // A unit's groups take only their own qualifiers with them.
+  // A group's teardown destroys only the qualifiers of its unit.
   ip.groups->uninitializeGroup( 0, 2 );
   EXPECT_EQ( ip.udfs(), "1.1x1 1:1" );
   EXPECT_EQ( ip.manager( ip.user( 1 ) )
@@ -58,24 +58,24 @@ TEST( UdfSharingTest, UsesAreCountedPerGroupAndUnit ) {
 
 TEST( LogMessagesTest, PlatformFiltersAndWordsMessages ) {
   LoggedMessages messages;
-  MORVANE_CONFIG_CHANGE.raise();  // not taken
+  MORVANE_CONFIG_CHANGE.raise();  // filtered by the platform
   MORVANE_UDF_HW_RESOURCE_FULL.raise();
   EXPECT_EQ( messages.text, "FULL " );
   EXPECT_STREQ( MORVANE_CONFIG_CHANGE.recommendedAction(), "rest" );
   EXPECT_STREQ( MORVANE_UNEXPECTED_RESTART.recommendedAction(), "call" );
 }
 
-// Adds fields to group 1 of the last unit until the answer is not that the group took it in place.
+// Adds fields to group 1 of the last unit until one cannot be added in place.
 TEST( UdfProgrammingTest, EveryOutcomeLeavesMatchingRecords ) {
   const Chip pairs{ .slices = 2, .paired = true }, lone{ .slices = 1 };
   const Chip fixed{ .presels = true, .fixedKeys = true };
   struct Row {
     const char * name;
     Chip chip;
-    U32 inPlace;  // fields before the one that ends it
+    U32 inPlace;  // fields added in place
     GroupUdfCreateStatus status;
-    U32 slackBits = 0;        // of keys beyond the plain group's; 0: as the chip has it
-    bool otherGroup = false;  // exists too
+    U32 slackBits = 0;  // key bits beyond the plain group's; 0: the chip's width
+    bool otherGroup = false;
   };
   const Row rows[] = {
       { "width", {}, 8, udfCreateFailureWithUdfResourceExhaustion },
@@ -122,14 +122,14 @@ TEST( UdfProgrammingTest, EveryOutcomeLeavesMatchingRecords ) {
         EXPECT_EQ( sw.groups->udfResourceError( static_cast< U8 >( unit ) ), full ) << where;
         if ( !full )
           continue;
-        // The lack is over with the next field.
+        // The next field that fits clears the error.
         sw.set( { UdfBaseL2HeaderEnd, 8, 0x0800 }, false, 1, unit );
         sw.set( { UdfBaseL2HeaderEnd, 100, 0x0800 }, true, 1, unit );
         EXPECT_EQ( sw.messages.text, "FULL NORMAL " ) << where;
       }
 }
 
-// A group that shares a field has to be rebuilt for it: everyone else's uses stay.
+// A group has to be rebuilt for a field that it shares: the uses of other groups stay.
 TEST( UdfProgrammingTest, RebuildForASharedFieldKeepsOtherUses ) {
   UdfSwitch sw( { .presels = true, .fixedKeys = true }, Acl::mac() );
   sw.manager( sw.user( 2 ) ).initializeGroup( 0 );
@@ -144,7 +144,7 @@ TEST( UdfProgrammingTest, RebuildForASharedFieldKeepsOtherUses ) {
               { false, frame, 2, 0, "0.1x0 1:0, 0.2x0 1:0 2:0" },
               { false, frame, 1, 0, "0.2x0 1:0 2:0" },
               { true, otherFrame, 2, 0, "0.2x1 1:0 2:1" } } );
-  // A group of the type that the agent set comes back as that type.
+  // The rebuilt group keeps the ACL type that the agent set.
   EXPECT_TRUE( sw.asic.group( 0, 1 )->qset.has( bcmFieldQualifySrcMac ) );
   EXPECT_NE( sw.take( sw.user( 1 ) ), 0U );
   sw.manager( sw.user( 1 ) ).releaseEntry( 0, entry );
@@ -160,7 +160,7 @@ TEST( UdfProgrammingTest, VerificationReadsTheAsic ) {
   };
   sw.log.clear();
   verify( near );
-  verify( far );  // there is none
+  verify( far );  // not added
   EXPECT_EQ( sw.log.count( SdkOp::bcm_field_data_qualifier_get ), 1U );
   sw.faults.arm( { .op = SdkOp::bcm_field_data_qualifier_get, .rc = -7 } );
   EXPECT_THAT( deathOf( [ & ] { verify( near ); } ), HasSubstr( "err == BCM_E_NONE" ) );

@@ -1,5 +1,5 @@
-// Runs code in a forked child and brings back how it ended: cheaper than a death test, and usable
-// in loops, because the parent keeps the state that the child went on from.
+// Runs code in a forked child and returns how it ended. Cheaper than a death test, and usable in
+// loops: the parent keeps its state.
 #pragma once
 
 #include <sys/wait.h>
@@ -14,18 +14,18 @@
 namespace Test {
 
 struct Ending {
-  bool aborted = false;  // by an assertion
-  bool failed = false;   // in whatever way
-  std::string text;      // everything that went to standard error
+  bool aborted = false;  // in an assertion
+  bool failed = false;   // in any way
+  std::string text;      // standard error
 };
 
-// The child has the activity lock when the parent has it. It ends without running destructors.
+// The child holds the activity lock if the parent does, and exits without running destructors.
 template < class F >
 Ending inChild( F && code ) KIV_NO_THREAD_SAFETY_ANALYSIS {
   Kiv::Lock & activity = Kiv::ActivityUnlockAnchor::lock();
   const bool held = activity.held();
   if ( held )
-    activity.unlock();  // a lock that is held across a fork has its owner in the parent
+    activity.unlock();  // a lock held across a fork belongs to the parent's thread
   int ends[ 2 ] = {};
   if ( pipe( ends ) != 0 )
     return { false, true, "no pipe" };
@@ -53,7 +53,7 @@ Ending inChild( F && code ) KIV_NO_THREAD_SAFETY_ANALYSIS {
   return ending;
 }
 
-// What an assertion printed; "survived: ..." when the code came back.
+// The assertion's text; "survived: ..." if the code returned.
 template < class F >
 std::string deathOf( F && code ) {
   const Ending ending = inChild( code );

@@ -1,4 +1,4 @@
-// The call protocol, seen from inside the shim: locks, order, texts, results.
+// The call protocol as the SDK sees it: locks, order, texts, results.
 
 #include <gmock/gmock.h>
 
@@ -21,7 +21,7 @@ using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 
-// Notes who held which lock at each step, and answers every operation with `rc`.
+// Records which locks are held at each step; every operation returns `rc`.
 class FakeShim : public Shim::SdkShim {
  public:
   void sdkLock() override KIV_NO_THREAD_SAFETY_ANALYSIS { note( "lock" ), locked = true; }
@@ -74,7 +74,7 @@ class FunnelTest : public testing::Test {
     bcmFpCmd.enabledIs( false );
     Shim::sdk_ = nullptr;
   }
-  // The lines that a call leaves in the ring.
+  // The lines that a call writes to the ring.
   template < class F >
   std::vector< std::string > traced( F code ) {
     bcmFpCmd.enabledIs( true );
@@ -111,7 +111,7 @@ TEST_F( FunnelTest, EveryFormSwapsLocksAroundTheCall ) {
   }
 }
 
-TEST_F( FunnelTest, CallWithoutTheActivityLockEndsTheProcess ) {
+TEST_F( FunnelTest, CallWithoutTheActivityLockThrows ) {
   activity.assumeHeld();
   const Kiv::UnlockAnchor anchor( activity );
   EXPECT_THROW( ( void )SDK_CALL( bcm_field_group_destroy( unit, groupId ) ),

@@ -36,7 +36,7 @@ TEST( RingBufTest, KeepsTheNewestMessagesWhole ) {
       std::size_t kept = 0;
       for ( const std::string & line : lines )
         kept += line.size() + 4;
-      // What a message may displace: its own room, rounding, and the rest before the wrap.
+      // Room that a message may displace: its own, the rounding, and the rest before the wrap.
       const bool full = kept + 3 * lines.size() + 2 * ( longest + 8 ) >= 1024u;
       ASSERT_TRUE( full || lines.size() == written.size() ) << seed;
     }
