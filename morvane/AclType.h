@@ -1,4 +1,4 @@
-// The agent's numbers of ACL types, as mirroring groups and user-defined fields know them.
+// The agent's ACL types, for mirroring groups and user-defined fields.
 #pragma once
 
 #include "kiv/Types.h"

@@ -22,8 +22,8 @@ class KIV_API GroupCounts final : public Kiv::Entity {
 
   // Hardware entries that exist in the group copy.
   KIV_COUNTS( Kiv::HashMap, U32, U32, unitAllocated, UnitAllocated );
-  // Users of the group copy. It exists in hardware exactly while this is above 0; -1 is left by a
-  // release on a unit that never counted it, and means that it does not exist.
+  // Users of the group copy, which exists in hardware exactly while this is above 0. A release on a
+  // unit without references leaves -1, which counts as 0.
   KIV_COUNTS( Kiv::HashMap, U32, S32, unitRefCount, UnitRefCount );
 };
 

@@ -1,11 +1,10 @@
-// How many hardware copies a group has, and the one walk over them.
+// The hardware copies of a group, and the one walk over them.
 //
 //   for ( const PipeCopy c : groupManager.pipeCopies( unit, group ) )
 //     ... c.pipe, c.copy, c.pipeGroup, c.entryId( entry )
 //
-// The walk is pipe-major, pipe 0 copy 0 first. Its bounds are read again when an attribute that
-// decides them has changed since the step before: creating a group can double its pipes while it is
-// walked. No other loop over pipes exists.
+// The walk is pipe-major, pipe 0 copy 0 first. It reads its bounds again after a change of the
+// attributes that decide them: creating a group can double its pipes during the walk.
 //
 // Locks: the activity lock, as for every entity.
 #pragma once
@@ -26,7 +25,7 @@ struct PipeCopy {
   U32 copy;
   U32 pipeGroup;
 
-  // The object that callers hold.
+  // The copy whose id callers hold.
   bool first() const { return pipe == 0 && copy == 0; }
   U32 entryId( U32 entry ) const { return tcamId( entry, pipe, copy ); }
 };
@@ -99,14 +98,14 @@ class KIV_API GroupShapeAttributes : public Kiv::Entity {
   KIV_SCALAR( U32, numPipe, NumPipe, 0 );
   // By group: copied per pipe. Rewritten by every group creation.
   KIV_VALUES( Kiv::HashMap, U32, bool, stageIngress, StageIngress );
-  // By group: needs the outer-VLAN workaround, so that it is kept twice.
+  // By group: needs the outer-VLAN workaround, so that every entry has a twin.
   KIV_VALUES( Kiv::HashMap, U32, bool, ovidWar, OvidWar );
 
  protected:
   explicit GroupShapeAttributes( const Kiv::Name & name ) : Kiv::Entity( name ) {}
 };
 
-// The part of the group manager that decides the copies. Every change of its attributes ends the
+// The part of the group manager that decides the copies. A change of its attributes invalidates the
 // bounds that walks have cached.
 class KIV_API GroupShape : public GroupShapeAttributes {
  public:
@@ -121,7 +120,7 @@ class KIV_API GroupShape : public GroupShapeAttributes {
   U32 getNumCopiesPerPipe( U32 unit, U32 groupId ) const;
   PipeCopies pipeCopies( U32 unit, U32 groupId ) const { return { *this, unit, groupId }; }
 
-  // Changes with every change of the attributes above.
+  // Incremented by every change of the attributes above.
   U32 shapeEpoch() const { return shapeEpoch_; }
 
  protected:

@@ -1,32 +1,32 @@
 // The outer-VLAN workaround: a rule on a VLAN matches that VLAN's untagged packets too.
 //
 // On a chip whose field processor is shared by all pipes, an untagged packet reaches the ingress
-// stage with outer VLAN 0, whatever the VLAN of its port. A rule on VLAN V would miss it. There,
-// every entry of an ingress group that can match the outer VLAN is therefore kept twice:
+// stage with outer VLAN 0, whatever the VLAN of its port: a rule on VLAN V misses it. Every entry
+// of an ingress group that can match the outer VLAN is therefore kept twice:
 //
-//   the entry     in pipe 0, the rule as its feature made it, for packets with a tag
+//   the entry     in pipe 0, the feature's rule, for tagged packets
 //   its twin      the pipe-1 copy, the same rule on VLAN 0, and on those of the rule's input ports
 //                 where V is untagged
 //
-// Both have the entry's priority, actions and state; each has statistics of its own. No packet
-// matches both. A match under a partial mask stands for all VLANs that it covers: its twin admits
-// the ports that are untagged in any of them. A rule without an outer-VLAN match, or with one that
-// covers VLAN 0, takes untagged packets by itself: its twin is installed, and disabled.
+// Both have the entry's priority, actions and state; each has its own statistics. No packet matches
+// both. With a partial mask the twin admits the ports that are untagged in any VLAN that the mask
+// covers. A rule without an outer-VLAN match, or with one that covers VLAN 0, matches untagged
+// packets itself: its twin is installed, and disabled.
 //
-// Who does what: the agent keeps the directory up to date, before and after rules are installed.
-// Entry managers write twins (MorvaneTcamManager/OvidWar.cpp) and say here which VLANs an entry
-// waits for. When the untagged ports of a VLAN change, the state machine has exactly its twins
-// written again, and makes no SDK call for twins whose ports stay the same.
+// The agent keeps the directory up to date, before and after rules are installed. Entry managers
+// write twins (MorvaneTcamManager/OvidTwins.cpp) and record here the VLANs of each entry. When the
+// untagged ports of a VLAN change, the state machine rewrites the twins of that VLAN, without an
+// SDK call for twins whose ports stay the same.
 //
 // Invariants: an entry is in the map, under every VLAN that its match covers, exactly while it is
 // installed and its twin is in use.
 //
-// Failure: an SDK failure ends the process, as everywhere. When an SDK call throws, the other twins
-// are written, the twin that failed is part of the unit's unfinished cleanup
-// (morvane/UnitCleanup.h), and the exception goes to onNotificationException.
+// Failure: an SDK failure ends the process. When an SDK call throws, the other twins are still
+// written, the failed one becomes unfinished cleanup of its unit (morvane/UnitCleanup.h), and the
+// exception is passed to onNotificationException.
 //
 // Locks: the activity lock, which is dropped around every SDK call. A change of a bitmap waits for
-// the operation that is under way (morvane/Operation.h).
+// the operation in progress (morvane/Operation.h).
 #pragma once
 
 #include "kiv/Attribute.h"
@@ -81,7 +81,7 @@ class KIV_API MorvaneOvidWarSm : public Kiv::Entity, public MorvaneOvidUtBitmapD
   KIV_CONST( Kiv::Ptr< const MorvaneOvidUtBitmapDir >, directory, Directory );
   KIV_MEMBERS( Kiv::RbTreeMap, MorvaneUnitOvidKey, OvidEntries, ovidEntries, OvidEntries );
 
-  // Puts an entry under every VLAN of a match that needs a twin, and takes it out again.
+  // Add an entry under every VLAN of a match that needs a twin, and remove it.
   void entryIs( U32 unit, U32 entry, const OvidMatch & match,
                 const Kiv::Ptr< MorvaneTcamEntryManager > & manager );
   void entryDel( U32 unit, U32 entry, const OvidMatch & match );

@@ -1,20 +1,20 @@
-// Reports how full the TCAM is, stage by stage, to the agent's capacity table.
+// Reports the use of the TCAM, stage by stage, to the agent's capacity table.
 //
 //   auto capacity = Kiv::make< MorvaneTcamCapacitySm >( "capacity", groupManager, &table );
 //   capacity->thresholdIs( { unit, stage }, { 90, 80 } );   // percent; raise, clear
 //   ...
 //   capacity->poll();                                       // on each poll of the agent
 //
-// Invariants: a row is written to the table when it appeared or changed, and only then. An alarm is
-// raised once when the use reaches the upper threshold, and cleared once when it falls below the
-// clear threshold; between the two nothing changes. Its row is written first. A stage that is gone,
-// or whose unit is, loses its alarm and then its row.
+// Invariants: a row is written only when it is new or has changed. An alarm is raised once when the
+// use reaches the upper threshold, and cleared once when it falls below the clear threshold; its
+// row is written first. When a stage or its unit is removed, its alarm is cleared and then its row
+// deleted.
 //
 // Order of calls: after the group manager knows its units. Thresholds may change at any time and
 // count from the next poll on.
 //
-// Locks: called on the agent's activity thread with the activity lock held; it is given up around
-// the SDK call that each unit takes.
+// Locks: called on the agent's activity thread with the activity lock held, which is dropped around
+// the SDK call for each unit.
 #pragma once
 
 #include "kiv/Attribute.h"
@@ -28,13 +28,13 @@ namespace Morvane {
 
 class MorvaneTcamGroupManager;
 
-// This unit's own handles of the messages about restarts (morvane/LogMessages.h has the manager's).
+// Handles of the restart messages; morvane/LogMessages.h has the manager's.
 namespace TcamCapacity {
 extern KIV_API const Kiv::LogHandle MORVANE_CONFIG_CHANGE;
 extern KIV_API const Kiv::LogHandle MORVANE_UNEXPECTED_RESTART;
 }  // namespace TcamCapacity
 
-// The name of a stage of the ASIC's capacity record, "IFP" for 0; its number where it has none.
+// Name of a stage of the ASIC's capacity record, "IFP" for 0; its number if it has no name.
 KIV_API Kiv::String8 tcamStageName( S32 stage );
 
 // Use of a stage, in percent of its size, that raises and clears its alarm. An upper threshold of 0
@@ -71,15 +71,14 @@ class KIV_API MorvaneTcamCapacitySm : public Kiv::Entity {
 
   // Absent: no alarm.
   KIV_VALUES( Kiv::RbTreeMap, TcamCapacityKey, TcamCapacityThreshold, threshold, Threshold );
-  // What the table holds.
+  // The rows in the table.
   KIV_VALUES( Kiv::RbTreeMap, TcamCapacityKey, TcamCapacityRow, row, Row );
-  // The alarms that stand.
+  // The raised alarms.
   KIV_VALUES( Kiv::RbTreeMap, TcamCapacityKey, bool, alarm, Alarm );
 
-  // Reads every unit's capacity once and brings the table up to date. A failing read ends the
-  // process.
+  // Reads every unit's capacity once and updates the table. A failed read ends the process.
   void poll();
-  // Every high watermark becomes what was used at the last poll.
+  // Resets every high watermark to the use at the last poll.
   void clearHighWatermarks();
 
  private:

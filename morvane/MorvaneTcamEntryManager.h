@@ -1,11 +1,11 @@
 // Hands out, programs and releases the TCAM entries of one user.
 //
 // A feature fetches its manager from the group manager's collection, then for each rule
-//   1. getEntry          an entry id, 0 when the TCAM has no room;
+//   1. getEntry          an entry id, 0 if the TCAM has no room;
 //   2. SDK calls         qualifiers and actions on that id (the pipe-0, copy-0 hardware entry);
-//   3. installEntry      the rule reaches every pipe and copy;
+//   3. installEntry      writes the rule into every pipe and copy;
 //   4. ...               priority, enable, statistics, remove and install again;
-//   5. releaseEntry      everything is undone.
+//   5. releaseEntry      undoes everything.
 //
 // Invariants: after every operation the unit's UnitEntriesCreated, the group's counters and the
 // hardware agree; every hardware copy of an entry holds the same rule from installEntry on. Lower
@@ -14,11 +14,11 @@
 // Failure: no room is a result (0 or false) and the `exhausted` flag of the unit. Any other SDK
 // failure and any misuse (an entry out of range, an empty description) ends the process.
 //
-// In a group that needs the outer-VLAN workaround the second copy of an entry is its twin
-// (morvane/MorvaneOvidWarSm.h), which follows the entry by itself.
+// In a group that needs the outer-VLAN workaround the second copy of an entry is its twin, which
+// the library keeps up to date (morvane/MorvaneOvidWarSm.h).
 //
-// An exception from an SDK call leaves everything as it was before the operation; a removal or a
-// release has happened all the same (morvane/UnitCleanup.h).
+// An exception from an SDK call leaves the state as before the operation; a removal or release that
+// throws has happened (morvane/UnitCleanup.h).
 //
 // Locks: called with the activity lock held, which is dropped around every SDK call. One activity
 // at a time is in an operation; others wait (morvane/Operation.h).
@@ -77,8 +77,8 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   KIV_CONST( U32, endEntry, EndEntry );    // one past the last entry id of the range
   KIV_CONST( TcamAllocationStrategy, strategy, Strategy );
 
-  // By unit: no further entry can be had. Written by hand, because the group manager counts the
-  // marks, so that handing out an entry need not look at every manager while there is none.
+  // By unit: no room for a further entry. Written out instead of generated, because the group
+  // manager counts the marks: while there is none, getEntry skips the walk over all managers.
   using ExhaustedIter = Kiv::Values< Kiv::RbTreeMap, U32, bool >::Iter;
   bool exhausted( U32 unit ) const { return exhausted_.get( unit ); }
   virtual void exhaustedIs( U32 unit, bool value );
@@ -99,13 +99,12 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
       []( auto & self, U32 unit ) { return self.exhaustedDel( unit ); } };
 
  public:
-  // By unit: the entries handed out.
   KIV_MEMBERS( Kiv::RbTreeMap, U32, UnitEntriesCreated, internalUnitEntry, InternalUnitEntry );
   // Highest priority that the group allows; 0 until it is read from hardware.
   KIV_SCALAR( U32, maxPrio, MaxPrio, 0 );
-  // Stands for "the entry's default priority" in setPriorityForEntry.
+  // The entry's default priority, in setPriorityForEntry.
   KIV_SCALAR( U32, invalidPrio, InvalidPrio, 0xFFFFFFFF );
-  // Every entry gets a statistics object of its own.
+  // Every entry gets its own statistics object.
   KIV_SCALAR( bool, allocateStatsPerEntry, AllocateStatsPerEntry, true );
   // Largest user-defined field of the group, in bytes.
   KIV_SCALAR( U8, maxUdfLength, MaxUdfLength, 32 );
@@ -114,8 +113,8 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
 
   // Prepares the manager on every unit; called once by the group manager, after construction.
   void handleInitialized();
-  // Forgets every entry, range and group reference of every unit; what hardware loses by that is
-  // unfinished cleanup. For a start-up that failed.
+  // For a start-up that failed: drops every entry, range and group reference of every unit. The
+  // hardware steps become unfinished cleanup.
   void releaseRanges();
 
   // Throws NameInUseException when any parameter differs from the constructor's.
@@ -134,15 +133,16 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
 
   // --- Room ------------------------------------------------------------------------------------
 
-  // How many more entries can be handed out; may mark the unit exhausted.
+  // Entries that can still be handed out; may mark the unit exhausted.
   U32 entriesAvailable( U32 unit );
-  // How many logical entries this manager holds in hardware.
+  // Logical entries of this manager in hardware.
   U32 entriesAllocated( U32 unit ) const;
   // Creates, or destroys, the whole range. Only for tcamAllocateAsChunk and
   // tcamAllocateAtBeginning. allocateAllEntries is false when a chunk does not fit.
   bool allocateAllEntries( U32 unit );
   void deallocateAllEntries( U32 unit );
-  // Records that room ran out or came back, for this manager and those that share its fate.
+  // Sets or clears the exhausted mark of all users of this group; with `sliceFreed`, clearing
+  // applies to users of other groups too. A user whose range exists keeps its mark.
   void setExhausted( U32 unit, bool exhausted, bool sliceFreed );
   void setExhaustedForManager( U32 unit, bool exhausted, U32 forGroup, bool sliceFreed );
 
@@ -159,17 +159,17 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   // 0.
   int installEntry( U32 unit, U32 entry );
   int reinstallEntry( U32 unit, U32 entry );
-  // Takes the entry out of the hardware lookup, keeping the allocation. Returns 0.
+  // Removes the entry from the hardware lookup, keeping the allocation. Returns 0.
   int removeEntry( U32 unit, U32 entry );
   // Enables or disables every hardware copy; a twin that its rule does not need stays disabled. A
   // negative `toleratedRc` is ignored when the SDK returns it; any other failure ends the process.
   void enableEntry( U32 unit, U32 entry, bool enable, int toleratedRc );
   // Sets the priority of every hardware copy; invalidPrio stands for the default. Returns 0.
   int setPriorityForEntry( U32 unit, U32 entry, U32 priority );
-  // Packs the group's entries in every pipe and copy; nothing on a unit without entries.
+  // Compresses the group's entries in every pipe and copy; does nothing without entries.
   void compressEntries( U32 unit );
 
-  // Undoes everything that getEntry and installEntry did. The entry must be handed out on the unit.
+  // Undoes getEntry and installEntry. Asserts that the entry is handed out on the unit.
   virtual void releaseEntry( U32 unit, U32 entry );
   // The same; `releaseGroup` false keeps the group's reference when the last entry is released.
   virtual void releaseEntryInternal( U32 unit, U32 entry, bool releaseGroup );
@@ -183,9 +183,9 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   void inPortForEntryIs( U32 unit, U32 entry, U32 port, bool permanent );
   // Drops a temporary store; a permanent one survives.
   void removeTcamEntryBcmPbmp( U32 unit, U32 entry );
-  // Drops the store whatever its kind.
+  // Drops the store of either kind.
   void tcamEntryBcmPbmpForget( U32 unit, U32 entry );
-  // Records what a hardware entry was qualified with.
+  // Record the input ports of a hardware entry.
   void addInPortsForEntry( U32 unit, U32 tcamEntryId, const bcm_pbmp_t & data,
                            const bcm_pbmp_t & mask );
   void addInPortForEntry( U32 unit, U32 tcamEntryId, U32 port );
@@ -218,7 +218,7 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   // Set the counters of every pipe and copy to 0; nothing for a group without statistics.
   void clearHitsForEntry( U32 unit, U32 entry );
   void clearBytesForEntry( U32 unit, U32 entry );
-  // Both, for one entry and for every entry of this user on the unit.
+  // Both counters, of one entry and of every entry of this user on the unit.
   void clearCountersForEntry( U32 unit, U32 entry );
   void clearCounters( U32 unit );
 
@@ -234,24 +234,24 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
 
   // Attaches the group manager's policer `basePolicerId` to every hardware copy of the entry, each
   // to that of its own pipe, or detaches it. An entry has at most one; releasing the entry detaches
-  // it. Also to detach it, `basePolicerId` is the policer that is attached.
+  // it. `basePolicerId` names the attached policer also to detach it.
   void attachPolicer( U32 unit, U32 entry, U32 basePolicerId, bool attach ) const;
 
   // --- User-defined fields of mirroring groups -------------------------------------------------
   //
   // A rule that matches on a user-defined field: initializeGroup (the group must exist on the
   // unit), setMirroringAclUdf with add, then entries as for any rule, qualified on the id that was
-  // returned. When the rule goes: its entries, then setMirroringAclUdf without add. After
-  // udfCreateSuccessWithGroupRecreate all rules of the group, this one included, are to be added
-  // again, beginning with their setMirroringAclUdf.
+  // returned. To delete the rule: release its entries, then setMirroringAclUdf without add. After
+  // udfCreateSuccessWithGroupRecreate add all rules of the group again, this one included, starting
+  // with their setMirroringAclUdf.
   //
   // `aclType` is Acl::ip() or Acl::mac() (assertion). `ethType`: ether type that the field belongs
   // to, 0xFFFFFFFF for any; IPv4 ACLs share fields whatever it is. `base` and `offset`: where the
   // field starts, in bytes; throws RangeException when the field lies further than 127 bytes past
   // the start of the L3 header. `length`: bytes, 4 (assertion when the field is new).
 
-  // Adds one use of a field by a rule of this group, or takes one away. The last use of a field in
-  // all groups destroys its qualifier. Taking away what the group does not have changes nothing.
+  // Adds or removes one use of a field by a rule of this group. Removing the last use in all groups
+  // destroys the field's qualifier. Removing a use that the group does not have changes nothing.
   GroupUdfQualApplyStatus setMirroringAclUdf( U32 unit, S32 aclType, U32 ethType,
                                               UdfOffsetBase base, U8 offset, U8 length, bool add );
   // The data-qualifier id of a field that some group on the unit uses; -1 when there is none.
@@ -270,7 +270,7 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
  public:
   // --- For the library, and for auditors -------------------------------------------------------
 
-  // The records of a unit; asserts that there are any.
+  // The records of a unit; asserts that they exist.
   const Kiv::Ptr< UnitEntriesCreated > & unitEntries( U32 unit ) const;
   // The walk over the hardware copies of this user's entries.
   PipeCopies copies( U32 unit ) const;
@@ -282,11 +282,11 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   }
 
  private:
-  // The walk and the records of the unit used last, kept for the next operation.
+  // The walk and the records of the last unit, cached for the next operation.
   mutable std::optional< PipeCopies > walk_;
   mutable Kiv::Ptr< UnitEntriesCreated > lastEntries_;
   mutable U32 lastUnit_ = 0;
-  // The counter records of the group's copies, likewise.
+  // The counter records of the group's copies, cached.
   static constexpr size_t copiesMax = size_t( 2 ) * BCM_PIPES_MAX;
   mutable std::array< Kiv::Ptr< GroupCounts >, copiesMax > counts_;
   mutable std::array< U32, copiesMax > countsGroup_{};

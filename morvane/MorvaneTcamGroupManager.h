@@ -2,17 +2,17 @@
 //
 // Order of calls: set Shim::sdk_ and the platform (morvane/Platform.h); construct; fill numPipe and
 // modChipInfo; initializedIs( true ) once the hardware is ready. Features then fetch their entry
-// manager (entryManager or unboundedEntryManager) and ask it for entries. After the SDK was
-// re-initialised, doSdkReInit drops everything that hardware has forgotten and starts up again.
+// manager (entryManager or unboundedEntryManager) and get entries from it. After an SDK
+// re-initialisation, doSdkReInit drops all records of lost hardware state and starts up again.
 //
 // Invariants: a pipe group exists in hardware exactly while its groupCounts record has a
 // unitRefCount above 0 on the unit; unitAllocated is the number of hardware entries in it.
 // Attributes that are keyed by U8 take the low 8 bits of a group id; start-up asserts that the
 // platform's group ids stay below 256.
 //
-// Failure: an exception from an SDK call leaves everything as it was before the operation; a
-// release, a removal or a teardown has happened all the same. What hardware still holds is then the
-// unit's unfinished cleanup (morvane/UnitCleanup.h), and is done before the unit's next operation.
+// Failure: an exception from an SDK call leaves the state as before the operation; a release,
+// removal or teardown that throws has happened. Hardware steps that could not be made are the
+// unit's unfinished cleanup (morvane/UnitCleanup.h) and run before the unit's next operation.
 //
 // Locks: called with the activity lock held, which is dropped around every SDK call. One activity
 // at a time is in an operation; others wait (morvane/Operation.h). Destructors make no SDK calls.
@@ -93,9 +93,9 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
     virtual void onOvidWarSm() {}
   };
 
-  // `ovidUtBitmapDir` feeds the outer-VLAN workaround; the agent may fill it before and after. It
-  // may be null where no unit needs it.
-  // `singleView`: one view of all pipes; loopback then goes through pipe 0's port only.
+  // `ovidUtBitmapDir`: input of the outer-VLAN workaround, filled by the agent at any time; null
+  // where no unit needs it.
+  // `singleView`: one view of all pipes; loopback redirects then use pipe 0's port only.
   MorvaneTcamGroupManager( const Kiv::Name & name,
                            Kiv::Ptr< const MorvaneOvidUtBitmapDir > ovidUtBitmapDir,
                            bool singleView );
@@ -119,7 +119,7 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
       []( auto & self, bool value ) { self.initializedIs( value ); } };
 
  public:
-  // Start-up has begun: the tables of this manager are being filled, or are.
+  // Start-up has begun.
   KIV_SCALAR( bool, started, Started, false );
   // The environment variable SIMULATION_VMID is set.
   KIV_SCALAR( bool, simulation, Simulation, false );
@@ -131,13 +131,13 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   KIV_SCALAR( U8, openFlowUdfIpProto, OpenFlowUdfIpProto, 0 );
   // The units; every loop over units walks this collection.
   KIV_VALUES( Kiv::RbTreeMap, U16, MorvaneCentral::ChipInfo, modChipInfo, ModChipInfo );
-  // By group: a slice came free; groups are compressed when room is short.
+  // By group: a slice came free; the group is compressed when it is full.
   KIV_VALUES( Kiv::HashMap, U32, bool, sliceFreed, SliceFreed );
   // By group: the library orders the entries.
   KIV_VALUES( Kiv::HashMap, U32, bool, managedPriority, ManagedPriority );
   // By unit: no range checker is left.
   KIV_VALUES( Kiv::RbTreeMap, U32, bool, rangeCheckersExhausted, RangeCheckersExhausted );
-  // By unit: the UDF that was programmed last had no room.
+  // By unit: the last UDF did not fit.
   KIV_VALUES( Kiv::RbTreeMap, U8, bool, udfResourceError, UdfResourceError );
   // Index of the group's record in the platform's tables.
   KIV_VALUES( Kiv::HashMap, U32, U32, groupIdToIndex, GroupIdToIndex );
@@ -168,8 +168,8 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   KIV_VALUES( Kiv::HashMap, U32, Kiv::Ptr< MorvaneTcamEntryManager >, tcamManagerForEntry,
               TcamManagerForEntry );
 
-  // Managers of reservations with a size, and of those without. The operations with parameters get
-  // or create; a second call with other parameters throws NameInUseException.
+  // Managers of reservations with and without a size. The operations with parameters get or create;
+  // a second call with other parameters throws NameInUseException.
   KIV_MEMBERS( Kiv::RbTreeMap, TcamGroupAssignment, MorvaneBoundedTcamEntryManager, entryManager,
                EntryManager );
   Kiv::Ptr< MorvaneBoundedTcamEntryManager > newEntryManager(
@@ -190,44 +190,44 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
       TcamGroupAssignment assignment, const Kiv::String8 & desc,
       MorvaneTcamGroupManager * groupManager, U32 group, U32 baseEntry, U32 endEntry,
       TcamAllocationStrategy strategy );
-  // By unit: what its hardware still has to lose; absent when there is nothing.
+  // Unfinished cleanup by unit; absent when there is none.
   KIV_MEMBERS( Kiv::RbTreeMap, U32, UnitCleanup, unitCleanup, UnitCleanup );
   // Created by start-up where a unit's field processor is shared by all pipes.
   KIV_SCALAR( Kiv::Ptr< MorvaneOvidWarSm >, ovidWarSm, OvidWarSm, nullptr );
 
   // --- Start-up --------------------------------------------------------------------------------
 
-  // Runs by itself when initialized changes. When it throws, it may be run again.
+  // Called when initialized changes. May be called again after an exception.
   void handleInitialized();
-  // After an SDK re-initialisation: forgets what hardware has forgotten, unfinished cleanup
-  // included, then starts up again. UDF, preselector and mirroring attributes stay. Entry managers
-  // from before must not be used again (assertion).
+  // After an SDK re-initialisation: drops the records of lost hardware state, unfinished cleanup
+  // included, then starts up again. UDF, preselector and mirroring attributes stay. Earlier entry
+  // managers must not be used (assertion).
   void doSdkReInit();
 
   // --- Unfinished cleanup ----------------------------------------------------------------------
 
-  // Steps that exceptions have left for the unit.
+  // Number of the unit's steps that exceptions have left.
   U32 unfinishedCleanup( U32 unit ) const;
-  // Makes them now; what hardware throws passes through, and the rest stays.
+  // Runs them now. An exception of the hardware passes through; the remaining steps stay.
   void finishCleanup( U32 unit );
 
   // --- Groups ----------------------------------------------------------------------------------
 
-  // Takes one reference on every hardware copy of the group, creating what does not exist. False
-  // when hardware has no room; copies that were created before stay until uninitializeGroup.
+  // Takes one reference on every hardware copy of the group, creating copies that do not exist.
+  // False without room in hardware; copies created until then stay until uninitializeGroup.
   bool initializeGroup( U32 unit, U32 group );
   // Releases one reference on every hardware copy, the last copy first: one that this manager's
-  // initializeGroup took, otherwise one that an entry manager took and does not use. References of
-  // users with entries stay: there is nothing to release then.
+  // initializeGroup took, otherwise one that an entry manager took and does not use. Never one of
+  // a user with entries.
   void uninitializeGroup( U32 unit, U32 groupId );
-  // Releases one reference on one hardware copy, whoever took it, and destroys the copy when that
-  // was the last. `releaseUdf`: the UDF qualifiers made for the group go with it.
+  // Releases one reference on one hardware copy, whoever took it, and destroys the copy with the
+  // last one. `releaseUdf`: also destroys the UDF qualifiers made for the group.
   void uninitializeTcamGroup( U32 unit, U32 pipeGroupId, bool releaseUdf );
   void doStoreGroupPreselId( U32 unit, U32 groupId, U32 preselId );
   void doDestroyGroupPreselId( U32 unit, U32 groupId );
 
-  // How many entries the group can still take on the unit, creating it for the question if need be;
-  // 0 when it cannot be created.
+  // Entries that the group can still take on the unit. A group that does not exist is created for
+  // the call; 0 when that fails.
   U32 entriesAvailable( U32 unit, U32 groupId );
   // Precedence of the group over others of its stage: its group id, whatever the pipe and copy.
   U32 getGroupPriority( U32 unit, U32 pipeGroupId ) const;
@@ -237,7 +237,7 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   // Reads maxPorts, and ipv6MirroringSupported, from the platform, and returns it.
   U16 getMaxPorts();
   bool getIpv6MirroringSupported();
-  // The platform's reservations, in table order.
+  // In table order.
   std::vector< const TcamReservation * > getTcamReservationData() const;
   // The entry manager of a reservation; null before start-up.
   Kiv::Ptr< MorvaneTcamEntryManager > managerOf( const TcamReservation & reservation ) const;
@@ -246,21 +246,21 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
 
   // --- Reports ---------------------------------------------------------------------------------
 
-  // Each writes plain text to a descriptor that the caller opened and keeps; a reader that goes
-  // away ends the text, quietly. `name` is the switch's name in the heading.
+  // Write plain text to a descriptor that the caller keeps open. The report ends without an error
+  // when the reader closes its end. `name` is the switch's name in the heading.
 
-  // Every group of the unit with its users; `detail` lists their entries with packets. `pipe`
-  // leaves out what other pipes hold; -1 shows all.
+  // Every group of the unit with its users; `detail` lists their entries with packets. -1 shows all
+  // pipes.
   void showTcamUsage( const Kiv::String8 & name, U32 fd, bool detail, U32 unit, S8 pipe ) const;
   // The text of tcamUsage.
   void showRawTcamUsage( const Kiv::String8 & name, U32 fd, U32 unit ) const;
   // The banks in use and their users, in order of the banks' text.
   void showSummaryTcamUsage( const Kiv::String8 & name, U32 fd, U32 unit ) const;
-  // What the ASIC says of one hardware entry; the heading only, when it knows none.
+  // The ASIC's description of one hardware entry; only the heading when it does not exist.
   void showEntryTcamUsage( const Kiv::String8 & name, U32 fd, U32 unit, U32 entryId ) const;
   // Size and room of every slice of every stage; empty for a unit without stages.
   Kiv::String8 tcamUsage( U32 unit ) const;
-  // A hardware entry, or a hardware group, as the ASIC describes it; empty when it knows none.
+  // The ASIC's description of a hardware entry or group; empty when it does not exist.
   Kiv::String8 entryDump( U32 unit, U32 entryId ) const;
   Kiv::String8 groupDump( U32 unit, U32 pipeGroupId ) const;
 
@@ -272,13 +272,13 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   void clearUnitCounters( U32 unit );
   void clearAllCounters();
 
-  // Marks of exhaustion over all entry managers and units; kept by the entry managers.
+  // Number of exhausted marks over all entry managers and units; kept by the entry managers.
   U32 exhaustedMarks() const { return exhaustedMarks_; }
   void exhaustedMarksInc( S32 delta ) { exhaustedMarks_ += static_cast< U32 >( delta ); }
 
   // Whether any hardware copy of the group exists on the unit.
   bool groupExists( U32 unit, U32 groupId ) const;
-  // Whether all of them exist.
+  // Whether every hardware copy exists.
   bool groupComplete( U32 unit, U32 groupId ) const;
 
   // --- Range checkers --------------------------------------------------------------------------
@@ -286,20 +286,20 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   // Hardware id of the checker for `desc` on the unit, for the SDK's range qualifier; takes one
   // reference, which releaseRangeChecker drops. Users of the same interval and flags share one
   // checker. 0, and no reference, when the unit has no checker left: rangeCheckersExhausted( unit )
-  // is true then, until a checker of the unit is released. Also 0 for a range of outer VLANs on a
-  // unit whose field processor is shared by all pipes: use prefixes there, which have twins. Ends
-  // with doSdkReInit: ask again.
+  // is then true until a checker of the unit is released. Also 0 for a range of outer VLANs on a
+  // unit whose field processor is shared by all pipes: use prefixes there, which have twins.
+  // doSdkReInit drops all references.
   U32 getRangeChecker( U32 unit, RangeCheckerDesc desc );
-  // Drops one reference; the last one on the unit destroys the checker, which no entry may use any
-  // more. Releasing what was not taken is an assertion.
+  // Drops one reference; the last one on the unit destroys the checker, which no entry may still
+  // use. Asserts that there is a reference.
   void releaseRangeChecker( U32 unit, RangeCheckerDesc desc );
 
   // --- Policers --------------------------------------------------------------------------------
 
   // A policer limits the rate of the entries that it is attached to (the entry manager's
-  // attachPolicer). Every pipe has its own, all made alike; a client holds the base id, which is
-  // pipe 0's. Nothing of them is kept here: what was made is removed by its client. Rates and
-  // bursts hold in each pipe by itself.
+  // attachPolicer). It is one hardware policer per pipe with the same configuration, so rates and
+  // bursts apply per pipe. Clients hold the base id, which is pipe 0's, and remove what they
+  // create; no records are kept.
   //
   // `policerCfg` points to a bcm_policer_config_t (rates in kbit/s, bursts in kbit); null is an
   // assertion. The SDK chooses the base id unless the record's flags have BCM_POLICER_WITH_ID. With
@@ -307,17 +307,17 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   U32 createPolicer( U32 unit, U8 * policerCfg ) const;
   // Changes the policer in every pipe.
   void setPolicer( U32 unit, U32 basePolicerId, U8 * policerCfg ) const;
-  // Destroys the policer in every pipe, pipe 0 first; it must be attached to no entry any more.
+  // Destroys the policer in every pipe, pipe 0 first. It must not be attached to any entry.
   void removePolicer( U32 unit, U32 basePolicerId ) const;
   // The policer of one pipe: the base id with the pipe's bits, or the base id itself on a unit
-  // whose pipes share one field processor, and with it one space of policer ids.
+  // whose pipes share one field processor and its policer ids.
   U32 getPipePolicerId( U32 unit, U32 pipe, U32 basePolicerId ) const;
 
   // --- User-defined fields of mirroring groups -------------------------------------------------
   //
   // Entry managers call these (setMirroringAclUdf); the agent uses the entry managers.
 
-  // Creates a 4-byte data qualifier and lets the group, which must exist on the unit, match on it:
+  // Creates a 4-byte data qualifier and adds it to the group, which must exist on the unit:
   // in place, or by rebuilding the group. `aclType` is Acl::ip() or Acl::mac(); `ethType` counts
   // for MAC ACLs at UdfBaseL2HeaderEnd, 0xFFFFFFFF means none; `offset` counts bytes from the
   // start of the outer L3 header whatever the base. The qualifier starts with one use in the
@@ -329,9 +329,9 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
                                                       U32 ethType, UdfOffsetBase base, U8 offset,
                                                       U8 length );
   // Destroys the group on the unit with all its entries and creates it again with `qualId` and all
-  // qualifiers that it carries; all their uses become 0, for the agent to add its rules again.
+  // qualifiers that it carries; all their uses become 0, because the agent adds its rules again.
   // False when that does not fit: then the group and its qualifiers are destroyed, but not
-  // `qualId`. The same holds when an SDK call throws.
+  // `qualId`. The same applies when an SDK call throws.
   bool reInitializeGroupWithMirroringAclUdf( U32 unit, U32 groupId, S32 qualId );
   // Releases the qualifiers of a group that does not exist on the unit; those that no other group
   // carries are destroyed. Forgets the group's ACL type unless the group exists on another unit.
@@ -343,8 +343,8 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
 
   // Creates the group on the unit with its data qualifiers, or takes one more reference on it: two
   // fields beyond the L3 header, five inside VXLAN, at the places that openFlowUdfIpProto chooses.
-  // False when hardware has no room; then nothing is left, and udfResourceError is set. Asserts
-  // that the group is a flow-programming group.
+  // False without room in hardware; then nothing stays allocated, and udfResourceError is set.
+  // Asserts that the group is a flow-programming group.
   bool createGroupOpenFlowAclUdf( U32 unit, U32 groupId );
   // Destroys the data qualifiers of a group that does not exist on the unit.
   void destroyOpenFlowUdfQualifiers( U32 unit, U32 pipeGroupId );

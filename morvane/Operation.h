@@ -1,22 +1,22 @@
 // One operation of the TCAM manager at a time.
 //
 // The activity lock is dropped around every SDK call, so a second activity can run in the middle of
-// an operation. An Operation stands at the start of every public operation that makes SDK calls or
-// relies on records across one: at most one activity is inside, and an operation therefore sees
-// nobody's records but its own and those of operations that are complete.
+// an operation. Every public operation that makes SDK calls, or relies on records across one,
+// therefore starts with an Operation: at most one activity is inside, and sees only its own records
+// and those of completed operations.
 //
 //   U32 MorvaneTcamGroupManager::getRangeChecker( U32 unit, RangeCheckerDesc desc ) {
 //     const Operation operation( *this, unit );
 //     ...
 //   }
 //
-// Invariants: an activity that arrives while another is inside waits, the activity lock dropped and
-// without using the processor, and enters in the order of arrival. An activity that is inside may
-// enter again: observers run inside the operation that they observe. Before an operation starts,
-// the unfinished cleanup of its unit is done (morvane/UnitCleanup.h).
+// Invariants: an activity that arrives while another is inside waits without using the processor,
+// with the activity lock dropped, first come, first served. Operations nest: observers run inside
+// the operation that they observe. The unit's unfinished cleanup (morvane/UnitCleanup.h) runs
+// before an operation starts.
 //
-// What only reads records takes no Operation. A report, a poll or a clearing of counters takes one
-// for each group or entry, so that it holds up nobody for its whole length.
+// Functions that only read records take no Operation. Reports, polls and the clearing of counters
+// take one per group or entry, so that others need not wait for all of it.
 //
 // Failure: an operation from inside an SDK call, on the same thread, would see records that do not
 // match the hardware yet: assertion. An entry manager that no group manager holds, and a group
@@ -55,11 +55,11 @@ class KIV_API Operation {
   Operation( const Operation & ) = delete;
   Operation & operator=( const Operation & ) = delete;
 
-  // Activities that wait now; read it with the activity lock held.
+  // Number of waiting activities; call it with the activity lock held.
   static U32 waiting();
 
  private:
-  // The right to be inside, for the scope.
+  // Scope during which the activity is inside.
   class KIV_API Pass {
    public:
     explicit Pass( const Kiv::Entity & object );
@@ -70,7 +70,7 @@ class KIV_API Operation {
    private:
     void wait( const Kiv::Entity & object );
 
-    Kiv::Ptr< const Kiv::Entity > kept_;  // an object that might have been released during a wait
+    Kiv::Ptr< const Kiv::Entity > kept_;  // the object, during and after a wait
   };
 
   Pass pass_;

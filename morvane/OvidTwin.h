@@ -1,4 +1,4 @@
-// What the outer-VLAN workaround (morvane/MorvaneOvidWarSm.h) keeps of VLANs and of twins.
+// Records of VLANs and twins, for the outer-VLAN workaround (morvane/MorvaneOvidWarSm.h).
 #pragma once
 
 #include "kiv/Types.h"
@@ -27,10 +27,10 @@ struct MorvaneUnitOvidKey : Kiv::Value {
   }
 };
 
-// The outer-VLAN match of a rule; the default value matches every VLAN and none.
+// The outer-VLAN match of a rule; by default every VLAN and untagged packets.
 struct OvidMatch {
-  U16 vlan = 0;  // without bits outside the mask
-  U16 mask = 0;  // bits of a VLAN id
+  U16 vlan = 0;  // no bits outside the mask
+  U16 mask = 0;  // of a VLAN id's 12 bits
 
   static constexpr const char * typeName = "Morvane::OvidMatch";
   static constexpr auto fields() {
@@ -39,11 +39,10 @@ struct OvidMatch {
   }
   friend bool operator==( const OvidMatch &, const OvidMatch & ) = default;
 
-  // Untagged packets show VLAN 0: a match that covers it takes them all without a twin.
+  // Untagged packets have VLAN 0 here: a match that covers it needs no twin.
   bool needsTwin() const { return vlan != 0; }
 
-  // Calls function( vlan ) for every VLAN id that the match covers; there are as many as the free
-  // bits of the mask have values.
+  // Calls function( vlan ) for every VLAN id that the match covers.
   template < class F >
   void forEachVlan( F && function ) const {
     const U32 free = vlanIdMask & ~U32{ mask };
@@ -55,10 +54,10 @@ struct OvidMatch {
   }
 };
 
-// What a twin was made from.
+// The input of a twin.
 struct OvidTwin {
   OvidMatch match;
-  bcm_pbmp_t ports = {};  // input ports that the rule admits, as it was installed
+  bcm_pbmp_t ports = {};  // input ports of the rule when it was installed
 
   static constexpr const char * typeName = "Morvane::OvidTwin";
   static constexpr auto fields() {
@@ -68,7 +67,7 @@ struct OvidTwin {
   friend bool operator==( const OvidTwin &, const OvidTwin & ) = default;
 };
 
-// The twin of an entry stands where a second pipe's copy would.
+// The twin of an entry is its pipe-1 copy.
 constexpr U32 ovidTwinId( U32 entry ) {
   return tcamId( entry, 1, 0 );
 }

@@ -1,4 +1,4 @@
-// What the platform provides: the group tables of the switch model and the records of its chips.
+// The platform's part: the group tables of the switch model and the records of its chips.
 //
 // The agent implements PlatformTables once (the sample agent does so from a JSON file) and sets it
 // with platformIs before it constructs the group manager. The library reads the tables through the
@@ -44,7 +44,7 @@ struct TcamGroupMap {
   U32 group;
 };
 
-// Qualifiers that a chip type takes away from a group, or adds to it.
+// Qualifiers that a chip type removes from a group, or adds to it.
 struct TcamGroupQualifiers {
   U16 group;
   U16 chipType;
@@ -53,14 +53,14 @@ struct TcamGroupQualifiers {
 
 namespace MorvaneCentral {
 
-// What is known about one switch chip.
+// Properties of one switch chip.
 struct ChipInfo {
   U16 maxPorts;        // ports of the chip
-  bool multicastWar;   // groups that ask for it keep a multicast entry above every rule
-  bool qualifierSwap;  // a group that matches the outer VLAN but no port takes swapTo for swapFrom
+  bool multicastWar;   // groups that request it keep a multicast entry above every rule
+  bool qualifierSwap;  // a group that matches the outer VLAN but no port: swapTo replaces swapFrom
   U32 swapFrom;        // qualifier number
   U32 swapTo;          // qualifier number
-  U32 extraQualifier;  // qualifier that every group on the chip gets as well; 0 means none
+  U32 extraQualifier;  // added to every group on the chip; 0 means none
   bool excludeTtl;     // the chip's keys have no TTL
   bool excludeRangeChecks;  // the chip's keys have no range checker results
 
@@ -78,12 +78,12 @@ struct ChipInfo {
   friend bool operator==( const ChipInfo &, const ChipInfo & ) = default;
 };
 
-// Settings of the agent that hold for all chips.
+// Settings of the agent for all chips.
 struct Attributes {
   bool ipv6MirroringSupported;
   bool qosAclSharingSupported;
   bool ingressRaclSharingSupported;
-  bool allocAtBeginning;  // ranges are made at start-up where doAllocAtBeginning agrees
+  bool allocAtBeginning;  // create ranges at start-up, subject to doAllocAtBeginning
   bool pdpModeEnabled;
   bool dumpEntries;  // with dumpNewEntries: dump every entry that is handed out
   bool dumpNewEntries;
@@ -91,7 +91,7 @@ struct Attributes {
 
 }  // namespace MorvaneCentral
 
-// Answers of the SDK's per-unit queries that decide how groups are built.
+// Results of the SDK's per-unit queries that decide how groups are built.
 struct ChipProperties {
   bool sharedByPipes = false;       // one field processor serves all pipes
   bool secondCopy = false;          // every pipe keeps a second copy of its ingress tables
@@ -113,12 +113,12 @@ struct TcamCapacityKey : Kiv::Value {
   }
 };
 
-// How full they are, in entries.
+// Its use, in entries.
 struct TcamCapacityRow : Kiv::Value {
   U32 used = 0;
   U32 free = 0;
   U32 maxLimit = 0;
-  U32 highWatermark = 0;  // the most that was used at any poll
+  U32 highWatermark = 0;  // maximum of `used` over all polls
 
   static constexpr const char * typeName = "Morvane::TcamCapacityRow";
   static constexpr auto fields() {
@@ -129,13 +129,13 @@ struct TcamCapacityRow : Kiv::Value {
   }
 };
 
-// Where the agent keeps the capacity of all its resources. Told of changes only.
+// The agent's capacity table of all its resources. Called on changes only.
 class KIV_API TcamCapacityTable {
  public:
   virtual ~TcamCapacityTable();
 
   virtual void rowIs( const TcamCapacityKey & key, const TcamCapacityRow & row ) = 0;
-  // The stage is not there any more.
+  // The stage no longer exists.
   virtual void rowDel( const TcamCapacityKey & key ) = 0;
   // The use of a stage crossed its upper threshold (true), or fell below its clear threshold.
   virtual void alarmIs( const TcamCapacityKey & key, bool raised ) = 0;
@@ -170,9 +170,9 @@ class KIV_API PlatformTables {
   virtual const MorvaneCentral::Attributes & attributes() const = 0;
 };
 
-// Sets the platform; owned by the agent, null takes it away.
+// Sets the platform, which the agent owns; null removes it.
 KIV_API void platformIs( PlatformTables * tables );
-// The platform that is set (assertion).
+// The platform; asserts that it is set.
 KIV_API PlatformTables & platformTables();
 
 // The tables, as the library reads them. A platform must be set; an index out of range or a missing
@@ -195,13 +195,13 @@ KIV_API bool isIPv4( U32 group );
 KIV_API bool isIPv6( U32 group );
 KIV_API U32 getLoopbackPortId( U32 unit, U32 pipe );
 
-// Whether a range is made at start-up: for tcamAllocateAtBeginning, and for tcamAllocateAsChunk
-// where the agent's setting or the chip asks for it. In port-data-path mode (pdpModeEnabled) no
-// range is: each comes with its first entry.
+// Whether a range is created at start-up: for tcamAllocateAtBeginning, and for tcamAllocateAsChunk
+// if the agent's setting or the chip requests it. Never in port-data-path mode (pdpModeEnabled):
+// there a range is created with its first entry.
 KIV_API bool doAllocAtBeginning( TcamAllocationStrategy strategy, U32 group, bool configured,
                                  bool pdpModeEnabled, bool chipPrefers );
 
-// Takes out of a group's qualifier set what the chip cannot match on.
+// Removes the qualifiers that the chip cannot match on from a group's set.
 KIV_API void tcamGroupQsetExcludes( bcm_field_qset_t * qset, U32 group, bool excludeTtl,
                                     bool excludeRangeChecks, bool groupByPreselector,
                                     bool secondCopy );

@@ -14,14 +14,14 @@
 
 namespace Morvane {
 
-// One unit that the group manager will know.
+// One unit of the group manager.
 struct PlatformUnit {
   U32 unit = 0;
   MorvaneCentral::ChipInfo record = {};
   ChipProperties properties = {};
 };
 
-// One inconsistency, and the field that shows it.
+// One inconsistency and its place.
 struct KIV_API PlatformTableFault {
   enum class Table { groups, excludes, includes, reservations, units };
 
@@ -29,18 +29,18 @@ struct KIV_API PlatformTableFault {
   U32 row = 0;  // of the table; of units the unit's number
   std::string field;
   std::string what;
-  // Start-up has an assertion of its own for it, with another text.
+  // Start-up has its own assertion for it, with another text.
   bool assertedElsewhere = false;
 
   std::string text() const;  // "reservations[3].size: ..."
 };
 
-// In table order: groups, excludes, includes, units, reservations. Groups of reservations are read
-// through the group map, as start-up will.
+// In table order: groups, excludes, includes, units, reservations. The group map is applied to the
+// reservations, as start-up does.
 KIV_API std::vector< PlatformTableFault > platformTableFaults(
     PlatformTables & tables, const std::vector< PlatformUnit > & units );
 
-// The texts of these; empty for consistent tables.
+// Their texts; empty for consistent tables.
 KIV_API std::vector< std::string > checkPlatformTables( PlatformTables & tables,
                                                         const std::vector< PlatformUnit > & units );
 

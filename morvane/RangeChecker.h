@@ -1,6 +1,5 @@
-// Shared range checkers: the interval, and per unit its hardware id and users.
-//
-// The records are owned by the group manager, which fills and empties them; others read.
+// Shared range checkers: the interval, and per unit the hardware id and the users. Only the group
+// manager writes the records.
 #pragma once
 
 #include "kiv/Attribute.h"
@@ -22,7 +21,7 @@ class RangeCheckerDesc : public Kiv::Value {
 
   U32 low() const { return low_; }
   U32 high() const { return high_; }
-  // BCM_FIELD_RANGE_*; the library passes them on.
+  // BCM_FIELD_RANGE_*.
   U32 rangeFlags() const { return rangeFlags_; }
 
   static constexpr const char * typeName = "Morvane::RangeCheckerDesc";
@@ -50,9 +49,9 @@ class KIV_API RangeCheckerData : public Kiv::Entity {
   const char * fwkType() const override { return "Morvane::RangeCheckerData"; }
 
   KIV_CONST( RangeCheckerDesc, desc, Desc );
-  // Hardware id by unit; present only while the unit has a checker.
+  // Hardware id by unit; absent if the unit has no checker.
   KIV_VALUES( Kiv::HashMap, U32, U32, unitId, UnitId );
-  // Users by unit; an absent unit reads as 0.
+  // Users by unit.
   KIV_COUNTS( Kiv::HashMap, U32, U32, unitRefCount, UnitRefCount );
 };
 

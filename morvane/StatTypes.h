@@ -1,4 +1,4 @@
-// Which counters a caller wants for an entry.
+// The counters that a caller requests for an entry.
 #pragma once
 
 #include "kiv/Attribute.h"
@@ -24,8 +24,7 @@ class KIV_API StatTypes : public Kiv::Entity {
   KIV_VALUES( Kiv::RbTreeMap, U32, U32, type, Type );
 };
 
-// Packets at index 0 and bytes at index 1: what an entry gets when its caller asks for nothing
-// else. One shared object; not to be changed.
+// The default: packets at index 0 and bytes at index 1. One shared object; do not change it.
 KIV_API Kiv::ValidPtr< StatTypes > defaultStatTypes();
 
 }  // namespace Morvane

@@ -1,7 +1,7 @@
-// The users of the TCAM, and the ways in which a user's share is obtained.
+// The users of the TCAM, and the strategies by which they allocate entries.
 //
-// A TcamGroupAssignment names what a reservation is for; it keys the entry managers. Values are
-// consecutive from 0 and are part of the platform tables, so that none is ever renumbered.
+// A TcamGroupAssignment identifies the user of a reservation and keys the entry managers. Values
+// are consecutive from 0 and part of the platform tables: never renumber them.
 #pragma once
 
 #include "kiv/Enum.h"
@@ -134,11 +134,11 @@ KIV_ENUM( TcamGroupAssignment, MORVANE_TCAM_GROUP_ASSIGNMENTS );
   X( tcamAllocateAsChunk )                      \
   X( tcamAllocateAtBeginning )
 
-// How a user's entries are obtained from hardware.
-//   tcamAllocateUnbounded    no range of its own; ids and room are the group's
-//   tcamAllocateOnDemand     a range of ids; each entry is created when it is first asked for
-//   tcamAllocateAsChunk      the whole range is created with its first entry, destroyed with its
-//   last tcamAllocateAtBeginning  the whole range is created at start-up and never given back
+// How a user's entries are allocated in hardware.
+//   tcamAllocateUnbounded    no range; ids and room are the group's
+//   tcamAllocateOnDemand     a range of ids; an entry is created when it is handed out
+//   tcamAllocateAsChunk      a range that is created with its first entry, destroyed with its last
+//   tcamAllocateAtBeginning  a range that is created at start-up and never released
 KIV_ENUM( TcamAllocationStrategy, MORVANE_TCAM_ALLOCATION_STRATEGIES );
 
 }  // namespace Morvane

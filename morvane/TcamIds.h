@@ -2,7 +2,7 @@
 //
 // A 32-bit word: the group or entry number in bits 0-23, the pipe in bits 24-25, the copy within
 // the pipe in bit 26; bits 27-31 are zero. Callers hold the pipe-0, copy-0 identifier, which is the
-// number itself. Every identifier and default priority is made and taken apart here.
+// number itself. All code that packs or unpacks identifiers is here.
 #pragma once
 
 #include "Fru/Hal/BitRange.h"
@@ -17,31 +17,30 @@ inline constexpr Fru::Hal::BitRange tcamNumberBits{ 0, 24 };
 inline constexpr Fru::Hal::BitRange tcamPipeBits{ 24, 2 };
 inline constexpr Fru::Hal::BitRange tcamCopyBits{ 26, 1 };
 
-// Asks the allocator for any free entry.
+// Any free entry, for the allocator.
 inline constexpr U32 anyEntry = 0xFFFFFFFF;
-// First number past every entry range.
+// One past the last number of any entry range.
 inline constexpr U32 entryNumberEnd = 1U << 24;
 // Priority above every rule: the multicast entry's.
 inline constexpr U32 multicastWarPriority = 0x7FFFFFFF;
 
-// Identifier of one hardware copy; only the low 24 bits of `number` and the low bits of `pipe` and
-// `copy` count.
+// Identifier of one hardware copy; excess bits of the arguments are ignored.
 constexpr U32 tcamId( U32 number, U32 pipe, U32 copy ) {
   return tcamNumberBits.get( number ) | ( pipe << tcamPipeBits.first & tcamPipeBits.mask() ) |
          ( copy << tcamCopyBits.first & tcamCopyBits.mask() );
 }
 
-// Policer of one pipe where every pipe has policer ids of its own.
+// Policer of one pipe where every pipe has its own policer ids.
 constexpr U32 pipePolicerId( U32 basePolicerId, U32 pipe ) {
   return pipe << tcamPipeBits.first | basePolicerId;
 }
 
-// First entry id of a group's ranges. Entry 0 means none, so group 0 starts at 1.
+// First entry id of a group's ranges; group 0 starts at 1, because entry 0 means none.
 constexpr U32 firstBaseEntry( U32 group ) {
   return group == 0 ? 1 : group << 16;
 }
 
-// Key of the counter records: the group word. Ordered by the word.
+// Key of the counter records, ordered by the group word.
 struct GroupIdToPipeGroupId : Kiv::Value {
   U32 pipeGroupId = 0;
 

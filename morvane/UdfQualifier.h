@@ -1,9 +1,8 @@
-// User-defined fields: the outcome of programming one, and the records of the data qualifiers.
+// User-defined fields: the result of programming one, and the records of the data qualifiers, which
+// the group manager owns.
 //
-// The group manager owns the records; UDF programming fills them, start-up creates them empty.
-//
-// Data-qualifier ids are per unit. Every collection of them has keys that carry the unit as well
-// (udfQualKey), so that unit 0's keys are the ids themselves.
+// Data-qualifier ids are per unit. Collections of them are keyed by udfQualKey, which adds the
+// unit; unit 0's keys are the ids themselves.
 #pragma once
 
 #include "Fru/Hal/BitRange.h"
@@ -44,13 +43,14 @@ constexpr U32 udfQualKey( U32 unit, S32 qualId ) {
   X( udfCreateFailureWithGroupRecreateFailure )  \
   X( udfUnsupportedFailure )
 
-// How programming a qualifier ended; the numbers are fixed.
+// Result of programming a qualifier; the numbers are fixed.
 //   udfCreateFailure                            nothing was programmed, nothing has changed
-//   udfCreateSuccessNoGroupRecreate             the group goes on with all its entries
-//   udfCreateSuccessWithGroupRecreate           the group was rebuilt and is empty: all its rules,
-//                                               and their user-defined fields, are to be added anew
+//   udfCreateSuccessNoGroupRecreate             the group keeps all its entries
+//   udfCreateSuccessWithGroupRecreate           the group was rebuilt and is empty: add all its
+//                                               rules and their user-defined fields again
 //   udfCreateFailureWithUdfResourceExhaustion   no room for the qualifier; nothing has changed
-//   udfCreateFailureWithGroupRecreateFailure    the group is gone with its entries and qualifiers
+//   udfCreateFailureWithGroupRecreateFailure    the group, its entries and its qualifiers were
+//                                               destroyed
 KIV_ENUM( GroupUdfCreateStatus, MORVANE_GROUP_UDF_CREATE_STATUSES );
 
 struct GroupUdfQualApplyStatus : Kiv::Value {
@@ -74,13 +74,13 @@ struct UdfUnitSpec : Kiv::Value {
   U32 unit = 0;
   S32 qualId = -1;
   UdfOffsetBase base = UdfBasePacketStart;
-  U8 offset = 0;             // bytes, 0 to 127, as handed to the SDK
+  U8 offset = 0;             // bytes, 0 to 127, as passed to the SDK
   U8 length = 0;             // bytes, 1 to 16
   U32 ethType = 0xFFFFFFFF;  // 0xFFFFFFFF: no ether type
   U8 ipProtocol = 255;       // 255: not used
   U16 refCount = 0;          // rule uses over all groups
 
-  // Of text that is read, and of what is programmed.
+  // Apply to values read from text and to programmed ones.
   static constexpr Kiv::Limits offsetLimits{ 0, 127,
                                              "UdfUnitSpec::offset < 0 or > 127 not allowed" };
   static constexpr Kiv::Limits lengthLimits{ 1, 16, "UdfUnitSpec::length < 1 or > 16 not allowed" };
@@ -97,7 +97,7 @@ struct UdfUnitSpec : Kiv::Value {
                             Kiv::field( "refCount", &UdfUnitSpec::refCount ) );
   }
 
-  // The offset as a record takes it. Throws RangeException outside 0 to 127.
+  // Converts an offset; throws RangeException outside 0 to 127.
   KIV_API static U8 checkedOffset( S32 offset );
 };
 
@@ -112,9 +112,9 @@ class KIV_API GroupUdfQual : public Kiv::Entity {
   const char * fwkType() const override { return "Morvane::GroupUdfQual"; }
 
   // Rule uses in this group by udfQualKey. A member with 0 uses is in the group's qualifier set and
-  // waits for rules to be added anew.
+  // waits for its rules to be added again.
   KIV_COUNTS( Kiv::HashMap, U32, U32, udfQualId, UdfQualId );
-  // Takes a qualifier in that no rule uses yet, and returns its key.
+  // Adds a qualifier without uses and returns its key.
   U32 newUdfQualId( U32 unit, S32 qualId );
 };
 

@@ -1,14 +1,12 @@
-// What the hardware of a unit still holds although the records do not: unfinished cleanup.
+// Unfinished cleanup of a unit: hardware steps that a rollback or a release could not make.
 //
-// An operation that an SDK call's exception ends takes back what it has done, and a release takes
-// things from the hardware after it has removed them from the records. When an SDK call of that
-// throws as well, the call and those after it become steps of the unit's cleanup, in the order in
-// which they are to be made. They are made before the unit's next operation, and on request
+// An operation that throws is rolled back, and a release changes the hardware after the records.
+// When one of these SDK calls throws as well, it and the calls after it become steps of the unit's
+// cleanup, in order. They run before the unit's next operation, and on request
 // (MorvaneTcamGroupManager::finishCleanup).
 //
-// Invariants: steps are data, so that tools can show them and an auditor can account for them. Each
-// is one change of the hardware that may be tried until it succeeds. A unit's record exists while
-// it has steps.
+// Invariants: steps are data, so that tools can show them and an auditor can account for them. A
+// step is idempotent and is retried until it succeeds. A unit's record exists while it has steps.
 //
 // Locks: the activity lock. Only the library writes; others read.
 #pragma once
@@ -25,22 +23,22 @@ namespace Morvane {
 using namespace Kiv::Integers;
 
 // What a step does to the object `id`; a and b are its arguments.
-//   cleanupRemoveEntry         takes the entry out of the lookup
-//   cleanupUninstallEntry      the same, of an installation that is undone
-//   cleanupRemoveAction        a: the action that the entry loses
+//   cleanupRemoveEntry         removes the entry from the lookup
+//   cleanupUninstallEntry      the same, to undo an installation
+//   cleanupRemoveAction        a: the action
 //   cleanupClearRule           removes the entry's qualifiers and actions
 //   cleanupReinstallEntry      writes the rule of logical entry id into every copy and installs it
-//   cleanupRewriteTwin         gives the twin of logical entry id the ports that the bitmaps say
+//   cleanupRewriteTwin         writes the untagged ports into the twin of logical entry id
 //   cleanupEnableEntry         a: 1 enabled, 0 disabled; b: a result code that is tolerated
-//   cleanupCopyPriority        gives the entry the priority of entry a
+//   cleanupCopyPriority        sets the entry's priority to that of entry a
 //   cleanupDestroyEntries      a entries with ids from id on, the last first; b: their pipe group
-//   cleanupAttachPolicer       a: the policer that the entry gets
-//   cleanupDetachPolicer       the entry has one
-//   cleanupDetachAllPolicers   whether the entry has any or not
-//   cleanupDetachStats         a: the statistics object that the entry loses
+//   cleanupAttachPolicer       a: the policer
+//   cleanupDetachPolicer       of an entry that has one
+//   cleanupDetachAllPolicers   of an entry that may have one
+//   cleanupDetachStats         a: the statistics object
 //   cleanupDestroyStats        a statistics object
 //   cleanupDestroyPolicer
-//   cleanupCopyPolicer         gives the policer the configuration of policer a
+//   cleanupCopyPolicer         sets the policer's configuration to that of policer a
 //   cleanupDestroyRange        a range checker
 //   cleanupCompressEntries     compresses the groups of all users that have entries
 //   cleanupCompressGroup       a pipe group
@@ -108,11 +106,11 @@ class KIV_API UnitCleanup : public Kiv::Entity {
   explicit UnitCleanup( const Kiv::Name & name ) : Kiv::Entity( name ) {}
   const char * fwkType() const override { return "Morvane::UnitCleanup"; }
 
-  // By number; the lowest is made next.
+  // By number; the lowest runs next.
   KIV_VALUES( Kiv::RbTreeMap, U32, CleanupStep, step, Step );
   void append( const CleanupStep & last ) { stepIs( next_++, last ); }
 
-  // Whether the steps are being made now, and the scope in which they are.
+  // Whether the steps are running, and the scope that sets it.
   bool underWay() const { return underWay_; }
   class Making {
    public:

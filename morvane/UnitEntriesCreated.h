@@ -1,5 +1,4 @@
-// What one entry manager holds on one unit: the record that allocation, installation, statistics
-// and release share.
+// Records of one entry manager on one unit.
 //
 // Invariants: entryCreated has one member per logical entry that is handed out. entryStats and
 // groupId have one per hardware copy, keyed by pipe entry id. Only the owning entry manager writes.
@@ -70,7 +69,7 @@ struct EntryInPorts {
   friend bool operator==( const EntryInPorts &, const EntryInPorts & ) = default;
 };
 
-// A redirect to loopback ports, as it was asked for: each pipe adds its own port.
+// A redirect to loopback ports as requested; each pipe adds its own port.
 struct LoopbackRedirect {
   U32 action = 0;  // an SDK action, 0 for none
   bcm_pbmp_t ports = {};
@@ -114,7 +113,7 @@ class KIV_API UnitEntriesCreated final : public Kiv::Entity {
   explicit UnitEntriesCreated( const Kiv::Name & name ) : Kiv::Entity( name ) {}
   const char * fwkType() const override { return "Morvane::UnitEntriesCreated"; }
 
-  // Entries handed out, with their caller's description; their number is the count of used entries.
+  // Entries handed out, with their caller's description.
   KIV_VALUES( Kiv::RbTreeMap, U32, Kiv::String8, entryCreated, EntryCreated );
   // Statistics id by pipe entry; 0 or absent means none.
   KIV_VALUES( PipeEntryMap, U32, U32, entryStats, EntryStats );
@@ -127,27 +126,26 @@ class KIV_API UnitEntriesCreated final : public Kiv::Entity {
   KIV_MEMBERS( Kiv::HashMap, U32, OutportsTcamBcmPbmp, outportsBcmPbmp, OutportsBcmPbmp );
   // Types of a pipe entry's statistics, one bit each; absent means packets and bytes.
   KIV_VALUES( Kiv::HashMap, U32, U32, statTypes, StatTypes );
-  // Whether a logical entry is in the hardware lookup; present for every member of entryCreated.
+  // Whether a logical entry is installed; present for every member of entryCreated.
   KIV_VALUES( Kiv::HashMap, U32, bool, entryInstalled, EntryInstalled );
-  // Logical entries that are disabled; absent means enabled, as an entry is created.
+  // Disabled logical entries; absent means enabled.
   KIV_VALUES( Kiv::HashMap, U32, bool, entryDisabled, EntryDisabled );
   // Loopback redirect in force, by logical entry.
   KIV_VALUES( Kiv::HashMap, U32, LoopbackRedirect, loopbackRedirect, LoopbackRedirect );
   // Input ports last written into a pipe entry.
   KIV_VALUES( Kiv::HashMap, U32, EntryInPorts, entryInPorts, EntryInPorts );
-  // Outer-VLAN workaround: installed entries whose twin is in use, and what it was made from.
+  // Outer-VLAN workaround: installed entries whose twin is in use, with the input of the twin.
   KIV_VALUES( Kiv::HashMap, U32, OvidTwin, ovidTwin, OvidTwin );
-  // Entries whose twin is disabled although they are not, because their rule needs none.
+  // Enabled entries with a disabled twin, because their rule needs none.
   KIV_VALUES( Kiv::HashMap, U32, bool, ovidTwinIdle, OvidTwinIdle );
-  // Entries of a range made in advance that have no hardware entry at present (their statistics
-  // could not be had); the next use makes them again.
+  // Entries of a created range without a hardware entry, because the statistics failed; created
+  // again when they are handed out.
   KIV_VALUES( Kiv::HashMap, U32, bool, rangeEntryMissing, RangeEntryMissing );
   // The whole range exists in hardware.
   KIV_SCALAR( bool, rangeCreated, RangeCreated, false );
-  // References that this manager holds on its group: one for a range that is kept, one while
-  // entries are handed out.
+  // This manager's references on its group: one for its range, one while entries are handed out.
   KIV_SCALAR( U32, groupReferences, GroupReferences, 0 );
-  // The entry that keeps multicast above every rule; 0 means none.
+  // The group's multicast entry, above every rule; 0 means none.
   KIV_SCALAR( U32, multicastWarEntry, MulticastWarEntry, 0 );
 };
 

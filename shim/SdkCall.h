@@ -42,7 +42,7 @@ struct SdkCallSite {
   const char * resultLabel;  // printed before the result in the trace, " (rc:" or " (rv:"
 };
 
-// A call whose arguments are evaluated; not made yet.
+// A call with its arguments evaluated, not made yet.
 template < class Call >
 struct SdkBoundCall {
   Call call;
@@ -57,11 +57,10 @@ struct SdkCalls {
   }
 #include "shim/SdkOperations.inc"
 
-  // The shim's own operations may be written as calls through it.
+  // Lets call sites name the operation as if called on the shim.
   const SdkCalls * SdkShim = this;
 };
 
-// Holds the SDK lock for a scope.
 class KIV_SCOPED_CAPABILITY SdkLockGuard {
  public:
   explicit SdkLockGuard( SdkShim & sdk ) KIV_ACQUIRE( sdk ) : sdk_( sdk ) { sdk_.sdkLock(); }
@@ -73,7 +72,7 @@ class KIV_SCOPED_CAPABILITY SdkLockGuard {
   SdkShim & sdk_;
 };
 
-// Whether this thread is in an SDK call now, its locks included.
+// Whether this thread is in an SDK call, including its lock changes.
 [[gnu::tls_model( "initial-exec" )]] extern KIV_API constinit thread_local bool inSdkCall;
 
 // Marks the thread as being in an SDK call.
@@ -85,7 +84,7 @@ class SdkCallMark {
   SdkCallMark & operator=( const SdkCallMark & ) = delete;
 };
 
-// Makes the call under the protocol and returns its result.
+// Makes the call with the protocol above and returns its result.
 template < class Call >
 int makeSdkCall( const SdkBoundCall< Call > & bound ) {
   SdkShim & sdk = sdkShim();
@@ -108,7 +107,7 @@ KIV_API void traceSdkUnchecked( const SdkCallSite & site );
 // Prints the failed call and ends the process.
 [[noreturn]] KIV_API void failSdkCall( const SdkCallSite & site, int rc );
 
-// A `tolerated` result that no call fails with: nothing is tolerated.
+// A `tolerated` code that no call returns: no failure is tolerated.
 inline constexpr int tolerateNothing = 0;
 
 // Checks a result that was traced: negative is fatal, unless it is the tolerated code.
@@ -168,9 +167,9 @@ void callSdkUnchecked( const SdkCallSite & site, const SdkBoundCall< Call > & bo
     const int err = SDK_CALL( __VA_ARGS__ ); \
     KIV_ASSERT( err == BCM_E_NONE );         \
   } while ( false )
-// Checks the result of an earlier call; the call's text is printed.
+// Checks the result of an earlier call; prints the call's text.
 #define SDK_RESULT_OF( rc, ... ) \
   ::Shim::checkSdkResult( SDK_SITE( #__VA_ARGS__, " (" #rc ":" ), rc, ::Shim::tolerateNothing )
-// Checks a result that the caller keeps in a variable; its text is the variable's name.
+// Checks a result that the caller keeps in a variable; prints the variable's name.
 #define SDK_RESULT( rc ) \
   ::Shim::checkSdkResult( SDK_SITE( #rc, " (" #rc ":" ), rc, ::Shim::tolerateNothing )

@@ -1,7 +1,7 @@
-// A shim in front of another one that sees every operation in a single hook.
+// A shim that forwards every operation to another one through a single hook.
 //
-// Recorders, fault injectors and counters derive from SdkDecorator and override `around` only; an
-// operation that is added to the list reaches them without a line of theirs changing.
+// Recorders, fault injectors and counters derive from SdkDecorator and override only `around`; new
+// operations need no change in them.
 //
 // Locks: those of the next shim.
 #pragma once
@@ -13,16 +13,16 @@
 
 namespace Shim {
 
-// What a decorator learns about a call.
+// A call, for decorators.
 struct SdkCallInfo {
   SdkOp op;
   U32 unit;
-  // First group, entry, preselector or statistics id among the arguments; 0 when there is none.
+  // First group, entry, preselector or statistics id among the arguments; 0 if there is none.
   // Bits 24 and 25 of a group or entry id are its pipe, bit 26 is its copy.
   U32 id;
 };
 
-// A call that can be made once, several times, or not at all. Lives on the caller's stack.
+// The call, which `around` may make any number of times. On the caller's stack.
 class SdkInvocation {
  public:
   template < class F >
@@ -75,7 +75,7 @@ class KIV_API SdkDecorator : public SdkShim {
 #include "shim/SdkOperations.inc"
 
  protected:
-  // Runs instead of every operation; the default makes the call.
+  // Called for every operation; the default makes the call.
   virtual int around( const SdkCallInfo & info, const SdkInvocation & call ) {
     ( void )info;
     return call();

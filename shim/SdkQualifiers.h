@@ -1,8 +1,7 @@
 // Numbers of the SDK's field qualifiers.
 //
-// A qualifier set names the packet fields that a group can match on. The numbers are the ones that
-// platform tables use; no other file writes a bare qualifier number. Lists of qualifiers end with
-// bcmFieldQualifyCount.
+// A qualifier is a packet field that a group can match on. Platform tables use the same numbers;
+// other code uses only the names. Lists of qualifiers end with bcmFieldQualifyCount.
 #pragma once
 
 #include <cstdint>

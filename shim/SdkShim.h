@@ -1,12 +1,11 @@
 // The only access to the ASIC: an interface with one virtual operation per SDK function.
 //
-// The same managers run against hardware, against the software ASIC and against a recorder, because
-// all of them call through Shim::sdk_ and nothing else.
+// The managers make all SDK calls through Shim::sdk_: hardware, the software ASIC or a recorder.
 //
 // Invariants: every operation takes the unit first and returns the SDK's result code, 0 or more for
-// success (bcm_error_t). Chip queries return a property that never changes while the unit lives.
+// success (bcm_error_t). Chip queries return constant properties of a unit.
 //
-// Order of calls: the agent sets Shim::sdk_ before it constructs any manager and keeps the object
+// Order of calls: the agent sets Shim::sdk_ before it constructs a manager, and keeps the object
 // until the last manager is destroyed.
 //
 // Locks: operations are called with the SDK lock of the same object held and the activity lock
@@ -59,10 +58,10 @@ class KIV_CAPABILITY( "SDK lock" ) KIV_API SdkShim {
 #include "shim/SdkOperations.inc"
 };
 
-// The agent's SDK; owned by the agent. Null until the agent sets it.
+// The SDK, owned by the agent. Null until the agent sets it.
 extern KIV_API SdkShim * sdk_;
 
-// The agent's SDK; asserts that the agent has set it.
+// The SDK; asserts that it is set.
 inline SdkShim & sdkShim() {
   KIV_ASSERT( sdk_ && "Shim::sdk_ has not been set" );
   return *sdk_;

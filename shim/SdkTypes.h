@@ -90,7 +90,7 @@ struct bcm_field_qset_t {
 };
 static_assert( sizeof( bcm_field_qset_t ) == 128 );
 
-// Set of preselectors that a group answers to; empty means that the group is always looked up.
+// Preselectors that select a group; empty: the group is always looked up.
 struct bcm_field_presel_set_t {
   std::uint32_t w[ BCM_FIELD_PRESEL_MAX / 32 ];
 
@@ -108,7 +108,7 @@ enum bcm_field_stage_t : int {
   bcmFieldStageEgress = 2
 };
 
-// Flags of a group configuration: which fields count, and how the group is placed.
+// Flags of a group configuration: valid fields, and placement.
 inline constexpr std::uint32_t BCM_FIELD_GROUP_CREATE_WITH_ID = 1;    // `group` is given
 inline constexpr std::uint32_t BCM_FIELD_GROUP_CREATE_WITH_PORT = 2;  // `ports` is given
 inline constexpr std::uint32_t BCM_FIELD_GROUP_CREATE_WITH_MODE = 4;  // `mode` is given
@@ -138,7 +138,7 @@ static_assert( sizeof( bcm_field_group_config_t ) == 196 );
 struct bcm_field_group_status_s {
   std::int32_t prio_min;
   std::int32_t prio_max;       // highest entry priority that the group takes
-  std::int32_t entries_total;  // entries that the group's present slices hold
+  std::int32_t entries_total;  // capacity of the group's current slices
   std::int32_t entries_free;   // entries that can still be created, free slices included
   std::int32_t entry_count;    // entries created
 };
@@ -202,11 +202,11 @@ enum bcm_field_IpFrag_t : int {
 };
 
 enum bcm_field_action_t : int {
-  bcmFieldActionDrop = 1,          // discard
+  bcmFieldActionDrop = 1,          // drop
   bcmFieldActionPermit = 2,        // forward; cancels a drop of a group of lower priority
   bcmFieldActionCopyToCpu = 3,     // forward and send a copy to the processor
   bcmFieldActionRedirectPbmp = 4,  // send to a set of ports (bcm_field_action_ports_add)
-  bcmFieldActionEgressMask = 5,    // keep off a set of ports (bcm_field_action_ports_add)
+  bcmFieldActionEgressMask = 5,    // do not send to a set of ports (bcm_field_action_ports_add)
   bcmFieldActionMirrorPbmp = 6,    // copy to a set of ports as well (bcm_field_action_ports_add)
 };
 
@@ -227,7 +227,7 @@ inline constexpr int BCM_FIELD_STAT_TYPES = 8;
 // --- Policers ----------------------------------------------------------------------------------
 
 inline constexpr std::uint32_t BCM_POLICER_WITH_ID = 1;      // the id is given
-inline constexpr std::uint32_t BCM_POLICER_COLOR_BLIND = 2;  // earlier marks do not count
+inline constexpr std::uint32_t BCM_POLICER_COLOR_BLIND = 2;  // ignores earlier marks
 
 enum bcm_policer_mode_t : int {
   bcmPolicerModeCommitted = 0,  // one bucket: green within the committed rate, else red
@@ -241,14 +241,14 @@ struct bcm_policer_config_t {
   std::int32_t mode;           // bcm_policer_mode_t
   std::uint32_t ckbits_sec;    // committed rate
   std::uint32_t ckbits_burst;  // committed burst
-  std::uint32_t pkbits_sec;    // peak rate; of the two-rate mode only
+  std::uint32_t pkbits_sec;    // peak rate; two-rate mode only
   std::uint32_t pkbits_burst;  // peak burst, or the excess burst of the single-rate mode
 };
 static_assert( sizeof( bcm_policer_config_t ) == 24 );
 
 // --- Range checkers ----------------------------------------------------------------------------
 
-// The field that a range checker looks at: exactly one.
+// The field that a range checker checks: exactly one.
 inline constexpr std::uint32_t BCM_FIELD_RANGE_SRCPORT = 1;    // TCP or UDP source port
 inline constexpr std::uint32_t BCM_FIELD_RANGE_DSTPORT = 2;    // TCP or UDP destination port
 inline constexpr std::uint32_t BCM_FIELD_RANGE_OUTERVLAN = 4;  // id of the outer VLAN tag
@@ -271,8 +271,7 @@ struct bcm_field_data_qualifier_s {
 };
 static_assert( sizeof( bcm_field_data_qualifier_s ) == 20 );
 
-// Values of the header fields below. A field that is 0, as in an initialised record, asks for
-// nothing either.
+// Values of the header fields below. 0, as in an initialised record, is no condition either.
 inline constexpr std::uint16_t BCM_FIELD_DATA_FORMAT_ANY = 0xFFFF;
 inline constexpr std::uint16_t BCM_FIELD_DATA_FORMAT_L2_ETH_II = 1;  // l2: a type, no length field
 inline constexpr std::uint16_t BCM_FIELD_DATA_FORMAT_IP4 = 2;        // outer_ip

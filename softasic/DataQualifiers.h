@@ -11,11 +11,11 @@
 //   the Ethernet header and its tags, and the first byte after the IP header and its extensions. If
 //   the packet lacks the base or ends within the field, the field is invalid and no rule that
 //   restricts it matches.
-// - The parser recognises Ethernet II frames and outer IPv4 and IPv6 headers. Formats with other
-//   conditions (tags, inner headers, tunnels) return BCM_E_UNAVAIL, an EtherType below 0x0600
-//   BCM_E_PARAM. All formats and EtherTypes of a unit share one pool (BCM_E_RESOURCE). A duplicate
-//   returns BCM_E_EXISTS, deleting an unknown one BCM_E_NOT_FOUND. Changes apply from the next
-//   packet on.
+// - The parser recognises Ethernet II frames and outer IPv4 and IPv6 headers. BCM_E_UNAVAIL for
+//   formats with other conditions (tags, inner headers, tunnels), BCM_E_PARAM for an EtherType
+//   below 0x0600. All formats and EtherTypes of a unit share one pool: BCM_E_RESOURCE if it is
+//   empty. BCM_E_EXISTS for a duplicate, BCM_E_NOT_FOUND for deleting an unknown one. Changes apply
+//   from the next packet on.
 // - Only ingress keys contain the field; it costs its length in key bits. Destroying a qualifier
 //   removes its formats and EtherTypes; BCM_E_BUSY while it is in the qualifier set of a group.
 //   BCM_E_NOT_FOUND for an unknown qualifier.

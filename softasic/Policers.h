@@ -4,9 +4,9 @@
 // - Each pipe has a pool, and policer ids have the pipe in bits 24 and 25; chips whose pipes share
 //   their tables have one pool. The number in an id is 1 to the pool size. BCM_E_RESOURCE if the
 //   pool is empty, BCM_E_UNAVAIL if the chip has no policers.
-// - The chip chooses the lowest free number of pipe 0. BCM_POLICER_WITH_ID takes the given id and
-//   is the only way to use the pools of other pipes: BCM_E_PARAM for an invalid id, BCM_E_EXISTS
-//   for one in use.
+// - The chip chooses the lowest free number of pipe 0. BCM_POLICER_WITH_ID requests the given id,
+//   the only way to use the pool of another pipe: BCM_E_PARAM for an invalid id, BCM_E_EXISTS for
+//   one in use.
 // - BCM_E_PARAM for a configuration that Meter::accepts rejects. A new configuration refills the
 //   buckets. Set ignores the with-id flag.
 // - An entry has at most one policer (BCM_E_EXISTS), at level 0 and in the pipe of its table

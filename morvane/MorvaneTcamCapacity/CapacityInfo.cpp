@@ -9,8 +9,8 @@ namespace {
 
 constexpr S32 ingressStage = 0;
 
-// What an empty ingress slice reports on a chip whose ingress keys take two rows, and what it can
-// hold.
+// Size that an empty ingress slice reports on a chip whose ingress keys take two rows, and its real
+// size.
 constexpr S32 emptySliceReported = 512;
 constexpr S32 emptySliceHolds = 256;
 

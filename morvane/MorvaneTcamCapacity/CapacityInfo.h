@@ -1,4 +1,4 @@
-// The ASIC's capacity record, as all its readers take it. Internal.
+// Checks and corrections of the ASIC's capacity record, for all its readers. Internal.
 #pragma once
 
 #include "kiv/Types.h"
@@ -8,8 +8,8 @@ namespace Morvane {
 
 using namespace Kiv::Integers;
 
-// Asserts that the record keeps its bounds, and corrects what a chip whose ingress keys take two
-// rows of a slice says of its ingress stage.
+// Asserts the bounds of the record, and corrects the ingress stage of a chip whose ingress keys
+// take two rows of a slice.
 void checkCapacity( U32 unit, kelmor_tcam_capacity_info_t & info );
 
 // Free entries, and entries in use, in all slices of a stage.

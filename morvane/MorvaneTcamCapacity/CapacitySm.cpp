@@ -23,12 +23,12 @@ bool lists( const kelmor_tcam_capacity_info_t & info, S32 stage ) {
       [ & ]( const kelmor_tcam_stage_info_t & s ) { return s.stage == stage; } );
 }
 
-// Whether the use is that many percent of the size, or more. What has no size is not full.
+// Whether the use is at least that many percent of the size. False for size 0.
 bool reaches( const TcamCapacityRow & row, U32 percent ) {
   return row.maxLimit != 0 && U64{ row.used } * 100 >= U64{ row.maxLimit } * percent;
 }
 
-// The use below which an alarm is cleared.
+// Percent below which the alarm is cleared.
 U32 clearsBelow( const TcamCapacityThreshold & limits ) {
   return limits.clear == 0 ? limits.upper : std::min( limits.clear, limits.upper );
 }
@@ -57,8 +57,7 @@ void MorvaneTcamCapacitySm::poll() {
   for ( auto unitIter = groupManager_->modChipInfoIterConst(); unitIter; ++unitIter ) {
     const U16 unit = unitIter.key();
     const Operation operation( *groupManager_, unit );
-    // The unit may have been removed while an operation was waited for, and while the ASIC was
-    // read.
+    // The unit may have been removed during the wait for the operation, or during the read.
     if ( !groupManager_->modChipInfoHas( unit ) )
       continue;
     kelmor_tcam_capacity_info_t info = {};
@@ -80,8 +79,8 @@ void MorvaneTcamCapacitySm::pollUnit( U32 unit, const kelmor_tcam_capacity_info_
     TcamCapacityRow row;
     row.used = usedEntries( stage );
     row.maxLimit = static_cast< U32 >( stage.entries_total );
-    // Not what the slices tell as free: where ingress keys take two rows, an empty slice of a depth
-    // that checkCapacity does not know still tells its rows.
+    // Not the slices' own free counts: where ingress keys take two rows, an empty slice of a depth
+    // that checkCapacity does not know reports rows instead of keys.
     row.free = row.maxLimit - std::min( row.used, row.maxLimit );
     row.highWatermark = std::max( row.used, this->row( key ).highWatermark );
     write( key, row );

@@ -1,4 +1,4 @@
-// How each step of a rollback, a release or an unfinished cleanup is made.
+// The steps of rollbacks, releases and unfinished cleanup.
 
 #include "kiv/Assert.h"
 #include "morvane/MorvaneTcamManager/EntryInstall.h"
@@ -14,7 +14,7 @@ namespace Morvane {
 
 namespace {
 
-// The user that has the entry installed on the unit; null when there is none any more.
+// The user that has the entry installed on the unit; null if none has.
 Kiv::Ptr< MorvaneTcamEntryManager > installerOf( const MorvaneTcamGroupManager & manager, U32 unit,
                                                  U32 entry ) {
   Kiv::Ptr< MorvaneTcamEntryManager > installer;
@@ -26,7 +26,7 @@ Kiv::Ptr< MorvaneTcamEntryManager > installerOf( const MorvaneTcamGroupManager &
   return installer;
 }
 
-// The texts of these calls name what held the ids.
+// Keeps the traced texts of the calls, which name the records that held the id.
 struct IdHolder {
   U32 id;
 
@@ -39,7 +39,7 @@ void destroyEntry( U32 unit, U32 entryId ) {
   FP_COMMAND() << "fp entry destroy " << entryId;
 }
 
-// Entry `from` still has the priority that `entryId` had.
+// Entry `from` still has the former priority of `entryId`.
 void copyPriority( U32 unit, U32 entryId, U32 from ) {
   U32 priority = 0;
   SDK_CHECKED( bcm_field_entry_prio_get( unit, from, &priority ) );
@@ -47,7 +47,7 @@ void copyPriority( U32 unit, U32 entryId, U32 from ) {
   FP_COMMAND() << "fp entry prio " << entryId << " " << priority;
 }
 
-// Policer `from` still has the configuration that `policerId` had.
+// Policer `from` still has the former configuration of `policerId`.
 void copyPolicer( U32 unit, U32 policerId, U32 from ) {
   bcm_policer_config_t config = {};
   SDK_CHECKED( bcm_policer_get( unit, from, &config ) );

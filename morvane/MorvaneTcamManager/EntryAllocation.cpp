@@ -35,7 +35,7 @@ void qualifyMulticast( U32 unit, U32 entry, U32 group ) {
 
 void createMulticastWarEntry( MorvaneTcamEntryManager & user, U32 unit, Rollback & rollback ) {
   UnitEntriesCreated * const entries = user.unitEntries( unit ).get();
-  // The placeholder keeps the allocator from acquiring the group once more.
+  // The placeholder keeps the allocator from acquiring the group again.
   entries->entryCreatedIs( anyEntry, "DUMMY" );
   Rollback placeholder( *user.groupManager() );
   placeholder.addRecord( [ entries ] { entries->entryCreatedDel( anyEntry ); } );
@@ -91,7 +91,7 @@ void EntryStart::run( Rollback & rollback ) {
   const auto initializeGroup = [ & ]( U32 unit ) { return acquireGroup( user_, unit, attempt ); };
   const U32 unit = unit_;
   KIV_ASSERT( initializeGroup( unit ) );
-  // A chunk that does not fit leaves the unit exhausted and is tried again at its first use.
+  // A chunk that does not fit marks the unit exhausted and is retried at its first use.
   if ( EntryRange( user_, unit ).create( attempt ) )
     rollback.take( attempt );
   else
@@ -129,7 +129,7 @@ U32 EntryAllocation::run( Rollback & rollback ) {
   return entry_;
 }
 
-// What the first entry of a unit needs: the group, and the range where entries come with it.
+// For the first entry of a unit: the group, and the range if entries are created all at once.
 bool EntryAllocation::prepare( Rollback & rollback ) {
   if ( !acquireGroup( user_, unit_, rollback ) )
     return false;
@@ -140,7 +140,7 @@ bool EntryAllocation::prepare( Rollback & rollback ) {
 bool EntryAllocation::createCopies( Rollback & rollback ) {
   PipeCopies copies = user_.copies( unit_ );
   KIV_ASSERT( !copies.empty() );
-  // An entry of a range exists, unless its statistics could not be had once.
+  // An entry of a range exists, unless its statistics could not be created.
   const bool missing = user_.holdsRange() && entries().rangeEntryMissing( entry_ );
   const bool creates = !user_.holdsRange() || missing;
   const bool ordersEntries = groups_.managedPriority( user_.group() );
@@ -194,8 +194,8 @@ int EntryAllocation::createCopy( const PipeCopy & at, Rollback & rollback ) {
   return rc;
 }
 
-// Pipe 0 may be full; a later pipe that differs from it means wrong records. A twin shares the
-// table of pipe 0, where its entry may have taken the last row.
+// Only pipe 0 may be full: a later pipe that differs means wrong records. A twin is in the table of
+// its entry, which may have taken the last row.
 void EntryAllocation::refuse( const PipeCopy & at, int rc ) {
   const U32 pipe = groups_.ovidWar( user_.group() ) ? 0 : at.pipe;
   KIV_ASSERT( pipe == 0 && "Failed to create per pipe entries" );
@@ -228,8 +228,7 @@ bool EntryAllocation::attachStats( Rollback & rollback ) {
   return true;
 }
 
-// An entry of a range whose statistics cannot be had is destroyed, and created again at its next
-// use.
+// Destroys an entry of a range that got no statistics; its next use creates it again.
 void EntryAllocation::loseRangeEntry() {
   if ( !user_.holdsRange() || !entries().rangeCreated() || entries().rangeEntryMissing( entry_ ) )
     return;

@@ -1,8 +1,7 @@
-// The allocator behind every getEntry: one attempt to hand out one entry on one unit. Internal.
+// The allocator of every getEntry: one attempt to hand out one entry on one unit. Internal.
 //
-// An attempt ends with the entry recorded, counted and owned, or it leaves everything as it was:
-// the group, a range that is made with its first entry, hardware entries on all pipes and copies,
-// statistics, records and counters.
+// A failed attempt leaves the group, the range, hardware entries, statistics, records and counters
+// unchanged.
 #pragma once
 
 #include "morvane/MorvaneTcamManager/EntryTopic.h"
@@ -18,8 +17,8 @@ class EntryAllocation : private EntryTopic {
                    const Kiv::Ptr< StatTypes > & statTypes )
       : EntryTopic( user, unit ), entry_( entry ), desc_( desc ), statTypes_( statTypes ) {}
 
-  // The entry id. 0 when there is no room: then the rollback has run. Otherwise it undoes the
-  // allocation until the caller commits it.
+  // Returns the entry id, or 0 without room, when the rollback has already run. Otherwise the
+  // rollback undoes the allocation until the caller commits it.
   U32 run( Rollback & rollback );
 
  private:
@@ -38,7 +37,7 @@ class EntryAllocation : private EntryTopic {
   bool madeRange_ = false;  // by this attempt
 };
 
-// Start-up of a user on one unit: its records, and its range where that is made in advance.
+// Start-up of a user on one unit: its records, and its range if it is created at start-up.
 class EntryStart {
  public:
   EntryStart( MorvaneTcamEntryManager & user, U32 unit ) : user_( user ), unit_( unit ) {}
@@ -49,8 +48,8 @@ class EntryStart {
   const U32 unit_;
 };
 
-// One more reference on the user's group, which is created if need be, with what every group needs
-// before its first entry. False, and the unit exhausted, when it does not fit.
+// Takes one more reference on the user's group, creating it and its multicast entry if need be.
+// False, and the unit exhausted, when it does not fit.
 bool acquireGroup( MorvaneTcamEntryManager & user, U32 unit, Rollback & rollback );
 
 }  // namespace Morvane

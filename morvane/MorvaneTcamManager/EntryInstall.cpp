@@ -33,7 +33,7 @@ void EntryInstall::writeCopies( U32 entry, Rollback & rollback, bool wasInstalle
   bool first = true;
   for ( const PipeCopy c : copies() ) {
     writeCopy( entry, c, rollback, wasInstalled );
-    // The old rule is nowhere any more: from here on the way back is forward.
+    // The old rule is lost: a failure from here on is repaired by completing the installation.
     if ( first && wasInstalled )
       rollback.add( unit_, { cleanupReinstallEntry, entry } );
     first = false;
@@ -123,7 +123,7 @@ void EntryInstall::writePriority( U32 entry, U32 priority, Rollback * rollback )
                               << " fp entry prio " << entry << " " << priority;
   for ( const PipeCopy c : copies() ) {
     const U32 entryId = c.entryId( entry );
-    // Should this copy fail, it has the priority that the others had.
+    // If this copy fails, it still has the former priority, for the others to be restored from.
     if ( rollback )
       rollback->sourceIs( entryId );
     SDK_CHECKED( bcm_field_entry_prio_set( unit, entryId, priority ) );

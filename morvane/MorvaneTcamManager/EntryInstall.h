@@ -1,4 +1,4 @@
-// Writing a handed-out entry's rule, state and priority into every pipe and copy. Internal.
+// Writes an entry's rule, state and priority into every pipe and copy. Internal.
 //
 // Keeps entryInstalled and entryDisabled of the unit's records.
 #pragma once
@@ -19,10 +19,10 @@ class EntryInstall : private EntryTopic {
   void setPriority( U32 entry, U32 priority );
   void compress();
 
-  // Completes an installation that failed after the first copy had taken the new rule.
+  // Completes an installation that failed after the first copy had the new rule.
   void reinstallCopies( U32 entry );
-  // Sets the priority of every copy; invalidPrio stands for the default. Without a rollback its
-  // caller undoes the entry as a whole.
+  // Sets the priority of every copy; invalidPrio means the default. Without a rollback the caller
+  // undoes the whole entry.
   void writePriority( U32 entry, U32 priority, Rollback * rollback );
 
  private:

@@ -1,4 +1,4 @@
-// The entry managers: construction, identifiers, exhaustion, and the way to each topic.
+// The entry managers: construction, identifiers, exhaustion, and forwards to the topics.
 
 #include "morvane/MorvaneTcamEntryManager.h"
 
@@ -111,7 +111,7 @@ void MorvaneTcamEntryManager::releaseRanges() {
 }
 
 const Kiv::Ptr< UnitEntriesCreated > & MorvaneTcamEntryManager::unitEntries( U32 unit ) const {
-  // Records that were taken out of the collection have no parent any more.
+  // Cached records that were deleted from the collection have no parent.
   if ( lastUnit_ != unit || !lastEntries_ || lastEntries_->parent() != this ) {
     lastEntries_ = internalUnitEntry( unit );
     lastUnit_ = unit;
@@ -129,7 +129,7 @@ PipeCopies MorvaneTcamEntryManager::copies( U32 unit ) const {
 GroupCounts & MorvaneTcamEntryManager::countsOf( const PipeCopy & at ) const {
   const U32 index = at.pipe * 2 + at.copy;
   Kiv::Ptr< GroupCounts > & counts = counts_[ index ];
-  // A record that was taken out of the collection has no parent any more.
+  // A cached record that was deleted from the collection has no parent.
   if ( !counts || counts->parent() == nullptr || countsGroup_[ index ] != at.pipeGroup ) {
     counts = groupManager()->groupCounts( at.pipeGroup );
     countsGroup_[ index ] = at.pipeGroup;
@@ -487,7 +487,7 @@ void MorvaneTcamEntryManager::clearCountersForEntry( U32 unit, U32 entry ) {
   stats.clearYellow( entry );
 }
 
-// An entry may be released between two of them.
+// One operation per entry: entries may be released in between.
 void MorvaneTcamEntryManager::clearCounters( U32 unit ) {
   const Kiv::Ptr< UnitEntriesCreated > entries = internalUnitEntry( unit );
   if ( !entries || !allocateStatsPerEntry() )

@@ -1,4 +1,4 @@
-// The functions of the entry managers that generic tools can call by name.
+// The entry managers' published functions, for generic tools to call by name.
 
 #include "kiv/Operation.h"
 #include "morvane/MorvaneTcamEntryManager.h"

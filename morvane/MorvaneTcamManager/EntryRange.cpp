@@ -11,7 +11,7 @@ namespace Morvane {
 
 namespace {
 
-// The strategies as functions, the form in which the assertions name them.
+// The strategies as functions, as the assertion texts write them.
 namespace Strategy {
 constexpr TcamAllocationStrategy tcamAllocateAsChunk() {
   return Morvane::tcamAllocateAsChunk;
@@ -45,13 +45,13 @@ bool uncountEntries( GroupCounts & counts, U32 unit, U32 howMany ) {
 bool EntryRange::create( Rollback & rollback ) {
   assertHasRange( user_ );
   if ( user_.entriesAvailable( unit_ ) < size() ) {
-    // A range that a rebuild of its group has taken away may not fit again.
+    // After start-up a range that a rebuild of its group has destroyed may no longer fit.
     if ( !user_.initialized() )
       assertNotAtBeginning( user_ );
     user_.setExhausted( unit_, true, false );
     return false;
   }
-  // One step for each copy, which grows with the entries.
+  // One step for each copy, extended with every entry.
   Rollback part( groups_ );
   U32 steps = 0;
   for ( const PipeCopy c : copies() ) {
@@ -115,7 +115,7 @@ bool EntryRange::drop( Release & release ) {
   return sliceFreed;
 }
 
-// One step for each run of entries that exist, the last run first.
+// One step for each run of existing entries, the last run first.
 void EntryRange::dropCopy( const PipeCopy & at, Release & release, U32 & dropped ) {
   U32 end = user_.endEntry();
   while ( end > user_.baseEntry() ) {
@@ -135,7 +135,7 @@ U32 EntryRange::available() {
     case tcamAllocateAtBeginning:
       return entries().rangeCreated() || !user_.initialized() ? free : roomFor( size() );
     case tcamAllocateAsChunk:
-      // A chunk that exists needs no room of the group.
+      // An existing chunk needs no further room.
       if ( entries().entryCreatedSize() != 0 || entries().rangeCreated() )
         return free;
       return roomFor( size() );
@@ -146,7 +146,8 @@ U32 EntryRange::available() {
   }
 }
 
-// What the group can still take; 0, and the unit exhausted, when that is less than the range.
+// Entries that the group can still take; 0, and the unit exhausted, when that is less than the
+// range.
 U32 EntryRange::roomFor( U32 range ) {
   const U32 room = groups_.entriesAvailable( unit_, user_.group() );
   if ( room < range ) {

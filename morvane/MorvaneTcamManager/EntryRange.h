@@ -1,4 +1,4 @@
-// The range of a user whose entries are all made in advance, and the room that is left. Internal.
+// The range of a user whose entries are created all at once, and the free room. Internal.
 //
 // Keeps rangeCreated and rangeEntryMissing of the unit's records.
 #pragma once
@@ -11,7 +11,7 @@ namespace Morvane {
 // Entries of one hardware slice; a group whose count falls below a multiple has freed a slice.
 inline constexpr U32 sliceEntries = 128;
 
-// Counts hardware entries of a group copy out, and returns whether a slice came free.
+// Subtracts hardware entries of a group copy; returns whether a slice came free.
 bool uncountEntries( GroupCounts & counts, U32 unit, U32 howMany );
 
 class EntryRange : private EntryTopic {
@@ -20,8 +20,8 @@ class EntryRange : private EntryTopic {
 
   // Creates every entry of the range. False, and the unit exhausted, when it does not fit.
   bool create( Rollback & rollback );
-  // Removes the range from the records, and adds its entries to `release`. Whether a slice comes
-  // free by that.
+  // Removes the range from the records and adds its entries to `release`. Returns whether a slice
+  // comes free.
   bool drop( Release & release );
   // As the manager's entriesAvailable.
   U32 available();

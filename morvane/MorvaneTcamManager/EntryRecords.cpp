@@ -5,7 +5,8 @@
 
 namespace Morvane {
 
-// Every member of entryCreated but the placeholder has an installation mark, which is found faster.
+// Every member of entryCreated but the placeholder has an installation mark, which is faster to
+// find.
 bool EntryRecords::isTaken( U32 entry ) const {
   return entries().entryInstalledHas( entry ) ||
          ( entry == anyEntry && entries().entryCreatedHas( entry ) );
@@ -56,7 +57,7 @@ void EntryRecords::dropRest( U32 entry ) {
   records.entryCreatedDel( entry );
 }
 
-// Entry ids are shared by all units, and the registration with them.
+// Entry ids, and so their owners, are shared by all units.
 void EntryRecords::dropOwner( U32 entry ) {
   if ( groups_.tcamManagerForEntry( entry ).rawPtr_ != &user_ )
     return;
@@ -67,7 +68,7 @@ void EntryRecords::dropOwner( U32 entry ) {
   for ( auto it = user_.internalUnitEntryIterConst(); it; ++it )
     if ( it.key() != unit_ && it.member()->entryCreatedHas( entry ) )
       return;
-  // An id that the SDK chose may serve another manager on another unit, which takes over.
+  // An id that the SDK chose may belong to another manager on another unit: it becomes the owner.
   Kiv::Ptr< MorvaneTcamEntryManager > heir;
   forEachEntryManager( groups_, [ & ]( const Kiv::Ptr< MorvaneTcamEntryManager > & other ) {
     for ( auto it = other->internalUnitEntryIterConst(); it && !heir; ++it )

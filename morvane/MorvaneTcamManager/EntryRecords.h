@@ -1,4 +1,4 @@
-// The records of the entries that a user has on one unit, and who owns an entry id. Internal.
+// The records of a user's entries on one unit, and the owners of entry ids. Internal.
 #pragma once
 
 #include "morvane/MorvaneTcamManager/EntryTopic.h"
@@ -10,14 +10,14 @@ class EntryRecords : private EntryTopic {
   EntryRecords( MorvaneTcamEntryManager & user, U32 unit ) : EntryTopic( user, unit ) {}
 
   bool isTaken( U32 entry ) const;
-  // The entry is handed out, not yet installed.
+  // Records an entry as handed out, not yet installed.
   void add( U32 entry, const Kiv::String8 & desc );
   void registerOwner( U32 entry );
-  // The owner is another user of the id on another unit, if there is one.
+  // Another user of the id on another unit becomes the owner, if there is one.
   void dropOwner( U32 entry );
-  // What is left when owner and statistics have been dropped.
+  // The records other than owner and statistics.
   void dropRest( U32 entry );
-  // Every record that an entry can have.
+  // All records of an entry.
   void forget( U32 entry );
 };
 

@@ -57,7 +57,7 @@ void EntryRelease::dropStats( const SmallList< PipeCopy, 8 > & all, U32 entry ) 
     stats.drop( all[ i ].entryId( entry ), release_ );
 }
 
-// A range keeps its hardware entries, for their next users.
+// A range keeps its hardware entries, which must be enabled for their next use.
 void EntryRelease::enableCopies( const SmallList< PipeCopy, 8 > & all, U32 entry ) {
   const bool disabled = entries().entryDisabled( entry );
   const bool twinIdle = entries().ovidTwinIdle( entry );

@@ -1,8 +1,8 @@
 // Releasing entries: the steps of the allocation in reverse order. Internal.
 //
 // The records are removed first: owner, statistics, pipe groups, the entry itself. Then the
-// hardware follows, the last pipe and copy first, so that an id which the SDK hands out again is
-// never still in the records.
+// hardware, last pipe and copy first. An id that the SDK hands out again is thus never still in the
+// records.
 #pragma once
 
 #include "morvane/MorvaneTcamManager/EntryTopic.h"
@@ -14,18 +14,18 @@ class EntryRelease : private EntryTopic {
  public:
   EntryRelease( MorvaneTcamEntryManager & user, U32 unit, Release & release )
       : EntryTopic( user, unit ), release_( release ) {}
-  // Room may have come back, whatever the hardware said of the release.
+  // Updates the exhausted marks, even when a hardware step threw.
   ~EntryRelease();
   EntryRelease( const EntryRelease & ) = delete;
   EntryRelease & operator=( const EntryRelease & ) = delete;
 
-  // Each removes records, and adds what the hardware loses to the release.
-  // One entry, which must be handed out (assertion).
+  // Remove records and add the hardware steps to the release.
+  // One entry; asserts that it is handed out.
   void drop( U32 entry );
-  // What a user without entries does not need: the multicast entry, a chunk, and the group's
-  // references but that of a range that is kept.
+  // For a user without entries: the multicast entry, a chunk, and the group's references except
+  // that of a range that stays.
   void dropIdle();
-  // Every entry, and the range; the group's references stay.
+  // Every entry and the range; the group's references stay.
   void dropAll();
   // The range alone.
   void dropRange();

@@ -76,7 +76,7 @@ U32 EntryStats::idOf( U32 pipeEntry ) const {
 
 // --- Reading ---------------------------------------------------------------------------------
 //
-// One call for each counter: the counter is part of the text that is traced.
+// One call site per counter, because the counter is part of the traced text.
 
 bool EntryStats::counts( U32 pipeEntry, U32 type ) const {
   const U32 types =

@@ -1,4 +1,4 @@
-// The statistics objects of a user's entries on one unit: one for each hardware copy. Internal.
+// The statistics objects of a user's entries on one unit, one per hardware copy. Internal.
 //
 // Keeps entryStats and statTypes of the unit's records.
 #pragma once
@@ -13,15 +13,15 @@ class EntryStats : private EntryTopic {
  public:
   EntryStats( MorvaneTcamEntryManager & user, U32 unit ) : EntryTopic( user, unit ) {}
 
-  // Creates an object, attaches and records it; its id, or 0 when the ASIC has none left.
+  // Creates, attaches and records an object. Returns its id, or 0 when the ASIC has none left.
   U32 install( U32 groupId, U32 entryId, const StatTypesList & list, Rollback & rollback );
-  // Removes the records of a hardware copy, and adds to `release` what the hardware loses.
+  // Removes the records of a hardware copy and adds the hardware steps to `release`.
   void drop( U32 entryId, Release & release );
   // The records alone.
   void forget( U32 entryId );
 
-  // Packets and bytes of a hardware copy; one that counts by colour alone has the sum of its
-  // colours. Asserts that it has statistics.
+  // Packets and bytes of a hardware copy; the sum of the colours if it counts by colour only.
+  // Asserts that it has statistics.
   U64 packets( U32 pipeEntry ) const;
   U64 bytes( U32 pipeEntry ) const;
   U64 greenPackets( U32 pipeEntry ) const;
@@ -31,12 +31,12 @@ class EntryStats : private EntryTopic {
   U64 redPackets( U32 pipeEntry ) const;
   U64 redBytes( U32 pipeEntry ) const;
 
-  // Set counters of every copy to 0; copies without statistics are passed over.
+  // Set counters of every copy with statistics to 0.
   void clearPackets( U32 entry );
   void clearBytes( U32 entry );
-  // What a policer passed as yellow, which the two above leave.
+  // The yellow counters, which the two above leave.
   void clearYellow( U32 entry );
-  // Asserts that the hardware copy has statistics, and returns their id.
+  // Returns the id of the copy's statistics; asserts that it has any.
   U32 idOf( U32 pipeEntry ) const;
 
  private:

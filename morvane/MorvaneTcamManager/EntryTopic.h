@@ -1,5 +1,5 @@
-// What the topics of an entry manager have in common: the user, its group manager, and the records
-// of one unit. Internal.
+// Base of an entry manager's topics: the user, its group manager, and the records of one unit.
+// Internal.
 #pragma once
 
 #include "morvane/MorvaneTcamGroupManager.h"

@@ -39,7 +39,7 @@ void GroupBuilder::addCarried( const GroupUdfQual & carried ) {
   }
 }
 
-// The text of the call has no blanks inside brackets.
+// The call is traced as written, without blanks in brackets.
 void GroupBuilder::addDataQualifiers( const std::vector< DataQualifier > & udfQual ) {
   const U32 unit = unit_;
   bcm_field_qset_t & qset = qset_;
@@ -109,8 +109,7 @@ bool GroupBuilder::placedByPort() const {
            Shim::sdkShim().kelmor_field_second_copy( unit_ ) );
 }
 
-// Every copy starts from the common part, so that what one copy's retry drops is there for the
-// next.
+// Every copy starts from the common part: a retry without a flag affects only its own copy.
 bcm_field_group_config_t GroupBuilder::configFor( const PipeCopy & at ) const {
   bcm_field_group_config_t config = common_;
   config.group = at.pipeGroup;
@@ -133,7 +132,7 @@ void GroupBuilder::createPreselector( const PipeCopy & at, bcm_field_group_confi
   KIV_ASSERT( preselId < BCM_FIELD_PRESEL_MAX );
   FP_COMMAND() << "fp presel create " << preselId;
   rollback.add( unit, { cleanupDestroyPreselector, preselId } );
-  // What the records name already is of the time before a re-initialisation.
+  // Overwrites a preselector id from before a re-initialisation.
   manager_.doStoreGroupPreselId( unit, at.pipeGroup, preselId );
   rollback.addRecord( [ manager = &manager_, unit, group = at.pipeGroup ] {
     manager->groupIdToPreselIdDel( { unit, group } );
@@ -181,7 +180,7 @@ bool GroupBuilder::preselects() const {
          manager_.stageIngress( group_ );
 }
 
-// The mark is one for all units: it stays with a group that another unit has.
+// All units share the mark: it stays while the group exists on another unit.
 void GroupBuilder::markOvidWar( const PipeCopy & at, Rollback & rollback ) {
   if ( !keepsTwins() || manager_.ovidWar( at.pipeGroup ) )
     return;

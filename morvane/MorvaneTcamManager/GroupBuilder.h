@@ -6,7 +6,7 @@
 //   builder.prepare();                     // configuration and port sets
 //   for each copy: builder.create( copy, rollback )
 //
-// A copy that does not fit leaves nothing behind; earlier copies stay. Internal.
+// A copy that does not fit leaves nothing allocated; earlier copies stay. Internal.
 #pragma once
 
 #include <vector>
@@ -18,11 +18,11 @@
 
 namespace Morvane {
 
-// On whose behalf a group is built.
+// The operation that builds the group.
 struct GroupRequest {
-  const char * operation;  // as the traces name it
-  // The group carries data qualifiers: whatever the refusal, it is tried again without a large
-  // slice, and a chip that cannot place it has no room for it.
+  const char * operation;  // its name in the traces
+  // The group carries data qualifiers: any failure is retried without a large slice, and a second
+  // failure counts as no room.
   bool forUdf;
 };
 
@@ -38,16 +38,15 @@ class GroupBuilder {
 
   // The group's list, then the chip type's excludes and includes, then the chip's own adjustments.
   void makeQualifierSet( Rollback & rollback );
-  // Lets the group match on a data qualifier of the unit as well.
+  // Adds a data qualifier of the unit to the set.
   void addDataQualifier( S32 qualId );
-  // The same for every qualifier of the unit that the group carries.
+  // Adds every qualifier of the unit that the group carries.
   void addCarried( const GroupUdfQual & carried );
-  // The same for the qualifiers of a flow-programming group, in the order given.
+  // Adds the qualifiers of a flow-programming group, in the order given.
   void addDataQualifiers( const std::vector< DataQualifier > & udfQual );
-  // Reads the port sets and fills in what all copies have in common.
+  // Reads the port sets and fills in the common part of all copies.
   void prepare();
-  // Creates one copy. False when hardware has no room, with nothing left; any other failure ends
-  // the process.
+  // Creates one copy. False without room in hardware; any other failure ends the process.
   bool create( const PipeCopy & at, Rollback & rollback );
 
   const GroupRequest & request() const { return request_; }
@@ -72,7 +71,7 @@ class GroupBuilder {
   bcm_field_qset_t qset_ = {};
   bcm_field_group_config_t common_ = {};
   bcm_port_config_t portConfig_ = {};
-  // Wants a large slice first, and is tried again without one.
+  // Requests a large slice first; the retry goes without.
   bool largeSlice_ = true;
 };
 

@@ -67,7 +67,7 @@ bool GroupLife::referenceExisting( U32 group, const PipeCopy & at, Rollback & ro
   GroupCounts * const counts = manager_.groupCounts( at.pipeGroup ).get();
   if ( !counts || counts->unitRefCount( unit ) <= 0 )
     return false;
-  // A mirroring group has one user, whose own records say how long it lives.
+  // A mirroring group has one user and keeps one reference.
   if ( manager_.groupMirroringAclValid( static_cast< U8 >( group ) ) ) {
     MORVANE_TRACE( traceGroup ) << "Unit: " << unit
                                 << " Not incrementing ref cnt for mirroring acl group "
@@ -97,7 +97,7 @@ void GroupLife::drop( U32 pipeGroupId, bool releaseUdf, Release & release ) {
     release.add( { cleanupCompressGroup, pipeGroupId } );
   release.add( { cleanupDestroyGroup, pipeGroupId } );
   dropPreselector( pipeGroupId, release );
-  // A copy that lives may still match on a UDF qualifier.
+  // A remaining copy may still match on a UDF qualifier.
   if ( releaseUdf && !manager_.groupExists( unit_, tcamNumberBits.get( pipeGroupId ) ) )
     releaseUdfQualifiers( pipeGroupId, release );
 }
@@ -136,7 +136,7 @@ void GroupLife::releaseUdfQualifiers( U32 pipeGroupId, Release & release ) {
 S32 GroupLife::foreignReferences( U32 group ) const {
   const U32 first = manager_.getPipeGroupId( unit_, 0, 0, group );
   const Kiv::Ptr< GroupCounts > counts = manager_.groupCounts( first );
-  S32 perReference = 0;  // a twin is counted in the group of its entry
+  S32 perReference = 0;  // 2 with twins, which share their entries' group
   for ( const PipeCopy c : manager_.pipeCopies( unit_, group ) )
     perReference += c.pipeGroup == first ? 1 : 0;
   S32 left = counts && perReference != 0 ? counts->unitRefCount( unit_ ) / perReference : 0;
@@ -165,7 +165,7 @@ U32 GroupLife::freeEntries( U32 group ) {
   const U32 unit = unit_;
   bcm_field_group_status_s status = {};
   SDK_CHECKED( bcm_field_group_status_get( unit, group, &status ) );
-  // An entry and its twin stand in the same group.
+  // An entry and its twin are in the same group.
   const int needed = manager_.ovidWar( group ) ? 2 : 1;
   if ( status.entries_free < needed && manager_.sliceFreedSize() != 0 ) {
     compressFreedSlices();

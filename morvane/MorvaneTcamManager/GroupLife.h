@@ -1,8 +1,7 @@
 // The life of a group on one unit: references, creation, teardown, preselectors. Internal.
 //
-// Every user of a group holds one reference on each of its hardware copies; a copy exists in
-// hardware exactly while it has references. A mirroring group has one user and at most one
-// reference.
+// Every user of a group holds one reference on each hardware copy; a copy exists in hardware
+// exactly while it has references. A mirroring group has one user and at most one reference.
 #pragma once
 
 #include <array>
@@ -31,30 +30,30 @@ class GroupLife {
  public:
   GroupLife( MorvaneTcamGroupManager & manager, U32 unit ) : manager_( manager ), unit_( unit ) {}
 
-  // Takes one reference on every copy, creating what does not exist. False when hardware has no
-  // room: what was taken before that is in `taken` and stays until the rollback undoes it.
+  // Takes one reference on every copy, creating copies that do not exist. False without room in
+  // hardware: the references in `taken` stay until the rollback undoes them.
   bool acquire( U32 group, Rollback & rollback, GroupReferences & taken );
   // The same with a group that the caller has prepared.
   bool acquireCopies( GroupBuilder & builder, U32 group, Rollback & rollback,
                       GroupReferences & taken );
 
-  // Each drops references from the records, and adds to `release` what the hardware loses by that.
-  // Of one copy; `releaseUdf`: the UDF qualifiers made for the group go with its last copy.
+  // Drop references from the records, and add the hardware steps to `release`.
+  // Of one copy; `releaseUdf`: the group's UDF qualifiers are destroyed with its last copy.
   void drop( U32 pipeGroupId, bool releaseUdf, Release & release );
   void drop( const GroupReferences & taken, Release & release );
   // One reference of every copy, the last copy first.
   void dropAll( U32 group, Release & release );
-  // The preselector of a copy, if there is one.
+  // The copy's preselector, if any.
   void dropPreselector( U32 pipeGroupId, Release & release );
 
-  // References that no entry manager accounts for.
+  // References that no entry manager holds.
   S32 foreignReferences( U32 group ) const;
-  // Lets an entry manager that holds a reference and does not use it account for one less; whether
-  // there was one.
+  // Takes one reference from an entry manager that holds it without using it; whether there was
+  // one.
   bool dropUnused( U32 group );
-  // Free entries of an existing group; compresses freed slices when it looks full.
+  // Free entries of an existing group; compresses freed slices if it looks full.
   U32 freeEntries( U32 group );
-  // Unless the group exists on another unit, it has no ACL type any more.
+  // Forgets the group's ACL type unless the group exists on another unit.
   void forgetMirroringAclType( U32 group );
 
  private:
@@ -68,7 +67,7 @@ class GroupLife {
   const U32 unit_;
 };
 
-// Keeps the ACL type of a mirroring group over a creation that is made only to ask a question.
+// Keeps the ACL type of a mirroring group that entriesAvailable creates temporarily.
 class MirroringTypeKeeper {
  public:
   MirroringTypeKeeper( MorvaneTcamGroupManager & manager, U32 group );

@@ -1,4 +1,4 @@
-// The group manager: construction, members, queries, and the way to each topic.
+// The group manager: construction, members, queries, and forwards to the topics.
 
 #include "morvane/MorvaneTcamGroupManager.h"
 
@@ -31,7 +31,7 @@ MorvaneTcamGroupManager::MorvaneTcamGroupManager(
       singleView_( this, "singleView", singleView ) {}
 
 MorvaneTcamGroupManager::~MorvaneTcamGroupManager() {
-  // Whoever still holds it: there are no managers left to call.
+  // It may have other holders, but no managers to call any more.
   if ( ovidWarSm() )
     ovidWarSm()->notifierIs( nullptr );
 }
@@ -72,8 +72,8 @@ Kiv::Ptr< UnitCleanup > MorvaneTcamGroupManager::newUnitCleanup( U32 unit ) {
 
 namespace {
 
-// The member under the key, made when absent. A manager prepares its range before anyone can see it
-// in the collection.
+// Returns the member under the key, created if absent. A new manager creates its range before it is
+// visible in the collection.
 template < class Members, class... Parameters >
 auto managerIs( MorvaneTcamGroupManager & groups, Members & members, TcamGroupAssignment assignment,
                 const Kiv::String8 & desc, const Parameters &... parameters ) {
@@ -163,7 +163,7 @@ void MorvaneTcamGroupManager::handleInitialized() {
 void MorvaneTcamGroupManager::doSdkReInit() {
   const Operation operation( *this );
   std::cout << __PRETTY_FUNCTION__ << " Cleaning up tcam manager" << std::endl;
-  // Hardware has lost what there was to clean up.
+  // The hardware state that was to be cleaned up is lost.
   unitCleanupDelAll();
   Startup( *this ).forget();
   std::cout << __PRETTY_FUNCTION__ << " Re-initializing tcam group manager" << std::endl;
@@ -186,7 +186,7 @@ bool MorvaneTcamGroupManager::initializeGroup( U32 unit, U32 group ) {
   Rollback rollback( *this );
   GroupReferences taken;
   const bool complete = GroupLife( *this, unit ).acquire( group, rollback, taken );
-  // A flow-programming group leaves nothing when it is refused.
+  // A flow-programming group that does not fit is undone as a whole.
   const U8 key = static_cast< U8 >( group );
   if ( !complete && ( groupOpenFlowAclUdfValid( key ) || groupOpenFlowVxlanAclUdfValid( key ) ) )
     rollback.undo();
@@ -249,7 +249,7 @@ bool MorvaneTcamGroupManager::groupComplete( U32 unit, U32 groupId ) const {
 
 U32 MorvaneTcamGroupManager::entriesAvailable( U32 unit, U32 groupId ) {
   const Operation operation( *this, unit );
-  // A group that is created for the question is still to be created for its user.
+  // A group that is created only for this call keeps its ACL type for its user.
   const MirroringTypeKeeper keeper( *this, groupId );
   GroupLife life( *this, unit );
   Rollback rollback( *this );

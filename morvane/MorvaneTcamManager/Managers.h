@@ -6,7 +6,7 @@
 namespace Morvane {
 
 // Calls fn( const Kiv::Ptr< MorvaneTcamEntryManager > & ) for the bounded managers, then for the
-// unbounded ones. It may change the collections: an observer or another activity may as well.
+// unbounded ones. The collections may change during the walk.
 template < class F >
 void forEachEntryManager( const MorvaneTcamGroupManager & groups, F fn ) {
   for ( auto it = groups.entryManagerIterConst(); it; ++it )

@@ -18,7 +18,7 @@ namespace Morvane {
 
 namespace {
 
-// An activity that waits; on its own stack.
+// A waiting activity, on its own stack.
 struct Waiter {
   explicit Waiter( pthread_t activity ) : thread( activity ) {
     KIV_ASSERT( sem_init( &wake, 0, 0 ) == 0 );
@@ -32,9 +32,9 @@ struct Waiter {
   Waiter * next = nullptr;
 };
 
-// Who is inside and who waits. All of it is guarded by the activity lock.
+// The activity that is inside and those that wait. Guarded by the activity lock.
 struct Gate {
-  static constexpr pthread_t nobody = 0;  // no thread has this name on Linux
+  static constexpr pthread_t nobody = 0;  // no thread has this id on Linux
 
   pthread_t inside = nobody;
   U32 depth = 0;  // of nested operations
@@ -48,7 +48,7 @@ struct Gate {
     ++waiting;
   }
 
-  // Hands over to the activity that has waited longest, so that no later one overtakes it.
+  // Hands over to the activity that has waited longest.
   void handOver() {
     Waiter * const next = first;
     if ( !next ) {

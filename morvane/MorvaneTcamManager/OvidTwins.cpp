@@ -65,13 +65,13 @@ void OvidTwins::installAs( U32 entry, const OvidTwin & twin, Rollback * rollback
     idleIs( entry, false, rollback );
 }
 
-// What the twin of an entry must be made from, read from the entry as it stands.
+// Reads the input of the twin from the entry's current rule.
 OvidTwin OvidTwins::read( U32 entry ) const {
   const U32 unit = unit_;
   OvidTwin twin;
   const int rc = SDK_CALL(
       bcm_field_qualify_OuterVlanId_get( unit, entry, &twin.match.vlan, &twin.match.mask ) );
-  // A group that was created again for other packets may have lost the qualifier.
+  // The recreated group may lack the qualifier: mirroring groups can change their ACL type.
   if ( rc != BCM_E_PARAM || groupMatchesVlan() )
     SDK_RESULT_OF(
         rc, bcm_field_qualify_OuterVlanId_get( unit, entry, &twin.match.vlan, &twin.match.mask ) );
@@ -117,7 +117,7 @@ EntryInPorts OvidTwins::portsOf( const OvidTwin & twin ) const {
   return ports;
 }
 
-// A twin that no outer-VLAN match needs is disabled, whatever its feature asks for.
+// A twin that its rule does not need is disabled, whatever state the feature sets.
 void OvidTwins::idleIs( U32 entry, bool idle, Rollback * rollback ) {
   const bool wasIdle = entries().ovidTwinIdle( entry );
   if ( wasIdle == idle )
@@ -143,7 +143,7 @@ void OvidTwins::idleIs( U32 entry, bool idle, Rollback * rollback ) {
     entries().ovidTwinIdleDel( entry );
 }
 
-// The records and the map of VLANs change together. A twin without a match is not in use.
+// Changes the records and the map of VLANs together. A default `twin` is not in use.
 void OvidTwins::tcamMgrUpdateOvidEntryMap( U32 entry, const OvidTwin & twin ) {
   if ( entries().ovidTwinHas( entry ) ) {
     warSmOf( groups_ ).entryDel( unit_, entry, entries().ovidTwin( entry ).match );

@@ -13,12 +13,12 @@ class OvidTwins : private EntryTopic {
  public:
   OvidTwins( MorvaneTcamEntryManager & user, U32 unit ) : EntryTopic( user, unit ) {}
 
-  // Makes the twin from the entry as it stands, and installs it. `rollback`: undoes a first
-  // installation; null when the entry was installed before.
+  // Writes the twin from the entry's current rule and installs it. `rollback` undoes a first
+  // installation; null for a later one.
   void processOvidWarEntry( U32 entry, Rollback * rollback );
-  // Gives the twin the ports that the bitmaps say now; nothing for an entry without one.
+  // Writes the current untagged ports into the twin, if the entry has one in use.
   void rewrite( U32 entry );
-  // The twin is not in use any more.
+  // The twin is no longer in use.
   void forget( U32 entry ) { tcamMgrUpdateOvidEntryMap( entry, {} ); }
 
  private:

@@ -1,4 +1,4 @@
-// The map from VLANs to the entries that match them, and what follows a change of a bitmap.
+// The map from VLANs to the entries that match them, and the reaction to a changed bitmap.
 
 #include "kiv/Strep.h"
 #include "morvane/MorvaneOvidWarSm.h"
@@ -57,7 +57,7 @@ void MorvaneOvidWarSm::onOvidUtBitmap( const MorvaneUnitOvidKey & key ) {
   const Kiv::Ptr< OvidEntries > waiting = ovidEntries( key );
   if ( !waiting || waiting->managerSize() == 0 )
     return;
-  // An activity that is inside may end this object's life, or change its entries, while we wait.
+  // While this waits, another activity may delete this object or change its entries.
   const Kiv::Ptr< MorvaneOvidWarSm > self( this );
   MorvaneTcamGroupManager & groups = *waiting->managerIterConst().value()->groupManager();
   const Operation operation( groups, key.unit, Operation::Cleanup::withRelease );

@@ -114,7 +114,7 @@ void tcamGroupQsetExcludes( bcm_field_qset_t * qset, U32 /* group */, bool exclu
     qset->remove( bcmFieldQualifyTtl );
   if ( excludeRangeChecks )
     qset->remove( bcmFieldQualifyRangeCheck );
-  // The preselector has matched the source class already, or the copy stands for it.
+  // The preselector, or the choice of the copy, has already matched the source class.
   if ( groupByPreselector || secondCopy )
     qset->remove( bcmFieldQualifyMixedSrcClassId );
 }

@@ -57,7 +57,7 @@ class TableCheck {
   void fail( Table table, U32 row, const std::string & field, const std::string & what ) {
     faults_.push_back( { table, row, field, what } );
   }
-  // Start-up asserts it where it comes upon it.
+  // Start-up has its own assertion for it.
   void failElsewhere( Table table, U32 row, const std::string & field, const std::string & what ) {
     faults_.push_back( { table, row, field, what, true } );
   }
@@ -75,7 +75,7 @@ class TableCheck {
       if ( !added ) {
         fail( Table::groups, i, "group",
               id + " is the id of " + rowName( Table::groups, first->second ) );
-        // The assertion reads index 0 as none.
+        // That assertion takes index 0 for absent.
         faults_.back().assertedElsewhere = first->second != 0;
       }
       checkList( Table::groups, i, group.qualifiers );
@@ -122,7 +122,7 @@ class TableCheck {
 
   // --- Reservations --------------------------------------------------------------------------
 
-  // The first map record counts.
+  // The first matching map record applies.
   U32 groupOf( const TcamReservation & user ) const {
     for ( U32 i = 0; i < tables_.numGroupMapEntries(); ++i ) {
       const TcamGroupMap & record = tables_.groupMap( i );
@@ -156,7 +156,7 @@ class TableCheck {
                      "group " + std::to_string( group ) + " keeps statistics per entry" );
   }
 
-  // A mirroring group's list and reference count are those of its one user.
+  // A mirroring group's qualifier list and reference count depend on its one user.
   void checkSharing( U32 row, const TcamReservation & user, U32 group ) {
     const auto [ other, added ] = rowOfUserOfGroup_.try_emplace( group, row );
     if ( added )
@@ -168,7 +168,7 @@ class TableCheck {
                 rowName( Table::reservations, other->second ) + " already" );
   }
 
-  // One pipe is walked, and its preselector takes the ports of that pipe only.
+  // Only pipe 0 is walked, and its preselector matches only that pipe's ports.
   void checkPipes( U32 row, const TcamReservation & user, U32 group ) {
     const U32 * const list = tables_.tcamGroup( rowOfGroup_.at( group ) ).qualifiers;
     if ( !isMirroring( user.assignment ) && !groupKind( list ).stageIngress )
@@ -194,7 +194,7 @@ class TableCheck {
     next += user.size;
   }
 
-  // The multicast entry takes any id, which a range cannot give.
+  // The multicast entry has an id that the SDK chooses, which a range cannot provide.
   void checkMulticast( U32 row, U32 group ) {
     if ( !tables_.requiresMulticastWar( group ) )
       return;
@@ -205,7 +205,7 @@ class TableCheck {
                          " needs tcamAllocateUnbounded" );
   }
 
-  // Ranges of one group follow each other; a long one can reach into the ids of another group.
+  // The ranges of a group are consecutive; a long one can reach the ids of another group.
   void checkRange( const EntryRange & range ) {
     if ( range.first == range.end )
       return;

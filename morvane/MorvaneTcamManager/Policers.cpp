@@ -46,7 +46,8 @@ void Policers::set( U32 basePolicerId, U8 * policerCfg ) const {
     const U32 policerId = ofPipe( pipe, basePolicerId );
     MORVANE_TRACE( traceEntry ) << "Unit: " << unit << " setPolicer"
                                 << "policerId=0x" << Snaptrace::hex( policerId ) << ")";
-    // Should this pipe fail, it has the configuration that the others had.
+    // If this pipe fails, it still has the former configuration, for the others to be restored
+    // from.
     rollback.sourceIs( policerId );
     SDK_CHECKED( bcm_policer_set( unit, policerId, ( bcm_policer_config_t * )policerCfg ) );
     FP_COMMAND() << "fp policer set " << policerId;

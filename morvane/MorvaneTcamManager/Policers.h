@@ -1,5 +1,5 @@
-// Policers: one logical policer is one in every pipe; an entry has its pipe's on every copy.
-// Internal. Keeps nothing: the client holds the base id, and the ids of the pipes follow from it.
+// Policers: one logical policer is one hardware policer per pipe, attached to the entry copies of
+// that pipe. Internal. There are no records: the pipes' ids follow from the client's base id.
 #pragma once
 
 #include "morvane/MorvaneTcamGroupManager.h"

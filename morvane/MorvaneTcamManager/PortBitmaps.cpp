@@ -36,8 +36,7 @@ EntryInPorts PortBitmaps::read( U32 tcamEntryId ) const {
   return ports;
 }
 
-// The rule of a copy other than the first is cleared when its installation is undone, and its ports
-// with it.
+// Undoing a first installation clears the rule, and so the ports, of every copy but the first.
 void PortBitmaps::apply( U32 entry, U32 tcamEntryId, Rollback & rollback ) {
   const U32 unit = unit_;
   const UnitEntriesCreated * const entries = entries_.get();

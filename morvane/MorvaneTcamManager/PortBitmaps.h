@@ -1,7 +1,7 @@
 // Input ports and loopback redirects of a user's entries on one unit. Internal.
 //
-// Keeps tcamEntryBcmPbmp, loopbackPortRedirectAction and outportsBcmPbmp, which the next
-// installation applies, and entryInPorts and loopbackRedirect, what was applied.
+// Keeps tcamEntryBcmPbmp, loopbackPortRedirectAction and outportsBcmPbmp, to be applied by the next
+// installation, and entryInPorts and loopbackRedirect, which were applied.
 #pragma once
 
 #include "morvane/MorvaneTcamManager/EntryTopic.h"
@@ -22,11 +22,11 @@ class PortBitmaps : private EntryTopic {
 
   // Qualifies a hardware copy on the entry's input ports, if it has a store.
   void apply( U32 entry, U32 tcamEntryId, Rollback & rollback );
-  // Gives every copy the redirect to its own pipe's loopback port, and installs it: the redirect
-  // that is asked for, or the one in force, which a copy of pipe 0's rule has overwritten.
-  // `rollback` undoes a first installation; null when the entry was installed before.
+  // Writes the redirect to its own pipe's loopback port into every copy and installs it: the
+  // requested redirect, or the one in force, which copying pipe 0's rule has overwritten.
+  // `rollback` undoes a first installation; null for a later one.
   void programLoopback( U32 entry, Rollback * rollback );
-  // What an installation has applied once is not applied again.
+  // Drops stores that are applied only once.
   void dropApplied( U32 entry );
 
  private:

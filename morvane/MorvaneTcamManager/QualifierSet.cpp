@@ -48,7 +48,6 @@ GroupKind groupKind( const U32 * qualifiers ) {
 
 namespace {
 
-// One set in the making.
 class QualifierSetMaker {
  public:
   QualifierSetMaker( const QualifierSetInput & input, const QualifierTrace * trace )
@@ -66,7 +65,7 @@ class QualifierSetMaker {
   }
 
  private:
-  // The set is an array of bits without a check of its own.
+  // The SDK's set does not check its index.
   static U32 known( U32 qualifier ) {
     KIV_ASSERT( qualifier < bcmFieldQualifyCount );
     return qualifier;
@@ -112,10 +111,10 @@ class QualifierSetMaker {
       add( chip.extraQualifier );
     tcamGroupQsetExcludes( &set_.qset, input_.group, chip.excludeTtl, chip.excludeRangeChecks,
                            properties.groupByPreselector, properties.secondCopy );
-    // The tables of a copy hold the ports in their class form.
+    // Per-copy tables hold the ports in their class form.
     if ( properties.secondCopy )
       replace( bcmFieldQualifyInPorts, bcmFieldQualifyInPortsClass );
-    // The ports of a twin are narrowed, so that its group has to match them.
+    // A twin matches on a subset of the entry's ports.
     if ( keepsTwins( set_, properties ) )
       add( bcmFieldQualifyInPorts );
   }

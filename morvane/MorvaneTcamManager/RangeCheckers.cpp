@@ -8,7 +8,7 @@
 namespace Morvane {
 
 U32 RangeCheckers::get( const RangeCheckerDesc & desc ) {
-  // A range of outer VLANs would miss untagged packets there, and a range has no twin.
+  // A range of outer VLANs would miss untagged packets there: ranges have no twins.
   if ( ( desc.rangeFlags() & BCM_FIELD_RANGE_OUTERVLAN ) != 0 &&
        Shim::sdkShim().kelmor_field_shared_by_pipes( unit_ ) )
     return 0;
@@ -33,7 +33,7 @@ U32 RangeCheckers::create( const RangeCheckerDesc & desc, RangeCheckerData & dat
       SDK_CALL( bcm_field_range_create( unit, &id, desc.rangeFlags(), desc.low(), desc.high() ) );
   FP_COMMAND() << "fp range create " << id << " " << desc.rangeFlags() << " " << desc.low() << " "
                << desc.high();
-  // Clients expect that no checker is left; every other failure is a fault.
+  // Running out of checkers is normal; every other failure is a fault.
   if ( rc == BCM_E_RESOURCE ) {
     manager_.rangeCheckersExhaustedIs( unit, true );
     return 0;

@@ -1,8 +1,7 @@
 // The shared range checkers of one unit. Internal.
 //
-// Keeps, in the group manager's rangeChecker collection, one record per interval and flags: the
-// hardware id and the number of users on each unit. A checker exists in hardware exactly while it
-// has users.
+// Keeps the group manager's rangeChecker collection: per interval and flags, the hardware id and
+// the number of users on each unit. A checker exists in hardware exactly while it has users.
 #pragma once
 
 #include "morvane/MorvaneTcamGroupManager.h"

@@ -1,4 +1,4 @@
-// The messages about restarts, of which the manager and the capacity reports have a handle each.
+// The restart messages, with one handle each for the manager and for the capacity reports.
 // Internal.
 #pragma once
 

@@ -32,7 +32,7 @@ void Release::deferFrom( U32 first ) {
 }
 
 void Release::run() {
-  // Steps that wait already are made first: later ones may depend on them.
+  // Steps that are already waiting go first: later ones may depend on them.
   if ( manager_.unitCleanupHas( unit_ ) ) {
     deferFrom( 0 );
     finishUnitCleanup( manager_, unit_ );
@@ -58,8 +58,7 @@ Rollback::~Rollback() {
   try {
     undo();
   } catch ( ... ) {
-    // The exception that ended the operation is under way; what this one has left is unfinished
-    // cleanup.
+    // The operation's own exception passes on; the failed steps are unfinished cleanup.
   }
 }
 

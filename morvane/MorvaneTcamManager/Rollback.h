@@ -1,9 +1,7 @@
-// The one way back: what an operation has to undo when it fails, and what a release has to take
-// from the hardware. Internal.
+// Undo of failed operations, and the hardware steps of releases. Internal.
 //
-// A Rollback collects, while an operation goes on, the steps that undo it. When the operation
-// throws, or asks for it, the steps run in reverse order: first the records, then the hardware.
-// After commit nothing runs.
+// A Rollback collects the steps that undo an operation. When the operation throws, or calls undo,
+// they run in reverse order: first the records, then the hardware. After commit nothing runs.
 //
 //   Rollback rollback( manager );
 //   SDK_CHECKED( bcm_field_presel_create( unit, &preselId ) );
@@ -11,19 +9,18 @@
 //   ...
 //   rollback.commit();
 //
-// A Release is a list of hardware steps in the order in which they are to be made. Its operation
-// removes the records first; from then on the release has happened for its caller, whatever the
-// hardware says.
+// A Release is an ordered list of hardware steps. Its operation removes the records first; for its
+// caller the release has then happened, whatever the hardware steps do.
 //
 //   Release release( manager, unit );
 //   release.add( { cleanupDestroyRange, id } );
 //   release.run();
 //
-// Invariants: no hardware step is lost. A step that throws, and all that should follow it, become
-// unfinished cleanup of their unit (morvane/UnitCleanup.h). Undoing a record makes no SDK call and
-// throws nothing.
+// Invariants: no hardware step is lost. A step that throws and those after it become unfinished
+// cleanup of their unit (morvane/UnitCleanup.h). Undoing a record makes no SDK call and does not
+// throw.
 //
-// Cost: no heap for the steps of an entry in all pipes and copies.
+// Cost: no heap for an entry's steps in all pipes and copies.
 #pragma once
 
 #include <cstddef>
@@ -36,13 +33,13 @@
 
 namespace Morvane {
 
-// Makes the step; false when it has more to do, which is then recorded in the step. What hardware
-// throws passes through, the step unchanged.
+// Makes the step; false when more remains to be done, which the step then holds. Leaves the step
+// unchanged when the hardware throws.
 bool makeCleanupStep( MorvaneTcamGroupManager & manager, U32 unit, CleanupStep & step );
 
-// Makes the unfinished steps of a unit, oldest first. Does nothing while that is under way.
+// Makes the unfinished steps of a unit, oldest first. Does nothing if called while it runs.
 void finishUnitCleanup( MorvaneTcamGroupManager & manager, U32 unit );
-// Cleanup is no state that a const operation promises to leave.
+// Unfinished cleanup is not part of the state that a const operation must keep.
 inline MorvaneTcamGroupManager & cleanupOwner( const MorvaneTcamGroupManager & manager ) {
   return const_cast< MorvaneTcamGroupManager & >( manager );
 }
@@ -51,19 +48,19 @@ inline void finishCleanup( const MorvaneTcamGroupManager & manager, U32 unit ) {
     finishUnitCleanup( cleanupOwner( manager ), unit );
 }
 
-// Hardware steps of one unit in the order in which they are made.
+// Hardware steps of one unit, in order.
 class Release {
  public:
   Release( const MorvaneTcamGroupManager & manager, U32 unit )
       : manager_( cleanupOwner( manager ) ), unit_( unit ) {}
-  // What was not made becomes unfinished cleanup.
+  // Steps that were not made become unfinished cleanup.
   ~Release() { deferFrom( 0 ); }
   Release( const Release & ) = delete;
   Release & operator=( const Release & ) = delete;
 
   U32 unit() const { return unit_; }
   void add( const CleanupStep & step ) { steps_.push( step ); }
-  // Makes the steps. The exception of one of them passes through; no step is forgotten.
+  // Makes the steps. An exception passes through; the remaining steps become unfinished cleanup.
   void run();
 
  private:
@@ -87,28 +84,29 @@ class Rollback {
  public:
   explicit Rollback( const MorvaneTcamGroupManager & manager )
       : manager_( cleanupOwner( manager ) ) {}
-  // Undoes what was neither committed nor undone.
+  // Undoes the steps unless they were committed or undone.
   ~Rollback();
   Rollback( const Rollback & ) = delete;
   Rollback & operator=( const Rollback & ) = delete;
 
-  // A hardware step; its index.
+  // Adds a hardware step and returns its index.
   U32 add( U32 unit, const CleanupStep & step ) {
     steps_.push( { unit, step } );
     return steps_.size() - 1;
   }
-  // Forgets a step that was added last: the operation has undone it itself.
+  // Removes the step that was added last, which the operation has undone itself.
   void drop( U32 index ) { steps_.shrink( index ); }
-  // A step that was added, to be changed as the operation proceeds.
+  // An added step, for the operation to change.
   CleanupStep & step( U32 index ) { return steps_[ index ].step; }
 
-  // The object from which every step that was added copies what it restores.
+  // Sets the object from which the added steps copy the value to restore.
   void sourceIs( U32 id ) {
     for ( U32 i = 0; i < steps_.size(); ++i )
       steps_[ i ].step.a = id;
   }
 
-  // Undoes a change of the records: undo() makes no SDK call. The closure is kept as plain bytes.
+  // Adds the undo of a change of the records, without SDK calls. The closure is kept as plain
+  // bytes.
   template < class F >
   void addRecord( F undo ) {
     static_assert( sizeof( F ) <= sizeof( RecordUndo::closure ) &&
@@ -120,16 +118,16 @@ class Rollback {
     records_.push( record );
   }
 
-  // Takes over the steps of a part that has succeeded.
+  // Moves in the steps of a part that has succeeded.
   void take( Rollback & part );
 
-  // The operation has succeeded.
+  // The operation has succeeded: nothing is undone.
   void commit() {
     steps_.clear();
     records_.clear();
   }
-  // Undoes everything, for an operation that was refused. What hardware throws passes through, and
-  // is unfinished cleanup then.
+  // Undoes everything, for an operation that was refused. An exception passes through; the
+  // remaining steps become unfinished cleanup.
   void undo();
 
  private:

@@ -17,7 +17,7 @@ class SmallList {
   static_assert( std::is_trivially_copyable_v< T > && std::is_trivially_destructible_v< T > );
 
  public:
-  // User-provided, so that the room is left uninitialised.
+  // User-provided, so that the storage stays uninitialised.
   SmallList() {}
   SmallList( const SmallList & ) = delete;
   SmallList & operator=( const SmallList & ) = delete;
@@ -25,10 +25,9 @@ class SmallList {
   U32 size() const { return size_; }
   bool empty() const { return size_ == 0; }
   void clear() { size_ = 0; }
-  // Removes the members from that index on.
   void shrink( U32 size ) { size_ = size; }
 
-  // Throws std::bad_alloc beyond the first N, nothing changed then.
+  // Beyond the first N may throw std::bad_alloc, leaving the list unchanged.
   void push( const T & member ) {
     if ( size_ < N )
       std::construct_at( inlineAt( size_ ), member );

@@ -18,7 +18,7 @@ void Startup::run() {
   try {
     start();
   } catch ( ... ) {
-    // The managers that were made have ranges in hardware.
+    // The managers created so far have ranges in hardware.
     forEachEntryManager( manager_, []( const Kiv::Ptr< MorvaneTcamEntryManager > & user ) {
       user->releaseRanges();
     } );
@@ -29,10 +29,10 @@ void Startup::run() {
 
 namespace {
 
-// An assertion whose text says more than an expression would.
+// An assertion with a text of its own.
 #define FAIL_ASSERTION( text ) __assert_fail( text, __FILE__, __LINE__, __PRETTY_FUNCTION__ )
 
-// Ends the process at the first inconsistency without an assertion where start-up comes upon it.
+// Ends the process at the first inconsistency for which start-up has no assertion of its own.
 void assertTables( const MorvaneTcamGroupManager & manager ) {
   std::vector< PlatformUnit > units;
   for ( auto unitIter = manager.modChipInfoIterConst(); unitIter; ++unitIter )
@@ -87,13 +87,13 @@ void Startup::forget() {
   manager_.groupIdToIncludeIndexDelAll();
   manager_.groupIdToIndexDelAll();
   manager_.groupCountsDelAll();
-  // A feature may still hold an entry manager; its marks do not count any more.
+  // A feature may still hold an entry manager, whose marks no longer count.
   forEachEntryManager( manager_, []( const Kiv::Ptr< MorvaneTcamEntryManager > & user ) {
     user->exhaustedDelAll();
   } );
   manager_.unboundedEntryManagerDelAll();
   manager_.entryManagerDelAll();
-  // No entry is left, so none has an owner; the registrations would keep the managers alive.
+  // No entry is left; the registrations would keep the managers alive.
   manager_.tcamManagerForEntryDelAll();
   if ( manager_.ovidWarSm() )
     manager_.ovidWarSm()->notifierIs( nullptr );
@@ -204,7 +204,7 @@ bool listMatchesIngress( const U32 * qualifiers ) {
 
 }  // namespace
 
-// The ingress mark only sizes the counter records here; creation decides for itself.
+// The ingress mark only sizes the counter records here; group creation sets it again.
 void Startup::sizeCounterRecords( U32 group ) {
   const bool stage = manager_.stageIngress( group );
   if ( listMatchesIngress( getTcamGroup( manager_.groupIdToIndex( group ) )->qualifiers ) )

@@ -12,10 +12,9 @@ class Startup {
  public:
   explicit Startup( MorvaneTcamGroupManager & manager ) : manager_( manager ) {}
 
-  // As the manager's handleInitialized. When an SDK call throws, forget() has run.
+  // As the manager's handleInitialized. An exception from an SDK call runs forget().
   void run();
-  // Removes from the records what start-up and the operations after it have derived from hardware:
-  // as doSdkReInit.
+  // Removes the records of hardware state, as doSdkReInit does.
   void forget();
 
  private:

@@ -1,4 +1,4 @@
-// The counters of an entry in the form in which the SDK takes them: read once, used for every copy.
+// The counters of an entry in the SDK's form: read once, used for every copy.
 #pragma once
 
 #include "morvane/StatTypes.h"

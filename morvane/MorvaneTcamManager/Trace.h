@@ -1,5 +1,5 @@
-// The library's traces: the agent's text trace "ApiMorvane" with the default ring buffer beside it,
-// and the diagnostic-shell echo of what changes hardware.
+// The library's traces: the text trace "ApiMorvane" with the default ring buffer, and the
+// diagnostic-shell echo of hardware changes.
 #pragma once
 
 #include "kiv/Trace.h"

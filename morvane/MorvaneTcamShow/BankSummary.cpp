@@ -1,4 +1,4 @@
-// The bank summary: which users share which banks.
+// The bank summary: banks with their users.
 
 #include <map>
 #include <sstream>
@@ -17,7 +17,7 @@ namespace {
 
 constexpr const char * bankDashes = "--------------------------------------------\n";
 
-// Banks as the ASIC writes them, with the names of their users.
+// The ASIC's texts of the banks, with the names of their users.
 using BankUsers = std::multimap< std::string, const char * >;
 
 bool exists( const MorvaneTcamGroupManager & manager, U32 unit, U32 groupId ) {
@@ -25,8 +25,8 @@ bool exists( const MorvaneTcamGroupManager & manager, U32 unit, U32 groupId ) {
   return counts && counts->unitRefCount( unit ) > 0;
 }
 
-// The hardware groups that exist on the unit. A snapshot: groups may be created and destroyed
-// between two of them.
+// The hardware groups on the unit. A snapshot: groups may be created and destroyed while the report
+// is written.
 std::vector< U32 > groupsOnUnit( const MorvaneTcamGroupManager & manager, U32 unit ) {
   std::vector< U32 > groups;
   for ( auto it = manager.groupCountsIterConst(); it; ++it )

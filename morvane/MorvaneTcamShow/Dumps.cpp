@@ -1,4 +1,4 @@
-// Hardware groups and entries as the ASIC describes them.
+// The ASIC's descriptions of hardware groups and entries.
 
 #include <sstream>
 

@@ -28,7 +28,7 @@ class SigpipeGuard {
     pthread_sigmask( SIG_BLOCK, &sigpipe_, &before_ );
   }
   ~SigpipeGuard() {
-    // One that was raised under the guard goes; one that waited before stays.
+    // Discards a signal raised under the guard; one that was pending before stays.
     const timespec now = {};
     if ( !wasPending_ )
       while ( sigtimedwait( &sigpipe_, nullptr, &now ) < 0 && errno == EINTR ) {
@@ -44,7 +44,7 @@ class SigpipeGuard {
   bool wasPending_ = false;
 };
 
-// Whether the descriptor takes more, or the next write says why not.
+// Waits until the descriptor takes more or has an error.
 bool waitForRoom( int fd ) {
   pollfd room = { fd, POLLOUT, 0 };
   int ready;
@@ -79,7 +79,7 @@ void appendFormatted( std::string & text, const char * format, ... ) {
   KIV_ASSERT( size >= 0 );
   const std::size_t before = text.size();
   text.resize( before + static_cast< std::size_t >( size ) );
-  // Its final zero byte falls on the string's own.
+  // Its final zero byte overwrites the string's own.
   std::vsnprintf( text.data() + before, static_cast< std::size_t >( size ) + 1, format, again );
   va_end( again );
 }

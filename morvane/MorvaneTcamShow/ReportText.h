@@ -1,4 +1,4 @@
-// The formatted text of reports, and its way to a file descriptor. Internal.
+// Formats the text of reports and writes it to a file descriptor. Internal.
 #pragma once
 
 #include <string>
@@ -10,22 +10,19 @@ namespace Morvane {
 
 using namespace Kiv::Integers;
 
-// Appends text as printf would write it.
 [[gnu::format( printf, 2, 3 )]] void appendFormatted( std::string & text, const char * format,
                                                       ... );
 
-// Writes text to a descriptor that the caller keeps open, in large pieces. A signal or a short
-// write does not break a report off. A reader that went away, or any other failure, ends it
-// quietly: what is printed afterwards is dropped, and the process gets no SIGPIPE.
+// Writes text to a descriptor in large pieces. Signals and short writes do not end a report. After
+// a closed reader or another failure the rest is dropped, without an error and without SIGPIPE.
 class ReportWriter {
  public:
   explicit ReportWriter( U32 fd ) : fd_( static_cast< int >( fd ) ) {}
-  // Writes what is left.
   ~ReportWriter() { flush(); }
   ReportWriter( const ReportWriter & ) = delete;
   ReportWriter & operator=( const ReportWriter & ) = delete;
 
-  // The text to append to; call written() after that.
+  // The text to append to; call written() afterwards.
   std::string & text() { return text_; }
   void written() {
     if ( text_.size() >= pieceSize )

@@ -1,4 +1,4 @@
-// The raw slice table: each stage's slices as the ASIC reports them.
+// The raw slice table: the slices of each stage, from the ASIC's record.
 
 #include "morvane/MorvaneTcamCapacity/CapacityInfo.h"
 #include "morvane/MorvaneTcamCapacitySm.h"

@@ -12,7 +12,7 @@ namespace Morvane {
 
 namespace {
 
-// Reports print all numbers signed.
+// Reports print signed numbers.
 constexpr int asInt( U32 number ) {
   return static_cast< int >( number );
 }
@@ -45,7 +45,7 @@ class UsageReport {
 void UsageReport::run( const Kiv::String8 & name ) {
   appendFormatted( out_.text(), "=== TCAM %s for switch %s ===\n", detail_ ? "detail" : "summary",
                    name.charPtr() );
-  // Groups and entries may be created and released between two steps.
+  // One operation per group: groups and entries may be created and released in between.
   for ( auto it = manager_.groupCountsIterConst(); it; ++it ) {
     // A group with two copies in a pipe is shown once.
     if ( it.key().copy() == 0 && showGroup( it.key() ) )
@@ -61,7 +61,7 @@ bool UsageReport::shows( GroupIdToPipeGroupId at ) const {
   return pipe_ == -1 || !keptPerPipe( at.groupId() ) || static_cast< U32 >( pipe_ ) == at.pipe();
 }
 
-// Whether the group exists and is to be shown.
+// Prints the group; returns false if it does not exist or is filtered out.
 bool UsageReport::showGroup( GroupIdToPipeGroupId at ) {
   const Operation operation( manager_, unit_ );
   const Kiv::Ptr< GroupCounts > counts = manager_.groupCounts( at );
@@ -77,7 +77,7 @@ bool UsageReport::showGroup( GroupIdToPipeGroupId at ) {
   U32 used = counts->unitAllocated( unit );
   int free = status.entries_free;
   if ( manager_.ovidWar( at.groupId() ) ) {
-    // Every entry is there twice.
+    // Every entry has a twin.
     used >>= 1;
     free /= 2;
   }
@@ -125,7 +125,7 @@ void UsageReport::showEntries( MorvaneTcamEntryManager & user, const UnitEntries
     for ( U32 copy = 0; copy < copiesOf( at.groupId() ); ++copy ) {
       const U32 pipeEntry = tcamId( entry, at.pipe(), copy );
       U64 packets = hits( user, entries, pipeEntry );
-      // A twin has no line of its own.
+      // Twins have no line.
       if ( twins )
         packets += hits( user, entries, ovidTwinId( entry ) );
       appendFormatted( out_.text(), "    %-10d %12lld hits - %s\n", asInt( pipeEntry ),

@@ -40,7 +40,7 @@ std::optional< UdfUnitSpec > findUdf( const MirroringUdfs & udfs, U32 unit, U32 
   return std::nullopt;
 }
 
-// One change of the uses of a qualifier that exists, by the rules of one group.
+// Adds or removes one use of an existing qualifier by the rules of one group.
 class UdfUse {
  public:
   UdfUse( const MorvaneTcamEntryManager & user, S32 aclType, const UdfUnitSpec & udf )
@@ -52,9 +52,9 @@ class UdfUse {
         key_( udfQualKey( udf.unit, udf.qualId ) ),
         carried_( manager_.groupIdToMirroringAclUdfIs( static_cast< U8 >( user.group() ) ) ) {}
 
-  // `ethType` is the rule's, which for IPv4 may not be the qualifier's.
+  // `ethType` is the rule's, which for IPv4 may differ from the qualifier's.
   GroupUdfQualApplyStatus add( U32 ethType );
-  // Calls readBack first; the removal happens even when that throws.
+  // Calls readBack first; removes the use even if that throws.
   template < class F >
   GroupUdfQualApplyStatus remove( F readBack );
 
@@ -87,7 +87,7 @@ GroupUdfQualApplyStatus UdfUse::add( U32 ethType ) {
   return { udf_.qualId, udfCreateSuccessNoGroupRecreate };
 }
 
-// Lets the group match on the qualifier, without a use yet. Whatever fails, other groups keep it.
+// Adds the qualifier to the group, without a use yet. A failure does not affect other groups.
 GroupUdfQualApplyStatus UdfUse::join( U32 ethType ) {
   if ( groupUdfWidthExceeded( udf_.unit, &manager_, aclType_, ethType, udf_.length,
                               user_.maxUdfLength() ) ) {

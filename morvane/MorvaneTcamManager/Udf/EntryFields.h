@@ -1,4 +1,4 @@
-// User-defined fields as the rules of a mirroring group use them. Internal.
+// User-defined fields of the rules of a mirroring group. Internal.
 #pragma once
 
 #include "morvane/MorvaneTcamGroupManager.h"

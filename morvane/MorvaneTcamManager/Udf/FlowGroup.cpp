@@ -17,7 +17,7 @@ constexpr U8 fieldLength = 4;
 constexpr U32 maxFields = 5;
 constexpr U8 ipProtoUdp = 17;
 
-// Where the fields start: after a UDP header 12 bytes earlier than after a TCP header.
+// Offsets of the fields. A UDP header is 12 bytes shorter than a TCP header.
 constexpr U8 plainOverUdp[] = { 8, 12 };
 constexpr U8 plainOffsets[] = { 20, 24 };
 constexpr U8 vxlanOverUdp[] = { 42, 46, 50, 58, 62 };
@@ -86,7 +86,7 @@ bool FlowGroup::createQualifiers( Rollback & rollback ) {
   return true;
 }
 
-// False when the ASIC has no room. The texts of the calls have no blanks inside brackets.
+// False when the ASIC has no room. The calls are traced as written, without blanks in brackets.
 bool FlowGroup::createQualifier( DataQualifier * udfQual, U32 i, Rollback & rollback ) {
   const U32 unit = unit_;
   bcm_field_data_packet_format_s udfQualPktType = ipv4PacketFormat();
@@ -110,7 +110,7 @@ bool FlowGroup::createQualifier( DataQualifier * udfQual, U32 i, Rollback & roll
   return true;
 }
 
-// The recorded ones in the order of the table, which is that of their offsets.
+// The recorded qualifiers, sorted by offset as in the table.
 std::vector< DataQualifier > FlowGroup::qualifiers() const {
   std::vector< DataQualifier > udfQual;
   for ( UnitUdfQualIter qualIter( *carried_, unit_ ); qualIter; ++qualIter ) {

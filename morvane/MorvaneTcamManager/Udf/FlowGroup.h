@@ -1,5 +1,4 @@
-// A flow-programming group on one unit: its data qualifiers, and the group that matches on them.
-// Internal.
+// A flow-programming group on one unit and its data qualifiers. Internal.
 #pragma once
 
 #include <span>
@@ -13,13 +12,13 @@ namespace Morvane {
 
 class FlowGroup {
  public:
-  // The group is of one of the two kinds (assertion).
+  // Asserts that the group is of one of the two kinds.
   FlowGroup( MorvaneTcamGroupManager & manager, U32 unit, U32 group );
 
-  // One more reference, or the whole group. False when it does not fit: then the rollback undoes
-  // what was done, and the log message has been raised.
+  // Takes one more reference, or creates the group. False when it does not fit: then the log
+  // message is raised, and the rollback undoes the rest.
   bool acquire( Rollback & rollback, GroupReferences & taken );
-  // Removes the group's qualifiers on the unit from the records, and adds their destruction.
+  // Removes the group's qualifiers on the unit from the records and adds their destruction.
   void dropQualifiers( Release & release );
 
  private:
@@ -37,7 +36,7 @@ class FlowGroup {
   MorvaneTcamGroupManager & manager_;
   const U32 unit_;
   const U32 group_;
-  const bool plain_;  // beyond the L3 header; otherwise inside VXLAN
+  const bool plain_;  // past the L3 header; otherwise inside VXLAN
   Kiv::Ptr< GroupUdfQual > carried_;
 };
 

@@ -63,7 +63,7 @@ GroupUdfQualApplyStatus GroupUdfs::place( U32 groupId, S32 aclType, UdfUnitSpec 
     rollback.undo();
     return { -1, status };
   }
-  // The rules of a group that was rebuilt are added again, this one too.
+  // All rules of a rebuilt group are added again, this one too.
   spec.refCount = status == udfCreateSuccessWithGroupRecreate ? 0 : 1;
   MirroringUdfs( manager_, aclType ).specIs( key, spec );
   carried->newUdfQualId( spec.unit, spec.qualId );

@@ -1,4 +1,4 @@
-// User-defined fields of mirroring groups on one unit, from the group's side. Internal.
+// Creation of user-defined fields for mirroring groups on one unit. Internal.
 #pragma once
 
 #include "morvane/MorvaneTcamGroupManager.h"
@@ -13,7 +13,7 @@ class GroupUdfs {
   // As the group manager's createGroupMirroringAclUdf.
   GroupUdfQualApplyStatus create( U32 groupId, S32 aclType, U32 ethType, UdfOffsetBase base,
                                   U8 offset, U8 length );
-  // A qualifier of the unit was programmed: the last one without room no longer counts.
+  // A qualifier of the unit was programmed: clears udfResourceError.
   void noteProgrammed();
 
  private:

@@ -21,7 +21,7 @@ GroupUdfCreateStatus MirroringUdfPlacement::run( Rollback & rollback ) {
   return udfCreateFailure;
 }
 
-// The first result that is not 0. Pipes hold the same group, so only the first may refuse.
+// Returns the first result other than 0. All copies are the same, so only the first one may fail.
 int MirroringUdfPlacement::widenCopies( Rollback & rollback ) {
   for ( const PipeCopy c : manager_.pipeCopies( udf_.unit, group_ ) ) {
     const U32 pipe = c.pipe;
@@ -37,13 +37,13 @@ int MirroringUdfPlacement::widenCopies( Rollback & rollback ) {
   return BCM_E_NONE;
 }
 
-// The result of bcm_field_group_set, which changes nothing unless it is 0.
+// Returns the result of bcm_field_group_set, which changes nothing unless it is 0.
 int MirroringUdfPlacement::widen( U32 pipeGroupId, Rollback & rollback ) {
   const U32 unit = udf_.unit;
   const U32 qualId = static_cast< U32 >( udf_.qualId );
   bcm_field_qset_t qset = {};
   SDK_CHECKED( bcm_field_group_get( unit, pipeGroupId, &qset ) );
-  // A group that carried the qualifier before may have it still.
+  // The set may still have the qualifier from an earlier use.
   const bool had = qset.hasData( qualId );
   const int rc = manager_.addUdfQualifierToQset( unit, &qset, udf_.qualId );
   SDK_RESULT( rc );

@@ -1,5 +1,5 @@
-// How a mirroring group starts to match on a qualifier that exists: in place in every copy,
-// otherwise by rebuilding the group. Internal.
+// Adds an existing qualifier to a mirroring group: in place in every copy, otherwise by rebuilding
+// the group. Internal.
 #pragma once
 
 #include "morvane/MorvaneTcamGroupManager.h"
@@ -9,14 +9,14 @@ namespace Morvane {
 
 class MirroringUdfPlacement {
  public:
-  // `udf` holds the unit, the qualifier and, for the traces, its place.
+  // `udf`: the unit, the qualifier, and its place for the traces.
   MirroringUdfPlacement( MorvaneTcamGroupManager & manager, U32 group, S32 aclType,
                          const UdfUnitSpec & udf )
       : manager_( manager ), group_( group ), aclType_( aclType ), udf_( udf ) {}
 
-  // One of udfCreateSuccessNoGroupRecreate, which `rollback` undoes,
-  // udfCreateSuccessWithGroupRecreate, udfCreateFailureWithGroupRecreateFailure, and
-  // udfCreateFailure, where the rollback has what remains to be undone.
+  // Returns udfCreateSuccessNoGroupRecreate, which `rollback` undoes,
+  // udfCreateSuccessWithGroupRecreate, udfCreateFailureWithGroupRecreateFailure, or
+  // udfCreateFailure, where `rollback` has the steps still to be undone.
   GroupUdfCreateStatus run( Rollback & rollback );
 
  private:

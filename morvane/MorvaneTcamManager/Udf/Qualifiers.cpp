@@ -14,7 +14,7 @@ namespace {
 // An IPv4 header without options.
 constexpr S32 ipv4HeaderLength = 20;
 
-// The packets to which a qualifier applies: one of the two descriptors.
+// The packets to which a qualifier applies: a packet format or an ether type.
 struct PacketSelection {
   bool byEthType = false;
   bcm_field_data_packet_format_s format = {};

@@ -89,7 +89,7 @@ bool MirroringGroupRebuild::create() {
   return true;
 }
 
-// The agent adds its rules again, and counts them again.
+// The agent adds its rules, and so their uses, again.
 void MirroringGroupRebuild::forgetUses() {
   for ( UnitUdfQualIter qualIter( *carried_, unit_ ); qualIter; ++qualIter ) {
     const U32 key = qualIter.recordKey();
@@ -99,7 +99,7 @@ void MirroringGroupRebuild::forgetUses() {
   }
 }
 
-// Whatever hardware has refused: the records have neither entries nor the group.
+// Leaves neither the group nor its entries in the records, whichever step failed.
 void MirroringGroupRebuild::abandon() {
   Release release( manager_, unit_ );
   for ( const Kiv::Ptr< MorvaneTcamEntryManager > & user : users_ )

@@ -9,13 +9,13 @@
 
 namespace Morvane {
 
-// One rebuild. It ends with the group empty and wider, or without the group, its entries and its
-// qualifiers on the unit: also when an SDK call throws.
+// One rebuild. Afterwards the group is empty and wider, or it is destroyed with its entries and
+// qualifiers on the unit, also when an SDK call throws.
 class MirroringGroupRebuild {
  public:
   MirroringGroupRebuild( MorvaneTcamGroupManager & manager, U32 unit, U32 group, S32 qualId );
 
-  // Whether the group exists again.
+  // Whether the group exists afterwards.
   bool run();
 
  private:

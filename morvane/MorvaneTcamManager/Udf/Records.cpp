@@ -94,7 +94,7 @@ void MirroringUdfs::leave( GroupUdfQual & group, U32 key, Release & release ) {
     drop( key, release );
 }
 
-// A group that carried the qualifier once may have it in its qualifier set still.
+// Groups that used the qualifier earlier may still have it in their qualifier sets.
 void MirroringUdfs::drop( U32 key, Release & release ) {
   const UdfUnitSpec last = spec( key );
   for ( auto it = manager_.groupIdToMirroringAclUdfIterConst(); it; ++it ) {

@@ -1,4 +1,4 @@
-// The records of the qualifiers of mirroring ACLs: who carries and who uses them. Internal.
+// The records of the qualifiers of mirroring ACLs: groups that carry them, and uses. Internal.
 #pragma once
 
 #include "morvane/MorvaneTcamGroupManager.h"
@@ -6,10 +6,10 @@
 
 namespace Morvane {
 
-// The qualifiers of one ACL type: the collection that holds them, and their words in the traces.
+// The qualifiers of one ACL type: their collection, and their names in the traces.
 //
-// Invariants: a qualifier's refCount is the sum of its uses in the groups that carry it. It lives
-// while a group carries it, also without uses.
+// Invariants: a qualifier's refCount is the sum of its uses in the groups that carry it. It exists
+// while a group carries it, even without uses.
 class MirroringUdfs {
  public:
   struct Words {
@@ -21,7 +21,7 @@ class MirroringUdfs {
     const char * destroyed;
   };
 
-  // `aclType` is Acl::ip() or Acl::mac(); any other is refused by an assertion.
+  // `aclType` is Acl::ip() or Acl::mac() (assertion).
   MirroringUdfs( MorvaneTcamGroupManager & manager, S32 aclType );
   // The collection that holds `key` (assertion).
   static MirroringUdfs holding( MorvaneTcamGroupManager & manager, U32 key );
@@ -33,13 +33,13 @@ class MirroringUdfs {
   void specIs( U32 key, const UdfUnitSpec & spec );
   MorvaneTcamGroupManager::IpMirroringAclUdfIter iter() const;
 
-  // Changes the refCount; asserts that the qualifier is recorded, and that the count stays within 0
-  // to 65,535.
+  // Changes the refCount. Asserts that the qualifier is recorded and the count stays in 0 to
+  // 65,535.
   void refCountInc( U32 key, S32 delta );
-  // Whether a group other than `but` carries the qualifier.
+  // Whether another group than `but` carries the qualifier.
   bool isCarriedBeside( U32 key, const GroupUdfQual & but ) const;
-  // The group carries the qualifier no more, and its uses end. Without another group that carries
-  // it, the qualifier is removed from the records, and its destruction added to `release`.
+  // Removes the qualifier and its uses from the group. If no other group carries it, removes it
+  // from the records and adds its destruction to `release`.
   void leave( GroupUdfQual & group, U32 key, Release & release );
 
  private:
@@ -49,8 +49,8 @@ class MirroringUdfs {
   bool mac_;
 };
 
-// A group that no longer exists on the unit carries no qualifiers there, and has no ACL type unless
-// it exists on another unit.
+// For a group that no longer exists on the unit: drops its qualifiers there, and its ACL type
+// unless it exists on another unit.
 void dropMirroringUdfs( MorvaneTcamGroupManager & manager, U32 unit, U32 group, Release & release );
 
 }  // namespace Morvane
