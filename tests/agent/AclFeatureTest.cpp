@@ -78,7 +78,7 @@ TEST( AclFeatureTest, ChipMatchesTheReferenceModelOnEveryCopy ) {
   }
 }
 
-// Reports the exhausted resource and rule, and leaves nothing of the list behind.
+// Reports the exhausted resource and rule, and removes the whole list.
 TEST( AclFeatureTest, RollsBackAListThatDoesNotFit ) {
   // The range created at start-up takes one slice of 32.
   const struct {

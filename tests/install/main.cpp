@@ -1,5 +1,5 @@
-// Starts a group manager on an SDK that grants everything, and takes an entry through its life:
-// every header and symbol that an agent needs must be installed.
+// Starts a group manager on an SDK that always succeeds, and creates, installs and releases an
+// entry: every header and symbol that an agent needs must be installed.
 
 #include <cstdio>
 
@@ -12,7 +12,7 @@ namespace {
 
 using namespace Morvane;
 
-// Every operation succeeds; what must give an id gives the next one.
+// Every operation succeeds; create operations return increasing ids.
 class GrantingSdk : public Shim::SdkShim {
  public:
   void sdkLock() override KIV_NO_THREAD_SAFETY_ANALYSIS { lock_.lock(); }

@@ -95,7 +95,7 @@ void Walk::writeRule( const Turn & turn, U32 id, Rule & rule ) {
     changeStore( turn, id, rule, extra );
 }
 
-// The input ports that the next installation writes: one, any, or what there is already.
+// Sets, drops or keeps the stored input ports.
 void Walk::changeStore( const Turn & turn, U32 id, Rule & rule, U32 choice ) {
   MorvaneTcamEntryManager & manager = sw_.manager( turn.user.assignment );
   const U32 unit = turn.unit;
@@ -127,8 +127,8 @@ void Walk::changeStore( const Turn & turn, U32 id, Rule & rule, U32 choice ) {
 std::string Walk::installRule( const Turn & turn, U32 id, Rule & rule ) {
   MorvaneTcamEntryManager & manager = sw_.manager( turn.user.assignment );
   const bool again = turn.action.b % 2 == 0;
-  // A rule that was installed before is not taken back; the first copy may keep ports of a store
-  // that waits for the next installation.
+  // A failed later installation keeps the new rule; the first copy may keep ports of a store that
+  // waits for the next installation.
   const bool comesBack = !rule.installed && rule.store == Rule::noStore;
   const Terms terms{ .left = comesBack ? Left::before : Left::either, .entry = id };
   const auto pending = sw_.asic.entry( turn.unit, id )->pending;
@@ -234,7 +234,7 @@ std::string Walk::attach( const Turn & turn ) {
   Rule & rule = chosen->second;
   const bool attaches = rule.policer == 0;
   const U32 policer = attaches ? policers[ turn.action.b % policers.size() ] : rule.policer;
-  rule.policer = policer;  // nobody may destroy it from now on
+  rule.policer = policer;  // must not be destroyed from now on
   const bool done = attempt( turn, { .entry = chosen->first }, [ & ] {
     sw_.manager( turn.user.assignment )
         .attachPolicer( turn.unit, chosen->first, policer, attaches );
@@ -244,7 +244,6 @@ std::string Walk::attach( const Turn & turn ) {
   return "";
 }
 
-// Reads the counters, and the input ports.
 std::string Walk::count( const Turn & turn ) {
   auto * const chosen = choose( turn, false );
   if ( chosen == nullptr )

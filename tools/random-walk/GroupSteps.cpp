@@ -1,4 +1,4 @@
-// Steps on groups and on what entries share: fields, range checkers, policers, VLANs.
+// Steps on groups and shared objects: fields, range checkers, policers, VLANs.
 
 #include <algorithm>
 
@@ -32,7 +32,7 @@ std::string Walk::ask( const Turn & turn ) {
              : "";
 }
 
-// Takes a reference on a group, and gives it back.
+// Takes and releases references on a group.
 std::string Walk::group( const Turn & turn ) {
   // A mirroring group has one reference at most.
   if ( !mayUse( turn ) || isMirroring( turn.user ) )
@@ -58,7 +58,7 @@ U32 Walk::udfUses( const Turn & turn, U8 offset ) const {
   return id < 0 ? 0 : carried->udfQualId( udfQualKey( turn.unit, id ) );
 }
 
-// A rule with a user-defined field comes or goes.
+// Adds or removes a rule with a user-defined field.
 std::string Walk::udf( const Turn & turn ) {
   static constexpr Code full[] = {
       { SdkOp::bcm_field_data_qualifier_create, BCM_E_RESOURCE },
@@ -84,7 +84,7 @@ std::string Walk::udf( const Turn & turn ) {
             .setMirroringAclUdf( turn.unit, Acl::ip(), 0x0800, UdfBaseL2HeaderEnd, offset, 4, add )
             .udfCreateStatus;
   } );
-  // An exception in the middle of a rebuild leaves no group.
+  // An exception during a rebuild destroys the group.
   const bool rebuilt = done ? status == udfCreateSuccessWithGroupRecreate ||
                                   status == udfCreateFailureWithGroupRecreateFailure
                             : !sw_.groups->groupExists( turn.unit, turn.user.group );
@@ -95,7 +95,7 @@ std::string Walk::udf( const Turn & turn ) {
   if ( rebuilt )
     expected = 0;
   else if ( add && ( !done || status != udfCreateSuccessNoGroupRecreate ) )
-    expected = before;  // there was no room for it
+    expected = before;  // it did not fit
   return udfUses( turn, offset ) == expected ? "" : "counts other uses of a field";
 }
 
@@ -167,7 +167,7 @@ void Walk::changePolicer( const Turn & turn, U32 policer ) {
   const auto change = [ & ] {
     sw_.groups->setPolicer( turn.unit, policer, reinterpret_cast< U8 * >( &limits ) );
   };
-  // An exception leaves the old limits in some pipes; the call is made again.
+  // An exception leaves the old limits; the call is repeated.
   if ( !attempt( turn, { .left = Left::either }, change ) )
     change();
 }
@@ -197,7 +197,7 @@ std::string Walk::police( const Turn & turn ) {
 
 // --- VLANs -----------------------------------------------------------------------------------
 
-// What throws in an observer is reported, and does not pass through.
+// An exception in an observer is reported, not passed on.
 std::string Walk::bitmap( const Turn & turn ) {
   attempt( turn, { .left = Left::either, .inSteps = true }, [ & ] {
     sw_.untag( turn.unit, changingVlans[ turn.action.a % std::size( changingVlans ) ],

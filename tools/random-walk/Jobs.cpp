@@ -14,7 +14,7 @@ namespace Test::RandomWalk {
 
 namespace {
 
-// A process that takes longer hangs.
+// Time limit of a process.
 constexpr U32 secondsMax = 300;
 
 [[noreturn]] void fail( const char * what ) {
@@ -42,7 +42,7 @@ std::string endingText( int status ) {
 }  // namespace
 
 struct Jobs::Process {
-  pid_t pid = 0;  // 0: none runs
+  pid_t pid = 0;  // 0: none
   U64 stretch = 0;
   std::FILE * errors = nullptr;
   Tally * tally = nullptr;

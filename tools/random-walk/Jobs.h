@@ -1,4 +1,4 @@
-// Plays the stretches of a plan, several at a time, each in a process of its own.
+// Runs the stretches of a plan, several at a time, each in its own process.
 #pragma once
 
 #include <functional>
@@ -11,8 +11,8 @@ namespace Test::RandomWalk {
 
 struct Finding {
   U64 stretch = 0;
-  U32 step = 0;      // of the stretch, where it was noticed
-  std::string text;  // what the process wrote
+  U32 step = 0;      // of the stretch, where it was found
+  std::string text;  // output of the process
 };
 
 class Jobs {
@@ -22,11 +22,10 @@ class Jobs {
   Jobs( const Jobs & ) = delete;
   Jobs & operator=( const Jobs & ) = delete;
 
-  // Plays stretches from 0 on until they make up that many operations, or there are findings.
-  // `progress` is called after each.
+  // Runs stretches from 0 on until that many operations or a finding. Calls `progress` after each.
   std::vector< Finding > run( U64 operations,
                               const std::function< void( const Tally & ) > & progress );
-  // Plays one stretch.
+  // Runs one stretch.
   std::vector< Finding > runOne( U64 number );
   const Tally & total() const { return total_; }
 

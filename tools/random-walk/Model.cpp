@@ -42,7 +42,7 @@ struct Packet {
   U16 tag;  // 0: none
 };
 
-// Whether the packet is what the rule's feature means by its VLAN.
+// Whether the packet is in the rule's VLAN, tagged or untagged.
 bool inVlan( const TestSwitch & sw, U32 unit, const OvidMatch & match, const Packet & packet ) {
   const auto covers = [ & ]( U32 vlan ) { return ( vlan & match.mask ) == match.vlan; };
   const auto untagged = [ & ]( U16 vlan ) {
@@ -52,7 +52,7 @@ bool inVlan( const TestSwitch & sw, U32 unit, const OvidMatch & match, const Pac
                                                         untagged( changingVlans[ 1 ] ) ) );
 }
 
-// The lookup stage comes first, then groups by falling number.
+// The lookup stage comes first, then groups in descending order.
 std::pair< U32, U32 > rank( const Rule & rule ) {
   return { rule.user->group == lookupGroup ? 9 : rule.user->group, rule.priority };
 }
@@ -62,7 +62,7 @@ std::pair< U32, U32 > rank( const Rule & rule ) {
 std::string comparePacket( TestSwitch & sw, U32 unit, UnitModel & model, U32 a, U32 b ) {
   const U16 tags[] = { 0, 0, changingVlans[ 0 ], changingVlans[ 1 ] };
   const Packet packet{ b % ( sw.chip.pipes * portsPerPipe ), 1 + a % 4, tags[ ( b >> 8 ) % 4 ] };
-  // What the chip still has to lose, or to get, may match.
+  // Unfinished cleanup leaves rules that may match.
   if ( sw.groups->unfinishedCleanup( unit ) != 0 )
     return "";
   const U32 hit = tcamNumberBits.get( sw.hit( unit, packet.port, packet.dstIp, packet.tag ) );

@@ -1,4 +1,4 @@
-// What a switch must hold after each step, kept without the library's help.
+// Expected state of a switch after each step, independent of the library.
 #pragma once
 
 #include <map>
@@ -27,7 +27,7 @@ inline constexpr User users[] = { { ipAclTcamGroup, 1, 40, tcamAllocateOnDemand 
                                   { mirroringAclTcamGroup2, 5, 3, tcamAllocateAsChunk },
                                   { openFlowUdfTcamGroup, 6, 0, tcamAllocateUnbounded } };
 inline constexpr U32 lookupGroup = 2;
-inline constexpr U32 singlePortGroup = 3;  // matches a single port too
+inline constexpr U32 singlePortGroup = 3;  // also matches a single port
 
 inline bool isMirroring( const User & user ) {
   return user.group == 4 || user.group == 5;
@@ -35,28 +35,28 @@ inline bool isMirroring( const User & user ) {
 
 inline constexpr U32 anyPort = 0xFFFFFFFF;
 
-// VLANs whose untagged ports change.
+// VLANs with changing untagged ports.
 inline constexpr U16 changingVlans[] = { 10, 11 };
 
 struct Match {
-  U32 dstIp = 0;  // 0: the rule was not written yet
+  U32 dstIp = 0;  // 0: not written yet
   OvidMatch vlan = {};
   U32 port = anyPort;
 };
 
-// An entry that a user holds.
+// A user's entry.
 struct Rule {
   const User * user = nullptr;
-  Match written, effective;  // as qualified now; as installed last
+  Match written, effective;  // pending; as last installed
   U32 priority = 0;
   U32 policer = 0;
   bool installed = false;
   bool enabled = true;
-  bool leaving = false;  // its release has begun
-  // Input port that the next installation writes, and every one if it is permanent.
+  bool leaving = false;  // being released
+  // Input port that the next installation writes; if permanent, every installation.
   enum { noStore, temporary, permanent } store = noStore;
   U32 storePort = anyPort;
-  // An installation failed while there was a store: what stands in `written.port` is unknown.
+  // An installation with a store failed: `written.port` is unknown.
   bool unclear = false;
 
   void installedNow();
@@ -64,15 +64,15 @@ struct Rule {
 
 struct UnitModel {
   std::map< U32, Rule > rules;                 // by entry id
-  std::map< RangeCheckerDesc, U32 > checkers;  // with their users
+  std::map< RangeCheckerDesc, U32 > checkers;  // number of users
   std::vector< U32 > policers;                 // base ids
 
-  bool limits( U32 policer ) const;  // whether a rule has it
+  bool limits( U32 policer ) const;  // whether it is attached to a rule
 };
 
-// "", or in what the unit's rules differ from the model.
+// The difference between the unit's rules and the model, or "".
 std::string compareRules( const TestSwitch & sw, U32 unit, const UnitModel & model );
-// The same for what a packet hits; the packet follows from the numbers.
+// The same for the entry that a packet hits; the numbers determine the packet.
 std::string comparePacket( TestSwitch & sw, U32 unit, UnitModel & model, U32 a, U32 b );
 
 }  // namespace Test::RandomWalk

@@ -17,7 +17,7 @@ class Dice {
   U32 number() { return static_cast< U32 >( random_() >> 32 ); }
   U32 below( U32 end ) { return static_cast< U32 >( ( U64{ number() } * end ) >> 32 ); }
   bool percent( U32 chance ) { return below( 100 ) < chance; }
-  // From 1 on; small numbers more often, as most operations make few calls.
+  // From 1 on; small numbers more often, because most operations make few calls.
   U32 call() { return 1 + below( 1U << below( 8 ) ); }
 
   Action action() { return { number(), number(), number(), number(), number() }; }

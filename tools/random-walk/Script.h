@@ -1,4 +1,4 @@
-// What a random walk does, step by step: everything follows from the seed.
+// The steps of a random walk, which depend only on the seed.
 #pragma once
 
 #include <string>
@@ -11,7 +11,7 @@ namespace Test::RandomWalk {
 
 using namespace Kiv::Integers;
 
-// One operation. The numbers are taken modulo what there is when its turn comes.
+// One operation. Its numbers are taken modulo the number of choices at its turn.
 struct Action {
   U32 op = 0, user = 0, unit = 0, a = 0, b = 0;
 };
@@ -20,12 +20,12 @@ enum class Trouble : U8 { none, exception, code };
 
 struct Step {
   Action action;
-  // SDK calls of the operation that fail: `times` of them from the nth on, 0: all that follow.
+  // Failing SDK calls of the operation: `times` of them from the nth on; 0: all from there.
   Trouble trouble = Trouble::none;
   U32 nth = 1, times = 1;
-  bool failsCleanup = false;  // exceptions last until the cleanup was tried once
-  bool cleansUp = false;      // the cleanup is asked for; otherwise the next operation does it
-  // SDK call at which a second activity arrives; 0: none does.
+  bool failsCleanup = false;  // exceptions continue into the first cleanup
+  bool cleansUp = false;      // by finishCleanup; otherwise the next operation does it
+  // SDK call at which a second activity arrives; 0: none.
   U32 arrival = 0;
   Arrival when = Arrival::beforeCall;
   Action other;
@@ -38,7 +38,7 @@ struct Mix {
 };
 
 Script makeScript( U64 seed, size_t steps, const Mix & mix );
-// One line a step.
+// One line per step.
 std::string text( const Script & script );
 
 }  // namespace Test::RandomWalk

@@ -1,4 +1,4 @@
-// The chips that a random walk runs on: small ones, so that everything runs out often.
+// The chips of random walks: small ones, so that every resource runs out often.
 #pragma once
 
 #include <span>

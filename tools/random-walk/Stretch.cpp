@@ -27,7 +27,7 @@ std::string play( const Stretch & stretch, Tally & tally ) {
   return wrong.empty() ? walk.finish() : wrong;
 }
 
-// What observers throw is reported on standard error as well, and is no fault.
+// Exceptions of observers are reported on standard error too; they are no findings.
 std::string playInChild( const Stretch & stretch ) {
   const Ending ending = inChild( [ & ] {
     alarm( 60 );
@@ -43,7 +43,7 @@ std::string playInChild( const Stretch & stretch ) {
 
 namespace {
 
-// Without the steps from `at` on, or unchanged where it does not fail then.
+// Removes `count` steps from `at` on if the script still fails without them.
 bool leaveOut( Stretch & stretch, size_t at, size_t count ) {
   Stretch shorter = stretch;
   const auto from = shorter.script.begin() + static_cast< std::ptrdiff_t >( at );
@@ -55,7 +55,7 @@ bool leaveOut( Stretch & stretch, size_t at, size_t count ) {
   return true;
 }
 
-// The step without its troubles, or its second activity, where it fails all the same.
+// Removes the step's faults or its second activity if the script still fails without them.
 void calm( Stretch & stretch, size_t at ) {
   for ( const bool thread : { false, true } ) {
     Stretch calmer = stretch;

@@ -1,5 +1,5 @@
-// A stretch of a walk: from a fresh switch to an empty one, in a process of its own, so that an
-// assertion is a finding like any other.
+// A stretch of a walk: from a new switch to an empty one. It runs in its own process, so that an
+// assertion is a finding too.
 #pragma once
 
 #include <string>
@@ -13,8 +13,8 @@ namespace Test::RandomWalk {
 struct Plan {
   U64 seed = 1;
   Mix mix;
-  const Shape * shape = nullptr;       // null: all in turn
-  U32 shortest = 200, longest = 2000;  // stretches, in steps
+  const Shape * shape = nullptr;       // null: all, in turn
+  U32 shortest = 200, longest = 2000;  // length in steps
   U32 auditEvery = 16;                 // steps
 };
 
@@ -24,15 +24,15 @@ struct Stretch {
   Script script;
 };
 
-// Follows from the seed and the stretch's number alone.
+// Depends only on the seed and the stretch's number.
 Stretch makeStretch( const Plan & plan, U64 number );
 
-// Plays it in this process; "" or what is wrong.
+// Runs it in this process; returns the finding, or "".
 std::string play( const Stretch & stretch, Tally & tally );
 // The same in a child.
 std::string playInChild( const Stretch & stretch );
 
-// The shortest script found that still fails, and how it fails. Plays in children.
+// The shortest script found that still fails, with its finding. Runs in children.
 std::string shrink( Stretch stretch );
 
 }  // namespace Test::RandomWalk

@@ -1,4 +1,4 @@
-// Steps over the whole switch: reports, counters, capacity, cleanup, re-initialisation.
+// Steps on the whole switch: reports, counters, capacity, cleanup, re-initialisation.
 
 #include <iostream>
 
@@ -73,7 +73,7 @@ std::string Walk::cleanUp( const Turn & turn ) {
   return "";
 }
 
-// Groups with user-defined fields do not outlive what hardware has forgotten.
+// Releases groups with user-defined fields, whose records a re-initialisation keeps.
 void Walk::leaveUdfGroups( U32 unit ) {
   for ( const User & user : users ) {
     if ( !isMirroring( user ) && user.assignment != openFlowUdfTcamGroup )

@@ -141,7 +141,7 @@ void Walk::fault( const std::string & text ) {
 bool Walk::arm( const Turn & turn, const Terms & terms ) {
   const Step & step = *turn.step;
   first_ = { terms, turn.unit, turn.user.group };
-  // Code between the steps of an operation must not meet its faults.
+  // The second activity must not get the first one's faults.
   if ( step.arrival != 0 && !( terms.inSteps && step.trouble != Trouble::none ) )
     sw_.second.arm( step.arrival, step.when, { [ this, other = step.other ] {
                       try {

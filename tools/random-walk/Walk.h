@@ -1,9 +1,9 @@
-// Plays a script on one switch: every public operation of the managers, with failing SDK calls and
-// a second activity in between, against the model and the auditor.
+// Runs a script on one switch: all public operations of the managers, with failing SDK calls and a
+// second activity, checked against the model and by the auditor.
 //
-// The auditor looks every few steps and at the end, and not while cleanup is unfinished. After an
-// exception the state must be the one before the operation, or, for what takes things back, the one
-// after it; in both cases as soon as the unit's cleanup is finished.
+// The auditor runs every few steps and at the end, but not while cleanup is unfinished. After an
+// exception and the unit's cleanup, the state must be the one before the operation, or after it for
+// releases.
 #pragma once
 
 #include <functional>
@@ -23,10 +23,10 @@ namespace Test::RandomWalk {
 const char * opName( U32 op );
 std::string userName( U32 user );
 
-// What was done; a parent process reads it while a child counts.
+// Counts of a run; the parent process reads them while the child counts.
 struct Tally {
   U64 operations = 0, exceptions = 0, codes = 0, arrivals = 0;
-  U32 step = 0;  // of the script, under way
+  U32 step = 0;  // current step of the script
 
   Tally & operator+=( const Tally & other );
 };
@@ -42,9 +42,9 @@ class Walk {
   Walk( const Setting & setting, Tally & tally );
   ~Walk();
 
-  // Each returns what is wrong, "" when nothing is.
+  // Return the finding, or "".
   std::string run( const Step & step );
-  // Takes everything back; the chips must be empty.
+  // Releases everything; the chips must be empty.
   std::string finish();
 
  private:
@@ -55,7 +55,7 @@ class Walk {
     const Action & action;
     const User & user;
     const U32 unit;
-    const Step * step;  // null: it is the second activity's
+    const Step * step;  // null: the second activity
   };
   struct Kind {
     const char * name;
@@ -69,13 +69,13 @@ class Walk {
     Injected() : runtime_error( "injected" ) {}
   };
 
-  // What an exception leaves.
+  // The state after an exception.
   enum class Left {
     before,  // the state before the operation
-    after,   // the operation counts as done, but for cleanup
-    either,  // the caller looks
+    after,   // the state after the operation and its cleanup
+    either,  // the caller checks
   };
-  // A result code that an operation survives.
+  // A result code that the operation handles.
   struct Code {
     SdkOp op;
     int rc;
@@ -86,13 +86,13 @@ class Walk {
   struct Terms {
     Left left = Left::before;
     std::span< const Code > codes = {};
-    U32 entry = 0;            // that the operation works on
-    bool inSteps = false;     // another operation may come between its steps
-    bool allOfGroup = false;  // it may end every entry of the user's group on the unit
-    bool everything = false;  // it ends every manager
+    U32 entry = 0;            // of the operation
+    bool inSteps = false;     // other operations may run between its steps
+    bool allOfGroup = false;  // may release every entry of the user's group on the unit
+    bool everything = false;  // deletes every manager
   };
 
-  // Runs library code under the step's trouble; false when an exception came out.
+  // Runs library code with the step's faults; false after an exception.
   bool attempt( const Turn & turn, const Terms & terms, const std::function< void() > & operation );
   bool arm( const Turn & turn, const Terms & terms );
   void recover( const Turn & turn, const Terms & terms, const std::string & before );
@@ -103,8 +103,7 @@ class Walk {
   std::string checkAll();
   void fault( const std::string & text );
 
-  // One of the user's entries on the unit; null: it has none. `alone`: none that the first activity
-  // works on.
+  // One of the user's entries on the unit, or null. `alone`: not one that the first activity uses.
   std::pair< const U32, Rule > * choose( const Turn & turn, bool alone );
   bool mayUse( const Turn & turn ) const;
 
@@ -123,7 +122,7 @@ class Walk {
   void changeStore( const Turn & turn, U32 id, Rule & rule, U32 choice );
   std::string installRule( const Turn & turn, U32 id, Rule & rule );
 
-  // Groups and what entries share (GroupSteps.cpp)
+  // Groups and shared objects (GroupSteps.cpp)
   std::string compress( const Turn & turn );
   std::string ask( const Turn & turn );
   std::string group( const Turn & turn );
@@ -136,7 +135,7 @@ class Walk {
   std::string checkUsers( const Turn & turn, const RangeCheckerDesc & desc ) const;
   void changePolicer( const Turn & turn, U32 policer );
 
-  // Reports, and what goes over the whole switch (SwitchSteps.cpp)
+  // The whole switch (SwitchSteps.cpp)
   std::string report( const Turn & turn );
   std::string clear( const Turn & turn );
   std::string poll( const Turn & turn );
@@ -156,13 +155,13 @@ class Walk {
   std::vector< UnitModel > units_;
   const int nowhere_;  // a descriptor for reports
 
-  // The first activity's operation, for the choices of the second.
+  // The first activity's operation, which limits the choices of the second.
   struct {
     Terms terms;
     U32 unit = 0, group = 0;
   } first_;
   bool codeFired_ = false;  // in the last attempt
-  std::string wrong_;       // found by an attempt, or by the second activity
+  std::string wrong_;       // finding of an attempt or of the second activity
 };
 
 }  // namespace Test::RandomWalk

@@ -1,4 +1,4 @@
-// The random walk as a program. Exit status: 0 nothing was found, 1 findings, 2 wrong usage.
+// The random walk as a program. Exit status: 0 no findings, 1 findings, 2 wrong usage.
 
 #include <unistd.h>
 
@@ -41,7 +41,7 @@ std::string summary( const Tally & tally ) {
                       tally.operations, tally.exceptions, tally.codes, tally.arrivals );
 }
 
-// Every few seconds, where somebody looks on.
+// Every few seconds, if standard error is a terminal.
 class Progress {
  public:
   void operator()( const Tally & tally ) {
