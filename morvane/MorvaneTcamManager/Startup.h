@@ -20,7 +20,6 @@ class Startup {
  private:
   void start();
   bool applyUnitControls();
-  void applyControls( U16 unit );
   void clearGroupFlags();
   void indexGroupTables();
   void mapReservations();
