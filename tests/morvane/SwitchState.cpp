@@ -125,15 +125,15 @@ std::string difference( const std::string & before, const std::string & after ) 
   };
   const std::vector< std::string > old = linesOf( before ), now = linesOf( after );
   std::string text;
-  const auto tell = [ & ]( const auto & from, const auto & in, const char * mark ) {
+  const auto addLines = [ & ]( const auto & from, const auto & in, const char * mark ) {
     std::vector< std::string > alone;
     std::set_difference( from.begin(), from.end(), in.begin(), in.end(),
                          std::back_inserter( alone ) );
     for ( const std::string & line : alone )
       text += fmt::format( "{} {}\n", mark, line );
   };
-  tell( old, now, "-" );
-  tell( now, old, "+" );
+  addLines( old, now, "-" );
+  addLines( now, old, "+" );
   return text;
 }
 

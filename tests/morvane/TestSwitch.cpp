@@ -142,18 +142,18 @@ void TestSwitch::match( U32 unit, U32 entry, U32 dstIp ) const {
 }
 
 U32 TestSwitch::hit( U32 unit, U32 port, U32 dstIp, U16 vlan ) {
-  U8 frame[ 64 ] = {}, *behindTag = frame;
+  U8 frame[ 64 ] = {}, *afterTag = frame;
   if ( vlan != 0 ) {
     frame[ 12 ] = 0x81;
     frame[ 15 ] = static_cast< U8 >( vlan );
-    behindTag += 4;
+    afterTag += 4;
   }
-  behindTag[ 12 ] = 0x08;  // IPv4
-  behindTag[ 14 ] = 0x45;
-  behindTag[ 17 ] = 20;   // total length
-  behindTag[ 23 ] = 253;  // protocol
+  afterTag[ 12 ] = 0x08;  // IPv4
+  afterTag[ 14 ] = 0x45;
+  afterTag[ 17 ] = 20;   // total length
+  afterTag[ 23 ] = 253;  // protocol
   for ( U32 i = 0; i < 4; ++i )
-    behindTag[ 30 + i ] = static_cast< U8 >( dstIp >> ( 24 - 8 * i ) );
+    afterTag[ 30 + i ] = static_cast< U8 >( dstIp >> ( 24 - 8 * i ) );
   const SoftAsic::Verdict verdict = asic.inject( unit, port, frame, sizeof( frame ) );
   return verdict.matches.empty() ? 0 : verdict.matches.front().entry;
 }
