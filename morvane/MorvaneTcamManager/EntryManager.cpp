@@ -95,6 +95,8 @@ void MorvaneTcamEntryManager::handleInitialized() {
                               << " endEntry " << endEntry() << " desc " << desc();
   allocateStatsPerEntryIs( !noStatsPerEntryGroup( group() ) );
   Rollback rollback( *groupManager() );
+  // Without this the group manager would count the marks of a manager that does not exist.
+  rollback.addRecord( [ this ] { exhaustedDelAll(); } );
   for ( auto unitIter = groupManager()->modChipInfoIterConst(); unitIter; ++unitIter )
     EntryStart( *this, unitIter.key() ).run( rollback );
   rollback.commit();

@@ -9,6 +9,7 @@
 #include "morvane/MorvaneTcamManager/Managers.h"
 #include "morvane/MorvaneTcamManager/Policers.h"
 #include "morvane/MorvaneTcamManager/RangeCheckers.h"
+#include "morvane/MorvaneTcamManager/Rollback.h"
 #include "morvane/MorvaneTcamManager/Startup.h"
 #include "morvane/MorvaneTcamManager/Trace.h"
 #include "morvane/MorvaneTcamManager/Udf/FlowGroup.h"
@@ -80,6 +81,8 @@ auto managerIs( MorvaneTcamGroupManager & groups, Members & members, TcamGroupAs
   const Operation operation( groups );
   auto member = members.get( assignment );
   if ( !member ) {
+    // Leftovers of a release or a failed start-up may have the ids that the range gets.
+    finishAllCleanup( groups );
     member = members.make( Kiv::Name( Kiv::valueToStrep( assignment ) ), assignment, desc,
                            parameters... );
     member->handleInitialized();

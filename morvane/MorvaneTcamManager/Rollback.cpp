@@ -20,6 +20,11 @@ void finishUnitCleanup( MorvaneTcamGroupManager & manager, U32 unit ) {
   manager.unitCleanupDel( unit );
 }
 
+void finishAllCleanup( MorvaneTcamGroupManager & manager ) {
+  for ( auto it = manager.unitCleanupIterConst(); it; ++it )
+    finishUnitCleanup( manager, it.key() );
+}
+
 // --- Release ---------------------------------------------------------------------------------
 
 void Release::deferFrom( U32 first ) {

@@ -47,6 +47,8 @@ inline void finishCleanup( const MorvaneTcamGroupManager & manager, U32 unit ) {
   if ( manager.unitCleanupSize() != 0 ) [[unlikely]]
     finishUnitCleanup( cleanupOwner( manager ), unit );
 }
+// The same on every unit.
+void finishAllCleanup( MorvaneTcamGroupManager & manager );
 
 // Hardware steps of one unit, in order.
 class Release {

@@ -1,6 +1,7 @@
 // Start-up: tables and maps, counter records, controls, managers, and what stops it.
 
 #include <cstdlib>
+#include <stdexcept>
 
 #include "kiv/Exception.h"
 #include "morvane/PlatformCheck.h"
@@ -254,6 +255,52 @@ TEST( StartupTest, InitializedRunsStartUpBeforeNotifying ) {
   for ( const bool value : { true, true, false } )
     sw.groups->initializedIs( value );
   EXPECT_THAT( observer.calls, ElementsAre( 6, 12 ) );
+}
+
+const std::exception_ptr bus = std::make_exception_ptr( std::runtime_error( "bus" ) );
+
+// Throws from SDK call 1, 2, 3 ... of start-up, alone or together with the calls that undo it.
+TEST( StartupTest, RunsAgainAfterAnExceptionFromAnyCall ) {
+  for ( const U32 times : { 1U, 0U } ) {
+    std::string undisturbed;
+    bool thrown = true;
+    for ( U32 nth = 0; thrown; ++nth ) {
+      TestSwitch sw( { .pipes = 2, .presels = true, .units = 2, .slices = 2 } );
+      sw.platform.acl( 1, 4, tcamAllocateAtBeginning )
+          .user( qosTcamGroup, 1, 3, tcamAllocateAsChunk )
+          .acl( 2, 200, tcamAllocateAsChunk, macAclTcamGroup );  // does not fit
+      sw.platform.settings.allocAtBeginning = true;
+      sw.construct();
+      if ( nth != 0 )
+        sw.faults.arm( { .nth = nth, .times = times, .exception = bus } );
+      try {
+        sw.groups->initializedIs( true );
+        thrown = nth == 0;
+      } catch ( const std::runtime_error & ) {
+        sw.faults.disarm();
+        EXPECT_EQ( sw.groups->exhaustedMarks(), 0U ) << "call " << nth;
+        sw.groups->initializedIs( true );
+      }
+      if ( nth == 0 )
+        undisturbed = sw.state();
+      EXPECT_EQ( difference( undisturbed, sw.state() ), "" ) << "call " << nth;
+      EXPECT_EQ( sw.groups->exhaustedMarks(), 2U );
+      EXPECT_EQ( sw.audit(), "" ) << "call " << nth;
+    }
+  }
+}
+
+TEST( StartupTest, FurtherManagerFinishesTheCleanupFirst ) {
+  TestSwitch sw;
+  sw.platform.acl( 1, 4 );
+  sw.start();
+  const U32 id = sw.take( ipAclTcamGroup );
+  sw.faults.arm( { .op = SdkOp::bcm_field_group_destroy, .exception = bus } );
+  EXPECT_THROW( sw.manager( ipAclTcamGroup ).releaseEntry( 0, id ), std::runtime_error );
+  sw.groups->entryManagerIs( qosTcamGroup, "qos", sw.groups.rawPtr_, 1, 0x10004, 0x10007,
+                             tcamAllocateAtBeginning );
+  EXPECT_EQ( sw.counts(), "1/3" );
+  EXPECT_EQ( sw.audit(), "" );
 }
 
 TEST( StartupTest, ReInitialisationRebuildsEverything ) {
