@@ -119,7 +119,7 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
       []( auto & self, bool value ) { self.initializedIs( value ); } };
 
  public:
-  // Start-up has begun.
+  // Start-up has begun, and has not thrown.
   KIV_SCALAR( bool, started, Started, false );
   // The environment variable SIMULATION_VMID is set.
   KIV_SCALAR( bool, simulation, Simulation, false );

@@ -48,8 +48,8 @@ class KIV_API Operation {
   // On one unit.
   Operation( const MorvaneTcamGroupManager & manager, U32 unit, Cleanup cleanup = Cleanup::first );
   Operation( const MorvaneTcamEntryManager & manager, U32 unit, Cleanup cleanup = Cleanup::first );
-  // On all units: start-up and re-initialisation. Does no cleanup, and allows a manager that has
-  // not started.
+  // On all units: start-up, re-initialisation and finishing the cleanup. Does no cleanup itself,
+  // and allows a manager that has not started.
   explicit Operation( const MorvaneTcamGroupManager & manager );
   ~Operation() = default;
   Operation( const Operation & ) = delete;

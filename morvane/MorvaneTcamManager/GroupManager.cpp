@@ -178,8 +178,10 @@ U32 MorvaneTcamGroupManager::unfinishedCleanup( U32 unit ) const {
   return cleanup ? cleanup->stepSize() : 0;
 }
 
+// Also after a start-up that failed.
 void MorvaneTcamGroupManager::finishCleanup( U32 unit ) {
-  const Operation operation( *this, unit );
+  const Operation operation( *this );
+  Morvane::finishCleanup( *this, unit );
 }
 
 // --- Groups ----------------------------------------------------------------------------------

@@ -23,6 +23,7 @@ void Startup::run() {
       user->releaseRanges();
     } );
     forget();
+    manager_.startedIs( false );
     throw;
   }
 }
