@@ -135,14 +135,16 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
 
   // Entries that can still be handed out; may mark the unit exhausted.
   U32 entriesAvailable( U32 unit );
-  // Logical entries of this manager in hardware.
+  // Logical entries that this manager keeps from other users: the range, or those handed out. 0 for
+  // a chunk of which none is handed out, even if it exists.
   U32 entriesAllocated( U32 unit ) const;
   // Creates, or destroys, the whole range. Only for tcamAllocateAsChunk and
   // tcamAllocateAtBeginning. allocateAllEntries is false when a chunk does not fit.
   bool allocateAllEntries( U32 unit );
   void deallocateAllEntries( U32 unit );
   // Sets or clears the exhausted mark of all users of this group; with `sliceFreed`, clearing
-  // applies to users of other groups too. A user whose range exists keeps its mark.
+  // applies to users of other groups too. A user of tcamAllocateAtBeginning keeps its mark, and so
+  // does one of a chunk with entries.
   void setExhausted( U32 unit, bool exhausted, bool sliceFreed );
   void setExhaustedForManager( U32 unit, bool exhausted, U32 forGroup, bool sliceFreed );
 

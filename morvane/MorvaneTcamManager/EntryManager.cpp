@@ -229,7 +229,7 @@ U32 MorvaneTcamEntryManager::entriesAllocated( U32 unit ) const {
   if ( strategy() == tcamAllocateAtBeginning )
     return range;
   if ( strategy() == tcamAllocateAsChunk )
-    return used != 0 || ( entries && entries->rangeCreated() ) ? range : 0;
+    return used != 0 ? range : 0;
   return used;
 }
 

@@ -18,7 +18,7 @@ TEST( StrategyTest, EachStrategyAllocatesAndFreesRoom ) {
                { tcamAllocateAsChunk, false, false,
                  "0/0 5 0, 1/5 4 5, 1/5 3 5, 1/5 4 5, 0/0 5 0, 1/5 4 5, " },
                { tcamAllocateAsChunk, true, false,
-                 "1/5 5 5, 2/5 4 5, 2/5 3 5, 2/5 4 5, 0/0 5 0, 1/5 4 5, " },
+                 "1/5 5 0, 2/5 4 5, 2/5 3 5, 2/5 4 5, 0/0 5 0, 1/5 4 5, " },
                { tcamAllocateOnDemand, true, false,
                  "0/0 5 0, 1/1 4 1, 1/2 3 2, 1/1 4 1, 0/0 5 0, 1/1 4 1, " },
                { tcamAllocateUnbounded, true, false,
@@ -110,6 +110,19 @@ TEST( StrategyTest, ExhaustionSpreadsToTheGroupAndClearsWithRoom ) {
   EXPECT_EQ( sw.take( mlagTcamGroup ), 0U );  // 500 entries never fit
   EXPECT_EQ( flags(), "XX..X." );
   EXPECT_EQ( sw.audit(), "" );
+}
+
+TEST( StrategyTest, IdleChunkTakesTheMarksOfItsGroup ) {
+  TestSwitch sw( { .slices = 1, .depth = 8 } );
+  sw.platform.acl( 1, 7, tcamAllocateAsChunk ).user( qosTcamGroup, 1, 0, tcamAllocateUnbounded );
+  sw.platform.settings.allocAtBeginning = true;
+  sw.start();
+  for ( const bool idle : { true, false } ) {
+    while ( sw.take( qosTcamGroup ) != 0 )
+      continue;
+    EXPECT_EQ( sw.bounded( ipAclTcamGroup ).exhausted( 0 ), idle );
+    EXPECT_EQ( sw.take( ipAclTcamGroup, idle ? 0 : 1 ), idle ? 0x10000U : 0x10001U );
+  }
 }
 
 TEST( StrategyTest, FullGroupCompressesFreedSlicesAndRetries ) {

@@ -149,6 +149,18 @@ TEST( UsageReportTest, ShowsEmptyAndFullGroups ) {
              "TCAM group 1 uses 0 entries and can use up to 2 more.\n" );
 }
 
+TEST( UsageReportTest, ChunkHasALineOnceItIsUsed ) {
+  TestSwitch sw( { .slices = 1, .depth = 8 } );
+  sw.platform.acl( 1, 4, tcamAllocateAsChunk ).settings.allocAtBeginning = true;
+  sw.start();
+  const std::string group =
+      "=== TCAM summary for switch sw1 ===\n"
+      "TCAM group 1 uses 4 entries and can use up to 4 more.\n";
+  EXPECT_EQ( usage( sw, false ), group );
+  sw.take( ipAclTcamGroup );
+  EXPECT_EQ( usage( sw, false ), group + "  ipAclTcamGroup uses 4 entries.\n" );
+}
+
 // --- Slices, banks, entries ----------------------------------------------------------------------
 
 std::string stage( const std::string & name, const std::string & rows, int total, int free ) {
