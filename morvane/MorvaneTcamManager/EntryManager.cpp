@@ -94,7 +94,7 @@ void MorvaneTcamEntryManager::handleInitialized() {
                               << " group " << group() << " baseEntry " << baseEntry()
                               << " endEntry " << endEntry() << " desc " << desc();
   allocateStatsPerEntryIs( !noStatsPerEntryGroup( group() ) );
-  Rollback rollback( *groupManager() );
+  Rollback rollback( holderOf( *this ) );
   // Without this the group manager would count the marks of a manager that does not exist.
   rollback.addRecord( [ this ] { exhaustedDelAll(); } );
   for ( auto unitIter = groupManager()->modChipInfoIterConst(); unitIter; ++unitIter )
@@ -105,7 +105,7 @@ void MorvaneTcamEntryManager::handleInitialized() {
 
 void MorvaneTcamEntryManager::releaseRanges() {
   for ( auto it = internalUnitEntryIterConst(); it; ++it ) {
-    Release release( *groupManager(), it.key() );
+    Release release( holderOf( *this ), it.key() );
     EntryRelease all( *this, it.key(), release );
     all.dropAll();
     all.dropIdle();
@@ -124,7 +124,7 @@ const Kiv::Ptr< UnitEntriesCreated > & MorvaneTcamEntryManager::unitEntries( U32
 
 PipeCopies MorvaneTcamEntryManager::copies( U32 unit ) const {
   if ( !walk_ || walk_->unit() != unit )
-    walk_ = groupManager()->pipeCopies( unit, group() );
+    walk_ = holderOf( *this ).pipeCopies( unit, group() );
   return *walk_;
 }
 
@@ -133,7 +133,7 @@ GroupCounts & MorvaneTcamEntryManager::countsOf( const PipeCopy & at ) const {
   Kiv::Ptr< GroupCounts > & counts = counts_[ index ];
   // A cached record that was deleted from the collection has no parent.
   if ( !counts || counts->parent() == nullptr || countsGroup_[ index ] != at.pipeGroup ) {
-    counts = groupManager()->groupCounts( at.pipeGroup );
+    counts = holderOf( *this ).groupCounts( at.pipeGroup );
     countsGroup_[ index ] = at.pipeGroup;
   }
   KIV_ASSERT( counts );
@@ -157,12 +157,12 @@ U32 MorvaneTcamEntryManager::defaultPrio( U32 entry ) const {
 // --- Exhaustion ------------------------------------------------------------------------------
 
 void MorvaneTcamEntryManager::exhaustedIs( U32 unit, bool value ) {
-  groupManager()->exhaustedMarksInc( S32( value ) - S32( exhausted( unit ) ) );
+  holderOf( *this ).exhaustedMarksInc( S32( value ) - S32( exhausted( unit ) ) );
   exhausted_.set( unit, value );
 }
 
 bool MorvaneTcamEntryManager::exhaustedDel( U32 unit ) {
-  groupManager()->exhaustedMarksInc( -S32( exhausted( unit ) ) );
+  holderOf( *this ).exhaustedMarksInc( -S32( exhausted( unit ) ) );
   return exhausted_.del( unit );
 }
 
@@ -175,14 +175,15 @@ void MorvaneTcamEntryManager::exhaustedNotify( U32 unit ) {
 }
 
 void MorvaneTcamEntryManager::setExhausted( U32 unit, bool exhausted, bool sliceFreed ) {
-  if ( !exhausted && !sliceFreed && groupManager()->exhaustedMarks() == 0 )
+  MorvaneTcamGroupManager & groups = holderOf( *this );
+  if ( !exhausted && !sliceFreed && groups.exhaustedMarks() == 0 )
     return;
   exhaustedIs( unit, exhausted );
-  forEachEntryManager( *groupManager(), [ & ]( const Kiv::Ptr< MorvaneTcamEntryManager > & user ) {
+  forEachEntryManager( groups, [ & ]( const Kiv::Ptr< MorvaneTcamEntryManager > & user ) {
     user->setExhaustedForManager( unit, exhausted, group(), sliceFreed );
   } );
   if ( sliceFreed )
-    groupManager()->sliceFreedIs( group(), true );
+    groups.sliceFreedIs( group(), true );
 }
 
 void MorvaneTcamEntryManager::setExhaustedForManager( U32 unit, bool exhausted, U32 forGroup,
@@ -491,12 +492,13 @@ void MorvaneTcamEntryManager::clearCountersForEntry( U32 unit, U32 entry ) {
 
 // One operation per entry: entries may be released in between.
 void MorvaneTcamEntryManager::clearCounters( U32 unit ) {
+  const Kiv::Ptr< MorvaneTcamGroupManager > groups( &holderOf( *this ) );
   const Kiv::Ptr< UnitEntriesCreated > entries = internalUnitEntry( unit );
   if ( !entries || !allocateStatsPerEntry() )
     return;
   for ( auto it = entries->entryCreatedIterConst(); it; ++it ) {
-    const Operation operation( *groupManager(), unit );
-    if ( entries->parent() == this && entries->entryStats( it.key() ) != 0 )
+    const Operation operation( *groups, unit );
+    if ( parent() && entries->parent() == this && entries->entryStats( it.key() ) != 0 )
       clearCountersForEntry( unit, it.key() );
   }
 }
@@ -504,15 +506,17 @@ void MorvaneTcamEntryManager::clearCounters( U32 unit ) {
 // --- Range checkers, policers, user-defined fields -------------------------------------------
 
 U32 MorvaneTcamEntryManager::getRangeChecker( U32 unit, RangeCheckerDesc desc ) {
+  const Operation operation( *this, unit );
   return groupManager()->getRangeChecker( unit, desc );
 }
 
 void MorvaneTcamEntryManager::releaseRangeChecker( U32 unit, RangeCheckerDesc desc ) {
+  const Operation operation( *this, unit, Operation::Cleanup::withRelease );
   groupManager()->releaseRangeChecker( unit, desc );
 }
 
 bool MorvaneTcamEntryManager::rangeCheckersExhausted( U32 unit ) const {
-  return groupManager()->rangeCheckersExhausted( unit );
+  return holderOf( *this ).rangeCheckersExhausted( unit );
 }
 
 void MorvaneTcamEntryManager::attachPolicer( U32 unit, U32 entry, U32 basePolicerId,

@@ -11,6 +11,7 @@
 #include "kiv/Lock.h"
 #include "morvane/MorvaneTcamEntryManager.h"
 #include "morvane/MorvaneTcamGroupManager.h"
+#include "morvane/MorvaneTcamManager/Managers.h"
 #include "morvane/MorvaneTcamManager/Rollback.h"
 #include "shim/SdkCall.h"
 
@@ -114,9 +115,9 @@ Operation::Operation( const MorvaneTcamGroupManager & manager, U32 unit, Cleanup
 
 Operation::Operation( const MorvaneTcamEntryManager & manager, U32 unit, Cleanup cleanup )
     : pass_( manager ) {
-  KIV_ASSERT( manager.parent() && "The entry manager does not belong to a group manager any more" );
+  const MorvaneTcamGroupManager & holder = holderOf( manager );
   if ( cleanup == Cleanup::first )
-    finishCleanup( *manager.groupManager(), unit );
+    finishCleanup( holder, unit );
 }
 
 Operation::Operation( const MorvaneTcamGroupManager & manager ) : pass_( manager ) {}

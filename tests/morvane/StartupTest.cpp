@@ -327,6 +327,25 @@ TEST( StartupTest, ReInitialisationRebuildsEverything ) {
   EXPECT_EQ( sw.state(), fresh );
   EXPECT_EQ( sw.audit(), "" );
   EXPECT_NE( &sw.bounded( ipAclTcamGroup ), before.rawPtr_ );
+  void ( *const uses[] )( MorvaneTcamEntryManager & ) = {
+      []( auto & old ) { old.installEntry( 0, 0x10000 ); },
+      []( auto & old ) {
+        old.getRangeChecker( 0, { 1, 2, 3 } );
+      },
+      []( auto & old ) {
+        old.releaseRangeChecker( 0, { 1, 2, 3 } );
+      },
+      []( auto & old ) { old.rangeCheckersExhausted( 0 ); },
+      []( auto & old ) { old.getMirroringAclUdf( 0, Acl::ip(), 0, UdfBaseL3HeaderStart, 0, 4 ); },
+      []( auto & old ) { old.setExhausted( 0, true, false ); },
+      []( auto & old ) { old.exhaustedIs( 0, false ); },
+      []( auto & old ) { old.exhaustedDel( 0 ); },
+      []( auto & old ) { old.clearCounters( 0 ); },
+      []( auto & old ) { old.handleInitialized(); } };
+  for ( const auto & use : uses )
+    EXPECT_THAT( deathOf( [ & ] { use( *before ); } ),
+                 HasSubstr( "The entry manager does not belong to a group manager any more" ) )
+        << "use " << &use - uses;
   EXPECT_TRUE( sw.groups->sliceFreedSize() == 0 && sw.groups->rangeCheckerSize() == 0 );
 }
 

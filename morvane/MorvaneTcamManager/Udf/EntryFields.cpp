@@ -4,6 +4,7 @@
 
 #include "kiv/Assert.h"
 #include "morvane/AclType.h"
+#include "morvane/MorvaneTcamManager/Managers.h"
 #include "morvane/MorvaneTcamManager/Trace.h"
 #include "morvane/MorvaneTcamManager/Udf/GroupUdfs.h"
 #include "morvane/MorvaneTcamManager/Udf/Placement.h"
@@ -179,7 +180,7 @@ S32 EntryFields::find( S32 aclType, U32 ethType, UdfOffsetBase base, U8 offset, 
                                << " ether type=" << ethType;
   if ( aclType != Acl::ip() && aclType != Acl::mac() )
     return -1;
-  const MirroringUdfs udfs( *user_.groupManager(), aclType );
+  const MirroringUdfs udfs( holderOf( user_ ), aclType );
   const std::optional< UdfUnitSpec > spec =
       findUdf( udfs, unit, ethType, base, normalizedUdfOffset( base, offset ), length );
   if ( !spec )
