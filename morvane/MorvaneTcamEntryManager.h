@@ -12,7 +12,8 @@
 // entry ids match first, because an entry's default priority is maxPrio minus its id.
 //
 // Failure: no room is a result (0 or false) and the `exhausted` flag of the unit. Any other SDK
-// failure and any misuse (an entry out of range, an empty description) ends the process.
+// failure and any misuse (an entry out of range or not handed out, an empty description) ends the
+// process.
 //
 // In a group that needs the outer-VLAN workaround the second copy of an entry is its twin, which
 // the library keeps up to date (morvane/MorvaneOvidWarSm.h).

@@ -110,8 +110,7 @@ U32 EntryAllocation::run( Rollback & rollback ) {
       rollback.undo();
       return 0;
     }
-  } else if ( user_.strategy() != tcamAllocateUnbounded &&
-              EntryRecords( user_, unit_ ).isTaken( entry_ ) ) {
+  } else if ( user_.strategy() != tcamAllocateUnbounded && isTaken( entries(), entry_ ) ) {
     return 0;
   }
   if ( !createCopies( rollback ) ) {

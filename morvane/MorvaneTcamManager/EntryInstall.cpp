@@ -1,6 +1,6 @@
 #include "morvane/MorvaneTcamManager/EntryInstall.h"
 
-#include "kiv/Assert.h"
+#include "morvane/MorvaneTcamManager/EntryRecords.h"
 #include "morvane/MorvaneTcamManager/OvidTwins.h"
 #include "morvane/MorvaneTcamManager/PortBitmaps.h"
 #include "morvane/MorvaneTcamManager/Trace.h"
@@ -14,6 +14,8 @@ void EntryInstall::install( U32 entry ) {
   MORVANE_TRACE( traceEntry ) << "installEntry"
                               << " entry " << entry;
   const bool wasInstalled = entries().entryInstalled( entry );
+  if ( !wasInstalled )
+    assertTaken( entries(), entry );
   Rollback rollback( groups_ );
   writeCopies( entry, rollback, wasInstalled );
   rollback.commit();
@@ -68,6 +70,7 @@ void EntryInstall::writeCopy( U32 entry, const PipeCopy & at, Rollback & rollbac
 }
 
 void EntryInstall::remove( U32 entry ) {
+  assertTaken( entries(), entry );
   Release release( groups_, unit_ );
   for ( const PipeCopy c : copies() )
     release.add( { cleanupRemoveEntry, c.entryId( entry ) } );
@@ -81,6 +84,7 @@ void EntryInstall::remove( U32 entry ) {
 // --- State -----------------------------------------------------------------------------------
 
 void EntryInstall::enable( U32 entry, bool enable, int toleratedRc ) {
+  assertTaken( entries(), entry );
   const U32 unit = unit_;
   const bool wasEnabled = !entries().entryDisabled( entry );
   const bool twinIdle = entries().ovidTwinIdle( entry );

@@ -1,5 +1,6 @@
 #include "morvane/MorvaneTcamManager/EntryRecords.h"
 
+#include "kiv/Assert.h"
 #include "morvane/MorvaneTcamManager/EntryStats.h"
 #include "morvane/MorvaneTcamManager/Managers.h"
 
@@ -7,9 +8,13 @@ namespace Morvane {
 
 // Every member of entryCreated but the placeholder has an installation mark, which is faster to
 // find.
-bool EntryRecords::isTaken( U32 entry ) const {
-  return entries().entryInstalledHas( entry ) ||
-         ( entry == anyEntry && entries().entryCreatedHas( entry ) );
+bool isTaken( const UnitEntriesCreated & records, U32 entry ) {
+  return records.entryInstalledHas( entry ) ||
+         ( entry == anyEntry && records.entryCreatedHas( entry ) );
+}
+
+void assertTaken( const UnitEntriesCreated & records, U32 entry ) {
+  KIV_ASSERT( isTaken( records, entry ) && "The entry is not handed out" );
 }
 
 void EntryRecords::add( U32 entry, const Kiv::String8 & desc ) {

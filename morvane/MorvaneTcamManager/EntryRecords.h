@@ -5,11 +5,14 @@
 
 namespace Morvane {
 
+// Whether the entry is handed out on the unit of the records.
+bool isTaken( const UnitEntriesCreated & records, U32 entry );
+void assertTaken( const UnitEntriesCreated & records, U32 entry );
+
 class EntryRecords : private EntryTopic {
  public:
   EntryRecords( MorvaneTcamEntryManager & user, U32 unit ) : EntryTopic( user, unit ) {}
 
-  bool isTaken( U32 entry ) const;
   // Records an entry as handed out, not yet installed.
   void add( U32 entry, const Kiv::String8 & desc );
   void registerOwner( U32 entry );

@@ -1,6 +1,5 @@
 #include "morvane/MorvaneTcamManager/EntryRelease.h"
 
-#include "kiv/Assert.h"
 #include "morvane/MorvaneTcamManager/EntryRange.h"
 #include "morvane/MorvaneTcamManager/EntryRecords.h"
 #include "morvane/MorvaneTcamManager/EntryStats.h"
@@ -18,8 +17,8 @@ EntryRelease::~EntryRelease() {
 void EntryRelease::drop( U32 entry ) {
   MORVANE_TRACE( traceEntry ) << "Unit: " << unit_ << " " << user_.name() << " releaseEntry"
                               << "(entry=0x" << Snaptrace::hex( entry ) << ")";
+  assertTaken( entries(), entry );
   EntryRecords records( user_, unit_ );
-  KIV_ASSERT( records.isTaken( entry ) );
   SmallList< PipeCopy, 8 > all;
   for ( const PipeCopy c : copies() )
     all.push( c );

@@ -1,6 +1,7 @@
 #include "morvane/MorvaneTcamManager/Policers.h"
 
 #include "kiv/Assert.h"
+#include "morvane/MorvaneTcamManager/EntryRecords.h"
 #include "morvane/MorvaneTcamManager/Rollback.h"
 #include "morvane/MorvaneTcamManager/Trace.h"
 #include "shim/SdkCall.h"
@@ -75,6 +76,7 @@ void traceAttach( const MorvaneTcamEntryManager & user, U32 unit, U32 entryId, U
 
 void Policers::attach( const MorvaneTcamEntryManager & user, U32 entry, U32 basePolicerId ) const {
   const U32 unit = unit_;
+  assertTaken( *user.unitEntries( unit ), entry );
   Rollback rollback( manager_ );
   for ( const PipeCopy c : user.copies( unit ) ) {
     const U32 policerId = ofPipe( c.pipe, basePolicerId );
@@ -89,6 +91,7 @@ void Policers::attach( const MorvaneTcamEntryManager & user, U32 entry, U32 base
 
 void Policers::detach( const MorvaneTcamEntryManager & user, U32 entry, U32 basePolicerId ) const {
   const U32 unit = unit_;
+  assertTaken( *user.unitEntries( unit ), entry );
   Rollback rollback( manager_ );
   for ( const PipeCopy c : user.copies( unit ) ) {
     const U32 policerId = ofPipe( c.pipe, basePolicerId );

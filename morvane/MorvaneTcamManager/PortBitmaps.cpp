@@ -1,5 +1,6 @@
 #include "morvane/MorvaneTcamManager/PortBitmaps.h"
 
+#include "morvane/MorvaneTcamManager/EntryRecords.h"
 #include "morvane/MorvaneTcamManager/Trace.h"
 #include "shim/SdkCall.h"
 
@@ -7,6 +8,7 @@ namespace Morvane {
 
 void PortBitmaps::inPortsIs( U32 entry, const bcm_pbmp_t & data, const bcm_pbmp_t & mask,
                              bool permanent ) {
+  assertTaken( entries(), entry );
   const Kiv::ValidPtr< TcamEntryBcmPbmp > store = entries().tcamEntryBcmPbmpIs( entry );
   store->pbmpDataIs( data );
   store->pbmpMaskIs( mask );
@@ -15,6 +17,7 @@ void PortBitmaps::inPortsIs( U32 entry, const bcm_pbmp_t & data, const bcm_pbmp_
 }
 
 void PortBitmaps::inPortIs( U32 entry, U32 port, bool permanent ) {
+  assertTaken( entries(), entry );
   const Kiv::ValidPtr< TcamEntryBcmPbmp > store = entries().tcamEntryBcmPbmpIs( entry );
   store->inPortIs( port );
   store->singlePortIs( true );
@@ -63,6 +66,7 @@ void PortBitmaps::apply( U32 entry, U32 tcamEntryId, Rollback & rollback ) {
 // --- Loopback --------------------------------------------------------------------------------
 
 void PortBitmaps::loopbackIs( U32 entry, bcm_field_action_t action, const bcm_pbmp_t & outPorts ) {
+  assertTaken( entries(), entry );
   entries().outportsBcmPbmpIs( entry )->pbmpIs( outPorts );
   entries().loopbackPortRedirectActionIs( entry, action );
 }
