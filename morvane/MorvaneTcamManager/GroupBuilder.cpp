@@ -89,7 +89,7 @@ void GroupBuilder::prepare() {
   SDK_CHECKED( bcm_port_config_get( unit, &portConfig ) );
 
   common_ = {};
-  if ( largeSlice_ )
+  if ( largeSlice_ && !request_.forUdf )
     common_.flags |= BCM_FIELD_GROUP_CREATE_LARGE;
   if ( !Shim::sdkShim().kelmor_field_group_by_preselector( unit_ ) &&
        manager_.managedPriority( group_ ) )
@@ -197,7 +197,10 @@ bool GroupBuilder::createInHardware( bcm_field_group_config_t & groupConfig ) {
   const U32 unit = unit_;
   int rc = SDK_CALL( bcm_field_group_config_create( unit, &groupConfig ) );
   if ( isTriedAgain( rc ) ) {
-    groupConfig.flags &= ~BCM_FIELD_GROUP_CREATE_LARGE;
+    if ( request_.forUdf )
+      groupConfig.flags |= BCM_FIELD_GROUP_CREATE_LARGE;
+    else
+      groupConfig.flags &= ~BCM_FIELD_GROUP_CREATE_LARGE;
     rc = SDK_CALL( bcm_field_group_config_create( unit, &groupConfig ) );
   }
   if ( rc == BCM_E_RESOURCE || ( rc == BCM_E_UNAVAIL && request_.forUdf ) )

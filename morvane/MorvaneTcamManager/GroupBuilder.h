@@ -21,8 +21,8 @@ namespace Morvane {
 // The operation that builds the group.
 struct GroupRequest {
   const char * operation;  // its name in the traces
-  // The group carries data qualifiers: any failure is retried without a large slice, and a second
-  // failure counts as no room.
+  // The group carries data qualifiers: any failure is retried with a large slice, and a second
+  // failure counts as no room. Other groups request the large slice first.
   bool forUdf;
 };
 
@@ -71,7 +71,7 @@ class GroupBuilder {
   bcm_field_qset_t qset_ = {};
   bcm_field_group_config_t common_ = {};
   bcm_port_config_t portConfig_ = {};
-  // Requests a large slice first; the retry goes without.
+  // Without data qualifiers: requests a large slice first; the retry goes without.
   bool largeSlice_ = true;
 };
 

@@ -30,7 +30,7 @@ struct QualifierSetInput {
 // Derived from the group's list without the corrections of the chip type.
 struct GroupKind {
   bool stageIngress = true;  // copied per pipe
-  bool largeSlice = true;    // requests a large slice first, then retries without
+  bool largeSlice = true;    // a first attempt requests a large slice
   bool matchesNoPort = true;
   bool matchesOuterVlan = false;
 };

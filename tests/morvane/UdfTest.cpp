@@ -56,6 +56,25 @@ TEST( UdfSharingTest, UsesAreCountedPerGroupAndUnit ) {
              -1 );
 }
 
+TEST( UdfProgrammingTest, RetryRequestsALargeSlice ) {
+  for ( const bool presels : { false, true } )
+    for ( const int rc : { 0, -14, -11 } ) {
+      UdfSwitch sw( { .presels = presels, .largeSlices = 4 }, Acl::ip() );
+      const auto refuseOnce = [ & ] {
+        if ( rc != 0 )
+          sw.faults.arm( { .op = SdkOp::bcm_field_group_config_create, .rc = rc } );
+      };
+      ASSERT_TRUE( sw.groups->initializeGroup( 0, 1 ) );
+      refuseOnce();
+      sw.groups->initializeGroup( 0, 4 );
+      const S32 field = sw.set( near ).qualId;
+      refuseOnce();
+      sw.groups->reInitializeGroupWithMirroringAclUdf( 0, 1, field );
+      for ( const U32 group : { 1U, 4U } )
+        EXPECT_EQ( sw.asic.group( 0, group )->flags & 8, rc == 0 ? 0U : 8U ) << group << " " << rc;
+    }
+}
+
 TEST( LogMessagesTest, PlatformFiltersAndWordsMessages ) {
   LoggedMessages messages;
   MORVANE_CONFIG_CHANGE.raise();  // filtered by the platform
