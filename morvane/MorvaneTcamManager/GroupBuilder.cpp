@@ -139,6 +139,7 @@ void GroupBuilder::createPreselector( const PipeCopy & at, bcm_field_group_confi
   } );
   SDK_CHECKED(
       bcm_field_qualify_Stage( unit, preselId | BCM_FIELD_QUALIFY_PRESEL, bcmFieldStageIngress ) );
+  FP_COMMAND() << "fp presel qualify " << preselId << " stage ingress";
   const bcm_field_src_class_t preselKeyData = { pipe };
   const bcm_field_src_class_t preselKeyMask = { BCM_PIPES_MAX - 1 };
   SDK_CHECKED( bcm_field_qualify_MixedSrcClassId( unit, preselId | BCM_FIELD_QUALIFY_PRESEL,

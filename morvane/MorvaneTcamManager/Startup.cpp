@@ -107,17 +107,25 @@ bool Startup::applyUnitControls() {
   for ( auto unitIter = manager_.modChipInfoIterConst(); unitIter; ++unitIter ) {
     manager_.rangeCheckersExhaustedIs( unitIter.key(), false );
     manager_.udfResourceErrorIs( static_cast< U8 >( unitIter.key() ), false );
+    const auto echo = [ unit = unitIter.key() ]( const char * control ) {
+      FP_COMMAND() << "fp control unit " << unit << " " << control;
+    };
     SDK_CHECKED(
         bcm_field_control_set( unitIter.key(), bcmFieldControlRedirectExcludeSrcPort, 1 ) );
+    echo( "RedirectExcludeSrcPort" );
     SDK_CHECKED(
         bcm_field_control_set( unitIter.key(), bcmFieldControlRedirectIngressVlanCheck, 1 ) );
+    echo( "RedirectIngressVlanCheck" );
     SDK_CHECKED(
         bcm_field_control_set( unitIter.key(), bcmFieldControlRedirectNonUcastTrunkResolve, 1 ) );
+    echo( "RedirectNonUcastTrunkResolve" );
     SDK_CHECKED(
         bcm_field_control_set( unitIter.key(), bcmFieldControlPolicerGroupSharingEnable, 1 ) );
+    echo( "PolicerGroupSharingEnable" );
     SDK_CHECKED( bcm_port_control_set( unitIter.key(), 0, bcmPortControlFilterIngress, 1 ) );
+    echo( "FilterIngress" );
     SDK_CHECKED( bcm_port_control_set( unitIter.key(), 0, bcmPortControlFilterLookup, 1 ) );
-    FP_COMMAND() << "fp control unit " << unitIter.key();
+    echo( "FilterLookup" );
     if ( Shim::sdkShim().kelmor_field_shared_by_pipes( unitIter.key() ) ) {
       KIV_ASSERT( numPipe() == 1 );
       ovidWarNeeded = true;

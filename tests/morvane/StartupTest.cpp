@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "kiv/Exception.h"
+#include "morvane/MorvaneTcamManager/Trace.h"
 #include "morvane/PlatformCheck.h"
 #include "shim/SdkDecorator.h"
 #include "tests/morvane/UdfSwitch.h"
@@ -72,17 +73,21 @@ TEST( StartupTest, SetsTheControlsOfEveryUnitInOrder ) {
   TestSwitch sw( { .units = 2 } );
   sw.platform.acl( 1, 4 );
   std::vector< std::string > expected;
-  for ( int unit = 0; unit < 2; ++unit ) {
-    for ( const char * control : { "RedirectExcludeSrcPort", "RedirectIngressVlanCheck",
-                                   "RedirectNonUcastTrunkResolve", "PolicerGroupSharingEnable" } )
+  for ( int unit = 0; unit < 2; ++unit )
+    for ( const char * control :
+          { "RedirectExcludeSrcPort", "RedirectIngressVlanCheck", "RedirectNonUcastTrunkResolve",
+            "PolicerGroupSharingEnable", "FilterIngress", "FilterLookup" } ) {
       expected.push_back( fmt::format(
-          "bcm_field_control_set( unitIter.key(), bcmFieldControl{}, 1 ) (rc:0)", control ) );
-    for ( const char * control : { "Ingress", "Lookup" } )
-      expected.push_back( fmt::format(
-          "bcm_port_control_set( unitIter.key(), 0, bcmPortControlFilter{}, 1 ) (rc:0)",
+          fmt::runtime(
+              control[ 0 ] == 'F'
+                  ? "bcm_port_control_set( unitIter.key(), 0, bcmPortControl{}, 1 ) (rc:0)"
+                  : "bcm_field_control_set( unitIter.key(), bcmFieldControl{}, 1 ) (rc:0)" ),
           control ) );
-  }
+      expected.push_back( fmt::format( "control unit {} {}", unit, control ) );
+    }
+  apiMorvane.levelIs( traceCommand, true );
   EXPECT_EQ( callTexts( [ & ] { sw.start(); } ), expected );
+  apiMorvane.levelIs( traceCommand, false );
   EXPECT_EQ( sw.asic.controls( 1 ).controls,
              ( std::map< int, U32 >{ { 1, 1 }, { 2, 1 }, { 3, 1 }, { 4, 1 } } ) );
   EXPECT_TRUE( sw.groups->rangeCheckersExhaustedHas( 1 ) && sw.groups->udfResourceErrorHas( 1 ) );
