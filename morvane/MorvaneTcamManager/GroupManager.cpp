@@ -311,6 +311,7 @@ std::vector< const TcamReservation * > MorvaneTcamGroupManager::getTcamReservati
 void MorvaneTcamGroupManager::traceGroupStatus( U32 unit, U32 pipeGroupId ) const {
   if ( !apiMorvane.enabled( traceDetail ) )
     return;
+  const Operation operation( *this, unit );
   const U32 groupId = pipeGroupId;
   bcm_field_group_status_s status = {};
   SDK_CHECKED( bcm_field_group_status_get( unit, groupId, &status ) );

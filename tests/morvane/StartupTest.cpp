@@ -246,6 +246,21 @@ TEST( StartupTest, IdsOutsideTheSdksSetsEndTheProcess ) {
   Shim::sdk_ = &sw.log;
 }
 
+TEST( StartupTest, OperationsNeedAStartedManager ) {
+  TestSwitch sw;
+  sw.platform.acl( 1, 4 );
+  sw.construct();
+  apiMorvane.levelIs( traceDetail, true );
+  void ( *const uses[] )( MorvaneTcamGroupManager & ) = {
+      []( auto & groups ) { groups.initializeGroup( 0, 1 ); },
+      []( auto & groups ) { groups.traceGroupStatus( 0, 1 ); } };
+  for ( const auto & use : uses )
+    EXPECT_THAT( deathOf( [ & ] { use( *sw.groups ); } ),
+                 HasSubstr( "The group manager has not been started" ) )
+        << "use " << &use - uses;
+  apiMorvane.levelIs( traceDetail, false );
+}
+
 TEST( StartupTest, InitializedRunsStartUpBeforeNotifying ) {
   TestSwitch sw;
   sw.platform.acl( 1, 4 );
