@@ -231,6 +231,14 @@ TEST( UdfProgrammingTest, TracesShowEveryStep ) {
                    " Update state for IP UDF qual id: 1 current ref count: 2",
                    " Updated/Deleted IP UDF qual id: 1 new ref count: 1" ) );
   apiMorvane.levelIs( 1, false );
+  const std::string readBack =
+      "bcm_field_data_qualifier_get( unit, currentQualId, &udfQual) (rv:0)";
+  EXPECT_THAT( callTexts( [ & ] {
+                 sw.set( far );
+                 sw.manager( sw.user( 1 ) )
+                     .verifyMirroringAclUdf( 0, sw.type, anyType, far.base, far.offset, 4 );
+               } ),
+               ElementsAre( readBack, readBack ) );
 }
 
 // --- Flow-programming groups -----------------------------------------------------------------

@@ -22,9 +22,12 @@ void assertAsProgrammed( const DataQualifier & udfQual, S32 currentQualId, U8 le
   KIV_ASSERT( udfQual.offset_base() == bcmFieldDataOffsetBaseOuterL3Header );
 }
 
+// The call is traced as written, here and in verify: no blank before its bracket.
 void readBack( U32 unit, S32 currentQualId, U8 length ) {
   DataQualifier udfQual = {};
-  const int rv = SDK_CALL_RV( bcm_field_data_qualifier_get( unit, currentQualId, &udfQual ) );
+  // clang-format off
+  const int rv = SDK_CALL_RV( bcm_field_data_qualifier_get( unit, currentQualId, &udfQual) );
+  // clang-format on
   if ( rv < 0 )
     MORVANE_TRACE( traceFailure ) << " UDF Qual id: " << currentQualId << " not programmed in hw! ";
   assertAsProgrammed( udfQual, currentQualId, length );
@@ -203,7 +206,9 @@ void EntryFields::verify( S32 aclType, U32 ethType, UdfOffsetBase base, U8 offse
     return;
   MORVANE_TRACE( traceDetail ) << " Verify UDF qual id: " << currentQualId;
   DataQualifier udfQual = {};
-  const int err = SDK_CALL_RV( bcm_field_data_qualifier_get( unit, currentQualId, &udfQual ) );
+  // clang-format off
+  const int err = SDK_CALL_RV( bcm_field_data_qualifier_get( unit, currentQualId, &udfQual) );
+  // clang-format on
   KIV_ASSERT( err == BCM_E_NONE );
   assertAsProgrammed( udfQual, currentQualId, length );
 }
