@@ -244,6 +244,7 @@ bool MorvaneTcamEntryManager::allocateAllEntries( U32 unit ) {
 
 void MorvaneTcamEntryManager::deallocateAllEntries( U32 unit ) {
   const Operation operation( *this, unit, Operation::Cleanup::withRelease );
+  assertHasRange( *this );
   if ( groupManager()->getNumPipe( group() ) == 0 ) {
     setExhausted( unit, false, false );
     return;

@@ -21,13 +21,6 @@ constexpr TcamAllocationStrategy tcamAllocateAtBeginning() {
 }
 }  // namespace Strategy
 
-void assertHasRange( const MorvaneTcamEntryManager & user ) {
-  using Strategy::tcamAllocateAsChunk;
-  using Strategy::tcamAllocateAtBeginning;
-  const auto strategy = [ & ] { return user.strategy(); };
-  KIV_ASSERT( strategy() == tcamAllocateAtBeginning() || strategy() == tcamAllocateAsChunk() );
-}
-
 void assertNotAtBeginning( const MorvaneTcamEntryManager & user ) {
   using Strategy::tcamAllocateAtBeginning;
   const auto strategy = [ & ] { return user.strategy(); };
@@ -35,6 +28,13 @@ void assertNotAtBeginning( const MorvaneTcamEntryManager & user ) {
 }
 
 }  // namespace
+
+void assertHasRange( const MorvaneTcamEntryManager & user ) {
+  using Strategy::tcamAllocateAsChunk;
+  using Strategy::tcamAllocateAtBeginning;
+  const auto strategy = [ & ] { return user.strategy(); };
+  KIV_ASSERT( strategy() == tcamAllocateAtBeginning() || strategy() == tcamAllocateAsChunk() );
+}
 
 bool uncountEntries( GroupCounts & counts, U32 unit, U32 howMany ) {
   const U32 before = counts.unitAllocated( unit );
@@ -100,7 +100,6 @@ void EntryRange::createEntry( U32 entry, Rollback & rollback ) {
 }
 
 bool EntryRange::drop( Release & release ) {
-  assertHasRange( user_ );
   SmallList< PipeCopy, 8 > all;
   for ( const PipeCopy c : copies() )
     all.push( c );

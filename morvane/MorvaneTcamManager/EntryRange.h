@@ -14,6 +14,9 @@ inline constexpr U32 sliceEntries = 128;
 // Subtracts hardware entries of a group copy; returns whether a slice came free.
 bool uncountEntries( GroupCounts & counts, U32 unit, U32 howMany );
 
+// Asserts that the user's entries are created all at once.
+void assertHasRange( const MorvaneTcamEntryManager & user );
+
 class EntryRange : private EntryTopic {
  public:
   EntryRange( MorvaneTcamEntryManager & user, U32 unit ) : EntryTopic( user, unit ) {}

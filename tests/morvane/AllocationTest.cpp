@@ -72,9 +72,11 @@ TEST( StrategyTest, EntriesHaveIdentifiersAndDefaultPriorities ) {
   EXPECT_EQ( acl.defaultPrio( 1 ), 0xFFFFFFFFU );  // maxPrio was not read yet: 0 - 1
   acl.initializeGroup( 0 );
   EXPECT_EQ( acl.defaultPrio( 0x10000 ), 0x7FFEFFFEU );
-  EXPECT_THAT( deathOf( [ & ] { acl.allocateAllEntries( 0 ); } ),
-               HasSubstr( "`strategy() == tcamAllocateAtBeginning() || strategy() == "
-                          "tcamAllocateAsChunk()' failed." ) );
+  const auto noRange = HasSubstr(
+      "`strategy() == tcamAllocateAtBeginning() || strategy() == tcamAllocateAsChunk()' failed." );
+  EXPECT_THAT( deathOf( [ & ] { acl.allocateAllEntries( 0 ); } ), noRange );
+  sw.groups->numPipeIs( 0 );
+  EXPECT_THAT( deathOf( [ & ] { acl.deallocateAllEntries( 0 ); } ), noRange );
 }
 
 TEST( StrategyTest, ExhaustionSpreadsToTheGroupAndClearsWithRoom ) {
