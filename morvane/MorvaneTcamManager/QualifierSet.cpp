@@ -17,9 +17,9 @@ const U32 * mirroringQualifiers( S32 aclType, bool ipv6MirroringSupported ) {
 }
 
 ChipProperties chipProperties( U32 unit ) {
-  return { Shim::sdk_->kelmor_field_shared_by_pipes( unit ),
-           Shim::sdk_->kelmor_field_second_copy( unit ),
-           Shim::sdk_->kelmor_field_group_by_preselector( unit ) };
+  Shim::SdkShim & sdk = Shim::sdkShim();
+  return { sdk.kelmor_field_shared_by_pipes( unit ), sdk.kelmor_field_second_copy( unit ),
+           sdk.kelmor_field_group_by_preselector( unit ) };
 }
 
 GroupKind groupKind( const U32 * qualifiers ) {

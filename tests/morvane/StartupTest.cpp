@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "kiv/Exception.h"
+#include "morvane/MorvaneTcamManager/QualifierSet.h"
 #include "morvane/MorvaneTcamManager/Trace.h"
 #include "morvane/PlatformCheck.h"
 #include "shim/SdkDecorator.h"
@@ -259,6 +260,10 @@ TEST( StartupTest, OperationsNeedAStartedManager ) {
                  HasSubstr( "The group manager has not been started" ) )
         << "use " << &use - uses;
   apiMorvane.levelIs( traceDetail, false );
+}
+
+TEST( StartupTest, ChipPropertiesNeedAnSdk ) {
+  EXPECT_THAT( deathOf( [] { chipProperties( 0 ); } ), HasSubstr( "Shim::sdk_ has not been set" ) );
 }
 
 TEST( StartupTest, InitializedRunsStartUpBeforeNotifying ) {
