@@ -19,14 +19,12 @@ void GroupBuilder::makeQualifierSet( Rollback & rollback ) {
   } );
   manager_.stageIngressIs( group_, true );
   const QualifierTrace trace{ unit_, request_.operation };
-  const QualifierSet set = Morvane::makeQualifierSet( qualifierSetInput(), &trace );
-  manager_.stageIngressIs( group_, set.stageIngress );
-  qset_ = set.qset;
-  largeSlice_ = set.largeSlice;
+  set_ = Morvane::makeQualifierSet( qualifierSetInput(), &trace );
+  manager_.stageIngressIs( group_, set_.stageIngress );
 }
 
 void GroupBuilder::addDataQualifier( S32 qualId ) {
-  const int rc = manager_.addUdfQualifierToQset( unit_, &qset_, qualId );
+  const int rc = manager_.addUdfQualifierToQset( unit_, &set_.qset, qualId );
   SDK_RESULT( rc );
 }
 
@@ -42,7 +40,7 @@ void GroupBuilder::addCarried( const GroupUdfQual & carried ) {
 // The call is traced as written, without blanks in brackets.
 void GroupBuilder::addDataQualifiers( const std::vector< DataQualifier > & udfQual ) {
   const U32 unit = unit_;
-  bcm_field_qset_t & qset = qset_;
+  bcm_field_qset_t & qset = set_.qset;
   for ( U32 i = 0; i < udfQual.size(); ++i ) {
     MORVANE_TRACE( traceDetail ) << "Unit: " << unit << " " << request_.operation << " "
                                  << "The qualifier id to add to qset is " << udfQual[ i ].qual_id();
@@ -76,11 +74,6 @@ const U32 * GroupBuilder::qualifierList() const {
       manager_.ipv6MirroringSupported() );
 }
 
-bool GroupBuilder::keepsTwins() const {
-  return Shim::sdkShim().kelmor_field_shared_by_pipes( unit_ ) && manager_.stageIngress( group_ ) &&
-         qset_.has( bcmFieldQualifyOuterVlanId );
-}
-
 // --- Configuration ---------------------------------------------------------------------------
 
 void GroupBuilder::prepare() {
@@ -89,12 +82,12 @@ void GroupBuilder::prepare() {
   SDK_CHECKED( bcm_port_config_get( unit, &portConfig ) );
 
   common_ = {};
-  if ( largeSlice_ && !request_.forUdf )
+  if ( set_.largeSlice && !request_.forUdf )
     common_.flags |= BCM_FIELD_GROUP_CREATE_LARGE;
   if ( !Shim::sdkShim().kelmor_field_group_by_preselector( unit_ ) &&
        manager_.managedPriority( group_ ) )
     common_.flags |= BCM_FIELD_GROUP_CREATE_MANAGED_PRIO;
-  common_.qset = qset_;
+  common_.qset = set_.qset;
   common_.flags |= BCM_FIELD_GROUP_CREATE_WITH_ID;
   common_.action_res_id = -1;
   if ( Shim::sdkShim().kelmor_field_second_copy( unit_ ) && manager_.stageIngress( group_ ) ) {
@@ -183,7 +176,7 @@ bool GroupBuilder::preselects() const {
 
 // All units share the mark: it stays while the group exists on another unit.
 void GroupBuilder::markOvidWar( const PipeCopy & at, Rollback & rollback ) {
-  if ( !keepsTwins() || manager_.ovidWar( at.pipeGroup ) )
+  if ( !keepsTwins( set_, chipProperties( unit_ ) ) || manager_.ovidWar( at.pipeGroup ) )
     return;
   manager_.ovidWarIs( at.pipeGroup, true );
   rollback.addRecord( [ manager = &manager_, group = at.pipeGroup ] {
@@ -212,7 +205,7 @@ bool GroupBuilder::createInHardware( bcm_field_group_config_t & groupConfig ) {
 
 bool GroupBuilder::isTriedAgain( int rc ) const {
   if ( !request_.forUdf )
-    return ( rc == BCM_E_RESOURCE || rc == BCM_E_UNAVAIL ) && largeSlice_;
+    return ( rc == BCM_E_RESOURCE || rc == BCM_E_UNAVAIL ) && set_.largeSlice;
   if ( rc < 0 )
     MORVANE_TRACE( traceFailure ) << "Unit: " << unit_ << " " << request_.operation << " "
                                   << "Retrying. Might need to allocate large slices";

@@ -61,18 +61,15 @@ class GroupBuilder {
   bool isTriedAgain( int rc ) const;
   bool placedByPort() const;
   bool preselects() const;
-  bool keepsTwins() const;
   void markOvidWar( const PipeCopy & at, Rollback & rollback );
 
   MorvaneTcamGroupManager & manager_;
   const U32 unit_;
   const U32 group_;
   const GroupRequest request_;
-  bcm_field_qset_t qset_ = {};
+  QualifierSet set_;
   bcm_field_group_config_t common_ = {};
   bcm_port_config_t portConfig_ = {};
-  // Without data qualifiers: requests a large slice first; the retry goes without.
-  bool largeSlice_ = true;
 };
 
 }  // namespace Morvane
