@@ -12,7 +12,7 @@ namespace Test::RandomWalk {
 
 struct Plan {
   U64 seed = 1;
-  Mix mix;
+  Mix mix = {};
   const Shape * shape = nullptr;       // null: all, in turn
   U32 shortest = 200, longest = 2000;  // length in steps
   U32 auditEvery = 16;                 // steps
