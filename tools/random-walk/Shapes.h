@@ -1,6 +1,7 @@
 // The chips of random walks: small ones, so that every resource runs out often.
 #pragma once
 
+#include <ostream>
 #include <span>
 
 #include "tests/morvane/TestSwitch.h"
@@ -10,6 +11,8 @@ namespace Test::RandomWalk {
 struct Shape {
   const char * name;
   Chip chip;
+
+  friend void PrintTo( const Shape & shape, std::ostream * out ) { *out << shape.name; }
 };
 
 std::span< const Shape > shapes();
