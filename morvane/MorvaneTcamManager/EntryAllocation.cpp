@@ -133,7 +133,7 @@ bool EntryAllocation::prepare( Rollback & rollback ) {
   if ( !acquireGroup( user_, unit_, rollback ) )
     return false;
   madeRange_ = user_.holdsRange() && !entries().rangeCreated();
-  return !madeRange_ || EntryRange( user_, unit_ ).create( rollback );
+  return !madeRange_ || EntryRange( *this ).create( rollback );
 }
 
 bool EntryAllocation::createCopies( Rollback & rollback ) {
@@ -161,9 +161,8 @@ bool EntryAllocation::createCopies( Rollback & rollback ) {
   }
   if ( missing ) {
     entries().rangeEntryMissingDel( entry_ );
-    rollback.addRecord( [ records = entries_.get(), entry = entry_ ] {
-      records->rangeEntryMissingIs( entry, true );
-    } );
+    rollback.addRecord(
+        [ records = entries_, entry = entry_ ] { records->rangeEntryMissingIs( entry, true ); } );
   }
   return true;
 }
@@ -210,7 +209,7 @@ void EntryAllocation::refuse( const PipeCopy & at, int rc ) {
 }
 
 void EntryAllocation::record( Rollback & rollback ) {
-  EntryRecords( user_, unit_ ).add( entry_, desc_ );
+  EntryRecords( *this ).add( entry_, desc_ );
   rollback.addRecord( [ user = &user_, unit = unit_, entry = entry_ ] {
     EntryRecords( *user, unit ).forget( entry );
   } );
@@ -220,7 +219,7 @@ bool EntryAllocation::attachStats( Rollback & rollback ) {
   static const StatTypesList usual( *defaultStatTypes() );
   const bool isUsual = !statTypes_ || statTypes_.rawPtr_ == defaultStatTypes().ptr().rawPtr_;
   const StatTypesList list = isUsual ? usual : StatTypesList( *statTypes_ );
-  EntryStats stats( user_, unit_ );
+  EntryStats stats( *this );
   for ( const PipeCopy c : copies() )
     if ( stats.install( c.pipeGroup, c.entryId( entry_ ), list, rollback ) == 0 )
       return false;
@@ -252,7 +251,7 @@ void EntryAllocation::handOver() {
   if ( agent.dumpEntries && agent.dumpNewEntries )
     SDK_CHECKED( bcm_field_entry_dump( unit, entryId ) );
   KIV_ASSERT( entryId > 0 );
-  EntryRecords( user_, unit ).registerOwner( entryId );
+  EntryRecords( *this ).registerOwner( entryId );
   MORVANE_TRACE( traceEntry ) << "getEntryBase returning entryId: " << entryId
                               << " for : " << desc_;
 }

@@ -20,14 +20,14 @@ void EntryInstall::install( U32 entry ) {
   writeCopies( entry, rollback, wasInstalled );
   rollback.commit();
   entries().entryInstalledIs( entry, true );
-  PortBitmaps( user_, unit_ ).dropApplied( entry );
+  PortBitmaps( *this ).dropApplied( entry );
 }
 
 void EntryInstall::reinstallCopies( U32 entry ) {
   Rollback rollback( groups_ );
   for ( const PipeCopy c : copies() )
     writeCopy( entry, c, rollback, true );
-  PortBitmaps( user_, unit_ ).programLoopback( entry, nullptr );
+  PortBitmaps( *this ).programLoopback( entry, nullptr );
   rollback.commit();
 }
 
@@ -40,7 +40,7 @@ void EntryInstall::writeCopies( U32 entry, Rollback & rollback, bool wasInstalle
       rollback.add( unit_, { cleanupReinstallEntry, entry } );
     first = false;
   }
-  PortBitmaps( user_, unit_ ).programLoopback( entry, wasInstalled ? nullptr : &rollback );
+  PortBitmaps( *this ).programLoopback( entry, wasInstalled ? nullptr : &rollback );
 }
 
 // A first installation is undone copy by copy.
@@ -50,7 +50,7 @@ void EntryInstall::writeCopy( U32 entry, const PipeCopy & at, Rollback & rollbac
   const U32 tcamEntryId = at.entryId( entry );
   const bool twin = !at.first() && groups_.ovidWar( user_.group() );
   if ( twin ) {
-    OvidTwins( user_, unit ).processOvidWarEntry( entry, wasInstalled ? nullptr : &rollback );
+    OvidTwins( *this ).processOvidWarEntry( entry, wasInstalled ? nullptr : &rollback );
     return;
   }
   if ( !at.first() ) {
@@ -60,7 +60,7 @@ void EntryInstall::writeCopy( U32 entry, const PipeCopy & at, Rollback & rollbac
       rollback.add( unit, { cleanupClearRule, tcamEntryId } );
   }
   if ( entries().tcamEntryBcmPbmpSize() != 0 )
-    PortBitmaps( user_, unit ).apply( entry, tcamEntryId, rollback );
+    PortBitmaps( *this ).apply( entry, tcamEntryId, rollback );
   SDK_CHECKED( bcm_field_entry_install( unit, tcamEntryId ) );
   FP_COMMAND() << "fp entry install " << tcamEntryId;
   if ( !wasInstalled )
@@ -75,9 +75,9 @@ void EntryInstall::remove( U32 entry ) {
   for ( const PipeCopy c : copies() )
     release.add( { cleanupRemoveEntry, c.entryId( entry ) } );
   if ( groups_.ovidWar( user_.group() ) )
-    OvidTwins( user_, unit_ ).forget( entry );
+    OvidTwins( *this ).forget( entry );
   entries().entryInstalledIs( entry, false );
-  PortBitmaps( user_, unit_ ).dropTemporary( entry );
+  PortBitmaps( *this ).dropTemporary( entry );
   release.run();
 }
 

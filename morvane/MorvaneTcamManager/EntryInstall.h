@@ -11,6 +11,7 @@ namespace Morvane {
 class EntryInstall : private EntryTopic {
  public:
   EntryInstall( MorvaneTcamEntryManager & user, U32 unit ) : EntryTopic( user, unit ) {}
+  explicit EntryInstall( const EntryTopic & outer ) : EntryTopic( outer ) {}
 
   // As the manager's operations of these names.
   void install( U32 entry );

@@ -96,7 +96,7 @@ void EntryRange::createEntry( U32 entry, Rollback & rollback ) {
       FP_COMMAND() << "fp entry prio " << entryId << " " << defaultPrio( entry );
     }
   }
-  EntryInstall( user_, unit ).writePriority( entry, user_.invalidPrio(), nullptr );
+  EntryInstall( *this ).writePriority( entry, user_.invalidPrio(), nullptr );
 }
 
 bool EntryRange::drop( Release & release ) {

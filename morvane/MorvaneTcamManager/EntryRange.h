@@ -20,6 +20,7 @@ void assertHasRange( const MorvaneTcamEntryManager & user );
 class EntryRange : private EntryTopic {
  public:
   EntryRange( MorvaneTcamEntryManager & user, U32 unit ) : EntryTopic( user, unit ) {}
+  explicit EntryRange( const EntryTopic & outer ) : EntryTopic( outer ) {}
 
   // Creates every entry of the range. False, and the unit exhausted, when it does not fit.
   bool create( Rollback & rollback );

@@ -30,7 +30,7 @@ void EntryRecords::registerOwner( U32 entry ) {
 
 void EntryRecords::forget( U32 entry ) {
   dropOwner( entry );
-  EntryStats stats( user_, unit_ );
+  EntryStats stats( *this );
   for ( const PipeCopy c : copies() )
     stats.forget( c.entryId( entry ) );
   dropRest( entry );

@@ -12,6 +12,7 @@ void assertTaken( const UnitEntriesCreated & records, U32 entry );
 class EntryRecords : private EntryTopic {
  public:
   EntryRecords( MorvaneTcamEntryManager & user, U32 unit ) : EntryTopic( user, unit ) {}
+  explicit EntryRecords( const EntryTopic & outer ) : EntryTopic( outer ) {}
 
   // Records an entry as handed out, not yet installed.
   void add( U32 entry, const Kiv::String8 & desc );

@@ -18,7 +18,7 @@ void EntryRelease::drop( U32 entry ) {
   MORVANE_TRACE( traceEntry ) << "Unit: " << unit_ << " " << user_.name() << " releaseEntry"
                               << "(entry=0x" << Snaptrace::hex( entry ) << ")";
   assertTaken( entries(), entry );
-  EntryRecords records( user_, unit_ );
+  EntryRecords records( *this );
   SmallList< PipeCopy, 8 > all;
   for ( const PipeCopy c : copies() )
     all.push( c );
@@ -27,7 +27,7 @@ void EntryRelease::drop( U32 entry ) {
     for ( U32 i = all.size(); i-- > 0; )
       release_.add( { cleanupRemoveEntry, all[ i ].entryId( entry ) } );
   if ( groups_.ovidWar( user_.group() ) )
-    OvidTwins( user_, unit_ ).forget( entry );
+    OvidTwins( *this ).forget( entry );
   const bool range = user_.holdsRange();
   if ( range )
     enableCopies( all, entry );
@@ -51,7 +51,7 @@ void EntryRelease::drop( U32 entry ) {
 }
 
 void EntryRelease::dropStats( const SmallList< PipeCopy, 8 > & all, U32 entry ) {
-  EntryStats stats( user_, unit_ );
+  EntryStats stats( *this );
   for ( U32 i = all.size(); i-- > 0; )
     stats.drop( all[ i ].entryId( entry ), release_ );
 }
@@ -88,7 +88,7 @@ void EntryRelease::dropAll() {
 }
 
 void EntryRelease::dropRange() {
-  sliceFreed_ = EntryRange( user_, unit_ ).drop( release_ ) || sliceFreed_;
+  sliceFreed_ = EntryRange( *this ).drop( release_ ) || sliceFreed_;
   freed_ = true;
 }
 

@@ -12,6 +12,7 @@ namespace Morvane {
 class EntryStats : private EntryTopic {
  public:
   EntryStats( MorvaneTcamEntryManager & user, U32 unit ) : EntryTopic( user, unit ) {}
+  explicit EntryStats( const EntryTopic & outer ) : EntryTopic( outer ) {}
 
   // Creates, attaches and records an object. Returns its id, or 0 when the ASIC has none left.
   U32 install( U32 groupId, U32 entryId, const StatTypesList & list, Rollback & rollback );

@@ -77,7 +77,7 @@ OvidTwin OvidTwins::read( U32 entry ) const {
         rc, bcm_field_qualify_OuterVlanId_get( unit, entry, &twin.match.vlan, &twin.match.mask ) );
   if ( rc < 0 || !twin.match.needsTwin() )
     return {};
-  const EntryInPorts own = PortBitmaps( user_, unit ).read( entry );
+  const EntryInPorts own = PortBitmaps( *this ).read( entry );
   for ( U32 word = 0; word < BCM_PBMP_PORT_MAX / 32; ++word )
     twin.ports.pbits[ word ] = own.data.pbits[ word ] | ~own.mask.pbits[ word ];
   return twin;
@@ -131,7 +131,7 @@ void OvidTwins::idleIs( U32 entry, bool idle, Rollback * rollback ) {
       rollback->add( unit, { cleanupEnableEntry, tcamEntryId, U32( !wasIdle ) } );
   }
   if ( rollback )
-    rollback->addRecord( [ records = entries_.get(), entry, wasIdle ] {
+    rollback->addRecord( [ records = entries_, entry, wasIdle ] {
       if ( wasIdle )
         records->ovidTwinIdleIs( entry, true );
       else

@@ -12,6 +12,7 @@ namespace Morvane {
 class OvidTwins : private EntryTopic {
  public:
   OvidTwins( MorvaneTcamEntryManager & user, U32 unit ) : EntryTopic( user, unit ) {}
+  explicit OvidTwins( const EntryTopic & outer ) : EntryTopic( outer ) {}
 
   // Writes the twin from the entry's current rule and installs it. `rollback` undoes a first
   // installation; null for a later one.

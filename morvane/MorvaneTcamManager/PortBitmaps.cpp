@@ -42,7 +42,7 @@ EntryInPorts PortBitmaps::read( U32 tcamEntryId ) const {
 // Undoing a first installation clears the rule, and so the ports, of every copy but the first.
 void PortBitmaps::apply( U32 entry, U32 tcamEntryId, Rollback & rollback ) {
   const U32 unit = unit_;
-  const UnitEntriesCreated * const entries = entries_.get();
+  const UnitEntriesCreated * const entries = entries_;
   const Kiv::Ptr< TcamEntryBcmPbmp > store = entries->tcamEntryBcmPbmp( entry );
   if ( !store )
     return;
@@ -60,7 +60,7 @@ void PortBitmaps::apply( U32 entry, U32 tcamEntryId, Rollback & rollback ) {
   }
   if ( tcamEntryId != entry && !entries->entryInstalled( entry ) )
     rollback.addRecord(
-        [ records = entries_.get(), tcamEntryId ] { records->entryInPortsDel( tcamEntryId ); } );
+        [ records = entries_, tcamEntryId ] { records->entryInPortsDel( tcamEntryId ); } );
 }
 
 // --- Loopback --------------------------------------------------------------------------------

@@ -12,6 +12,7 @@ namespace Morvane {
 class PortBitmaps : private EntryTopic {
  public:
   PortBitmaps( MorvaneTcamEntryManager & user, U32 unit ) : EntryTopic( user, unit ) {}
+  explicit PortBitmaps( const EntryTopic & outer ) : EntryTopic( outer ) {}
 
   // As the manager's operations.
   void inPortsIs( U32 entry, const bcm_pbmp_t & data, const bcm_pbmp_t & mask, bool permanent );
