@@ -9,9 +9,9 @@
 
 #include <chrono>
 
-#include "agent/AclFeature.h"
-#include "agent/AclFiles.h"
-#include "agent/SwitchSession.h"
+#include "agent/feature/AclFeature.h"
+#include "agent/read/AclFiles.h"
+#include "agent/session/SwitchSession.h"
 #include "bench/BenchSwitch.h"
 #include "kiv/Lock.h"
 #include "morvane/AclType.h"

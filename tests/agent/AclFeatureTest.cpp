@@ -2,8 +2,8 @@
 
 #include <random>
 
-#include "agent/AclShares.h"
-#include "agent/RandomPackets.h"
+#include "agent/feature/AclShares.h"
+#include "agent/packets/RandomPackets.h"
 #include "tests/agent/TestSwitch.h"
 
 namespace Agent {

@@ -7,8 +7,8 @@
 #include <cstring>
 #include <memory>
 
-#include "agent/AclFiles.h"
-#include "agent/CaptureReader.h"
+#include "agent/packets/CaptureReader.h"
+#include "agent/packets/PacketFiles.h"
 #include "platform/InputError.h"
 
 namespace Agent {

@@ -1,11 +1,11 @@
 // The library's state by name: paths, values and errors.
-#include "agent/Inspect.h"
+#include "agent/command/Inspect.h"
 
 #include <gmock/gmock.h>
 
 #include <nlohmann/json.hpp>
 
-#include "agent/Run.h"
+#include "agent/command/UsageError.h"
 #include "tests/agent/TestSwitch.h"
 
 namespace Agent {

@@ -6,7 +6,7 @@
 #include <regex>
 #include <tuple>
 
-#include "agent/map/SliceMap.h"
+#include "agent/report/map/SliceMap.h"
 #include "tests/agent/TestSwitch.h"
 
 namespace Agent {

@@ -2,10 +2,10 @@
 
 #include <numeric>
 
-#include "agent/Example.h"
-#include "agent/FrameReader.h"
-#include "agent/PacketMaker.h"
-#include "agent/RandomPackets.h"
+#include "agent/command/Example.h"
+#include "agent/packets/FrameReader.h"
+#include "agent/packets/PacketMaker.h"
+#include "agent/packets/RandomPackets.h"
 
 namespace Agent {
 

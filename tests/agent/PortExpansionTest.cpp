@@ -1,4 +1,4 @@
-#include "agent/PortExpansion.h"
+#include "agent/feature/PortExpansion.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "agent/ClassBenchReader.h"
-#include "agent/TraceReader.h"
+#include "agent/packets/TraceReader.h"
+#include "agent/read/ClassBenchReader.h"
 #include "platform/InputError.h"
 
 namespace Agent {

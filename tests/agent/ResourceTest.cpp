@@ -1,8 +1,8 @@
 // Range checkers and policers of access lists.
 #include <gmock/gmock.h>
 
-#include "agent/PacketMaker.h"
-#include "agent/RandomPackets.h"
+#include "agent/packets/PacketMaker.h"
+#include "agent/packets/RandomPackets.h"
 #include "tests/agent/TestSwitch.h"
 
 namespace Agent {

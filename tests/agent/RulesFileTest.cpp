@@ -1,8 +1,9 @@
 #include <gmock/gmock.h>
 
-#include "agent/PoliceRate.h"
-#include "agent/RulesFileReader.h"
-#include "agent/Run.h"
+#include "agent/acl/PoliceRate.h"
+#include "agent/command/Run.h"
+#include "agent/command/UsageError.h"
+#include "agent/read/RulesFileReader.h"
 #include "platform/InputError.h"
 
 namespace Agent {

@@ -1,12 +1,13 @@
 // The run command and its report.
-#include "agent/Run.h"
+#include "agent/command/Run.h"
 
 #include <gmock/gmock.h>
 
 #include <nlohmann/json.hpp>
 
-#include "agent/ClassBenchReader.h"
-#include "agent/PacketMaker.h"
+#include "agent/packets/PacketFiles.h"
+#include "agent/packets/PacketMaker.h"
+#include "agent/read/ClassBenchReader.h"
 #include "tests/agent/TestSwitch.h"
 
 namespace Agent {

@@ -6,11 +6,11 @@
 
 #include <string>
 
-#include "agent/AclFeature.h"
-#include "agent/RateModel.h"
-#include "agent/Replay.h"
-#include "agent/SwitchSession.h"
-#include "agent/audit/Auditor.h"
+#include "agent/feature/AclFeature.h"
+#include "agent/session/SwitchSession.h"
+#include "agent/verify/RateModel.h"
+#include "agent/verify/Replay.h"
+#include "agent/verify/audit/Auditor.h"
 #include "kiv/Lock.h"
 #include "platform/PlatformLoader.h"
 
@@ -103,7 +103,7 @@ struct TestSwitch {
       : activity( Kiv::ActivityUnlockAnchor::lock() ),
         session( testPlatform( size ) ),
         feature( session.groupManager(), SwitchSession::unit, session.platform(), size.ports ),
-        replay( session, feature ),
+        replay( session, [ this ]( U32 entryId ) { return feature.ruleOf( entryId ); } ),
         ports( portOfEveryCopy( session.platform().chip ) ) {}
 
   std::vector< std::string > audit() {

@@ -1,7 +1,7 @@
 // User-defined fields: mirroring lists, and flow programming inside VXLAN.
 #include <gmock/gmock.h>
 
-#include "agent/RandomPackets.h"
+#include "agent/packets/RandomPackets.h"
 #include "platform/InputError.h"
 #include "tests/agent/TestSwitch.h"
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "agent/audit/Auditor.h"
+#include "agent/verify/audit/Auditor.h"
 
 namespace Test {
 

@@ -1,0 +1,72 @@
+#include "agent/command/MapCommand.h"
+
+#include <fmt/core.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdlib>
+
+#include "agent/report/OutputFile.h"
+#include "agent/report/map/SliceMap.h"
+#include "agent/session/SwitchSession.h"
+
+namespace Agent {
+
+namespace {
+
+// NO_COLOR disables colours if set and not empty.
+bool useColours( ColourUse use ) {
+  const auto variable = []( const char * name ) {
+    const char * value = std::getenv( name );
+    return std::string( value == nullptr ? "" : value );
+  };
+  if ( use != ColourUse::automatic )
+    return use == ColourUse::always;
+  const std::string terminal = variable( "TERM" );
+  return ::isatty( STDOUT_FILENO ) == 1 && variable( "NO_COLOR" ).empty() && !terminal.empty() &&
+         terminal != "dumb";
+}
+
+}  // namespace
+
+void addMapOptions( CLI::App & app, MapOptions & map ) {
+  app.add_option( "--svg", map.svg, "Write an SVG file instead of text" )
+      ->type_name( "FILE" )
+      ->check( []( const std::string & file ) {
+        return std::string( file.empty() ? "the name of a file is expected" : "" );
+      } );
+  app.add_flag( "--json", map.json, "Write one JSON object instead of text" );
+  app.add_flag( "--all", map.all, "Draw identical pipes and copies separately" );
+  app.add_option_function< std::string >(
+         "--color",
+         [ &map ]( const std::string & use ) {
+           map.colour = use == "always"  ? ColourUse::always
+                        : use == "never" ? ColourUse::never
+                                         : ColourUse::automatic;
+         },
+         "Colours of the text; auto: on a terminal, unless NO_COLOR is set" )
+      ->check( CLI::IsMember( { "auto", "always", "never" } ) );
+}
+
+bool mapCommand( const RunOptions & options, const MapOptions & map ) {
+  const RunInput input = readInput( options );
+  Map::SliceMap slices;
+  const RunReport report = withProgrammedSwitch( input, [ & ]( SwitchSession & session ) {
+    slices = Map::sliceMap( session.groupManager(), session.chip(), SwitchSession::unit );
+  } );
+  slices.title = fmt::format( "{}: {}", input.platform.name, input.platform.description );
+  slices.notes = unfitLists( report );
+  const Map::PictureOptions picture = { map.all, useColours( map.colour ) };
+  if ( !map.svg.empty() ) {
+    writeFile( map.svg, Map::svgMap( slices, picture ) );
+    for ( const std::string & line : slices.notes )
+      printError( line );
+  }
+  if ( map.json )
+    printOutput( Map::jsonMap( slices ) );
+  else if ( map.svg.empty() )
+    printOutput( Map::textMap( slices, picture ) );
+  return slices.notes.empty();
+}
+
+}  // namespace Agent

@@ -1,0 +1,295 @@
+#include "agent/command/Run.h"
+
+#include <algorithm>
+#include <tuple>
+
+#include "agent/feature/AclFeature.h"
+#include "agent/session/SwitchSession.h"
+#include "agent/verify/RateModel.h"
+#include "agent/verify/Replay.h"
+#include "agent/verify/audit/Auditor.h"
+#include "shim/SdkCall.h"
+
+namespace Agent {
+
+namespace {
+
+constexpr size_t wrongPacketsShown = 10;
+
+PortsBy portsBy( const PortRange & range, U32 checker ) {
+  if ( !wantsChecker( range ) )
+    return PortsBy::value;
+  return checker != 0 ? PortsBy::checker : PortsBy::prefixes;
+}
+
+// One run. Steps are declared in execution order.
+class RunJob {
+ public:
+  explicit RunJob( const RunInput & input )
+      : input_( input ),
+        session_( input.platform ),
+        feature_( session_.groupManager(), SwitchSession::unit, input.platform, input.ports ) {}
+
+  RunReport run();
+  RunReport lend( const std::function< void( SwitchSession & ) > & use );
+
+ private:
+  void program();
+  void requireEntries();
+  void poll();
+  void readCapacity();
+  void readAlarms();
+  StageCapacity stageCapacity( const Morvane::TcamCapacityKey & key,
+                               const Morvane::TcamCapacityRow & row );
+  void reportAcls();
+  AclReport reportAcl( U32 index );
+  RuleUse reportRule( const RuleIndex & index );
+  void classify();
+  void readGroups();
+  std::string usersOf( U32 group ) const;
+  void verify();
+  bool verifyPacket( Replay & replay, RateModel & rates, const Packet & packet );
+  RuleOf ruleOf() const;
+  U32 pipeOf( U32 port ) const;
+  void audit( const std::string & when );
+
+  const RunInput & input_;
+  SwitchSession session_;
+  AclFeature feature_;
+  RunReport report_;
+};
+
+RunReport RunJob::run() {
+  report_.platform = input_.platform.name;
+  report_.description = input_.platform.description;
+  report_.unit = SwitchSession::unit;
+  report_.ingressPort = input_.ingressPort;
+  report_.denyByDefault = input_.denyByDefault;
+  report_.verified = input_.verify;
+  program();
+  requireEntries();
+  classify();
+  for ( const ClearRequest & request : input_.clears ) {
+    clearCounters( session_.groupManager(), SwitchSession::unit, request );
+    report_.cleared.push_back( request.text );
+  }
+  reportAcls();
+  readGroups();
+  report_.usage = usageText( session_.groupManager(), report_.platform, report_.unit, input_.show );
+  readCapacity();
+  if ( input_.verify )
+    verify();
+  report_.sdkCalls = session_.sdkCalls();
+  feature_.clear();
+  readAlarms();
+  if ( input_.verify )
+    audit( "after release: " );
+  return std::move( report_ );
+}
+
+RunReport RunJob::lend( const std::function< void( SwitchSession & ) > & use ) {
+  program();
+  reportAcls();
+  use( session_ );
+  return std::move( report_ );
+}
+
+void RunJob::program() {
+  for ( const StageThreshold & stage : input_.thresholds )
+    session_.capacity().thresholdIs( stage.key, stage.threshold );
+  poll();
+  for ( const Acl & acl : input_.acls ) {
+    feature_.addAcl( acl, [ this ] { poll(); } );
+    poll();
+  }
+  if ( input_.denyByDefault ) {
+    report_.denyShortage = feature_.addDenyRest();
+    poll();
+  }
+  report_.denyEntries = feature_.denyEntries();
+}
+
+void RunJob::requireEntries() {
+  requireEntry( session_.groupManager(), SwitchSession::unit, input_.show );
+  for ( const ClearRequest & request : input_.clears )
+    requireHeld( session_.groupManager(), SwitchSession::unit, request );
+}
+
+// --- Capacity --------------------------------------------------------------------------------
+
+void RunJob::poll() {
+  if ( input_.wantsCapacity() )
+    session_.capacity().poll();
+}
+
+StageCapacity RunJob::stageCapacity( const Morvane::TcamCapacityKey & key,
+                                     const Morvane::TcamCapacityRow & row ) {
+  return { key.unit, Morvane::tcamStageName( key.stage ).charPtr(), row,
+           session_.capacity().threshold( key ) };
+}
+
+void RunJob::readCapacity() {
+  if ( !input_.wantsCapacity() )
+    return;
+  poll();
+  report_.capacity.emplace();
+  for ( const auto & [ key, row ] : session_.capacityTable().rows() )
+    report_.capacity->rows.push_back(
+        { stageCapacity( key, row ), session_.capacity().alarm( key ) } );
+}
+
+void RunJob::readAlarms() {
+  if ( !input_.wantsCapacity() )
+    return;
+  poll();
+  for ( const CapacityAlarm & alarm : session_.capacityTable().alarms() )
+    report_.capacity->alarms.push_back( { stageCapacity( alarm.key, alarm.row ), alarm.raised } );
+}
+
+// --- Results ---------------------------------------------------------------------------------
+
+void RunJob::reportAcls() {
+  for ( U32 acl = 0; acl < input_.acls.size(); ++acl )
+    report_.acls.push_back( reportAcl( acl ) );
+}
+
+AclReport RunJob::reportAcl( U32 index ) {
+  const Acl & acl = input_.acls[ index ];
+  AclReport report;
+  report.name = acl.name;
+  report.file = acl.file;
+  report.shortage = feature_.shortage( index );
+  for ( U32 rule = 0; rule < acl.rules.size(); ++rule ) {
+    report.rules.push_back( reportRule( { index, rule } ) );
+    report.entries += report.rules.back().entries;
+  }
+  report.installed = report.shortage ? 0 : report.entries;
+  return report;
+}
+
+RuleUse RunJob::reportRule( const RuleIndex & index ) {
+  const AclRule & rule = input_.acls[ index.acl ].rules[ index.rule ];
+  const ProgrammedRule * programmed = feature_.find( index );
+  const RangeCheckers checkers = programmed != nullptr ? programmed->checkers : RangeCheckers();
+  RuleUse use;
+  use.rule = index.rule;
+  use.line = rule.line;
+  use.entries = entriesOf( rule, checkers );
+  use.sourcePorts = portsBy( rule.sourcePorts, checkers.source );
+  use.destinationPorts = portsBy( rule.destinationPorts, checkers.destination );
+  use.wanted = rule.counters;
+  use.counters = feature_.counters( index );
+  use.police = rule.police;
+  use.text = rule.text;
+  return use;
+}
+
+void RunJob::classify() {
+  Replay replay( session_, ruleOf() );
+  for ( const Packet & packet : input_.packets ) {
+    const PacketFate fate = replay.send( packet, input_.ingressPort );
+    ++report_.total;
+    ++( fate.rules.empty() ? report_.byDefault : report_.matched );
+    report_.dropped += fate.drop ? 1 : 0;
+    report_.copiedToCpu += fate.copyToCpu ? 1 : 0;
+    report_.mirrored += fate.mirrorPorts.empty() ? 0 : 1;
+  }
+}
+
+void RunJob::readGroups() {
+  Morvane::MorvaneTcamGroupManager & manager = session_.groupManager();
+  const U32 unit = SwitchSession::unit;
+  for ( auto it = manager.rangeCheckerIterConst(); it; ++it )
+    report_.rangeCheckers += it.member()->unitIdHas( unit ) ? 1 : 0;
+  for ( auto it = manager.groupCountsIterConst(); it; ++it ) {
+    if ( it.member()->unitRefCount( unit ) <= 0 )
+      continue;
+    const U32 pipeGroup = it.key().pipeGroupId;
+    bcm_field_group_status_s status = {};
+    SDK_CHECKED( bcm_field_group_status_get( unit, pipeGroup, &status ) );
+    const U32 group = it.key().groupId();
+    report_.groups.push_back( { group, usersOf( group ), it.key().pipe(), it.key().copy(),
+                                static_cast< U32 >( status.entry_count ),
+                                static_cast< U32 >( status.entries_free ) } );
+  }
+  std::stable_sort(
+      report_.groups.begin(), report_.groups.end(), []( const GroupUse & a, const GroupUse & b ) {
+        return std::tie( a.group, a.pipe, a.copy ) < std::tie( b.group, b.pipe, b.copy );
+      } );
+}
+
+std::string RunJob::usersOf( U32 group ) const {
+  std::string users;
+  for ( const Platform::ReservationData & user : input_.platform.reservations )
+    if ( user.group == group )
+      users += ( users.empty() ? "" : ", " ) + user.name;
+  return users;
+}
+
+void RunJob::verify() {
+  feature_.refillPolicers();
+  Replay replay( session_, ruleOf() );
+  RateModel rates;
+  for ( const Packet & packet : input_.packets )
+    if ( !verifyPacket( replay, rates, packet ) )
+      ++report_.mismatches;
+  audit( "" );
+}
+
+bool RunJob::verifyPacket( Replay & replay, RateModel & rates, const Packet & packet ) {
+  const FrameFields fields = readFrame( packet.frame );
+  bool policed = false;
+  PacketFate expected;
+  bool same = true;
+  bool first = true;
+  for ( const U32 port : portOfEveryCopy( input_.platform.chip ) ) {
+    // The result depends on the port only through policers and port VLANs.
+    if ( first || policed || input_.platform.chip.sharedByPipes )
+      expected = expectedFate( feature_.policy(), fieldsAtPort( input_.platform, port, fields ),
+                               [ & ]( const RuleIndex & rule, const PoliceRate & rate ) {
+                                 policed = true;
+                                 return rates.passes( rule, rate, pipeOf( port ),
+                                                      packet.frame.size(), packet.time );
+                               } );
+    first = false;
+    const PacketFate fate = replay.send( packet, port );
+    if ( fate == expected )
+      continue;
+    same = false;
+    if ( report_.differences.size() < wrongPacketsShown )
+      report_.differences.push_back( fateDifference( packet, port, expected, fate ) );
+  }
+  return same;
+}
+
+RuleOf RunJob::ruleOf() const {
+  return [ this ]( U32 entryId ) { return feature_.ruleOf( entryId ); };
+}
+
+// Pipe of the policers that packets of the port use.
+U32 RunJob::pipeOf( U32 port ) const {
+  const SoftAsic::ChipProfile & chip = input_.platform.chip;
+  return chip.sharedByPipes ? 0 : port / chip.portsPerPipe;
+}
+
+// Poll the capacity before calling this.
+void RunJob::audit( const std::string & when ) {
+  const Morvane::MorvaneTcamCapacitySm * const capacity =
+      input_.wantsCapacity() ? &session_.capacity() : nullptr;
+  for ( const std::string & line :
+        Audit::audit( session_.groupManager(), session_.chip(), capacity ) )
+    report_.differences.push_back( when + line );
+}
+
+}  // namespace
+
+RunReport run( const RunInput & input ) {
+  return RunJob( input ).run();
+}
+
+RunReport withProgrammedSwitch( const RunInput & input,
+                                const std::function< void( SwitchSession & ) > & use ) {
+  return RunJob( input ).lend( use );
+}
+
+}  // namespace Agent

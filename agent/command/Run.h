@@ -1,0 +1,82 @@
+// The agent's main job: starts the library on a switch, programs access lists, classifies packets.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "agent/command/CapacityOptions.h"
+#include "agent/command/CounterClearing.h"
+#include "agent/command/UsageShow.h"
+#include "agent/feature/RuleResources.h"
+#include "agent/packets/Packet.h"
+#include "agent/read/AclFiles.h"
+#include "agent/report/RunReport.h"
+#include "platform/PlatformModel.h"
+
+namespace Agent {
+
+class SwitchSession;
+
+// Command line options, unparsed.
+struct RunOptions {
+  std::string platform = "large";   // built-in name or file
+  std::vector< std::string > acls;  // FILE or NAME=FILE; empty: built-in example
+  AclFormat format = AclFormat::detect;
+  PortMethod ports = PortMethod::automatic;
+  std::vector< std::string > police;  // RULE:RATE[:BURST]
+  std::string packets;                // capture or trace; empty: none
+  U32 random = 0;                     // number of packets generated from the rules
+  U64 seed = 1;
+  U32 packetsPerSecond = 1'000'000;  // for packets without time stamps; above 0
+  U32 ingressPort = 0;
+  bool denyByDefault = false;
+  bool verify = false;
+  std::string show;                       // for usageRequest; empty: none
+  std::vector< std::string > clears;      // for clearRequest
+  std::vector< std::string > thresholds;  // for readThresholds
+};
+
+// Validated input of a run.
+struct RunInput {
+  Platform::PlatformData platform;
+  std::vector< Acl > acls;  // in order of precedence
+  PortMethod ports = PortMethod::automatic;
+  std::vector< Packet > packets;
+  U32 ingressPort = 0;
+  bool denyByDefault = false;
+  bool verify = false;
+  UsageRequest show;
+  std::vector< ClearRequest > clears;  // after the packets
+  std::vector< StageThreshold > thresholds;
+
+  // True if the capacity is monitored.
+  bool wantsCapacity() const { return show.view == UsageView::capacity || !thresholds.empty(); }
+};
+
+// Reads the files. Defaults to the built-in example's access list, and to its packets if neither
+// lists nor packets are given. Throws Platform::InputError for invalid input and UsageError for
+// conflicting options.
+RunInput readInput( const RunOptions & options );
+
+// Sets policers of rules from a list of RULE:RATE[:BURST] (units: docs/rules-file.md). RULE is an
+// index or, with several lists, LIST/INDEX. Throws UsageError.
+void applyPolice( const std::vector< std::string > & police, std::vector< Acl > & acls );
+
+// Runs the job on a new switch. Call with the activity lock held.
+// - Counters are cleared, if requested, and read after the packets and before verification sends
+//   them again.
+// - The capacity, if monitored, is polled at the start, after every list, before a list that does
+//   not fit is rolled back, after the packets, and after everything has been released.
+// - Verification refills all policers, compares the result of every packet on one port of every
+//   pipe and copy with the reference model, and runs the auditor, again after the release.
+// Throws Platform::InputError for a user-defined field that a flow-programming group lacks, and
+// UsageError, before any packet is sent, for a requested entry that does not exist.
+RunReport run( const RunInput & input );
+
+// Programs the access lists on a new switch, passes it to `use`, then shuts it down. Sends no
+// packets; reports only the lists and the implicit deny. Call with the activity lock held.
+RunReport withProgrammedSwitch( const RunInput & input,
+                                const std::function< void( SwitchSession & ) > & use );
+
+}  // namespace Agent

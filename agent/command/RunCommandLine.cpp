@@ -1,0 +1,110 @@
+#include "agent/command/RunCommandLine.h"
+
+namespace Agent {
+
+namespace {
+
+constexpr U32 randomMax = 10'000'000;  // all packets are in memory
+constexpr U32 packetRateMax = 1'000'000'000;
+
+void addRuleOptions( CLI::App & app, RunOptions & run ) {
+  app.add_option_function< std::string >(
+         "--ports",
+         [ &run ]( const std::string & method ) {
+           run.ports = method == "auto"       ? PortMethod::automatic
+                       : method == "checkers" ? PortMethod::checkers
+                                              : PortMethod::expand;
+         },
+         "How port ranges are matched: checkers, by range checkers only; expand, by prefixes; "
+         "auto, by range checkers while available" )
+      ->check( CLI::IsMember( { "checkers", "expand", "auto" } ) );
+  app.add_option(
+         "--police", run.police,
+         "Drop packets of a rule above a rate: RULE is an index from 0, or LIST/INDEX; RATE is "
+         "bit/s, with k, M or G; BURST is bytes; repeatable" )
+      ->type_name( "RULE:RATE[:BURST]" )
+      ->take_all()
+      ->allow_extra_args( false );
+  app.add_option_function< std::string >(
+         "--default", [ &run ]( const std::string & fate ) { run.denyByDefault = fate == "deny"; },
+         "Packets that no rule matches: permit or deny" )
+      ->check( CLI::IsMember( { "permit", "deny" } ) );
+}
+
+void addPacketOptions( CLI::App & app, RunOptions & run ) {
+  app.add_option( "--packets", run.packets,
+                  "Ethernet capture (pcap, pcapng), with its time stamps, or trace: `sip dip "
+                  "sport dport proto ...` in decimal, one packet per line" )
+      ->type_name( "FILE" );
+  app.add_option( "--random", run.random, "Random packets generated from the rules" )
+      ->type_name( "N" )
+      ->check( CLI::Range( 0U, randomMax ) );
+  app.add_option( "--seed", run.seed, "Seed of the random packets" )->type_name( "S" );
+  app.add_option( "--pps", run.packetsPerSecond,
+                  "Rate of packets without time stamps (traces, random packets) on the chip's "
+                  "virtual clock" )
+      ->type_name( "N" )
+      ->capture_default_str()
+      ->check( CLI::Range( 1U, packetRateMax ) );
+  app.add_option( "--ingress-port", run.ingressPort, "Ingress port of the packets" )
+      ->type_name( "N" );
+}
+
+void addReportOptions( CLI::App & app, RunOptions & run ) {
+  app.add_option( "--clear", run.clears,
+                  "Clear packet and byte counters after the packets, of entry:ID, user:NAME, "
+                  "group:ID, unit or all; repeatable" )
+      ->type_name( "WHAT" )
+      ->take_all()
+      ->allow_extra_args( false );
+  app.add_option( "--threshold", run.thresholds,
+                  "Monitor a stage's use in percent: raise an alarm at UPPER and clear it below "
+                  "CLEAR (default UPPER); repeatable" )
+      ->type_name( "[UNIT/]STAGE:UPPER[:CLEAR]" )
+      ->take_all()
+      ->allow_extra_args( false );
+}
+
+}  // namespace
+
+void addAclOptions( CLI::App & app, RunOptions & run ) {
+  app.add_option( "--platform", run.platform, "Built-in platform, or a platform file (JSON)" )
+      ->capture_default_str();
+  app.add_option( "--acl", run.acls,
+                  "Access list, FILE or NAME=FILE; repeatable, in order of precedence; default: "
+                  "the built-in example" )
+      ->take_all()
+      ->allow_extra_args( false );
+  app.add_option_function< std::string >(
+         "--format",
+         [ &run ]( const std::string & name ) {
+           run.format = name == "auto"    ? AclFormat::detect
+                        : name == "rules" ? AclFormat::rules
+                                          : AclFormat::classBench;
+         },
+         "Format of the access lists: ClassBench, or a rules file (JSON)" )
+      ->check( CLI::IsMember( { "auto", "classbench", "rules" } ) );
+  addRuleOptions( app, run );
+}
+
+void addRunOptions( CLI::App & app, RunOptions & run, OutputOptions & output ) {
+  addAclOptions( app, run );
+  addPacketOptions( app, run );
+  app.add_option_function< std::string >(
+         "--show",
+         [ &run, &output ]( const std::string & form ) {
+           run.show = form;
+           output.detail = form == "detail";
+         },
+         "Add a library report of TCAM use: summary; detail, with entries (and all rules "
+         "instead of the ten busiest); raw, the slices; banks; capacity; entry:ID; group-dump:ID; "
+         "entry-dump:ID" )
+      ->type_name( "VIEW" );
+  app.add_flag( "--verify", run.verify,
+                "Compare every packet on every pipe and copy with the reference model, and audit "
+                "the records" );
+  app.add_flag( "--json", output.json, "Write one JSON object instead of tables" );
+  addReportOptions( app, run );
+}
+
+}  // namespace Agent

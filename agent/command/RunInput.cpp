@@ -1,0 +1,104 @@
+#include <fmt/core.h>
+
+#include <filesystem>
+#include <set>
+
+#include "agent/command/Example.h"
+#include "agent/command/Run.h"
+#include "agent/command/UsageError.h"
+#include "agent/feature/AclShares.h"
+#include "agent/packets/PacketFiles.h"
+#include "agent/packets/PacketMaker.h"
+#include "agent/packets/RandomPackets.h"
+#include "platform/InputError.h"
+#include "platform/PlatformLoader.h"
+
+namespace Agent {
+
+namespace {
+
+constexpr U32 examplePackets = 10000;
+constexpr U64 nanosecondsPerSecond = 1'000'000'000;
+
+// FILE, named after the file, or NAME=FILE.
+Acl readNamedAcl( const std::string & argument, AclFormat format ) {
+  const size_t equals = argument.find( '=' );
+  std::error_code ignored;
+  if ( equals == std::string::npos || std::filesystem::exists( argument, ignored ) )
+    return readAcl( std::filesystem::path( argument ).stem().string(), argument, format );
+  if ( equals == 0 )
+    throw UsageError( fmt::format( "--acl {}: the name is missing", argument ) );
+  return readAcl( argument.substr( 0, equals ), argument.substr( equals + 1 ), format );
+}
+
+std::vector< Acl > readAcls( const RunOptions & options ) {
+  std::vector< Acl > acls;
+  std::set< std::string > names;
+  for ( const std::string & argument : options.acls ) {
+    acls.push_back( readNamedAcl( argument, options.format ) );
+    if ( !names.insert( acls.back().name ).second )
+      throw UsageError(
+          fmt::format( "two access lists are named {}: use NAME=FILE", acls.back().name ) );
+  }
+  return acls;
+}
+
+std::vector< Frame > exampleFrames() {
+  std::vector< Frame > frames;
+  for ( const PacketFields & packet : exampleTrace() )
+    frames.push_back( makeFrame( packet ) );
+  return frames;
+}
+
+void checkPlatform( const RunOptions & options, const RunInput & input ) {
+  const U32 ports = input.platform.chip.ports();
+  if ( options.ingressPort >= ports )
+    throw UsageError( fmt::format( "--ingress-port {}: {} has the ports 0 to {}",
+                                   options.ingressPort, input.platform.name, ports - 1 ) );
+  for ( const Acl & acl : input.acls )
+    if ( const auto fault = listFault( input.platform, acl ) )
+      throw Platform::InputError( acl.file, fault->line, fault->what );
+  if ( options.denyByDefault &&
+       shareOf( input.platform, AclKind::ipv4, AclUse::filter ) == nullptr )
+    throw UsageError(
+        fmt::format( "--default deny: {} has no share for IPv4 lists", input.platform.name ) );
+}
+
+// Packets of the file, then random ones; the built-in example's by default.
+std::vector< Packet > readAllPackets( const RunOptions & options,
+                                      const std::vector< Acl > & acls ) {
+  const U64 interval = nanosecondsPerSecond / options.packetsPerSecond;
+  std::vector< Packet > packets;
+  U32 random = options.random;
+  if ( !options.packets.empty() ) {
+    packets = readPackets( options.packets, interval );
+  } else if ( options.acls.empty() && random == 0 ) {
+    appendFrames( packets, exampleFrames(), interval );
+    random = examplePackets;
+  }
+  appendFrames( packets, randomFrames( acls, options.seed, random ), interval );
+  return packets;
+}
+
+}  // namespace
+
+RunInput readInput( const RunOptions & options ) {
+  RunInput input;
+  input.platform = Platform::loadPlatform( options.platform );
+  input.ports = options.ports;
+  input.ingressPort = options.ingressPort;
+  input.denyByDefault = options.denyByDefault;
+  input.verify = options.verify;
+  if ( !options.show.empty() )
+    input.show = usageRequest( options.show, input.platform );
+  for ( const std::string & clear : options.clears )
+    input.clears.push_back( clearRequest( clear, input.platform ) );
+  input.thresholds = readThresholds( options.thresholds, input.platform );
+  input.acls = options.acls.empty() ? std::vector{ exampleAcl() } : readAcls( options );
+  applyPolice( options.police, input.acls );
+  checkPlatform( options, input );
+  input.packets = readAllPackets( options, input.acls );
+  return input;
+}
+
+}  // namespace Agent

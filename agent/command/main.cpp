@@ -1,0 +1,124 @@
+// The command morvane-tcam. Exit status: 0 success, 1 an access list does not fit or verification
+// found a difference, 2 usage error, invalid input or failed output.
+#include <fmt/core.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+
+#include "agent/command/Inspect.h"
+#include "agent/command/MapCommand.h"
+#include "agent/command/Run.h"
+#include "agent/command/RunCommandLine.h"
+#include "agent/command/UsageError.h"
+#include "agent/report/OutputFile.h"
+#include "agent/report/PlatformList.h"
+#include "agent/session/SwitchSession.h"
+#include "kiv/Lock.h"
+#include "platform/InputError.h"
+
+namespace {
+
+using namespace Kiv::Integers;
+
+constexpr int exitSuccess = 0;
+constexpr int exitDifference = 1;
+constexpr int exitUsage = 2;
+
+int runCommand( const Agent::RunOptions & options, const Agent::OutputOptions & output ) {
+  const Agent::RunInput input = Agent::readInput( options );
+  const Agent::RunReport report = Agent::run( input );
+  Agent::printOutput( output.json ? jsonReport( report ) : textReport( report, output.detail ) );
+  if ( output.json )
+    for ( const std::string & difference : report.differences )
+      Agent::printError( difference );
+  return report.success() ? exitSuccess : exitDifference;
+}
+
+void addInspectOptions( CLI::App & app, Agent::InspectOptions & inspect ) {
+  app.add_option(
+      "PATH", inspect.path,
+      "What to show, e.g. groupManager/entryManager[ipAclTcamGroup]/exhausted; default: "
+      "the whole tree" );
+  app.add_option( "--set", inspect.sets, "Set an attribute before showing; repeatable" )
+      ->type_name( "PATH=VALUE" )
+      ->take_all()
+      ->allow_extra_args( false );
+  app.add_flag( "--json", inspect.json, "Write JSON instead of text" );
+}
+
+int inspectCommand( const Agent::RunOptions & options, const Agent::InspectOptions & inspect ) {
+  const Agent::RunInput input = Agent::readInput( options );
+  std::string shown;
+  const auto look = [ & ]( Agent::SwitchSession & session ) {
+    session.capacity().poll();
+    shown = Agent::inspect(
+        { { "groupManager", &session.groupManager() }, { "tcamCapacity", &session.capacity() } },
+        inspect );
+  };
+  const std::vector< std::string > unfit = unfitLists( Agent::withProgrammedSwitch( input, look ) );
+  Agent::printOutput( shown );
+  for ( const std::string & line : unfit )
+    Agent::printError( line );
+  return unfit.empty() ? exitSuccess : exitDifference;
+}
+
+int fail( std::string message ) {
+  std::replace( message.begin(), message.end(), '\n', ' ' );
+  Agent::printError( message );
+  return exitUsage;
+}
+
+int command( int argc, char ** argv ) {
+  CLI::App app(
+      "Runs access lists on a software switch through the TCAM manager library. Without "
+      "a command: run, on the built-in example.",
+      "morvane-tcam" );
+  Agent::RunOptions runOptions;
+  Agent::OutputOptions output;
+  app.require_subcommand( 0, 1 );
+  CLI::App * run = app.add_subcommand( "run", "Program access lists and classify packets" );
+  Agent::addRunOptions( *run, runOptions, output );
+  Agent::InspectOptions inspectOptions;
+  CLI::App * inspect = app.add_subcommand(
+      "inspect", "Program access lists and show or set the library's state by name" );
+  Agent::addAclOptions( *inspect, runOptions );
+  addInspectOptions( *inspect, inspectOptions );
+  Agent::MapOptions mapOptions;
+  CLI::App * map =
+      app.add_subcommand( "map", "Program access lists and draw the TCAM occupancy map" );
+  Agent::addAclOptions( *map, runOptions );
+  Agent::addMapOptions( *map, mapOptions );
+  CLI::App * platforms = app.add_subcommand( "platforms", "List the built-in platforms" );
+  try {
+    app.parse( argc, argv );
+  } catch ( const CLI::Success & help ) {
+    return app.exit( help );
+  } catch ( const CLI::ParseError & error ) {
+    return fail( fmt::format( "morvane-tcam: {}", error.what() ) );
+  }
+  if ( inspect->parsed() )
+    return inspectCommand( runOptions, inspectOptions );
+  if ( map->parsed() )
+    return mapCommand( runOptions, mapOptions ) ? exitSuccess : exitDifference;
+  if ( platforms->parsed() ) {
+    Agent::printOutput( Agent::platformsText() );
+    return exitSuccess;
+  }
+  return runCommand( runOptions, output );
+}
+
+}  // namespace
+
+int main( int argc, char ** argv ) {
+  // Library code runs under this lock.
+  const Kiv::LockGuard activity( Kiv::ActivityUnlockAnchor::lock() );
+  try {
+    return command( argc, argv );
+  } catch ( const Platform::InputError & error ) {
+    return fail( error.what() );
+  } catch ( const Agent::OutputError & error ) {
+    return fail( error.what() );
+  } catch ( const Agent::UsageError & error ) {
+    return fail( fmt::format( "morvane-tcam: {}", error.what() ) );
+  }
+}

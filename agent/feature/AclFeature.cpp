@@ -1,0 +1,113 @@
+#include "agent/feature/AclFeature.h"
+
+#include <algorithm>
+
+namespace Agent {
+
+AclFeature::AclFeature( Morvane::MorvaneTcamGroupManager & groupManager, U32 unit,
+                        const Platform::PlatformData & platform, PortMethod method )
+    : groupManager_( groupManager ),
+      unit_( unit ),
+      platform_( platform ),
+      method_( method ),
+      policersLeft_( platform.chip.policers ) {}
+
+AclFeature::Table & AclFeature::tableOf( AclKind kind, AclUse use ) {
+  const auto found = std::find_if( tables_.begin(), tables_.end(), [ & ]( const Table & table ) {
+    return table.kind == kind && table.use == use;
+  } );
+  if ( found != tables_.end() )
+    return *found;
+  tables_.push_back( { kind, use,
+                       std::make_unique< AclTable >( groupManager_, unit_, platform_, kind, use,
+                                                     method_, policersLeft_ ) } );
+  // Higher groups take precedence.
+  std::sort( tables_.begin(), tables_.end(), []( const Table & a, const Table & b ) {
+    return a.table->group() > b.table->group();
+  } );
+  return tableOf( kind, use );
+}
+
+std::optional< AclShortage > AclFeature::addAcl( const Acl & acl,
+                                                 const std::function< void() > & whenFull ) {
+  const auto index = static_cast< U32 >( acls_.size() );
+  AclTable & table = *tableOf( acl.kind, acl.use ).table;
+  const auto shortage = table.addAcl( acl, index, whenFull );
+  acls_.push_back( &acl );
+  shortages_.push_back( shortage );
+  for ( const auto & [ lost, reason ] : table.takeLost() )
+    shortages_[ lost ] = reason;
+  rebuildPolicy();
+  return shortages_[ index ];
+}
+
+std::optional< AclResource > AclFeature::addDenyRest() {
+  const bool filters = std::any_of( tables_.begin(), tables_.end(), []( const Table & table ) {
+    return table.use == AclUse::filter;
+  } );
+  if ( !filters )
+    tableOf( AclKind::ipv4, AclUse::filter );
+  std::optional< AclResource > shortage;
+  for ( Table & table : tables_ ) {
+    if ( table.use != AclUse::filter || shortage )
+      continue;
+    shortage = table.table->addDenyRest();
+    table.denyRest = !shortage;
+  }
+  rebuildPolicy();
+  return shortage;
+}
+
+U32 AclFeature::denyEntries() const {
+  return static_cast< U32 >( std::count_if(
+      tables_.begin(), tables_.end(), []( const Table & table ) { return table.denyRest; } ) );
+}
+
+void AclFeature::refillPolicers() {
+  for ( Table & table : tables_ )
+    table.table->refillPolicers();
+}
+
+void AclFeature::clear() {
+  for ( Table & table : tables_ )
+    table.table->clear();
+  tables_.clear();
+  acls_.clear();
+  shortages_.clear();
+  policy_ = {};
+}
+
+void AclFeature::rebuildPolicy() {
+  policy_ = {};
+  for ( const Table & table : tables_ ) {
+    PolicyTable & lists = policy_.tables.emplace_back();
+    lists.kind = table.kind;
+    lists.denyRest = table.denyRest;
+    for ( U32 i = 0; i < acls_.size(); ++i )
+      if ( !shortages_[ i ] && acls_[ i ]->kind == table.kind && acls_[ i ]->use == table.use )
+        lists.lists.push_back( { i, acls_[ i ] } );
+  }
+}
+
+std::optional< RuleIndex > AclFeature::ruleOf( U32 entryId ) const {
+  for ( const Table & table : tables_ )
+    if ( const auto owner = table.table->ownerOf( entryId ) )
+      return owner->rule;
+  return std::nullopt;
+}
+
+const ProgrammedRule * AclFeature::find( const RuleIndex & index ) const {
+  for ( const Table & table : tables_ )
+    if ( const ProgrammedRule * rule = table.table->find( index ) )
+      return rule;
+  return nullptr;
+}
+
+RuleCounters AclFeature::counters( const RuleIndex & index ) {
+  for ( const Table & table : tables_ )
+    if ( const ProgrammedRule * rule = table.table->find( index ) )
+      return table.table->counters( *rule );
+  return {};
+}
+
+}  // namespace Agent

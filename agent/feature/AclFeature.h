@@ -1,0 +1,79 @@
+// The ACL feature: programs access lists into the TCAM through the library.
+//
+// A list's kind and use select its share (AclShares.h). The lists of one share form one table,
+// earlier lists first (AclTable.h). The library's group order decides between tables.
+//
+// Invariants: a list is programmed completely or not at all; one that does not fit leaves chip and
+// records unchanged.
+//
+// Order of calls: addAcl for each list; addDenyRest, if used, after the last; clear before the
+// library is shut down or its SDK re-initialised.
+//
+// Locking: call with the activity lock held; the library and the SDK calls drop it.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "agent/feature/AclTable.h"
+
+namespace Agent {
+
+class AclFeature {
+ public:
+  // `platform` must outlive the feature.
+  AclFeature( Morvane::MorvaneTcamGroupManager & groupManager, U32 unit,
+              const Platform::PlatformData & platform, PortMethod method );
+
+  // Programs a list, which the platform must support (listFault) and which must outlive the
+  // feature. Returns nothing if it fits; otherwise calls `whenFull` before rolling it back. Throws
+  // Platform::InputError for a user-defined field that the group lacks.
+  std::optional< AclShortage > addAcl( const Acl & acl,
+                                       const std::function< void() > & whenFull = {} );
+  // Programs the implicit deny in each table of filter lists, or in the IPv4 table if there is
+  // none. Stops at the first that does not fit.
+  std::optional< AclResource > addDenyRest();
+  // Resets all policers to full buckets.
+  void refillPolicers();
+  // Releases everything.
+  void clear();
+
+  // Why a list does not fit, or was lost later; lists are counted in the order of addAcl.
+  const std::optional< AclShortage > & shortage( U32 acl ) const { return shortages_[ acl ]; }
+  // Entries of addDenyRest.
+  U32 denyEntries() const;
+  // Reference policy of the lists that fit.
+  const Policy & policy() const { return policy_; }
+  // The rule that an entry implements, its id with or without pipe and copy bits; empty for the
+  // implicit deny and if not an entry of this feature.
+  std::optional< RuleIndex > ruleOf( U32 entryId ) const;
+  // Null for a rule of a list that does not fit.
+  const ProgrammedRule * find( const RuleIndex & index ) const;
+  // All 0 if the rule's list does not fit or has no statistics.
+  RuleCounters counters( const RuleIndex & index );
+
+ private:
+  struct Table {
+    AclKind kind;
+    AclUse use;
+    std::unique_ptr< AclTable > table;
+    bool denyRest = false;
+  };
+
+  Table & tableOf( AclKind kind, AclUse use );
+  void rebuildPolicy();
+
+  Morvane::MorvaneTcamGroupManager & groupManager_;
+  const U32 unit_;
+  const Platform::PlatformData & platform_;
+  const PortMethod method_;
+  U32 policersLeft_;
+  std::vector< Table > tables_;
+  std::vector< const Acl * > acls_;
+  std::vector< std::optional< AclShortage > > shortages_;  // by list
+  Policy policy_;
+};
+
+}  // namespace Agent

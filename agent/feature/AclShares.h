@@ -1,0 +1,28 @@
+// Selects the TCAM share of an access list and checks what the share supports.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "agent/acl/AclRule.h"
+#include "platform/PlatformModel.h"
+
+namespace Agent {
+
+// The bounded reservation for lists of the kind and use; null: none. A mirroring group matches one
+// kind of packets: IPv4 lists use the platform's first mirroring share, MAC lists the second.
+const Platform::ReservationData * shareOf( const Platform::PlatformData & platform, AclKind kind,
+                                           AclUse use );
+
+// True if the share's group can match range checker results.
+bool matchesRanges( const Platform::PlatformData & platform,
+                    const Platform::ReservationData & share );
+
+// Why a platform does not support a list, regardless of free space.
+struct ListFault {
+  U32 line = 0;  // in the list's file; 0: the whole list
+  std::string what;
+};
+std::optional< ListFault > listFault( const Platform::PlatformData & platform, const Acl & acl );
+
+}  // namespace Agent

@@ -1,0 +1,359 @@
+#include "agent/feature/AclTable.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <tuple>
+#include <utility>
+
+#include "agent/feature/AclShares.h"
+#include "agent/feature/EntryQualifiers.h"
+#include "platform/InputError.h"
+
+namespace Agent {
+
+const char * resourceName( AclResource resource ) {
+  switch ( resource ) {
+    case AclResource::entries:
+      return "entries";
+    case AclResource::slices:
+      return "slices";
+    case AclResource::statistics:
+      return "statistics";
+    case AclResource::rangeCheckers:
+      return "range checkers";
+    case AclResource::policers:
+      return "policers";
+    case AclResource::udfQualifiers:
+      return "UDF qualifiers";
+  }
+  return "unknown";
+}
+
+AclTable::AclTable( Morvane::MorvaneTcamGroupManager & groupManager, U32 unit,
+                    const Platform::PlatformData & platform, AclKind kind, AclUse use,
+                    PortMethod method, U32 & policersLeft )
+    : groupManager_( groupManager ),
+      unit_( unit ),
+      kind_( kind ),
+      method_( method ),
+      matchesRanges_( matchesRanges( platform, *shareOf( platform, kind, use ) ) ),
+      manager_( groupManager.entryManager( shareOf( platform, kind, use )->assignment ) ),
+      fields_( groupManager, *manager_, unit, kind, use ),
+      policersLeft_( policersLeft ) {}
+
+// --- Lists -----------------------------------------------------------------------------------
+
+std::optional< AclShortage > AclTable::addAcl( const Acl & acl, U32 index,
+                                               const std::function< void() > & whenFull ) {
+  groupRebuilt_ = false;
+  try {
+    const auto shortage = programAcl( acl, index );
+    if ( shortage ) {
+      if ( whenFull )
+        whenFull();
+      rollBack( index );
+    }
+    return shortage;
+  } catch ( const Platform::InputError & ) {
+    rollBack( index );
+    throw;
+  }
+}
+
+std::optional< AclShortage > AclTable::programAcl( const Acl & acl, U32 index ) {
+  for ( U32 i = 0; i < acl.rules.size(); ++i ) {
+    ProgrammedRule & rule = rules_.emplace_back();
+    rule.acl = &acl;
+    rule.index = { index, i };
+    if ( const auto resource = acquire( rule ) )
+      return AclShortage{ i, *resource };
+    // In a group rebuilt for this rule, an earlier one may no longer fit.
+    if ( const auto shortage = programRest() )
+      return AclShortage{ i, shortage->second.resource };
+  }
+  return std::nullopt;
+}
+
+std::vector< std::pair< U32, AclShortage > > AclTable::takeLost() {
+  return std::exchange( lost_, {} );
+}
+
+std::optional< AclResource > AclTable::addDenyRest() {
+  EntryMatch match;
+  match.kind = kind_;
+  return addEntry( "implicit deny", {}, Morvane::defaultStatTypes(), [ & ]( U32 entryId ) {
+    qualifyEntry( unit_, entryId, match );
+    addActions( unit_, entryId, { Forwarding::drop, false, {} } );
+    manager_->installEntry( unit_, entryId );
+  } );
+}
+
+void AclTable::refillPolicers() {
+  for ( const ProgrammedRule & rule : rules_ )
+    if ( rule.policer )
+      refillPolicer( groupManager_, unit_, *rule.policer, *rule.rule().police );
+}
+
+void AclTable::clear() {
+  unprogramAll();
+  while ( !rules_.empty() )
+    dropLastRule();
+}
+
+// The list that does not fit is the last one. A group that was rebuilt for it is created again
+// without it, with the previous key width.
+void AclTable::rollBack( U32 index ) {
+  if ( !groupRebuilt_ ) {
+    dropList( index );
+    return;
+  }
+  unprogramAll();
+  dropList( index );
+  while ( const auto lost = programRest() ) {
+    lost_.push_back( *lost );
+    unprogramAll();
+    dropList( lost->first );
+  }
+}
+
+void AclTable::dropList( U32 index ) {
+  const auto ofList = [ index ]( const ProgrammedRule & rule ) { return rule.index.acl == index; };
+  while ( !rules_.empty() && ofList( rules_.back() ) )
+    dropLastRule();
+  // A list that is not the last one is dropped only while nothing is programmed.
+  for ( ProgrammedRule & rule : rules_ )
+    if ( ofList( rule ) )
+      releaseResources( rule );
+  std::erase_if( rules_, ofList );
+  releaseIdleGroup();
+}
+
+void AclTable::dropLastRule() {
+  unprogramLastRule();
+  releaseResources( rules_.back() );
+  rules_.pop_back();
+  programmed_ = std::min( programmed_, rules_.size() );
+}
+
+// --- Rules -----------------------------------------------------------------------------------
+
+std::optional< AclResource > AclTable::acquire( ProgrammedRule & rule ) {
+  const auto checkers = getCheckers( *manager_, unit_, rule.rule(), method_, matchesRanges_ );
+  if ( !checkers )
+    return AclResource::rangeCheckers;
+  rule.checkers = *checkers;
+  if ( !rule.rule().police )
+    return std::nullopt;
+  if ( policersLeft_ == 0 )
+    return AclResource::policers;
+  rule.policer = createPolicer( groupManager_, unit_, *rule.rule().police );
+  --policersLeft_;
+  return std::nullopt;
+}
+
+// Its entries must have been released.
+void AclTable::releaseResources( ProgrammedRule & rule ) {
+  if ( rule.policer ) {
+    groupManager_.removePolicer( unit_, *rule.policer );
+    rule.policer.reset();
+    ++policersLeft_;
+  }
+  releaseCheckers( *manager_, unit_, rule.rule(), rule.checkers );
+  rule.checkers = {};
+}
+
+std::optional< std::pair< U32, AclShortage > > AclTable::programRest() {
+  while ( programmed_ < rules_.size() ) {
+    ProgrammedRule & rule = rules_[ programmed_ ];
+    const Outcome outcome = programRule( rule );
+    if ( outcome.shortage )
+      return std::pair( rule.index.acl, AclShortage{ rule.index.rule, *outcome.shortage } );
+    if ( outcome.rebuilt )
+      forgetEntries();
+    else
+      ++programmed_;
+  }
+  return std::nullopt;
+}
+
+AclTable::Outcome AclTable::programRule( ProgrammedRule & rule ) {
+  if ( !groupIsLive() )
+    fields_.prepareGroup( *rule.acl );
+  if ( fields_.acquiredPerRule() && !rule.rule().udf.empty() ) {
+    // The group must exist before its qualifier set can be extended.
+    if ( !groupIsLive() && !manager_->initializeGroup( unit_ ) )
+      return { false, AclResource::slices };
+    if ( const Outcome outcome = acquireFields( rule ); !outcome.done() )
+      return outcome;
+  }
+  return { false, addEntries( rule ) };
+}
+
+AclTable::Outcome AclTable::acquireFields( ProgrammedRule & rule ) {
+  const std::vector< UdfMatch > & udf = rule.rule().udf;
+  while ( rule.fields < udf.size() ) {
+    switch ( fields_.acquire( rule.rule(), udf[ rule.fields ] ) ) {
+      case Morvane::udfCreateSuccessNoGroupRecreate:
+        ++rule.fields;
+        break;
+      case Morvane::udfCreateSuccessWithGroupRecreate:
+        return { true, {} };
+      case Morvane::udfCreateFailureWithGroupRecreateFailure:
+        forgetEntries();
+        return { false, AclResource::udfQualifiers };
+      default:
+        return { false, AclResource::udfQualifiers };
+    }
+  }
+  return {};
+}
+
+std::optional< AclResource > AclTable::addEntries( ProgrammedRule & rule ) {
+  const Acl & acl = *rule.acl;
+  const std::string text =
+      fmt::format( "{} rule {} line {}", acl.name, rule.index.rule, rule.rule().line );
+  const Kiv::String8 desc( text.c_str() );
+  const Kiv::Ptr< Morvane::StatTypes > statTypes = statTypesOf( rule.rule() );
+  const EntryActions actions = { rule.rule().forwarding, rule.rule().copyToCpu,
+                                 rule.rule().mirror ? acl.mirrorPort : std::nullopt };
+  rule.firstEntry = static_cast< U32 >( owners_.size() );
+  for ( EntryMatch & match : compileRule( kind_, rule.rule(), rule.checkers ) ) {
+    const auto program = [ & ]( U32 entryId ) {
+      match.data = fields_.matches( acl, rule.rule() );
+      qualifyEntry( unit_, entryId, match );
+      addActions( unit_, entryId, actions );
+      if ( rule.policer )
+        manager_->attachPolicer( unit_, entryId, *rule.policer, true );
+      manager_->installEntry( unit_, entryId );
+    };
+    if ( const auto resource = addEntry( desc, { rule.index }, statTypes, program ) )
+      return resource;
+  }
+  return std::nullopt;
+}
+
+std::optional< AclResource > AclTable::addEntry( const Kiv::String8 & desc,
+                                                 const EntryOwner & owner,
+                                                 const Kiv::Ptr< Morvane::StatTypes > & statTypes,
+                                                 const std::function< void( U32 ) > & program ) {
+  const U32 wanted = manager_->baseEntry() + static_cast< U32 >( owners_.size() );
+  if ( wanted == manager_->endEntry() )
+    return AclResource::entries;
+  const U32 entryId = manager_->getEntryWithStats( unit_, wanted, desc, statTypes );
+  if ( entryId == 0 )
+    return shortage();
+  owners_.push_back( owner );
+  program( entryId );
+  return std::nullopt;
+}
+
+// If the group has room for an entry, only its counters can be missing.
+AclResource AclTable::shortage() {
+  // Not out of resources: the id is taken.
+  if ( !manager_->exhausted( unit_ ) )
+    return AclResource::entries;
+  return groupManager_.entriesAvailable( unit_, group() ) == 0 ? AclResource::slices
+                                                               : AclResource::statistics;
+}
+
+// --- Release ---------------------------------------------------------------------------------
+
+// After a group rebuild, in which the library released entries and fields.
+void AclTable::forgetEntries() {
+  groupRebuilt_ = true;
+  owners_.clear();
+  programmed_ = 0;
+  for ( ProgrammedRule & rule : rules_ )
+    rule.fields = 0;
+}
+
+void AclTable::unprogramLastRule() {
+  ProgrammedRule & rule = rules_.back();
+  while ( !owners_.empty() && owners_.back().rule == rule.index )
+    releaseLastEntry();
+  // Releasing the last entry of a group has released its fields.
+  for ( ; rule.fields != 0 && groupIsLive(); --rule.fields )
+    fields_.release( rule.rule(), rule.rule().udf[ rule.fields - 1 ] );
+  rule.fields = 0;
+}
+
+void AclTable::releaseLastEntry() {
+  owners_.pop_back();
+  manager_->releaseEntry( unit_, manager_->baseEntry() + static_cast< U32 >( owners_.size() ) );
+}
+
+void AclTable::unprogramAll() {
+  while ( !owners_.empty() )
+    releaseLastEntry();
+  releaseIdleGroup();
+  for ( ProgrammedRule & rule : rules_ )
+    rule.fields = 0;
+  programmed_ = 0;
+}
+
+// The library destroys a mirroring group with its last entry. For one that was created for a field
+// and never got an entry, allocate and release an entry; a failed allocation destroys it too.
+void AclTable::releaseIdleGroup() {
+  if ( !fields_.acquiredPerRule() || !owners_.empty() || !groupIsLive() )
+    return;
+  const U32 entryId = manager_->getEntry( unit_, manager_->baseEntry(), "idle group" );
+  if ( entryId != 0 )
+    manager_->releaseEntry( unit_, entryId );
+}
+
+bool AclTable::groupIsLive() const {
+  return groupManager_.groupExists( unit_, group() );
+}
+
+// --- Queries ---------------------------------------------------------------------------------
+
+std::optional< EntryOwner > AclTable::ownerOf( U32 entryId ) const {
+  const U32 entry = Morvane::tcamNumberBits.get( entryId );
+  const U32 offset = entry - manager_->baseEntry();
+  if ( entry < manager_->baseEntry() || offset >= owners_.size() )
+    return std::nullopt;
+  return owners_[ offset ];
+}
+
+const ProgrammedRule * AclTable::find( const RuleIndex & index ) const {
+  // Rules are sorted by list, then by rule.
+  const auto found = std::lower_bound( rules_.begin(), rules_.end(), index,
+                                       []( const ProgrammedRule & rule, const RuleIndex & other ) {
+                                         return std::tie( rule.index.acl, rule.index.rule ) <
+                                                std::tie( other.acl, other.rule );
+                                       } );
+  return found != rules_.end() && found->index == index ? &*found : nullptr;
+}
+
+// The library sums packets over all copies, but returns the other counters per hardware entry.
+RuleCounters AclTable::counters( const ProgrammedRule & rule ) {
+  RuleCounters sum;
+  if ( !manager_->allocateStatsPerEntry() )
+    return sum;
+  const WantedCounters & wanted = rule.rule().counters;
+  for ( U32 i = 0; i < rule.entries(); ++i ) {
+    const U32 entry = manager_->baseEntry() + rule.firstEntry + i;
+    if ( wanted.packets )
+      sum.packets += manager_->hitsForEntry( unit_, entry );
+    for ( const Morvane::PipeCopy at : groupManager_.pipeCopies( unit_, group() ) ) {
+      const U32 copy = at.entryId( entry );
+      if ( wanted.bytes )
+        sum.bytes += manager_->byteHitsForEntry( unit_, copy );
+      if ( rule.policer )
+        addColours( copy, sum );
+    }
+  }
+  return sum;
+}
+
+void AclTable::addColours( U32 entryId, RuleCounters & sum ) {
+  sum.conformedPackets += manager_->greenPktHitsForEntry( unit_, entryId ) +
+                          manager_->yellowPktHitsForEntry( unit_, entryId );
+  sum.conformedBytes += manager_->greenByteHitsForEntry( unit_, entryId ) +
+                        manager_->yellowByteHitsForEntry( unit_, entryId );
+  sum.droppedPackets += manager_->pktDropsForEntry( unit_, entryId );
+  sum.droppedBytes += manager_->byteDropsForEntry( unit_, entryId );
+}
+
+}  // namespace Agent

@@ -1,0 +1,154 @@
+// The access lists of one TCAM share.
+//
+// Lists are programmed in order, with ascending entry ids, so that earlier lists and rules match
+// first.
+//
+// Invariants: a list is programmed completely or not at all; one that does not fit leaves chip and
+// records unchanged. If the library rebuilds the group, which destroys its entries, the table
+// programs all its lists again.
+//
+// Order of calls: addAcl for each list; addDenyRest, if used, after the last; clear before the
+// library is shut down or its SDK re-initialised.
+//
+// Locking: call with the activity lock held; the library and the SDK calls drop it.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "agent/acl/Policy.h"
+#include "agent/feature/AclCompiler.h"
+#include "agent/feature/GroupFields.h"
+#include "agent/feature/RuleResources.h"
+#include "morvane/MorvaneTcamGroupManager.h"
+#include "platform/PlatformModel.h"
+
+namespace Agent {
+
+// The resource that an access list ran out of.
+enum class AclResource {
+  entries,        // no entry id left in the share
+  slices,         // group full and no free slice
+  statistics,     // no counters left for an entry
+  rangeCheckers,  // a range requires a checker, and none is left
+  policers,       // no policer left
+  udfQualifiers,  // no user-defined field left, or group key too wide
+};
+const char * resourceName( AclResource resource );
+
+// The first rule that does not fit.
+struct AclShortage {
+  U32 rule = 0;  // index in the list
+  AclResource resource = AclResource::entries;
+};
+
+// Counters of a rule over all its entries, pipes and copies; 0 if not counted.
+struct RuleCounters {
+  U64 packets = 0;
+  U64 bytes = 0;
+  // Of a policer.
+  U64 conformedPackets = 0;
+  U64 conformedBytes = 0;
+  U64 droppedPackets = 0;
+  U64 droppedBytes = 0;
+};
+
+// The rule that an entry implements; empty for the implicit deny.
+struct EntryOwner {
+  std::optional< RuleIndex > rule;
+};
+
+// A rule with its resources.
+struct ProgrammedRule {
+  const Acl * acl = nullptr;
+  RuleIndex index;
+  RangeCheckers checkers;
+  std::optional< U32 > policer;
+  U32 firstEntry = 0;  // relative to the table's first entry
+  U32 fields = 0;      // user-defined fields that it holds
+
+  const AclRule & rule() const { return acl->rules[ index.rule ]; }
+  U32 entries() const { return entriesOf( rule(), checkers ); }
+};
+
+class AclTable {
+ public:
+  // The platform must have the share (shareOf) and support the lists (listFault). All lists of a
+  // table have the same kind and use. `policersLeft` counts the chip's free policers over all
+  // tables: the library asserts if there is none.
+  AclTable( Morvane::MorvaneTcamGroupManager & groupManager, U32 unit,
+            const Platform::PlatformData & platform, AclKind kind, AclUse use, PortMethod method,
+            U32 & policersLeft );
+
+  // Programs a list after the present ones. `acl` must outlive the table; `index` identifies it.
+  // Returns nothing if it fits; otherwise calls `whenFull` before rolling it back. Throws
+  // Platform::InputError for a field that the group lacks.
+  std::optional< AclShortage > addAcl( const Acl & acl, U32 index,
+                                       const std::function< void() > & whenFull );
+  // Lists that were lost in a group rebuild since the last call.
+  std::vector< std::pair< U32, AclShortage > > takeLost();
+  // Programs the implicit deny: drops packets of the kind that no list permits.
+  std::optional< AclResource > addDenyRest();
+  // Resets all policers to full buckets.
+  void refillPolicers();
+  // Releases entries, user-defined fields, policers and range checkers.
+  void clear();
+
+  AclKind kind() const { return kind_; }
+  // Group of the entries, without pipe and copy bits.
+  U32 group() const { return manager_->group(); }
+  // Owner of an entry id, with or without pipe and copy bits; empty if not an entry of this table.
+  std::optional< EntryOwner > ownerOf( U32 entryId ) const;
+  // Null for a rule of a list that did not fit.
+  const ProgrammedRule * find( const RuleIndex & index ) const;
+  RuleCounters counters( const ProgrammedRule & rule );
+
+ private:
+  // Result of a step: done, out of resources, or group rebuilt, so that all rules must be repeated.
+  struct Outcome {
+    bool rebuilt = false;
+    std::optional< AclResource > shortage = {};
+    bool done() const { return !rebuilt && !shortage; }
+  };
+  using ListShortage = std::pair< U32, AclShortage >;
+
+  std::optional< AclShortage > programAcl( const Acl & acl, U32 index );
+  std::optional< AclResource > acquire( ProgrammedRule & rule );
+  void releaseResources( ProgrammedRule & rule );
+  std::optional< ListShortage > programRest();
+  Outcome programRule( ProgrammedRule & rule );
+  Outcome acquireFields( ProgrammedRule & rule );
+  std::optional< AclResource > addEntries( ProgrammedRule & rule );
+  std::optional< AclResource > addEntry( const Kiv::String8 & desc, const EntryOwner & owner,
+                                         const Kiv::Ptr< Morvane::StatTypes > & statTypes,
+                                         const std::function< void( U32 ) > & program );
+  AclResource shortage();
+  void rollBack( U32 index );
+  void dropList( U32 index );
+  void dropLastRule();
+  void forgetEntries();
+  void unprogramLastRule();
+  void unprogramAll();
+  void releaseLastEntry();
+  void releaseIdleGroup();
+  bool groupIsLive() const;
+  void addColours( U32 entryId, RuleCounters & sum );
+
+  Morvane::MorvaneTcamGroupManager & groupManager_;
+  const U32 unit_;
+  const AclKind kind_;
+  const PortMethod method_;
+  const bool matchesRanges_;  // the group can match range checker results
+  Kiv::Ptr< Morvane::MorvaneBoundedTcamEntryManager > manager_;
+  GroupFields fields_;
+  U32 & policersLeft_;
+  std::vector< ProgrammedRule > rules_;  // of all lists, in order of precedence
+  size_t programmed_ = 0;                // leading rules that have their entries
+  bool groupRebuilt_ = false;            // rebuilt or lost while programming the current list
+  std::vector< EntryOwner > owners_;     // by entry id, from the share's first on
+  std::vector< std::pair< U32, AclShortage > > lost_;
+};
+
+}  // namespace Agent

@@ -1,0 +1,97 @@
+#include "agent/read/ClassBenchReader.h"
+
+#include <fmt/core.h>
+
+#include "agent/read/LineReader.h"
+#include "platform/InputError.h"
+
+namespace Agent {
+
+namespace {
+
+constexpr size_t columnsMin = 9;  // words up to the protocol
+constexpr size_t protocolColumn = 8;
+
+Prefix readPrefix( const LineReader & reader, std::string_view word, const std::string & what ) {
+  const auto [ address, length ] = reader.split( word, '/', what );
+  Prefix prefix;
+  prefix.address = reader.address( address, what );
+  prefix.length = static_cast< U8 >( reader.decimal( length, 32, what + " length" ) );
+  return prefix;
+}
+
+// Three words: low, a colon, high.
+PortRange readPorts( const LineReader & reader, const std::string_view * words,
+                     const std::string & what ) {
+  PortRange ports;
+  ports.low = static_cast< U16 >( reader.decimal( words[ 0 ], 0xFFFF, what ) );
+  if ( words[ 1 ] != ":" )
+    reader.fail( fmt::format( "{}: \"{}\" where a colon is expected", what, words[ 1 ] ) );
+  ports.high = static_cast< U16 >( reader.decimal( words[ 2 ], 0xFFFF, what ) );
+  if ( ports.low > ports.high )
+    reader.fail( fmt::format( "{}: {} is above {}", what, ports.low, ports.high ) );
+  return ports;
+}
+
+void readProtocol( const LineReader & reader, std::string_view word, AclRule & rule ) {
+  const auto [ value, mask ] = reader.split( word, '/', "protocol" );
+  rule.protocol = static_cast< U8 >( reader.hex( value, 0xFF, "protocol" ) );
+  const U32 bits = reader.hex( mask, 0xFF, "protocol mask" );
+  if ( bits != 0 && bits != 0xFF )
+    reader.fail( fmt::format( "protocol mask \"{}\" is neither 0x00 nor 0xFF", mask ) );
+  rule.anyProtocol = bits == 0;
+}
+
+void readHeaderBits( const LineReader & reader, std::string_view word, bool first,
+                     AclRule & rule ) {
+  const auto [ valueText, maskText ] = reader.split( word, '/', "header bits" );
+  const auto value = static_cast< U16 >( reader.hex( valueText, 0xFFFF, "header bits" ) );
+  const auto mask = static_cast< U16 >( reader.hex( maskText, 0xFFFF, "header bits mask" ) );
+  if ( mask == 0 )
+    return;
+  if ( first && !rule.anyProtocol && rule.protocol == protocolIcmp ) {
+    rule.icmpTypeCodeMask = mask;
+    rule.icmpTypeCode = value & mask;
+  } else if ( first && !rule.anyProtocol && rule.protocol == protocolTcp && ( mask & 0xFF ) == 0 ) {
+    rule.tcpFlagsMask = static_cast< U8 >( mask >> 8 );
+    rule.tcpFlags = static_cast< U8 >( ( value & mask ) >> 8 );
+  } else {
+    reader.fail( fmt::format( "header bits \"{}\" are not supported for this protocol", word ) );
+  }
+}
+
+AclRule readRule( const std::string & file, const TextLine & line ) {
+  const LineReader reader( file, line );
+  const auto & words = line.words;
+  if ( !words[ 0 ].starts_with( '@' ) )
+    reader.fail( "a rule must begin with '@'" );
+  if ( words.size() < columnsMin )
+    reader.fail( "a rule has prefixes, ports and a protocol: columns are missing" );
+  AclRule rule;
+  rule.line = line.number;
+  rule.text = line.text.substr( 0, line.text.find_last_not_of( " \t" ) + 1 );
+  rule.source = readPrefix( reader, words[ 0 ].substr( 1 ), "source" );
+  rule.destination = readPrefix( reader, words[ 1 ], "destination" );
+  rule.sourcePorts = readPorts( reader, &words[ 2 ], "source ports" );
+  rule.destinationPorts = readPorts( reader, &words[ 5 ], "destination ports" );
+  readProtocol( reader, words[ protocolColumn ], rule );
+  for ( size_t i = columnsMin; i < words.size(); ++i )
+    readHeaderBits( reader, words[ i ], i == columnsMin, rule );
+  return rule;
+}
+
+}  // namespace
+
+Acl parseClassBench( const std::string & name, const std::string & file,
+                     const std::string & text ) {
+  Acl acl;
+  acl.name = name;
+  acl.file = file;
+  for ( const TextLine & line : splitLines( text ) )
+    acl.rules.push_back( readRule( file, line ) );
+  if ( acl.rules.empty() )
+    throw Platform::InputError( file, 0, "there are no rules" );
+  return acl;
+}
+
+}  // namespace Agent

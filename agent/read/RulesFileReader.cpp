@@ -1,0 +1,177 @@
+#include "agent/read/RulesFileReader.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+
+#include "agent/acl/PoliceRate.h"
+#include "agent/read/RuleMatchReader.h"
+#include "platform/JsonFields.h"
+
+namespace Agent {
+
+namespace {
+
+using Platform::JsonFields;
+using Platform::JsonNode;
+
+constexpr U32 portsMax = 256;
+
+// A value on one line, for reports.
+std::string oneLine( const JsonNode & node ) {
+  std::string text;
+  switch ( node.kind ) {
+    case JsonNode::Kind::boolean:
+      return node.boolean ? "true" : "false";
+    case JsonNode::Kind::integer:
+      return std::to_string( node.integer );
+    case JsonNode::Kind::string:
+      return node.string;
+    case JsonNode::Kind::array:
+      for ( const JsonNode & element : node.elements )
+        text += ( text.empty() ? "" : "," ) + oneLine( element );
+      return text;
+    case JsonNode::Kind::object:
+      for ( const auto & [ name, value ] : node.members ) {
+        const std::string inner = oneLine( value );
+        const bool nested = value.kind == JsonNode::Kind::object;
+        text += fmt::format( "{}{}={}", text.empty() ? "" : " ", name,
+                             nested ? "(" + inner + ")" : inner );
+      }
+      return text;
+    default:
+      return "null";
+  }
+}
+
+// Looks up an enumerator by name.
+template < class T, size_t size >
+T readName( JsonFields & fields, const std::string & key, const std::string & absent,
+            const std::pair< const char *, T > ( &names )[ size ] ) {
+  const std::string name = fields.text( key, absent );
+  std::string known;
+  for ( const auto & [ candidate, value ] : names ) {
+    if ( name == candidate )
+      return value;
+    known += ( known.empty() ? "" : ", " ) + std::string( candidate );
+  }
+  fields.fail( fields.line( key ), fmt::format( "\"{}\" must be one of {}", key, known ) );
+}
+
+void applyAction( JsonFields & fields, const JsonNode & node, AclRule & rule ) {
+  const std::string & name = Platform::jsonText( fields.file(), node );
+  if ( name == "permit" || name == "drop" ) {
+    if ( rule.forwarding != Forwarding::none )
+      fields.fail( node.line, "a rule can permit or drop only once" );
+    rule.forwarding = name == "drop" ? Forwarding::drop : Forwarding::permit;
+  } else if ( name == "copyToCpu" ) {
+    rule.copyToCpu = true;
+  } else if ( name == "mirror" ) {
+    rule.mirror = true;
+  } else {
+    fields.fail( node.line, fmt::format( "there is no action \"{}\"", name ) );
+  }
+}
+
+void readActions( JsonFields & fields, const Acl & acl, AclRule & rule ) {
+  rule.forwarding = Forwarding::none;
+  if ( fields.find( "actions" ) == nullptr ) {
+    rule.mirror = acl.use == AclUse::mirror;
+    rule.forwarding = rule.mirror ? Forwarding::none : Forwarding::permit;
+  } else {
+    for ( const JsonNode & node : fields.list( "actions" ) )
+      applyAction( fields, node, rule );
+  }
+  if ( rule.mirror && !acl.mirrorPort )
+    fields.fail( fields.line( "actions" ),
+                 "a rule that mirrors requires the list's \"mirrorPort\"" );
+}
+
+void readPolice( JsonFields & fields, AclRule & rule ) {
+  const JsonNode * node = fields.find( "police" );
+  if ( node == nullptr )
+    return;
+  JsonFields police( fields.file(), *node, "\"police\"" );
+  const auto rate = rateFromText( police.text( "rate" ) );
+  if ( !rate )
+    police.fail( police.line( "rate" ),
+                 "\"rate\" must be bit/s, like \"64k\" or \"10M\", of whole kbit/s" );
+  rule.police = policeRate( *rate, police.number( "burst", 1, 0x7FFFFFFF, 0 ) );
+  police.finish();
+}
+
+void readCounters( JsonFields & fields, AclRule & rule ) {
+  if ( fields.find( "counters" ) == nullptr )
+    return;
+  WantedCounters wanted = { false, false };
+  const std::vector< JsonNode > & nodes = fields.list( "counters" );
+  for ( const JsonNode & node : nodes ) {
+    const std::string & name = Platform::jsonText( fields.file(), node );
+    if ( name == "packets" )
+      wanted.packets = true;
+    else if ( name == "bytes" )
+      wanted.bytes = true;
+    else
+      fields.fail( node.line, fmt::format( "there is no counter \"{}\"", name ) );
+  }
+  if ( nodes.empty() )
+    fields.fail( fields.line( "counters" ), "at least one of packets and bytes is required" );
+  rule.counters = wanted;
+}
+
+AclRule readRule( const Acl & acl, const JsonNode & node ) {
+  JsonFields fields( acl.file, node, "a rule" );
+  AclRule rule;
+  rule.line = node.line;
+  rule.text = oneLine( node );
+  fields.text( "name", "" );  // only shown as part of the text
+  readRuleMatch( fields, acl.kind, acl.use, rule );
+  readActions( fields, acl, rule );
+  readPolice( fields, rule );
+  readCounters( fields, rule );
+  fields.finish();
+  return rule;
+}
+
+void readUse( JsonFields & fields, Acl & acl ) {
+  acl.kind = readName< AclKind >(
+      fields, "type", "ipv4",
+      { { "ipv4", AclKind::ipv4 }, { "ipv6", AclKind::ipv6 }, { "mac", AclKind::mac } } );
+  acl.use = readName< AclUse >( fields, "use", "filter",
+                                { { "filter", AclUse::filter },
+                                  { "mirror", AclUse::mirror },
+                                  { "flow", AclUse::flow },
+                                  { "flowVxlan", AclUse::flowVxlan } } );
+  const bool serves = acl.use == AclUse::filter || acl.kind == AclKind::ipv4 ||
+                      ( acl.use == AclUse::mirror && acl.kind == AclKind::mac );
+  if ( !serves )
+    fields.fail( fields.line( "use" ), fmt::format( "a list of type {} cannot have the use {}",
+                                                    kindName( acl.kind ), useName( acl.use ) ) );
+  const bool flow = acl.use == AclUse::flow || acl.use == AclUse::flowVxlan;
+  if ( flow )
+    acl.flowProtocol =
+        static_cast< U8 >( fields.number( "flowProtocol", 0, 0xFF, acl.flowProtocol ) );
+}
+
+}  // namespace
+
+Acl parseRulesFile( const std::string & name, const std::string & file, const std::string & text ) {
+  const JsonNode root = Platform::parseJson( file, text );
+  Acl acl;
+  acl.name = name;
+  acl.file = file;
+  JsonFields fields( acl.file, root, "a rules file" );
+  readUse( fields, acl );
+  if ( fields.find( "mirrorPort" ) != nullptr ) {
+    acl.mirrorPort = fields.number( "mirrorPort", 0, portsMax - 1 );
+    acl.mirrorPortLine = fields.line( "mirrorPort" );
+  }
+  for ( const JsonNode & node : fields.list( "rules" ) )
+    acl.rules.push_back( readRule( acl, node ) );
+  if ( acl.rules.empty() )
+    fields.fail( fields.line( "rules" ), "there are no rules" );
+  fields.finish();
+  return acl;
+}
+
+}  // namespace Agent

@@ -1,0 +1,37 @@
+#include "agent/report/PlatformList.h"
+
+#include "agent/text/TextTable.h"
+#include "platform/PlatformLoader.h"
+
+namespace Agent {
+
+namespace {
+
+using namespace Kiv::Integers;
+
+U32 ingressRows( const SoftAsic::ChipProfile & chip ) {
+  U32 rows = 0;
+  for ( const SoftAsic::StageProfile & stage : chip.stages )
+    for ( const SoftAsic::SliceProfile & slices : stage.slices )
+      rows += stage.kind == SoftAsic::StageKind::ifp ? slices.count * slices.depth : 0;
+  return rows;
+}
+
+}  // namespace
+
+std::string platformsText() {
+  TextTable table( { "platform", ">pipes", ">copies", ">ports", ">ingress rows a copy",
+                     ">IPv4 ACL entries", "description" } );
+  for ( const std::string & name : Platform::builtInPlatforms() ) {
+    const Platform::PlatformData data = Platform::loadPlatform( name );
+    U32 aclEntries = 0;
+    for ( const Platform::ReservationData & user : data.reservations )
+      aclEntries += user.assignment == Morvane::ipAclTcamGroup ? user.size : 0;
+    table.add( { name, std::to_string( data.chip.pipes ), data.chip.secondCopy ? "2" : "1",
+                 std::to_string( data.chip.ports() ), countText( ingressRows( data.chip ) ),
+                 countText( aclEntries ), data.description } );
+  }
+  return table.text();
+}
+
+}  // namespace Agent

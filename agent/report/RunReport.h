@@ -1,0 +1,94 @@
+// Results of a run, independent of the output format.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "agent/feature/AclFeature.h"
+#include "agent/report/CapacityReport.h"
+
+namespace Agent {
+
+// How a rule's ports in one direction are matched.
+enum class PortsBy {
+  value,     // wildcard or one prefix: no checker needed
+  checker,   // a range checker
+  prefixes,  // several prefixes
+};
+
+struct RuleUse {
+  U32 rule = 0;     // index in its access list, from 0
+  U32 line = 0;     // in its file, from 1
+  U32 entries = 0;  // TCAM entries of the rule on one pipe and copy
+  PortsBy sourcePorts = PortsBy::value;
+  PortsBy destinationPorts = PortsBy::value;
+  WantedCounters wanted;  // other counters are 0
+  // Over all pipes and copies, before verification.
+  RuleCounters counters;
+  std::optional< PoliceRate > police;
+  std::string text;
+};
+
+struct AclReport {
+  std::string name;
+  std::string file;
+  // Required per pipe and copy; with prefixes only if the list does not fit.
+  U32 entries = 0;
+  U32 installed = 0;                      // `entries` or 0
+  std::optional< AclShortage > shortage;  // empty: it fits
+  std::vector< RuleUse > rules;
+};
+
+struct GroupUse {
+  U32 group = 0;
+  std::string users;  // reservation names
+  U32 pipe = 0;
+  U32 copy = 0;
+  U32 used = 0;  // entries in it
+  U32 free = 0;  // remaining capacity, including free slices
+};
+
+struct RunReport {
+  std::string platform;
+  std::string description;
+  U32 unit = 0;
+  U32 ingressPort = 0;
+  bool denyByDefault = false;
+  std::optional< AclResource > denyShortage;  // why the implicit deny is missing; empty: it is not
+  U32 denyEntries = 0;                        // of the implicit deny
+  std::vector< AclReport > acls;
+
+  // Packets at the ingress port.
+  U64 total = 0;
+  U64 matched = 0;    // by a rule
+  U64 byDefault = 0;  // by none
+  U64 dropped = 0;
+  U64 copiedToCpu = 0;
+  U64 mirrored = 0;
+  U64 mismatches = 0;  // of `total`: unexpected result on some port; 0 without verification
+
+  std::vector< GroupUse > groups;  // on the chip
+  U32 rangeCheckers = 0;           // in use
+  std::map< std::string, U64 > sdkCalls;
+
+  std::vector< std::string > cleared;  // counters cleared before reading
+
+  std::string usage;                         // library report, if requested
+  std::optional< CapacityReport > capacity;  // if monitored
+  bool verified = false;
+  std::vector< std::string > differences;  // from the auditor, and the first mismatched packets
+
+  // All lists fit and verification found no difference.
+  bool success() const;
+};
+
+// One line per list that does not fit, and for the implicit deny: reason and first rule.
+std::vector< std::string > unfitLists( const RunReport & report );
+// `detail` lists every rule instead of the ten busiest.
+std::string textReport( const RunReport & report, bool detail );
+// One JSON object with a final newline.
+std::string jsonReport( const RunReport & report );
+
+}  // namespace Agent

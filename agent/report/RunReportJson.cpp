@@ -1,0 +1,124 @@
+#include <nlohmann/json.hpp>
+
+#include "agent/report/RunReport.h"
+
+namespace Agent {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+Json portsJson( PortsBy ports ) {
+  if ( ports == PortsBy::value )
+    return nullptr;
+  return ports == PortsBy::checker ? "checker" : "prefixes";
+}
+
+Json policeJson( const PoliceRate & rate, const RuleCounters & counters ) {
+  return { { "rate", rate.bitsPerSecond },
+           { "burst", rate.burstBytes },
+           { "conformed",
+             { { "packets", counters.conformedPackets }, { "bytes", counters.conformedBytes } } },
+           { "dropped",
+             { { "packets", counters.droppedPackets }, { "bytes", counters.droppedBytes } } } };
+}
+
+// Counters that the rule does not have are null.
+Json ruleJson( const RuleUse & use ) {
+  Json json = { { "rule", use.rule },
+                { "line", use.line },
+                { "entries", use.entries },
+                { "sourcePorts", portsJson( use.sourcePorts ) },
+                { "destinationPorts", portsJson( use.destinationPorts ) },
+                { "packets", nullptr },
+                { "bytes", nullptr } };
+  if ( use.wanted.packets )
+    json[ "packets" ] = use.counters.packets;
+  if ( use.wanted.bytes )
+    json[ "bytes" ] = use.counters.bytes;
+  if ( use.police )
+    json[ "police" ] = policeJson( *use.police, use.counters );
+  return json;
+}
+
+Json aclJson( const AclReport & acl ) {
+  Json json = { { "name", acl.name },           { "file", acl.file },
+                { "rules", acl.rules.size() },  { "entries", acl.entries },
+                { "installed", acl.installed }, { "fits", !acl.shortage.has_value() },
+                { "binding", nullptr },         { "firstRuleThatDoesNotFit", nullptr } };
+  if ( acl.shortage ) {
+    const U32 rule = acl.shortage->rule;
+    json[ "binding" ] = resourceName( acl.shortage->resource );
+    json[ "firstRuleThatDoesNotFit" ] = { { "line", acl.rules[ rule ].line }, { "rule", rule } };
+  }
+  Json & uses = json[ "ruleUse" ] = Json::array();
+  for ( const RuleUse & use : acl.rules )
+    uses.push_back( ruleJson( use ) );
+  return json;
+}
+
+// Names of the OpenConfig resource utilisation leaves. Without a threshold its leaves are omitted.
+Json stageJson( const StageCapacity & stage ) {
+  Json json = { { "unit", stage.unit },
+                { "stage", stage.stage },
+                { "used", stage.row.used },
+                { "free", stage.row.free },
+                { "max-limit", stage.row.maxLimit },
+                { "high-watermark", stage.row.highWatermark } };
+  if ( stage.threshold.upper != 0 ) {
+    json[ "used-threshold-upper" ] = stage.threshold.upper;
+    json[ "used-threshold-upper-clear" ] = stage.threshold.clear;
+  }
+  return json;
+}
+
+void addCapacity( Json & json, const CapacityReport & capacity ) {
+  Json & rows = json[ "capacity" ] = Json::array();
+  for ( const CapacityReport::Row & row : capacity.rows ) {
+    rows.push_back( stageJson( row ) );
+    if ( row.threshold.upper != 0 )
+      rows.back()[ "used-threshold-upper-exceeded" ] = row.exceeded;
+  }
+  Json & alarms = json[ "capacityAlarms" ] = Json::array();
+  for ( const CapacityReport::Alarm & alarm : capacity.alarms ) {
+    alarms.push_back( stageJson( alarm ) );
+    alarms.back()[ "raised" ] = alarm.raised;
+  }
+}
+
+}  // namespace
+
+std::string jsonReport( const RunReport & report ) {
+  Json json = { { "platform", report.platform }, { "unit", report.unit } };
+  Json & acls = json[ "acls" ] = Json::array();
+  for ( const AclReport & acl : report.acls )
+    acls.push_back( aclJson( acl ) );
+  json[ "packets" ] = { { "total", report.total },
+                        { "matched", report.matched },
+                        { "default", report.byDefault },
+                        { "dropped", report.dropped },
+                        { "copiedToCpu", report.copiedToCpu },
+                        { "mirrored", report.mirrored },
+                        { "mismatches", report.mismatches } };
+  Json & groups = json[ "groups" ] = Json::array();
+  for ( const GroupUse & use : report.groups )
+    groups.push_back( { { "group", use.group },
+                        { "pipe", use.pipe },
+                        { "copy", use.copy },
+                        { "used", use.used },
+                        { "free", use.free } } );
+  json[ "rangeCheckers" ] = report.rangeCheckers;
+  if ( !report.cleared.empty() )
+    json[ "cleared" ] = report.cleared;
+  if ( !report.usage.empty() )
+    json[ "usage" ] = report.usage;
+  if ( report.capacity )
+    addCapacity( json, *report.capacity );
+  Json & calls = json[ "sdkCalls" ] = Json::object();
+  for ( const auto & [ operation, count ] : report.sdkCalls )
+    calls[ operation ] = count;
+  // Names from the command line need not be valid UTF-8.
+  return json.dump( 2, ' ', false, Json::error_handler_t::replace ) + "\n";
+}
+
+}  // namespace Agent

@@ -1,0 +1,259 @@
+#include <fmt/core.h>
+
+#include <algorithm>
+
+#include "agent/report/RunReport.h"
+#include "agent/text/TextTable.h"
+
+namespace Agent {
+
+namespace {
+
+constexpr size_t busiestRules = 10;
+constexpr size_t numbersColumns = 96;
+
+// A rule and the access list that it is in.
+struct RuleRow {
+  const AclReport * acl;
+  const RuleUse * use;
+};
+
+// Requires a shortage.
+std::string shortageText( const AclReport & acl ) {
+  return fmt::format( "{} ran out at rule {} (line {}); rolled back",
+                      resourceName( acl.shortage->resource ), acl.shortage->rule,
+                      acl.rules[ acl.shortage->rule ].line );
+}
+
+std::string fitText( const AclReport & acl ) {
+  if ( !acl.shortage )
+    return "yes";
+  return "no: " + shortageText( acl );
+}
+
+std::string aclText( const RunReport & report ) {
+  TextTable table( { "ACL", ">rules", ">entries", ">installed", "fits", "file" } );
+  for ( const AclReport & acl : report.acls )
+    table.add( { acl.name, countText( acl.rules.size() ), countText( acl.entries ),
+                 countText( acl.installed ), fitText( acl ), acl.file } );
+  std::string text = "Access lists\n" + table.text();
+  if ( report.denyShortage )
+    text += fmt::format( "  implicit deny: not programmed, {} ran out\n",
+                         resourceName( *report.denyShortage ) );
+  else if ( report.denyByDefault )
+    text += fmt::format( "  implicit deny: {} entr{}\n", report.denyEntries,
+                         report.denyEntries == 1 ? "y" : "ies" );
+  return text;
+}
+
+std::string groupText( const RunReport & report ) {
+  TextTable table( { ">group", "users", ">pipe", ">copy", ">used", ">free" } );
+  for ( const GroupUse & use : report.groups )
+    table.add( { std::to_string( use.group ), use.users, std::to_string( use.pipe ),
+                 std::to_string( use.copy ), countText( use.used ), countText( use.free ) } );
+  return "TCAM entries, by group, pipe and copy\n" + table.text();
+}
+
+bool wasHit( const RuleUse & use ) {
+  return use.counters.packets != 0 || use.counters.bytes != 0;
+}
+
+bool portsAre( const RuleUse & use, PortsBy by ) {
+  return use.sourcePorts == by || use.destinationPorts == by;
+}
+
+std::string portsText( const RuleUse & use ) {
+  const bool checker = portsAre( use, PortsBy::checker );
+  const bool prefixes = portsAre( use, PortsBy::prefixes );
+  if ( checker && prefixes )
+    return "both";
+  return checker ? "checker" : prefixes ? "prefixes" : "";
+}
+
+std::string ruleText( const std::vector< RuleRow > & rows ) {
+  TextTable table(
+      { "ACL", ">rule", ">line", ">entries", "ranges", ">packets", ">bytes", "match" } );
+  for ( const RuleRow & row : rows ) {
+    const RuleUse & use = *row.use;
+    std::string match = use.text;
+    std::replace( match.begin(), match.end(), '\t', ' ' );
+    table.add( { row.acl->name, std::to_string( use.rule ), std::to_string( use.line ),
+                 std::to_string( use.entries ), portsText( use ),
+                 use.wanted.packets ? countText( use.counters.packets ) : "-",
+                 use.wanted.bytes ? countText( use.counters.bytes ) : "-", match } );
+  }
+  return table.text();
+}
+
+std::vector< RuleRow > installedRules( const RunReport & report ) {
+  std::vector< RuleRow > rows;
+  for ( const AclReport & acl : report.acls ) {
+    if ( acl.shortage )
+      continue;
+    for ( const RuleUse & use : acl.rules )
+      rows.push_back( { &acl, &use } );
+  }
+  return rows;
+}
+
+std::string busiestText( const RunReport & report ) {
+  std::vector< RuleRow > rows = installedRules( report );
+  std::erase_if(
+      rows, []( const RuleRow & row ) { return !wasHit( *row.use ); } );
+  std::stable_sort( rows.begin(), rows.end(), []( const RuleRow & a, const RuleRow & b ) {
+    return a.use->counters.packets > b.use->counters.packets;
+  } );
+  rows.resize( std::min( rows.size(), busiestRules ) );
+  if ( rows.empty() )
+    return "Busiest rules: none was hit\n";
+  return "Busiest rules\n" + ruleText( rows );
+}
+
+using Choose = bool ( * )( const RuleUse & use );
+
+// The chosen rules as "0-3 7 9-12", wrapped and indented.
+std::string ruleNumbers( const AclReport & acl, Choose chosen ) {
+  std::string text;
+  std::string line = "   ";
+  for ( size_t i = 0; i < acl.rules.size(); ++i ) {
+    if ( !chosen( acl.rules[ i ] ) )
+      continue;
+    const size_t first = i;
+    while ( i + 1 < acl.rules.size() && chosen( acl.rules[ i + 1 ] ) )
+      ++i;
+    const std::string numbers =
+        first == i ? fmt::format( " {}", first ) : fmt::format( " {}-{}", first, i );
+    if ( line.size() + numbers.size() > numbersColumns ) {
+      text += line + "\n";
+      line = "   ";
+    }
+    line += numbers;
+  }
+  return text + line + "\n";
+}
+
+// "NAME: 3 of 10WHAT" and the rule numbers.
+std::string chosenText( const AclReport & acl, const char * what, Choose chosen ) {
+  const auto count = std::count_if( acl.rules.begin(), acl.rules.end(), chosen );
+  std::string text = fmt::format( "  {}: {} of {}{}\n", acl.name, count, acl.rules.size(), what );
+  if ( count != 0 )
+    text += ruleNumbers( acl, chosen );
+  return text;
+}
+
+// After a clear, a counter of 0 does not mean that the rule was never hit.
+std::string neverHitText( const RunReport & report ) {
+  std::string text = report.cleared.empty() ? "Rules never hit\n" : "Rules with counters at 0\n";
+  for ( const AclReport & acl : report.acls )
+    if ( !acl.shortage )
+      text += chosenText( acl, "", []( const RuleUse & use ) { return !wasHit( use ); } );
+  return text;
+}
+
+// Empty if no rule has a range that takes a checker or several prefixes.
+std::string rangeText( const RunReport & report ) {
+  std::string text;
+  for ( const AclReport & acl : report.acls ) {
+    const auto checked = []( const RuleUse & use ) { return portsAre( use, PortsBy::checker ); };
+    const auto expanded = []( const RuleUse & use ) { return portsAre( use, PortsBy::prefixes ); };
+    if ( acl.shortage )
+      continue;
+    if ( std::any_of( acl.rules.begin(), acl.rules.end(), checked ) )
+      text += chosenText( acl, " by range checkers", checked );
+    if ( std::any_of( acl.rules.begin(), acl.rules.end(), expanded ) )
+      text += chosenText( acl, " by prefixes", expanded );
+  }
+  if ( text.empty() )
+    return text;
+  return fmt::format( "Rules with ranges of ports; range checkers in use: {}\n{}\n",
+                      report.rangeCheckers, text );
+}
+
+// Empty if no rule has a policer.
+std::string policeText( const RunReport & report ) {
+  TextTable table( { "ACL", ">rule", ">bit/s", ">burst", ">conformed packets", ">bytes",
+                     ">dropped packets", ">bytes" } );
+  bool any = false;
+  for ( const RuleRow & row : installedRules( report ) ) {
+    if ( !row.use->police )
+      continue;
+    any = true;
+    const RuleCounters & counters = row.use->counters;
+    table.add( { row.acl->name, std::to_string( row.use->rule ),
+                 countText( row.use->police->bitsPerSecond ),
+                 countText( row.use->police->burstBytes ), countText( counters.conformedPackets ),
+                 countText( counters.conformedBytes ), countText( counters.droppedPackets ),
+                 countText( counters.droppedBytes ) } );
+  }
+  return any ? "Policed rules, over all pipes\n" + table.text() + "\n" : "";
+}
+
+std::string packetText( const RunReport & report ) {
+  std::string text = fmt::format(
+      "Packets at port {}: {}, of which {} matched a rule and {} met the default ({})\n",
+      report.ingressPort, countText( report.total ), countText( report.matched ),
+      countText( report.byDefault ), report.denyByDefault ? "deny" : "permit" );
+  const std::pair< const char *, U64 > fates[] = { { "dropped", report.dropped },
+                                                   { "copied to the CPU", report.copiedToCpu },
+                                                   { "mirrored", report.mirrored } };
+  for ( const auto & [ fate, count ] : fates )
+    if ( count != 0 )
+      text += fmt::format( "  {}: {}\n", fate, countText( count ) );
+  return text;
+}
+
+// Empty if no counters were cleared.
+std::string clearedText( const RunReport & report ) {
+  std::string text;
+  for ( const std::string & what : report.cleared )
+    text += ( text.empty() ? "Counters cleared: " : ", " ) + what;
+  return text.empty() ? text : text + "\n\n";
+}
+
+std::string verificationText( const RunReport & report ) {
+  std::string text = fmt::format(
+      "Verification: {} packets differ from the rules, {}\n", countText( report.mismatches ),
+      report.differences.empty() ? "records and chip agree" : "differences:" );
+  for ( const std::string & difference : report.differences )
+    text += "  " + difference + "\n";
+  return text;
+}
+
+}  // namespace
+
+std::string textReport( const RunReport & report, bool detail ) {
+  std::string text = fmt::format( "Platform {}: {}\n\n", report.platform, report.description );
+  text += aclText( report ) + "\n" + rangeText( report ) + groupText( report ) + "\n";
+  if ( report.total != 0 ) {
+    text += packetText( report ) + "\n" + clearedText( report ) + policeText( report );
+    text += ( detail ? "Rules\n" + ruleText( installedRules( report ) ) : busiestText( report ) ) +
+            "\n" + neverHitText( report );
+  }
+  if ( !report.usage.empty() )
+    text += "\n" + report.usage;
+  if ( report.capacity )
+    text += "\n" + capacityText( *report.capacity );
+  if ( report.verified )
+    text += "\n" + verificationText( report );
+  return text;
+}
+
+bool RunReport::success() const {
+  for ( const AclReport & acl : acls )
+    if ( acl.shortage )
+      return false;
+  return !denyShortage && mismatches == 0 && differences.empty();
+}
+
+std::vector< std::string > unfitLists( const RunReport & report ) {
+  std::vector< std::string > lines;
+  for ( const AclReport & acl : report.acls )
+    if ( acl.shortage )
+      lines.push_back( fmt::format( "{} does not fit: {}", acl.name, shortageText( acl ) ) );
+  if ( report.denyShortage )
+    lines.push_back( fmt::format( "implicit deny does not fit: {} ran out",
+                                  resourceName( *report.denyShortage ) ) );
+  return lines;
+}
+
+}  // namespace Agent

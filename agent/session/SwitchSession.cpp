@@ -1,0 +1,55 @@
+#include "agent/session/SwitchSession.h"
+
+namespace Agent {
+
+namespace {
+
+Kiv::Ptr< const Morvane::MorvaneOvidUtBitmapDir > untaggedPorts(
+    const Platform::PlatformData & platform ) {
+  const auto directory =
+      Kiv::make< Morvane::MorvaneOvidUtBitmapDir >( Kiv::Name( "ovidUtBitmapDir" ) );
+  for ( const Platform::VlanData & vlan : platform.vlans ) {
+    bcm_pbmp_t ports = {};
+    for ( const U32 port : vlan.untaggedPorts )
+      ports.add( port );
+    directory->ovidUtBitmapIs( { SwitchSession::unit, vlan.id }, ports );
+  }
+  return directory;
+}
+
+}  // namespace
+
+SwitchSession::SwitchSession( const Platform::PlatformData & platform )
+    : platform_( platform ), calls_( chip_ ) {
+  chip_.addUnit( unit, platform.chip );
+  calls_.keepRecords( false );
+  Shim::sdk_ = &calls_;
+  Morvane::platformIs( &platform_ );
+  groupManager_ = Kiv::make< Morvane::MorvaneTcamGroupManager >( Kiv::Name( "tcamGroupManager" ),
+                                                                 untaggedPorts( platform ), false );
+  groupManager_->numPipeIs( platform_.numPipe() );
+  groupManager_->modChipInfoIs( unit, platform.chipInfo );
+  groupManager_->initializedIs( true );
+  capacity_ = Kiv::make< Morvane::MorvaneTcamCapacitySm >(
+      Kiv::Name( "tcamCapacity" ),
+      Kiv::Ptr< const Morvane::MorvaneTcamGroupManager >( groupManager_ ), &capacityTable_ );
+}
+
+SwitchSession::~SwitchSession() {
+  capacity_ = nullptr;
+  groupManager_ = nullptr;
+  Morvane::platformIs( nullptr );
+  Shim::sdk_ = nullptr;
+}
+
+std::map< std::string, U64 > SwitchSession::sdkCalls() const {
+  std::map< std::string, U64 > counts;
+  for ( U32 op = 0; op < static_cast< U32 >( Shim::SdkOp::count ); ++op ) {
+    const auto operation = static_cast< Shim::SdkOp >( op );
+    if ( const U64 count = calls_.count( operation ); count != 0 )
+      counts[ Shim::sdkOpName( operation ) ] = count;
+  }
+  return counts;
+}
+
+}  // namespace Agent

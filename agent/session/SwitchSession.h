@@ -1,0 +1,53 @@
+// A software switch running the TCAM library.
+//
+// At most one session per process. Hold the activity lock from before construction until after
+// destruction.
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "agent/session/CapacityTable.h"
+#include "morvane/MorvaneTcamCapacitySm.h"
+#include "morvane/MorvaneTcamGroupManager.h"
+#include "platform/PlatformModel.h"
+#include "softasic/CallLog.h"
+#include "softasic/SoftAsic.h"
+
+namespace Agent {
+
+using namespace Kiv::Integers;
+
+class SwitchSession {
+ public:
+  // Creates the chip, installs SDK shim and platform, and starts the library. The platform must
+  // have been validated by its loader. The library asserts if a pre-created entry range does not
+  // fit the chip.
+  explicit SwitchSession( const Platform::PlatformData & platform );
+  ~SwitchSession();
+  SwitchSession( const SwitchSession & ) = delete;
+  SwitchSession & operator=( const SwitchSession & ) = delete;
+
+  static constexpr U32 unit = 0;
+
+  const Platform::PlatformData & platform() const { return platform_.data(); }
+  SoftAsic::SoftAsic & chip() { return chip_; }
+  Morvane::MorvaneTcamGroupManager & groupManager() { return *groupManager_; }
+
+  // Polled by the caller; each poll updates the table.
+  Morvane::MorvaneTcamCapacitySm & capacity() { return *capacity_; }
+  const CapacityTable & capacityTable() const { return capacityTable_; }
+
+  // Call counts by SDK name, without operations that were never called.
+  std::map< std::string, U64 > sdkCalls() const;
+
+ private:
+  Platform::PlatformModel platform_;
+  SoftAsic::SoftAsic chip_;
+  SoftAsic::CallLog calls_;
+  Kiv::Ptr< Morvane::MorvaneTcamGroupManager > groupManager_;
+  CapacityTable capacityTable_;
+  Kiv::Ptr< Morvane::MorvaneTcamCapacitySm > capacity_;
+};
+
+}  // namespace Agent

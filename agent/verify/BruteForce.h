@@ -1,0 +1,35 @@
+// Reference model of access lists: a linear search over the rules, on the packet's fields.
+//
+// Checks compiler, library and chip. It shares no code with them, and compares prefixes and ranges
+// directly instead of values and masks.
+#pragma once
+
+#include <functional>
+#include <set>
+#include <vector>
+
+#include "agent/acl/Policy.h"
+#include "agent/packets/FrameReader.h"
+
+namespace Agent {
+
+bool ruleMatches( AclKind kind, const AclRule & rule, const FrameFields & packet );
+
+// Result for one packet.
+struct PacketFate {
+  bool drop = false;
+  bool copyToCpu = false;
+  std::set< U32 > mirrorPorts;     // ports that get a copy
+  std::vector< RuleIndex > rules;  // matching rules, by table in order of precedence
+  friend bool operator==( const PacketFate &, const PacketFate & ) = default;
+};
+
+// Called for each matching rule with a policer; returns whether the packet conforms.
+using Conforms = std::function< bool( const RuleIndex & rule, const PoliceRate & rate ) >;
+
+// The expected result. A packet that exceeds a rule's rate is dropped, and the rule's other actions
+// do not apply.
+PacketFate expectedFate( const Policy & policy, const FrameFields & packet,
+                         const Conforms & conforms );
+
+}  // namespace Agent

@@ -1,0 +1,82 @@
+#include "agent/verify/Replay.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace Agent {
+
+namespace {
+
+std::string fateText( const PacketFate & fate ) {
+  std::string text = fate.drop ? "drop" : "permit";
+  if ( fate.copyToCpu )
+    text += ", copy to CPU";
+  for ( const U32 port : fate.mirrorPorts )
+    text += fmt::format( ", mirror to port {}", port );
+  if ( fate.rules.empty() )
+    return text + " by default";
+  std::string rules;
+  for ( const RuleIndex & rule : fate.rules )
+    rules += fmt::format( "{}ACL {} rule {}", rules.empty() ? "" : " and ", rule.acl, rule.rule );
+  return text + " by " + rules;
+}
+
+}  // namespace
+
+std::vector< U32 > portOfEveryCopy( const SoftAsic::ChipProfile & chip ) {
+  std::vector< U32 > ports;
+  for ( U32 pipe = 0; pipe < chip.pipes; ++pipe ) {
+    const U32 first = pipe * chip.portsPerPipe;
+    ports.push_back( first );
+    // The upper half of a pipe's ports is looked up in the second copy.
+    if ( chip.secondCopy && chip.portsPerPipe > 1 )
+      ports.push_back( first + ( chip.portsPerPipe + 1 ) / 2 );
+  }
+  return ports;
+}
+
+FrameFields fieldsAtPort( const Platform::PlatformData & platform, U32 port, FrameFields fields ) {
+  // A frame truncated before its type field is neither tagged nor untagged.
+  if ( !platform.chip.sharedByPipes || !fields.l3At || fields.vlan.value_or( 0 ) != 0 )
+    return fields;
+  fields.vlan = 0;
+  for ( const Platform::VlanData & vlan : platform.vlans )
+    if ( std::find( vlan.untaggedPorts.begin(), vlan.untaggedPorts.end(), port ) !=
+         vlan.untaggedPorts.end() )
+      fields.portVlan = vlan.id;
+  return fields;
+}
+
+Replay::Replay( SwitchSession & session, RuleOf ruleOf )
+    : session_( session ),
+      ruleOf_( std::move( ruleOf ) ),
+      start_( session.chip().now( SwitchSession::unit ) ) {}
+
+PacketFate Replay::send( const Packet & packet, U32 port ) {
+  constexpr U32 unit = SwitchSession::unit;
+  SoftAsic::SoftAsic & chip = session_.chip();
+  chip.advance( unit, start_ + packet.time - chip.now( unit ) );
+  const SoftAsic::Verdict verdict =
+      chip.inject( unit, port, packet.frame.data(), packet.frame.size() );
+  PacketFate fate;
+  fate.drop = verdict.drop;
+  fate.copyToCpu = verdict.copyToCpu;
+  for ( U32 to = 0; to < BCM_PBMP_PORT_MAX; ++to )
+    if ( verdict.mirrorPorts.has( to ) )
+      fate.mirrorPorts.insert( to );
+  for ( const SoftAsic::Match & match : verdict.matches )
+    if ( const auto rule = ruleOf_( match.entry ) )
+      fate.rules.push_back( *rule );
+  return fate;
+}
+
+std::string fateDifference( const Packet & packet, U32 port, const PacketFate & expected,
+                            const PacketFate & actual ) {
+  return fmt::format( "port {}: {}: expected {}, got {}", port,
+                      describe( readFrame( packet.frame ) ), fateText( expected ),
+                      fateText( actual ) );
+}
+
+}  // namespace Agent
