@@ -3,8 +3,44 @@
 # Floors below this level form the shared library.
 set(MORVANE_LIBRARY_LEVELS 5)
 
+# The folder of a floor that holds a file, both relative to the project; empty: none so far.
+function(morvane_folder_of file out)
+  cmake_path(GET file PARENT_PATH folder)
+  while(folder)
+    get_property(known GLOBAL PROPERTY MORVANE_LEVEL_OF_${folder} SET)
+    if(known)
+      break()
+    endif()
+    cmake_path(GET folder PARENT_PATH folder)
+  endwhile()
+  set(${out} "${folder}" PARENT_SCOPE)
+endfunction()
+
+# Headers are found by their path in the project, linked or not: without this check a floor could
+# include a header of any other.
+function(morvane_check_includes name level folder)
+  file(GLOB_RECURSE files RELATIVE ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR}/*.h
+       ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+  foreach(file IN LISTS files)
+    morvane_folder_of(${file} own)
+    if(NOT own STREQUAL folder)
+      continue()
+    endif()
+    file(STRINGS ${PROJECT_SOURCE_DIR}/${file} lines REGEX "^#include \"[^\"]+/")
+    list(TRANSFORM lines REPLACE "^#include \"([^\"]+)\".*" "\\1")
+    foreach(header IN LISTS lines)
+      morvane_folder_of(${header} used)
+      get_property(used_level GLOBAL PROPERTY MORVANE_LEVEL_OF_${used})
+      if(NOT "${used}" STREQUAL folder AND NOT "${used_level}" LESS level)
+        message(FATAL_ERROR "${file} of ${name} (level ${level}) must not include ${header}")
+      endif()
+    endforeach()
+  endforeach()
+endfunction()
+
 # morvane_floor( NAME name LEVEL number [SOURCES file...] [USES floor...] ) Creates the folder's
-# target. Using a floor of the same or a higher level is a configuration error. Floors of the
+# target. Using a floor of the same or a higher level is a configuration error, and so is including its
+# headers. Floors of the
 # library do not link each other: programs link the whole library, shared or, for tests, static.
 function(morvane_floor)
   cmake_parse_arguments(FLOOR "" "NAME;LEVEL" "SOURCES;USES" ${ARGN})
@@ -21,6 +57,10 @@ function(morvane_floor)
     set(scope INTERFACE)
   endif()
   set_property(GLOBAL PROPERTY MORVANE_LEVEL_${FLOOR_NAME} ${FLOOR_LEVEL})
+  cmake_path(RELATIVE_PATH CMAKE_CURRENT_SOURCE_DIR BASE_DIRECTORY ${PROJECT_SOURCE_DIR}
+             OUTPUT_VARIABLE folder)
+  set_property(GLOBAL PROPERTY MORVANE_LEVEL_OF_${folder} ${FLOOR_LEVEL})
+  morvane_check_includes(${FLOOR_NAME} ${FLOOR_LEVEL} ${folder})
   foreach(used IN LISTS FLOOR_USES)
     get_property(level GLOBAL PROPERTY MORVANE_LEVEL_${used})
     if(level STREQUAL "")
