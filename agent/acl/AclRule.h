@@ -82,8 +82,8 @@ struct WantedCounters {
 
 enum class Forwarding { none, permit, drop };
 
-// One rule. Fields that are not set match everything; the kind of the list determines which fields
-// can be set.
+// One rule. Match fields that are not set match everything; the kind of the list determines which
+// fields can be set.
 struct AclRule {
   U32 line = 0;      // in its file, from 1
   std::string text;  // one line for reports
@@ -93,12 +93,9 @@ struct AclRule {
   // TCP, UDP, ICMP: IPv4 and IPv6 lists
   PortRange sourcePorts;
   PortRange destinationPorts;
-  bool anyProtocol = true;
-  U8 protocol = 0;           // unless anyProtocol
-  U8 tcpFlags = 0;           // TCP only: value and mask of the flags byte
-  U8 tcpFlagsMask = 0;       // 0: wildcard
-  U16 icmpTypeCode = 0;      // ICMP, ICMPv6: value and mask, type in the high byte
-  U16 icmpTypeCodeMask = 0;  // 0: wildcard
+  FieldMatch< U8 > protocol;       // one, or any
+  FieldMatch< U8 > tcpFlags;       // TCP only: the flags byte
+  FieldMatch< U16 > icmpTypeCode;  // ICMP, ICMPv6: type in the high byte
   // IPv6 lists
   Prefix6 source6;
   Prefix6 destination6;
@@ -115,6 +112,8 @@ struct AclRule {
   bool mirror = false;  // to the list's mirror port
   std::optional< PoliceRate > police;
   WantedCounters counters;
+
+  bool isFor( U8 ipProtocol ) const { return protocol == FieldMatch< U8 >{ ipProtocol, 0xFF }; }
 };
 
 // Packets that a list matches. MAC lists match all packets.

@@ -32,10 +32,9 @@ std::vector< EntryMatch > compileRule( AclKind kind, const AclRule & rule,
   match.destinationMac = rule.destinationMac;
   match.etherType = rule.etherType;
   match.vlan = rule.vlan;
-  if ( !rule.anyProtocol )
-    match.protocol = { rule.protocol, 0xFF };
-  match.tcpFlags = { rule.tcpFlags, rule.tcpFlagsMask };
-  match.icmpTypeCode = { rule.icmpTypeCode, rule.icmpTypeCodeMask };
+  match.protocol = rule.protocol;
+  match.tcpFlags = rule.tcpFlags;
+  match.icmpTypeCode = rule.icmpTypeCode;
 
   std::vector< EntryMatch > entries;
   const std::vector< EntryPorts > destinations =

@@ -161,11 +161,11 @@ std::vector< U32 > requiredQualifiers( AclKind kind, const AclRule & rule ) {
   need( rule.destinationMac.mask != 0, bcmFieldQualifyDstMac );
   need( rule.etherType.mask != 0, bcmFieldQualifyEtherType );
   need( rule.vlan.mask != 0, bcmFieldQualifyOuterVlanId );
-  need( !rule.anyProtocol, bcmFieldQualifyIpProtocol );
+  need( rule.protocol.mask != 0, bcmFieldQualifyIpProtocol );
   need( !rule.sourcePorts.any(), bcmFieldQualifyL4SrcPort );
   need( !rule.destinationPorts.any(), bcmFieldQualifyL4DstPort );
-  need( rule.tcpFlagsMask != 0, bcmFieldQualifyTcpControl );
-  need( rule.icmpTypeCodeMask != 0, bcmFieldQualifyIcmpTypeCode );
+  need( rule.tcpFlags.mask != 0, bcmFieldQualifyTcpControl );
+  need( rule.icmpTypeCode.mask != 0, bcmFieldQualifyIcmpTypeCode );
   return needs;
 }
 

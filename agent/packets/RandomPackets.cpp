@@ -131,12 +131,12 @@ PacketFields RandomPackets::inside( const Target & target ) {
   packet.sourceIp = blend( rule.source.address, rule.source.mask(), packet.sourceIp );
   packet.destinationIp =
       blend( rule.destination.address, rule.destination.mask(), packet.destinationIp );
-  if ( !rule.anyProtocol )
-    packet.protocol = rule.protocol;
+  packet.protocol = blend( rule.protocol.value, rule.protocol.mask, packet.protocol );
   packet.sourcePort = within( rule.sourcePorts );
   packet.destinationPort = within( rule.destinationPorts );
-  packet.tcpFlags = blend( rule.tcpFlags, rule.tcpFlagsMask, packet.tcpFlags );
-  packet.icmpTypeCode = blend( rule.icmpTypeCode, rule.icmpTypeCodeMask, packet.icmpTypeCode );
+  packet.tcpFlags = blend( rule.tcpFlags.value, rule.tcpFlags.mask, packet.tcpFlags );
+  packet.icmpTypeCode =
+      blend( rule.icmpTypeCode.value, rule.icmpTypeCode.mask, packet.icmpTypeCode );
   if ( target.kind == AclKind::ipv6 ) {
     packet.source6 = insidePrefix( rule.source6 );
     packet.destination6 = insidePrefix( rule.destination6 );

@@ -35,11 +35,12 @@ PortRange readPorts( const LineReader & reader, const std::string_view * words,
 
 void readProtocol( const LineReader & reader, std::string_view word, AclRule & rule ) {
   const auto [ value, mask ] = reader.split( word, '/', "protocol" );
-  rule.protocol = static_cast< U8 >( reader.hex( value, 0xFF, "protocol" ) );
+  const auto protocol = static_cast< U8 >( reader.hex( value, 0xFF, "protocol" ) );
   const U32 bits = reader.hex( mask, 0xFF, "protocol mask" );
   if ( bits != 0 && bits != 0xFF )
     reader.fail( fmt::format( "protocol mask \"{}\" is neither 0x00 nor 0xFF", mask ) );
-  rule.anyProtocol = bits == 0;
+  if ( bits != 0 )
+    rule.protocol = { protocol, 0xFF };
 }
 
 void readHeaderBits( const LineReader & reader, std::string_view word, bool first,
@@ -49,15 +50,12 @@ void readHeaderBits( const LineReader & reader, std::string_view word, bool firs
   const auto mask = static_cast< U16 >( reader.hex( maskText, 0xFFFF, "header bits mask" ) );
   if ( mask == 0 )
     return;
-  if ( first && !rule.anyProtocol && rule.protocol == protocolIcmp ) {
-    rule.icmpTypeCodeMask = mask;
-    rule.icmpTypeCode = value & mask;
-  } else if ( first && !rule.anyProtocol && rule.protocol == protocolTcp && ( mask & 0xFF ) == 0 ) {
-    rule.tcpFlagsMask = static_cast< U8 >( mask >> 8 );
-    rule.tcpFlags = static_cast< U8 >( ( value & mask ) >> 8 );
-  } else {
+  if ( first && rule.isFor( protocolIcmp ) )
+    rule.icmpTypeCode = { static_cast< U16 >( value & mask ), mask };
+  else if ( first && rule.isFor( protocolTcp ) && ( mask & 0xFF ) == 0 )
+    rule.tcpFlags = { static_cast< U8 >( ( value & mask ) >> 8 ), static_cast< U8 >( mask >> 8 ) };
+  else
     reader.fail( fmt::format( "header bits \"{}\" are not supported for this protocol", word ) );
-  }
 }
 
 AclRule readRule( const std::string & file, const TextLine & line ) {

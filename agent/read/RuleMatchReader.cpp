@@ -74,9 +74,8 @@ void readProtocol( JsonFields & fields, AclRule & rule ) {
   const JsonNode * node = fields.find( "protocol" );
   if ( node == nullptr )
     return;
-  rule.anyProtocol = false;
   if ( node->kind == JsonNode::Kind::integer ) {
-    rule.protocol = static_cast< U8 >( fields.number( "protocol", 0, 0xFF ) );
+    rule.protocol = { static_cast< U8 >( fields.number( "protocol", 0, 0xFF ) ), 0xFF };
     return;
   }
   const std::pair< const char *, U8 > names[] = { { "tcp", protocolTcp },
@@ -86,7 +85,7 @@ void readProtocol( JsonFields & fields, AclRule & rule ) {
   const std::string name = fields.text( "protocol" );
   for ( const auto & [ known, number ] : names ) {
     if ( name == known ) {
-      rule.protocol = number;
+      rule.protocol = { number, 0xFF };
       return;
     }
   }
@@ -116,10 +115,10 @@ void readTcpFlags( JsonFields & fields, AclRule & rule ) {
   if ( node == nullptr )
     return;
   JsonFields flags( fields.file(), *node, "\"tcpFlags\"" );
-  rule.tcpFlagsMask = static_cast< U8 >( readHexOr( flags, "mask", 0xFF, 0xFF ) );
-  rule.tcpFlags = static_cast< U8 >( readHex( flags, "value", 0xFF ) & rule.tcpFlagsMask );
+  rule.tcpFlags.mask = static_cast< U8 >( readHexOr( flags, "mask", 0xFF, 0xFF ) );
+  rule.tcpFlags.value = static_cast< U8 >( readHex( flags, "value", 0xFF ) & rule.tcpFlags.mask );
   flags.finish();
-  if ( rule.anyProtocol || rule.protocol != protocolTcp )
+  if ( !rule.isFor( protocolTcp ) )
     fields.fail( node->line, "\"tcpFlags\" needs the protocol tcp" );
 }
 
@@ -128,14 +127,13 @@ void readIcmp( JsonFields & fields, AclRule & rule ) {
   if ( node == nullptr )
     return;
   JsonFields icmp( fields.file(), *node, "\"icmp\"" );
-  rule.icmpTypeCode = static_cast< U16 >( icmp.number( "type", 0, 0xFF ) << 8 );
-  rule.icmpTypeCodeMask = 0xFF00;
+  rule.icmpTypeCode = { static_cast< U16 >( icmp.number( "type", 0, 0xFF ) << 8 ), 0xFF00 };
   if ( icmp.find( "code" ) != nullptr ) {
-    rule.icmpTypeCode |= static_cast< U16 >( icmp.number( "code", 0, 0xFF ) );
-    rule.icmpTypeCodeMask = 0xFFFF;
+    rule.icmpTypeCode.value |= static_cast< U16 >( icmp.number( "code", 0, 0xFF ) );
+    rule.icmpTypeCode.mask = 0xFFFF;
   }
   icmp.finish();
-  if ( rule.anyProtocol || ( rule.protocol != protocolIcmp && rule.protocol != protocolIcmp6 ) )
+  if ( !rule.isFor( protocolIcmp ) && !rule.isFor( protocolIcmp6 ) )
     fields.fail( node->line, "\"icmp\" needs the protocol icmp or icmp6" );
 }
 
@@ -144,7 +142,7 @@ void readL4( JsonFields & fields, AclRule & rule ) {
   readPorts( fields, "sourcePorts", rule.sourcePorts );
   readPorts( fields, "destinationPorts", rule.destinationPorts );
   const bool hasPorts =
-      rule.anyProtocol || rule.protocol == protocolTcp || rule.protocol == protocolUdp;
+      rule.protocol.mask == 0 || rule.isFor( protocolTcp ) || rule.isFor( protocolUdp );
   for ( const char * key : { "sourcePorts", "destinationPorts" } )
     if ( !hasPorts && fields.find( key ) != nullptr )
       fields.fail( fields.line( key ), fmt::format( "\"{}\" needs the protocol tcp or udp", key ) );

@@ -42,12 +42,11 @@ bool bitsMatch( const FieldMatch< T > & match, const std::optional< T > & field 
 
 bool l4Matches( const AclRule & rule, const FrameFields & packet ) {
   const bool tcp = packet.protocol == protocolTcp;
-  return ( rule.anyProtocol || rule.protocol == packet.protocol ) &&
+  return bitsMatch( rule.protocol, packet.protocol ) &&
          inRange( rule.sourcePorts, packet, &FrameFields::Ports::source ) &&
          inRange( rule.destinationPorts, packet, &FrameFields::Ports::destination ) &&
-         bitsMatch( { rule.tcpFlags, rule.tcpFlagsMask },
-                    tcp ? packet.tcpFlags : std::optional< U8 >() ) &&
-         bitsMatch( { rule.icmpTypeCode, rule.icmpTypeCodeMask }, packet.icmpTypeCode );
+         bitsMatch( rule.tcpFlags, tcp ? packet.tcpFlags : std::optional< U8 >() ) &&
+         bitsMatch( rule.icmpTypeCode, packet.icmpTypeCode );
 }
 
 bool l2Matches( const AclRule & rule, const FrameFields & packet ) {

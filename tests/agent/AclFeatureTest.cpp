@@ -24,18 +24,16 @@ Acl randomAcl( const std::string & name, U32 rules, U32 seed ) {
     rule.line = i + 1;
     rule.source = { 0x0A000000 | pick( 16 ), static_cast< U8 >( 26 + pick( 7 ) ) };
     rule.destination = { pick( 4 ) << 30, static_cast< U8 >( pick( 3 ) ) };
-    rule.anyProtocol = pick( 4 ) == 0;
-    rule.protocol = protocols[ pick( 4 ) ];
+    rule.protocol.mask = pick( 4 ) == 0 ? 0 : 0xFF;
+    rule.protocol.value = protocols[ pick( 4 ) ] & rule.protocol.mask;
     if ( pick( 3 ) == 0 )
       rule.destinationPorts = { 0, static_cast< U16 >( pick( 40 ) ) };
     if ( pick( 4 ) == 0 )
       rule.sourcePorts = { 7, static_cast< U16 >( 7 + pick( 3 ) ) };
-    if ( !rule.anyProtocol && rule.protocol == protocolTcp && pick( 2 ) == 0 ) {
-      rule.tcpFlagsMask = static_cast< U8 >( 1U << pick( 8 ) );
-      rule.tcpFlags = rule.tcpFlagsMask;
-    }
-    if ( !rule.anyProtocol && rule.protocol == protocolIcmp && pick( 2 ) == 0 )
-      rule.icmpTypeCodeMask = 0x0100;
+    if ( rule.isFor( protocolTcp ) && pick( 2 ) == 0 )
+      rule.tcpFlags.value = rule.tcpFlags.mask = static_cast< U8 >( 1U << pick( 8 ) );
+    if ( rule.isFor( protocolIcmp ) && pick( 2 ) == 0 )
+      rule.icmpTypeCode.mask = 0x0100;
     acl.rules.push_back( rule );
   }
   return acl;
@@ -136,10 +134,8 @@ TEST( AclFeatureTest, EveryKindHandlesMalformedFrames ) {
   AclRule ip6, ip6Icmp, mac, typed;
   ip6.source6 = { { 0x20, 0x01, 0x0D, 0xB8 }, 33 };
   ip6.destinationPorts = { 80, 90 };
-  ip6Icmp.anyProtocol = false;
-  ip6Icmp.protocol = protocolIcmp6;
-  ip6Icmp.icmpTypeCode = 0x8000;
-  ip6Icmp.icmpTypeCodeMask = 0xFF00;
+  ip6Icmp.protocol = { protocolIcmp6, 0xFF };
+  ip6Icmp.icmpTypeCode = { 0x8000, 0xFF00 };
   ip6Icmp.forwarding = Forwarding::drop;
   mac.sourceMac = { 0x020000000000, 0xFF0000000001 };
   mac.vlan = { 5, 0xFFF };
@@ -176,7 +172,7 @@ TEST( AclFeatureTest, EveryKindHandlesMalformedFrames ) {
 TEST( AclFeatureTest, RefusesListsThatThePlatformLacks ) {
   Platform::PlatformData platform = testPlatform( {} );
   Acl acl = plainAcl( 2 );
-  acl.rules[ 1 ].tcpFlagsMask = 1;
+  acl.rules[ 1 ].tcpFlags.mask = 1;
   const auto fault = [ & ] {
     const auto found = listFault( platform, acl );
     return found ? fmt::format( "{}: {}", found->line, found->what ) : "";

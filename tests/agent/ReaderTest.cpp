@@ -41,13 +41,13 @@ TEST( ClassBenchReaderTest, ReadsAllFieldsOfARule ) {
   EXPECT_EQ( tcp.destination.address, 0xC0A80001U );
   EXPECT_EQ( tcp.destinationPorts, ( PortRange{ 20, 21 } ) );
   EXPECT_TRUE( tcp.sourcePorts.any() );
-  EXPECT_EQ( tcp.tcpFlagsMask, 0x13 );
-  EXPECT_EQ( tcp.tcpFlags, 0x12 );
+  EXPECT_EQ( tcp.tcpFlags.mask, 0x13 );
+  EXPECT_EQ( tcp.tcpFlags.value, 0x12 );
   const AclRule & icmp = acl.rules[ 1 ];
   EXPECT_EQ( icmp.line, 3U );
-  EXPECT_EQ( icmp.icmpTypeCode, 0x0300 );
-  EXPECT_EQ( icmp.icmpTypeCodeMask, 0xFF00 );
-  EXPECT_TRUE( acl.rules[ 2 ].anyProtocol );
+  EXPECT_EQ( icmp.icmpTypeCode.value, 0x0300 );
+  EXPECT_EQ( icmp.icmpTypeCode.mask, 0xFF00 );
+  EXPECT_EQ( acl.rules[ 2 ].protocol.mask, 0 );
   EXPECT_EQ( acl.rules[ 2 ].source.mask(), 0U );
 }
 

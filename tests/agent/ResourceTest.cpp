@@ -18,8 +18,7 @@ Acl rangeAcl( const std::vector< PortRange > & ranges ) {
   for ( const PortRange & range : ranges ) {
     AclRule & rule = acl.rules.emplace_back();
     rule.destinationPorts = range;
-    rule.anyProtocol = false;
-    rule.protocol = protocolTcp;
+    rule.protocol = { protocolTcp, 0xFF };
     acl.rules.back().source = { static_cast< U32 >( acl.rules.size() ), 32 };
   }
   return acl;

@@ -45,10 +45,10 @@ TEST( RulesFileTest, ReadsAllFieldsOfARule ) {
   EXPECT_EQ( tcp.destination.address, 0xC0000200U );
   EXPECT_EQ( tcp.sourcePorts, ( PortRange{ 80, 80 } ) );
   EXPECT_EQ( tcp.destinationPorts, ( PortRange{ 1024, 2047 } ) );
-  EXPECT_EQ( tcp.tcpFlagsMask, 0x16 );
+  EXPECT_EQ( tcp.tcpFlags.mask, 0x16 );
   EXPECT_EQ( tcp.forwarding, Forwarding::drop );
   EXPECT_TRUE( tcp.copyToCpu && !tcp.mirror && tcp.counters.bytes && !tcp.counters.packets );
-  EXPECT_EQ( acl.rules[ 2 ].icmpTypeCode, 0x0304 );
+  EXPECT_EQ( acl.rules[ 2 ].icmpTypeCode.value, 0x0304 );
   EXPECT_EQ( acl.rules[ 2 ].police->bitsPerSecond, 64000U );
 
   const Acl mac = parse( R"({ "type": "mac", "use": "mirror", "mirrorPort": 3, "rules": [
