@@ -1,16 +1,42 @@
 #include "agent/feature/AclCompiler.h"
 
+#include "agent/feature/PortExpansion.h"
+
 namespace Agent {
 
 namespace {
 
-std::vector< EntryPorts > portsOf( const PortRange & range, U32 checker ) {
+U32 checkerOf( const MatchField & field, const RangeCheckers & checkers ) {
+  return field.qualifier == bcmFieldQualifyL4SrcPort ? checkers.source : checkers.destination;
+}
+
+std::vector< EntryField > rangeMatches( const MatchField & field, const PortRange & range,
+                                        U32 checker ) {
   if ( checker != 0 )
-    return { { {}, checker } };
-  std::vector< EntryPorts > ports;
+    return { { &field, {}, checker } };
+  std::vector< EntryField > matches;
   for ( const PortMatch & prefix : expandPorts( range ) )
-    ports.push_back( { prefix, 0 } );
-  return ports;
+    matches.push_back( { &field, { { 0, prefix.value }, { 0, prefix.mask } }, 0 } );
+  return matches;
+}
+
+// The matches of a field that together cover what the rule matches in it.
+std::vector< EntryField > matchesOf( const MatchField & field, const AclRule & rule,
+                                     const RangeCheckers & checkers ) {
+  if ( const PortRange * range = rangeOf( field, rule ) )
+    return rangeMatches( field, *range, checkerOf( field, checkers ) );
+  return { { &field, ternaryOf( field, rule ), 0 } };
+}
+
+// One entry for each of them and of the matches.
+std::vector< EntryMatch > combine( const std::vector< EntryMatch > & entries,
+                                   const std::vector< EntryField > & matches ) {
+  std::vector< EntryMatch > combined;
+  combined.reserve( entries.size() * matches.size() );
+  for ( const EntryMatch & entry : entries )
+    for ( const EntryField & match : matches )
+      combined.emplace_back( entry ).fields.push_back( match );
+  return combined;
 }
 
 }  // namespace
@@ -21,37 +47,20 @@ bool wantsChecker( const PortRange & range ) {
 
 std::vector< EntryMatch > compileRule( AclKind kind, const AclRule & rule,
                                        const RangeCheckers & checkers ) {
-  EntryMatch match;
-  match.kind = kind;
-  match.sourceIp = { rule.source.address & rule.source.mask(), rule.source.mask() };
-  match.destinationIp = { rule.destination.address & rule.destination.mask(),
-                          rule.destination.mask() };
-  match.source6 = rule.source6;
-  match.destination6 = rule.destination6;
-  match.sourceMac = rule.sourceMac;
-  match.destinationMac = rule.destinationMac;
-  match.etherType = rule.etherType;
-  match.vlan = rule.vlan;
-  match.protocol = rule.protocol;
-  match.tcpFlags = rule.tcpFlags;
-  match.icmpTypeCode = rule.icmpTypeCode;
-
-  std::vector< EntryMatch > entries;
-  const std::vector< EntryPorts > destinations =
-      portsOf( rule.destinationPorts, checkers.destination );
-  for ( const EntryPorts & source : portsOf( rule.sourcePorts, checkers.source ) ) {
-    for ( const EntryPorts & destination : destinations ) {
-      match.sourcePorts = source;
-      match.destinationPorts = destination;
-      entries.push_back( match );
-    }
-  }
+  std::vector< EntryMatch > entries( 1 );
+  entries.front().kind = kind;
+  for ( const MatchField & field : matchFields() )
+    if ( field.isIn( kind ) && restricts( field, rule ) )
+      entries = combine( entries, matchesOf( field, rule, checkers ) );
   return entries;
 }
 
 U32 entriesOf( const AclRule & rule, const RangeCheckers & checkers ) {
-  return static_cast< U32 >( portsOf( rule.sourcePorts, checkers.source ).size() *
-                             portsOf( rule.destinationPorts, checkers.destination ).size() );
+  size_t entries = 1;
+  for ( const MatchField & field : matchFields() )
+    if ( const PortRange * range = rangeOf( field, rule ) )
+      entries *= rangeMatches( field, *range, checkerOf( field, checkers ) ).size();
+  return static_cast< U32 >( entries );
 }
 
 }  // namespace Agent

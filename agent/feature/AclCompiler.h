@@ -2,19 +2,20 @@
 //
 // A port range that is not a single prefix is matched by a range checker or expanded to prefixes; a
 // rule becomes one entry per combination of source and destination ports. All other fields are
-// ternary already. The entries of a rule do not overlap, so only the order of rules matters.
+// ternary already (acl/MatchFields.h). The entries of a rule do not overlap, so only the order of
+// rules matters.
 #pragma once
 
 #include <vector>
 
-#include "agent/acl/AclRule.h"
-#include "agent/feature/PortExpansion.h"
+#include "agent/acl/MatchFields.h"
 
 namespace Agent {
 
-// Port match of an entry in one direction.
-struct EntryPorts {
-  PortMatch prefix;      // valid without a range checker
+// Match of an entry in one field.
+struct EntryField {
+  const MatchField * field = nullptr;
+  TernaryBits bits;      // valid without a range checker
   U32 rangeChecker = 0;  // hardware id; 0: none
 };
 
@@ -25,23 +26,10 @@ struct DataMatch {
   U32 mask = 0;
 };
 
-// Match of one entry, in addition to the kind of its list. Fields with a zero mask are not
-// qualified.
+// Match of one entry: the kind of its list and every field that the rule restricts.
 struct EntryMatch {
   AclKind kind = AclKind::ipv4;
-  FieldMatch< U32 > sourceIp;
-  FieldMatch< U32 > destinationIp;
-  Prefix6 source6;
-  Prefix6 destination6;
-  FieldMatch< U64 > sourceMac;
-  FieldMatch< U64 > destinationMac;
-  FieldMatch< U16 > etherType;
-  FieldMatch< U16 > vlan;
-  FieldMatch< U8 > protocol;
-  EntryPorts sourcePorts;
-  EntryPorts destinationPorts;
-  FieldMatch< U8 > tcpFlags;
-  FieldMatch< U16 > icmpTypeCode;
+  std::vector< EntryField > fields;  // in the table's order
   std::vector< DataMatch > data;
 };
 

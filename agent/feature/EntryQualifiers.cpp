@@ -2,106 +2,81 @@
 
 #include <array>
 
+#include "kiv/Assert.h"
 #include "shim/SdkCall.h"
 
 namespace Agent {
 
 namespace {
 
-bcm_mac_t sdkMac( U64 address ) {
-  bcm_mac_t mac = {};
-  for ( U32 i = 0; i < sizeof mac.b; ++i )
-    mac.b[ i ] = static_cast< U8 >( address >> ( 40 - 8 * i ) );
-  return mac;
+U8 byteOf( U64 bits, U32 fromRight ) {
+  return static_cast< U8 >( bits >> 8 * fromRight );
 }
 
-bcm_ip6_t sdkAddress( const Ip6Address & address ) {
-  bcm_ip6_t result = {};
-  std::copy( address.begin(), address.end(), result.b );
-  return result;
-}
+// Field bits as the type that an SDK operation takes.
+struct SdkBits {
+  FieldBits bits;
 
-bcm_ip6_t sdkMask( U8 length ) {
-  bcm_ip6_t mask = {};
-  for ( U32 bit = 0; bit < length; ++bit )
-    mask.b[ bit / 8 ] |= static_cast< U8 >( 0x80U >> bit % 8 );
-  return mask;
-}
+  operator U8() const { return static_cast< U8 >( bits.low ); }
+  operator U16() const { return static_cast< U16 >( bits.low ); }
+  operator U32() const { return static_cast< U32 >( bits.low ); }
+  operator bcm_mac_t() const {
+    bcm_mac_t mac = {};
+    for ( U32 i = 0; i < sizeof mac.b; ++i )
+      mac.b[ i ] = byteOf( bits.low, 5 - i );
+    return mac;
+  }
+  operator bcm_ip6_t() const {
+    bcm_ip6_t address = {};
+    for ( U32 i = 0; i < sizeof address.b; ++i )
+      address.b[ i ] = i < 8 ? byteOf( bits.high, 7 - i ) : byteOf( bits.low, 15 - i );
+    return address;
+  }
+};
 
 std::array< U8, 4 > bytesOf( U32 value ) {
   return { static_cast< U8 >( value >> 24 ), static_cast< U8 >( value >> 16 ),
            static_cast< U8 >( value >> 8 ), static_cast< U8 >( value ) };
 }
 
-void qualifyIp4( U32 unit, U32 entryId, const EntryMatch & match ) {
-  SDK_CHECKED( bcm_field_qualify_IpType( unit, entryId, bcmFieldIpTypeIpv4Any ) );
-  if ( match.sourceIp.mask != 0 )
-    SDK_CHECKED(
-        bcm_field_qualify_SrcIp( unit, entryId, match.sourceIp.value, match.sourceIp.mask ) );
-  if ( match.destinationIp.mask != 0 )
-    SDK_CHECKED( bcm_field_qualify_DstIp( unit, entryId, match.destinationIp.value,
-                                          match.destinationIp.mask ) );
-}
+// The SDK has one operation for each qualifier.
+#define QUALIFY( name )                                                    \
+  case bcmFieldQualify##name:                                              \
+    SDK_CHECKED( bcm_field_qualify_##name( unit, entryId, value, mask ) ); \
+    break
 
-void qualifyIp6( U32 unit, U32 entryId, const EntryMatch & match ) {
-  SDK_CHECKED( bcm_field_qualify_IpType( unit, entryId, bcmFieldIpTypeIpv6 ) );
-  if ( match.source6.length != 0 ) {
-    const bcm_ip6_t address = sdkAddress( match.source6.address );
-    const bcm_ip6_t mask = sdkMask( match.source6.length );
-    SDK_CHECKED( bcm_field_qualify_SrcIp6( unit, entryId, address, mask ) );
+void qualifyField( U32 unit, U32 entryId, const EntryField & match ) {
+  if ( match.rangeChecker != 0 ) {
+    SDK_CHECKED( bcm_field_qualify_RangeCheck( unit, entryId, match.rangeChecker, 0 ) );
+    return;
   }
-  if ( match.destination6.length != 0 ) {
-    const bcm_ip6_t address = sdkAddress( match.destination6.address );
-    const bcm_ip6_t mask = sdkMask( match.destination6.length );
-    SDK_CHECKED( bcm_field_qualify_DstIp6( unit, entryId, address, mask ) );
+  const SdkBits value = { match.bits.value };
+  const SdkBits mask = { match.bits.mask };
+  switch ( match.field->qualifier ) {
+    QUALIFY( SrcIp );
+    QUALIFY( DstIp );
+    QUALIFY( SrcIp6 );
+    QUALIFY( DstIp6 );
+    QUALIFY( SrcMac );
+    QUALIFY( DstMac );
+    QUALIFY( EtherType );
+    QUALIFY( OuterVlanId );
+    QUALIFY( IpProtocol );
+    QUALIFY( L4SrcPort );
+    QUALIFY( L4DstPort );
+    QUALIFY( TcpControl );
+    QUALIFY( IcmpTypeCode );
+    default:
+      KIV_ASSERT( !"the field has an SDK operation" );
   }
 }
+#undef QUALIFY
 
-void qualifyL2( U32 unit, U32 entryId, const EntryMatch & match ) {
-  if ( match.sourceMac.mask != 0 ) {
-    const bcm_mac_t address = sdkMac( match.sourceMac.value );
-    const bcm_mac_t mask = sdkMac( match.sourceMac.mask );
-    SDK_CHECKED( bcm_field_qualify_SrcMac( unit, entryId, address, mask ) );
-  }
-  if ( match.destinationMac.mask != 0 ) {
-    const bcm_mac_t address = sdkMac( match.destinationMac.value );
-    const bcm_mac_t mask = sdkMac( match.destinationMac.mask );
-    SDK_CHECKED( bcm_field_qualify_DstMac( unit, entryId, address, mask ) );
-  }
-  if ( match.etherType.mask != 0 )
-    SDK_CHECKED(
-        bcm_field_qualify_EtherType( unit, entryId, match.etherType.value, match.etherType.mask ) );
-  if ( match.vlan.mask != 0 )
-    SDK_CHECKED(
-        bcm_field_qualify_OuterVlanId( unit, entryId, match.vlan.value, match.vlan.mask ) );
-}
-
-void qualifyPorts( U32 unit, U32 entryId, const EntryMatch & match ) {
-  const EntryPorts & source = match.sourcePorts;
-  const EntryPorts & destination = match.destinationPorts;
-  if ( source.rangeChecker != 0 )
-    SDK_CHECKED( bcm_field_qualify_RangeCheck( unit, entryId, source.rangeChecker, 0 ) );
-  else if ( source.prefix.mask != 0 )
-    SDK_CHECKED(
-        bcm_field_qualify_L4SrcPort( unit, entryId, source.prefix.value, source.prefix.mask ) );
-  if ( destination.rangeChecker != 0 )
-    SDK_CHECKED( bcm_field_qualify_RangeCheck( unit, entryId, destination.rangeChecker, 0 ) );
-  else if ( destination.prefix.mask != 0 )
-    SDK_CHECKED( bcm_field_qualify_L4DstPort( unit, entryId, destination.prefix.value,
-                                              destination.prefix.mask ) );
-}
-
-void qualifyL4( U32 unit, U32 entryId, const EntryMatch & match ) {
-  if ( match.protocol.mask != 0 )
-    SDK_CHECKED(
-        bcm_field_qualify_IpProtocol( unit, entryId, match.protocol.value, match.protocol.mask ) );
-  qualifyPorts( unit, entryId, match );
-  if ( match.tcpFlags.mask != 0 )
-    SDK_CHECKED(
-        bcm_field_qualify_TcpControl( unit, entryId, match.tcpFlags.value, match.tcpFlags.mask ) );
-  if ( match.icmpTypeCode.mask != 0 )
-    SDK_CHECKED( bcm_field_qualify_IcmpTypeCode( unit, entryId, match.icmpTypeCode.value,
-                                                 match.icmpTypeCode.mask ) );
+void qualifyKind( U32 unit, U32 entryId, AclKind kind ) {
+  if ( kind == AclKind::ipv4 )
+    SDK_CHECKED( bcm_field_qualify_IpType( unit, entryId, bcmFieldIpTypeIpv4Any ) );
+  if ( kind == AclKind::ipv6 )
+    SDK_CHECKED( bcm_field_qualify_IpType( unit, entryId, bcmFieldIpTypeIpv6 ) );
 }
 
 void qualifyData( U32 unit, U32 entryId, const DataMatch & match ) {
@@ -114,19 +89,9 @@ void qualifyData( U32 unit, U32 entryId, const DataMatch & match ) {
 }  // namespace
 
 void qualifyEntry( U32 unit, U32 entryId, const EntryMatch & match ) {
-  switch ( match.kind ) {
-    case AclKind::ipv4:
-      qualifyIp4( unit, entryId, match );
-      qualifyL4( unit, entryId, match );
-      break;
-    case AclKind::ipv6:
-      qualifyIp6( unit, entryId, match );
-      qualifyL4( unit, entryId, match );
-      break;
-    case AclKind::mac:
-      qualifyL2( unit, entryId, match );
-      break;
-  }
+  qualifyKind( unit, entryId, match.kind );
+  for ( const EntryField & field : match.fields )
+    qualifyField( unit, entryId, field );
   for ( const DataMatch & data : match.data )
     qualifyData( unit, entryId, data );
 }
@@ -148,24 +113,11 @@ void addActions( U32 unit, U32 entryId, const EntryActions & actions ) {
 
 std::vector< U32 > requiredQualifiers( AclKind kind, const AclRule & rule ) {
   std::vector< U32 > needs;
-  const auto need = [ & ]( bool restricted, U32 qualifier ) {
-    if ( restricted )
-      needs.push_back( qualifier );
-  };
-  need( kind != AclKind::mac, bcmFieldQualifyIpType );
-  need( rule.source.length != 0, bcmFieldQualifySrcIp );
-  need( rule.destination.length != 0, bcmFieldQualifyDstIp );
-  need( rule.source6.length != 0, bcmFieldQualifySrcIp6 );
-  need( rule.destination6.length != 0, bcmFieldQualifyDstIp6 );
-  need( rule.sourceMac.mask != 0, bcmFieldQualifySrcMac );
-  need( rule.destinationMac.mask != 0, bcmFieldQualifyDstMac );
-  need( rule.etherType.mask != 0, bcmFieldQualifyEtherType );
-  need( rule.vlan.mask != 0, bcmFieldQualifyOuterVlanId );
-  need( rule.protocol.mask != 0, bcmFieldQualifyIpProtocol );
-  need( !rule.sourcePorts.any(), bcmFieldQualifyL4SrcPort );
-  need( !rule.destinationPorts.any(), bcmFieldQualifyL4DstPort );
-  need( rule.tcpFlags.mask != 0, bcmFieldQualifyTcpControl );
-  need( rule.icmpTypeCode.mask != 0, bcmFieldQualifyIcmpTypeCode );
+  if ( kind != AclKind::mac )
+    needs.push_back( bcmFieldQualifyIpType );
+  for ( const MatchField & field : matchFields() )
+    if ( field.isIn( kind ) && restricts( field, rule ) )
+      needs.push_back( field.qualifier );
   return needs;
 }
 

@@ -5,6 +5,7 @@
 #include <charconv>
 
 #include "agent/acl/AddressText.h"
+#include "agent/acl/MatchFields.h"
 #include "agent/acl/PoliceRate.h"
 
 namespace Agent {
@@ -38,12 +39,10 @@ U32 readHexOr( JsonFields & fields, const std::string & key, U32 max, U32 absent
   return fields.find( key ) == nullptr ? absent : readHex( fields, key, max );
 }
 
-// ADDRESS or ADDRESS/LENGTH. Without the key the prefix matches everything.
+// ADDRESS or ADDRESS/LENGTH.
 template < class P, class F >
 void readPrefix( JsonFields & fields, const std::string & key, U32 lengthMax, P & prefix,
                  F && addressFrom ) {
-  if ( fields.find( key ) == nullptr )
-    return;
   const std::string text = fields.text( key );
   const size_t slash = std::min( text.find( '/' ), text.size() );
   const auto address = addressFrom( text.substr( 0, slash ) );
@@ -56,8 +55,6 @@ void readPrefix( JsonFields & fields, const std::string & key, U32 lengthMax, P 
 
 // ADDRESS or ADDRESS/MASK.
 void readMac( JsonFields & fields, const std::string & key, FieldMatch< U64 > & match ) {
-  if ( fields.find( key ) == nullptr )
-    return;
   const std::string text = fields.text( key );
   const size_t slash = std::min( text.find( '/' ), text.size() );
   const auto value = macFromText( std::string_view( text ).substr( 0, slash ) );
@@ -70,34 +67,29 @@ void readMac( JsonFields & fields, const std::string & key, FieldMatch< U64 > & 
 }
 
 // A number, or the name of a protocol.
-void readProtocol( JsonFields & fields, AclRule & rule ) {
-  const JsonNode * node = fields.find( "protocol" );
-  if ( node == nullptr )
-    return;
-  if ( node->kind == JsonNode::Kind::integer ) {
-    rule.protocol = { static_cast< U8 >( fields.number( "protocol", 0, 0xFF ) ), 0xFF };
+void readProtocol( JsonFields & fields, const std::string & key, FieldMatch< U8 > & match ) {
+  match.mask = 0xFF;
+  if ( fields.find( key )->kind == JsonNode::Kind::integer ) {
+    match.value = static_cast< U8 >( fields.number( key, 0, 0xFF ) );
     return;
   }
   const std::pair< const char *, U8 > names[] = { { "tcp", protocolTcp },
                                                   { "udp", protocolUdp },
                                                   { "icmp", protocolIcmp },
                                                   { "icmp6", protocolIcmp6 } };
-  const std::string name = fields.text( "protocol" );
+  const std::string name = fields.text( key );
   for ( const auto & [ known, number ] : names ) {
     if ( name == known ) {
-      rule.protocol = { number, 0xFF };
+      match.value = number;
       return;
     }
   }
-  failValue( fields, "protocol", "a number from 0 to 255, or tcp, udp, icmp or icmp6" );
+  failValue( fields, key, "a number from 0 to 255, or tcp, udp, icmp or icmp6" );
 }
 
 // A number, or "LOW-HIGH".
 void readPorts( JsonFields & fields, const std::string & key, PortRange & range ) {
-  const JsonNode * node = fields.find( key );
-  if ( node == nullptr )
-    return;
-  if ( node->kind == JsonNode::Kind::integer ) {
+  if ( fields.find( key )->kind == JsonNode::Kind::integer ) {
     range.low = range.high = static_cast< U16 >( fields.number( key, 0, 0xFFFF ) );
     return;
   }
@@ -110,56 +102,57 @@ void readPorts( JsonFields & fields, const std::string & key, PortRange & range 
   range = { static_cast< U16 >( *low ), static_cast< U16 >( *high ) };
 }
 
-void readTcpFlags( JsonFields & fields, AclRule & rule ) {
-  const JsonNode * node = fields.find( "tcpFlags" );
-  if ( node == nullptr )
-    return;
-  JsonFields flags( fields.file(), *node, "\"tcpFlags\"" );
-  rule.tcpFlags.mask = static_cast< U8 >( readHexOr( flags, "mask", 0xFF, 0xFF ) );
-  rule.tcpFlags.value = static_cast< U8 >( readHex( flags, "value", 0xFF ) & rule.tcpFlags.mask );
+void readFlags( JsonFields & fields, const std::string & key, FieldMatch< U8 > & match ) {
+  JsonFields flags( fields.file(), *fields.find( key ), fmt::format( "\"{}\"", key ) );
+  match.mask = static_cast< U8 >( readHexOr( flags, "mask", 0xFF, 0xFF ) );
+  match.value = static_cast< U8 >( readHex( flags, "value", 0xFF ) & match.mask );
   flags.finish();
-  if ( !rule.isFor( protocolTcp ) )
-    fields.fail( node->line, "\"tcpFlags\" needs the protocol tcp" );
 }
 
-void readIcmp( JsonFields & fields, AclRule & rule ) {
-  const JsonNode * node = fields.find( "icmp" );
-  if ( node == nullptr )
-    return;
-  JsonFields icmp( fields.file(), *node, "\"icmp\"" );
-  rule.icmpTypeCode = { static_cast< U16 >( icmp.number( "type", 0, 0xFF ) << 8 ), 0xFF00 };
+void readIcmp( JsonFields & fields, const std::string & key, FieldMatch< U16 > & match ) {
+  JsonFields icmp( fields.file(), *fields.find( key ), fmt::format( "\"{}\"", key ) );
+  match = { static_cast< U16 >( icmp.number( "type", 0, 0xFF ) << 8 ), 0xFF00 };
   if ( icmp.find( "code" ) != nullptr ) {
-    rule.icmpTypeCode.value |= static_cast< U16 >( icmp.number( "code", 0, 0xFF ) );
-    rule.icmpTypeCode.mask = 0xFFFF;
+    match.value |= static_cast< U16 >( icmp.number( "code", 0, 0xFF ) );
+    match.mask = 0xFFFF;
   }
   icmp.finish();
-  if ( !rule.isFor( protocolIcmp ) && !rule.isFor( protocolIcmp6 ) )
-    fields.fail( node->line, "\"icmp\" needs the protocol icmp or icmp6" );
 }
 
-void readL4( JsonFields & fields, AclRule & rule ) {
-  readProtocol( fields, rule );
-  readPorts( fields, "sourcePorts", rule.sourcePorts );
-  readPorts( fields, "destinationPorts", rule.destinationPorts );
-  const bool hasPorts =
-      rule.protocol.mask == 0 || rule.isFor( protocolTcp ) || rule.isFor( protocolUdp );
-  for ( const char * key : { "sourcePorts", "destinationPorts" } )
-    if ( !hasPorts && fields.find( key ) != nullptr )
-      fields.fail( fields.line( key ), fmt::format( "\"{}\" needs the protocol tcp or udp", key ) );
-  readTcpFlags( fields, rule );
-  readIcmp( fields, rule );
+void readEtherType( JsonFields & fields, const std::string & key, FieldMatch< U16 > & match ) {
+  match = { static_cast< U16 >( readHex( fields, key, 0xFFFF ) ), 0xFFFF };
+  if ( match.value < 0x600 )
+    failValue( fields, key, "0x600 or above: what is below is a length" );
 }
 
-void readL2( JsonFields & fields, AclRule & rule ) {
-  readMac( fields, "sourceMac", rule.sourceMac );
-  readMac( fields, "destinationMac", rule.destinationMac );
-  if ( fields.find( "etherType" ) != nullptr ) {
-    rule.etherType = { static_cast< U16 >( readHex( fields, "etherType", 0xFFFF ) ), 0xFFFF };
-    if ( rule.etherType.value < 0x600 )
-      failValue( fields, "etherType", "0x600 or above: what is below is a length" );
+void readNumber( JsonFields & fields, const std::string & key, U32 width,
+                 FieldMatch< U16 > & match ) {
+  const auto mask = static_cast< U16 >( ( 1U << width ) - 1 );
+  match = { static_cast< U16 >( fields.number( key, 0, mask ) ), mask };
+}
+
+void readValue( JsonFields & fields, const MatchField & field, AclRule & rule ) {
+  const std::string key = field.name;
+  switch ( field.text ) {
+    case FieldText::ip4Prefix:
+      return readPrefix( fields, key, field.width, valueOf< Prefix >( field, rule ), ip4FromText );
+    case FieldText::ip6Prefix:
+      return readPrefix( fields, key, field.width, valueOf< Prefix6 >( field, rule ), ip6FromText );
+    case FieldText::mac:
+      return readMac( fields, key, valueOf< FieldMatch< U64 > >( field, rule ) );
+    case FieldText::protocol:
+      return readProtocol( fields, key, valueOf< FieldMatch< U8 > >( field, rule ) );
+    case FieldText::ports:
+      return readPorts( fields, key, valueOf< PortRange >( field, rule ) );
+    case FieldText::flags:
+      return readFlags( fields, key, valueOf< FieldMatch< U8 > >( field, rule ) );
+    case FieldText::icmp:
+      return readIcmp( fields, key, valueOf< FieldMatch< U16 > >( field, rule ) );
+    case FieldText::etherType:
+      return readEtherType( fields, key, valueOf< FieldMatch< U16 > >( field, rule ) );
+    case FieldText::number:
+      return readNumber( fields, key, field.width, valueOf< FieldMatch< U16 > >( field, rule ) );
   }
-  if ( fields.find( "vlan" ) != nullptr )
-    rule.vlan = { static_cast< U16 >( fields.number( "vlan", 0, 0xFFF ) ), 0xFFF };
 }
 
 UdfBase readBase( JsonFields & fields, AclKind kind ) {
@@ -203,20 +196,13 @@ void readUdfs( JsonFields & fields, AclKind kind, AclRule & rule ) {
 }  // namespace
 
 void readRuleMatch( JsonFields & fields, AclKind kind, AclUse use, AclRule & rule ) {
-  switch ( kind ) {
-    case AclKind::ipv4:
-      readPrefix( fields, "source", 32, rule.source, ip4FromText );
-      readPrefix( fields, "destination", 32, rule.destination, ip4FromText );
-      readL4( fields, rule );
-      break;
-    case AclKind::ipv6:
-      readPrefix( fields, "source", 128, rule.source6, ip6FromText );
-      readPrefix( fields, "destination", 128, rule.destination6, ip6FromText );
-      readL4( fields, rule );
-      break;
-    case AclKind::mac:
-      readL2( fields, rule );
-      break;
+  for ( const MatchField & field : matchFields() ) {
+    if ( !field.isIn( kind ) || fields.find( field.name ) == nullptr )
+      continue;
+    readValue( fields, field, rule );
+    if ( const char * protocol = missingProtocol( field, rule ) )
+      fields.fail( fields.line( field.name ),
+                   fmt::format( "\"{}\" needs the protocol {}", field.name, protocol ) );
   }
   if ( use != AclUse::filter )
     readUdfs( fields, kind, rule );

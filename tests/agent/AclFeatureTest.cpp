@@ -134,6 +134,7 @@ TEST( AclFeatureTest, EveryKindHandlesMalformedFrames ) {
   AclRule ip6, ip6Icmp, mac, typed;
   ip6.source6 = { { 0x20, 0x01, 0x0D, 0xB8 }, 33 };
   ip6.destinationPorts = { 80, 90 };
+  ip6Icmp.destination6 = { { 0x20, 0x01, 0x0D, 0xB8, 0, 0, 0, 1, 0x80 }, 65 };
   ip6Icmp.protocol = { protocolIcmp6, 0xFF };
   ip6Icmp.icmpTypeCode = { 0x8000, 0xFF00 };
   ip6Icmp.forwarding = Forwarding::drop;

@@ -53,15 +53,19 @@ TEST( RulesFileTest, ReadsAllFieldsOfARule ) {
 
   const Acl mac = parse( R"({ "type": "mac", "use": "mirror", "mirrorPort": 3, "rules": [
     { "sourceMac": "02:00:5e:00:00:01", "destinationMac": "01:00:00:00:00:00/01:00:00:00:00:00",
-      "etherType": "0x88cc", "vlan": 7, "udf":
+      "etherType": "0x88cc", "vlan": 4095, "udf":
       [ { "base": "l2End", "offset": 4, "value": "0x1234ffff", "mask": "0xffff0000" } ] } ] })" );
   EXPECT_EQ( mac.rules[ 0 ].sourceMac.value, 0x02005E000001U );
   EXPECT_EQ( mac.rules[ 0 ].destinationMac, ( FieldMatch< U64 >{ 1ULL << 40, 1ULL << 40 } ) );
+  EXPECT_EQ( mac.rules[ 0 ].vlan, ( FieldMatch< U16 >{ 4095, 0xFFF } ) );
   EXPECT_EQ( mac.rules[ 0 ].udf,
              ( std::vector< UdfMatch >{ { UdfBase::l2End, 4, 0x12340000, 0xFFFF0000 } } ) );
   EXPECT_TRUE( mac.rules[ 0 ].mirror );
   EXPECT_EQ( mac.rules[ 0 ].forwarding, Forwarding::none );
-  const Acl ip6 = parse( R"({ "type": "ipv6", "rules": [ { "source": "2001:db8::/33" } ] })" );
+  const Acl ip6 = parse( R"({ "type": "ipv6", "rules": [
+    { "source": "2001:db8::/33", "protocol": "tcp", "tcpFlags": { "value": "0x2" } } ] })" );
+  EXPECT_TRUE( ip6.rules[ 0 ].isFor( protocolTcp ) );
+  EXPECT_EQ( ip6.rules[ 0 ].tcpFlags, ( FieldMatch< U8 >{ 2, 0xFF } ) );
   EXPECT_EQ( ip6.rules[ 0 ].source6.length, 33 );
   EXPECT_EQ( ip6.rules[ 0 ].source6.address[ 3 ], 0xB8 );
 }
