@@ -137,16 +137,16 @@ void EntryInstall::writePriority( U32 entry, U32 priority, Rollback * rollback )
   }
 }
 
+// Compresses the other copies even if one throws: copies with unequal free rows do not take the
+// same entries.
 void EntryInstall::compress() {
   if ( entries().entryCreatedSize() == 0 )
     return;
-  const U32 unit = unit_;
-  for ( const PipeCopy c : copies() ) {
-    const U32 groupId = c.pipeGroup;
-    SDK_UNCHECKED( bcm_field_group_compress( unit, groupId ) );
-    FP_COMMAND() << "fp group compress " << groupId;
-  }
+  Release release( groups_, unit_ );
+  for ( const PipeCopy c : copies() )
+    release.add( { cleanupCompressGroup, c.pipeGroup } );
   groups_.sliceFreedDel( user_.group() );
+  release.run();
 }
 
 }  // namespace Morvane

@@ -174,17 +174,25 @@ U32 GroupLife::freeEntries( U32 group ) {
   return static_cast< U32 >( status.entries_free / needed );
 }
 
+// Compresses all copies, as EntryInstall::compress does.
 void GroupLife::compressFreedSlices() {
   const U32 unit = unit_;
   Kiv::RbTreeMap< U32, bool > groups;
   for ( auto it = manager_.sliceFreedIterConst(); it; ++it )
     if ( it.value() )
-      groups.insert( it.key(), true );
-  for ( auto groupIter = groups.iter(); groupIter; ++groupIter ) {
-    SDK_UNCHECKED( bcm_field_group_compress( unit, groupIter.key() ) );
-    FP_COMMAND() << "fp group compress " << groupIter.key();
-  }
+      for ( const PipeCopy c : manager_.pipeCopies( unit, it.key() ) )
+        groups.insert( c.pipeGroup, true );
   manager_.sliceFreedDelAll();
+  Release rest( manager_, unit );
+  for ( auto groupIter = groups.iter(); groupIter; ++groupIter )
+    try {
+      SDK_UNCHECKED( bcm_field_group_compress( unit, groupIter.key() ) );
+      FP_COMMAND() << "fp group compress " << groupIter.key();
+    } catch ( ... ) {
+      for ( ; groupIter; ++groupIter )
+        rest.add( { cleanupCompressGroup, groupIter.key() } );
+      throw;
+    }
 }
 
 void GroupLife::forgetMirroringAclType( U32 group ) {
