@@ -97,8 +97,10 @@ void OvidTwins::rewrite( U32 entry ) {
   const U32 unit = unit_;
   const U32 tcamEntryId = ovidTwinId( entry );
   const EntryInPorts ports = portsOf( entries().ovidTwin( entry ) );
-  if ( entries().entryInPorts( tcamEntryId ) == ports )
+  if ( entries().entryInPortsHas( tcamEntryId ) && entries().entryInPorts( tcamEntryId ) == ports )
     return;
+  // Should a call throw, the ports are unknown and the next attempt writes them in any case.
+  entries().entryInPortsDel( tcamEntryId );
   SDK_CHECKED( bcm_field_qualify_InPorts( unit, tcamEntryId, ports.data, ports.mask ) );
   FP_COMMAND() << "fp qual " << tcamEntryId << " InPorts";
   reinstall( unit, tcamEntryId );
