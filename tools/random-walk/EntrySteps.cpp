@@ -131,7 +131,7 @@ std::string Walk::installRule( const Turn & turn, U32 id, Rule & rule ) {
   // waits for the next installation.
   const bool comesBack = !rule.installed && rule.store == Rule::noStore;
   const Terms terms{ .left = comesBack ? Left::before : Left::either, .entry = id };
-  const auto pending = sw_.asic.entry( turn.unit, id )->pending;
+  const auto pending = sw_.asic.entry( turn.unit, id )->pending.qualifiers;
   if ( attempt( turn, terms, [ & ] {
          again ? manager.reinstallEntry( turn.unit, id ) : manager.installEntry( turn.unit, id );
        } ) ) {
@@ -139,11 +139,11 @@ std::string Walk::installRule( const Turn & turn, U32 id, Rule & rule ) {
     return "";
   }
   // From the first copy on the new rule reaches all, with the ports that it had or those of the
-  // store.
+  // store. A redirect may still be missing.
   const auto first = sw_.asic.entry( turn.unit, id );
-  if ( rule.installed && first->effective == first->pending ) {
+  if ( rule.installed && first->effective.qualifiers == first->pending.qualifiers ) {
     const auto waiting = rule.store;
-    if ( first->pending == pending )
+    if ( first->pending.qualifiers == pending )
       rule.store = Rule::noStore;
     rule.installedNow();
     rule.store = waiting;
