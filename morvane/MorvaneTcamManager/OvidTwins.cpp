@@ -41,7 +41,14 @@ void OvidTwins::processOvidWarEntry( U32 entry, Rollback * rollback ) {
 void OvidTwins::installAs( U32 entry, const OvidTwin & twin, Rollback * rollback ) {
   const U32 unit = unit_;
   const U32 tcamEntryId = ovidTwinId( entry );
+  if ( rollback )
+    rollback->addRecord( [ user = &user_, unit, entry ] {
+      OvidTwins( *user, unit ).forget( entry );
+      user->unitEntries( unit )->entryInPortsDel( ovidTwinId( entry ) );
+    } );
   if ( twin.match.needsTwin() ) {
+    // Before the ports are read, so that a change during the calls finds the entry and waits.
+    tcamMgrUpdateOvidEntryMap( entry, twin );
     SDK_CHECKED( bcm_field_qualify_OuterVlanId( unit, tcamEntryId, 0, -1 ) );
     FP_COMMAND() << "fp qual " << tcamEntryId << " OuterVlanId 0";
     const EntryInPorts ports = portsOf( twin );
@@ -49,18 +56,12 @@ void OvidTwins::installAs( U32 entry, const OvidTwin & twin, Rollback * rollback
     FP_COMMAND() << "fp qual " << tcamEntryId << " InPorts";
     SDK_CHECKED( bcm_field_entry_install( unit, tcamEntryId ) );
     entries().entryInPortsIs( tcamEntryId, ports );
-    tcamMgrUpdateOvidEntryMap( entry, twin );
   } else {
     SDK_CHECKED( bcm_field_entry_install( unit, tcamEntryId ) );
   }
   FP_COMMAND() << "fp entry install " << tcamEntryId;
-  if ( rollback ) {
+  if ( rollback )
     rollback->add( unit, { cleanupUninstallEntry, tcamEntryId } );
-    rollback->addRecord( [ user = &user_, unit, entry ] {
-      OvidTwins( *user, unit ).forget( entry );
-      user->unitEntries( unit )->entryInPortsDel( ovidTwinId( entry ) );
-    } );
-  }
   if ( twin.match.needsTwin() )
     idleIs( entry, false, rollback );
 }
