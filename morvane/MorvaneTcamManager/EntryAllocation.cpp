@@ -144,12 +144,14 @@ bool EntryAllocation::createCopies( Rollback & rollback ) {
   const bool creates = !user_.holdsRange() || missing;
   const bool ordersEntries = groups_.managedPriority( user_.group() );
   for ( const PipeCopy c : copies ) {
-    if ( creates ) {
-      const int rc = createCopy( c, rollback );
-      if ( rc < 0 ) {
-        refuse( c, rc );
-        return false;
-      }
+    const int rc = creates ? createCopy( c, rollback ) : BCM_E_NONE;
+    MORVANE_TRACE( traceEntry ) << "Unit: " << unit_ << " getEntryBase"
+                                << " Entry created with entryId: 0x"
+                                << Snaptrace::hex( c.entryId( entry_ ) )
+                                << " in group: " << c.pipeGroup;
+    if ( rc < 0 ) {
+      refuse( c, rc );
+      return false;
     }
     if ( ordersEntries ) {
       const U32 unit = unit_;
@@ -186,9 +188,6 @@ int EntryAllocation::createCopy( const PipeCopy & at, Rollback & rollback ) {
     counts->unitAllocatedInc( unit, 1 );
     rollback.addRecord( [ counts, unit ] { counts->unitAllocatedInc( unit, -1 ); } );
   }
-  MORVANE_TRACE( traceEntry ) << "Unit: " << unit << " getEntryBase"
-                              << " Entry created with entryId: 0x" << Snaptrace::hex( entryId )
-                              << " in group: " << groupId;
   return rc;
 }
 
