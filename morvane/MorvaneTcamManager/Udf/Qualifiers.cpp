@@ -14,6 +14,12 @@ namespace {
 // An IPv4 header without options.
 constexpr S32 ipv4HeaderLength = 20;
 
+// How traces call createUdfQualifier: with its full signature a line would pass 255 characters, and
+// lose the field's length.
+constexpr const char * createSignature =
+    "Morvane::GroupUdfQualApplyStatus Morvane::createUdfQualifier(U32, U32, UdfOffsetBase, U8, "
+    "U8)";
+
 // The packets to which a qualifier applies: a packet format or an ether type.
 struct PacketSelection {
   bool byEthType = false;
@@ -137,7 +143,7 @@ GroupUdfQualApplyStatus createUdfQualifier( U32 unit, U32 ethType, UdfOffsetBase
       rollback->drop( step );
     lacking = "No hw resources to program UDF";
   }
-  MORVANE_TRACE( traceFailure ) << "Unit: " << unit << __PRETTY_FUNCTION__ << lacking
+  MORVANE_TRACE( traceFailure ) << "Unit: " << unit << createSignature << lacking
                                 << " udf: base=" << base << " normalized offset=" << offset
                                 << " length=" << length;
   MORVANE_UDF_HW_RESOURCE_FULL.raise();
