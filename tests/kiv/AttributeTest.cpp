@@ -422,6 +422,11 @@ TEST_F( GenericIfTest, InvalidOperationsAreRefusedAndChangeNothing ) {
   }
   EXPECT_EQ( refusal( [ & ] { generic.genericIfAttributeIteratorKey( "slot" ); } ),
              "not supported: attribute slot has no keys to walk" );
+  EXPECT_EQ( refusal( [ & ] { generic.attribute( "modes" ); } ),
+             "not supported: Test::Card has no attribute modes" );
+  EXPECT_EQ( refusal( [ & ] { generic.genericIfAttributeOp( "mode", AttributeOp( 4 ) ); } ),
+             "not supported: no such operation on attributes" );
+  EXPECT_EQ( refusal( [] { Any().strep(); } ), "type: there is no value" );
   EXPECT_EQ( card->take(), "" );
 }
 

@@ -4,6 +4,7 @@
 #include <random>
 #include <set>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 
 #include "kiv/Entity.h"
@@ -90,6 +91,7 @@ TEST( String8Test, AppendsItselfAndItsParts ) {
 TEST( String8Test, HoldsEmptyAndBinaryText ) {
   EXPECT_EQ( sizeof( String8 ), sizeof( void * ) );
   EXPECT_STREQ( String8( static_cast< const char * >( nullptr ) ).charPtr(), "" );
+  EXPECT_THROW( String8( std::string_view( "", 0x80000000U ) ), std::length_error );
   String8 binary( std::string_view( "a\0b", 3 ) );
   EXPECT_EQ( binary.size(), 3u );
   EXPECT_GT( binary, "a" );
@@ -108,14 +110,16 @@ TEST( StrepTest, ValuesHaveOneTextForm ) {
   EXPECT_EQ( valueToStrep( U64( UINT64_MAX ) ), "18446744073709551615" );
   EXPECT_EQ( valueToStrep( String8( std::string_view( "it's\\\n\0\xff", 8 ) ) ),
              "'it\\'s\\\\\\n\\x00\\xff'" );
+  EXPECT_EQ( valueToStrep( String8( "\x1f ~\x7f\r\t" ) ), "'\\x1f ~\\x7f\\r\\t'" );
   EXPECT_EQ( valueToStrep( Fruit( 3 ) ), "3" );
   EXPECT_EQ( valueToStrep( Plain::low ), "-128" );
   EXPECT_EQ( valueToStrep( Kiv::make< Kiv::Entity >( "owner" ) ), "'owner'" );
   EXPECT_EQ( valueToStrep( Kiv::Ptr< Kiv::Entity >() ), "None" );
   std::ostringstream out;
-  out << apple << ' ' << Outer{ {}, { pear, { 1, 2, 3 } }, { {}, 1, -2, pear, "a" }, 5, true };
+  out << Fruit( 7 ) << apple << ' '
+      << Outer{ {}, { pear, { 1, 2, 3 } }, { {}, 1, -2, pear, "a" }, 5, true };
   EXPECT_EQ( out.str(),
-             "apple Value('Test::Outer', ** {'inner': Value('Test::Inner', ** {'fruit': pear, "
+             "7apple Value('Test::Outer', ** {'inner': Value('Test::Inner', ** {'fruit': pear, "
              "'words': [1, 2, 3]}), 'point': Value('Test::Point', ** {'x': 1, 'y': -2, "
              "'fruit': pear, 'label': 'a'}), 'bounded': 5, 'flag': True})" );
 }
@@ -171,6 +175,8 @@ TEST( StrepTest, RefusesOtherFormsAndNamesTheLimit ) {
     EXPECT_NE( refusal< S32 >( text ), "" ) << text;
   EXPECT_EQ( refusal< U32 >( "7up" ), "expected the end at 'up'" );
   EXPECT_EQ( refusal< U32 >( "" ), "expected U32 where the text ends" );
+  EXPECT_EQ( refusal< U32 >( std::string( 41, 'x' ) ),
+             "expected U32 at '" + std::string( 40, 'x' ) + "'" );
   EXPECT_EQ( ( refusal< U8, RangeException >( "256" ) ), "256 is out of range for U8" );
   EXPECT_EQ( ( refusal< U8, RangeException >( "-1" ) ), "-1 is out of range for U8" );
   EXPECT_EQ( ( refusal< S64, RangeException >( "-9223372036854775809" ) ),
@@ -181,6 +187,9 @@ TEST( StrepTest, RefusesOtherFormsAndNamesTheLimit ) {
   EXPECT_EQ( genericIfFromStrRep< String8 >( "'\\x41\\xfF'" ), "A\xff" );
   for ( const char * text : { "'", "a", "'\\", "'\\x4'", "'\\q'", "'a\n'", "'\x80'", "'a''" } )
     EXPECT_NE( refusal< String8 >( text ), "" ) << text;
+  EXPECT_EQ( refusal< String8 >( "a" ), "expected a text in single quotes at 'a'" );
+  EXPECT_EQ( refusal< String8 >( "'\\q'" ), "expected an escape after \\ at 'q\\''" );
+  EXPECT_EQ( refusal< String8 >( "'a\n" ), "expected the closing quote at '\\n'" );
 
   const std::string text = valueToStrep( Outer() ).charPtr();
   // Limits apply to defaulted values too.

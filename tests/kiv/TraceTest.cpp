@@ -37,6 +37,12 @@ TEST( TraceTest, OnlyEnabledLevelsReachTheSink ) {
   EXPECT_THROW( handle.levelIs( 10, true ), Kiv::RangeException );
 }
 
+TEST( TraceTest, WithoutASinkLinesGoToStandardError ) {
+  testing::internal::CaptureStderr();
+  Kiv::traceLine( handle, 0, "Unit: 3" );
+  EXPECT_EQ( testing::internal::GetCapturedStderr(), "Unit: 3\n" );
+}
+
 TEST( TraceTest, RegisteredHandlesAreFoundByName ) {
   EXPECT_EQ( Kiv::traceHandle( "TestTrace" ), nullptr );
   {

@@ -1,10 +1,11 @@
 #include "snaptrace/Line.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -79,14 +80,18 @@ TEST_F( LineTest, TraceFileReplacesTheRing ) {
   facility.enabledIs( true );
   handle.mtTraceFileIs( std::make_unique< Snaptrace::MtTraceFile >( path.c_str() ) );
   SNAPTRACE( facility, nullptr, 0 ) << "in the file";
+  SNAPTRACE( facility, nullptr, 0 ) << "too";
+  std::stringstream file;  // complete at once, in case the agent dies
+  file << std::ifstream( path ).rdbuf();
+  EXPECT_EQ( file.str(), "in the file\ntoo\n" );
   handle.mtTraceFileIs( nullptr );
   SNAPTRACE( facility, nullptr, 0 ) << "in the ring";
-  std::string fileLine;
-  std::getline( std::ifstream( path ), fileLine );
-  EXPECT_EQ( fileLine, "in the file" );
   EXPECT_EQ( handle.lines(), Lines{ "in the ring" } );
   std::remove( path.c_str() );
-  EXPECT_THROW( Snaptrace::MtTraceFile( ( path + "/missing/x" ).c_str() ), Kiv::ErrnoException );
+  path += "/x";
+  EXPECT_THAT( [ & ] { Snaptrace::MtTraceFile file( path.c_str() ); },
+               testing::ThrowsMessage< Kiv::ErrnoException >( "Failed to open trace file " + path +
+                                                              ": No such file or directory" ) );
 }
 
 }  // namespace
