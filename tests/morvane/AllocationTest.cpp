@@ -1,5 +1,7 @@
 // Ranges and single entries: the four strategies, refusals, exhaustion and rollback.
 
+#include <algorithm>
+
 #include "tests/morvane/TestSwitch.h"
 
 namespace Test::Allocation {
@@ -79,39 +81,87 @@ TEST( StrategyTest, EntriesHaveIdentifiersAndDefaultPriorities ) {
   EXPECT_THAT( deathOf( [ & ] { acl.deallocateAllEntries( 0 ); } ), noRange );
 }
 
-TEST( StrategyTest, ExhaustionSpreadsToTheGroupAndClearsWithRoom ) {
-  TestSwitch sw( { .slices = 2, .depth = 128 } );
+TEST( StrategyTest, EntriesThatEndFreeTheSlicesTheyLeave ) {
+  const struct {
+    U32 others, size;  // entries of another user of the group, and of the range
+    bool freed;
+  } rows[] = { { 2, 128, true },  { 0, 100, false },  { 128, 1, false },
+               { 127, 1, true },  { 126, 3, true },   { 0, 128, true },
+               { 0, 127, false }, { 129, 127, true }, { 130, 125, false } };
+  for ( const auto & row : rows )
+    for ( const auto strategy :
+          { tcamAllocateOnDemand, tcamAllocateAsChunk, tcamAllocateAtBeginning } ) {
+      if ( strategy == tcamAllocateOnDemand && row.size > 1 )
+        continue;
+      TestSwitch sw( { .pipes = 2, .slices = 5, .depth = 64 } );
+      sw.platform.acl( 1, row.size, strategy ).user( qosTcamGroup, 1, 0, tcamAllocateUnbounded );
+      sw.platform.acl( 2, 0, tcamAllocateUnbounded, urpfTcamGroup );
+      sw.start();
+      sw.take( ipAclTcamGroup );
+      for ( U32 i = 0; i < row.others; ++i )
+        sw.take( qosTcamGroup );
+      for ( const auto user : { ipAclTcamGroup, qosTcamGroup, urpfTcamGroup } )
+        sw.manager( user ).exhaustedIs( 0, true );
+      sw.manager( ipAclTcamGroup ).releaseEntry( 0, 0x10000 );
+      if ( strategy == tcamAllocateAtBeginning )
+        sw.manager( ipAclTcamGroup ).deallocateAllEntries( 0 );
+      const std::string where = fmt::format( "{} + {}", row.others, row.size );
+      EXPECT_EQ( sw.groups->sliceFreed( 1 ), row.freed ) << where;
+      EXPECT_FALSE( sw.groups->sliceFreedHas( 2 ) || sw.manager( qosTcamGroup ).exhausted( 0 ) );
+      EXPECT_EQ( sw.manager( urpfTcamGroup ).exhausted( 0 ), !row.freed ) << where;
+    }
+}
+
+TEST( StrategyTest, MarksOfExhaustionReachWhomTheyConcern ) {
   const auto all = { ipAclTcamGroup,  qosTcamGroup,  l2ControlPrioTcamGroup,
                      ipCoppTcamGroup, mlagTcamGroup, urpfTcamGroup };
-  sw.platform.acl( 1, 400 )
-      .user( qosTcamGroup, 1, 0, tcamAllocateUnbounded )
-      .user( l2ControlPrioTcamGroup, 1, 1, tcamAllocateAtBeginning )
-      .user( ipCoppTcamGroup, 1, 2, tcamAllocateAsChunk )
-      .user( mlagTcamGroup, 1, 500, tcamAllocateAsChunk )
-      .group( 2, { bcmFieldQualifyDstIp } )
-      .user( urpfTcamGroup, 2, 0, tcamAllocateUnbounded );
-  sw.start();
-  const auto flags = [ & ] {
-    std::string text;
+  const struct {
+    bool before, exhausted, sliceFreed;
+    const char * after;  // of the users above; the first one's group is that of all but the last
+  } rows[] = { { false, true, false, "XX..X." }, { false, true, true, "XX..X." },
+               { true, true, false, "XXXXXX" },  { true, false, false, "..XX.X" },
+               { true, false, true, "..XX.." },  { false, false, false, "......" } };
+  for ( const auto & row : rows ) {
+    TestSwitch sw;
+    sw.platform.acl( 1, 4 )
+        .user( qosTcamGroup, 1, 0, tcamAllocateUnbounded )
+        .user( l2ControlPrioTcamGroup, 1, 1, tcamAllocateAtBeginning )
+        .user( ipCoppTcamGroup, 1, 2, tcamAllocateAsChunk )
+        .user( mlagTcamGroup, 1, 5, tcamAllocateAsChunk )
+        .acl( 2, 0, tcamAllocateUnbounded, urpfTcamGroup );
+    sw.start();
+    sw.take( ipCoppTcamGroup );  // its chunk exists, the other's does not
     for ( const auto user : all )
-      text += sw.manager( user ).exhausted( 0 ) ? 'X' : '.';
-    return text;
-  };
-  sw.take( ipCoppTcamGroup );
-  U32 got = 0;
-  while ( sw.take( ipAclTcamGroup, got ) != 0 )
-    ++got;
-  EXPECT_EQ( got, 256U - 3 );
-  // Existing ranges need no room; exhaustion does not spread to another group.
-  EXPECT_EQ( flags(), "XX..X." );
-  EXPECT_EQ( sw.take( urpfTcamGroup ), 0U );
-  EXPECT_EQ( flags(), "XX..XX" );
-  sw.bounded( ipAclTcamGroup ).releaseEntry( 0, 0x10000 );  // 256 to 255 entries: a slice
-  EXPECT_EQ( flags(), "......" );
-  EXPECT_TRUE( sw.groups->sliceFreed( 1 ) );
-  EXPECT_EQ( sw.take( mlagTcamGroup ), 0U );  // 500 entries never fit
-  EXPECT_EQ( flags(), "XX..X." );
-  EXPECT_EQ( sw.audit(), "" );
+      sw.manager( user ).exhaustedIs( 0, row.before );
+    sw.manager( ipAclTcamGroup ).setExhausted( 0, row.exhausted, row.sliceFreed );
+    std::string after;
+    for ( const auto user : all )
+      after += sw.manager( user ).exhausted( 0 ) ? 'X' : '.';
+    EXPECT_EQ( after, row.after ) << "row " << &row - rows;
+    EXPECT_EQ( sw.groups->exhaustedMarks(), std::count( after.begin(), after.end(), 'X' ) );
+    EXPECT_EQ( sw.groups->sliceFreed( 1 ), row.sliceFreed );
+  }
+}
+
+TEST( StrategyTest, OnlyALackOfRoomMarksAUnit ) {
+  for ( const auto strategy : { tcamAllocateOnDemand, tcamAllocateUnbounded } )
+    for ( const int rc : { -14, -8 } )
+      for ( const bool before : { false, true } ) {
+        TestSwitch sw( { .units = 2 } );
+        sw.platform.acl( 1, strategy == tcamAllocateUnbounded ? 0 : 4, strategy );
+        sw.start();
+        MorvaneTcamEntryManager & acl = sw.manager( ipAclTcamGroup );
+        sw.take( ipAclTcamGroup );
+        acl.exhaustedIs( 0, before );
+        sw.faults.arm( { .op = strategy == tcamAllocateUnbounded ? SdkOp::bcm_field_entry_create
+                                                                 : SdkOp::bcm_field_entry_create_id,
+                         .rc = rc } );
+        EXPECT_EQ( sw.take( ipAclTcamGroup, 1 ), 0U );
+        EXPECT_EQ( acl.exhausted( 0 ), before || rc == -14 ) << rc;
+        EXPECT_FALSE( acl.exhausted( 1 ) );
+        EXPECT_NE( sw.take( ipAclTcamGroup, 1 ), 0U );
+        EXPECT_FALSE( acl.exhausted( 0 ) );
+      }
 }
 
 TEST( StrategyTest, IdleChunkTakesTheMarksOfItsGroup ) {
