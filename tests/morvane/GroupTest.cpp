@@ -11,7 +11,7 @@ constexpr U32 srcMac = bcmFieldQualifySrcMac, srcIp = bcmFieldQualifySrcIp,
               dstIp = bcmFieldQualifyDstIp, inPorts = bcmFieldQualifyInPorts,
               vlan = bcmFieldQualifyOuterVlanId, ttl = bcmFieldQualifyTtl,
               range = bcmFieldQualifyRangeCheck, ingress = bcmFieldQualifyStageIngress,
-              lookup = bcmFieldQualifyStageLookup;
+              lookup = bcmFieldQualifyStageLookup, egress = bcmFieldQualifyStageEgress;
 
 Qualifiers matched( const TestSwitch & sw, U32 group ) {
   Qualifiers list;
@@ -95,24 +95,34 @@ TEST( GroupCreationTest, EveryCopyHasItsFlagsAndPorts ) {
   } rows[] = { { plain, ingress, 8 | 1, false, false },
                { plain, ingress, 32768 | 8 | 1, true, false },
                { plain, lookup, 32768 | 1, true, false },
+               { plain, egress, 32768 | 1, true, false },
+               { plain, dstIp, 8 | 1, false, false },  // no stage: ingress
                { presels, ingress, 2 | 1, true, true },
                { copies, ingress, 32768 | 64 | 4 | 2 | 1, true, true },
                { both, ingress, 64 | 4 | 2 | 1, false, true },
-               { both, lookup, 1, false, false } };
+               { both, lookup, 1, false, false },
+               { both, egress, 1, true, false } };
   for ( const auto & row : rows ) {
     TestSwitch sw( row.chip );
     sw.platform.group( 5, { dstIp, row.stage } ).user( qosTcamGroup, 5, 0, tcamAllocateUnbounded );
     sw.platform.users[ 0 ].managedPriority = row.managed;
     sw.start();
     ASSERT_TRUE( sw.groups->initializeGroup( 0, 5 ) );
-    const U32 each = row.stage == lookup ? 1 : row.chip.pipes * ( row.chip.secondCopy ? 2 : 1 );
-    EXPECT_EQ( sw.asic.groups( 0 ).size(), each );
+    const bool perPipe = row.stage != lookup && row.stage != egress;
+    const U32 copies = perPipe && row.chip.secondCopy ? 2 : 1;
+    EXPECT_EQ( sw.groups->stageIngress( 5 ), perPipe );
+    EXPECT_EQ( sw.groups->getNumPipe( 5 ), perPipe ? row.chip.pipes : 1 );
+    EXPECT_EQ( sw.groups->getNumCopiesPerPipe( 0, 5 ), copies );
+    EXPECT_EQ( sw.asic.groups( 0 ).size(), sw.groups->getNumPipe( 5 ) * copies );
     for ( const SoftAsic::GroupView & group : sw.asic.groups( 0 ) ) {
       EXPECT_EQ( group.flags, row.flags ) << "row " << &row - rows;
       EXPECT_EQ( group.priority, 5 );
       for ( U32 port = 0; row.byPort && port < row.chip.pipes * portsPerPipe; ++port )
         EXPECT_EQ( group.ports.has( port ), port / portsPerPipe == group.pipe );
-      EXPECT_EQ( group.preselset.empty(), !row.chip.presels || row.stage == lookup );
+      EXPECT_EQ( group.preselset.empty(), !row.chip.presels || !perPipe );
+      EXPECT_EQ( group.stage, row.stage == egress   ? SoftAsic::StageKind::efp
+                              : row.stage == lookup ? SoftAsic::StageKind::vfp
+                                                    : SoftAsic::StageKind::ifp );
     }
   }
 }
@@ -122,19 +132,16 @@ TEST( GroupCreationTest, PreselectorsSelectThePipe ) {
   sw.platform.acl( 1, 4 ).acl( 2, 0, tcamAllocateUnbounded, macAclTcamGroup );
   sw.start();
   ASSERT_TRUE( sw.bounded( ipAclTcamGroup ).initializeGroup( 0 ) );
-  const auto made = sw.calls( { SdkOp::bcm_field_presel_create, SdkOp::bcm_field_qualify_Stage,
-                                SdkOp::bcm_field_qualify_MixedSrcClassId,
-                                SdkOp::bcm_field_group_config_create } );
-  EXPECT_THAT(
-      std::vector( made.begin(), made.begin() + 5 ),
-      ElementsAre( "presel_create 0", "qualify_Stage 40000000", "qualify_MixedSrcClassId 40000000",
-                   "group_config_create 1", "presel_create 0" ) );
   // No slice is free: the failing copy destroys its own preselector and no other.
   EXPECT_FALSE( sw.unbounded( macAclTcamGroup ).initializeGroup( 0 ) );
   EXPECT_EQ( sw.asic.preselectors( 0 ).size(), 4U );
-  for ( const SoftAsic::PreselView & presel : sw.asic.preselectors( 0 ) )
+  U32 number = 0;
+  for ( const SoftAsic::PreselView & presel : sw.asic.preselectors( 0 ) ) {
+    EXPECT_TRUE( presel.stage == bcmFieldStageIngress && presel.classMask == 3 );
+    EXPECT_EQ( presel.classData, number++ / 2 );  // two copies in each pipe
     for ( U32 port = 0; port < 2 * portsPerPipe; ++port )
       EXPECT_EQ( presel.ports.has( port ), port / portsPerPipe == presel.classData );
+  }
   EXPECT_EQ( sw.audit(), "" );
 }
 
@@ -167,6 +174,80 @@ TEST( GroupCreationTest, RetriesOnceWithoutTheLargeSliceAndPerCopy ) {
     EXPECT_TRUE( row.result == 0 || sw.asic.group( 0, 1 )->flags == 1 );
     EXPECT_TRUE( row.result == 0 || sw.asic.group( 0, 0x1000001 )->flags == 9 );
   }
+}
+
+TEST( GroupCreationTest, AMirroringTypeLastsWithTheGroupOfAnyUnit ) {
+  TestSwitch sw( { .units = 2 } );
+  sw.platform.group( 1, { ingress } ).user( mirroringAclTcamGroup1, 1, 0, tcamAllocateUnbounded );
+  sw.platform.users[ 0 ].mirroringAclUdf = true;
+  sw.start();
+  sw.groups->groupMirroringAclTypeIs( 1, 2 );
+  const auto create = [ & ]( U32 unit, U32 refusals ) {
+    if ( refusals != 0 )
+      sw.faults.arm( { .op = SdkOp::bcm_field_group_config_create, .times = refusals, .rc = -14 } );
+    return sw.groups->initializeGroup( unit, 1 );
+  };
+  EXPECT_TRUE( create( 1, 1 ) );
+  EXPECT_FALSE( create( 0, 2 ) );  // unit 1 has the group
+  EXPECT_EQ( sw.groups->groupMirroringAclType( 1 ), 2 );
+  EXPECT_TRUE( create( 0, 0 ) );
+  EXPECT_TRUE( sw.asic.group( 0, 1 )->qset.has( srcMac ) );
+  sw.groups->uninitializeGroup( 1, 1 );
+  EXPECT_EQ( sw.groups->groupMirroringAclType( 1 ), 2 );
+  sw.groups->uninitializeGroup( 0, 1 );
+  EXPECT_EQ( sw.groups->groupMirroringAclType( 1 ), -1 );
+}
+
+// --- Queries -----------------------------------------------------------------------------------
+
+TEST( GroupQueryTest, PipeGroupIdsHavePipeBitsUnlessPipesShareTheGroup ) {
+  for ( const bool shared : { false, true } ) {
+    TestSwitch sw( { .shared = shared } );
+    sw.platform.acl( 5, 4 );
+    sw.start();
+    std::string ids;  // of pipes 0 to 2, copies 0 and 1
+    for ( U32 pipe = 0; pipe < 3; ++pipe )
+      for ( U32 copy = 0; copy < 2; ++copy )
+        ids += fmt::format( "{:x} ", sw.groups->getPipeGroupId( 0, pipe, copy, 5 ) );
+    EXPECT_EQ( ids, shared ? "5 4000005 5 4000005 5 4000005 "
+                           : "5 4000005 1000005 5000005 2000005 6000005 " );
+    EXPECT_EQ( sw.groups->getGroupPriority( 0, 0x7000005 ), 5U );
+  }
+}
+
+TEST( GroupQueryTest, WhatThePlatformAndTheChipSay ) {
+  TestSwitch sw( { .slices = 2, .depth = 16 } );
+  sw.platform.acl( 1, 4 ).acl( 2, 4, tcamAllocateOnDemand, qosTcamGroup );
+  sw.start();
+  for ( const U32 bit : { 0U, 1U, 2U, 4U } ) {
+    sw.platform.settings.ipv6MirroringSupported = ( bit & 1 ) != 0;
+    sw.platform.settings.qosAclSharingSupported = ( bit & 2 ) != 0;
+    sw.platform.settings.ingressRaclSharingSupported = ( bit & 4 ) != 0;
+    EXPECT_EQ( sw.groups->getIpv6MirroringSupported(), bit == 1 );
+    EXPECT_EQ( sw.groups->ipv6MirroringSupported(), bit == 1 );
+    EXPECT_EQ( sw.groups->qosAclSharingSupported(), bit == 2 );
+    EXPECT_EQ( sw.groups->ingressRaclSharingSupported(), bit == 4 );
+  }
+  for ( const U16 unit : { 1, 2, 3 } ) {
+    sw.chipInfo.maxPorts = unit == 2 ? 130 : 10;
+    sw.groups->modChipInfoIs( unit, sw.chipInfo );
+  }
+  EXPECT_EQ( sw.groups->getMaxPorts(), 130 );
+  EXPECT_EQ( sw.groups->maxPorts(), 130 );
+  EXPECT_THAT( sw.groups->getTcamReservationData(),
+               ElementsAre( &sw.platform.users[ 0 ], &sw.platform.users[ 1 ] ) );
+  EXPECT_EQ( sw.groups->getNumOfTcamEntries( 0, 1 ), 0U );
+  EXPECT_EQ( sw.groups->getNumOfTcamEntries( 0, 7 ), 0U );
+  sw.take( ipAclTcamGroup );
+  EXPECT_EQ( sw.groups->getNumOfTcamEntries( 0, 1 ), 16U );
+  EXPECT_TRUE( isIPv4( 1 ) && !isIPv6( 1 ) && highestTcamGroupId() == 2 );
+  EXPECT_EQ( getLoopbackPortId( 0, 3 ), 31U );
+  for ( const auto & beyond : { std::function< void() >( [] { getTcamGroup( 2 ); } ),
+                                std::function< void() >( [] { getTcamReservation( 2 ); } ),
+                                std::function< void() >( [] { getGroupMap( 0 ); } ),
+                                std::function< void() >( [] { getGroupExcludes( 0 ); } ),
+                                std::function< void() >( [] { getGroupIncludes( 0 ); } ) } )
+    EXPECT_THAT( deathOf( beyond ), HasSubstr( "Assertion `index < num" ) );
 }
 
 // --- Teardown ----------------------------------------------------------------------------------
@@ -209,28 +290,6 @@ TEST( GroupTeardownTest, CountsReferencesStepByStep ) {
   EXPECT_EQ( sw.log.total(), 0U );
   EXPECT_TRUE( groups.initializeGroup( 1, 1 ) );  // a stored -1 counts as 0
   EXPECT_EQ( groups.groupCounts( 1 )->unitRefCount( 1 ), 1 );
-}
-
-TEST( GroupTeardownTest, LastReferenceDestroysTheGroupInOrder ) {
-  TestSwitch sw( { .presels = true } );
-  sw.platform.acl( 1, 4 ).acl( 2, 0, tcamAllocateUnbounded, macAclTcamGroup );
-  sw.platform.group( 3, { bcmFieldQualifyDstIp } )
-      .user( qosTcamGroup, 3, 0, tcamAllocateUnbounded );
-  sw.platform.users[ 2 ].managedPriority = true;
-  sw.start();
-  sw.bounded( ipAclTcamGroup ).getEntry( 0, 0x10000, "a" );
-  sw.unbounded( macAclTcamGroup ).getEntry( 0, "b" );
-  sw.groups->initializeGroup( 0, 3 );
-  sw.groups->sliceFreedIs( 1, true );
-  sw.groups->sliceFreedIs( 9, true );
-  sw.log.clear();
-  sw.groups->uninitializeGroup( 0, 3 );
-  EXPECT_THAT( sw.calls( { SdkOp::bcm_field_group_compress, SdkOp::bcm_field_group_destroy,
-                           SdkOp::bcm_field_presel_destroy } ),
-               ElementsAre( "group_compress 1", "group_compress 2", "group_compress 3",
-                            "group_destroy 3", "presel_destroy 2" ) );
-  EXPECT_TRUE( !sw.groups->sliceFreedHas( 1 ) && sw.groups->sliceFreedHas( 9 ) );
-  EXPECT_EQ( sw.audit(), "" );
 }
 
 TEST( GroupTest, UnreleasedPreselectorIsDestroyedBeforeTheNextCreation ) {
