@@ -84,6 +84,17 @@ TEST( StatisticsTest, InvalidTypesEndTheProcess ) {
     EXPECT_EQ( fmt::format( "{} {}", acl.hitsForEntry( 0, id ), acl.byteHitsForEntry( 0, id ) ),
                counted[ i ].second );
   }
+  // Statistics of their own.
+  const U32 id = 0x10001, stat = sw.books( acl ).entryStats( id );
+  acl.removeStats( 0, id );
+  EXPECT_FALSE( sw.asic.statistic( 0, stat ) || sw.books( acl ).entryStatsHas( id ) );
+  sw.faults.arm( { .op = SdkOp::bcm_field_stat_create, .rc = -14 } );
+  EXPECT_EQ( acl.installStats( 0, 1, id, nullptr ), 0U );
+  const U32 again = acl.installStats( 0, 1, id, nullptr );
+  EXPECT_EQ( sw.asic.statistic( 0, again )->values.size(), 2U );
+  EXPECT_EQ( sw.books( acl ).entryStats( id ), again );
+  EXPECT_EQ( sw.audit(), "" );
+
   const U32 bare = sw.take( qosTcamGroup );
   sw.log.clear();
   sw.bounded( qosTcamGroup ).clearHitsForEntry( 0, bare );
