@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "morvane/LogMessages.h"
-#include "morvane/MorvaneTcamManager/Trace.h"
+#include "morvane/MorvaneTcamManager/Udf/Qualifiers.h"
 #include "tests/morvane/UdfSwitch.h"
 
 namespace Test::Udf {
@@ -76,12 +76,78 @@ TEST( UdfProgrammingTest, RetryRequestsALargeSlice ) {
 }
 
 TEST( LogMessagesTest, PlatformFiltersAndWordsMessages ) {
+  const Kiv::LogHandle * const handles[] = { &MORVANE_CONFIG_CHANGE,
+                                             &MORVANE_UNEXPECTED_RESTART,
+                                             &TcamCapacity::MORVANE_CONFIG_CHANGE,
+                                             &TcamCapacity::MORVANE_UNEXPECTED_RESTART,
+                                             &MORVANE_UDF_HW_RESOURCE_FULL,
+                                             &MORVANE_UDF_HW_RESOURCE_NORMAL };
+  const std::string change =
+      "MORVANE_CONFIG_CHANGE 6 0 1\n"
+      "Configuration change requires the Morvane agent %s to restart\n"
+      "Configuration change requires the switch ASIC to be reconfigured, requiring the Morvane "
+      "agent to restart.\n"
+      "rest\n";
+  const std::string restart =
+      "MORVANE_UNEXPECTED_RESTART 3 0 1\n"
+      "Unexpected restart of Morvane agent %s occurred\n"
+      "Unexpected restart of the Morvane agent occurred.\n"
+      "call\n";
+  const std::string full =
+      "MORVANE_UDF_HW_RESOURCE_FULL 3 0 1\n"
+      "Hardware resources insufficient to program UDF\n"
+      "The switch is unable to program UDF due to insufficient hardware resources. \n"
+      "Reconfigure other ACLs or features that use UDF to free up UDF hardware resources.\n";
+  const std::string normal =
+      "MORVANE_UDF_HW_RESOURCE_NORMAL 3 0 1\n"
+      "All UDFs are programmed in hardware\n"
+      "The switch was able to program all the UDFs in the hardware.\n"
+      "rest\n";
+  MORVANE_UDF_HW_RESOURCE_FULL.raise();  // nobody listens
+  EXPECT_STREQ( MORVANE_CONFIG_CHANGE.recommendedAction(), "" );
   LoggedMessages messages;
-  MORVANE_CONFIG_CHANGE.raise();  // filtered by the platform
-  MORVANE_UDF_HW_RESOURCE_FULL.raise();
+  std::string texts;
+  for ( const Kiv::LogHandle * handle : handles ) {
+    texts += fmt::format( "{} {} {} {}\n{}\n{}\n{}\n", handle->mnemonic(), handle->severity(),
+                          handle->parameter( 0 ), handle->parameter( 1 ), handle->format(),
+                          handle->explanation(), handle->recommendedAction() );
+    if ( handle->severity() == 6 || handle == handles[ 4 ] )  // the former is filtered
+      handle->raise();
+  }
+  EXPECT_EQ( texts, change + restart + change + restart + full + normal );
   EXPECT_EQ( messages.text, "FULL " );
-  EXPECT_STREQ( MORVANE_CONFIG_CHANGE.recommendedAction(), "rest" );
-  EXPECT_STREQ( MORVANE_UNEXPECTED_RESTART.recommendedAction(), "call" );
+}
+
+TEST( UdfWidthTest, WhatCountsAndWhere ) {
+  UdfSwitch sw( { .units = 2 }, Acl::ip() );
+  const auto spec = []( U32 unit, U8 length, U32 ethType ) {
+    UdfUnitSpec made;
+    made.unit = unit, made.length = length, made.ethType = ethType;
+    return made;
+  };
+  sw.groups->ipMirroringAclUdfIs( 1, spec( 0, 4, anyType ) );
+  sw.groups->ipMirroringAclUdfIs( 2, spec( 1, 8, 0x0800 ) );
+  sw.groups->macMirroringAclUdfIs( 3, spec( 0, 4, 0x0800 ) );
+  sw.groups->macMirroringAclUdfIs( 4, spec( 0, 8, 0x86DD ) );
+  sw.groups->macMirroringAclUdfIs( 5, spec( 1, 16, 0x0800 ) );
+  sw.groups->macMirroringAclUdfIs( 6, spec( 0, 1, 0x0800 ) );
+  const struct {
+    S32 type;
+    U32 unit, ethType, width;
+  } rows[] = { { 0, 0, anyType, 12 }, { 0, 1, 0x0800, 12 }, { 2, 0, 0x0800, 5 },
+               { 2, 0, 0x86DD, 8 },   { 2, 1, 0x0800, 16 }, { 2, 1, 0x86DD, 0 } };
+  for ( const auto & row : rows )
+    for ( const U8 length : { 4, 8 } ) {
+      const U8 sum = static_cast< U8 >( row.width + length );
+      const auto exceeds = [ & ]( U8 most ) {
+        return groupUdfWidthExceeded( row.unit, sw.groups.rawPtr_, row.type, row.ethType, length,
+                                      most );
+      };
+      EXPECT_TRUE( !exceeds( sum ) && exceeds( sum - 1 ) ) << "row " << &row - rows;
+    }
+  EXPECT_THAT(
+      deathOf( [ & ] { groupUdfWidthExceeded( 0, sw.groups.rawPtr_, 1, anyType, 4, 32 ); } ),
+      HasSubstr( "Assertion `aclType == Acl::mac()' failed." ) );
 }
 
 // Adds fields to group 1 of the last unit until one cannot be added in place.
@@ -207,38 +273,34 @@ TEST( UdfProgrammingTest, InvalidUseIsRefused ) {
       HasSubstr( "groupMirroringAclUdfValid" ) );
 }
 
-TEST( UdfProgrammingTest, TracesShowEveryStep ) {
-  UdfSwitch sw( {}, Acl::ip() );
-  ASSERT_TRUE( sw.manager( sw.user( 1 ) ).initializeGroup( 0 ) );
-  EXPECT_THAT(
-      callTexts( [ & ] { sw.set( far ); } ),
-      ElementsAre(
-          "bcm_field_data_qualifier_create( unit, &udfQual ) (rc:0)",
-          "bcm_field_data_qualifier_packet_format_add( unit, qual_id, &udfQualPktType ) (rc:0)",
-          "bcm_field_group_get( unit, pipeGroupId, &qset ) (rc:0)",
-          "bcm_field_qset_data_qualifier_add( unit, &qset, currentQualId ) (rc:0)",
-          "bcm_field_group_set( unit, pipeGroupId, qset ) (rv:0)" ) );
-  apiMorvane.levelIs( 1, true );
-  EXPECT_THAT(
-      lines( [ & ] { sw.set( far ), sw.set( far, false ); } ),
-      ElementsAre( "Unit: 0 setMirroringAclUdf group: 1 udf: base=UdfBaseL3HeaderEnd offset=0 "
-                   "length=4 ether type=4294967295 add: true",
-                   "1 already applied to group: 1, 1",
-                   " Update state for IP UDF qual id: 1 current ref count: 1",
-                   "Added to group:  1 IP UDF qual id: 1 new ref count: 2",
-                   "Unit: 0 setMirroringAclUdf group: 1 udf: base=UdfBaseL3HeaderEnd offset=0 "
-                   "length=4 ether type=4294967295 add: false",
-                   " Update state for IP UDF qual id: 1 current ref count: 2",
-                   " Updated/Deleted IP UDF qual id: 1 new ref count: 1" ) );
-  apiMorvane.levelIs( 1, false );
-  const std::string readBack =
-      "bcm_field_data_qualifier_get( unit, currentQualId, &udfQual) (rv:0)";
-  EXPECT_THAT( callTexts( [ & ] {
-                 sw.set( far );
-                 sw.manager( sw.user( 1 ) )
-                     .verifyMirroringAclUdf( 0, sw.type, anyType, far.base, far.offset, 4 );
-               } ),
-               ElementsAre( readBack, readBack ) );
+TEST( UdfProgrammingTest, OperationsOfTheGroupManagerOnTheirOwn ) {
+  UdfSwitch sw( { .pipes = 2 }, Acl::ip() );
+  MorvaneTcamGroupManager & groups = *sw.groups;
+  ASSERT_TRUE( groups.initializeGroup( 0, 1 ) && groups.initializeGroup( 0, 4 ) );
+  EXPECT_EQ( groups.createGroupMirroringAclUdf( 0, 1, 0, anyType, UdfBaseL3HeaderStart, 8, 4 ),
+             GroupUdfQualApplyStatus( 3, udfCreateSuccessNoGroupRecreate ) );
+  EXPECT_EQ( createUdfQualifier( 0, 0x0800, UdfBaseL2HeaderEnd, 12, 4, nullptr ),
+             GroupUdfQualApplyStatus( 4, udfCreateFailure ) );
+  bcm_field_qset_t qset = {};
+  EXPECT_EQ( groups.addUdfQualifierToQset( 0, &qset, 4 ), 0 );
+  EXPECT_TRUE( qset.hasData( 4 ) && !qset.hasData( 3 ) );
+  EXPECT_EQ( groups.addUdfQualifierToQset( 0, &qset, 9 ), -7 );
+  EXPECT_TRUE( groups.reInitializeGroupWithMirroringAclUdf( 0, 1, 4 ) );
+  EXPECT_THAT( sw.asic.group( 0, 0x1000001 )->data, ElementsAre( 3, 4 ) );
+  EXPECT_EQ( sw.udfs(), "0.3x0 1:0" );
+  for ( const U32 group : { 1U, 4U, 0x1000001U, 0x1000004U } )
+    groups.uninitializeTcamGroup( 0, group, false );
+  EXPECT_EQ( sw.udfs(), "0.3x0 1:0" );
+  EXPECT_EQ( sw.asic.dataQualifiers( 0 ).size(), 4U );
+  groups.uninitializeMirroringUdfQualifiers( 0, 1 );
+  EXPECT_EQ( groups.groupMirroringAclType( 1 ), -1 );
+  groups.destroyOpenFlowUdfQualifiers( 0, 4 );
+  EXPECT_EQ( sw.asic.dataQualifiers( 0 ).size(), 1U );
+  destroyUdfQualifier( 0, 0x0800, UdfBaseL2HeaderEnd, 4 );
+  EXPECT_EQ( sw.audit(), "" );
+  EXPECT_TRUE( sw.asic.dataQualifiers( 0 ).empty() );
+  EXPECT_THAT( deathOf( [ & ] { groups.uninitializeMirroringUdfQualifiers( 0, 3 ); } ),
+               HasSubstr( "`groupMirroringAclUdfValid( groupId )' failed." ) );
 }
 
 // --- Flow-programming groups -----------------------------------------------------------------
