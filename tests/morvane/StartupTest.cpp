@@ -14,59 +14,136 @@ namespace Test::Startup {
 
 const Qualifiers lookup = { bcmFieldQualifyDstIp, bcmFieldQualifyStageLookup };
 
-TEST( StartupTest, FillsTheTablesOfEveryGroup ) {
+// Notes what start-up writes, in order.
+struct Recorder : MorvaneTcamGroupManager::Notifiee {
+  template < class... Parts >
+  void note( fmt::format_string< Parts... > format, Parts &&... parts ) {
+    text += fmt::format( format, std::forward< Parts >( parts )... );
+  }
+  void onStarted() override { note( "started {}", groups->started() ); }
+  void onMaxPorts() override { note( ", maxPorts {}", groups->maxPorts() ); }
+  void onIpv6MirroringSupported() override {
+    note( ", ipv6 {}", groups->ipv6MirroringSupported() );
+  }
+  void onSimulation() override { note( ", simulation {}", groups->simulation() ); }
+  void onRangeCheckersExhausted( U32 unit ) override {
+    note( "\nunit {}: ranges {}", unit, groups->rangeCheckersExhausted( unit ) );
+  }
+  void onUdfResourceError( U8 unit ) override {
+    note( ", fields {}", groups->udfResourceError( unit ) );
+  }
+  void onGroupOpenFlowAclUdfValid( U8 g ) override {
+    note( "\n{} flow {}", g, groups->groupOpenFlowAclUdfValid( g ) );
+  }
+  void onGroupOpenFlowVxlanAclUdfValid( U8 g ) override {
+    note( ", {} vxlan {}", g, groups->groupOpenFlowVxlanAclUdfValid( g ) );
+  }
+  void onGroupMirroringAclUdfValid( U8 g ) override {
+    note( ", {} fields {}", g, groups->groupMirroringAclUdfValid( g ) );
+  }
+  void onGroupMirroringAclValid( U8 g ) override {
+    note( ", {} mirroring {}", g, groups->groupMirroringAclValid( g ) );
+  }
+  void onGroupMirroringAclType( U8 g ) override {
+    note( ", {} type {}", g, groups->groupMirroringAclType( g ) );
+  }
+  void onGroupIdToIndex( U32 g ) override {
+    note( "\n{} index {}", g, groups->groupIdToIndex( g ) );
+  }
+  void onGroupIdToExcludeIndex( const GroupQsetModKey & k ) override {
+    note( "\n{}.{} excludes {}", k.groupId, k.chipType, groups->groupIdToExcludeIndex( k ) );
+  }
+  void onGroupIdToIncludeIndex( const GroupQsetModKey & k ) override {
+    note( "\n{}.{} includes {}", k.groupId, k.chipType, groups->groupIdToIncludeIndex( k ) );
+  }
+  void onStageIngress( U32 g ) override { note( "\n{} ingress {}", g, groups->stageIngress( g ) ); }
+  void onGroupCounts( const GroupIdToPipeGroupId & k ) override { note( ", {:x}", k.pipeGroupId ); }
+  void onManagedPriority( U32 g ) override {
+    note( "\n{} managed {}", g, groups->managedPriority( g ) );
+  }
+  void onGroupIdToMirroringAclUdf( U8 g ) override { note( ", {} has fields", g ); }
+  void onGroupIdToOpenFlowAclUdf( U8 g ) override { note( ", {} has flow fields", g ); }
+  void onGroupIdToOpenFlowVxlanAclUdf( U8 g ) override { note( ", {} has vxlan fields", g ); }
+  void onEntryManager( TcamGroupAssignment user ) override {
+    const auto manager = groups->entryManager( user );
+    note( "\n{} {:x}-{:x}", enumName( user ), manager->baseEntry(), manager->endEntry() );
+  }
+  void onUnboundedEntryManager( TcamGroupAssignment user ) override {
+    note( "\n{}", groups->unboundedEntryManager( user )->desc().charPtr() );
+  }
+
+  MorvaneTcamGroupManager * groups = nullptr;
+  std::string text = "\n";
+};
+
+TEST( StartupTest, WritesItsRecordsStepByStep ) {
   TestSwitch sw( { .pipes = 2, .secondCopy = true, .units = 2 } );
-  sw.platform.acl( 3, 10 ).group( 0, lookup ).group( 7, { bcmFieldQualifyStageIngress } );
-  sw.platform.group( 9, { bcmFieldQualifyInPorts } ).group( 10, { bcmFieldQualifyInPort } );
+  sw.chipInfo.maxPorts = 9;
+  sw.platform.settings.ipv6MirroringSupported = true;
+  sw.platform.acl( 1, 10 ).group( 0, lookup ).group( 2, { bcmFieldQualifyStageIngress } );
+  sw.platform.group( 3, { bcmFieldQualifyInPorts } ).group( 4, { bcmFieldQualifyInPort } );
   sw.platform.user( ipAclVfpTcamGroup, 0, 4, tcamAllocateOnDemand )
-      .user( macAclTcamGroup, 3, 6, tcamAllocateOnDemand )
-      .user( mirroringAclTcamGroup2, 7, 0, tcamAllocateUnbounded )
-      .user( openFlowUdfTcamGroup, 9, 0, tcamAllocateUnbounded )
-      .user( openFlowVxlanUdfTcamGroup, 10, 0, tcamAllocateUnbounded )
-      .user( qosTcamGroup, 9, 3, tcamAllocateOnDemand )
-      .exclude( 3, 5, {} )
-      .include( 3, 0, {} )
-      .map( 1, qosTcamGroup, 9 )
-      .map( 0, qosTcamGroup, 3 )
-      .map( 0, qosTcamGroup, 7 );
+      .user( macAclTcamGroup, 1, 6, tcamAllocateOnDemand )
+      .user( mirroringAclTcamGroup4, 2, 0, tcamAllocateUnbounded )
+      .user( openFlowUdfTcamGroup, 3, 0, tcamAllocateUnbounded )
+      .user( openFlowVxlanUdfTcamGroup, 4, 0, tcamAllocateUnbounded )
+      .user( qosTcamGroup, 3, 3, tcamAllocateOnDemand )
+      .exclude( 1, 5, {} )
+      .include( 1, 0, {} )
+      .map( 1, qosTcamGroup, 3 )
+      .map( 0, qosTcamGroup, 1 )  // the first of the chip type counts
+      .map( 0, qosTcamGroup, 2 );
   sw.platform.users[ 1 ].mirroringAclUdf = true;  // not a mirroring group: not granted
   sw.platform.users[ 3 ].mirroringAclUdf = sw.platform.users[ 3 ].managedPriority = true;
+  sw.construct();
+  Recorder record;
+  record.groups = sw.groups.rawPtr_;
+  record.notifierIs( sw.groups );
   setenv( "SIMULATION_VMID", "", 1 );
-  sw.start();
+  sw.groups->handleInitialized();
   unsetenv( "SIMULATION_VMID" );
-
-  const MorvaneTcamGroupManager & groups = *sw.groups;
-  EXPECT_TRUE( groups.simulation() );
-  EXPECT_EQ( groups.groupIdToIndex( 7 ), 2U );
-  EXPECT_TRUE( groups.groupIdToExcludeIndexHas( { 3, 5 } ) );
-  EXPECT_FALSE( groups.groupIdToExcludeIndexHas( { 3, 0 } ) );
-  EXPECT_TRUE( groups.groupIdToIncludeIndexHas( { 3, 0 } ) );
-  EXPECT_TRUE( groups.managedPriority( 7 ) && !groups.managedPriority( 3 ) );
-  EXPECT_TRUE( groups.groupMirroringAclValid( 7 ) && groups.groupMirroringAclUdfValid( 7 ) );
-  EXPECT_FALSE( groups.groupMirroringAclValid( 0 ) || groups.groupMirroringAclUdfValid( 0 ) );
-  EXPECT_EQ( groups.groupMirroringAclType( 7 ), -1 );
-  EXPECT_TRUE( groups.groupOpenFlowAclUdfValid( 9 ) && groups.groupIdToOpenFlowAclUdf( 9 ) );
-  EXPECT_TRUE( groups.groupOpenFlowVxlanAclUdfValid( 10 ) && groups.groupIdToMirroringAclUdf( 0 ) );
-  EXPECT_EQ( sw.platform.users[ 6 ].group, 3U );  // the first map record of the chip type
-
-  // Ranges of one group follow each other; group 0 starts at 1; unbounded shares take none.
-  const auto range = [ & ]( TcamGroupAssignment user ) {
-    return std::pair( sw.bounded( user ).baseEntry(), sw.bounded( user ).endEntry() );
-  };
-  EXPECT_EQ( range( ipAclTcamGroup ), std::pair( 0x30000U, 0x3000AU ) );
-  EXPECT_EQ( range( macAclTcamGroup ), std::pair( 0x3000AU, 0x30010U ) );
-  EXPECT_EQ( range( qosTcamGroup ), std::pair( 0x30010U, 0x30013U ) );
-  EXPECT_EQ( range( ipAclVfpTcamGroup ), std::pair( 1U, 5U ) );
-  EXPECT_EQ( sw.unbounded( mirroringAclTcamGroup2 ).desc(), "mirroringAclTcamGroup2" );
-
-  // One record per pipe and copy of ingress groups; the ingress mark is read before it is set.
-  std::vector< U32 > records;
-  for ( auto it = groups.groupCountsIterConst(); it; ++it )
-    records.push_back( it.key().pipeGroupId );
-  EXPECT_THAT( records, ElementsAre( 0, 3, 7, 9, 10, 0x1000003, 0x1000007, 0x1000009, 0x4000003,
-                                     0x4000007, 0x4000009, 0x5000003, 0x5000007, 0x5000009 ) );
-  for ( const U32 group : { 0, 3, 7, 9, 10 } )
-    EXPECT_TRUE( groups.stageIngressHas( group ) && !groups.stageIngress( group ) ) << group;
+  EXPECT_EQ( record.text + "\n", R"(
+started true, maxPorts 9, ipv6 true, simulation true
+unit 0: ranges false, fields false
+unit 1: ranges false, fields false
+0 flow false, 0 vxlan false, 0 fields false, 0 mirroring false
+1 flow false, 1 vxlan false, 1 fields false, 1 mirroring false
+2 flow false, 2 vxlan false, 2 fields false, 2 mirroring false
+3 flow false, 3 vxlan false, 3 fields false, 3 mirroring false
+4 flow false, 4 vxlan false, 4 fields false, 4 mirroring false
+1 index 0
+0 index 1
+2 index 2
+3 index 3
+4 index 4
+1.5 excludes 0
+1.0 includes 0
+1 ingress true, 1, 4000001, 1000001, 5000001
+1 ingress false
+1 managed false, 1 type -1, 1 has fields
+ipAclTcamGroup 10000-1000a, 0
+0 ingress false
+0 managed false, 0 type -1, 0 has fields
+ipAclVfpTcamGroup 1-5
+1 ingress true
+1 ingress false
+macAclTcamGroup 1000a-10010
+2 ingress true, 2, 4000002, 1000002, 5000002
+2 ingress false
+2 managed true, 2 type -1, 2 mirroring true, 2 has fields, 2 fields true
+mirroringAclTcamGroup4
+3 ingress true, 3, 4000003, 1000003, 5000003
+3 ingress false
+3 managed false, 3 type -1, 3 has flow fields
+3 flow true, 3 has fields
+openFlowUdfTcamGroup, 4
+4 ingress false
+4 managed false, 4 type -1, 4 has vxlan fields, 4 vxlan true, 4 has fields
+openFlowVxlanUdfTcamGroup
+1 ingress true
+1 ingress false
+qosTcamGroup 10010-10013
+)" );
   EXPECT_EQ( sw.audit(), "" );
 }
 
@@ -117,6 +194,7 @@ TEST( StartupTest, InconsistentTablesEndTheProcess ) {
       { "numPipe() == 1",
         []( TestSwitch & sw ) { sw.groups->numPipeIs( 2 ); },
         { .shared = true } },
+      { "numPipe() <= BCM_PIPES_MAX", []( TestSwitch & sw ) { sw.groups->numPipeIs( 5 ); } },
       { "initializeGroup( unit )",
         []( TestSwitch & sw ) {
           sw.platform.users[ 0 ].strategy = tcamAllocateAtBeginning;
@@ -154,6 +232,10 @@ TEST( StartupTest, InconsistentTablesEndTheProcess ) {
         []( TestSwitch & sw ) {
           sw.platform.users[ 0 ].strategy = static_cast< TcamAllocationStrategy >( 4 );
         } },
+      { "reservations[0].assignment: 113 is unknown",
+        []( TestSwitch & sw ) {
+          sw.platform.users[ 0 ].assignment = static_cast< TcamGroupAssignment >( 113 );
+        } },
       { "reservations[1].assignment: ipAclTcamGroup is the user of reservations[0]",
         []( TestSwitch & sw ) { sw.platform.acl( 2, 4 ); } },
       { "reservations[0].size: 0, but tcamAllocateAsChunk needs a range",
@@ -182,6 +264,12 @@ TEST( StartupTest, InconsistentTablesEndTheProcess ) {
           sw.platform.user( mirroringAclTcamGroup4, 3, 4, tcamAllocateOnDemand )
               .map( 0, mirroringAclTcamGroup4, 1 );
         } },
+      { "reservations[1].group: mirroring group 3 has reservations[0] already",
+        []( TestSwitch & sw ) {
+          sw.platform.group( 3, lookup ).user( qosTcamGroup, 3, 4, tcamAllocateOnDemand );
+          sw.platform.users[ 0 ].assignment = mirroringAclTcamGroup1;
+          sw.platform.users[ 0 ].group = 3;
+        } },
       { "reservations[1].group: ingress group 7 would serve pipe 0 only: unit 0 is sharedByPipes "
         "and groupByPreselector",
         []( TestSwitch & sw ) {
@@ -205,6 +293,31 @@ TEST( StartupTest, CheckReportsAllFaultsOfTheTables ) {
   TestSwitch sw;
   sw.platform.acl( 1, 4 );
   EXPECT_THAT( checkPlatformTables( sw.platform, { {} } ), ElementsAre() );
+  // All at its limit: ranges that touch, the last entry, the last chip type and qualifier.
+  TestPlatform limits;
+  limits.acl( 1, 65536 ).group( 2, { 758 } ).group( 255, { 1 } );
+  limits.user( mirroringAclTcamGroup1, 2, 65535, tcamAllocateOnDemand )
+      .user( openFlowUdfTcamGroup, 255, 65536, tcamAllocateOnDemand )
+      .user( vxlanVfpVfiControlTcamGroup, 1, 0, tcamAllocateUnbounded );
+  limits.chipTypes[ 0 ] = 65535;
+  limits.multicast = { 1 };
+  limits.noStats = { 1 };
+  limits.users[ 0 ].noStatsPerEntry = true;
+  const MorvaneCentral::ChipInfo last{ 8, false, true, 758, 758, 758, false, false };
+  EXPECT_THAT( checkPlatformTables( limits, { { 0, last, { true, true, false } },
+                                              { 0, last, { false, false, true } } } ),
+               ElementsAre() );
+  limits.users[ 1 ].size = 65536;  // up to the next group's first
+  limits.group( 3, { 1 } ).user( qosTcamGroup, 3, 1, tcamAllocateOnDemand );
+  EXPECT_THAT( checkPlatformTables( limits, { { 0 } } ), ElementsAre() );
+  limits.users[ 1 ].size = 65537;
+  limits.users[ 2 ].size = 65537;
+  EXPECT_THAT(
+      checkPlatformTables( limits, { { 0 } } ),
+      ElementsAre( "reservations[2].size: entries 16711680 to 16777216 pass the last entry, "
+                   "16777215",
+                   "reservations[4].size: entries 196608 to 196608 overlap entries 131072 to "
+                   "196608 of reservations[1]" ) );
   sw.platform.group( 256, { 760 } ).user( qosTcamGroup, 9, 4, tcamAllocateUnbounded );
   sw.platform.chipTypes = { { 0, -1 }, { 1, -1 }, { 2, 3 } };
   sw.platform.users[ 0 ].noStatsPerEntry = true;
@@ -378,14 +491,21 @@ TEST( StartupTest, SecondManagerOfAUserMustHaveTheSameParameters ) {
   TestSwitch sw;
   sw.platform.acl( 1, 4 );
   sw.start();
-  const auto ask = [ & ]( U32 base, U32 end, TcamAllocationStrategy strategy ) -> std::string {
+  U32 base = 65536, end = 65540;
+  TcamAllocationStrategy way = tcamAllocateOnDemand;
+  const auto askOf = [ & ]( const char * desc, MorvaneTcamGroupManager * groups,
+                            U32 group ) -> std::string {
     try {
-      const auto manager = sw.groups->entryManagerIs( ipAclTcamGroup, "ipAclTcamGroup",
-                                                      sw.groups.rawPtr_, 1, base, end, strategy );
+      const auto manager =
+          sw.groups->entryManagerIs( ipAclTcamGroup, desc, groups, group, base, end, way );
       return &*manager == &sw.bounded( ipAclTcamGroup ) ? "the same" : "another";
     } catch ( const Kiv::NameInUseException & e ) {
       return e.what();
     }
+  };
+  const auto ask = [ & ]( U32 first, U32 last, TcamAllocationStrategy strategy ) {
+    base = first, end = last, way = strategy;
+    return askOf( "ipAclTcamGroup", sw.groups.rawPtr_, 1 );
   };
   const auto text = []( const char * name, auto asked, auto had ) {
     return fmt::format(
@@ -394,6 +514,10 @@ TEST( StartupTest, SecondManagerOfAUserMustHaveTheSameParameters ) {
         "value of {} not allowed",
         name, asked, had );
   };
+  EXPECT_EQ( askOf( "ipAcl", sw.groups.rawPtr_, 1 ),
+             text( "desc", "'ipAcl'", "'ipAclTcamGroup'" ) );
+  EXPECT_EQ( askOf( "ipAclTcamGroup", nullptr, 1 ), text( "groupManager", "None", "'groups'" ) );
+  EXPECT_EQ( askOf( "ipAclTcamGroup", sw.groups.rawPtr_, 2 ), text( "group", 2, 1 ) );
   EXPECT_EQ( ask( 65536, 65540, tcamAllocateOnDemand ), "the same" );
   EXPECT_EQ( ask( 65537, 65540, tcamAllocateOnDemand ), text( "baseEntry", 65537, 65536 ) );
   EXPECT_EQ( ask( 65536, 65541, tcamAllocateAsChunk ), text( "endEntry", 65541, 65540 ) );
