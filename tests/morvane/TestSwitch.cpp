@@ -56,6 +56,35 @@ std::vector< std::string > callTexts( const std::function< void() > & code ) {
   return texts;
 }
 
+std::string traced( const std::function< void() > & code, U32 highest ) {
+  struct Sink : Kiv::TraceSink {
+    void line( const Kiv::TraceHandle & handle, U32 level, std::string_view text ) override {
+      ring.emplace_back( text );
+      if ( &handle == &apiMorvane && ( level <= highest || level == traceCommand ) )
+        lines += fmt::format( "{} {}\n", level, text );
+    }
+    U32 highest = 0;
+    std::vector< std::string > ring;
+    std::string lines = "\n";
+  } sink;
+  sink.highest = highest;
+  const auto traceAll = []( bool on ) {
+    for ( U32 level = traceFailure; level <= traceCommand; ++level )
+      apiMorvane.levelIs( level, on );
+    Shim::sdkTrace.levelIs( 0, on );
+    bcmFpCmd.enabledIs( on );
+    Snaptrace::defaultSnaptraceHandle.enabledIs( on );
+  };
+  traceAll( true );
+  bcmFpCmd.handle().ringBuf()->clear();
+  Kiv::traceSinkIs( &sink );
+  code();
+  Kiv::traceSinkIs( nullptr );
+  traceAll( false );
+  EXPECT_EQ( bcmFpCmd.handle().lines(), sink.ring );
+  return sink.lines;
+}
+
 TestSwitch::TestSwitch( const Chip & geometry ) KIV_NO_THREAD_SAFETY_ANALYSIS : chip( geometry ) {
   for ( U32 unit = 0; unit < chip.units; ++unit )
     asic.addUnit( unit, profile( chip ) );

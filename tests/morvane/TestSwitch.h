@@ -18,6 +18,7 @@
 
 #include "morvane/MorvaneTcamCapacitySm.h"
 #include "morvane/MorvaneTcamGroupManager.h"
+#include "morvane/MorvaneTcamManager/Trace.h"
 #include "shim/SdkCall.h"
 #include "softasic/CallLog.h"
 #include "softasic/FaultInjector.h"
@@ -66,6 +67,9 @@ SoftAsic::ChipProfile profile( const Chip & chip );
 std::vector< std::string > lines( const std::function< void() > & code );
 // The texts of the SDK calls that it makes, with their results and without file and line.
 std::vector< std::string > callTexts( const std::function< void() > & code );
+// The library's lines that it traces up to a level, and the diagnostic-shell echo, each behind its
+// level. The ring buffer must hold the same lines as the text trace, and the SDK calls with them.
+std::string traced( const std::function< void() > & code, U32 highest = traceDetail );
 
 // The lines that only one of two states has, marked "-" and "+".
 std::string difference( const std::string & before, const std::string & after );
