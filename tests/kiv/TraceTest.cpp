@@ -1,6 +1,6 @@
 #include "kiv/Trace.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <string>
@@ -34,7 +34,8 @@ TEST( TraceTest, OnlyEnabledLevelsReachTheSink ) {
   Kiv::TraceHelper::createIfEnabled( handle, 9 ) << "Unit: " << 3u;
   handle.levelIs( 9, false );
   EXPECT_EQ( sink.lines, std::vector< std::string >{ "TestTrace9:Unit: 3" } );
-  EXPECT_THROW( handle.levelIs( 10, true ), Kiv::RangeException );
+  EXPECT_THAT( [] { handle.levelIs( 10, true ); },
+               testing::ThrowsMessage< Kiv::RangeException >( "trace level above 9" ) );
 }
 
 TEST( TraceTest, WithoutASinkLinesGoToStandardError ) {

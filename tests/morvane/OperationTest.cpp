@@ -1,6 +1,8 @@
 // One operation at a time: a second activity that arrives in the middle of any operation waits, and
 // the result is that of one order or the other.
 
+#include "kiv/Exception.h"
+#include "shim/SdkDecorator.h"
 #include "tests/morvane/OperationTable.h"
 
 namespace Test::Operations {
@@ -81,6 +83,44 @@ TEST( OperationTest, RepeatableOperationsMayRunAtTheSameTime ) {
     for ( const Chip & chip : tableChips )
       if ( operation.twice )
         meet( { operation, operation, 0 }, chip, 0 );
+}
+
+// Calls that no operation may make.
+struct CallsBack : Shim::SdkDecorator {
+  CallsBack( Shim::SdkShim & behind, MorvaneTcamGroupManager & manager )
+      : SdkDecorator( behind ), groups( manager ) {}
+  int bcm_port_config_get( U32 unit, bcm_port_config_t * ) override KIV_NO_THREAD_SAFETY_ANALYSIS {
+    Kiv::ActivityUnlockAnchor::lock().lock();
+    return groups.initializeGroup( unit, 2 ) ? 0 : -1;
+  }
+  MorvaneTcamGroupManager & groups;
+};
+
+TEST( OperationTest, MisuseIsRefusedInClearWords ) {
+  TestSwitch sw;
+  sw.platform.acl( 1, 4 ).acl( 2, 0, tcamAllocateUnbounded, qosTcamGroup );
+  sw.construct();
+  const auto create = [ & ] { sw.groups->initializeGroup( 0, 1 ); };
+  EXPECT_THAT( deathOf( create ), HasSubstr( "\"The group manager has not been started\"" ) );
+  sw.start();
+  const Kiv::Ptr< MorvaneBoundedTcamEntryManager > acl( &sw.bounded( ipAclTcamGroup ) );
+  EXPECT_THAT( deathOf( [ & ] { acl->getEntry( 7, 0x10000, "rule" ); } ),
+               HasSubstr( "\"The entry manager does not know the unit\"" ) );
+  EXPECT_THAT( deathOf( [ & ] { Shim::sdk_ = nullptr, create(); } ),
+               HasSubstr( "\"Shim::sdk_ has not been set\"" ) );
+  EXPECT_THAT( deathOf( [ & ] {
+                 sw.groups->entryManagerDelAll();
+                 acl->installEntry( 0, 0x10000 );
+               } ),
+               HasSubstr( "\"The entry manager does not belong to a group manager any more\"" ) );
+  CallsBack callsBack( sw.log, *sw.groups );
+  EXPECT_THAT( deathOf( [ & ] { Shim::sdk_ = &callsBack, create(); } ),
+               HasSubstr( "\"An SDK call must not call the TCAM manager\"" ) );
+  Kiv::Lock & activity = Kiv::ActivityUnlockAnchor::lock();
+  activity.assumeHeld();
+  const Kiv::UnlockAnchor anchor( activity );
+  EXPECT_THAT( create, testing::ThrowsMessage< Kiv::InternalException >(
+                           "Lock Protocol exception -- operation without the activity lock" ) );
 }
 
 }  // namespace Test::Operations

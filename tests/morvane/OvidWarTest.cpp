@@ -73,6 +73,9 @@ TEST( OvidWarTest, ChangedBitmapUpdatesTheTwinsOfItsVlan ) {
   touched( 10, 3 );
   EXPECT_EQ( s.ports( id, 0 ), "3" );
 
+  EXPECT_STREQ( s.groups->ovidWarSm()->fwkType(), "Morvane::MorvaneOvidWarSm" );
+  EXPECT_EQ( s.groups->entriesAvailable( 0, 1 ), ( 4U * 64 - 8 ) / 2 );
+
   // A state machine that outlives doSdkReInit must not touch the chip.
   const Kiv::Ptr< MorvaneOvidWarSm > before = s.groups->ovidWarSm();
   s.asic.reset( 0 );

@@ -175,9 +175,13 @@ TEST_F( GenericSwitchTest, WritesUseTheManagersSetters ) {
   EXPECT_EQ( sw_.groups->exhaustedMarks(), 1U );
   manager().genericIfAttributeOp( "exhausted", AttributeOp::del, Any( U32( 0 ) ) );
   EXPECT_EQ( sw_.groups->exhaustedMarks(), 0U );
-  EXPECT_THROW(
-      groups().genericIfAttributeOp( "entryManager", AttributeOp::insert, Any( qosTcamGroup ) ),
-      Kiv::NoImplementationException );
+  for ( const char * managers : { "entryManager", "unboundedEntryManager" } )
+    EXPECT_THAT(
+        [ & ] {
+          groups().genericIfAttributeOp( managers, AttributeOp::insert, Any( qosTcamGroup ) );
+        },
+        testing::ThrowsMessage< Kiv::NoImplementationException >(
+            "an entry manager is made with its parameters" ) );
   const U32 epoch = sw_.groups->shapeEpoch();
   groups().genericIfAttributeOp( "numPipe", AttributeOp::write, {}, Any( U32( 1 ) ) );
   EXPECT_NE( sw_.groups->shapeEpoch(), epoch );

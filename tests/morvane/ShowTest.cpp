@@ -233,7 +233,10 @@ TEST( BankSummaryTest, ShowsUsersByBankUntilTheAsicFails ) {
                             " VFP 0           ipAclVfpTcamGroup\n" +
                             end );
   sw.faults.arm( { .op = SdkOp::kelmor_field_group_banks, .nth = 2, .rc = -1 } );
-  EXPECT_EQ( summary(), title + ifp0 + end );
+  EXPECT_EQ( traced( [ & ] { EXPECT_EQ( summary(), title + ifp0 + end ); } ), R"(
+1 showSummaryTcamUsage
+0 Unit: 0 showSummaryTcamUsage showSummaryTcamUsageHelper error
+)" );
   // A group that is destroyed between two steps of the report is left out.
   sw.faults.disarm();
   sw.second.arm( SdkOp::kelmor_field_group_banks,
@@ -254,6 +257,12 @@ TEST( DumpTest, DumpsGroupsAndEntries ) {
       written( [ & ]( U32 fd ) { sw.groups->showEntryTcamUsage( "sw1", fd, 0, 0x10002 ); } ),
       std::string( "\n=== TCAM entry information for sw1; entry ID: 0x10002 (65538) ===\n" ) +
           entry );
+  EXPECT_EQ( traced( [ & ] {
+               usage( sw, false );
+               written( [ & ]( U32 fd ) { sw.groups->showRawTcamUsage( "sw1", fd, 0 ); } );
+               written( [ & ]( U32 fd ) { sw.groups->showEntryTcamUsage( "sw1", fd, 0, 1 ); } );
+             } ),
+             "\n1 showTcamUsage\n1 showRawTcamUsage\n1 tcamUsage\n1 showEntryTcamUsage\n" );
   EXPECT_EQ( sw.groups->entryDump( 0, 77 ), "" );
   EXPECT_EQ( sw.groups->groupDump( 0, 1 ),
              "group 0x1 in IFP0, priority 1\n"

@@ -140,8 +140,7 @@ TEST( TraceTest, EntriesOfARangeAndOfTheChipsChoice ) {
 TEST( TraceTest, LifeOfAGroup ) {
   TestSwitch sw( { .presels = true, .largeSlices = 1 } );
   sw.platform.acl( 1, 4 ).acl( 3, 0, tcamAllocateUnbounded, macAclTcamGroup );
-  sw.platform.group( 2, { bcmFieldQualifyTtl } )
-      .user( qosTcamGroup, 2, 0, tcamAllocateUnbounded );
+  sw.platform.group( 2, { bcmFieldQualifyTtl } ).user( qosTcamGroup, 2, 0, tcamAllocateUnbounded );
   sw.platform.users[ 2 ].managedPriority = true;
   sw.platform.exclude( 2, 0, { bcmFieldQualifyTtl } ).include( 2, 0, { bcmFieldQualifyDstIp } );
   sw.start();
@@ -196,10 +195,12 @@ TEST( TraceTest, LifeOfAGroup ) {
 
 TEST( TraceTest, LifeOfAUserDefinedField ) {
   const Field field{ UdfBaseL2HeaderEnd, 12, 0x0800 };
-  UdfSwitch sw( { .dataChunks = 1 }, Acl::mac() );
+  UdfSwitch sw( {}, Acl::mac() );
   for ( const U32 group : { 1U, 2U } )
     sw.manager( sw.user( group ) ).initializeGroup( 0 );
-  EXPECT_EQ( traced( [ & ] { sw.set( field ), sw.set( field ); } ), R"(
+  sw.faults.arm( { .op = SdkOp::bcm_field_data_qualifier_packet_format_add, .rc = -14 } );
+  const auto add = [ & ] { sw.set( field ), sw.set( { UdfBaseL2HeaderEnd, 20 } ); };
+  EXPECT_EQ( traced( add ), R"(
 1 Unit: 0 setMirroringAclUdf group: 1 udf: base=UdfBaseL2HeaderEnd offset=12 length=4 ether type=2048 add: true
 3 Unit: 0 getMirroringAclUdf group: 1 udf: base=UdfBaseL2HeaderEnd offset=12 length=4 ether type=2048
 3 Unit: 0 ACL type: 2 Ether type:2048 UDF length: 4 Max UDF length:32
@@ -213,60 +214,94 @@ TEST( TraceTest, LifeOfAUserDefinedField ) {
 1 Created udf unit in hw with qual_id: 1 group 1 for acl type 2
 4 fp group set 1
 1 Attempt 1: SUCCESS, added qual_id: 1 to group 1 pipe 0 for acl type 2
-1 Unit: 0 setMirroringAclUdf group: 1 udf: base=UdfBaseL2HeaderEnd offset=12 length=4 ether type=2048 add: true
-3 Unit: 0 getMirroringAclUdf group: 1 udf: base=UdfBaseL2HeaderEnd offset=12 length=4 ether type=2048
-3  Found existing MAC ACL udf qual id: 1 ref cnt: 1
-1 1 already applied to group: 1, 1
-1  Update state for MAC UDF qual id: 1 current ref count: 1
-1 Added to group:  1 MAC UDF qual id: 1 new ref count: 2
+1 Unit: 0 setMirroringAclUdf group: 1 udf: base=UdfBaseL2HeaderEnd offset=20 length=4 ether type=4294967295 add: true
+3 Unit: 0 getMirroringAclUdf group: 1 udf: base=UdfBaseL2HeaderEnd offset=20 length=4 ether type=4294967295
+3 Unit: 0 ACL type: 2 Ether type:4294967295 UDF length: 4 Max UDF length:32
+3 Unit: 0 UDF width is 0 For eth type: 4294967295
+1 Creating new udf unit for group 1 with base=UdfBaseL2HeaderEnd normalized offset=20 length=4
+1 Unit: 0createGroupMirroringAclUdf group: 1 udf: base=UdfBaseL2HeaderEnd normalized offset=20 length=4
+3 Pkt format Ethernet II
+3 MAC ACL UDF Ether Type not set
+4 fp data qualifier create 2 offset 20
+4 fp data qualifier destroy 2
+0 Unit: 0Morvane::GroupUdfQualApplyStatus Morvane::createUdfQualifier(U32, U32, UdfOffsetBase, U8, U8)No hw resources to program UDF udf: base=UdfBaseL2HeaderEnd normalized offset=20 length=4
 )" );
-  sw.set( field, true, 2 );
-  EXPECT_EQ( traced(
-                 [ & ] {
-                   sw.set( { UdfBaseL2HeaderEnd, 120, 0x0800 } );
-                   sw.set( field, false );
-                   sw.set( field, false );
-                   sw.set( field, false );
-                   sw.set( field, false, 2 );
-                   sw.set( field, false, 2 );
-                 },
-                 traceEntry ),
-             R"(
+  const auto share = [ & ] {
+    sw.groups->initializeGroup( 0, 1 );
+    sw.manager( sw.user( 2 ) ).maxUdfLengthIs( 4 );
+    sw.set( field, true, 2 );
+    sw.set( { UdfBaseL2HeaderEnd, 120, 0x0800 }, true, 2 );
+    sw.manager( sw.user( 2 ) ).maxUdfLengthIs( 8 );
+    sw.set( field, true, 2 );
+    sw.set( field );
+    sw.faults.arm( { .op = SdkOp::bcm_field_data_qualifier_create, .rc = -14 } );
+    sw.set( { UdfBaseL2HeaderEnd, 120, 0x0800 } );
+  };
+  EXPECT_EQ( traced( share, traceEntry ), R"(
+1 Unit: 0 Not incrementing ref cnt for mirroring acl group  pipe 0 group Id 1
+1 Unit: 0 setMirroringAclUdf group: 2 udf: base=UdfBaseL2HeaderEnd offset=12 length=4 ether type=2048 add: true
+0  Max UDF length exceeded for group: 2
+1 Unit: 0 setMirroringAclUdf group: 2 udf: base=UdfBaseL2HeaderEnd offset=120 length=4 ether type=2048 add: true
+0  Cannot add new UDF to group 2, max UDF length 4 will be exceeded. Aborting ... 
+1 Unit: 0 setMirroringAclUdf group: 2 udf: base=UdfBaseL2HeaderEnd offset=12 length=4 ether type=2048 add: true
+1 1 not yet part of group: 2
+4 fp group set 2
+1 Attempt 1: SUCCESS, added qual_id: 1 to group 2 pipe 0 for acl type 2
+1  Update state for MAC UDF qual id: 1 current ref count: 1
+1 Added to group:  2 MAC UDF qual id: 1 new ref count: 2
+1 Unit: 0 setMirroringAclUdf group: 1 udf: base=UdfBaseL2HeaderEnd offset=12 length=4 ether type=2048 add: true
+1 1 already applied to group: 1, 1
+1  Update state for MAC UDF qual id: 1 current ref count: 2
+1 Added to group:  1 MAC UDF qual id: 1 new ref count: 3
 1 Unit: 0 setMirroringAclUdf group: 1 udf: base=UdfBaseL2HeaderEnd offset=120 length=4 ether type=2048 add: true
 1 Creating new udf unit for group 1 with base=UdfBaseL2HeaderEnd normalized offset=120 length=4
 1 Unit: 0createGroupMirroringAclUdf group: 1 udf: base=UdfBaseL2HeaderEnd normalized offset=120 length=4
 0 Unit: 0Morvane::GroupUdfQualApplyStatus Morvane::createUdfQualifier(U32, U32, UdfOffsetBase, U8, U8)Out of hw resources to create UDF udf: base=UdfBaseL2HeaderEnd normalized offset=120 length=4
+)" );
+  const auto remove = [ & ] {
+    for ( const U32 group : { 1U, 2U, 2U, 1U, 1U } )
+      sw.set( field, false, group );
+  };
+  EXPECT_EQ( traced( remove, traceEntry ), R"(
 1 Unit: 0 setMirroringAclUdf group: 1 udf: base=UdfBaseL2HeaderEnd offset=12 length=4 ether type=2048 add: false
 1  Update state for MAC UDF qual id: 1 current ref count: 3
 1 Removed from group:  1 MAC UDF qual id: 1 new ref count: 2
-1 Unit: 0 setMirroringAclUdf group: 1 udf: base=UdfBaseL2HeaderEnd offset=12 length=4 ether type=2048 add: false
-1  Remove UDF qual: 1 from group: 1
-1  Update state for MAC UDF qual id: 1 current ref count: 2
-1 Removed from group:  1 MAC UDF qual id: 1 new ref count: 1
-1 Unit: 0 setMirroringAclUdf group: 1 udf: base=UdfBaseL2HeaderEnd offset=12 length=4 ether type=2048 add: false
-0  UDF Qual id: 1 to be deleted, but does not exist for group: 1
 1 Unit: 0 setMirroringAclUdf group: 2 udf: base=UdfBaseL2HeaderEnd offset=12 length=4 ether type=2048 add: false
 1  Remove UDF qual: 1 from group: 2
+1  Update state for MAC UDF qual id: 1 current ref count: 2
+1 Removed from group:  2 MAC UDF qual id: 1 new ref count: 1
+1 Unit: 0 setMirroringAclUdf group: 2 udf: base=UdfBaseL2HeaderEnd offset=12 length=4 ether type=2048 add: false
+0  UDF Qual id: 1 to be deleted, but does not exist for group: 2
+1 Unit: 0 setMirroringAclUdf group: 1 udf: base=UdfBaseL2HeaderEnd offset=12 length=4 ether type=2048 add: false
+1  Remove UDF qual: 1 from group: 1
 1  Update state for MAC UDF qual id: 1 current ref count: 1
 4 fp group set 2
 4 fp group set 1
 4 fp data qualifier format delete 1
 4 fp data qualifier destroy 1
 1 Destroyed MAC ACL UDF qual id: 1
-1 Unit: 0 setMirroringAclUdf group: 2 udf: base=UdfBaseL2HeaderEnd offset=12 length=4 ether type=2048 add: false
-1 Trying to remove non-existent UDF on group: 2
+1 Unit: 0 setMirroringAclUdf group: 1 udf: base=UdfBaseL2HeaderEnd offset=12 length=4 ether type=2048 add: false
+1 Trying to remove non-existent UDF on group: 1
+)" );
+  sw.set( field );
+  EXPECT_EQ( traced( [ & ] { sw.groups->uninitializeGroup( 0, 1 ); }, traceEntry ), R"(
+1 Unit: 0 group 1 ref count is now 0
+1 MAC ACL UDF id: 1 global ref count is 1. Group ref count is 1
+1 Destroying MAC ACL UDF id: 1
+1 Unit: 0 Destroying group 1
+4 fp group destroy 1
+4 fp data qualifier format delete 1
+4 fp data qualifier destroy 1
 )" );
 }
 
 TEST( TraceTest, RebuildOfAGroup ) {
+  const Field far{ UdfBaseL3HeaderEnd, 0 };
   UdfSwitch sw( { .presels = true, .fixedKeys = true }, Acl::ip() );
-  sw.manager( sw.user( 1 ) ).initializeGroup( 0 );
   sw.groups->groupMirroringAclTypeIs( 1, Acl::mac() );
+  sw.manager( sw.user( 1 ) ).initializeGroup( 0 );
   sw.set( { UdfBaseL3HeaderStart, 4 } );
-  EXPECT_EQ( traced( [ & ] {
-               sw.set( { UdfBaseL3HeaderEnd, 0 } );
-             } ),
-             R"(
+  EXPECT_EQ( traced( [ & ] { sw.set( far ); } ), R"(
 1 Unit: 0 setMirroringAclUdf group: 1 udf: base=UdfBaseL3HeaderEnd offset=0 length=4 ether type=4294967295 add: true
 3 Unit: 0 getMirroringAclUdf group: 1 udf: base=UdfBaseL3HeaderEnd offset=0 length=4 ether type=4294967295
 3 Unit: 0 ACL type: 0 Ether type:4294967295 UDF length: 4 Max UDF length:32
@@ -302,13 +337,43 @@ TEST( TraceTest, RebuildOfAGroup ) {
 1 Unit: 0 reInitializeGroupWithMirroringAclUdf group 1 ref count is now 1
 1 Attempt 2: SUCCESS added qual_id: 2 to group 1 for acl type 0
 )" );
+  const auto verify = [ & ] {
+    sw.manager( sw.user( 1 ) ).verifyMirroringAclUdf( 0, 0, anyType, far.base, far.offset, 4 );
+  };
+  EXPECT_EQ( traced( verify ), R"(
+3 Unit: 0 verifyMirroringAclUdf group: 1 udf: base=UdfBaseL3HeaderEnd offset=0 length=4 ethertype=4294967295
+3 Unit: 0 getMirroringAclUdf group: 1 udf: base=UdfBaseL3HeaderEnd offset=0 length=4 ether type=4294967295
+3  Found existing IP ACL udf qual id: 2 ref cnt: 0
+3  Verify UDF qual id: 2
+)" );
+  const auto use = [ & ] {
+    for ( const bool adds : { true, true, false, false } )
+      sw.set( far, adds );
+  };
+  EXPECT_EQ( traced( use, traceEntry ), R"(
+1 Unit: 0 setMirroringAclUdf group: 1 udf: base=UdfBaseL3HeaderEnd offset=0 length=4 ether type=4294967295 add: true
+1 2 already applied to group: 1, 0
+1  Update state for IP UDF qual id: 2 current ref count: 0
+1 Added to group:  1 IP UDF qual id: 2 new ref count: 1
+1 Unit: 0 setMirroringAclUdf group: 1 udf: base=UdfBaseL3HeaderEnd offset=0 length=4 ether type=4294967295 add: true
+1 2 already applied to group: 1, 1
+1  Update state for IP UDF qual id: 2 current ref count: 1
+1 Added to group:  1 IP UDF qual id: 2 new ref count: 2
+1 Unit: 0 setMirroringAclUdf group: 1 udf: base=UdfBaseL3HeaderEnd offset=0 length=4 ether type=4294967295 add: false
+1  Update state for IP UDF qual id: 2 current ref count: 2
+1  Updated/Deleted IP UDF qual id: 2 new ref count: 1
+1 Unit: 0 setMirroringAclUdf group: 1 udf: base=UdfBaseL3HeaderEnd offset=0 length=4 ether type=4294967295 add: false
+1  Remove UDF qual: 2 from group: 1
+1  Update state for IP UDF qual id: 2 current ref count: 1
+4 fp group set 1
+4 fp data qualifier format delete 2
+4 fp data qualifier destroy 2
+1 Destroyed IP ACL UDF qual id: 2
+)" );
+  sw.set( far );  // there is room now
   sw.faults.arm( { .op = SdkOp::bcm_field_group_config_create, .times = 2, .rc = -16 } );
-  EXPECT_EQ( traced(
-                 [ & ] {
-                   sw.set( { UdfBaseL2HeaderEnd, 16 } );
-                 },
-                 traceEntry ),
-             R"(
+  const auto refused = [ & ] { sw.set( { UdfBaseL2HeaderEnd, 16 } ); };
+  EXPECT_EQ( traced( refused, traceEntry ), R"(
 1 Unit: 0 setMirroringAclUdf group: 1 udf: base=UdfBaseL2HeaderEnd offset=16 length=4 ether type=4294967295 add: true
 1 Creating new udf unit for group 1 with base=UdfBaseL2HeaderEnd normalized offset=16 length=4
 1 Unit: 0createGroupMirroringAclUdf group: 1 udf: base=UdfBaseL2HeaderEnd normalized offset=16 length=4
@@ -331,7 +396,7 @@ TEST( TraceTest, RebuildOfAGroup ) {
 1 Unit: 0 doDestroyGroupPreselId 0
 4 fp presel destroy 0
 0 Unit: 0 reInitializeGroupWithMirroringAclUdf Could not recreate group 1!! Giving up, destroyed ... 
-1 IP ACL UDF id: 2 global ref count is 0. Group ref count is 0
+1 IP ACL UDF id: 2 global ref count is 1. Group ref count is 1
 1 Destroying IP ACL UDF id: 2
 1 IP ACL UDF id: 1 global ref count is 0. Group ref count is 0
 1 Destroying IP ACL UDF id: 1

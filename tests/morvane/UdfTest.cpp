@@ -259,8 +259,40 @@ TEST( UdfProgrammingTest, InvalidUseIsRefused ) {
     EXPECT_THROW( sw.set( { UdfBaseL3HeaderEnd, tooFar } ), Kiv::RangeException );
   EXPECT_EQ( sw.state() + sw.udfs(), before );
   EXPECT_EQ( sw.set( { UdfBaseL3HeaderEnd, 107 } ).qualId, 1 );
-  EXPECT_THAT( deathOf( [ & ] { sw.set( { UdfBasePacketStart, 4 } ); } ), HasSubstr( "UDF base" ) );
+  apiMorvane.levelIs( traceFailure, true );  // to standard error
+  for ( const UdfOffsetBase base : { UdfBasePacketStart, UdfBaseL2HeaderStart } ) {
+    const std::string words = fmt::format( "UDF base {} not supported \n", enumName( base ) );
+    EXPECT_THAT( deathOf( [ & ] { sw.set( { base, 4 } ); } ), HasSubstr( words ) );
+    EXPECT_THAT( deathOf( [ & ] { destroyUdfQualifier( 0, anyType, base, 1 ); } ),
+                 HasSubstr( words ) );
+  }
+  EXPECT_THAT( deathOf( [ & ] {
+                 sw.groups->createGroupMirroringAclUdf( 0, 1, 1, anyType, near.base, 4, 4 );
+               } ),
+               HasSubstr( "Unsupported acl type: 1 group: 1\n" ) );
+  EXPECT_THAT( deathOf( [ & ] {
+                 sw.groups->groupIdToMirroringAclUdf( 1 )->newUdfQualId( 0, 2 );
+                 sw.set( near );
+               } ),
+               HasSubstr( "Udf qual 2 already exists for group: 1\n" ) );
+  EXPECT_THAT( deathOf( [ & ] {
+                 sw.groups->groupIdToMirroringAclUdf( 1 )->newUdfQualId( 0, 9 );
+                 sw.groups->uninitializeGroup( 0, 1 );
+               } ),
+               HasSubstr( " Only IPv4 and MAC acls supported \n" ) );
+  apiMorvane.levelIs( traceFailure, false );
+  EXPECT_THAT( deathOf( [ & ] {
+                 UdfUnitSpec worn = sw.groups->ipMirroringAclUdf( 1 );
+                 worn.refCount = 65535;
+                 sw.groups->ipMirroringAclUdfIs( 1, worn );
+                 sw.set( { UdfBaseL3HeaderEnd, 107 } );
+               } ),
+               HasSubstr( "refCount >= 0 && refCount <=" ) );
+  EXPECT_THAT( deathOf( [ & ] { sw.groups->createGroupOpenFlowAclUdf( 0, 3 ); } ),
+               HasSubstr( "plain_ || manager.groupOpenFlowVxlanAclUdfValid( key )" ) );
   MorvaneTcamEntryManager & user = sw.manager( sw.user( 1 ) );
+  EXPECT_THAT( deathOf( [ & ] { user.verifyMirroringAclUdf( 0, 1, anyType, near.base, 4, 4 ); } ),
+               HasSubstr( "aclType == Acl::ip() || aclType == Acl::mac()" ) );
   EXPECT_THAT(
       deathOf( [ & ] { user.setMirroringAclUdf( 0, 1, anyType, near.base, 4, 4, true ); } ),
       HasSubstr( "aclType == Acl::ip() || aclType == Acl::mac()" ) );

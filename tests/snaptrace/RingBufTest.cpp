@@ -1,6 +1,6 @@
 #include "snaptrace/RingBuf.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <cstring>
 #include <deque>
@@ -47,7 +47,9 @@ TEST( RingBufTest, RefusesOversizedMessagesAndStaysUsable ) {
   RingBuf ring( 0 );
   EXPECT_EQ( ring.bytes(), RingBuf::minBytes );
   record( ring, "kept" );
-  EXPECT_THROW( record( ring, std::string( ring.maxSize() + 1, 'x' ) ), Kiv::RangeException );
+  EXPECT_THAT( [ & ] { record( ring, std::string( ring.maxSize() + 1, 'x' ) ); },
+               testing::ThrowsMessage< Kiv::RangeException >(
+                   "trace message larger than a quarter of its ring" ) );
   EXPECT_EQ( ring.lines(), std::vector< std::string >{ "kept" } );
   record( ring, "" );
   EXPECT_EQ( ring.lines(), ( std::vector< std::string >{ "kept", "" } ) );
