@@ -144,24 +144,29 @@ TEST( StrategyTest, MarksOfExhaustionReachWhomTheyConcern ) {
 }
 
 TEST( StrategyTest, OnlyALackOfRoomMarksAUnit ) {
-  for ( const auto strategy : { tcamAllocateOnDemand, tcamAllocateUnbounded } )
-    for ( const int rc : { -14, -8 } )
-      for ( const bool before : { false, true } ) {
-        TestSwitch sw( { .units = 2 } );
-        sw.platform.acl( 1, strategy == tcamAllocateUnbounded ? 0 : 4, strategy );
-        sw.start();
-        MorvaneTcamEntryManager & acl = sw.manager( ipAclTcamGroup );
-        sw.take( ipAclTcamGroup );
-        acl.exhaustedIs( 0, before );
-        sw.faults.arm( { .op = strategy == tcamAllocateUnbounded ? SdkOp::bcm_field_entry_create
-                                                                 : SdkOp::bcm_field_entry_create_id,
-                         .rc = rc } );
-        EXPECT_EQ( sw.take( ipAclTcamGroup, 1 ), 0U );
-        EXPECT_EQ( acl.exhausted( 0 ), before || rc == -14 ) << rc;
-        EXPECT_FALSE( acl.exhausted( 1 ) );
-        EXPECT_NE( sw.take( ipAclTcamGroup, 1 ), 0U );
-        EXPECT_FALSE( acl.exhausted( 0 ) );
-      }
+  const struct {
+    SdkOp op;
+    U32 calls;  // that fail
+    int rc;
+    bool marks;
+  } rows[] = { { SdkOp::bcm_field_entry_create_id, 1, -14, true },
+               { SdkOp::bcm_field_entry_create_id, 1, -8, false },
+               { SdkOp::bcm_field_stat_create, 1, -14, true },
+               { SdkOp::bcm_field_group_config_create, 2, -14, true } };
+  for ( const auto & row : rows )
+    for ( const bool before : { false, true } ) {
+      TestSwitch sw( { .units = 2 } );
+      sw.platform.acl( 1, 4 );
+      sw.start();
+      MorvaneTcamEntryManager & acl = sw.manager( ipAclTcamGroup );
+      acl.exhaustedIs( 0, before );
+      sw.faults.arm( { .op = row.op, .times = row.calls, .rc = row.rc } );
+      EXPECT_EQ( sw.take( ipAclTcamGroup ), 0U );
+      EXPECT_EQ( acl.exhausted( 0 ), before || row.marks ) << "row " << &row - rows;
+      EXPECT_FALSE( acl.exhausted( 1 ) || sw.groups->sliceFreedHas( 1 ) );
+      EXPECT_NE( sw.take( ipAclTcamGroup ), 0U );
+      EXPECT_FALSE( acl.exhausted( 0 ) );
+    }
 }
 
 TEST( StrategyTest, IdleChunkTakesTheMarksOfItsGroup ) {

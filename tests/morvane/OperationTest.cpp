@@ -87,8 +87,8 @@ TEST( OperationTest, RepeatableOperationsMayRunAtTheSameTime ) {
 
 // Calls that no operation may make.
 struct CallsBack : Shim::SdkDecorator {
-  CallsBack( Shim::SdkShim & behind, MorvaneTcamGroupManager & manager )
-      : SdkDecorator( behind ), groups( manager ) {}
+  CallsBack( Shim::SdkShim & next, MorvaneTcamGroupManager & manager )
+      : SdkDecorator( next ), groups( manager ) {}
   int bcm_port_config_get( U32 unit, bcm_port_config_t * ) override KIV_NO_THREAD_SAFETY_ANALYSIS {
     Kiv::ActivityUnlockAnchor::lock().lock();
     return groups.initializeGroup( unit, 2 ) ? 0 : -1;

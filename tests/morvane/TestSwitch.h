@@ -67,7 +67,7 @@ SoftAsic::ChipProfile profile( const Chip & chip );
 std::vector< std::string > lines( const std::function< void() > & code );
 // The texts of the SDK calls that it makes, with their results and without file and line.
 std::vector< std::string > callTexts( const std::function< void() > & code );
-// The library's lines that it traces up to a level, and the diagnostic-shell echo, each behind its
+// The library's lines that it traces up to a level, and the diagnostic-shell echo, each after its
 // level. The ring buffer must hold the same lines as the text trace, and the SDK calls with them.
 std::string traced( const std::function< void() > & code, U32 highest = traceDetail );
 

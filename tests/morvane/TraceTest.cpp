@@ -15,6 +15,7 @@ TEST( TraceTest, LifeOfAnEntryOnTwoPipes ) {
                acl.installEntry( 0, 0x10000 );
                acl.setPriorityForEntry( 0, 0x10000, 7 );
                acl.enableEntry( 0, 0x10000, false, 0 );
+               acl.enableEntry( 0, 0x10000, true, 0 );
                acl.removeEntry( 0, 0x10000 );
                acl.releaseEntry( 0, 0x10000 );
              } ),
@@ -58,6 +59,8 @@ TEST( TraceTest, LifeOfAnEntryOnTwoPipes ) {
 4 fp entry prio 16842752 7
 4 fp entry enable 65536 0
 4 fp entry enable 16842752 0
+4 fp entry enable 65536 1
+4 fp entry enable 16842752 1
 4 fp entry remove 65536
 2 removeEntry Entry removed: 65536
 4 fp entry remove 16842752

@@ -305,6 +305,35 @@ TEST( UdfProgrammingTest, InvalidUseIsRefused ) {
       HasSubstr( "groupMirroringAclUdfValid" ) );
 }
 
+TEST( UdfProgrammingTest, QualifiersApplyToThePacketsOfTheirBase ) {
+  const U16 any = 0xFFFF;
+  const bcm_field_data_packet_format_s ipv4 = { 0, any, any, 2, 0, any, 0 };
+  const bcm_field_data_packet_format_s ethernet = { 0, 1, any, any, 0, any, 0 };
+  const struct {
+    UdfOffsetBase base;
+    U32 ethType;
+    std::vector< bcm_field_data_packet_format_s > formats;
+    std::vector< bcm_field_data_ethertype_s > types;
+  } rows[] = { { UdfBaseL3HeaderStart, 0x0800, { ipv4 }, {} },
+               { UdfBaseL3HeaderEnd, anyType, { ipv4 }, {} },
+               { UdfBaseL2HeaderEnd, anyType, { ethernet }, {} },
+               { UdfBaseL2HeaderEnd, 0x86DD, {}, { { 0, 0x86DD, any, any, 0 } } } };
+  UdfSwitch sw( {}, Acl::mac() );
+  for ( const auto & row : rows ) {
+    EXPECT_EQ( createUdfQualifier( 0, row.ethType, row.base, 9, 4, nullptr ),
+               GroupUdfQualApplyStatus( 1, udfCreateFailure ) );
+    const auto made = sw.asic.dataQualifiers( 0 ).front();
+    EXPECT_EQ( made.formats, row.formats ) << &row - rows;
+    EXPECT_EQ( made.etherTypes, row.types ) << &row - rows;
+    EXPECT_TRUE( made.record.offset_base == 1 && made.record.offset == 9 &&
+                 made.record.length == 4 );
+    destroyUdfQualifier( 0, row.ethType, row.base, 1 );
+    EXPECT_TRUE( sw.asic.dataQualifiers( 0 ).empty() );
+  }
+  sw.groups->initializeGroup( 0, 4 );
+  EXPECT_THAT( sw.asic.dataQualifiers( 0 ).front().formats, ElementsAre( ipv4 ) );
+}
+
 TEST( UdfProgrammingTest, OperationsOfTheGroupManagerOnTheirOwn ) {
   UdfSwitch sw( { .pipes = 2 }, Acl::ip() );
   MorvaneTcamGroupManager & groups = *sw.groups;
