@@ -114,13 +114,14 @@ TEST( StrategyTest, EntriesThatEndFreeTheSlicesTheyLeave ) {
 
 TEST( StrategyTest, MarksOfExhaustionReachWhomTheyConcern ) {
   const auto all = { ipAclTcamGroup,  qosTcamGroup,  l2ControlPrioTcamGroup,
-                     ipCoppTcamGroup, mlagTcamGroup, urpfTcamGroup };
+                     ipCoppTcamGroup, mlagTcamGroup, urpfTcamGroup,
+                     pdpTcamGroup };
   const struct {
     bool before, exhausted, sliceFreed;
-    const char * after;  // of the users above; the first one's group is that of all but the last
-  } rows[] = { { false, true, false, "XX..X." }, { false, true, true, "XX..X." },
-               { true, true, false, "XXXXXX" },  { true, false, false, "..XX.X" },
-               { true, false, true, "..XX.." },  { false, false, false, "......" } };
+    const char * after;  // of the users above; the last two have groups of their own
+  } rows[] = { { false, true, false, "XX..X.." }, { false, true, true, "XX..X.." },
+               { true, true, false, "XXXXXXX" },  { true, false, false, "..XX.XX" },
+               { true, false, true, "..XX..." },  { false, false, false, "......." } };
   for ( const auto & row : rows ) {
     TestSwitch sw;
     sw.platform.acl( 1, 4 )
@@ -128,7 +129,8 @@ TEST( StrategyTest, MarksOfExhaustionReachWhomTheyConcern ) {
         .user( l2ControlPrioTcamGroup, 1, 1, tcamAllocateAtBeginning )
         .user( ipCoppTcamGroup, 1, 2, tcamAllocateAsChunk )
         .user( mlagTcamGroup, 1, 5, tcamAllocateAsChunk )
-        .acl( 2, 0, tcamAllocateUnbounded, urpfTcamGroup );
+        .acl( 2, 0, tcamAllocateUnbounded, urpfTcamGroup )
+        .acl( 0, 0, tcamAllocateUnbounded, pdpTcamGroup );
     sw.start();
     sw.take( ipCoppTcamGroup );  // its chunk exists, the other's does not
     for ( const auto user : all )
