@@ -1,6 +1,5 @@
 // The command: exit status, standard output and standard error.
 #include <gmock/gmock.h>
-#include <pty.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -193,32 +192,6 @@ TEST_F( CommandTest, MapDrawsSlicesToAFile ) {
   EXPECT_THAT( run( "platforms", "/dev/full" ).error, MatchesRegex( "standard output: [^\n]*\n" ) );
   for ( const auto & left : std::filesystem::directory_iterator( folder_ ) )
     EXPECT_NE( left.path().extension(), ".tmp" );
-}
-
-TEST_F( CommandTest, MapUsesColoursOnTerminals ) {
-  const auto coloured = []( const char * setting ) {
-    int terminal = -1;
-    const pid_t child = forkpty( &terminal, nullptr, nullptr, nullptr );
-    if ( child == 0 ) {
-      setenv( "TERM", "xterm", 1 );
-      unsetenv( "NO_COLOR" );
-      putenv( const_cast< char * >( setting ) );
-      execl( MORVANE_TCAM, MORVANE_TCAM, "map", "--platform", "small", nullptr );
-      _exit( 127 );
-    }
-    std::string text;
-    char piece[ 4096 ];
-    for ( ssize_t size = 0; ( size = ::read( terminal, piece, sizeof piece ) ) > 0; )
-      text.append( piece, static_cast< size_t >( size ) );
-    close( terminal );
-    int status = -1;
-    waitpid( child, &status, 0 );
-    EXPECT_EQ( status, 0 );
-    return text.find( '\033' ) != std::string::npos;
-  };
-  EXPECT_TRUE( coloured( "NO_COLOR=" ) );
-  EXPECT_FALSE( coloured( "NO_COLOR=1" ) );
-  EXPECT_FALSE( coloured( "TERM=dumb" ) );
 }
 
 }  // namespace

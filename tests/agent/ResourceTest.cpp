@@ -9,7 +9,6 @@ namespace Agent {
 
 namespace {
 
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 // One rule per range of destination ports.
@@ -35,12 +34,6 @@ std::vector< U32 > entriesOf( const AclFeature & feature, const Acl & acl, U32 i
 constexpr PortRange rangeA = { 1, 6 };         // four prefixes
 constexpr PortRange rangeB = { 1024, 65535 };  // six
 constexpr PortRange rangeC = { 5, 7 };         // two
-
-Platform::PlatformData noRanges( const ChipSize & size ) {
-  Platform::PlatformData platform = testPlatform( size );
-  platform.chipInfo.excludeRangeChecks = true;
-  return platform;
-}
 
 }  // namespace
 
@@ -99,22 +92,6 @@ TEST( PortMethodTest, ReleasesCheckersIfTheyRunOut ) {
   EXPECT_EQ( sw.chip().ranges( 0 ).size(), 1U );
   const Acl next = rangeAcl( { rangeC, rangeA } );
   EXPECT_FALSE( sw.feature.addAcl( next ) );
-}
-
-TEST( PortMethodTest, ExpandsRangesInGroupsWithoutRangeChecks ) {
-  ChipSize size;
-  size.rangeCheckers = 4;
-  const Acl acl = rangeAcl( { rangeA } );
-  for ( const PortMethod ports : { PortMethod::automatic, PortMethod::checkers } ) {
-    const Kiv::LockGuard activity( Kiv::ActivityUnlockAnchor::lock() );
-    SwitchSession session( noRanges( size ) );
-    AclFeature feature( session.groupManager(), 0, session.platform(), ports );
-    const auto shortage = feature.addAcl( acl );
-    EXPECT_EQ( shortage.has_value(), ports == PortMethod::checkers );
-    if ( shortage )
-      continue;
-    EXPECT_THAT( entriesOf( feature, acl, 0 ), ElementsAre( 4 ) );
-  }
 }
 
 // Two rules with several entries, one policed. Each pipe has a bucket for all entries and copies.

@@ -115,22 +115,6 @@ TEST( MirroringTest, RollsBackAListThatDoesNotFit ) {
   }
 }
 
-// The group was created only for the field.
-TEST( MirroringTest, FailedFirstFieldLeavesNoGroup ) {
-  for ( const U32 slices : { 12U, 2U } ) {
-    TestSwitch sw( mirrorSize( oneFieldBits, slices, 5 ) );
-    Acl flow = mirrorAcl( { 62 } );
-    flow.use = AclUse::flowVxlan;
-    const bool fits = slices != 12 || !sw.feature.addAcl( flow );  // takes all chunks
-    ASSERT_TRUE( fits );
-    const size_t groups = sw.chip().groups( 0 ).size();
-    const Acl acl = mirrorAcl( { 44, 48, 52, 56, 60, 64 } );
-    ASSERT_TRUE( sw.feature.addAcl( acl ) );
-    EXPECT_EQ( sw.chip().groups( 0 ).size(), groups );
-    EXPECT_THAT( sw.audit(), IsEmpty() );
-  }
-}
-
 TEST( FlowProgrammingTest, MatchesInsideVxlan ) {
   TestSwitch sw( mirrorSize( 384, 12, 8 ) );
   Acl acl = mirrorAcl( { 42, 62 } );

@@ -200,34 +200,10 @@ TEST( GroupCreationTest, AMirroringTypeLastsWithTheGroupOfAnyUnit ) {
 
 // --- Queries -----------------------------------------------------------------------------------
 
-TEST( GroupQueryTest, PipeGroupIdsHavePipeBitsUnlessPipesShareTheGroup ) {
-  for ( const bool shared : { false, true } ) {
-    TestSwitch sw( { .shared = shared } );
-    sw.platform.acl( 5, 4 );
-    sw.start();
-    std::string ids;  // of pipes 0 to 2, copies 0 and 1
-    for ( U32 pipe = 0; pipe < 3; ++pipe )
-      for ( U32 copy = 0; copy < 2; ++copy )
-        ids += fmt::format( "{:x} ", sw.groups->getPipeGroupId( 0, pipe, copy, 5 ) );
-    EXPECT_EQ( ids, shared ? "5 4000005 5 4000005 5 4000005 "
-                           : "5 4000005 1000005 5000005 2000005 6000005 " );
-    EXPECT_EQ( sw.groups->getGroupPriority( 0, 0x7000005 ), 5U );
-  }
-}
-
 TEST( GroupQueryTest, WhatThePlatformAndTheChipSay ) {
   TestSwitch sw( { .slices = 2, .depth = 16 } );
   sw.platform.acl( 1, 4 ).acl( 2, 4, tcamAllocateOnDemand, qosTcamGroup );
   sw.start();
-  for ( const U32 bit : { 0U, 1U, 2U, 4U } ) {
-    sw.platform.settings.ipv6MirroringSupported = ( bit & 1 ) != 0;
-    sw.platform.settings.qosAclSharingSupported = ( bit & 2 ) != 0;
-    sw.platform.settings.ingressRaclSharingSupported = ( bit & 4 ) != 0;
-    EXPECT_EQ( sw.groups->getIpv6MirroringSupported(), bit == 1 );
-    EXPECT_EQ( sw.groups->ipv6MirroringSupported(), bit == 1 );
-    EXPECT_EQ( sw.groups->qosAclSharingSupported(), bit == 2 );
-    EXPECT_EQ( sw.groups->ingressRaclSharingSupported(), bit == 4 );
-  }
   for ( const U16 unit : { 1, 2, 3 } ) {
     sw.chipInfo.maxPorts = unit == 2 ? 130 : 10;
     sw.groups->modChipInfoIs( unit, sw.chipInfo );

@@ -60,20 +60,6 @@ TEST( PolicerTest, EveryPipeHasItsOwnPolicer ) {
   }
 }
 
-TEST( PolicerTest, WithoutPipesNothingIsDone ) {
-  Switch sw( {} );
-  MorvaneTcamEntryManager & acl = sw.manager( ipAclTcamGroup );
-  const U32 entry = sw.take( ipAclTcamGroup );
-  sw.groups->numPipeIs( 0 );
-  sw.log.clear();
-  EXPECT_EQ( sw.groups->createPolicer( 0, sw.config() ), 0U );
-  sw.groups->setPolicer( 0, 1, sw.config() );
-  sw.groups->removePolicer( 0, 1 );
-  acl.attachPolicer( 0, entry, 1, true );
-  acl.attachPolicer( 0, entry, 1, false );
-  EXPECT_EQ( sw.log.total(), 0U );
-}
-
 TEST( PolicerTest, FailuresHaveTheirTextsAndChangeNothing ) {
   Switch sw( { .pipes = 4, .secondCopy = true } );
   MorvaneTcamEntryManager & acl = sw.manager( ipAclTcamGroup );

@@ -1,4 +1,4 @@
-// The library's values as text, and its entities as generic tools see them.
+// The library's entities as generic tools see them, and the limits of its values.
 
 #include <map>
 
@@ -11,34 +11,6 @@ namespace Test::Reflection {
 using Kiv::Any;
 using Kiv::AttributeOp;
 using Kiv::String8;
-
-template < class T >
-void expectText( const T & value, const char * text ) {
-  EXPECT_EQ( Kiv::valueToStrep( value ), text );
-  EXPECT_EQ( Kiv::genericIfFromStrRep< T >( text ), value );
-}
-
-TEST( ReflectionTest, ValuesReadBackFromTheirText ) {
-  expectText( RangeCheckerDesc( 1024, 65535, 0xFFFFFFFF ),
-              "Value('Morvane::RangeCheckerDesc', ** {'low': 1024, 'high': 65535, 'rangeFlags': "
-              "4294967295})" );
-  expectText( GroupQsetModKey( 7, 65535 ),
-              "Value('Morvane::GroupQsetModKey', ** {'groupId': 7, 'chipType': 65535})" );
-  expectText( MorvaneTcamGroupManager::UnitGroupId( 1, 1U << 26 ),
-              "Value('Morvane::MorvaneTcamGroupManager::UnitGroupId', ** {'unit': 1, 'groupId': "
-              "67108864})" );
-  expectText( GroupUdfQualApplyStatus(),
-              "Value('Morvane::GroupUdfQualApplyStatus', ** {'qualId': -1, 'udfCreateStatus': "
-              "udfCreateFailure})" );
-  UdfUnitSpec spec;
-  spec.base = UdfBaseL3HeaderEnd;
-  spec.offset = 127;
-  spec.length = 16;
-  expectText( spec,
-              "Value('Morvane::UdfUnitSpec', ** {'unit': 0, 'qualId': -1, 'base': "
-              "UdfBaseL3HeaderEnd, 'offset': 127, 'length': 16, 'ethType': 4294967295, "
-              "'ipProtocol': 255, 'refCount': 0})" );
-}
 
 TEST( ReflectionTest, UserDefinedFieldOutsideItsLimitsIsRefused ) {
   const auto refusal = []( const char * offset, const char * length ) -> std::string {
@@ -58,68 +30,6 @@ TEST( ReflectionTest, UserDefinedFieldOutsideItsLimitsIsRefused ) {
     EXPECT_EQ( refusal( beyond, "1" ), "UdfUnitSpec::offset < 0 or > 127 not allowed" );
   for ( const char * beyond : { "-1", "0", "17", "257" } )
     EXPECT_EQ( refusal( "0", beyond ), "UdfUnitSpec::length < 1 or > 16 not allowed" );
-}
-
-template < class E >
-std::string namesOf() {
-  std::string text;
-  for ( U32 value = 0; value < Kiv::enumCount< E >(); ++value )
-    text += std::string( text.empty() ? "" : " " ) + enumName( static_cast< E >( value ) );
-  return text;
-}
-
-// Numbers that platform files and other agents know.
-TEST( ReflectionTest, EnumeratorsByTheirNumbers ) {
-  EXPECT_EQ( namesOf< TcamAllocationStrategy >(),
-             "tcamAllocateUnbounded tcamAllocateOnDemand tcamAllocateAsChunk "
-             "tcamAllocateAtBeginning" );
-  EXPECT_EQ( namesOf< UdfOffsetBase >(),
-             "UdfBasePacketStart UdfBaseL2HeaderStart UdfBaseL2HeaderEnd UdfBaseL3HeaderStart "
-             "UdfBaseL3HeaderEnd" );
-  EXPECT_EQ( namesOf< GroupUdfCreateStatus >(),
-             "udfCreateFailure udfCreateSuccessNoGroupRecreate udfCreateSuccessWithGroupRecreate "
-             "udfCreateFailureWithUdfResourceExhaustion udfCreateFailureWithGroupRecreateFailure "
-             "udfUnsupportedFailure" );
-  EXPECT_EQ( namesOf< TcamGroupAssignment >(),
-             "stormControlTcamGroup routingTcamGroup macAclTcamGroup ipAclTcamGroup "
-             "vxlanL3RoutingControlTcamGroup aclManagementTcamGroup unknownL2McastFloodTcamGroup "
-             "l2ControlPrioTcamGroup l3ControlPrioTcamGroup l4MicroBfdTcamGroup "
-             "ipmcRoutingTcamGroup mlagTcamGroup macAclVfpTcamGroup ipAclVfpTcamGroup "
-             "ipAclVniTcamGroup aclVfpManagementTcamGroup qosTcamGroup "
-             "macPhyConcLinerateGenTcamGroup routerAclTcamGroup ipCoppTcamGroup ip6AclTcamGroup "
-             "ip6AclVniTcamGroup ip6RouterAclTcamGroup ip6AclVfpTcamGroup ip6StdAclTcamGroup "
-             "ip6StdAclVfpTcamGroup macAclEgressTcamGroup ipAclEgressTcamGroup "
-             "routerAclEgressTcamGroup policyCoppIpTcamGroup policyQosIpTcamGroup "
-             "policyQosIp6TcamGroup policyCoppIp6TcamGroup pdpReservedTcamGroup pdpTcamGroup "
-             "ucastTcamGroup stormControlManagementTcamGroup ip6AclEgressTcamGroup "
-             "ip6StdAclPortEgressTcamGroup ip6StdAclRouterEgressTcamGroup "
-             "ip6RouterAclEgressTcamGroup urpfTcamGroup ipDhcpSnoopingTcamGroup "
-             "mlagControlTrafficTcamGroup fabricTcamGroup vxlanControlTcamGroup ipPbrTcamGroup "
-             "ip6PbrTcamGroup blockHiGigLearnVfpTcamGroup arpInspectionTcamGroup "
-             "dot1xMabTcamGroup plqTcamGroup loopProtectTcamGroup vxlanEfpTcamGroup "
-             "vxlanEfpIvidRewriteTcamGroup ipSourceGuardTcamGroup fabricFlowControlTcamGroup "
-             "vxlanVfpControlTcamGroup vxlanVfpVfiControlTcamGroup policyQosSviIpTcamGroup "
-             "policyQosSviIp6TcamGroup mirroringAclTcamGroup1 mirroringAclTcamGroup2 "
-             "mirroringAclTcamGroup3 mirroringAclTcamGroup4 openFlowUdfTcamGroup "
-             "openFlowVxlanUdfTcamGroup openFlowVfpTcamGroup openFlowManagementTcamGroup "
-             "openFlowManagement2TcamGroup openFlowL2OnlyGroupDefaultTcamGroup "
-             "openFlowL2OnlyGroupLowTcamGroup openFlowFullMatchGroupDefaultTcamGroup "
-             "openFlowFullMatchGroupLowTcamGroup openFlowIP6ProtoOnlyGroupDefaultTcamGroup "
-             "openFlowIP6ProtoOnlyGroupLowTcamGroup openFlowExceptionFlowTcamGroup "
-             "tolvaFlowVfpTcamGroup tolvaFlowL2OnlyGroupDefaultTcamGroup "
-             "tolvaFlowL2OnlyGroupLowTcamGroup tolvaFlowFullMatchGroupDefaultTcamGroup "
-             "tolvaFlowFullMatchGroupLowTcamGroup tolvaFlowIP6VlanOnlyGroupDefaultTcamGroup "
-             "tolvaFlowIP6VlanOnlyGroupLowTcamGroup tolvaFlowIP6ProtoOnlyGroupDefaultTcamGroup "
-             "tolvaFlowIP6ProtoOnlyGroupLowTcamGroup vfpVxlanVpTcamGroup vfpVxlanSipHitGroup "
-             "vfpVfiExceptionTcamGroup vfiUnknownMcastRedirectGroup ttlCheckTcamGroup "
-             "pfcWatchdogTcamGroup efpCoppTcamGroup efpDefaultCoppTcamGroup "
-             "efpMirrorGreRateLimitTcamGroup efpMirrorPortRateLimitTcamGroup vfpPdpClassTcamGroup "
-             "vfpVfiPdpL2CtrlTcamGroup ifpVlanPriTcamGroup efpVlanPriTcamGroup fabricVfpTcamGroup "
-             "vfpPortVPTcamGroup vxlanTransitPortVPTcamGroup vfpTrunkNativeVPTcamGroup "
-             "tolvaFlowFabricTcamGroup test1TcamGroup test2TcamGroup test3TcamGroup "
-             "test4TcamGroup test5TcamGroup test6TcamGroup test7TcamGroup test8TcamGroup" );
-  EXPECT_TRUE( stormControlTcamGroup == 0 && test8TcamGroup == 112 );
-  EXPECT_TRUE( Acl::ip() == 0 && Acl::ip6() == 1 && Acl::mac() == 2 );
 }
 
 // Reads every attribute of the entity and its members; returns the number of values. Notes the
@@ -197,9 +107,9 @@ TEST_F( GenericSwitchTest, FeaturesWorkThroughPublishedFunctions ) {
   EXPECT_EQ( entry, 0x30002U );
   EXPECT_THROW( call( "getEntry", { unit } ), Kiv::TypeException );
   sw_.groups->groupIdToMirroringAclUdfIs( 3 );
-  sw_.groups->unitCleanupIs( 0 );
   sw_.groups->unboundedEntryManagerIs( qosTcamGroup, "qos", sw_.groups.rawPtr_, 3, 0, 0,
                                        tcamAllocateUnbounded );
+  sw_.groups->unitCleanupIs( 0 );
   sw_.bounded( ipAclTcamGroup ).unitEntries( 0 )->tcamEntryBcmPbmpIs( entry );
   sw_.bounded( ipAclTcamGroup ).unitEntries( 0 )->outportsBcmPbmpIs( entry );
   std::map< std::string, std::string > types;

@@ -147,30 +147,6 @@ qosTcamGroup 10010-10013
   EXPECT_EQ( sw.audit(), "" );
 }
 
-TEST( StartupTest, SetsTheControlsOfEveryUnitInOrder ) {
-  TestSwitch sw( { .units = 2 } );
-  sw.platform.acl( 1, 4 );
-  std::vector< std::string > expected;
-  for ( int unit = 0; unit < 2; ++unit )
-    for ( const char * control :
-          { "RedirectExcludeSrcPort", "RedirectIngressVlanCheck", "RedirectNonUcastTrunkResolve",
-            "PolicerGroupSharingEnable", "FilterIngress", "FilterLookup" } ) {
-      expected.push_back( fmt::format(
-          fmt::runtime(
-              control[ 0 ] == 'F'
-                  ? "bcm_port_control_set( unitIter.key(), 0, bcmPortControl{}, 1 ) (rc:0)"
-                  : "bcm_field_control_set( unitIter.key(), bcmFieldControl{}, 1 ) (rc:0)" ),
-          control ) );
-      expected.push_back( fmt::format( "control unit {} {}", unit, control ) );
-    }
-  apiMorvane.levelIs( traceCommand, true );
-  EXPECT_EQ( callTexts( [ & ] { sw.start(); } ), expected );
-  apiMorvane.levelIs( traceCommand, false );
-  EXPECT_EQ( sw.asic.controls( 1 ).controls,
-             ( std::map< int, U32 >{ { 1, 1 }, { 2, 1 }, { 3, 1 }, { 4, 1 } } ) );
-  EXPECT_TRUE( sw.groups->rangeCheckersExhaustedHas( 1 ) && sw.groups->udfResourceErrorHas( 1 ) );
-}
-
 TEST( StartupTest, InconsistentTablesEndTheProcess ) {
   struct Row {
     std::string text;
@@ -293,31 +269,6 @@ TEST( StartupTest, CheckReportsAllFaultsOfTheTables ) {
   TestSwitch sw;
   sw.platform.acl( 1, 4 );
   EXPECT_THAT( checkPlatformTables( sw.platform, { {} } ), ElementsAre() );
-  // All at its limit: ranges that touch, the last entry, the last chip type and qualifier.
-  TestPlatform limits;
-  limits.acl( 1, 65536 ).group( 2, { 758 } ).group( 255, { 1 } );
-  limits.user( mirroringAclTcamGroup1, 2, 65535, tcamAllocateOnDemand )
-      .user( openFlowUdfTcamGroup, 255, 65536, tcamAllocateOnDemand )
-      .user( vxlanVfpVfiControlTcamGroup, 1, 0, tcamAllocateUnbounded );
-  limits.chipTypes[ 0 ] = 65535;
-  limits.multicast = { 1 };
-  limits.noStats = { 1 };
-  limits.users[ 0 ].noStatsPerEntry = true;
-  const MorvaneCentral::ChipInfo last{ 8, false, true, 758, 758, 758, false, false };
-  EXPECT_THAT( checkPlatformTables( limits, { { 0, last, { true, true, false } },
-                                              { 0, last, { false, false, true } } } ),
-               ElementsAre() );
-  limits.users[ 1 ].size = 65536;  // up to the next group's first
-  limits.group( 3, { 1 } ).user( qosTcamGroup, 3, 1, tcamAllocateOnDemand );
-  EXPECT_THAT( checkPlatformTables( limits, { { 0 } } ), ElementsAre() );
-  limits.users[ 1 ].size = 65537;
-  limits.users[ 2 ].size = 65537;
-  EXPECT_THAT(
-      checkPlatformTables( limits, { { 0 } } ),
-      ElementsAre( "reservations[2].size: entries 16711680 to 16777216 pass the last entry, "
-                   "16777215",
-                   "reservations[4].size: entries 196608 to 196608 overlap entries 131072 to "
-                   "196608 of reservations[1]" ) );
   sw.platform.group( 256, { 760 } ).user( qosTcamGroup, 9, 4, tcamAllocateUnbounded );
   sw.platform.chipTypes = { { 0, -1 }, { 1, -1 }, { 2, 3 } };
   sw.platform.users[ 0 ].noStatsPerEntry = true;
@@ -491,21 +442,14 @@ TEST( StartupTest, SecondManagerOfAUserMustHaveTheSameParameters ) {
   TestSwitch sw;
   sw.platform.acl( 1, 4 );
   sw.start();
-  U32 base = 65536, end = 65540;
-  TcamAllocationStrategy way = tcamAllocateOnDemand;
-  const auto askOf = [ & ]( const char * desc, MorvaneTcamGroupManager * groups,
-                            U32 group ) -> std::string {
+  const auto ask = [ & ]( U32 base, U32 end, TcamAllocationStrategy strategy ) -> std::string {
     try {
-      const auto manager =
-          sw.groups->entryManagerIs( ipAclTcamGroup, desc, groups, group, base, end, way );
+      const auto manager = sw.groups->entryManagerIs( ipAclTcamGroup, "ipAclTcamGroup",
+                                                      sw.groups.rawPtr_, 1, base, end, strategy );
       return &*manager == &sw.bounded( ipAclTcamGroup ) ? "the same" : "another";
     } catch ( const Kiv::NameInUseException & e ) {
       return e.what();
     }
-  };
-  const auto ask = [ & ]( U32 first, U32 last, TcamAllocationStrategy strategy ) {
-    base = first, end = last, way = strategy;
-    return askOf( "ipAclTcamGroup", sw.groups.rawPtr_, 1 );
   };
   const auto text = []( const char * name, auto asked, auto had ) {
     return fmt::format(
@@ -514,10 +458,6 @@ TEST( StartupTest, SecondManagerOfAUserMustHaveTheSameParameters ) {
         "value of {} not allowed",
         name, asked, had );
   };
-  EXPECT_EQ( askOf( "ipAcl", sw.groups.rawPtr_, 1 ),
-             text( "desc", "'ipAcl'", "'ipAclTcamGroup'" ) );
-  EXPECT_EQ( askOf( "ipAclTcamGroup", nullptr, 1 ), text( "groupManager", "None", "'groups'" ) );
-  EXPECT_EQ( askOf( "ipAclTcamGroup", sw.groups.rawPtr_, 2 ), text( "group", 2, 1 ) );
   EXPECT_EQ( ask( 65536, 65540, tcamAllocateOnDemand ), "the same" );
   EXPECT_EQ( ask( 65537, 65540, tcamAllocateOnDemand ), text( "baseEntry", 65537, 65536 ) );
   EXPECT_EQ( ask( 65536, 65541, tcamAllocateAsChunk ), text( "endEntry", 65541, 65540 ) );

@@ -85,61 +85,6 @@ TEST( TraceTest, LifeOfAnEntryOnTwoPipes ) {
 )" );
 }
 
-TEST( TraceTest, EntriesOfARangeAndOfTheChipsChoice ) {
-  TestSwitch sw;
-  sw.platform.group( 1, { bcmFieldQualifyDstIp } )
-      .user( ipAclTcamGroup, 1, 1, tcamAllocateAsChunk )
-      .user( qosTcamGroup, 1, 0, tcamAllocateUnbounded );
-  sw.platform.users[ 1 ].managedPriority = true;
-  sw.platform.noStats = { 1 };
-  sw.start();
-  EXPECT_EQ( traced( [ & ] { sw.take( ipAclTcamGroup ), sw.take( qosTcamGroup ); } ), R"(
-2 Unit: 0entry: 65536 base entry: 65536 end entry: 65537 desc: rule
-2 Unit: 0 ipAclTcamGroup getEntryBase(entry=0x10000)
-3 Unit: 0 initializeGroup adding qual=10
-1 Unit: 0 initializeGroup Creating group 1
-4 fp group create 1 prio 1
-3 Unit: 0 initializeGroup adding qual=10
-1 Unit: 0 group 1 ref count is now 2
-1 Unit: 0 group 1 ref count is now 1
-3 Unit: 0 allocateAllEntries group 0x1 entry 0x10000
-4 fp entry create 1 65536
-2 setPriorityForEntry fp entry prio 65536 2147418110
-4 fp entry prio 65536 2147418110
-2 Unit: 0 getEntryBase Entry created with entryId: 0x10000 in group: 1
-4 fp entry prio 65536 2147418110
-3 Unit: 0 group 1 entries total 64 free 255
-2 getEntryBase returning entryId: 65536 for : rule
-2 setPriorityForEntry fp entry prio 65536 2147418110
-4 fp entry prio 65536 2147418110
-2 Unit: 0 qosTcamGroup getEntryBase(entry=0xffffffff)
-3 Unit: 0 initializeGroup adding qual=10
-1 Unit: 0 group 1 ref count is now 2
-4 fp entry create 1 16777215
-2 Unit: 0 getEntryBase Entry created with entryId: 0xffffff in group: 1
-4 fp entry prio 16777215 2130706431
-3 Unit: 0 group 1 entries total 64 free 254
-2 getEntryBase returning entryId: 16777215 for : rule
-)" );
-  sw.faults.arm( { .op = SdkOp::bcm_field_entry_create, .rc = -8 } );
-  EXPECT_EQ( traced( [ & ] {
-               sw.take( qosTcamGroup );
-               sw.manager( ipAclTcamGroup ).releaseEntry( 0, 0x10000 );
-             } ),
-             R"(
-2 Unit: 0 qosTcamGroup getEntryBase(entry=0xffffffff)
-2 Unit: 0 getEntryBase Entry created with entryId: 0xffffff in group: 1
-0 Unit: 0 getEntryBase Error -8 for entry 0xffffff for rule
-0 Unit: 0 qosTcamGroup failed to grab entry
-2 Unit: 0 ipAclTcamGroup releaseEntry(entry=0x10000)
-1 Unit: 0 group 1 ref count is now 1
-4 fp policer detach entry=65536 all
-4 fp qual clear 65536
-4 fp action remove 65536
-4 fp entry destroy 65536
-)" );
-}
-
 TEST( TraceTest, LifeOfAGroup ) {
   TestSwitch sw( { .presels = true, .largeSlices = 1 } );
   sw.platform.acl( 1, 4 ).acl( 3, 0, tcamAllocateUnbounded, macAclTcamGroup );
@@ -166,6 +111,7 @@ TEST( TraceTest, LifeOfAGroup ) {
 3 Unit: 0 initializeGroup adding qual=10
 1 Unit: 0 initializeGroup Creating group 2
 4 fp presel create 2
+4 fp presel qualify 2 stage ingress
 4 fp presel qualify 2 pipe 0
 0 Unit: 0 initializeGroup Could not create group!
 1 Unit: 0 doDestroyGroupPreselId 2
@@ -175,6 +121,7 @@ TEST( TraceTest, LifeOfAGroup ) {
 3 Unit: 0 initializeGroup adding qual=10
 1 Unit: 0 initializeGroup Creating group 2
 4 fp presel create 2
+4 fp presel qualify 2 stage ingress
 4 fp presel qualify 2 pipe 0
 4 fp group create 2 prio 2
 3 Unit: 0 initializeGroup adding qual=24
@@ -334,6 +281,7 @@ TEST( TraceTest, RebuildOfAGroup ) {
 3 Unit: 0 reInitializeGroupWithMirroringAclUdf The qualifier id to add to qset is 1 with freq 0
 1 Unit: 0 reInitializeGroupWithMirroringAclUdf Creating group 1
 4 fp presel create 0
+4 fp presel qualify 0 stage ingress
 4 fp presel qualify 0 pipe 0
 4 fp group create 1 prio 1
 1 Unit: 0 group 1 ref count is now 1
@@ -373,89 +321,33 @@ TEST( TraceTest, RebuildOfAGroup ) {
 4 fp data qualifier destroy 2
 1 Destroyed IP ACL UDF qual id: 2
 )" );
-  sw.set( far );  // there is room now
-  sw.faults.arm( { .op = SdkOp::bcm_field_group_config_create, .times = 2, .rc = -16 } );
-  const auto refused = [ & ] { sw.set( { UdfBaseL2HeaderEnd, 16 } ); };
-  EXPECT_EQ( traced( refused, traceEntry ), R"(
-1 Unit: 0 setMirroringAclUdf group: 1 udf: base=UdfBaseL2HeaderEnd offset=16 length=4 ether type=4294967295 add: true
-1 Creating new udf unit for group 1 with base=UdfBaseL2HeaderEnd normalized offset=16 length=4
-1 Unit: 0createGroupMirroringAclUdf group: 1 udf: base=UdfBaseL2HeaderEnd normalized offset=16 length=4
-4 fp data qualifier create 3 offset 16
-4 fp data qualifier format add 3
-1 Created udf unit in hw with qual_id: 3 group 1 for acl type 0
-0 Attempt 1: FAILED, not added qual_id: 3 to group 1 for acl type 0
-1 Unit: 0 reInitializeGroupWithMirroringAclUdf Successfully cleared all entries in group: 1
-1 Unit: 0 group 1 ref count is now 0
-1 Unit: 0 Destroying group 1
-4 fp group destroy 1
-1 Unit: 0 doDestroyGroupPreselId 0
-4 fp presel destroy 0
-1 Unit: 0 reInitializeGroupWithMirroringAclUdf Successfully destroyed the group: 1
-1 Unit: 0 reInitializeGroupWithMirroringAclUdf Trying to recreate group 1
-1 Unit: 0 reInitializeGroupWithMirroringAclUdf Creating group 1
-4 fp presel create 0
-4 fp presel qualify 0 pipe 0
-0 Unit: 0 reInitializeGroupWithMirroringAclUdf Retrying. Might need to allocate large slices
-1 Unit: 0 doDestroyGroupPreselId 0
-4 fp presel destroy 0
-0 Unit: 0 reInitializeGroupWithMirroringAclUdf Could not recreate group 1!! Giving up, destroyed ... 
-1 IP ACL UDF id: 2 global ref count is 1. Group ref count is 1
-1 Destroying IP ACL UDF id: 2
-1 IP ACL UDF id: 1 global ref count is 0. Group ref count is 0
-1 Destroying IP ACL UDF id: 1
-4 fp data qualifier format delete 2
-4 fp data qualifier destroy 2
-4 fp data qualifier format delete 1
-4 fp data qualifier destroy 1
-0 Attempt 2: FAILED, really unable to add UDF qual_id: 3 to qset for group: 1 udf: base=UdfBaseL2HeaderEnd normalized offset=16 length=4
-4 fp data qualifier format delete 3
-4 fp data qualifier destroy 3
-)" );
-}
-
-TEST( TraceTest, LifeOfAFlowGroup ) {
-  UdfSwitch sw( {}, Acl::ip() );
-  EXPECT_EQ( traced( [ & ] {
-               sw.groups->initializeGroup( 0, 4 );
-               sw.groups->uninitializeGroup( 0, 4 );
-               sw.faults.arm( { .op = SdkOp::bcm_field_data_qualifier_create, .rc = -14 } );
-               sw.groups->initializeGroup( 0, 4 );
-             } ),
-             R"(
-4 fp data qualifier create 1
-4 fp data qualifier format add 1
-4 fp data qualifier create 2
-4 fp data qualifier format add 2
-1 Unit: 0 createGroupOpenFlowAclUdf Trying to create group 4
-3 Unit: 0 createGroupOpenFlowAclUdf adding qual=10
-3 Unit: 0 createGroupOpenFlowAclUdf adding qual=68
-3 Unit: 0 createGroupOpenFlowAclUdf The qualifier id to add to qset is 1
-3 Unit: 0 createGroupOpenFlowAclUdf The qualifier id to add to qset is 2
-1 Unit: 0 createGroupOpenFlowAclUdf Creating group 4
-0 Unit: 0 createGroupOpenFlowAclUdf Retrying. Might need to allocate large slices
-4 fp group create 4 prio 4
-1 Unit: 0 group 4 ref count is now 1
-1 Unit: 0 group 4 ref count is now 0
-1 Unit: 0 Destroying group 4
-4 fp group destroy 4
-4 fp data qualifier format delete 2
-4 fp data qualifier destroy 2
-4 fp data qualifier format delete 1
-4 fp data qualifier destroy 1
-0 Unit: 0 createGroupOpenFlowAclUdf Could not recreate group 4!!
-)" );
 }
 
 TEST( TraceTest, OtherOperations ) {
-  TestSwitch sw;
+  TestSwitch sw( { .units = 2 } );
   sw.platform.group( 1, { bcmFieldQualifyInPort, bcmFieldQualifyInPorts } )
       .user( ipAclTcamGroup, 1, 4, tcamAllocateOnDemand );
   sw.construct();
   EXPECT_EQ( traced( [ & ] { sw.groups->initializedIs( true ); } ), R"(
 1 handleInitialized
-4 fp control unit 0
+4 fp control unit 0 RedirectExcludeSrcPort
+4 fp control unit 0 RedirectIngressVlanCheck
+4 fp control unit 0 RedirectNonUcastTrunkResolve
+4 fp control unit 0 PolicerGroupSharingEnable
+4 fp control unit 0 FilterIngress
+4 fp control unit 0 FilterLookup
+4 fp control unit 1 RedirectExcludeSrcPort
+4 fp control unit 1 RedirectIngressVlanCheck
+4 fp control unit 1 RedirectNonUcastTrunkResolve
+4 fp control unit 1 PolicerGroupSharingEnable
+4 fp control unit 1 FilterIngress
+4 fp control unit 1 FilterLookup
 1 MorvaneTcamEntryManager::handleInitialized group 1 baseEntry 65536 endEntry 65540 desc ipAclTcamGroup
 )" );
+  const SoftAsic::ControlsView controls = sw.asic.controls( 1 );
+  EXPECT_EQ( controls.controls,
+             ( std::map< int, U32 >{ { 1, 1 }, { 2, 1 }, { 3, 1 }, { 4, 1 } } ) );
+  EXPECT_EQ( controls.portControls.size(), 2U );
   MorvaneBoundedTcamEntryManager & acl = sw.bounded( ipAclTcamGroup );
   const U32 id = sw.take( ipAclTcamGroup );
   bcm_policer_config_t limits = { 0, bcmPolicerModeCommitted, 1000, 64, 0, 0 };
@@ -521,40 +413,6 @@ TEST( TraceTest, OtherOperations ) {
 4 fp stat detach entry=65536 StatId=1
 4 fp stat destroy StatId= 1
 3 Unit: 0 can't find stats for entry 65536
-)" );
-}
-
-TEST( TraceTest, EntriesWithTwins ) {
-  TestSwitch sw( { .pipes = 2, .shared = true } );
-  sw.platform.group( 1, { bcmFieldQualifyOuterVlanId, bcmFieldQualifyDstIp } )
-      .user( ipAclTcamGroup, 1, 4, tcamAllocateOnDemand );
-  sw.start();
-  const U32 id = sw.take( ipAclTcamGroup ), unit = 0;
-  MorvaneBoundedTcamEntryManager & acl = sw.bounded( ipAclTcamGroup );
-  EXPECT_EQ( traced( [ & ] {
-               acl.installEntry( 0, id );
-               SDK_CHECKED( bcm_field_qualify_OuterVlanId( unit, id, 10, 0xFFF ) );
-               acl.installEntry( 0, id );
-               sw.untag( 0, 10, 4 );
-             } ),
-             R"(
-2 installEntry entry 65536
-4 fp entry install 65536
-2 installEntry Entry installed: 65536
-4 fp entry enable 16842752 0
-4 fp entry copy 65536 16842752
-4 fp entry install 16842752
-2 installEntry entry 65536
-4 fp entry install 65536
-2 installEntry Entry installed: 65536
-4 fp entry copy 65536 16842752
-4 fp qual 16842752 OuterVlanId 0
-4 fp qual 16842752 InPorts
-4 fp entry install 16842752
-4 fp entry enable 16842752 1
-4 fp qual 16842752 InPorts
-4 fp entry reinstall 16842752
-2 rewriteOvidTwin Entry installed: 16842752
 )" );
 }
 

@@ -194,28 +194,6 @@ TEST_F( FunnelTest, UnexpectedResultsEndTheProcess ) {
   EXPECT_EQ( inChild( unchecked ).text, "" );
 }
 
-TEST( SdkNumbersTest, OfTablesAndHardware ) {
-  EXPECT_THAT( ( std::vector< int >{ BCM_E_NONE, BCM_E_PARAM, BCM_E_NOT_FOUND, BCM_E_EXISTS,
-                                     BCM_E_RESOURCE, BCM_E_UNAVAIL } ),
-               ElementsAre( 0, -4, -7, -8, -14, -16 ) );
-  EXPECT_THAT( ( std::vector< U32 >{ bcmFieldQualifySrcMac, bcmFieldQualifySrcIp,
-                                     bcmFieldQualifyInPort, bcmFieldQualifyInPorts,
-                                     bcmFieldQualifyOuterVlanId, bcmFieldQualifyStageIngress,
-                                     bcmFieldQualifyStageLookup, bcmFieldQualifyStageEgress,
-                                     bcmFieldQualifyInPortsClass, bcmFieldQualifyCount } ),
-               ElementsAre( 7, 9, 12, 13, 18, 68, 71, 72, 585, 759 ) );
-  EXPECT_THAT(
-      ( std::vector< U32 >{ BCM_FIELD_GROUP_CREATE_WITH_ID, BCM_FIELD_GROUP_CREATE_WITH_PORT,
-                            BCM_FIELD_GROUP_CREATE_WITH_MODE, BCM_FIELD_GROUP_CREATE_LARGE,
-                            BCM_FIELD_GROUP_CREATE_PER_COPY, BCM_FIELD_GROUP_CREATE_MANAGED_PRIO,
-                            bcmFieldGroupModePerCopy, BCM_POLICER_WITH_ID } ),
-      ElementsAre( 1, 2, 4, 8, 64, 32768, 4, 1 ) );
-  EXPECT_THAT( ( std::vector< int >{ bcmFieldDataOffsetBaseOuterL3Header, BCM_FIELD_DATA_FORMAT_ANY,
-                                     BCM_FIELD_DATA_FORMAT_L2_ETH_II, BCM_FIELD_DATA_FORMAT_IP4 } ),
-               ElementsAre( 1, 0xFFFF, 1, 2 ) );
-  EXPECT_STREQ( Shim::sdkOpName( SdkOp::count ), "unknown" );
-}
-
 // --- Decorators --------------------------------------------------------------------------------
 
 struct Recorder : Shim::SdkDecorator {

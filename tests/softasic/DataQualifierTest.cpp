@@ -199,18 +199,5 @@ TEST_F( DataTest, GroupsInUseChangeTheirKeyInPlace ) {
              ( Codes{ BCM_E_PARAM, BCM_E_NOT_FOUND, BCM_E_NOT_FOUND, BCM_E_UNAVAIL } ) );
 }
 
-TEST_F( DataTest, FixedGroupKeysDoNotGrow ) {
-  ChipProfile fixed = profile();
-  fixed.fixedGroupKeys = true;
-  TestChip fixedChip( fixed );
-  constexpr U32 ttl = bcmFieldQualifyTtl;
-  const auto set = [ & ]( std::initializer_list< U32 > qualifiers ) {
-    return fixedChip.bcm_field_group_set( 0, 1, groupConfig( 1, qualifiers ).qset );
-  };
-  EXPECT_EQ( ( Codes{ fixedChip.createGroup( groupConfig( 1, { dst } ) ), set( { dst, ttl } ),
-                      set( { ttl } ), set( { dst } ) } ),
-             ( Codes{ 0, BCM_E_UNAVAIL, 0, 0 } ) );
-}
-
 }  // namespace
 }  // namespace SoftAsicTest

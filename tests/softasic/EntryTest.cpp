@@ -45,14 +45,6 @@ TEST_F( EntryTest, RuleChangesTakeEffectWithTheNextInstall ) {
   EXPECT_EQ( chip.winner( packet ), 5U );  // neither qualifier nor required IPv4 header left
 }
 
-TEST_F( EntryTest, PrioritiesHave31Bits ) {
-  ASSERT_EQ( chip.addRule( 1, 4, 10, 0, 0 ), BCM_E_NONE );
-  EXPECT_EQ( chip.bcm_field_entry_prio_set( 0, 4, 0x80000000 ), BCM_E_PARAM );
-  EXPECT_EQ( chip.entry( 0, 4 )->priority, 10U );
-  EXPECT_EQ( chip.bcm_field_entry_prio_set( 0, 4, 0x7FFFFFFF ), BCM_E_NONE );
-  EXPECT_EQ( chip.status( 1 ).prio_max, 0x7FFFFFFE );
-}
-
 TEST_F( EntryTest, ChipChoosesIdsFromTheTopDown ) {
   const auto choose = [ this ] {
     U32 id = 0;

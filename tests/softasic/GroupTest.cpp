@@ -99,6 +99,24 @@ TEST( GroupTest, LargeGroupsStartOnLargeSlices ) {
   EXPECT_EQ( chip.status( 1 ).entries_free, 16 );
 }
 
+TEST( GroupTest, ReturnsAnEmptiedSliceAtOnce ) {
+  TestChip chip( smallProfile( 4, 8 ) );
+  ASSERT_EQ( chip.createGroup( groupConfig( 1, { dst } ) ), BCM_E_NONE );
+  for ( U32 id = 1; id <= 20; ++id )
+    ASSERT_EQ( chip.addRule( 1, id, 1000 - id, 0, 0 ), BCM_E_NONE );
+  ASSERT_EQ( chip.group( 0, 1 )->slices, ( std::vector< U32 >{ 0, 1, 2 } ) );
+  for ( U32 id = 9; id <= 16; ++id )
+    ASSERT_EQ( firstError( { chip.bcm_field_entry_remove( 0, id ),
+                             chip.bcm_field_entry_destroy( 0, id ) } ),
+               BCM_E_NONE );
+  EXPECT_EQ( chip.group( 0, 1 )->slices, ( std::vector< U32 >{ 0, 2 } ) );
+  EXPECT_EQ( chip.status( 1 ).entries_free, 4 + 2 * 8 );
+  // Another group takes the slice, which leaves fewer rows for the first one.
+  ASSERT_EQ( chip.createGroup( groupConfig( 2, { dst } ) ), BCM_E_NONE );
+  EXPECT_EQ( chip.group( 0, 2 )->slices, std::vector< U32 >{ 1 } );
+  EXPECT_EQ( chip.status( 1 ).entries_free, 4 + 8 );
+}
+
 TEST( GroupTest, InstanceBitsMustNameAnExistingInstance ) {
   TestChip chip( bigProfile() );
   const U32 pipe1 = 1U << 24;
@@ -174,19 +192,6 @@ TEST( GroupTest, PreselectorsSelectTheGroupsToLookUp ) {
   EXPECT_EQ( chip.bcm_field_presel_destroy( 0, 0 ), BCM_E_NONE );
   EXPECT_EQ( chip.preselectors( 0 ).size(), 3U );
   EXPECT_EQ( TestChip( smallProfile() ).bcm_field_presel_create( 0, &presel ), BCM_E_UNAVAIL );
-}
-
-TEST( GroupTest, FailedCreationLeavesNothingAllocated ) {
-  TestChip chip( bigProfile() );
-  bcm_field_presel_t presel = 0;
-  ASSERT_EQ( chip.bcm_field_presel_create( 0, &presel ), BCM_E_NONE );
-  bcm_field_group_config_t config = groupConfig( 1, { dst } );
-  config.preselset.add( presel );
-  for ( ; config.group <= 4; ++config.group )
-    ASSERT_EQ( chip.createGroup( config ), BCM_E_NONE );
-  EXPECT_EQ( chip.createGroup( config ), BCM_E_RESOURCE );
-  EXPECT_FALSE( chip.group( 0, 5 ).has_value() );
-  EXPECT_EQ( chip.preselectors( 0 )[ 0 ].users, 4U );
 }
 
 }  // namespace

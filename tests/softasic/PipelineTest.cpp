@@ -98,19 +98,6 @@ TEST_F( ActionTest, HighestGroupDecidesAndOtherActionsAccumulate ) {
   EXPECT_EQ( verdict.mirrorPorts, portSet( { 3, 4 } ) );
 }
 
-TEST_F( ActionTest, RefusesInvalidActions ) {
-  makeGroups( bcmFieldQualifyStageIngress );
-  act( 1, bcmFieldActionDrop );
-  EXPECT_EQ( chip.bcm_field_action_add( 0, 1, bcmFieldActionPermit, 0, 0 ), BCM_E_CONFIG );
-  EXPECT_EQ( chip.bcm_field_action_add( 0, 1, bcmFieldActionDrop, 4, 2 ), BCM_E_NONE );
-  ASSERT_EQ( chip.entry( 0, 1 )->pending.actions.size(), 1U );  // replaced
-  EXPECT_EQ( chip.entry( 0, 1 )->pending.actions[ 0 ].param0, 4U );
-  EXPECT_EQ( chip.bcm_field_action_add( 0, 1, bcmFieldActionEgressMask, 0, 0 ), BCM_E_PARAM );
-  EXPECT_EQ( chip.bcm_field_action_ports_add( 0, 1, bcmFieldActionDrop, {} ), BCM_E_PARAM );
-  EXPECT_EQ( chip.bcm_field_action_ports_add( 0, 1, bcmFieldActionEgressMask, portSet( { 16 } ) ),
-             BCM_E_PORT );
-}
-
 TEST_F( ActionTest, DropEndsProcessingAfterItsStage ) {
   makeGroups( bcmFieldQualifyStageLookup );
   ASSERT_EQ( chip.createGroup( groupConfig( 8, { dst } ) ), BCM_E_NONE );
