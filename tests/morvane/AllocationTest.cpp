@@ -205,7 +205,7 @@ TEST( AllocationTest, CallerOrChipChoosesTheId ) {
   sw.start();
   MorvaneBoundedTcamEntryManager & acl = sw.bounded( ipAclTcamGroup );
   EXPECT_EQ( acl.getEntry( 0, 0x10003, "rule" ), 0x10003U );
-  EXPECT_EQ( sw.books( acl ).entryCreated( 0x10003 ), "rule" );
+  EXPECT_EQ( sw.records( acl ).entryCreated( 0x10003 ), "rule" );
   sw.log.clear();
   EXPECT_EQ( sw.take( qosTcamGroup ), 0xFFFFFFU );
   EXPECT_THAT( sw.calls( { SdkOp::bcm_field_entry_create, SdkOp::bcm_field_entry_create_id } ),
@@ -245,7 +245,7 @@ TEST( AllocationTest, GroupFlagsChangeItsEntries ) {
 
   // The multicast entry is created before the group's first entry and destroyed after its last.
   MorvaneUnboundedTcamEntryManager & flows = sw.unbounded( macAclTcamGroup );
-  const U32 id = flows.getEntry( 0, "rule" ), war = sw.books( flows ).multicastWarEntry();
+  const U32 id = flows.getEntry( 0, "rule" ), war = sw.records( flows ).multicastWarEntry();
   EXPECT_EQ( sw.asic.entry( 0, war )->priority, 0x7FFFFFFFU );
   sw.match( 0, id, 0xE0000001 );
   flows.installEntry( 0, id );

@@ -25,7 +25,7 @@ TEST( ProgrammingTest, InputPortsAreAppliedToEveryCopy ) {
     sw.platform.user( ipAclTcamGroup, 1, 4, tcamAllocateOnDemand );
     sw.start();
     MorvaneBoundedTcamEntryManager & acl = sw.bounded( ipAclTcamGroup );
-    const UnitEntriesCreated & books = sw.books( acl );
+    const UnitEntriesCreated & records = sw.records( acl );
     sw.match( 0, sw.take( ipAclTcamGroup ), 5 );
     bcm_pbmp_t some = {}, all = {};
     for ( U32 port = 0; port < chip.pipes * portsPerPipe; ++port )
@@ -39,9 +39,9 @@ TEST( ProgrammingTest, InputPortsAreAppliedToEveryCopy ) {
     };
     acl.inPortsForEntryIs( 0, 0x10000, some, all, false );
     check( [ & ]( U32 port ) { return some.has( port ); } );
-    EXPECT_FALSE( books.tcamEntryBcmPbmpHas( 0x10000 ) );
+    EXPECT_FALSE( records.tcamEntryBcmPbmpHas( 0x10000 ) );
     for ( const U32 id : copiesOf( sw, 0x10000 ) )
-      EXPECT_TRUE( books.entryInPorts( id ).data == some &&
+      EXPECT_TRUE( records.entryInPorts( id ).data == some &&
                    acl.inPortsForEntry( 0, id ).data == some );
     sw.match( 0, 0x10000, 5 );
     check( []( U32 ) { return true; } );  // a temporary store is applied once
@@ -83,7 +83,7 @@ TEST( ProgrammingTest, LoopbackRedirectsUseThePortOfEachPipe ) {
       EXPECT_EQ( sw.log.count( SdkOp::bcm_field_action_ports_add ), 2 * installation );
       EXPECT_EQ( sw.audit(), "" );
     }
-    EXPECT_FALSE( sw.books( acl ).outportsBcmPbmpHas( id ) );
+    EXPECT_FALSE( sw.records( acl ).outportsBcmPbmpHas( id ) );
   }
 }
 

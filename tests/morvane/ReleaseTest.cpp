@@ -54,7 +54,7 @@ TEST( ReleaseTest, StepsAreUndoneInReverse ) {
                    : fmt::format( fmt::runtime( gone ), second == 0x10001 ? "10001" : "fffffe" ) );
     EXPECT_EQ( sw.state(), before );
     EXPECT_EQ( sw.audit(), "" );
-    EXPECT_FALSE( sw.books( acl ).tcamEntryBcmPbmpHas( second ) );
+    EXPECT_FALSE( sw.records( acl ).tcamEntryBcmPbmpHas( second ) );
     for ( const auto & use : uses )
       EXPECT_THAT( deathOf( [ & ] { use( acl, second ); } ),
                    HasSubstr( "&& \"The entry is not handed out\"' failed." ) )

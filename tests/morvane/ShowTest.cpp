@@ -346,7 +346,7 @@ TEST( ClearCountersTest, ClearsByEntryUserGroupUnitAndAll ) {
     for ( const Rule & rule : rules )
       for ( const U32 pipe : { 0U, 1U } ) {
         const U32 stat =
-            sw.books( rule.user, rule.unit ).entryStats( tcamId( rule.entry, pipe, 0 ) );
+            sw.records( rule.user, rule.unit ).entryStats( tcamId( rule.entry, pipe, 0 ) );
         for ( const auto type : { bcmFieldStatPackets, bcmFieldStatBytes } )
           SDK_CHECKED( bcm_field_stat_set( rule.unit, stat, type, 2 ) );
       }

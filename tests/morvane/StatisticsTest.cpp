@@ -27,7 +27,7 @@ TEST( StatisticsTest, HitsAreSummedOverPipesAndCopies ) {
   EXPECT_EQ( acl.byteHitsForEntry( 0, id ), 64U );  // of pipe 0, copy 0 alone
 
   // Every getter reads its own counter.
-  const U32 unit = 0, stat = sw.books( acl ).entryStats( id );
+  const U32 unit = 0, stat = sw.records( acl ).entryStats( id );
   for ( U32 type = 0; type < 8; ++type )
     SDK_CHECKED( bcm_field_stat_set( unit, stat, bcm_field_stat_t( type ), 10 + type ) );
   const auto read = [ & ] {
@@ -71,7 +71,7 @@ TEST( StatisticsTest, InvalidTypesEndTheProcess ) {
   }
   // A null list means packets and bytes; types are read in index order.
   EXPECT_NE( acl.getEntryWithStats( 0, 0x10001, "rule", nullptr ), 0U );
-  const auto values = sw.asic.statistic( 0, sw.books( acl ).entryStats( 0x10001 ) )->values;
+  const auto values = sw.asic.statistic( 0, sw.records( acl ).entryStats( 0x10001 ) )->values;
   EXPECT_TRUE( values.size() == 2 && values[ 0 ].first == 0 && values[ 1 ].first == 1 );
 
   // Colours add up; without a policer all is green.
@@ -85,14 +85,14 @@ TEST( StatisticsTest, InvalidTypesEndTheProcess ) {
                counted[ i ].second );
   }
   // Statistics of their own.
-  const U32 id = 0x10001, stat = sw.books( acl ).entryStats( id );
+  const U32 id = 0x10001, stat = sw.records( acl ).entryStats( id );
   acl.removeStats( 0, id );
-  EXPECT_FALSE( sw.asic.statistic( 0, stat ) || sw.books( acl ).entryStatsHas( id ) );
+  EXPECT_FALSE( sw.asic.statistic( 0, stat ) || sw.records( acl ).entryStatsHas( id ) );
   sw.faults.arm( { .op = SdkOp::bcm_field_stat_create, .rc = -14 } );
   EXPECT_EQ( acl.installStats( 0, 1, id, nullptr ), 0U );
   const U32 again = acl.installStats( 0, 1, id, nullptr );
   EXPECT_EQ( sw.asic.statistic( 0, again )->values.size(), 2U );
-  EXPECT_EQ( sw.books( acl ).entryStats( id ), again );
+  EXPECT_EQ( sw.records( acl ).entryStats( id ), again );
   EXPECT_EQ( sw.audit(), "" );
 
   const U32 bare = sw.take( qosTcamGroup );

@@ -158,7 +158,7 @@ std::string TestSwitch::state() const {
 
 void TestSwitch::releaseEverything( U32 unit ) {
   for ( const Kiv::Ptr< MorvaneTcamEntryManager > & user : managers() )
-    for ( auto entry = books( *user, unit ).entryCreatedIterConst(); entry; ++entry )
+    for ( auto entry = records( *user, unit ).entryCreatedIterConst(); entry; ++entry )
       user->releaseEntry( unit, entry.key() );
   for ( auto it = groups->rangeCheckerIterConst(); it; ++it )
     for ( U32 left = it.member()->unitRefCount( unit ); left > 0; --left )
@@ -171,7 +171,7 @@ void TestSwitch::releaseEverything( U32 unit ) {
 // Ranges created at start-up, and references on unused groups.
 void TestSwitch::leaveGroups( U32 unit ) {
   for ( const Kiv::Ptr< MorvaneTcamEntryManager > & user : managers() )
-    if ( books( *user, unit ).rangeCreated() )
+    if ( records( *user, unit ).rangeCreated() )
       user->deallocateAllEntries( unit );
   for ( const SoftAsic::GroupView & group : asic.groups( unit ) )
     for ( U32 users = 0; users < 16; ++users )

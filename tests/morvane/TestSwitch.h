@@ -99,7 +99,8 @@ class TestSwitch {
   U32 take( TcamGroupAssignment assignment, U32 offset = 0, U32 unit = 0 ) const;
   // Every entry manager of the switch.
   std::vector< Kiv::Ptr< MorvaneTcamEntryManager > > managers() const;
-  const UnitEntriesCreated & books( const MorvaneTcamEntryManager & manager, U32 unit = 0 ) const {
+  const UnitEntriesCreated & records( const MorvaneTcamEntryManager & manager,
+                                      U32 unit = 0 ) const {
     return *manager.internalUnitEntry( unit );
   }
 

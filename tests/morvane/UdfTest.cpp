@@ -165,7 +165,8 @@ TEST( UdfProgrammingTest, EveryOutcomeLeavesMatchingRecords ) {
         const bool rebuilt = row.status == udfCreateSuccessWithGroupRecreate;
         const bool gone = row.status == udfCreateFailureWithGroupRecreateFailure;
         EXPECT_EQ( result.qualId == -1, !rebuilt ) << where;
-        EXPECT_EQ( sw.books( user, unit ).entryInstalledHas( entry ), !rebuilt && !gone ) << where;
+        EXPECT_EQ( sw.records( user, unit ).entryInstalledHas( entry ), !rebuilt && !gone )
+            << where;
         EXPECT_EQ( sw.groups->groupExists( unit, 1 ), !gone ) << where;
         EXPECT_EQ( sw.udfs().find( rebuilt ? "x1" : "x0" ), std::string::npos ) << where;
         const bool full = chip.dataChunks < 16 || chip.dataFormats < 16;

@@ -23,7 +23,7 @@ bool UnitModel::limits( U32 policer ) const {
 std::string compareRules( const TestSwitch & sw, U32 unit, const UnitModel & model ) {
   U32 used = 0;
   for ( const User & user : users )
-    used += sw.books( sw.manager( user.assignment ), unit ).entryCreatedSize();
+    used += sw.records( sw.manager( user.assignment ), unit ).entryCreatedSize();
   if ( used != model.rules.size() )
     return fmt::format( "{} entries, not {}", used, model.rules.size() );
   for ( const auto & [ id, rule ] : model.rules ) {

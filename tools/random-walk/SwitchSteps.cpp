@@ -79,7 +79,7 @@ void Walk::leaveUdfGroups( U32 unit ) {
     if ( !isMirroring( user ) && user.assignment != openFlowUdfTcamGroup )
       continue;
     MorvaneTcamEntryManager & manager = sw_.manager( user.assignment );
-    for ( auto it = sw_.books( manager, unit ).entryCreatedIterConst(); it; ++it )
+    for ( auto it = sw_.records( manager, unit ).entryCreatedIterConst(); it; ++it )
       manager.releaseEntry( unit, it.key() );
     manager.uninitializeGroup( unit );
   }
