@@ -12,6 +12,68 @@ using Kiv::Any;
 using Kiv::AttributeOp;
 using Kiv::String8;
 
+template < class E >
+std::string namesOf() {
+  std::string text;
+  for ( U32 value = 0; value < Kiv::enumCount< E >(); ++value )
+    text += std::string( text.empty() ? "" : " " ) + enumName( static_cast< E >( value ) );
+  return text;
+}
+
+// Numbers that platform files and other agents know.
+TEST( ReflectionTest, EnumeratorsByTheirNumbers ) {
+  EXPECT_EQ( namesOf< TcamAllocationStrategy >(),
+             "tcamAllocateUnbounded tcamAllocateOnDemand tcamAllocateAsChunk "
+             "tcamAllocateAtBeginning" );
+  EXPECT_EQ( namesOf< UdfOffsetBase >(),
+             "UdfBasePacketStart UdfBaseL2HeaderStart UdfBaseL2HeaderEnd UdfBaseL3HeaderStart "
+             "UdfBaseL3HeaderEnd" );
+  EXPECT_EQ( namesOf< GroupUdfCreateStatus >(),
+             "udfCreateFailure udfCreateSuccessNoGroupRecreate udfCreateSuccessWithGroupRecreate "
+             "udfCreateFailureWithUdfResourceExhaustion udfCreateFailureWithGroupRecreateFailure "
+             "udfUnsupportedFailure" );
+  EXPECT_EQ( namesOf< TcamGroupAssignment >(),
+             "stormControlTcamGroup routingTcamGroup macAclTcamGroup ipAclTcamGroup "
+             "vxlanL3RoutingControlTcamGroup aclManagementTcamGroup unknownL2McastFloodTcamGroup "
+             "l2ControlPrioTcamGroup l3ControlPrioTcamGroup l4MicroBfdTcamGroup "
+             "ipmcRoutingTcamGroup mlagTcamGroup macAclVfpTcamGroup ipAclVfpTcamGroup "
+             "ipAclVniTcamGroup aclVfpManagementTcamGroup qosTcamGroup "
+             "macPhyConcLinerateGenTcamGroup routerAclTcamGroup ipCoppTcamGroup ip6AclTcamGroup "
+             "ip6AclVniTcamGroup ip6RouterAclTcamGroup ip6AclVfpTcamGroup ip6StdAclTcamGroup "
+             "ip6StdAclVfpTcamGroup macAclEgressTcamGroup ipAclEgressTcamGroup "
+             "routerAclEgressTcamGroup policyCoppIpTcamGroup policyQosIpTcamGroup "
+             "policyQosIp6TcamGroup policyCoppIp6TcamGroup pdpReservedTcamGroup pdpTcamGroup "
+             "ucastTcamGroup stormControlManagementTcamGroup ip6AclEgressTcamGroup "
+             "ip6StdAclPortEgressTcamGroup ip6StdAclRouterEgressTcamGroup "
+             "ip6RouterAclEgressTcamGroup urpfTcamGroup ipDhcpSnoopingTcamGroup "
+             "mlagControlTrafficTcamGroup fabricTcamGroup vxlanControlTcamGroup ipPbrTcamGroup "
+             "ip6PbrTcamGroup blockHiGigLearnVfpTcamGroup arpInspectionTcamGroup "
+             "dot1xMabTcamGroup plqTcamGroup loopProtectTcamGroup vxlanEfpTcamGroup "
+             "vxlanEfpIvidRewriteTcamGroup ipSourceGuardTcamGroup fabricFlowControlTcamGroup "
+             "vxlanVfpControlTcamGroup vxlanVfpVfiControlTcamGroup policyQosSviIpTcamGroup "
+             "policyQosSviIp6TcamGroup mirroringAclTcamGroup1 mirroringAclTcamGroup2 "
+             "mirroringAclTcamGroup3 mirroringAclTcamGroup4 openFlowUdfTcamGroup "
+             "openFlowVxlanUdfTcamGroup openFlowVfpTcamGroup openFlowManagementTcamGroup "
+             "openFlowManagement2TcamGroup openFlowL2OnlyGroupDefaultTcamGroup "
+             "openFlowL2OnlyGroupLowTcamGroup openFlowFullMatchGroupDefaultTcamGroup "
+             "openFlowFullMatchGroupLowTcamGroup openFlowIP6ProtoOnlyGroupDefaultTcamGroup "
+             "openFlowIP6ProtoOnlyGroupLowTcamGroup openFlowExceptionFlowTcamGroup "
+             "tolvaFlowVfpTcamGroup tolvaFlowL2OnlyGroupDefaultTcamGroup "
+             "tolvaFlowL2OnlyGroupLowTcamGroup tolvaFlowFullMatchGroupDefaultTcamGroup "
+             "tolvaFlowFullMatchGroupLowTcamGroup tolvaFlowIP6VlanOnlyGroupDefaultTcamGroup "
+             "tolvaFlowIP6VlanOnlyGroupLowTcamGroup tolvaFlowIP6ProtoOnlyGroupDefaultTcamGroup "
+             "tolvaFlowIP6ProtoOnlyGroupLowTcamGroup vfpVxlanVpTcamGroup vfpVxlanSipHitGroup "
+             "vfpVfiExceptionTcamGroup vfiUnknownMcastRedirectGroup ttlCheckTcamGroup "
+             "pfcWatchdogTcamGroup efpCoppTcamGroup efpDefaultCoppTcamGroup "
+             "efpMirrorGreRateLimitTcamGroup efpMirrorPortRateLimitTcamGroup vfpPdpClassTcamGroup "
+             "vfpVfiPdpL2CtrlTcamGroup ifpVlanPriTcamGroup efpVlanPriTcamGroup fabricVfpTcamGroup "
+             "vfpPortVPTcamGroup vxlanTransitPortVPTcamGroup vfpTrunkNativeVPTcamGroup "
+             "tolvaFlowFabricTcamGroup test1TcamGroup test2TcamGroup test3TcamGroup "
+             "test4TcamGroup test5TcamGroup test6TcamGroup test7TcamGroup test8TcamGroup" );
+  EXPECT_TRUE( stormControlTcamGroup == 0 && test8TcamGroup == 112 );
+  EXPECT_TRUE( Acl::ip() == 0 && Acl::ip6() == 1 && Acl::mac() == 2 );
+}
+
 TEST( ReflectionTest, UserDefinedFieldOutsideItsLimitsIsRefused ) {
   const auto refusal = []( const char * offset, const char * length ) -> std::string {
     std::string text = Kiv::valueToStrep( UdfUnitSpec() ).charPtr();

@@ -76,12 +76,46 @@ TEST( UdfProgrammingTest, RetryRequestsALargeSlice ) {
 }
 
 TEST( LogMessagesTest, PlatformFiltersAndWordsMessages ) {
+  const Kiv::LogHandle * const handles[] = { &MORVANE_CONFIG_CHANGE,
+                                             &MORVANE_UNEXPECTED_RESTART,
+                                             &TcamCapacity::MORVANE_CONFIG_CHANGE,
+                                             &TcamCapacity::MORVANE_UNEXPECTED_RESTART,
+                                             &MORVANE_UDF_HW_RESOURCE_FULL,
+                                             &MORVANE_UDF_HW_RESOURCE_NORMAL };
+  const std::string change =
+      "MORVANE_CONFIG_CHANGE 6 0 1\n"
+      "Configuration change requires the Morvane agent %s to restart\n"
+      "Configuration change requires the switch ASIC to be reconfigured, requiring the Morvane "
+      "agent to restart.\n"
+      "rest\n";
+  const std::string restart =
+      "MORVANE_UNEXPECTED_RESTART 3 0 1\n"
+      "Unexpected restart of Morvane agent %s occurred\n"
+      "Unexpected restart of the Morvane agent occurred.\n"
+      "call\n";
+  const std::string full =
+      "MORVANE_UDF_HW_RESOURCE_FULL 3 0 1\n"
+      "Hardware resources insufficient to program UDF\n"
+      "The switch is unable to program UDF due to insufficient hardware resources. \n"
+      "Reconfigure other ACLs or features that use UDF to free up UDF hardware resources.\n";
+  const std::string normal =
+      "MORVANE_UDF_HW_RESOURCE_NORMAL 3 0 1\n"
+      "All UDFs are programmed in hardware\n"
+      "The switch was able to program all the UDFs in the hardware.\n"
+      "rest\n";
+  MORVANE_UDF_HW_RESOURCE_FULL.raise();  // nobody listens
+  EXPECT_STREQ( MORVANE_CONFIG_CHANGE.recommendedAction(), "" );
   LoggedMessages messages;
-  MORVANE_CONFIG_CHANGE.raise();  // filtered by the platform
-  MORVANE_UDF_HW_RESOURCE_FULL.raise();
+  std::string texts;
+  for ( const Kiv::LogHandle * handle : handles ) {
+    texts += fmt::format( "{} {} {} {}\n{}\n{}\n{}\n", handle->mnemonic(), handle->severity(),
+                          handle->parameter( 0 ), handle->parameter( 1 ), handle->format(),
+                          handle->explanation(), handle->recommendedAction() );
+    if ( handle->severity() == 6 || handle == handles[ 4 ] )  // the former is filtered
+      handle->raise();
+  }
+  EXPECT_EQ( texts, change + restart + change + restart + full + normal );
   EXPECT_EQ( messages.text, "FULL " );
-  EXPECT_STREQ( MORVANE_CONFIG_CHANGE.recommendedAction(), "rest" );
-  EXPECT_STREQ( MORVANE_UNEXPECTED_RESTART.recommendedAction(), "call" );
 }
 
 TEST( UdfWidthTest, WhatCountsAndWhere ) {
