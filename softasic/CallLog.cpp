@@ -1,17 +1,8 @@
 #include "softasic/CallLog.h"
 
-#include <cstdio>
 #include <numeric>
 
 namespace SoftAsic {
-
-std::string callText( const CallRecord & record ) {
-  char id[ 16 ];
-  std::snprintf( id, sizeof id, "0x%x", static_cast< unsigned >( record.id ) );
-  std::string text = std::string( Shim::sdkOpName( record.op ) ) + " unit " +
-                     std::to_string( record.unit ) + " id " + id;
-  return text + ( record.threw ? " threw" : " rc " + std::to_string( record.rc ) );
-}
 
 U64 CallLog::total() const {
   return std::accumulate( counts_.begin(), counts_.end(), U64{ 0 } );

@@ -26,9 +26,6 @@ struct CallRecord {
   friend bool operator==( const CallRecord &, const CallRecord & ) = default;
 };
 
-// "bcm_field_entry_install unit 0 id 0x1000005 rc 0". A call that threw ends in "threw".
-std::string callText( const CallRecord & record );
-
 class CallLog : public Shim::SdkDecorator {
  public:
   explicit CallLog( Shim::SdkShim & next ) : SdkDecorator( next ) {}

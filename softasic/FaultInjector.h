@@ -41,13 +41,11 @@ class FaultInjector : public Shim::SdkDecorator {
 
   // Replaces the armed fault and resets the counts.
   void arm( const Fault & fault );
-  // Keeps `fired` and `selected`.
+  // Keeps `fired`.
   void disarm() { armed_ = false; }
 
   // True if a call failed since the last arm.
   bool fired() const { return fired_ != 0; }
-  // Calls selected since the last arm, including failed ones.
-  U64 selected() const { return selected_; }
 
  protected:
   int around( const Shim::SdkCallInfo & info, const Shim::SdkInvocation & call ) override;
