@@ -38,10 +38,10 @@ function(morvane_check_includes name level folder)
   endforeach()
 endfunction()
 
-# morvane_floor( NAME name LEVEL number [SOURCES file...] [USES floor...] ) Creates the folder's
-# target. Using a floor of the same or a higher level is a configuration error, and so is including its
-# headers. Floors of the
-# library do not link each other: programs link the whole library, shared or, for tests, static.
+# morvane_floor( NAME name LEVEL number [SOURCES file...] [USES floor...] )
+# Creates the folder's target. Using a floor of the same or a higher level is a configuration error,
+# and so is including its headers. Floors of the library do not link each other: programs link the
+# whole library, shared or, for tests, static.
 function(morvane_floor)
   cmake_parse_arguments(FLOOR "" "NAME;LEVEL" "SOURCES;USES" ${ARGN})
   if(FLOOR_SOURCES)
