@@ -66,42 +66,41 @@ void Policers::remove( U32 basePolicerId ) const {
 
 namespace {
 
-void traceAttach( const MorvaneTcamEntryManager & user, U32 unit, U32 entryId, U32 policerId ) {
-  MORVANE_TRACE( traceEntry ) << "Unit: " << unit << " " << user.name() << " attachPolicer"
-                              << "(entry=0x" << Snaptrace::hex( entryId )
-                              << " policerId=" << Snaptrace::hex( policerId ) << ")";
+// Calls fn( entryId, policerId ) for each copy of the entry; it returns the step that undoes it.
+template < class F >
+void changePolicer( const MorvaneTcamEntryManager & user, U32 unit, U32 entry, U32 basePolicerId,
+                    const Policers & policers, F fn ) {
+  assertTaken( *user.unitEntries( unit ), entry );
+  Rollback rollback( *user.groupManager() );
+  for ( const PipeCopy c : user.copies( unit ) ) {
+    const U32 policerId = policers.ofPipe( c.pipe, basePolicerId );
+    const U32 entryId = c.entryId( entry );
+    MORVANE_TRACE( traceEntry ) << "Unit: " << unit << " " << user.name() << " attachPolicer"
+                                << "(entry=0x" << Snaptrace::hex( entryId )
+                                << " policerId=" << Snaptrace::hex( policerId ) << ")";
+    rollback.add( unit, fn( entryId, policerId ) );
+  }
+  rollback.commit();
 }
 
 }  // namespace
 
 void Policers::attach( const MorvaneTcamEntryManager & user, U32 entry, U32 basePolicerId ) const {
   const U32 unit = unit_;
-  assertTaken( *user.unitEntries( unit ), entry );
-  Rollback rollback( manager_ );
-  for ( const PipeCopy c : user.copies( unit ) ) {
-    const U32 policerId = ofPipe( c.pipe, basePolicerId );
-    const U32 entryId = c.entryId( entry );
-    traceAttach( user, unit, entryId, policerId );
+  changePolicer( user, unit, entry, basePolicerId, *this, [ & ]( U32 entryId, U32 policerId ) {
     SDK_CHECKED( bcm_field_entry_policer_attach( unit, entryId, 0, policerId ) );
     FP_COMMAND() << "fp policer attach entry=" << entryId << " policer=" << policerId;
-    rollback.add( unit, { cleanupDetachPolicer, entryId } );
-  }
-  rollback.commit();
+    return CleanupStep( cleanupDetachPolicer, entryId );
+  } );
 }
 
 void Policers::detach( const MorvaneTcamEntryManager & user, U32 entry, U32 basePolicerId ) const {
   const U32 unit = unit_;
-  assertTaken( *user.unitEntries( unit ), entry );
-  Rollback rollback( manager_ );
-  for ( const PipeCopy c : user.copies( unit ) ) {
-    const U32 policerId = ofPipe( c.pipe, basePolicerId );
-    const U32 entryId = c.entryId( entry );
-    traceAttach( user, unit, entryId, policerId );
+  changePolicer( user, unit, entry, basePolicerId, *this, [ & ]( U32 entryId, U32 policerId ) {
     SDK_CHECKED( bcm_field_entry_policer_detach( unit, entryId, 0 ) );
     FP_COMMAND() << "fp policer detach entry=" << entryId;
-    rollback.add( unit, { cleanupAttachPolicer, entryId, policerId } );
-  }
-  rollback.commit();
+    return CleanupStep( cleanupAttachPolicer, entryId, policerId );
+  } );
 }
 
 }  // namespace Morvane
