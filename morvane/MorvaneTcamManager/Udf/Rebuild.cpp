@@ -53,6 +53,14 @@ void MirroringGroupRebuild::destroy() {
   release.run();
   MORVANE_TRACE( traceGroup ) << "Unit: " << unit_ << " " << udfRebuild.operation
                               << " Successfully cleared all entries in group: " << group_;
+  dropCopies( release );
+  release.run();
+  MORVANE_TRACE( traceGroup ) << "Unit: " << unit_ << " " << udfRebuild.operation
+                              << " Successfully destroyed the group: " << group_;
+}
+
+// Whatever the number of references, which create restores.
+void MirroringGroupRebuild::dropCopies( Release & release ) {
   for ( const PipeCopy c : manager_.pipeCopies( unit_, group_ ) ) {
     const Kiv::Ptr< GroupCounts > counts = manager_.groupCounts( c.pipeGroup );
     if ( !counts || counts->unitRefCount( unit_ ) <= 0 )
@@ -61,9 +69,6 @@ void MirroringGroupRebuild::destroy() {
     counts->unitRefCountIs( unit_, 1 );
     GroupLife( manager_, unit_ ).drop( c.pipeGroup, false, release );
   }
-  release.run();
-  MORVANE_TRACE( traceGroup ) << "Unit: " << unit_ << " " << udfRebuild.operation
-                              << " Successfully destroyed the group: " << group_;
 }
 
 bool MirroringGroupRebuild::create() {
@@ -104,13 +109,7 @@ void MirroringGroupRebuild::abandon() {
   Release release( manager_, unit_ );
   for ( const Kiv::Ptr< MorvaneTcamEntryManager > & user : users_ )
     user->unitEntries( unit_ )->groupReferencesIs( 0 );
-  for ( const PipeCopy c : manager_.pipeCopies( unit_, group_ ) ) {
-    const Kiv::Ptr< GroupCounts > counts = manager_.groupCounts( c.pipeGroup );
-    if ( !counts || counts->unitRefCount( unit_ ) <= 0 )
-      continue;
-    counts->unitRefCountIs( unit_, 1 );
-    GroupLife( manager_, unit_ ).drop( c.pipeGroup, false, release );
-  }
+  dropCopies( release );
   dropMirroringUdfs( manager_, unit_, group_, release );
   release.run();
 }

@@ -20,6 +20,7 @@ class MirroringGroupRebuild {
 
  private:
   void destroy();
+  void dropCopies( Release & release );
   bool create();
   void forgetUses();
   void abandon();
