@@ -42,6 +42,7 @@ using namespace Kiv::Integers;
 //   cleanupDestroyRange        a range checker
 //   cleanupCompressEntries     compresses the groups of all users that have entries
 //   cleanupCompressGroup       a pipe group
+//   cleanupCompressMarkedGroup a pipe group of which a slice came free
 //   cleanupDestroyGroup        a pipe group
 //   cleanupDestroyPreselector
 //   cleanupNarrowGroup         removes data qualifier a from the qualifier set of a pipe group
@@ -69,6 +70,7 @@ using namespace Kiv::Integers;
   X( cleanupDestroyRange )           \
   X( cleanupCompressEntries )        \
   X( cleanupCompressGroup )          \
+  X( cleanupCompressMarkedGroup )    \
   X( cleanupDestroyGroup )           \
   X( cleanupDestroyPreselector )     \
   X( cleanupNarrowGroup )            \

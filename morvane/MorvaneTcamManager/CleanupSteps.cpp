@@ -176,6 +176,12 @@ bool makeGroupStep( MorvaneTcamGroupManager & manager, U32 unit, const CleanupSt
       SDK_UNCHECKED( bcm_field_group_compress( unit, groupId ) );
       FP_COMMAND() << "fp group compress " << groupId;
       return true;
+    case cleanupCompressMarkedGroup: {
+      const IdHolder groupIter{ step.id };
+      SDK_UNCHECKED( bcm_field_group_compress( unit, groupIter.key() ) );
+      FP_COMMAND() << "fp group compress " << step.id;
+      return true;
+    }
     case cleanupDestroyGroup:
       MORVANE_TRACE( traceGroup ) << "Unit: " << unit << " Destroying group " << groupId;
       SDK_CHECKED( bcm_field_group_destroy( unit, groupId ) );

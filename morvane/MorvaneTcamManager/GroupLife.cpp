@@ -174,25 +174,18 @@ U32 GroupLife::freeEntries( U32 group ) {
   return static_cast< U32 >( status.entries_free / needed );
 }
 
-// Compresses all copies, as EntryInstall::compress does.
+// All copies, even if one throws: copies with unequal free rows do not take the same entries.
 void GroupLife::compressFreedSlices() {
-  const U32 unit = unit_;
   Kiv::RbTreeMap< U32, bool > groups;
   for ( auto it = manager_.sliceFreedIterConst(); it; ++it )
     if ( it.value() )
-      for ( const PipeCopy c : manager_.pipeCopies( unit, it.key() ) )
+      for ( const PipeCopy c : manager_.pipeCopies( unit_, it.key() ) )
         groups.insert( c.pipeGroup, true );
+  Release release( manager_, unit_ );
+  for ( auto it = groups.iter(); it; ++it )
+    release.add( { cleanupCompressMarkedGroup, it.key() } );
   manager_.sliceFreedDelAll();
-  Release rest( manager_, unit );
-  for ( auto groupIter = groups.iter(); groupIter; ++groupIter )
-    try {
-      SDK_UNCHECKED( bcm_field_group_compress( unit, groupIter.key() ) );
-      FP_COMMAND() << "fp group compress " << groupIter.key();
-    } catch ( ... ) {
-      for ( ; groupIter; ++groupIter )
-        rest.add( { cleanupCompressGroup, groupIter.key() } );
-      throw;
-    }
+  release.run();
 }
 
 void GroupLife::forgetMirroringAclType( U32 group ) {

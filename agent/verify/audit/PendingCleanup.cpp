@@ -47,6 +47,7 @@ void PendingCleanup::add( const CleanupStep & step ) {
       break;
     case cleanupCompressEntries:
     case cleanupCompressGroup:
+    case cleanupCompressMarkedGroup:
     case cleanupNarrowGroup:
     case cleanupDeleteFormat:
     case cleanupDeleteFlowFormat:
