@@ -9,15 +9,21 @@
 // Locks: the activity lock, as for every entity.
 #pragma once
 
+#include <iterator>
+
 #include "kiv/Attribute.h"
 #include "kiv/Entity.h"
 #include "kiv/Export.h"
 #include "kiv/HashMap.h"
 #include "morvane/TcamIds.h"
+#include "shim/SdkTypes.h"
 
 namespace Morvane {
 
 class GroupShape;
+
+// Copies of a group at most: two in each pipe.
+inline constexpr size_t copiesMax = size_t( 2 ) * BCM_PIPES_MAX;
 
 // One step of the walk.
 struct PipeCopy {
@@ -83,6 +89,23 @@ class KIV_API PipeCopies {
   U32 epoch_;
   U32 pipes_;
   U32 copiesPerPipe_;
+};
+
+// The copies of a walk from the last one back, for releases. The bounds must not change during the
+// walk.
+class CopiesBackwards {
+ public:
+  explicit CopiesBackwards( PipeCopies walk ) {
+    for ( const PipeCopy c : walk )
+      copies_[ size_++ ] = c;
+  }
+
+  auto begin() const { return std::make_reverse_iterator( copies_ + size_ ); }
+  auto end() const { return std::make_reverse_iterator( copies_ ); }
+
+ private:
+  PipeCopy copies_[ copiesMax ];
+  size_t size_ = 0;
 };
 
 // The attributes that decide the copies.

@@ -290,7 +290,6 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   mutable Kiv::Ptr< UnitEntriesCreated > lastEntries_;
   mutable U32 lastUnit_ = 0;
   // The counter records of the group's copies, cached.
-  static constexpr size_t copiesMax = size_t( 2 ) * BCM_PIPES_MAX;
   mutable std::array< Kiv::Ptr< GroupCounts >, copiesMax > counts_;
   mutable std::array< U32, copiesMax > countsGroup_{};
 };

@@ -230,12 +230,9 @@ void EntryAllocation::loseRangeEntry() {
   if ( !user_.holdsRange() || !entries().rangeCreated() || entries().rangeEntryMissing( entry_ ) )
     return;
   Release release( groups_, unit_ );
-  SmallList< PipeCopy, 8 > all;
-  for ( const PipeCopy c : copies() )
-    all.push( c );
-  for ( U32 i = all.size(); i-- > 0; ) {
-    release.add( { cleanupDestroyEntries, all[ i ].entryId( entry_ ), 1, all[ i ].pipeGroup } );
-    uncountEntries( user_.countsOf( all[ i ] ), unit_, 1 );
+  for ( const PipeCopy & c : CopiesBackwards( copies() ) ) {
+    release.add( { cleanupDestroyEntries, c.entryId( entry_ ), 1, c.pipeGroup } );
+    uncountEntries( user_.countsOf( c ), unit_, 1 );
   }
   entries().rangeEntryMissingIs( entry_, true );
   release.run();

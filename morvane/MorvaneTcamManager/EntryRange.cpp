@@ -100,22 +100,19 @@ void EntryRange::createEntry( U32 entry, Rollback & rollback ) {
 }
 
 bool EntryRange::drop( Release & release ) {
-  SmallList< PipeCopy, 8 > all;
-  for ( const PipeCopy c : copies() )
-    all.push( c );
   bool sliceFreed = false;
-  for ( U32 i = all.size(); i-- > 0; ) {
-    U32 dropped = 0;
-    dropCopy( all[ i ], release, dropped );
-    sliceFreed = uncountEntries( user_.countsOf( all[ i ] ), unit_, dropped ) || sliceFreed;
+  for ( const PipeCopy & c : CopiesBackwards( copies() ) ) {
+    const U32 dropped = dropCopy( c, release );
+    sliceFreed = uncountEntries( user_.countsOf( c ), unit_, dropped ) || sliceFreed;
   }
   entries().rangeEntryMissingDelAll();
   entries().rangeCreatedIs( false );
   return sliceFreed;
 }
 
-// One step for each run of existing entries, the last run first.
-void EntryRange::dropCopy( const PipeCopy & at, Release & release, U32 & dropped ) {
+// One step for each run of existing entries, the last run first. Returns how many entries exist.
+U32 EntryRange::dropCopy( const PipeCopy & at, Release & release ) {
+  U32 dropped = 0;
   U32 end = user_.endEntry();
   while ( end > user_.baseEntry() ) {
     U32 begin = end;
@@ -126,6 +123,7 @@ void EntryRange::dropCopy( const PipeCopy & at, Release & release, U32 & dropped
     dropped += end - begin;
     end = begin > user_.baseEntry() ? begin - 1 : begin;
   }
+  return dropped;
 }
 
 U32 EntryRange::available() {

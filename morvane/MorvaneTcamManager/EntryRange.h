@@ -32,7 +32,7 @@ class EntryRange : private EntryTopic {
 
  private:
   void createEntry( U32 entry, Rollback & rollback );
-  void dropCopy( const PipeCopy & at, Release & release, U32 & dropped );
+  U32 dropCopy( const PipeCopy & at, Release & release );
   U32 roomFor( U32 range );
 
   U32 size() const { return user_.endEntry() - user_.baseEntry(); }

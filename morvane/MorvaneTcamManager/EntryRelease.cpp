@@ -19,50 +19,48 @@ void EntryRelease::drop( U32 entry ) {
                               << "(entry=0x" << Snaptrace::hex( entry ) << ")";
   assertTaken( entries(), entry );
   EntryRecords records( *this );
-  SmallList< PipeCopy, 8 > all;
-  for ( const PipeCopy c : copies() )
-    all.push( c );
+  const CopiesBackwards all( copies() );
 
   if ( entries().entryInstalled( entry ) )
-    for ( U32 i = all.size(); i-- > 0; )
-      release_.add( { cleanupRemoveEntry, all[ i ].entryId( entry ) } );
+    for ( const PipeCopy & c : all )
+      release_.add( { cleanupRemoveEntry, c.entryId( entry ) } );
   if ( groups_.ovidWar( user_.group() ) )
     OvidTwins( *this ).forget( entry );
   const bool range = user_.holdsRange();
   if ( range )
     enableCopies( all, entry );
   // The records do not say whether the entry has a policer, and a busy entry cannot be destroyed.
-  for ( U32 i = all.size(); i-- > 0; )
-    release_.add( { cleanupDetachAllPolicers, all[ i ].entryId( entry ) } );
+  for ( const PipeCopy & c : all )
+    release_.add( { cleanupDetachAllPolicers, c.entryId( entry ) } );
   records.dropOwner( entry );
   if ( user_.allocateStatsPerEntry() )
     dropStats( all, entry );
   records.dropRest( entry );
-  for ( U32 i = all.size(); i-- > 0; ) {
-    const U32 entryId = all[ i ].entryId( entry );
+  for ( const PipeCopy & c : all ) {
+    const U32 entryId = c.entryId( entry );
     if ( range ) {
       release_.add( { cleanupClearRule, entryId } );
       continue;
     }
-    release_.add( { cleanupDestroyEntries, entryId, 1, all[ i ].pipeGroup } );
-    sliceFreed_ = uncountEntries( user_.countsOf( all[ i ] ), unit_, 1 ) || sliceFreed_;
+    release_.add( { cleanupDestroyEntries, entryId, 1, c.pipeGroup } );
+    sliceFreed_ = uncountEntries( user_.countsOf( c ), unit_, 1 ) || sliceFreed_;
   }
   freed_ = true;
 }
 
-void EntryRelease::dropStats( const SmallList< PipeCopy, 8 > & all, U32 entry ) {
+void EntryRelease::dropStats( const CopiesBackwards & all, U32 entry ) {
   EntryStats stats( *this );
-  for ( U32 i = all.size(); i-- > 0; )
-    stats.drop( all[ i ].entryId( entry ), release_ );
+  for ( const PipeCopy & c : all )
+    stats.drop( c.entryId( entry ), release_ );
 }
 
 // A range keeps its hardware entries, which must be enabled for their next use.
-void EntryRelease::enableCopies( const SmallList< PipeCopy, 8 > & all, U32 entry ) {
+void EntryRelease::enableCopies( const CopiesBackwards & all, U32 entry ) {
   const bool disabled = entries().entryDisabled( entry );
   const bool twinIdle = entries().ovidTwinIdle( entry );
-  for ( U32 i = all.size(); i-- > 0; )
-    if ( disabled || ( twinIdle && all[ i ].pipe != 0 ) )
-      release_.add( { cleanupEnableEntry, all[ i ].entryId( entry ), 1 } );
+  for ( const PipeCopy & c : all )
+    if ( disabled || ( twinIdle && c.pipe != 0 ) )
+      release_.add( { cleanupEnableEntry, c.entryId( entry ), 1 } );
 }
 
 void EntryRelease::dropIdle() {

@@ -31,8 +31,8 @@ class EntryRelease : private EntryTopic {
   void dropRange();
 
  private:
-  void dropStats( const SmallList< PipeCopy, 8 > & all, U32 entry );
-  void enableCopies( const SmallList< PipeCopy, 8 > & all, U32 entry );
+  void dropStats( const CopiesBackwards & all, U32 entry );
+  void enableCopies( const CopiesBackwards & all, U32 entry );
 
   Release & release_;
   bool sliceFreed_ = false;
