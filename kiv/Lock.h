@@ -15,6 +15,8 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <cerrno>
+#include <type_traits>
 
 #include "kiv/Export.h"
 #include "kiv/ThreadAnnotations.h"
@@ -23,8 +25,7 @@ namespace Kiv {
 
 class KIV_CAPABILITY( "mutex" ) KIV_API Lock {
  public:
-  Lock();
-  ~Lock();
+  constexpr Lock() = default;
   Lock( const Lock & ) = delete;
   Lock & operator=( const Lock & ) = delete;
 
@@ -36,22 +37,35 @@ class KIV_CAPABILITY( "mutex" ) KIV_API Lock {
   void assumeHeld() const KIV_ASSERT_CAPABILITY( this ) {}
   // Whether some activity holds the lock now.
   bool held() const { return owner_.load( std::memory_order_relaxed ) != nobody; }
-  // Whether the calling thread does.
-  bool heldByThisThread() const {
-    return owner_.load( std::memory_order_relaxed ) == pthread_self();
+  // Whether that thread does; `thread` is the calling one.
+  bool heldBy( pthread_t thread ) const {
+    return owner_.load( std::memory_order_relaxed ) == thread;
   }
+  bool heldByThisThread() const { return heldBy( pthread_self() ); }
 
  private:
   friend class LockGuard;
   friend class UnlockAnchor;
 
-  // Take and release without an exception; the result is an errno value, 0 for success.
-  int grab() noexcept KIV_NO_THREAD_SAFETY_ANALYSIS;
-  int drop() noexcept KIV_NO_THREAD_SAFETY_ANALYSIS;
+  // Take and release without an exception; the result is an errno value, 0 for success. Inline,
+  // because every SDK call takes and releases the activity lock.
+  int grab() noexcept KIV_NO_THREAD_SAFETY_ANALYSIS {
+    const int rc = pthread_mutex_lock( &mutex_ );
+    if ( rc == 0 ) [[likely]]
+      owner_.store( pthread_self(), std::memory_order_relaxed );
+    return rc;
+  }
+  int drop() noexcept KIV_NO_THREAD_SAFETY_ANALYSIS {
+    // A thread that does not hold the lock must not touch the owner, not even briefly.
+    if ( !heldByThisThread() ) [[unlikely]]
+      return EPERM;
+    owner_.store( nobody, std::memory_order_relaxed );
+    return pthread_mutex_unlock( &mutex_ );
+  }
 
   static constexpr pthread_t nobody = 0;  // no thread has this name on Linux
 
-  pthread_mutex_t mutex_;
+  pthread_mutex_t mutex_ = PTHREAD_ERRORCHECK_MUTEX_INITIALIZER_NP;
   std::atomic< pthread_t > owner_{ nobody };
 };
 
@@ -73,22 +87,36 @@ class KIV_SCOPED_CAPABILITY KIV_API UnlockAnchor {
  public:
   // Throws InternalException( "Lock Protocol exception -- unlocking an unreleasable lock" ) when
   // the lock is not held, ErrnoException( "Failed to release the lock" ) when unlocking fails.
-  explicit UnlockAnchor( Lock & lock ) KIV_RELEASE( lock );
+  explicit UnlockAnchor( Lock & lock ) KIV_RELEASE( lock ) KIV_NO_THREAD_SAFETY_ANALYSIS
+      : lock_( lock ) {
+    if ( const int rc = lock_.drop(); rc != 0 ) [[unlikely]]
+      throwNotReleased( rc );
+  }
   // Throws InternalException( "Lock was already grabbed in UnlockAnchor destructor!" ) when this
   // thread holds the lock already, ErrnoException( "Failed to grab lock" ) for other failures;
   // never while another exception is in flight.
-  ~UnlockAnchor() noexcept( false ) KIV_RELEASE();
+  ~UnlockAnchor() noexcept( false ) KIV_RELEASE() KIV_NO_THREAD_SAFETY_ANALYSIS {
+    if ( const int rc = lock_.grab(); rc != 0 ) [[unlikely]]
+      throwNotTaken( rc );
+  }
   UnlockAnchor( const UnlockAnchor & ) = delete;
   UnlockAnchor & operator=( const UnlockAnchor & ) = delete;
 
  private:
+  [[noreturn]] void throwNotReleased( int rc ) const;
+  void throwNotTaken( int rc ) const;
+
   Lock & lock_;
 };
 
+// The one activity lock of the process; usable before any constructor has run and never destroyed:
+// activities may still run while the process exits.
+extern KIV_API constinit Lock activityLock;
+static_assert( std::is_trivially_destructible_v< Lock > );
+
 // Names the lock that the agent's activity holds while library code runs.
 struct KIV_API ActivityUnlockAnchor {
-  // The one activity lock of the process; never destroyed.
-  static Lock & lock();
+  static Lock & lock() { return activityLock; }
 };
 
 }  // namespace Kiv
