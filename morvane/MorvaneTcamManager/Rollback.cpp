@@ -12,10 +12,13 @@ void finishUnitCleanup( MorvaneTcamGroupManager & manager, U32 unit ) {
   while ( cleanup->stepSize() != 0 ) {
     const U32 number = cleanup->stepIterConst().key();
     CleanupStep step = cleanup->step( number );
-    if ( makeCleanupStep( manager, unit, step ) )
-      cleanup->stepDel( number );
-    else
+    try {
+      makeCleanupStep( manager, unit, step );
+    } catch ( ... ) {
       cleanup->stepIs( number, step );
+      throw;
+    }
+    cleanup->stepDel( number );
   }
   manager.unitCleanupDel( unit );
 }
@@ -45,9 +48,8 @@ void Release::run() {
   }
   U32 next = 0;
   try {
-    while ( next < steps_.size() )
-      if ( makeCleanupStep( manager_, unit_, steps_[ next ] ) )
-        ++next;
+    for ( ; next < steps_.size(); ++next )
+      makeCleanupStep( manager_, unit_, steps_[ next ] );
   } catch ( ... ) {
     deferFrom( next );
     throw;

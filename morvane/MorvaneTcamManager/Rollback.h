@@ -33,9 +33,8 @@
 
 namespace Morvane {
 
-// Makes the step; false when more remains to be done, which the step then holds. Leaves the step
-// unchanged when the hardware throws.
-bool makeCleanupStep( MorvaneTcamGroupManager & manager, U32 unit, CleanupStep & step );
+// Makes the step. When the hardware throws, the step is what remains to be done.
+void makeCleanupStep( MorvaneTcamGroupManager & manager, U32 unit, CleanupStep & step );
 
 // Makes the unfinished steps of a unit, oldest first. Does nothing if called while it runs.
 void finishUnitCleanup( MorvaneTcamGroupManager & manager, U32 unit );
