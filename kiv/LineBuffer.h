@@ -5,9 +5,11 @@
 //
 // The buffer is on the stack of the thread that builds the line: a function called while the
 // line is built may trace too.
+//
+// Cost: what builds a line is marked cold, because traces are rarely on. Compilers then keep it
+// away from the code around the trace.
 #pragma once
 
-#include <charconv>
 #include <concepts>
 #include <string_view>
 #include <type_traits>
@@ -40,17 +42,20 @@ class KIV_API LineBuffer {
   // Ends with a zero byte.
   const char * charPtr() const { return text_; }
 
-  void append( std::string_view text );
+  [[gnu::cold]] void append( std::string_view text );
   void append( const char * text ) { append( std::string_view( text ? text : "(null)" ) ); }
   void append( const String8 & text ) { append( text.view() ); }
   void append( const Name & name ) { append( name.value().view() ); }
   void append( char character ) { append( std::string_view( &character, 1 ) ); }
   void append( bool value ) { append( value ? "true" : "false" ); }
-  void append( Hex number ) { appendNumber( number.value, 16 ); }
+  [[gnu::cold]] void append( Hex number );
 
   template < std::integral T >
   void append( T number ) {
-    appendNumber( number, 10 );
+    if constexpr ( std::is_signed_v< T > )
+      appendSigned( number );
+    else
+      appendUnsigned( number );
   }
 
   // The enumerator's name where enumName knows it, otherwise the number.
@@ -67,12 +72,8 @@ class KIV_API LineBuffer {
   }
 
  private:
-  template < std::integral T >
-  void appendNumber( T number, int base ) {
-    char digits[ 24 ];
-    auto end = std::to_chars( digits, digits + sizeof digits, number, base ).ptr;
-    append( std::string_view( digits, static_cast< std::size_t >( end - digits ) ) );
-  }
+  [[gnu::cold]] void appendSigned( S64 number );
+  [[gnu::cold]] void appendUnsigned( U64 number );
 
   U32 size_ = 0;
   char text_[ capacity ];

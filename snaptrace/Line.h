@@ -61,11 +61,10 @@ inline bool isEnabled( RingTarget ring, TextTarget text, U32 level ) {
 // One line; written to each side that was enabled at its construction when it is destroyed.
 class KIV_API Line {
  public:
-  Line( RingTarget ring, TextTarget text, U32 level )
-      : ring_( ring.enabledHandle() ), text_( text.enabledHandle( level ) ), level_( level ) {}
+  [[gnu::cold]] Line( RingTarget ring, TextTarget text, U32 level );
   Line( const Line & ) = delete;
   Line & operator=( const Line & ) = delete;
-  ~Line();
+  [[gnu::cold]] ~Line();
 
   template < class T >
   Line & operator<<( const T & piece ) {
