@@ -190,7 +190,7 @@ class Values : public AttributeBase {
 
   // Inserts or replaces; whether that changed anything.
   bool set( const K & key, V value ) {
-    auto [ member, inserted ] = map_.insert( key, value );
+    auto [ member, inserted ] = map_.insert( key, std::move( value ) );
     if ( !inserted ) {
       if ( *member == value )
         return false;

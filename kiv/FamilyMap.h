@@ -48,25 +48,26 @@ class FamilyMap {
 
   // The member, or null. Valid until the member is removed.
   V * find( const K & key ) {
-    const U32 node = nodeOf( key );
-    return node != noNode && familyAt( node ).has( placeOf( key ) ) ? &valueAt( node, key )
-                                                                    : nullptr;
+    Family * const family = familyOf( key );
+    return family && family->has( placeOf( key ) ) ? &family->values[ placeOf( key ) ] : nullptr;
   }
   const V * find( const K & key ) const { return const_cast< FamilyMap * >( this )->find( key ); }
   V * operator[]( const K & key ) { return find( key ); }
   const V * operator[]( const K & key ) const { return find( key ); }
 
-  // Inserts unless the key is present: the member with this key, and whether it is new.
-  std::pair< V *, bool > insert( const K & key, V value ) {
-    U32 node = nodeOf( key );
-    if ( node == noNode )
-      last_ = node = families_.insertNode( familyOf( key ), Family(), iters_.empty() );
-    KIV_ASSERT( node < noNode / places );
-    Family & family = familyAt( node );
-    V & place = valueAt( node, key );
-    if ( family.has( placeOf( key ) ) )
+  // Inserts unless the key is present: the member with this key, and whether it is new. The value
+  // is moved from only if it is.
+  std::pair< V *, bool > insert( const K & key, const V & value ) {
+    return insert( key, V( value ) );
+  }
+  std::pair< V *, bool > insert( const K & key, V && value ) {
+    Family * family = familyOf( key );
+    if ( !family )
+      family = insertFamily( key );
+    V & place = family->values[ placeOf( key ) ];
+    if ( family->has( placeOf( key ) ) )
       return { &place, false };
-    family.present |= bitOf( key );
+    family->present |= bitOf( key );
     place = std::move( value );
     ++size_;
     return { &place, true };
@@ -78,18 +79,17 @@ class FamilyMap {
   // Removes a member and returns its value, or nothing. The value is destroyed by the caller, so
   // that its destructor may change, clear or destroy the map.
   std::optional< V > take( const K & key ) {
-    const U32 node = nodeOf( key );
-    if ( node == noNode || !familyAt( node ).has( placeOf( key ) ) )
+    Family * const family = familyOf( key );
+    if ( !family || !family->has( placeOf( key ) ) )
       return std::nullopt;
     if ( !iters_.empty() )
-      Iter::memberRemoved( iters_, node * places + placeOf( key ) );
-    Family & family = familyAt( node );
-    std::optional< V > value( std::exchange( valueAt( node, key ), V() ) );
-    family.present &= static_cast< U8 >( ~bitOf( key ) );
+      Iter::memberRemoved( iters_, last_.node * places + placeOf( key ) );
+    std::optional< V > value( std::exchange( family->values[ placeOf( key ) ], V() ) );
+    family->present &= static_cast< U8 >( ~bitOf( key ) );
     --size_;
-    if ( family.present == 0 ) {
-      last_ = noNode;
-      families_.erase( familyOf( key ) );
+    if ( family->present == 0 ) {
+      last_ = {};
+      families_.erase( keyOf( key ) );
     }
     return value;
   }
@@ -97,7 +97,7 @@ class FamilyMap {
   // Removes all members; iterators are at the end afterwards.
   void clear() {
     Iter::mapEnded( iters_ );
-    last_ = noNode;
+    last_ = {};
     size_ = 0;
     families_.clear();
   }
@@ -122,18 +122,27 @@ class FamilyMap {
 
   static U32 placeOf( U32 key ) { return key >> firstBit & ( places - 1 ); }
   static U8 bitOf( U32 key ) { return static_cast< U8 >( 1u << placeOf( key ) ); }
-  static U32 familyOf( U32 key ) { return key & ~( ( places - 1 ) << firstBit ); }
+  // The key of the family: that of its first place.
+  static U32 keyOf( U32 key ) { return key & ~( ( places - 1 ) << firstBit ); }
 
   Family & familyAt( U32 node ) { return families_.table_.nodes[ node ].value; }
   const Family & familyAt( U32 node ) const { return families_.table_.nodes[ node ].value; }
-  V & valueAt( U32 node, U32 key ) { return familyAt( node ).values[ placeOf( key ) ]; }
 
-  // The node of the key's family, or noNode.
-  U32 nodeOf( U32 key ) {
-    const U32 family = familyOf( key );
-    if ( last_ == noNode || families_.table_.nodes[ last_ ].key != family )
-      last_ = families_.findNode( family );
-    return last_;
+  // The family of the key, which is then the last one; or null.
+  Family * familyOf( U32 key ) {
+    if ( !last_.family || last_.key != keyOf( key ) )
+      search( keyOf( key ) );
+    return last_.family;
+  }
+  void search( U32 family ) {
+    const U32 node = families_.findNode( family );
+    last_ = { family, node, node == noNode ? nullptr : &familyAt( node ) };
+  }
+  Family * insertFamily( U32 key ) {
+    const U32 node = families_.insertNode( keyOf( key ), Family(), iters_.empty() );
+    KIV_ASSERT( node < noNode / places );
+    last_ = { keyOf( key ), node, &familyAt( node ) };
+    return last_.family;
   }
 
   // The iterator's steps; it counts places.
@@ -152,7 +161,12 @@ class FamilyMap {
   }
 
   HashMap< U32, Family > families_;
-  U32 last_ = noNode;  // the family that was searched last
+  // The family that was searched last, if it was found. Families do not move.
+  struct {
+    U32 key = 0;
+    U32 node = noNode;
+    Family * family = nullptr;
+  } last_;
   U32 size_ = 0;
   mutable MapIterList iters_;
 };

@@ -21,6 +21,7 @@
 #include <algorithm>
 #include <memory>
 #include <optional>
+#include <type_traits>
 #include <utility>
 
 #include "kiv/Hash.h"
@@ -50,33 +51,37 @@ class HashMap {
   V * operator[]( const K & key ) { return find( key ); }
   const V * operator[]( const K & key ) const { return find( key ); }
 
-  // Inserts unless the key is present: the member with this key, and whether it is new.
-  std::pair< V *, bool > insert( const K & key, V value ) {
+  // Inserts unless the key is present: the member with this key, and whether it is new. The value
+  // is moved from only if it is.
+  std::pair< V *, bool > insert( const K & key, const V & value ) {
+    return insert( key, V( value ) );
+  }
+  std::pair< V *, bool > insert( const K & key, V && value ) {
     if ( V * present = valueOrNull( findNode( key ) ) )
       return { present, false };
     return { valueOrNull( insertNode( key, std::move( value ), iters_.empty() ) ), true };
   }
 
   // Whether there was such a member.
-  bool erase( const K & key ) { return take( key ).has_value(); }
+  bool erase( const K & key ) {
+    // Only a destructor can touch the map while its value is in the table.
+    if constexpr ( std::is_trivially_destructible_v< V > ) {
+      const U32 node = unlink( key );
+      if ( node != noNode )
+        table_.nodes.destroy( node );
+      return node != noNode;
+    } else {
+      return take( key ).has_value();
+    }
+  }
 
   // Removes a member and returns its value, or nothing. The value is destroyed by the caller, so
   // that its destructor may change, clear or destroy the map.
   std::optional< V > take( const K & key ) {
-    if ( table_.size == 0 )
-      return std::nullopt;
-    U32 * link = &table_.heads[ bucketOf( hash( key ) ) ];
-    while ( *link != noNode && !( table_.nodes[ *link ].key == key ) )
-      link = &table_.nodes[ *link ].next;
-    const U32 node = *link;
+    const U32 node = unlink( key );
     if ( node == noNode )
       return std::nullopt;
-    if ( !iters_.empty() )
-      Iter::memberRemoved( iters_, node );
-    Node & member = table_.nodes[ node ];
-    *link = member.next;
-    --table_.size;
-    std::optional< V > value( std::move( member.value ) );
+    std::optional< V > value( std::move( table_.nodes[ node ].value ) );
     table_.nodes.destroy( node );
     return value;
   }
@@ -139,9 +144,27 @@ class HashMap {
 
   V * valueOrNull( U32 node ) { return node == noNode ? nullptr : &table_.nodes[ node ].value; }
 
+  // Takes a member out of its bucket and returns its node, which the caller destroys; or noNode.
+  U32 unlink( const K & key ) {
+    if ( table_.size == 0 )
+      return noNode;
+    U32 * link = &table_.heads[ bucketOf( hash( key ) ) ];
+    while ( *link != noNode && !( table_.nodes[ *link ].key == key ) )
+      link = &table_.nodes[ *link ].next;
+    const U32 node = *link;
+    if ( node == noNode )
+      return noNode;
+    if ( !iters_.empty() )
+      Iter::memberRemoved( iters_, node );
+    *link = table_.nodes[ node ].next;
+    --table_.size;
+    return node;
+  }
+
   // The node of a new member. No iterator may be under way where the buckets are to grow.
   U32 insertNode( const K & key, V && value, bool grows ) {
-    if ( grows || table_.bucketCount == 0 )
+    const U32 room = table_.bucketCount * membersPerBucket;
+    if ( table_.size >= room && ( grows || room == 0 ) ) [[unlikely]]
       growFor( table_.size + 1 );
     const U32 node = table_.nodes.create( Node{ noNode, key, std::move( value ) } );
     table_.nodes[ node ].next = std::exchange( table_.heads[ bucketOf( hash( key ) ) ], node );
@@ -149,9 +172,8 @@ class HashMap {
     return node;
   }
 
+  // So that `size` members, more than there is room for, have room.
   void growFor( U32 size ) {
-    if ( size <= table_.bucketCount * membersPerBucket )
-      return;
     U32 count = table_.bucketCount == 0 ? firstBucketCount : table_.bucketCount;
     while ( count * membersPerBucket < size )
       count *= 2;

@@ -88,7 +88,7 @@ class RbTree {
     return node != noNode && pool[ node ].links.red;
   }
 
-  static void adopt( Pool & pool, U32 parent, U32 side, U32 child ) {
+  [[gnu::always_inline]] static void adopt( Pool & pool, U32 parent, U32 side, U32 child ) {
     pool[ parent ].links.child[ side ] = child;
     if ( child != noNode )
       pool[ child ].links.parent = parent;

@@ -45,8 +45,12 @@ class RbTreeMap {
   V * operator[]( const K & key ) { return find( key ); }
   const V * operator[]( const K & key ) const { return find( key ); }
 
-  // Inserts unless the key is present: the member with this key, and whether it is new.
-  std::pair< V *, bool > insert( const K & key, V value ) {
+  // Inserts unless the key is present: the member with this key, and whether it is new. The value
+  // is moved from only if it is.
+  std::pair< V *, bool > insert( const K & key, const V & value ) {
+    return insert( key, V( value ) );
+  }
+  std::pair< V *, bool > insert( const K & key, V && value ) {
     // Down to a leaf without a branch on the comparison, which no processor could predict; the
     // last node that was not below the key is the only one that can have it.
     U32 parent = noNode;
