@@ -101,11 +101,11 @@ extern KIV_API Kiv::TraceHandle sdkTrace;  // the text trace of the calls
 inline bool sdkTraceEnabled() {
   return bcmFpCmd.enabled() || sdkTrace.enabled( 0 );
 }
-KIV_API void traceSdkResult( const SdkCallSite & site, int rc );
-KIV_API void traceSdkUnchecked( const SdkCallSite & site );
+[[gnu::cold]] KIV_API void traceSdkResult( const SdkCallSite & site, int rc );
+[[gnu::cold]] KIV_API void traceSdkUnchecked( const SdkCallSite & site );
 
 // Prints the failed call and ends the process.
-[[noreturn]] KIV_API void failSdkCall( const SdkCallSite & site, int rc );
+[[noreturn, gnu::cold]] KIV_API void failSdkCall( const SdkCallSite & site, int rc );
 
 // A `tolerated` code that no call returns: no failure is tolerated.
 inline constexpr int tolerateNothing = 0;
@@ -140,10 +140,13 @@ void callSdkUnchecked( const SdkCallSite & site, const SdkBoundCall< Call > & bo
 
 }  // namespace Shim
 
-#define SDK_SITE( text, resultLabel )                          \
-  ::Shim::SdkCallSite {                                        \
-    text, __FILE__, __LINE__, __PRETTY_FUNCTION__, resultLabel \
-  }
+// An expression: the site as a constant, so that a call does not build it.
+#define SDK_SITE( text, resultLabel )                                                     \
+  *__extension__( {                                                                       \
+    static constexpr ::Shim::SdkCallSite sdkCallSite{ text, __FILE__, __LINE__,           \
+                                                      __PRETTY_FUNCTION__, resultLabel }; \
+    &sdkCallSite;                                                                         \
+  } )
 
 #define SDK_CALL( ... ) \
   ::Shim::callSdk( SDK_SITE( #__VA_ARGS__, " (rc:" ), ::Shim::SdkCalls{}.__VA_ARGS__ )
