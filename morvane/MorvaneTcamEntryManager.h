@@ -274,17 +274,38 @@ class KIV_API MorvaneTcamEntryManager : public Kiv::Entity {
   // --- For the library, and for auditors -------------------------------------------------------
 
   // The records of a unit; asserts that they exist.
-  const Kiv::Ptr< UnitEntriesCreated > & unitEntries( U32 unit ) const;
+  const Kiv::Ptr< UnitEntriesCreated > & unitEntries( U32 unit ) const {
+    // Cached records that were deleted from the collection have no parent.
+    if ( lastUnit_ != unit || !lastEntries_ || lastEntries_->parent() != this ) [[unlikely]]
+      findUnitEntries( unit );
+    return lastEntries_;
+  }
   // The walk over the hardware copies of this user's entries.
-  PipeCopies copies( U32 unit ) const;
+  PipeCopies copies( U32 unit ) const {
+    if ( !walk_ || walk_->unit() != unit ) [[unlikely]]
+      findCopies( unit );
+    return *walk_;
+  }
   // The counter records of one of them.
-  GroupCounts & countsOf( const PipeCopy & at ) const;
+  GroupCounts & countsOf( const PipeCopy & at ) const {
+    const U32 index = at.pipe * 2 + at.copy;
+    const Kiv::Ptr< GroupCounts > & counts = counts_[ index ];
+    // A cached record that was deleted from the collection has no parent.
+    if ( !counts || !counts->parent() || countsGroup_[ index ] != at.pipeGroup ) [[unlikely]]
+      findCounts( index, at.pipeGroup );
+    return *counts;
+  }
   // Whether its entries are created in advance, all at once.
   bool holdsRange() const {
     return strategy() == tcamAllocateAtBeginning || strategy() == tcamAllocateAsChunk;
   }
 
  private:
+  // Fill the caches below.
+  void findUnitEntries( U32 unit ) const;
+  void findCopies( U32 unit ) const;
+  void findCounts( U32 index, U32 pipeGroup ) const;
+
   // The walk and the records of the last unit, cached for the next operation.
   mutable std::optional< PipeCopies > walk_;
   mutable Kiv::Ptr< UnitEntriesCreated > lastEntries_;

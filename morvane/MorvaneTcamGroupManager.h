@@ -167,6 +167,10 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   // The manager that owns an entry id, whatever the unit.
   KIV_VALUES( Kiv::HashMap, U32, Kiv::Ptr< MorvaneTcamEntryManager >, tcamManagerForEntry,
               TcamManagerForEntry );
+  bool isOwner( const MorvaneTcamEntryManager & user, U32 entry ) const {
+    const auto owner = tcamManagerForEntry_.map().find( entry );
+    return owner && owner->rawPtr_ == &user;
+  }
 
   // Managers of reservations with and without a size. The operations with parameters get or create;
   // a second call with other parameters throws NameInUseException.

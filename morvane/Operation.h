@@ -51,7 +51,7 @@ class KIV_API Operation {
   // On all units: start-up, re-initialisation and finishing the cleanup. Does no cleanup itself,
   // and allows a manager that has not started.
   explicit Operation( const MorvaneTcamGroupManager & manager );
-  ~Operation() = default;
+  ~Operation();
   Operation( const Operation & ) = delete;
   Operation & operator=( const Operation & ) = delete;
 
@@ -59,21 +59,13 @@ class KIV_API Operation {
   static U32 waiting();
 
  private:
-  // Scope during which the activity is inside.
-  class KIV_API Pass {
-   public:
-    explicit Pass( const Kiv::Entity & object );
-    ~Pass();
-    Pass( const Pass & ) = delete;
-    Pass & operator=( const Pass & ) = delete;
+  struct Inside {};
+  // Begins to be inside, or to be inside once more. The others build on it, so that one that throws
+  // ends that.
+  [[gnu::always_inline]] inline Operation( Inside, const Kiv::Entity & object );
+  void wait( const Kiv::Entity & object );
 
-   private:
-    void wait( const Kiv::Entity & object );
-
-    Kiv::Ptr< const Kiv::Entity > kept_;  // the object, during and after a wait
-  };
-
-  Pass pass_;
+  Kiv::Ptr< const Kiv::Entity > kept_;  // the object, during and after a wait
 };
 
 }  // namespace Morvane

@@ -25,6 +25,6 @@ class KIV_API StatTypes : public Kiv::Entity {
 };
 
 // The default: packets at index 0 and bytes at index 1. One shared object; do not change it.
-KIV_API Kiv::ValidPtr< StatTypes > defaultStatTypes();
+KIV_API const Kiv::ValidPtr< StatTypes > & defaultStatTypes();
 
 }  // namespace Morvane

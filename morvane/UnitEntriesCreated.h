@@ -128,6 +128,8 @@ class KIV_API UnitEntriesCreated final : public Kiv::Entity {
   KIV_VALUES( Kiv::HashMap, U32, U32, statTypes, StatTypes );
   // Whether a logical entry is installed; present for every member of entryCreated.
   KIV_VALUES( Kiv::HashMap, U32, bool, entryInstalled, EntryInstalled );
+  // The same: null where entryCreated has no member either, except for a placeholder.
+  const bool * installedMark( U32 entry ) const { return entryInstalled_.map().find( entry ); }
   // Disabled logical entries; absent means enabled.
   KIV_VALUES( Kiv::HashMap, U32, bool, entryDisabled, EntryDisabled );
   // Loopback redirect in force, by logical entry.

@@ -13,9 +13,7 @@ namespace Morvane {
 void EntryInstall::install( U32 entry ) {
   MORVANE_TRACE( traceEntry ) << "installEntry"
                               << " entry " << entry;
-  const bool wasInstalled = entries().entryInstalled( entry );
-  if ( !wasInstalled )
-    assertTaken( entries(), entry );
+  const bool wasInstalled = assertTaken( entries(), entry );
   Rollback rollback( groups_ );
   writeCopies( entry, rollback, wasInstalled );
   rollback.commit();

@@ -20,7 +20,7 @@ namespace Morvane {
 
 // --- Records ---------------------------------------------------------------------------------
 
-Kiv::ValidPtr< StatTypes > defaultStatTypes() {
+const Kiv::ValidPtr< StatTypes > & defaultStatTypes() {
   static const Kiv::ValidPtr< StatTypes > types = [] {
     Kiv::ValidPtr< StatTypes > made( Kiv::make< StatTypes >( Kiv::Name( "defaultStatTypes" ) ) );
     made->typeIs( 0, bcmFieldStatPackets );
@@ -111,32 +111,20 @@ void MorvaneTcamEntryManager::releaseRanges() {
   }
 }
 
-const Kiv::Ptr< UnitEntriesCreated > & MorvaneTcamEntryManager::unitEntries( U32 unit ) const {
-  // Cached records that were deleted from the collection have no parent.
-  if ( lastUnit_ != unit || !lastEntries_ || lastEntries_->parent() != this ) {
-    lastEntries_ = internalUnitEntry( unit );
-    lastUnit_ = unit;
-    KIV_ASSERT( lastEntries_ && "The entry manager does not know the unit" );
-  }
-  return lastEntries_;
+void MorvaneTcamEntryManager::findUnitEntries( U32 unit ) const {
+  lastEntries_ = internalUnitEntry( unit );
+  lastUnit_ = unit;
+  KIV_ASSERT( lastEntries_ && "The entry manager does not know the unit" );
 }
 
-PipeCopies MorvaneTcamEntryManager::copies( U32 unit ) const {
-  if ( !walk_ || walk_->unit() != unit )
-    walk_ = holderOf( *this ).pipeCopies( unit, group() );
-  return *walk_;
+void MorvaneTcamEntryManager::findCopies( U32 unit ) const {
+  walk_ = holderOf( *this ).pipeCopies( unit, group() );
 }
 
-GroupCounts & MorvaneTcamEntryManager::countsOf( const PipeCopy & at ) const {
-  const U32 index = at.pipe * 2 + at.copy;
-  Kiv::Ptr< GroupCounts > & counts = counts_[ index ];
-  // A cached record that was deleted from the collection has no parent.
-  if ( !counts || counts->parent() == nullptr || countsGroup_[ index ] != at.pipeGroup ) {
-    counts = holderOf( *this ).groupCounts( at.pipeGroup );
-    countsGroup_[ index ] = at.pipeGroup;
-  }
-  KIV_ASSERT( counts );
-  return *counts;
+void MorvaneTcamEntryManager::findCounts( U32 index, U32 pipeGroup ) const {
+  counts_[ index ] = holderOf( *this ).groupCounts( pipeGroup );
+  countsGroup_[ index ] = pipeGroup;
+  KIV_ASSERT( counts_[ index ] );
 }
 
 // --- Identifiers and priorities --------------------------------------------------------------

@@ -6,15 +6,15 @@
 
 namespace Morvane {
 
-// Every member of entryCreated but the placeholder has an installation mark, which is faster to
-// find.
 bool isTaken( const UnitEntriesCreated & records, U32 entry ) {
-  return records.entryInstalledHas( entry ) ||
+  return records.installedMark( entry ) != nullptr ||
          ( entry == anyEntry && records.entryCreatedHas( entry ) );
 }
 
-void assertTaken( const UnitEntriesCreated & records, U32 entry ) {
-  KIV_ASSERT( isTaken( records, entry ) && "The entry is not handed out" );
+bool assertTaken( const UnitEntriesCreated & records, U32 entry ) {
+  const bool * const installed = records.installedMark( entry );
+  KIV_ASSERT( ( installed || isTaken( records, entry ) ) && "The entry is not handed out" );
+  return installed && *installed;
 }
 
 void EntryRecords::add( U32 entry, const Kiv::String8 & desc ) {
@@ -64,7 +64,7 @@ void EntryRecords::dropRest( U32 entry ) {
 
 // Entry ids, and so their owners, are shared by all units.
 void EntryRecords::dropOwner( U32 entry ) {
-  if ( groups_.tcamManagerForEntry( entry ).rawPtr_ != &user_ )
+  if ( !groups_.isOwner( user_, entry ) )
     return;
   if ( groups_.modChipInfoSize() == 1 ) {
     groups_.tcamManagerForEntryDel( entry );

@@ -7,7 +7,8 @@ namespace Morvane {
 
 // Whether the entry is handed out on the unit of the records.
 bool isTaken( const UnitEntriesCreated & records, U32 entry );
-void assertTaken( const UnitEntriesCreated & records, U32 entry );
+// Asserts that it is; whether it is installed.
+bool assertTaken( const UnitEntriesCreated & records, U32 entry );
 
 class EntryRecords : private EntryTopic {
  public:

@@ -17,11 +17,11 @@ EntryRelease::~EntryRelease() {
 void EntryRelease::drop( U32 entry ) {
   MORVANE_TRACE( traceEntry ) << "Unit: " << unit_ << " " << user_.name() << " releaseEntry"
                               << "(entry=0x" << Snaptrace::hex( entry ) << ")";
-  assertTaken( entries(), entry );
+  const bool installed = assertTaken( entries(), entry );
   EntryRecords records( *this );
   const CopiesBackwards all( copies() );
 
-  if ( entries().entryInstalled( entry ) )
+  if ( installed )
     for ( const PipeCopy & c : all )
       release_.add( { cleanupRemoveEntry, c.entryId( entry ) } );
   if ( groups_.ovidWar( user_.group() ) )

@@ -68,19 +68,22 @@ struct Gate {
 
 constinit Gate gate;
 
+[[noreturn, gnu::cold]] void throwLockNotHeld() {
+  throw Kiv::InternalException( "Lock Protocol exception -- operation without the activity lock" );
+}
+
 }  // namespace
 
 U32 Operation::waiting() {
   return gate.waiting;
 }
 
-Operation::Pass::Pass( const Kiv::Entity & object ) {
-  if ( !Kiv::ActivityUnlockAnchor::lock().heldByThisThread() )
-    throw Kiv::InternalException(
-        "Lock Protocol exception -- operation without the activity lock" );
-  KIV_ASSERT( !Shim::inSdkCall && "An SDK call must not call the TCAM manager" );
+inline Operation::Operation( Inside, const Kiv::Entity & object ) {
   const pthread_t self = pthread_self();
-  if ( gate.inside == Gate::nobody ) {
+  if ( !Kiv::ActivityUnlockAnchor::lock().heldBy( self ) )
+    throwLockNotHeld();
+  KIV_ASSERT( !Shim::inSdkCall && "An SDK call must not call the TCAM manager" );
+  if ( gate.inside == Gate::nobody ) [[likely]] {
     gate.inside = self;
     gate.depth = 1;
   } else if ( gate.inside == self ) {
@@ -90,7 +93,7 @@ Operation::Pass::Pass( const Kiv::Entity & object ) {
   }
 }
 
-void Operation::Pass::wait( const Kiv::Entity & object ) {
+void Operation::wait( const Kiv::Entity & object ) {
   kept_ = &object;
   Waiter waiter( pthread_self() );
   gate.append( waiter );
@@ -101,25 +104,25 @@ void Operation::Pass::wait( const Kiv::Entity & object ) {
     KIV_ASSERT( errno == EINTR );
 }
 
-Operation::Pass::~Pass() {
+Operation::~Operation() {
   if ( --gate.depth == 0 )
     gate.handOver();
 }
 
 Operation::Operation( const MorvaneTcamGroupManager & manager, U32 unit, Cleanup cleanup )
-    : pass_( manager ) {
+    : Operation( Inside(), manager ) {
   KIV_ASSERT( manager.started() && "The group manager has not been started" );
   if ( cleanup == Cleanup::first )
     finishCleanup( manager, unit );
 }
 
 Operation::Operation( const MorvaneTcamEntryManager & manager, U32 unit, Cleanup cleanup )
-    : pass_( manager ) {
+    : Operation( Inside(), manager ) {
   const MorvaneTcamGroupManager & holder = holderOf( manager );
   if ( cleanup == Cleanup::first )
     finishCleanup( holder, unit );
 }
 
-Operation::Operation( const MorvaneTcamGroupManager & manager ) : pass_( manager ) {}
+Operation::Operation( const MorvaneTcamGroupManager & manager ) : Operation( Inside(), manager ) {}
 
 }  // namespace Morvane
