@@ -180,6 +180,7 @@ TEST_F( ObserverTest, ExceptionReachesTheHookAndVisitContinues ) {
   EXPECT_EQ( testing::internal::GetCapturedStderr(),
              line + "a\n" + line + "unknown exception\n" + line + "c\n" + line + "c\n" );
   EXPECT_EQ( subject->level(), 1u );
+  EXPECT_STREQ( subject->fwkType(), "Kiv::Entity" );
 }
 
 TEST_F( ObserverTest, DestructionIsReportedOnceWhileTheSubjectIsIntact ) {

@@ -197,6 +197,9 @@ TEST( StrategyTest, FullGroupCompressesFreedSlicesAndRetries ) {
                ElementsAre( "group_status_get 1", "group_compress 1", "group_compress 7",
                             "group_status_get 1" ) );
   EXPECT_TRUE( sw.groups->sliceFreedSize() == 0 && sw.bounded( ipAclTcamGroup ).exhausted( 0 ) );
+  sw.log.clear();
+  sw.bounded( ipAclTcamGroup ).entriesAvailable( 0 );
+  EXPECT_EQ( sw.log.count( SdkOp::bcm_field_group_status_get ), 1U );
 }
 
 TEST( AllocationTest, CallerOrChipChoosesTheId ) {

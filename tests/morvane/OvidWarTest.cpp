@@ -69,6 +69,11 @@ TEST( OvidWarTest, ChangedBitmapUpdatesTheTwinsOfItsVlan ) {
   EXPECT_EQ( touched( 10, 1 ), "entry_reinstall 1010000,entry_reinstall 1010002" );
   EXPECT_EQ( touched( 11, 1 ), "" );  // the ports stay the same
   EXPECT_EQ( touched( 11, 2 ), "entry_reinstall 1010002" );
+  EXPECT_EQ( traced( [ & ] { s.untag( 0, 12, 0x2 ); } ), R"(
+4 fp qual 16842753 InPorts
+4 fp entry reinstall 16842753
+2 rewriteOvidTwin Entry installed: 16842753
+)" );
   s.match( 0, id, 6 );  // not installed with the changed ports
   touched( 10, 3 );
   EXPECT_EQ( s.ports( id, 0 ), "3" );

@@ -112,9 +112,14 @@ TEST( RangeCheckerTest, FailuresHaveTheirTextsAndKeepRecordsEqual ) {
                HasSubstr( " bcm_field_range_destroy( unit, data->unitId( unit ) ) API ERROR:" ) );
   sw.faults.disarm();
   user.getRangeChecker( 0, b );
-  user.releaseRangeChecker( 0, a );
   EXPECT_THAT( deathOf( [ & ] { user.releaseRangeChecker( 1, b ); } ),
                HasSubstr( "data->unitRefCount( unit ) > 0" ) );
+  // A release makes the steps that are waiting as well as its own.
+  sw.faults.arm( { .exception = bus } );
+  EXPECT_THROW( user.releaseRangeChecker( 0, a ), std::runtime_error );
+  sw.faults.disarm();
+  user.releaseRangeChecker( 0, b );
+  EXPECT_EQ( sw.groups->unfinishedCleanup( 0 ), 0U );
 }
 
 }  // namespace Test::RangeCheckers

@@ -184,6 +184,8 @@ TEST_F( GenericSwitchTest, FeaturesWorkThroughPublishedFunctions ) {
   EXPECT_THAT( types[ "Morvane::UnitEntriesCreated" ],
                testing::StartsWith( "name entryCreated entryStats groupId tcamEntryBcmPbmp "
                                     "loopbackPortRedirectAction outportsBcmPbmp statTypes " ) );
+  EXPECT_STREQ( sw_.bounded( ipAclTcamGroup ).MorvaneTcamEntryManager::fwkType(),
+                "Morvane::MorvaneTcamEntryManager" );
   EXPECT_EQ( types[ "Morvane::RangeCheckerData" ], "name desc unitId unitRefCount " );
   EXPECT_THAT( types[ "Morvane::MorvaneTcamGroupManager" ],
                HasSubstr( " ovidUtBitmapDir singleView initialized " ) );

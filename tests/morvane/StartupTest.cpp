@@ -284,6 +284,12 @@ TEST( StartupTest, CheckReportsAllFaultsOfTheTables ) {
                testing::Contains( "units[0].chipType: there is no unit" ) );
 }
 
+TEST( StartupTest, RangeMayReachTheLastEntry ) {
+  TestSwitch sw;
+  sw.platform.acl( 1, 4 ).user( qosTcamGroup, 1, entryNumberEnd - 0x10004, tcamAllocateOnDemand );
+  EXPECT_EQ( inChild( [ & ] { sw.start(); } ).text, "" );
+}
+
 // Ids outside the SDK's record sets.
 struct WildIds : Shim::SdkDecorator {
   using SdkDecorator::SdkDecorator;

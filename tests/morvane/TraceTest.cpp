@@ -323,6 +323,112 @@ TEST( TraceTest, RebuildOfAGroup ) {
 )" );
 }
 
+TEST( TraceTest, Refusals ) {
+  UdfSwitch sw( { .presels = true, .fixedKeys = true }, Acl::ip() );
+  sw.groups->groupMirroringAclTypeIs( 1, Acl::mac() );
+  sw.manager( sw.user( 1 ) ).initializeGroup( 0 );
+  sw.unbounded( qosTcamGroup ).getEntry( 0, "first" );
+  const auto refuse = [ & ]( SdkOp op ) {
+    sw.faults.arm( { .op = op, .times = 0, .rc = BCM_E_RESOURCE } );
+  };
+  const auto tries = [ & ] {
+    refuse( SdkOp::bcm_field_entry_create );
+    sw.unbounded( qosTcamGroup ).getEntry( 0, "second" );
+    refuse( SdkOp::bcm_field_group_config_create );
+    sw.manager( openFlowUdfTcamGroup ).initializeGroup( 0 );
+    sw.set( {} );
+  };
+  EXPECT_EQ( traced( tries, traceFailure ), R"(
+0 Unit: 0 getEntryBase Error -14 for entry 0xffffff for second
+0 Unit: 0 qosTcamGroup failed to grab entry
+4 fp data qualifier create 1
+4 fp data qualifier format add 1
+4 fp data qualifier create 2
+4 fp data qualifier format add 2
+4 fp presel create 2
+4 fp presel qualify 2 stage ingress
+4 fp presel qualify 2 pipe 0
+0 Unit: 0 createGroupOpenFlowAclUdf Retrying. Might need to allocate large slices
+4 fp presel destroy 2
+0 Unit: 0 createGroupOpenFlowAclUdf Could not recreate group 4!!
+4 fp data qualifier format delete 2
+4 fp data qualifier destroy 2
+4 fp data qualifier format delete 1
+4 fp data qualifier destroy 1
+4 fp data qualifier create 1 offset 0
+4 fp data qualifier format add 1
+0 Attempt 1: FAILED, not added qual_id: 1 to group 1 for acl type 0
+4 fp group compress 3
+4 fp group destroy 1
+4 fp presel destroy 0
+4 fp presel create 0
+4 fp presel qualify 0 stage ingress
+4 fp presel qualify 0 pipe 0
+0 Unit: 0 reInitializeGroupWithMirroringAclUdf Retrying. Might need to allocate large slices
+4 fp presel destroy 0
+0 Unit: 0 reInitializeGroupWithMirroringAclUdf Could not recreate group 1!! Giving up, destroyed ... 
+0 Attempt 2: FAILED, really unable to add UDF qual_id: 1 to qset for group: 1 udf: base=UdfBaseL3HeaderStart normalized offset=0 length=4
+4 fp data qualifier format delete 1
+4 fp data qualifier destroy 1
+)" );
+}
+
+TEST( TraceTest, RangeAndMulticastEntry ) {
+  TestSwitch sw( { .pipes = 2 } );
+  sw.chipInfo.multicastWar = true;
+  sw.platform.acl( 1, 2, tcamAllocateAsChunk ).acl( 2, 0, tcamAllocateUnbounded, macAclTcamGroup );
+  sw.platform.multicast = { 2 };
+  sw.start();
+  sw.manager( ipAclTcamGroup ).initializeGroup( 0 );
+  const auto range = [ & ] { sw.manager( ipAclTcamGroup ).allocateAllEntries( 0 ); };
+  EXPECT_EQ( traced( range ), R"(
+3 Unit: 0 initializeGroup adding qual=13
+3 Unit: 0 initializeGroup adding qual=10
+3 Unit: 0 initializeGroup adding qual=68
+1 Unit: 0 group 1 ref count is now 2
+1 Unit: 0 group 16777217 ref count is now 2
+1 Unit: 0 group 16777217 ref count is now 1
+1 Unit: 0 group 1 ref count is now 1
+3 Unit: 0 allocateAllEntries group 0x1 entry 0x10000
+4 fp entry create 1 65536
+4 fp entry prio 65536 2147418110
+3 Unit: 0 allocateAllEntries group 0x1000001 entry 0x1010000
+4 fp entry create 16777217 16842752
+4 fp entry prio 16842752 2147418110
+2 setPriorityForEntry fp entry prio 65536 2147418110
+4 fp entry prio 65536 2147418110
+4 fp entry prio 16842752 2147418110
+3 Unit: 0 allocateAllEntries group 0x1 entry 0x10001
+4 fp entry create 1 65537
+4 fp entry prio 65537 2147418109
+3 Unit: 0 allocateAllEntries group 0x1000001 entry 0x1010001
+4 fp entry create 16777217 16842753
+4 fp entry prio 16842753 2147418109
+2 setPriorityForEntry fp entry prio 65537 2147418109
+4 fp entry prio 65537 2147418109
+4 fp entry prio 16842753 2147418109
+)" );
+  const auto multicast = [ & ] { sw.manager( macAclTcamGroup ).initializeGroup( 0 ); };
+  EXPECT_EQ( traced( multicast, traceGroup ), R"(
+1 Unit: 0 initializeGroup Creating group 2
+4 fp group create 2 prio 2
+1 Unit: 0 initializeGroup Creating group 16777218
+4 fp group create 16777218 prio 2
+4 fp entry create 2 16777215
+4 fp entry create 16777218 33554431
+4 fp stat create group=2 type0=packets
+4 fp stat attach entry=16777215 StatId=1
+4 fp stat create group=16777218 type0=packets
+4 fp stat attach entry=33554431 StatId=2
+4 fp qual 16777215 multicast
+4 fp entry prio 16777215 2147483647
+4 fp entry prio 33554431 2147483647
+4 fp entry install 16777215
+4 fp entry copy 16777215 33554431
+4 fp entry install 33554431
+)" );
+}
+
 TEST( TraceTest, OtherOperations ) {
   TestSwitch sw( { .units = 2 } );
   sw.platform.group( 1, { bcmFieldQualifyInPort, bcmFieldQualifyInPorts } )

@@ -233,6 +233,7 @@ TEST_F( FunnelTest, DecoratorForwardsEveryOperation ) {
   sdk.last = SdkOp::count;
   EXPECT_EQ( recorder.bcm_field_entry_install( 1, 9 ), -11 );
   EXPECT_EQ( sdk.last, SdkOp::count );
+  EXPECT_STREQ( Shim::sdkOpName( SdkOp::count ), "unknown" );
 }
 
 }  // namespace
