@@ -3,6 +3,8 @@
 #pragma once
 
 #include <array>
+#include <compare>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -18,38 +20,84 @@ inline constexpr U8 protocolTcp = 6;
 inline constexpr U8 protocolUdp = 17;
 inline constexpr U8 protocolIcmp6 = 58;
 
-// Value and mask of a packet field. Bits of `value` outside the mask are 0.
-template < class T >
-struct FieldMatch {
-  T value = 0;
-  T mask = 0;  // 0: wildcard
-  friend bool operator==( const FieldMatch &, const FieldMatch & ) = default;
-};
-
-// IPv4 prefix. Bits of `address` beyond `length` are ignored.
-struct Prefix {
-  U32 address = 0;
-  U8 length = 0;  // 0 to 32; 0 matches every address
-
-  U32 mask() const { return length == 0 ? 0 : 0xFFFFFFFFU << ( 32 - length ); }
-};
+inline constexpr U8 tcpReset = 0x04;
+inline constexpr U8 tcpAck = 0x10;
 
 using Ip6Address = std::array< U8, 16 >;  // most significant byte first
 
-// IPv6 prefix. Bits of `address` beyond `length` are ignored.
-struct Prefix6 {
-  Ip6Address address = {};
-  U8 length = 0;  // 0 to 128; 0 matches every address
+// Value and mask of a packet field; the mask may have holes. Bits of `value` outside the mask
+// are 0.
+template < class T >
+struct FieldMatch {
+  T value = {};
+  T mask = {};  // 0: wildcard
+  friend bool operator==( const FieldMatch &, const FieldMatch & ) = default;
 };
 
-// TCP or UDP ports, inclusive. The full range is a wildcard; any other matches only packets with
-// ports.
-struct PortRange {
-  U16 low = 0;
-  U16 high = 0xFFFF;
+// Addresses that start with the upper `length` bits of `address`; further bits of it are ignored.
+FieldMatch< U32 > prefix4( U32 address, U32 length );
+FieldMatch< Ip6Address > prefix6( const Ip6Address & address, U32 length );
 
-  bool any() const { return low == 0 && high == 0xFFFF; }
-  friend auto operator<=>( const PortRange &, const PortRange & ) = default;
+// Values of a field from `low` to `high`. The full range is a wildcard.
+template < class T >
+struct FieldRange {
+  T low = 0;
+  T high = std::numeric_limits< T >::max();
+
+  bool any() const { return low == 0 && high == std::numeric_limits< T >::max(); }
+  friend auto operator<=>( const FieldRange &, const FieldRange & ) = default;
+};
+
+// TCP or UDP ports. Any range but the full one matches only packets with ports.
+using PortRange = FieldRange< U16 >;
+using ByteRange = FieldRange< U8 >;
+
+// Which fragments of IP packets a rule matches.
+enum class Fragments : U8 {
+  any,       // fragments and whole packets
+  none,      // whole packets
+  first,     // first fragments
+  later,     // fragments without the L4 header
+  fragment,  // first and later fragments
+  notLater,  // whole packets and first fragments: those with the L4 header
+};
+
+// The match fields of a rule, by their place in the table of fields (MatchFields.h).
+enum class FieldId : U8 {
+  source,
+  destination,
+  source6,
+  destination6,
+  sourceMac,
+  destinationMac,
+  etherType,
+  vlan,
+  vlanPriority,
+  innerVlan,
+  protocol,
+  dscp,
+  ecn,
+  ttl,
+  fragments,
+  sourcePorts,
+  destinationPorts,
+  tcpFlags,
+  icmp,
+  inPorts,
+};
+
+// Up to 128 bits, right-aligned.
+struct FieldBits {
+  U64 high = 0;
+  U64 low = 0;
+  friend auto operator<=>( const FieldBits &, const FieldBits & ) = default;
+};
+
+// One more value and mask, or one more range, that a rule allows in a field.
+struct Alternative {
+  FieldId field = FieldId::source;
+  FieldBits value;  // of a range: its low end
+  FieldBits mask;   // of a range: its high end
 };
 
 // Base of the offset of a user-defined field. The end of the L3 header is assumed 20 bytes after
@@ -80,41 +128,54 @@ struct WantedCounters {
   bool bytes = true;
 };
 
-enum class Forwarding { none, permit, drop };
+enum class Forwarding : U8 { none, permit, drop };
 
-// One rule. Match fields that are not set match everything; the kind of the list determines which
-// fields can be set.
+// One rule: a packet matches if it matches every field. Fields that are not set match everything;
+// the kind of the list determines which fields can be set.
+//
+// A field's member has the first set of values that the rule allows, `alternatives` any others. A
+// field in which one of them is a wildcard matches everything; otherwise only packets that have the
+// field match.
 struct AclRule {
   U32 line = 0;      // in its file, from 1
-  std::string text;  // one line for reports
-  // IPv4 lists
-  Prefix source;
-  Prefix destination;
-  // TCP, UDP, ICMP: IPv4 and IPv6 lists
-  PortRange sourcePorts;
-  PortRange destinationPorts;
-  FieldMatch< U8 > protocol;       // one, or any
-  FieldMatch< U8 > tcpFlags;       // TCP only: the flags byte
-  FieldMatch< U16 > icmpTypeCode;  // ICMP, ICMPv6: type in the high byte
-  // IPv6 lists
-  Prefix6 source6;
-  Prefix6 destination6;
-  // MAC lists; addresses in the low 48 bits
+  U32 column = 0;    // in its line, from 1; 0: not known
+  std::string name;  // the file's name or number of the rule; empty: it has none
+  // IP lists
+  FieldMatch< U32 > source;
+  FieldMatch< U32 > destination;
+  FieldMatch< Ip6Address > source6;
+  FieldMatch< Ip6Address > destination6;
+  // Addresses in the low 48 bits
   FieldMatch< U64 > sourceMac;
   FieldMatch< U64 > destinationMac;
-  FieldMatch< U16 > etherType;  // after the VLAN tags
-  FieldMatch< U16 > vlan;       // id of the outer VLAN tag
-  // Mirroring and flow lists
-  std::vector< UdfMatch > udf;
+  PortRange sourcePorts;
+  PortRange destinationPorts;
+  FieldMatch< U16 > icmpTypeCode;  // ICMP, ICMPv6: type in the high byte
+  FieldMatch< U16 > etherType;     // after the VLAN tags
+  FieldMatch< U16 > vlan;          // id of the outer VLAN tag
+  FieldMatch< U16 > innerVlan;     // id of the second VLAN tag
+  FieldMatch< U8 > vlanPriority;   // three bits of the outer VLAN tag
+  FieldMatch< U8 > protocol;       // after IPv6 extension headers
+  FieldMatch< U8 > tcpFlags;       // TCP only: the flags byte
+  FieldMatch< U8 > dscp;           // upper six bits of the TOS or traffic class
+  FieldMatch< U8 > ecn;            // lower two bits of it
+  ByteRange ttl;                   // or IPv6 hop limit
+  ByteRange inPorts;               // ingress ports
+  Fragments fragments = Fragments::any;
 
   Forwarding forwarding = Forwarding::permit;
   bool copyToCpu = false;
   bool mirror = false;  // to the list's mirror port
-  std::optional< PoliceRate > police;
   WantedCounters counters;
+  std::optional< PoliceRate > police;
+  std::vector< UdfMatch > udf;  // mirroring and flow lists
+  std::vector< Alternative > alternatives;
 
-  bool isFor( U8 ipProtocol ) const { return protocol == FieldMatch< U8 >{ ipProtocol, 0xFF }; }
+  // True if the rule matches only packets of the protocol.
+  bool isFor( U8 ipProtocol ) const;
 };
+// Lists of a million rules are held in memory.
+static_assert( sizeof( AclRule ) <= 272 );
 
 // Packets that a list matches. MAC lists match all packets.
 enum class AclKind { ipv4, ipv6, mac };
@@ -129,15 +190,45 @@ enum class AclUse {
 };
 const char * useName( AclUse use );
 
+// Ports that a list is bound to, in one direction.
+struct Binding {
+  std::vector< std::string > ports;  // names or numbers
+  bool egress = false;
+  U32 line = 0;    // in the list's file, from 1; 0: not from the file
+  U32 column = 0;  // in its line, from 1
+};
+
+// Who states what happens to packets that no rule of a list matches.
+enum class DefaultOrigin : U8 {
+  unstated,  // nobody
+  format,    // the list, or the rules of its format
+  option,    // the command line
+};
+
+// How a rule on L4 fields treats the later fragments of a packet, which have none.
+enum class LaterFragments : U8 {
+  unmatched,      // the rule does not match them
+  permittedByL3,  // a rule that permits matches them by its other fields and the protocol
+};
+
 struct Acl {
   std::string name;
   std::string file;
   std::vector< AclRule > rules;  // first match decides
   AclKind kind = AclKind::ipv4;
   AclUse use = AclUse::filter;
+  LaterFragments laterFragments = LaterFragments::unmatched;
+  // What happens to packets of the kind that no rule matches; none: the list does not decide.
+  Forwarding defaultAction = Forwarding::none;
+  DefaultOrigin defaultOrigin = DefaultOrigin::unstated;
+  std::vector< Binding > bindings;  // empty: all ports, ingress
   std::optional< U32 > mirrorPort;  // set if a rule mirrors
   U32 mirrorPortLine = 0;           // in its file
   U8 flowProtocol = protocolUdp;    // flow lists: determines the field offsets of the group
+
+  // Rules with the one of the default action, which is the last if there is one.
+  U32 size() const;
+  const AclRule & rule( U32 index ) const;
 };
 
 }  // namespace Agent

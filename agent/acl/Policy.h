@@ -22,7 +22,8 @@ struct PolicyTable {
   };
   AclKind kind = AclKind::ipv4;  // of all its lists
   std::vector< List > lists;
-  bool denyRest = false;  // drops packets of its kind that no rule matches
+  // What happens to packets of its kind about which no list decides.
+  Forwarding rest = Forwarding::none;
 };
 
 // All tables of a switch. Each table finds its own rule; the first one whose rule permits or drops

@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <tuple>
 
+#include "agent/acl/RuleText.h"
 #include "agent/feature/AclFeature.h"
+#include "agent/feature/AclShares.h"
+#include "agent/feature/FieldCover.h"
 #include "agent/session/SwitchSession.h"
 #include "agent/verify/RateModel.h"
 #include "agent/verify/Replay.h"
@@ -16,10 +19,12 @@ namespace {
 
 constexpr size_t wrongPacketsShown = 10;
 
-PortsBy portsBy( const PortRange & range, U32 checker ) {
-  if ( !wantsChecker( range ) )
-    return PortsBy::value;
-  return checker != 0 ? PortsBy::checker : PortsBy::prefixes;
+PortsBy portsBy( FieldId ports, const AclRule & rule, U32 checker ) {
+  if ( checker != 0 )
+    return PortsBy::checker;
+  const MatchField & field = matchField( ports );
+  return restricts( field, rule ) && coverOf( field, rule ).size() > 1 ? PortsBy::prefixes
+                                                                       : PortsBy::value;
 }
 
 // One run. Steps are declared in execution order.
@@ -64,7 +69,7 @@ RunReport RunJob::run() {
   report_.description = input_.platform.description;
   report_.unit = SwitchSession::unit;
   report_.ingressPort = input_.ingressPort;
-  report_.denyByDefault = input_.denyByDefault;
+  report_.defaultAction = input_.defaultAction;
   report_.verified = input_.verify;
   program();
   requireEntries();
@@ -102,11 +107,11 @@ void RunJob::program() {
     feature_.addAcl( acl, [ this ] { poll(); } );
     poll();
   }
-  if ( input_.denyByDefault ) {
-    report_.denyShortage = feature_.addDenyRest();
+  if ( input_.defaultAction != Forwarding::none ) {
+    report_.defaultShortage = feature_.addDefault( input_.defaultAction );
     poll();
   }
-  report_.denyEntries = feature_.denyEntries();
+  report_.defaultEntries = feature_.defaultEntries();
 }
 
 void RunJob::requireEntries() {
@@ -163,24 +168,33 @@ AclReport RunJob::reportAcl( U32 index ) {
     report.rules.push_back( reportRule( { index, rule } ) );
     report.entries += report.rules.back().entries;
   }
+  report.defaultAction = acl.defaultAction;
+  report.defaultOrigin = acl.defaultOrigin;
+  report.entries += acl.size() - acl.rules.size();
   report.installed = report.shortage ? 0 : report.entries;
   return report;
 }
 
 RuleUse RunJob::reportRule( const RuleIndex & index ) {
-  const AclRule & rule = input_.acls[ index.acl ].rules[ index.rule ];
+  const Acl & acl = input_.acls[ index.acl ];
+  const AclRule & rule = acl.rules[ index.rule ];
+  const Platform::ReservationData & share = *shareOf( input_.platform, acl.kind, acl.use );
   const ProgrammedRule * programmed = feature_.find( index );
   const RangeCheckers checkers = programmed != nullptr ? programmed->checkers : RangeCheckers();
   RuleUse use;
   use.rule = index.rule;
   use.line = rule.line;
-  use.entries = entriesOf( rule, checkers );
-  use.sourcePorts = portsBy( rule.sourcePorts, checkers.source );
-  use.destinationPorts = portsBy( rule.destinationPorts, checkers.destination );
+  const EntryPlan plan( acl, rule, checkers, portKey( input_.platform, share ) );
+  use.name = rule.name;
+  use.entries = plan.size();
+  use.expansion = plan.reason( rule );
+  use.sourcePorts = portsBy( FieldId::sourcePorts, rule, checkers.source );
+  use.destinationPorts = portsBy( FieldId::destinationPorts, rule, checkers.destination );
   use.wanted = rule.counters;
   use.counters = feature_.counters( index );
   use.police = rule.police;
-  use.text = rule.text;
+  if ( programmed != nullptr )
+    use.text = ruleText( acl.kind, rule );
   return use;
 }
 

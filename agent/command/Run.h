@@ -30,7 +30,7 @@ struct RunOptions {
   U64 seed = 1;
   U32 packetsPerSecond = 1'000'000;  // for packets without time stamps; above 0
   U32 ingressPort = 0;
-  bool denyByDefault = false;
+  Forwarding defaultAction = Forwarding::none;  // of lists that do not state one
   bool verify = false;
   std::string show;                       // for usageRequest; empty: none
   std::vector< std::string > clears;      // for clearRequest
@@ -44,7 +44,7 @@ struct RunInput {
   PortMethod ports = PortMethod::automatic;
   std::vector< Packet > packets;
   U32 ingressPort = 0;
-  bool denyByDefault = false;
+  Forwarding defaultAction = Forwarding::none;  // of lists that do not state one
   bool verify = false;
   UsageRequest show;
   std::vector< ClearRequest > clears;  // after the packets
@@ -75,7 +75,7 @@ void applyPolice( const std::vector< std::string > & police, std::vector< Acl > 
 RunReport run( const RunInput & input );
 
 // Programs the access lists on a new switch, passes it to `use`, then shuts it down. Sends no
-// packets; reports only the lists and the implicit deny. Call with the activity lock held.
+// packets; reports only the lists and the default action. Call with the activity lock held.
 RunReport withProgrammedSwitch( const RunInput & input,
                                 const std::function< void( SwitchSession & ) > & use );
 

@@ -26,9 +26,15 @@ void addRuleOptions( CLI::App & app, RunOptions & run ) {
       ->take_all()
       ->allow_extra_args( false );
   app.add_option_function< std::string >(
-         "--default", [ &run ]( const std::string & fate ) { run.denyByDefault = fate == "deny"; },
-         "Packets that no rule matches: permit or deny" )
-      ->check( CLI::IsMember( { "permit", "deny" } ) );
+         "--default",
+         [ &run ]( const std::string & action ) {
+           run.defaultAction = action == "none"     ? Forwarding::none
+                               : action == "permit" ? Forwarding::permit
+                                                    : Forwarding::drop;
+         },
+         "Packets that no rule matches, of lists whose format does not say: permit or drop (deny), "
+         "by one entry per table, or none" )
+      ->check( CLI::IsMember( { "permit", "drop", "deny", "none" } ) );
 }
 
 void addPacketOptions( CLI::App & app, RunOptions & run ) {

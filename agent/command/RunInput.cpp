@@ -58,10 +58,10 @@ void checkPlatform( const RunOptions & options, const RunInput & input ) {
   for ( const Acl & acl : input.acls )
     if ( const auto fault = listFault( input.platform, acl ) )
       throw Platform::InputError( acl.file, fault->line, fault->what );
-  if ( options.denyByDefault &&
+  if ( options.defaultAction != Forwarding::none &&
        shareOf( input.platform, AclKind::ipv4, AclUse::filter ) == nullptr )
     throw UsageError(
-        fmt::format( "--default deny: {} has no share for IPv4 lists", input.platform.name ) );
+        fmt::format( "--default: {} has no share for IPv4 lists", input.platform.name ) );
 }
 
 // Packets of the file, then random ones; the built-in example's by default.
@@ -87,7 +87,7 @@ RunInput readInput( const RunOptions & options ) {
   input.platform = Platform::loadPlatform( options.platform );
   input.ports = options.ports;
   input.ingressPort = options.ingressPort;
-  input.denyByDefault = options.denyByDefault;
+  input.defaultAction = options.defaultAction;
   input.verify = options.verify;
   if ( !options.show.empty() )
     input.show = usageRequest( options.show, input.platform );

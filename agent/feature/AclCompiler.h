@@ -1,21 +1,30 @@
 // Compiles rules into TCAM entries.
 //
-// A port range that is not a single prefix is matched by a range checker or expanded to prefixes; a
-// rule becomes one entry per combination of source and destination ports. All other fields are
-// ternary already (acl/MatchFields.h). The entries of a rule do not overlap, so only the order of
-// rules matters.
+// Each field that a rule restricts becomes the fewest values with masks (FieldCover.h); the rule's
+// entries are all combinations of them. A single range of ports is matched by a range checker or
+// expanded to prefixes. Ingress ports are one bitmap where the group's key has one.
+//
+// Rules on L4 fields also match on the protocol, and never match later fragments: the chip has no
+// L4 header for these. In lists that let them through (LaterFragments), such a rule has entries
+// without the L4 fields for them.
+//
+// Entries of a rule may overlap; a packet hits only the first that it matches, so that it is
+// counted and policed once, and only the order of rules matters.
 #pragma once
 
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "agent/acl/MatchFields.h"
+#include "shim/SdkTypes.h"
 
 namespace Agent {
 
-// Match of an entry in one field.
+// Match of an entry on one qualifier.
 struct EntryField {
-  const MatchField * field = nullptr;
-  TernaryBits bits;      // valid without a range checker
+  bcm_field_qualify_t qualifier = bcmFieldQualifyCount;
+  TernaryBits bits;      // valid without a range checker; of IpFrag: the enumerator of Fragments
   U32 rangeChecker = 0;  // hardware id; 0: none
 };
 
@@ -29,7 +38,8 @@ struct DataMatch {
 // Match of one entry: the kind of its list and every field that the rule restricts.
 struct EntryMatch {
   AclKind kind = AclKind::ipv4;
-  std::vector< EntryField > fields;  // in the table's order
+  std::vector< EntryField > fields;   // in the table's order, each qualifier once
+  std::optional< bcm_pbmp_t > ports;  // ingress ports; empty: not restricted
   std::vector< DataMatch > data;
 };
 
@@ -39,13 +49,43 @@ struct RangeCheckers {
   U32 destination = 0;
 };
 
-// True if the range takes several prefixes, so that a range checker saves entries.
-bool wantsChecker( const PortRange & range );
+// How the key of a list's group matches ingress ports.
+enum class PortKey { bitmap, number };
 
-// Without data qualifiers.
-std::vector< EntryMatch > compileRule( AclKind kind, const AclRule & rule,
-                                       const RangeCheckers & checkers );
-// Number of entries that compileRule returns.
-U32 entriesOf( const AclRule & rule, const RangeCheckers & checkers );
+// The entries of a rule.
+class EntryPlan {
+ public:
+  EntryPlan( const Acl & acl, const AclRule & rule, const RangeCheckers & checkers, PortKey ports );
+
+  U64 size() const;
+  // Without data qualifiers. Requires index < size().
+  EntryMatch entry( U64 index ) const;
+  // Why the rule needs several entries: "destinationPorts 1024-65535: 6 prefixes x source: 2
+  // values"; empty: it needs one.
+  std::string reason( const AclRule & rule ) const;
+
+ private:
+  // The matches of a field that together cover what the rule matches in it.
+  struct Part {
+    const MatchField * field;
+    std::vector< EntryField > matches;
+  };
+  // All combinations of the parts' matches.
+  using Product = std::vector< Part >;
+  static U64 sizeOf( const Product & product );
+
+  void addProduct( const AclRule & rule, const RangeCheckers & checkers, PortKey ports );
+
+  AclKind kind_;
+  std::optional< bcm_pbmp_t > ports_;
+  std::vector< Product > products_;
+};
+
+// The range that a checker can match, in one direction: the only one, of several prefixes.
+std::optional< AnyRange > checkerRange( FieldId ports, const AclRule & rule );
+
+// The fields in which the rule's entries differ from those of a rule that matches everything:
+// those that it restricts, and the protocol if it restricts an L4 field.
+std::vector< const MatchField * > matchedFields( const Acl & acl, const AclRule & rule );
 
 }  // namespace Agent

@@ -41,7 +41,7 @@ std::optional< AclShortage > AclFeature::addAcl( const Acl & acl,
   return shortages_[ index ];
 }
 
-std::optional< AclResource > AclFeature::addDenyRest() {
+std::optional< AclResource > AclFeature::addDefault( Forwarding action ) {
   const bool filters = std::any_of( tables_.begin(), tables_.end(), []( const Table & table ) {
     return table.use == AclUse::filter;
   } );
@@ -49,18 +49,19 @@ std::optional< AclResource > AclFeature::addDenyRest() {
     tableOf( AclKind::ipv4, AclUse::filter );
   std::optional< AclResource > shortage;
   for ( Table & table : tables_ ) {
-    if ( table.use != AclUse::filter || shortage )
+    if ( table.use != AclUse::filter || shortage || table.table->isDecided() )
       continue;
-    shortage = table.table->addDenyRest();
-    table.denyRest = !shortage;
+    shortage = table.table->addDefault( action );
+    table.rest = shortage ? Forwarding::none : action;
   }
   rebuildPolicy();
   return shortage;
 }
 
-U32 AclFeature::denyEntries() const {
+U32 AclFeature::defaultEntries() const {
   return static_cast< U32 >( std::count_if(
-      tables_.begin(), tables_.end(), []( const Table & table ) { return table.denyRest; } ) );
+      tables_.begin(), tables_.end(),
+      []( const Table & table ) { return table.rest != Forwarding::none; } ) );
 }
 
 void AclFeature::refillPolicers() {
@@ -82,7 +83,7 @@ void AclFeature::rebuildPolicy() {
   for ( const Table & table : tables_ ) {
     PolicyTable & lists = policy_.tables.emplace_back();
     lists.kind = table.kind;
-    lists.denyRest = table.denyRest;
+    lists.rest = table.rest;
     for ( U32 i = 0; i < acls_.size(); ++i )
       if ( !shortages_[ i ] && acls_[ i ]->kind == table.kind && acls_[ i ]->use == table.use )
         lists.lists.push_back( { i, acls_[ i ] } );
@@ -91,8 +92,10 @@ void AclFeature::rebuildPolicy() {
 
 std::optional< RuleIndex > AclFeature::ruleOf( U32 entryId ) const {
   for ( const Table & table : tables_ )
-    if ( const auto owner = table.table->ownerOf( entryId ) )
-      return owner->rule;
+    if ( const auto owner = table.table->ownerOf( entryId ) ) {
+      const auto & rule = owner->rule;
+      return rule && rule->rule < acls_[ rule->acl ]->rules.size() ? rule : std::nullopt;
+    }
   return std::nullopt;
 }
 

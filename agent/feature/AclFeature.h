@@ -6,7 +6,7 @@
 // Invariants: a list is programmed completely or not at all; one that does not fit leaves chip and
 // records unchanged.
 //
-// Order of calls: addAcl for each list; addDenyRest, if used, after the last; clear before the
+// Order of calls: addAcl for each list; addDefault, if used, after the last; clear before the
 // library is shut down or its SDK re-initialised.
 //
 // Locking: call with the activity lock held; the library and the SDK calls drop it.
@@ -32,9 +32,10 @@ class AclFeature {
   // Platform::InputError for a user-defined field that the group lacks.
   std::optional< AclShortage > addAcl( const Acl & acl,
                                        const std::function< void() > & whenFull = {} );
-  // Programs the implicit deny in each table of filter lists, or in the IPv4 table if there is
-  // none. Stops at the first that does not fit.
-  std::optional< AclResource > addDenyRest();
+  // Programs the action, permit or drop, for packets that no rule matches, in each table of filter
+  // lists whose last list does not state one, or in the IPv4 table if there is none. Stops at the
+  // first that does not fit.
+  std::optional< AclResource > addDefault( Forwarding action );
   // Resets all policers to full buckets.
   void refillPolicers();
   // Releases everything.
@@ -42,14 +43,15 @@ class AclFeature {
 
   // Why a list does not fit, or was lost later; lists are counted in the order of addAcl.
   const std::optional< AclShortage > & shortage( U32 acl ) const { return shortages_[ acl ]; }
-  // Entries of addDenyRest.
-  U32 denyEntries() const;
+  // Entries of addDefault.
+  U32 defaultEntries() const;
   // Reference policy of the lists that fit.
   const Policy & policy() const { return policy_; }
-  // The rule that an entry implements, its id with or without pipe and copy bits; empty for the
-  // implicit deny and if not an entry of this feature.
+  // The rule that an entry implements, its id with or without pipe and copy bits; empty for a
+  // default action and if not an entry of this feature.
   std::optional< RuleIndex > ruleOf( U32 entryId ) const;
-  // Null for a rule of a list that does not fit.
+  // Null for a rule of a list that does not fit. The index after the last rule is the list's
+  // default action.
   const ProgrammedRule * find( const RuleIndex & index ) const;
   // All 0 if the rule's list does not fit or has no statistics.
   RuleCounters counters( const RuleIndex & index );
@@ -59,7 +61,7 @@ class AclFeature {
     AclKind kind;
     AclUse use;
     std::unique_ptr< AclTable > table;
-    bool denyRest = false;
+    Forwarding rest = Forwarding::none;
   };
 
   Table & tableOf( AclKind kind, AclUse use );

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 
-#include "agent/feature/EntryQualifiers.h"
 #include "softasic/QualifierNames.h"
 
 namespace Agent {
@@ -48,20 +47,32 @@ bool groupMatches( const PlatformData & platform, const ReservationData & share,
   return ( listed && !has( group.excludes, qualifier ) ) || has( group.includes, qualifier );
 }
 
+bool matches( const PlatformData & platform, const ReservationData & share,
+              const MatchField & field ) {
+  return groupMatches( platform, share, field.qualifier ) ||
+         ( field.id == FieldId::inPorts && groupMatches( platform, share, bcmFieldQualifyInPort ) );
+}
+
+ListFault missing( const PlatformData & platform, const ReservationData & share,
+                   const std::string & what, U32 qualifier ) {
+  return { 0, fmt::format( "platform {} cannot match {} ({}) in group {} of {}", platform.name,
+                           what, SoftAsic::qualifierName( qualifier ), share.group,
+                           enumName( share.assignment ) ) };
+}
+
 std::optional< ListFault > ruleFault( const PlatformData & platform, const ReservationData & share,
                                       const Acl & acl, const AclRule & rule ) {
-  for ( const U32 qualifier : requiredQualifiers( acl.kind, rule ) ) {
-    if ( !groupMatches( platform, share, qualifier ) )
-      return ListFault{ rule.line, fmt::format( "group {} of {} cannot match {}", share.group,
-                                                enumName( share.assignment ),
-                                                SoftAsic::qualifierName( qualifier ) ) };
-  }
+  if ( acl.kind != AclKind::mac && !groupMatches( platform, share, bcmFieldQualifyIpType ) )
+    return missing( platform, share, "IP packets", bcmFieldQualifyIpType );
+  for ( const MatchField * field : matchedFields( acl, rule ) )
+    if ( !matches( platform, share, *field ) )
+      return missing( platform, share, field->name, field->qualifier );
   if ( !rule.udf.empty() && isMirroring( share ) && !share.mirroringAclUdf )
-    return ListFault{ rule.line, fmt::format( "{} has no user-defined fields on this platform",
-                                              enumName( share.assignment ) ) };
+    return ListFault{ 0, fmt::format( "{} has no user-defined fields on this platform",
+                                      enumName( share.assignment ) ) };
   if ( !rule.udf.empty() && isMirroring( share ) && platform.chip.fixedGroupKeys &&
        !platform.chip.groupByPreselector )
-    return ListFault{ rule.line, "this chip cannot widen a mirroring group for a new field" };
+    return ListFault{ 0, "this chip cannot widen a mirroring group for a new field" };
   return std::nullopt;
 }
 
@@ -95,6 +106,11 @@ bool matchesRanges( const PlatformData & platform, const ReservationData & share
   return !isMirroring( share ) && platform.chip.rangeCheckers != 0 &&
          !platform.chipInfo.excludeRangeChecks &&
          groupMatches( platform, share, bcmFieldQualifyRangeCheck );
+}
+
+PortKey portKey( const PlatformData & platform, const ReservationData & share ) {
+  return groupMatches( platform, share, bcmFieldQualifyInPorts ) ? PortKey::bitmap
+                                                                 : PortKey::number;
 }
 
 std::optional< ListFault > listFault( const PlatformData & platform, const Acl & acl ) {

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "agent/acl/AclRule.h"
+#include "agent/feature/AclCompiler.h"
 #include "platform/PlatformModel.h"
 
 namespace Agent {
@@ -18,9 +18,12 @@ const Platform::ReservationData * shareOf( const Platform::PlatformData & platfo
 bool matchesRanges( const Platform::PlatformData & platform,
                     const Platform::ReservationData & share );
 
+// How the share's group matches ingress ports.
+PortKey portKey( const Platform::PlatformData & platform, const Platform::ReservationData & share );
+
 // Why a platform does not support a list, regardless of free space.
 struct ListFault {
-  U32 line = 0;  // in the list's file; 0: the whole list
+  U32 line = 0;  // in the list's file; 0: the platform lacks something
   std::string what;
 };
 std::optional< ListFault > listFault( const Platform::PlatformData & platform, const Acl & acl );

@@ -3,6 +3,7 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <iterator>
 #include <tuple>
 #include <utility>
 
@@ -11,6 +12,16 @@
 #include "platform/InputError.h"
 
 namespace Agent {
+
+namespace {
+
+bcm_pbmp_t allPorts() {
+  bcm_pbmp_t ports;
+  std::fill( std::begin( ports.pbits ), std::end( ports.pbits ), ~0U );
+  return ports;
+}
+
+}  // namespace
 
 const char * resourceName( AclResource resource ) {
   switch ( resource ) {
@@ -38,6 +49,7 @@ AclTable::AclTable( Morvane::MorvaneTcamGroupManager & groupManager, U32 unit,
       kind_( kind ),
       method_( method ),
       matchesRanges_( matchesRanges( platform, *shareOf( platform, kind, use ) ) ),
+      portKey_( portKey( platform, *shareOf( platform, kind, use ) ) ),
       manager_( groupManager.entryManager( shareOf( platform, kind, use )->assignment ) ),
       fields_( groupManager, *manager_, unit, kind, use ),
       policersLeft_( policersLeft ) {}
@@ -62,7 +74,7 @@ std::optional< AclShortage > AclTable::addAcl( const Acl & acl, U32 index,
 }
 
 std::optional< AclShortage > AclTable::programAcl( const Acl & acl, U32 index ) {
-  for ( U32 i = 0; i < acl.rules.size(); ++i ) {
+  for ( U32 i = 0; i < acl.size(); ++i ) {
     ProgrammedRule & rule = rules_.emplace_back();
     rule.acl = &acl;
     rule.index = { index, i };
@@ -79,12 +91,17 @@ std::vector< std::pair< U32, AclShortage > > AclTable::takeLost() {
   return std::exchange( lost_, {} );
 }
 
-std::optional< AclResource > AclTable::addDenyRest() {
+bool AclTable::isDecided() const {
+  return !rules_.empty() && rules_.back().isDefault();
+}
+
+std::optional< AclResource > AclTable::addDefault( Forwarding action ) {
   EntryMatch match;
   match.kind = kind_;
-  return addEntry( "implicit deny", {}, Morvane::defaultStatTypes(), [ & ]( U32 entryId ) {
+  const char * name = action == Forwarding::drop ? "implicit deny" : "implicit permit";
+  return addEntry( name, {}, Morvane::defaultStatTypes(), [ & ]( U32 entryId ) {
     qualifyEntry( unit_, entryId, match );
-    addActions( unit_, entryId, { Forwarding::drop, false, {} } );
+    addActions( unit_, entryId, { action, false, {} } );
     manager_->installEntry( unit_, entryId );
   } );
 }
@@ -211,24 +228,31 @@ AclTable::Outcome AclTable::acquireFields( ProgrammedRule & rule ) {
 
 std::optional< AclResource > AclTable::addEntries( ProgrammedRule & rule ) {
   const Acl & acl = *rule.acl;
-  const std::string text =
-      fmt::format( "{} rule {} line {}", acl.name, rule.index.rule, rule.rule().line );
+  const std::string text = rule.isDefault() ? fmt::format( "{} default", acl.name )
+                                            : fmt::format( "{} rule {} line {}", acl.name,
+                                                           rule.index.rule, rule.rule().line );
   const Kiv::String8 desc( text.c_str() );
   const Kiv::Ptr< Morvane::StatTypes > statTypes = statTypesOf( rule.rule() );
   const EntryActions actions = { rule.rule().forwarding, rule.rule().copyToCpu,
                                  rule.rule().mirror ? acl.mirrorPort : std::nullopt };
   rule.firstEntry = static_cast< U32 >( owners_.size() );
-  for ( EntryMatch & match : compileRule( kind_, rule.rule(), rule.checkers ) ) {
+  rule.entries = 0;
+  const EntryPlan plan( acl, rule.rule(), rule.checkers, portKey_ );
+  for ( U64 i = 0; i < plan.size(); ++i ) {
+    EntryMatch match = plan.entry( i );
     const auto program = [ & ]( U32 entryId ) {
       match.data = fields_.matches( acl, rule.rule() );
       qualifyEntry( unit_, entryId, match );
       addActions( unit_, entryId, actions );
+      if ( match.ports )
+        manager_->inPortsForEntryIs( unit_, entryId, *match.ports, allPorts(), true );
       if ( rule.policer )
         manager_->attachPolicer( unit_, entryId, *rule.policer, true );
       manager_->installEntry( unit_, entryId );
     };
     if ( const auto resource = addEntry( desc, { rule.index }, statTypes, program ) )
       return resource;
+    ++rule.entries;
   }
   return std::nullopt;
 }
@@ -332,7 +356,7 @@ RuleCounters AclTable::counters( const ProgrammedRule & rule ) {
   if ( !manager_->allocateStatsPerEntry() )
     return sum;
   const WantedCounters & wanted = rule.rule().counters;
-  for ( U32 i = 0; i < rule.entries(); ++i ) {
+  for ( U32 i = 0; i < rule.entries; ++i ) {
     const U32 entry = manager_->baseEntry() + rule.firstEntry + i;
     if ( wanted.packets )
       sum.packets += manager_->hitsForEntry( unit_, entry );

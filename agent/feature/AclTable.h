@@ -7,7 +7,7 @@
 // records unchanged. If the library rebuilds the group, which destroys its entries, the table
 // programs all its lists again.
 //
-// Order of calls: addAcl for each list; addDenyRest, if used, after the last; clear before the
+// Order of calls: addAcl for each list; addDefault, if used, after the last; clear before the
 // library is shut down or its SDK re-initialised.
 //
 // Locking: call with the activity lock held; the library and the SDK calls drop it.
@@ -40,7 +40,7 @@ const char * resourceName( AclResource resource );
 
 // The first rule that does not fit.
 struct AclShortage {
-  U32 rule = 0;  // index in the list
+  U32 rule = 0;  // index in the list; its size: the default action
   AclResource resource = AclResource::entries;
 };
 
@@ -55,22 +55,23 @@ struct RuleCounters {
   U64 droppedBytes = 0;
 };
 
-// The rule that an entry implements; empty for the implicit deny.
+// The rule that an entry implements; empty for the table's default action.
 struct EntryOwner {
   std::optional< RuleIndex > rule;
 };
 
-// A rule with its resources.
+// A rule, or a list's default action, with its resources.
 struct ProgrammedRule {
   const Acl * acl = nullptr;
   RuleIndex index;
   RangeCheckers checkers;
   std::optional< U32 > policer;
   U32 firstEntry = 0;  // relative to the table's first entry
-  U32 fields = 0;      // user-defined fields that it holds
+  U32 entries = 0;
+  U32 fields = 0;  // user-defined fields that it holds
 
-  const AclRule & rule() const { return acl->rules[ index.rule ]; }
-  U32 entries() const { return entriesOf( rule(), checkers ); }
+  const AclRule & rule() const { return acl->rule( index.rule ); }
+  bool isDefault() const { return index.rule == acl->rules.size(); }
 };
 
 class AclTable {
@@ -89,8 +90,10 @@ class AclTable {
                                        const std::function< void() > & whenFull );
   // Lists that were lost in a group rebuild since the last call.
   std::vector< std::pair< U32, AclShortage > > takeLost();
-  // Programs the implicit deny: drops packets of the kind that no list permits.
-  std::optional< AclResource > addDenyRest();
+  // Programs what happens to packets of the kind that no list decides about: permit or drop.
+  std::optional< AclResource > addDefault( Forwarding action );
+  // True if the last list has a default action, so that the table needs none.
+  bool isDecided() const;
   // Resets all policers to full buckets.
   void refillPolicers();
   // Releases entries, user-defined fields, policers and range checkers.
@@ -141,6 +144,7 @@ class AclTable {
   const AclKind kind_;
   const PortMethod method_;
   const bool matchesRanges_;  // the group can match range checker results
+  const PortKey portKey_;
   Kiv::Ptr< Morvane::MorvaneBoundedTcamEntryManager > manager_;
   GroupFields fields_;
   U32 & policersLeft_;

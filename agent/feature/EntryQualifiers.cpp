@@ -39,6 +39,21 @@ std::array< U8, 4 > bytesOf( U32 value ) {
            static_cast< U8 >( value >> 8 ), static_cast< U8 >( value ) };
 }
 
+bcm_field_IpFrag_t sdkFragments( Fragments fragments ) {
+  switch ( fragments ) {
+    case Fragments::none:
+      return bcmFieldIpFragNon;
+    case Fragments::first:
+      return bcmFieldIpFragFirst;
+    case Fragments::later:
+      return bcmFieldIpFragNotFirst;
+    case Fragments::notLater:
+      return bcmFieldIpFragNonOrFirst;
+    default:
+      return bcmFieldIpFragAny;
+  }
+}
+
 // The SDK has one operation for each qualifier.
 #define QUALIFY( name )                                                    \
   case bcmFieldQualify##name:                                              \
@@ -52,20 +67,29 @@ void qualifyField( U32 unit, U32 entryId, const EntryField & match ) {
   }
   const SdkBits value = { match.bits.value };
   const SdkBits mask = { match.bits.mask };
-  switch ( match.field->qualifier ) {
-    QUALIFY( SrcIp );
-    QUALIFY( DstIp );
-    QUALIFY( SrcIp6 );
-    QUALIFY( DstIp6 );
-    QUALIFY( SrcMac );
-    QUALIFY( DstMac );
-    QUALIFY( EtherType );
-    QUALIFY( OuterVlanId );
-    QUALIFY( IpProtocol );
-    QUALIFY( L4SrcPort );
-    QUALIFY( L4DstPort );
-    QUALIFY( TcpControl );
-    QUALIFY( IcmpTypeCode );
+  switch ( match.qualifier ) {
+    case bcmFieldQualifyIpFrag:
+      SDK_CHECKED(
+          bcm_field_qualify_IpFrag( unit, entryId, sdkFragments( Fragments( value.bits.low ) ) ) );
+      break;
+      QUALIFY( SrcIp );
+      QUALIFY( DstIp );
+      QUALIFY( SrcIp6 );
+      QUALIFY( DstIp6 );
+      QUALIFY( SrcMac );
+      QUALIFY( DstMac );
+      QUALIFY( EtherType );
+      QUALIFY( OuterVlanId );
+      QUALIFY( OuterVlanPri );
+      QUALIFY( InnerVlanId );
+      QUALIFY( IpProtocol );
+      QUALIFY( DSCP );
+      QUALIFY( Ttl );
+      QUALIFY( InPort );
+      QUALIFY( L4SrcPort );
+      QUALIFY( L4DstPort );
+      QUALIFY( TcpControl );
+      QUALIFY( IcmpTypeCode );
     default:
       KIV_ASSERT( !"the field has an SDK operation" );
   }
@@ -109,16 +133,6 @@ void addActions( U32 unit, U32 entryId, const EntryActions & actions ) {
     ports.add( *actions.mirrorPort );
     SDK_CHECKED( bcm_field_action_ports_add( unit, entryId, bcmFieldActionMirrorPbmp, ports ) );
   }
-}
-
-std::vector< U32 > requiredQualifiers( AclKind kind, const AclRule & rule ) {
-  std::vector< U32 > needs;
-  if ( kind != AclKind::mac )
-    needs.push_back( bcmFieldQualifyIpType );
-  for ( const MatchField & field : matchFields() )
-    if ( field.isIn( kind ) && restricts( field, rule ) )
-      needs.push_back( field.qualifier );
-  return needs;
 }
 
 }  // namespace Agent

@@ -6,14 +6,14 @@ namespace Agent {
 
 namespace {
 
-Morvane::RangeCheckerDesc descOf( const PortRange & range, U32 direction ) {
-  return { range.low, range.high, direction };
+Morvane::RangeCheckerDesc descOf( const AnyRange & range, U32 direction ) {
+  return { static_cast< U16 >( range.low ), static_cast< U16 >( range.high ), direction };
 }
 
-void release( Morvane::MorvaneTcamEntryManager & manager, U32 unit, const PortRange & range,
-              U32 direction, U32 checker ) {
+void release( Morvane::MorvaneTcamEntryManager & manager, U32 unit,
+              const std::optional< AnyRange > & range, U32 direction, U32 checker ) {
   if ( checker != 0 )
-    manager.releaseRangeChecker( unit, descOf( range, direction ) );
+    manager.releaseRangeChecker( unit, descOf( *range, direction ) );
 }
 
 bcm_policer_config_t configOf( const PoliceRate & rate ) {
@@ -30,17 +30,18 @@ std::optional< RangeCheckers > getCheckers( Morvane::MorvaneTcamEntryManager & m
                                             const AclRule & rule, PortMethod method,
                                             bool groupMatches ) {
   bool refused = false;
-  const auto get = [ & ]( const PortRange & range, U32 direction ) -> U32 {
-    if ( method == PortMethod::expand || !wantsChecker( range ) )
+  const auto get = [ & ]( FieldId ports, U32 direction ) -> U32 {
+    const auto range = checkerRange( ports, rule );
+    if ( method == PortMethod::expand || !range )
       return 0;
     const U32 checker =
-        groupMatches ? manager.getRangeChecker( unit, descOf( range, direction ) ) : 0;
+        groupMatches ? manager.getRangeChecker( unit, descOf( *range, direction ) ) : 0;
     refused = refused || checker == 0;
     return checker;
   };
   RangeCheckers checkers;
-  checkers.source = get( rule.sourcePorts, BCM_FIELD_RANGE_SRCPORT );
-  checkers.destination = get( rule.destinationPorts, BCM_FIELD_RANGE_DSTPORT );
+  checkers.source = get( FieldId::sourcePorts, BCM_FIELD_RANGE_SRCPORT );
+  checkers.destination = get( FieldId::destinationPorts, BCM_FIELD_RANGE_DSTPORT );
   if ( !refused || method != PortMethod::checkers )
     return checkers;
   releaseCheckers( manager, unit, rule, checkers );
@@ -49,8 +50,10 @@ std::optional< RangeCheckers > getCheckers( Morvane::MorvaneTcamEntryManager & m
 
 void releaseCheckers( Morvane::MorvaneTcamEntryManager & manager, U32 unit, const AclRule & rule,
                       const RangeCheckers & checkers ) {
-  release( manager, unit, rule.destinationPorts, BCM_FIELD_RANGE_DSTPORT, checkers.destination );
-  release( manager, unit, rule.sourcePorts, BCM_FIELD_RANGE_SRCPORT, checkers.source );
+  release( manager, unit, checkerRange( FieldId::destinationPorts, rule ), BCM_FIELD_RANGE_DSTPORT,
+           checkers.destination );
+  release( manager, unit, checkerRange( FieldId::sourcePorts, rule ), BCM_FIELD_RANGE_SRCPORT,
+           checkers.source );
 }
 
 U32 createPolicer( Morvane::MorvaneTcamGroupManager & manager, U32 unit, const PoliceRate & rate ) {

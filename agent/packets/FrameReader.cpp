@@ -28,6 +28,10 @@ U16 word( std::span< const U8 > bytes, size_t at ) {
   return static_cast< U16 >( number( bytes.subspan( at, 2 ) ) );
 }
 
+FragmentKind fragmentKind( U32 offset, bool more ) {
+  return offset != 0 ? FragmentKind::later : more ? FragmentKind::first : FragmentKind::whole;
+}
+
 void readL4( FrameFields & fields, std::span< const U8 > l4 ) {
   const U8 protocol = *fields.protocol;
   const bool tcp = protocol == protocolTcp && l4.size() >= 20;
@@ -50,9 +54,12 @@ void readIp4( FrameFields & fields, std::span< const U8 > ip ) {
   fields.l3 = L3Kind::ipv4;
   fields.sourceIp = static_cast< U32 >( number( ip.subspan( 12, 4 ) ) );
   fields.destinationIp = static_cast< U32 >( number( ip.subspan( 16, 4 ) ) );
+  fields.trafficClass = ip[ 1 ];
+  fields.hopLimit = ip[ 8 ];
   fields.protocol = ip[ 9 ];
-  const bool laterFragment = word( ip, 6 ) % 0x2000 != 0;
-  if ( !laterFragment )
+  const U16 fragment = word( ip, 6 );
+  fields.fragment = fragmentKind( fragment % 0x2000, fragment / 0x2000 % 2 != 0 );
+  if ( fields.fragment != FragmentKind::later )
     readL4( fields, ip.first( std::min( ip.size(), total ) ).subspan( header ) );
 }
 
@@ -78,24 +85,27 @@ void readIp6( FrameFields & fields, std::span< const U8 > ip ) {
   fields.l3 = L3Kind::ipv6;
   std::copy_n( ip.begin() + 8, 16, fields.source6.begin() );
   std::copy_n( ip.begin() + 24, 16, fields.destination6.begin() );
+  fields.trafficClass = static_cast< U8 >( word( ip, 0 ) / 16 );
+  fields.hopLimit = ip[ 7 ];
   std::span< const U8 > rest =
       ip.first( std::min< size_t >( ip.size(), ip6Size + word( ip, 4 ) ) ).subspan( ip6Size );
   U8 protocol = ip[ 6 ];
   U32 extensions = 0;
-  bool laterFragment = false;
-  while ( !laterFragment ) {
+  FragmentKind fragment = FragmentKind::whole;
+  while ( fragment != FragmentKind::later ) {
     const auto size = extensionSize( protocol, rest );
     if ( !size )
       break;
     if ( *size == 0 || *size > rest.size() || ++extensions > extensionsMax )
       return;  // next protocol unknown
     if ( protocol == 44 )
-      laterFragment = word( rest, 2 ) / 8 != 0;
+      fragment = std::max( fragment, fragmentKind( word( rest, 2 ) / 8, rest[ 3 ] % 2 != 0 ) );
     protocol = rest[ 0 ];
     rest = rest.subspan( *size );
   }
   fields.protocol = protocol;
-  if ( !laterFragment )
+  fields.fragment = fragment;
+  if ( fragment != FragmentKind::later )
     readL4( fields, rest );
 }
 
@@ -115,8 +125,10 @@ FrameFields readFrame( std::span< const U8 > frame ) {
       break;
     if ( frame.size() < at + 6 )
       return fields;
+    const U16 tag = word( frame, at + 2 );
     if ( tags == 0 )
-      fields.vlan = word( frame, at + 2 ) % 0x1000;
+      fields.vlanPriority = static_cast< U8 >( tag / 0x2000 );
+    ( tags == 0 ? fields.vlan : fields.innerVlan ) = tag % 0x1000;
     at += 4;
   }
   const U16 type = word( frame, at );
@@ -142,6 +154,14 @@ std::string describe( const FrameFields & fields ) {
                          macText( fields.destinationMac ), fields.etherType.value_or( 0 ) );
   if ( fields.vlan )
     text += fmt::format( " vlan {}", *fields.vlan );
+  if ( fields.vlanPriority.value_or( 0 ) != 0 )
+    text += fmt::format( " priority {}", *fields.vlanPriority );
+  if ( fields.innerVlan )
+    text += fmt::format( " inner vlan {}", *fields.innerVlan );
+  if ( fields.trafficClass )
+    text += fmt::format( " class {:#04x} ttl {}", *fields.trafficClass, *fields.hopLimit );
+  if ( fields.fragment.value_or( FragmentKind::whole ) != FragmentKind::whole )
+    text += fields.fragment == FragmentKind::first ? " first fragment" : " later fragment";
   if ( fields.protocol )
     text += fmt::format( " protocol {}", *fields.protocol );
   if ( fields.ports )

@@ -18,9 +18,12 @@ struct FrameFields {
   bool hasMacs = false;
   U64 sourceMac = 0;
   U64 destinationMac = 0;
-  std::optional< U16 > vlan;  // id of the outer tag
+  std::optional< U16 > vlan;         // id of the outer tag
+  std::optional< U8 > vlanPriority;  // of the outer tag
+  std::optional< U16 > innerVlan;    // id of the second tag
   // VLAN of the port, on platforms where VLAN rules also match untagged packets (Replay.h).
   std::optional< U16 > portVlan;
+  std::optional< U32 > inPort;     // ingress port, where it is known (Replay.h)
   std::optional< U16 > etherType;  // after the tags; empty for a length field
   L3Kind l3 = L3Kind::other;       // only with a whole header
   std::optional< size_t > l3At;    // offset of the L3 header
@@ -28,7 +31,11 @@ struct FrameFields {
   U32 destinationIp = 0;
   Ip6Address source6 = {};
   Ip6Address destination6 = {};
+  std::optional< U8 > trafficClass;  // or TOS: DSCP and ECN
+  std::optional< U8 > hopLimit;      // or TTL
+  // Both only if the end of the IP header and its extensions was found.
   std::optional< U8 > protocol;  // after IPv6 extension headers
+  std::optional< FragmentKind > fragment;
   struct Ports {
     U16 source;
     U16 destination;

@@ -9,6 +9,7 @@
 namespace Agent {
 
 enum class L3Kind : U8 { other, ipv4, ipv6 };
+enum class FragmentKind : U8 { whole, first, later };
 
 // Header fields of a packet to build. `l3` selects the addresses.
 struct PacketFields {
@@ -24,8 +25,13 @@ struct PacketFields {
   Ip6Address destination6 = {};
   U64 sourceMac = 0x020000000002;
   U64 destinationMac = 0x020000000001;
-  std::optional< U16 > vlan = {};  // id of a VLAN tag
-  U16 etherType = 0x88B5;          // unless IPv4 or IPv6
+  std::optional< U16 > vlan = {};       // id of a VLAN tag
+  U8 vlanPriority = 0;                  // of the VLAN tag
+  std::optional< U16 > innerVlan = {};  // id of a second VLAN tag after the first
+  U8 trafficClass = 0;                  // or TOS: DSCP and ECN
+  U8 hopLimit = 64;                     // or TTL
+  FragmentKind fragment = FragmentKind::whole;
+  U16 etherType = 0x88B5;  // unless IPv4 or IPv6
 
   bool hasPorts() const { return protocol == protocolTcp || protocol == protocolUdp; }
   friend bool operator==( const PacketFields &, const PacketFields & ) = default;

@@ -12,7 +12,9 @@ constexpr size_t tagSize = 4;
 constexpr size_t ipv4Size = 20;
 constexpr size_t ipv6Size = 40;
 constexpr size_t frameSizeMin = 60;
-constexpr U8 timeToLive = 64;
+constexpr size_t fragmentHeaderSize = 8;
+constexpr U8 protocolFragment = 44;
+constexpr U16 laterOffset = 185;  // of a fragment, in units of 8 bytes
 
 void put16( std::span< U8 > at, size_t offset, U32 value ) {
   at[ offset ] = static_cast< U8 >( value >> 8 );
@@ -61,28 +63,44 @@ U16 etherType( const PacketFields & packet ) {
 void putEthernet( std::span< U8 > header, const PacketFields & packet ) {
   putMac( header, packet.destinationMac );
   putMac( header.subspan( 6 ), packet.sourceMac );
-  if ( packet.vlan ) {
+  if ( header.size() > ethernetSize ) {
     put16( header, 12, 0x8100 );
-    put16( header, 14, *packet.vlan );
+    put16( header, 14, U32{ packet.vlanPriority } << 13 | packet.vlan.value_or( 0 ) );
+  }
+  if ( packet.innerVlan ) {
+    put16( header, 16, 0x8100 );
+    put16( header, 18, *packet.innerVlan );
   }
   put16( header, header.size() - 2, etherType( packet ) );
 }
 
 void putIpv4( std::span< U8 > header, const PacketFields & packet, size_t l4 ) {
   header[ 0 ] = 0x45;
+  header[ 1 ] = packet.trafficClass;
   put16( header, 2, static_cast< U32 >( ipv4Size + l4 ) );
-  header[ 8 ] = timeToLive;
+  put16( header, 6,
+         packet.fragment == FragmentKind::first   ? 0x2000
+         : packet.fragment == FragmentKind::later ? laterOffset
+                                                  : 0 );
+  header[ 8 ] = packet.hopLimit;
   header[ 9 ] = packet.protocol;
   put32( header, 12, packet.sourceIp );
   put32( header, 16, packet.destinationIp );
   put16( header, 10, checksum( sum16( header ) ) );
 }
 
+// With a fragment header, if `header` has room for it.
 void putIpv6( std::span< U8 > header, const PacketFields & packet, size_t l4 ) {
-  header[ 0 ] = 0x60;
-  put16( header, 4, static_cast< U32 >( l4 ) );
+  put16( header, 0, 0x6000U | packet.trafficClass << 4 );
+  put16( header, 4, static_cast< U32 >( header.size() - ipv6Size + l4 ) );
   header[ 6 ] = packet.protocol;
-  header[ 7 ] = timeToLive;
+  if ( header.size() > ipv6Size ) {
+    header[ 6 ] = protocolFragment;
+    header[ ipv6Size ] = packet.protocol;
+    put16( header, ipv6Size + 2,
+           packet.fragment == FragmentKind::first ? 1 : U32{ laterOffset } << 3 );
+  }
+  header[ 7 ] = packet.hopLimit;
   std::copy( packet.source6.begin(), packet.source6.end(), header.begin() + 8 );
   std::copy( packet.destination6.begin(), packet.destination6.end(), header.begin() + 24 );
 }
@@ -130,9 +148,13 @@ void putL4( std::span< U8 > header, const PacketFields & packet ) {
 }  // namespace
 
 Frame makeFrame( const PacketFields & packet ) {
-  const size_t l2 = ethernetSize + ( packet.vlan ? tagSize : 0 );
+  const size_t tags = packet.innerVlan ? 2 : packet.vlan ? 1 : 0;
+  const size_t l2 = ethernetSize + tags * tagSize;
   const bool ip = packet.l3 != L3Kind::other;
-  const size_t l3 = !ip ? 0 : packet.l3 == L3Kind::ipv4 ? ipv4Size : ipv6Size;
+  const bool fragment = packet.fragment != FragmentKind::whole;
+  const size_t l3 = !ip                         ? 0
+                    : packet.l3 == L3Kind::ipv4 ? ipv4Size
+                                                : ipv6Size + ( fragment ? fragmentHeaderSize : 0 );
   const size_t l4 = ip ? l4Size( packet.protocol ) : 0;
   Frame frame( std::max( l2 + l3 + l4, frameSizeMin ) );
   const std::span< U8 > bytes( frame );

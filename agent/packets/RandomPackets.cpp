@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <random>
 
+#include "agent/acl/MatchFields.h"
 #include "agent/packets/FrameReader.h"
 #include "agent/packets/PacketMaker.h"
 
@@ -11,6 +12,7 @@ namespace Agent {
 namespace {
 
 constexpr U32 kinds = 4;
+constexpr U64 macMask = 0xFFFFFFFFFFFF;
 
 template < class T >
 T blend( T value, T mask, T noise ) {
@@ -33,19 +35,18 @@ class RandomPackets {
 
   U32 below( U32 end );  // 0 <= result < end
   U32 word() { return static_cast< U32 >( engine_() ); }
+  FieldBits bits();
   const Target & anyTarget() { return targets_[ below( static_cast< U32 >( targets_.size() ) ) ]; }
   Frame makeOne( Kind kind );
   PacketFields anywhere();
   void setKind( PacketFields & packet, AclKind kind );
-  PacketFields inside( const Target & target );
-  void insideL2( PacketFields & packet, const AclRule & rule );
-  Ip6Address insidePrefix( const Prefix6 & prefix );
-  PacketFields border( const Target & target );
-  Ip6Address prefixBorder( const Prefix6 & prefix );
-  void disturb( PacketFields & packet, AclKind kind );
-  void disturbL4( PacketFields & packet );
-  void disturbIp6( Ip6Address & address );
-  void disturbL2( PacketFields & packet );
+  void setTags( PacketFields & packet );
+  PacketFields nearRule( const Target & target, Kind kind );
+  void place( PacketFields & packet, FieldId field, const FieldBits & bits );
+  FieldBits inside( const MatchField & field, const AclRule & rule );
+  FieldBits border( const MatchField & field, const AclRule & rule );
+  FragmentKind fragmentOf( Fragments wanted );
+  void disturb( PacketFields & packet, const Target & target );
   U32 onBorder( U32 low, U32 high );
   void place( Frame & frame, const UdfMatch & udf, Kind kind );
 
@@ -83,14 +84,19 @@ Frame RandomPackets::makeOne( Kind kind ) {
     return makeFrame( packet );
   }
   const Target & target = anyTarget();
-  PacketFields packet = kind == Kind::border ? border( target ) : inside( target );
+  PacketFields packet = nearRule( target, kind );
   const bool udf = !target.rule->udf.empty();
   if ( kind == Kind::oneOff && ( !udf || below( 2 ) == 0 ) )
-    disturb( packet, target.kind );
+    disturb( packet, target );
   Frame frame = makeFrame( packet );
   for ( const UdfMatch & field : target.rule->udf )
     place( frame, field, kind );
   return frame;
+}
+
+FieldBits RandomPackets::bits() {
+  const U64 high = engine_();
+  return { high, engine_() };
 }
 
 PacketFields RandomPackets::anywhere() {
@@ -103,7 +109,21 @@ PacketFields RandomPackets::anywhere() {
   packet.destinationPort = static_cast< U16 >( word() );
   packet.tcpFlags = static_cast< U8 >( word() );
   packet.icmpTypeCode = static_cast< U16 >( word() );
+  packet.trafficClass = static_cast< U8 >( word() );
+  packet.hopLimit = static_cast< U8 >( word() );
+  packet.fragment = below( 8 ) == 0 ? FragmentKind( 1 + below( 2 ) ) : FragmentKind::whole;
+  setTags( packet );
   return packet;
+}
+
+// Untagged in three of four cases.
+void RandomPackets::setTags( PacketFields & packet ) {
+  if ( below( 4 ) != 0 )
+    return;
+  packet.vlan = below( 4 ) == 0 ? 0 : word() & 0xFFF;
+  packet.vlanPriority = word() & 7;
+  if ( below( 2 ) == 0 )
+    packet.innerVlan = word() & 0xFFF;
 }
 
 // A packet that lists of the kind can match, with random addresses.
@@ -112,66 +132,150 @@ void RandomPackets::setKind( PacketFields & packet, AclKind kind ) {
     return;
   packet.l3 = kind == AclKind::ipv6 ? L3Kind::ipv6 : L3Kind( below( 3 ) );
   if ( packet.l3 == L3Kind::ipv6 ) {
-    packet.source6 = insidePrefix( {} );
-    packet.destination6 = insidePrefix( {} );
+    packet.source6 = addressOf( bits() );
+    packet.destination6 = addressOf( bits() );
     if ( packet.protocol == protocolIcmp )
       packet.protocol = protocolIcmp6;
   }
-  if ( kind == AclKind::mac )
-    insideL2( packet, {} );
+  if ( kind == AclKind::mac ) {
+    packet.sourceMac = engine_() & macMask;
+    packet.destinationMac = engine_() & macMask;
+  }
 }
 
-PacketFields RandomPackets::inside( const Target & target ) {
+// Inside the rule; of kind `border` with the fields it restricts at or near the ends of its
+// values.
+PacketFields RandomPackets::nearRule( const Target & target, Kind kind ) {
   const AclRule & rule = *target.rule;
   PacketFields packet = anywhere();
-  const auto within = [ this ]( const PortRange & range ) {
-    return static_cast< U16 >( range.low + below( range.high - range.low + 1U ) );
-  };
   setKind( packet, target.kind );
-  packet.sourceIp = blend( rule.source.address, rule.source.mask(), packet.sourceIp );
-  packet.destinationIp =
-      blend( rule.destination.address, rule.destination.mask(), packet.destinationIp );
-  packet.protocol = blend( rule.protocol.value, rule.protocol.mask, packet.protocol );
-  packet.sourcePort = within( rule.sourcePorts );
-  packet.destinationPort = within( rule.destinationPorts );
-  packet.tcpFlags = blend( rule.tcpFlags.value, rule.tcpFlags.mask, packet.tcpFlags );
-  packet.icmpTypeCode =
-      blend( rule.icmpTypeCode.value, rule.icmpTypeCode.mask, packet.icmpTypeCode );
-  if ( target.kind == AclKind::ipv6 ) {
-    packet.source6 = insidePrefix( rule.source6 );
-    packet.destination6 = insidePrefix( rule.destination6 );
+  for ( const MatchField & field : matchFields() ) {
+    if ( !field.isIn( target.kind ) || !restricts( field, rule ) )
+      continue;
+    if ( field.id == FieldId::fragments )
+      packet.fragment = fragmentOf( rule.fragments );
+    else
+      place( packet, field.id,
+             kind == Kind::border ? border( field, rule ) : inside( field, rule ) );
   }
-  if ( target.kind == AclKind::mac )
-    insideL2( packet, rule );
   return packet;
 }
 
-void RandomPackets::insideL2( PacketFields & packet, const AclRule & rule ) {
-  constexpr U64 macMask = 0xFFFFFFFFFFFF;
-  const auto mac = [ & ]( const FieldMatch< U64 > & match ) {
-    return blend( match.value, match.mask, engine_() & macMask );
-  };
-  packet.sourceMac = mac( rule.sourceMac );
-  packet.destinationMac = mac( rule.destinationMac );
-  packet.vlan.reset();
-  if ( rule.vlan.mask != 0 || below( 4 ) == 0 )
-    packet.vlan = blend< U16 >( rule.vlan.value, rule.vlan.mask, word() & 0xFFF );
-  if ( rule.etherType.mask == 0 )
-    return;
-  packet.etherType = rule.etherType.value;
-  packet.l3 = packet.etherType == 0x0800   ? L3Kind::ipv4
-              : packet.etherType == 0x86DD ? L3Kind::ipv6
-                                           : L3Kind::other;
+// A value that the rule allows in the field, and anything outside its mask.
+FieldBits RandomPackets::inside( const MatchField & field, const AclRule & rule ) {
+  if ( field.isRange() ) {
+    const auto ranges = rangesIn( field, rule );
+    const AnyRange & range = ranges[ below( static_cast< U32 >( ranges.size() ) ) ];
+    return { 0, range.low + below( range.high - range.low + 1 ) };
+  }
+  const auto matches = matchesIn( field, rule );
+  const TernaryBits & match = matches[ below( static_cast< U32 >( matches.size() ) ) ];
+  const FieldBits noise = bits();
+  return { blend( match.value.high, match.mask.high, noise.high ),
+           blend( match.value.low, match.mask.low, noise.low ) };
 }
 
-Ip6Address RandomPackets::insidePrefix( const Prefix6 & prefix ) {
-  Ip6Address address;
-  for ( U32 i = 0; i < address.size(); ++i ) {
-    const U32 bits = std::min( 8U, prefix.length - std::min< U32 >( prefix.length, 8 * i ) );
-    const auto mask = static_cast< U8 >( 0xFF00U >> bits );
-    address[ i ] = blend( prefix.address[ i ], mask, static_cast< U8 >( word() ) );
+// The first or last value that the rule allows or, rarely, one next to them.
+FieldBits RandomPackets::border( const MatchField & field, const AclRule & rule ) {
+  if ( field.isRange() ) {
+    const auto ranges = rangesIn( field, rule );
+    const AnyRange & range = ranges[ below( static_cast< U32 >( ranges.size() ) ) ];
+    return { 0, onBorder( range.low, range.high ) };
   }
-  return address;
+  const auto matches = matchesIn( field, rule );
+  const TernaryBits & match = matches[ below( static_cast< U32 >( matches.size() ) ) ];
+  const U64 ends = below( 2 ) == 0 ? 0 : ~U64{ 0 };
+  FieldBits value = { blend( match.value.high, match.mask.high, ends ),
+                      blend( match.value.low, match.mask.low, ends ) };
+  // The neighbouring prefix.
+  if ( below( 8 ) == 0 && match.mask.low != 0 )
+    value.low ^= match.mask.low & -match.mask.low;
+  else if ( below( 8 ) == 0 )
+    value.high ^= match.mask.high & -match.mask.high;
+  return value;
+}
+
+FragmentKind RandomPackets::fragmentOf( Fragments wanted ) {
+  switch ( wanted ) {
+    case Fragments::none:
+      return FragmentKind::whole;
+    case Fragments::first:
+      return FragmentKind::first;
+    case Fragments::later:
+      return FragmentKind::later;
+    case Fragments::fragment:
+      return FragmentKind( 1 + below( 2 ) );
+    case Fragments::notLater:
+      return FragmentKind( below( 2 ) );
+    default:
+      return FragmentKind( below( 3 ) );
+  }
+}
+
+void RandomPackets::place( PacketFields & packet, FieldId field, const FieldBits & bits ) {
+  const auto byte = static_cast< U8 >( bits.low );
+  const auto half = static_cast< U16 >( bits.low );
+  switch ( field ) {
+    case FieldId::source:
+      packet.sourceIp = static_cast< U32 >( bits.low );
+      break;
+    case FieldId::destination:
+      packet.destinationIp = static_cast< U32 >( bits.low );
+      break;
+    case FieldId::source6:
+      packet.source6 = addressOf( bits );
+      break;
+    case FieldId::destination6:
+      packet.destination6 = addressOf( bits );
+      break;
+    case FieldId::sourceMac:
+      packet.sourceMac = bits.low & macMask;
+      break;
+    case FieldId::destinationMac:
+      packet.destinationMac = bits.low & macMask;
+      break;
+    case FieldId::etherType:
+      packet.etherType = half;
+      packet.l3 = half == 0x0800 ? L3Kind::ipv4 : half == 0x86DD ? L3Kind::ipv6 : L3Kind::other;
+      break;
+    case FieldId::vlan:
+      packet.vlan = half & 0xFFF;
+      break;
+    case FieldId::vlanPriority:
+      packet.vlanPriority = byte & 7;
+      packet.vlan = packet.vlan.value_or( word() & 0xFFF );
+      break;
+    case FieldId::innerVlan:
+      packet.innerVlan = half & 0xFFF;
+      break;
+    case FieldId::protocol:
+      packet.protocol = byte;
+      break;
+    case FieldId::dscp:
+      packet.trafficClass = static_cast< U8 >( byte << 2 | ( packet.trafficClass & 3 ) );
+      break;
+    case FieldId::ecn:
+      packet.trafficClass = static_cast< U8 >( ( packet.trafficClass & 0xFC ) | ( byte & 3 ) );
+      break;
+    case FieldId::ttl:
+      packet.hopLimit = byte;
+      break;
+    case FieldId::sourcePorts:
+      packet.sourcePort = half;
+      break;
+    case FieldId::destinationPorts:
+      packet.destinationPort = half;
+      break;
+    case FieldId::tcpFlags:
+      packet.tcpFlags = byte;
+      break;
+    case FieldId::icmp:
+      packet.icmpTypeCode = half;
+      break;
+    case FieldId::fragments:
+    case FieldId::inPorts:
+      break;  // not a value of a header; the sender chooses the port
+  }
 }
 
 // The low or high end or, rarely, the value just below or above the interval.
@@ -184,94 +288,29 @@ U32 RandomPackets::onBorder( U32 low, U32 high ) {
   return choice % 2 == 0 ? low : high;
 }
 
-PacketFields RandomPackets::border( const Target & target ) {
-  const AclRule & rule = *target.rule;
-  PacketFields packet = inside( target );
-  const auto ends = [ this ]( const Prefix & prefix ) {
-    const U32 low = prefix.address & prefix.mask();
-    return onBorder( low, low | ~prefix.mask() );
-  };
-  packet.sourceIp = ends( rule.source );
-  packet.destinationIp = ends( rule.destination );
-  packet.sourcePort = static_cast< U16 >( onBorder( rule.sourcePorts.low, rule.sourcePorts.high ) );
-  packet.destinationPort =
-      static_cast< U16 >( onBorder( rule.destinationPorts.low, rule.destinationPorts.high ) );
-  if ( target.kind == AclKind::ipv6 ) {
-    packet.source6 = prefixBorder( rule.source6 );
-    packet.destination6 = prefixBorder( rule.destination6 );
-  }
-  return packet;
-}
-
-// The first or last address of the prefix or, rarely, of a neighbouring prefix.
-Ip6Address RandomPackets::prefixBorder( const Prefix6 & prefix ) {
-  Ip6Address address = prefix.address;
-  const bool high = below( 2 ) == 0;
-  for ( U32 bit = prefix.length; bit < 128; ++bit ) {
-    const auto mask = static_cast< U8 >( 0x80U >> bit % 8 );
-    U8 & byte = address[ bit / 8 ];
-    byte = static_cast< U8 >( high ? byte | mask : byte & ~mask );
-  }
-  if ( prefix.length != 0 && below( 8 ) == 0 )
-    address[ ( prefix.length - 1U ) / 8 ] ^=
-        static_cast< U8 >( 0x80U >> ( prefix.length - 1 ) % 8 );
-  return address;
-}
-
-void RandomPackets::disturb( PacketFields & packet, AclKind kind ) {
-  if ( kind == AclKind::mac )
-    return disturbL2( packet );
-  if ( kind == AclKind::ipv6 && below( 3 ) == 0 )
-    return disturbIp6( below( 2 ) == 0 ? packet.source6 : packet.destination6 );
-  disturbL4( packet );
-}
-
-void RandomPackets::disturbL4( PacketFields & packet ) {
-  const PacketFields other = anywhere();
-  switch ( below( 7 ) ) {
-    case 0:
-      packet.sourceIp ^= 1U << below( 32 );
-      break;
-    case 1:
-      packet.destinationIp ^= 1U << below( 32 );
-      break;
-    case 2:
-      packet.protocol = other.protocol;
-      break;
-    case 3:
-      packet.sourcePort = other.sourcePort;
-      break;
-    case 4:
-      packet.destinationPort = other.destinationPort;
-      break;
-    case 5:
-      packet.tcpFlags = static_cast< U8 >( packet.tcpFlags ^ 1U << below( 8 ) );
-      break;
-    default:
-      packet.icmpTypeCode = static_cast< U16 >( packet.icmpTypeCode ^ 1U << below( 16 ) );
-      break;
-  }
-}
-
-void RandomPackets::disturbIp6( Ip6Address & address ) {
-  address[ below( 16 ) ] ^= static_cast< U8 >( 1U << below( 8 ) );
-}
-
-void RandomPackets::disturbL2( PacketFields & packet ) {
-  switch ( below( 4 ) ) {
-    case 0:
-      packet.sourceMac ^= U64( 1 ) << below( 48 );
-      break;
-    case 1:
-      packet.destinationMac ^= U64( 1 ) << below( 48 );
-      break;
-    case 2:
-      packet.vlan = static_cast< U16 >( packet.vlan.value_or( 1 ) ^ 1U << below( 12 ) );
-      break;
-    default:
-      packet.l3 = L3Kind::other;
-      packet.etherType = static_cast< U16 >( word() );
-      break;
+// Gives one field, of those that the rule restricts if there are any, another value.
+void RandomPackets::disturb( PacketFields & packet, const Target & target ) {
+  std::vector< FieldId > fields;
+  for ( const MatchField & field : matchFields() )
+    if ( field.isIn( target.kind ) && restricts( field, *target.rule ) )
+      fields.push_back( field.id );
+  if ( fields.empty() )
+    return;
+  const FieldId field = fields[ below( static_cast< U32 >( fields.size() ) ) ];
+  const bool tag =
+      field == FieldId::vlan || field == FieldId::vlanPriority || field == FieldId::innerVlan;
+  if ( field == FieldId::fragments ) {
+    packet.fragment =
+        FragmentKind( ( static_cast< U32 >( packet.fragment ) + 1 + below( 2 ) ) % 3 );
+  } else if ( tag && below( 3 ) == 0 ) {
+    packet.innerVlan.reset();
+    if ( field != FieldId::innerVlan )
+      packet.vlan.reset();
+  } else {
+    FieldBits value = inside( matchField( field ), *target.rule );
+    const U32 bit = below( matchField( field ).width );
+    ( bit < 64 ? value.low : value.high ) ^= U64{ 1 } << bit % 64;
+    place( packet, field, value );
   }
 }
 

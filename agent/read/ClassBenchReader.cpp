@@ -12,12 +12,11 @@ namespace {
 constexpr size_t columnsMin = 9;  // words up to the protocol
 constexpr size_t protocolColumn = 8;
 
-Prefix readPrefix( const LineReader & reader, std::string_view word, const std::string & what ) {
+FieldMatch< U32 > readPrefix( const LineReader & reader, std::string_view word,
+                              const std::string & what ) {
   const auto [ address, length ] = reader.split( word, '/', what );
-  Prefix prefix;
-  prefix.address = reader.address( address, what );
-  prefix.length = static_cast< U8 >( reader.decimal( length, 32, what + " length" ) );
-  return prefix;
+  const U32 bits = reader.address( address, what );
+  return prefix4( bits, reader.decimal( length, 32, what + " length" ) );
 }
 
 // Three words: low, a colon, high.
@@ -67,7 +66,7 @@ AclRule readRule( const std::string & file, const TextLine & line ) {
     reader.fail( "a rule has prefixes, ports and a protocol: columns are missing" );
   AclRule rule;
   rule.line = line.number;
-  rule.text = line.text.substr( 0, line.text.find_last_not_of( " \t" ) + 1 );
+  rule.column = static_cast< U32 >( words[ 0 ].data() - line.text.data() ) + 1;
   rule.source = readPrefix( reader, words[ 0 ].substr( 1 ), "source" );
   rule.destination = readPrefix( reader, words[ 1 ], "destination" );
   rule.sourcePorts = readPorts( reader, &words[ 2 ], "source ports" );

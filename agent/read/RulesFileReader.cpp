@@ -17,33 +17,6 @@ using Platform::JsonNode;
 
 constexpr U32 portsMax = 256;
 
-// A value on one line, for reports.
-std::string oneLine( const JsonNode & node ) {
-  std::string text;
-  switch ( node.kind ) {
-    case JsonNode::Kind::boolean:
-      return node.boolean ? "true" : "false";
-    case JsonNode::Kind::integer:
-      return std::to_string( node.integer );
-    case JsonNode::Kind::string:
-      return node.string;
-    case JsonNode::Kind::array:
-      for ( const JsonNode & element : node.elements )
-        text += ( text.empty() ? "" : "," ) + oneLine( element );
-      return text;
-    case JsonNode::Kind::object:
-      for ( const auto & [ name, value ] : node.members ) {
-        const std::string inner = oneLine( value );
-        const bool nested = value.kind == JsonNode::Kind::object;
-        text += fmt::format( "{}{}={}", text.empty() ? "" : " ", name,
-                             nested ? "(" + inner + ")" : inner );
-      }
-      return text;
-    default:
-      return "null";
-  }
-}
-
 // Looks up an enumerator by name.
 template < class T, size_t size >
 T readName( JsonFields & fields, const std::string & key, const std::string & absent,
@@ -123,8 +96,7 @@ AclRule readRule( const Acl & acl, const JsonNode & node ) {
   JsonFields fields( acl.file, node, "a rule" );
   AclRule rule;
   rule.line = node.line;
-  rule.text = oneLine( node );
-  fields.text( "name", "" );  // only shown as part of the text
+  rule.name = fields.text( "name", "" );
   readRuleMatch( fields, acl.kind, acl.use, rule );
   readActions( fields, acl, rule );
   readPolice( fields, rule );

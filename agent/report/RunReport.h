@@ -19,24 +19,28 @@ enum class PortsBy {
 };
 
 struct RuleUse {
-  U32 rule = 0;     // index in its access list, from 0
-  U32 line = 0;     // in its file, from 1
-  U32 entries = 0;  // TCAM entries of the rule on one pipe and copy
+  U32 rule = 0;           // index in its access list, from 0
+  U32 line = 0;           // in its file, from 1
+  std::string name;       // in its file; empty: it has none
+  U64 entries = 0;        // TCAM entries of the rule on one pipe and copy
+  std::string expansion;  // why there are several; empty: there is one
   PortsBy sourcePorts = PortsBy::value;
   PortsBy destinationPorts = PortsBy::value;
   WantedCounters wanted;  // other counters are 0
   // Over all pipes and copies, before verification.
   RuleCounters counters;
   std::optional< PoliceRate > police;
-  std::string text;
+  std::string text;  // its match and actions; empty if the list does not fit
 };
 
 struct AclReport {
   std::string name;
   std::string file;
   // Required per pipe and copy; with prefixes only if the list does not fit.
-  U32 entries = 0;
-  U32 installed = 0;                      // `entries` or 0
+  U64 entries = 0;    // with the default action's
+  U64 installed = 0;  // `entries` or 0
+  Forwarding defaultAction = Forwarding::none;
+  DefaultOrigin defaultOrigin = DefaultOrigin::unstated;
   std::optional< AclShortage > shortage;  // empty: it fits
   std::vector< RuleUse > rules;
 };
@@ -55,9 +59,10 @@ struct RunReport {
   std::string description;
   U32 unit = 0;
   U32 ingressPort = 0;
-  bool denyByDefault = false;
-  std::optional< AclResource > denyShortage;  // why the implicit deny is missing; empty: it is not
-  U32 denyEntries = 0;                        // of the implicit deny
+  // For packets that no rule matches, of lists that do not state an action.
+  Forwarding defaultAction = Forwarding::none;
+  std::optional< AclResource > defaultShortage;  // why its entries are missing; empty: they are not
+  U32 defaultEntries = 0;
   std::vector< AclReport > acls;
 
   // Packets at the ingress port.
@@ -84,7 +89,7 @@ struct RunReport {
   bool success() const;
 };
 
-// One line per list that does not fit, and for the implicit deny: reason and first rule.
+// One line per list that does not fit, and for the default action: reason and first rule.
 std::vector< std::string > unfitLists( const RunReport & report );
 // `detail` lists every rule instead of the ten busiest.
 std::string textReport( const RunReport & report, bool detail );

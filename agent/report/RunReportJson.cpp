@@ -1,5 +1,6 @@
 #include <nlohmann/json.hpp>
 
+#include "agent/acl/RuleText.h"
 #include "agent/report/RunReport.h"
 
 namespace Agent {
@@ -28,10 +29,15 @@ Json ruleJson( const RuleUse & use ) {
   Json json = { { "rule", use.rule },
                 { "line", use.line },
                 { "entries", use.entries },
+                { "expansion", nullptr },
                 { "sourcePorts", portsJson( use.sourcePorts ) },
                 { "destinationPorts", portsJson( use.destinationPorts ) },
                 { "packets", nullptr },
                 { "bytes", nullptr } };
+  if ( !use.name.empty() )
+    json[ "name" ] = use.name;
+  if ( !use.expansion.empty() )
+    json[ "expansion" ] = use.expansion;
   if ( use.wanted.packets )
     json[ "packets" ] = use.counters.packets;
   if ( use.wanted.bytes )
@@ -42,14 +48,20 @@ Json ruleJson( const RuleUse & use ) {
 }
 
 Json aclJson( const AclReport & acl ) {
-  Json json = { { "name", acl.name },           { "file", acl.file },
-                { "rules", acl.rules.size() },  { "entries", acl.entries },
-                { "installed", acl.installed }, { "fits", !acl.shortage.has_value() },
-                { "binding", nullptr },         { "firstRuleThatDoesNotFit", nullptr } };
+  Json json = { { "name", acl.name },
+                { "file", acl.file },
+                { "rules", acl.rules.size() },
+                { "entries", acl.entries },
+                { "installed", acl.installed },
+                { "fits", !acl.shortage.has_value() },
+                { "binding", nullptr },
+                { "firstRuleThatDoesNotFit", nullptr },
+                { "default", forwardingName( acl.defaultAction ) } };
   if ( acl.shortage ) {
     const U32 rule = acl.shortage->rule;
     json[ "binding" ] = resourceName( acl.shortage->resource );
-    json[ "firstRuleThatDoesNotFit" ] = { { "line", acl.rules[ rule ].line }, { "rule", rule } };
+    if ( rule < acl.rules.size() )
+      json[ "firstRuleThatDoesNotFit" ] = { { "line", acl.rules[ rule ].line }, { "rule", rule } };
   }
   Json & uses = json[ "ruleUse" ] = Json::array();
   for ( const RuleUse & use : acl.rules )
@@ -93,6 +105,8 @@ std::string jsonReport( const RunReport & report ) {
   Json & acls = json[ "acls" ] = Json::array();
   for ( const AclReport & acl : report.acls )
     acls.push_back( aclJson( acl ) );
+  json[ "default" ] = { { "action", forwardingName( report.defaultAction ) },
+                        { "entries", report.defaultEntries } };
   json[ "packets" ] = { { "total", report.total },
                         { "matched", report.matched },
                         { "default", report.byDefault },

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "agent/acl/RuleText.h"
 #include "agent/report/RunReport.h"
 #include "agent/text/TextTable.h"
 
@@ -20,9 +21,11 @@ struct RuleRow {
 
 // Requires a shortage.
 std::string shortageText( const AclReport & acl ) {
-  return fmt::format( "{} ran out at rule {} (line {}); rolled back",
-                      resourceName( acl.shortage->resource ), acl.shortage->rule,
-                      acl.rules[ acl.shortage->rule ].line );
+  const U32 rule = acl.shortage->rule;
+  const std::string at = rule == acl.rules.size()
+                             ? "the default action"
+                             : fmt::format( "rule {} (line {})", rule, acl.rules[ rule ].line );
+  return fmt::format( "{} ran out at {}; rolled back", resourceName( acl.shortage->resource ), at );
 }
 
 std::string fitText( const AclReport & acl ) {
@@ -37,12 +40,18 @@ std::string aclText( const RunReport & report ) {
     table.add( { acl.name, countText( acl.rules.size() ), countText( acl.entries ),
                  countText( acl.installed ), fitText( acl ), acl.file } );
   std::string text = "Access lists\n" + table.text();
-  if ( report.denyShortage )
-    text += fmt::format( "  implicit deny: not programmed, {} ran out\n",
-                         resourceName( *report.denyShortage ) );
-  else if ( report.denyByDefault )
-    text += fmt::format( "  implicit deny: {} entr{}\n", report.denyEntries,
-                         report.denyEntries == 1 ? "y" : "ies" );
+  for ( const AclReport & acl : report.acls )
+    if ( acl.defaultAction != Forwarding::none )
+      text += fmt::format(
+          "  {}: default {}, by {}: 1 entry\n", acl.name, forwardingName( acl.defaultAction ),
+          acl.defaultOrigin == DefaultOrigin::option ? "--default" : "its format" );
+  if ( report.defaultShortage )
+    text += fmt::format( "  default {}: not programmed, {} ran out\n",
+                         forwardingName( report.defaultAction ),
+                         resourceName( *report.defaultShortage ) );
+  else
+    text += fmt::format( "  default {}: {} entr{}\n", forwardingName( report.defaultAction ),
+                         report.defaultEntries, report.defaultEntries == 1 ? "y" : "ies" );
   return text;
 }
 
@@ -75,12 +84,10 @@ std::string ruleText( const std::vector< RuleRow > & rows ) {
       { "ACL", ">rule", ">line", ">entries", "ranges", ">packets", ">bytes", "match" } );
   for ( const RuleRow & row : rows ) {
     const RuleUse & use = *row.use;
-    std::string match = use.text;
-    std::replace( match.begin(), match.end(), '\t', ' ' );
     table.add( { row.acl->name, std::to_string( use.rule ), std::to_string( use.line ),
                  std::to_string( use.entries ), portsText( use ),
                  use.wanted.packets ? countText( use.counters.packets ) : "-",
-                 use.wanted.bytes ? countText( use.counters.bytes ) : "-", match } );
+                 use.wanted.bytes ? countText( use.counters.bytes ) : "-", use.text } );
   }
   return table.text();
 }
@@ -169,6 +176,25 @@ std::string rangeText( const RunReport & report ) {
                       report.rangeCheckers, text );
 }
 
+// The rules with the most entries, or all with several. Empty if none has.
+std::string expansionText( const RunReport & report, bool detail ) {
+  std::vector< RuleRow > rows = installedRules( report );
+  std::erase_if( rows, []( const RuleRow & row ) { return row.use->expansion.empty(); } );
+  if ( rows.empty() )
+    return "";
+  std::stable_sort( rows.begin(), rows.end(), []( const RuleRow & a, const RuleRow & b ) {
+    return a.use->entries > b.use->entries;
+  } );
+  const size_t all = rows.size();
+  rows.resize( detail ? all : std::min( all, busiestRules ) );
+  TextTable table( { "ACL", ">rule", ">line", ">entries", "because of" } );
+  for ( const RuleRow & row : rows )
+    table.add( { row.acl->name, std::to_string( row.use->rule ), std::to_string( row.use->line ),
+                 std::to_string( row.use->entries ), row.use->expansion } );
+  return fmt::format( "Rules of several entries: {}{}\n{}\n", all,
+                      rows.size() < all ? ", the largest" : "", table.text() );
+}
+
 // Empty if no rule has a policer.
 std::string policeText( const RunReport & report ) {
   TextTable table( { "ACL", ">rule", ">bit/s", ">burst", ">conformed packets", ">bytes",
@@ -192,7 +218,7 @@ std::string packetText( const RunReport & report ) {
   std::string text = fmt::format(
       "Packets at port {}: {}, of which {} matched a rule and {} met the default ({})\n",
       report.ingressPort, countText( report.total ), countText( report.matched ),
-      countText( report.byDefault ), report.denyByDefault ? "deny" : "permit" );
+      countText( report.byDefault ), forwardingName( report.defaultAction ) );
   const std::pair< const char *, U64 > fates[] = { { "dropped", report.dropped },
                                                    { "copied to the CPU", report.copiedToCpu },
                                                    { "mirrored", report.mirrored } };
@@ -223,7 +249,8 @@ std::string verificationText( const RunReport & report ) {
 
 std::string textReport( const RunReport & report, bool detail ) {
   std::string text = fmt::format( "Platform {}: {}\n\n", report.platform, report.description );
-  text += aclText( report ) + "\n" + rangeText( report ) + groupText( report ) + "\n";
+  text += aclText( report ) + "\n" + rangeText( report ) + expansionText( report, detail ) +
+          groupText( report ) + "\n";
   if ( report.total != 0 ) {
     text += packetText( report ) + "\n" + clearedText( report ) + policeText( report );
     text += ( detail ? "Rules\n" + ruleText( installedRules( report ) ) : busiestText( report ) ) +
@@ -242,7 +269,7 @@ bool RunReport::success() const {
   for ( const AclReport & acl : acls )
     if ( acl.shortage )
       return false;
-  return !denyShortage && mismatches == 0 && differences.empty();
+  return !defaultShortage && mismatches == 0 && differences.empty();
 }
 
 std::vector< std::string > unfitLists( const RunReport & report ) {
@@ -250,9 +277,10 @@ std::vector< std::string > unfitLists( const RunReport & report ) {
   for ( const AclReport & acl : report.acls )
     if ( acl.shortage )
       lines.push_back( fmt::format( "{} does not fit: {}", acl.name, shortageText( acl ) ) );
-  if ( report.denyShortage )
-    lines.push_back( fmt::format( "implicit deny does not fit: {} ran out",
-                                  resourceName( *report.denyShortage ) ) );
+  if ( report.defaultShortage )
+    lines.push_back( fmt::format( "default {} does not fit: {} ran out",
+                                  forwardingName( report.defaultAction ),
+                                  resourceName( *report.defaultShortage ) ) );
   return lines;
 }
 

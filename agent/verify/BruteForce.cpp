@@ -7,56 +7,168 @@ namespace Agent {
 
 namespace {
 
-bool inPrefix( const Prefix & prefix, U32 address ) {
-  return prefix.length == 0 || ( prefix.address ^ address ) >> ( 32 - prefix.length ) == 0;
-}
+// Bits of a field from 64 to 127 and from 0 to 63; empty: the packet does not have the field.
+using Field = std::optional< FieldBits >;
 
-bool inPrefix( const Prefix6 & prefix, const Ip6Address & address ) {
-  for ( U32 bit = 0; bit < prefix.length; ++bit ) {
-    const U32 shift = 7 - bit % 8;
-    if ( ( prefix.address[ bit / 8 ] >> shift & 1 ) != ( address[ bit / 8 ] >> shift & 1 ) )
-      return false;
-  }
-  return true;
-}
-
-bool inRange( const PortRange & range, const FrameFields & packet,
-              U16 FrameFields::Ports::*member ) {
-  if ( range.low == 0 && range.high == 65535 )
-    return true;
-  if ( !packet.ports )
-    return false;
-  const U16 port = ( *packet.ports ).*member;
-  return range.low <= port && port <= range.high;
-}
-
-// Ternary match of one field.
 template < class T >
-bool bitsMatch( const FieldMatch< T > & match, const std::optional< T > & field ) {
-  for ( U32 bit = 0; bit < 8 * sizeof( T ); ++bit )
-    if ( ( match.mask >> bit & 1 ) != 0 &&
-         ( !field || ( match.value >> bit & 1 ) != ( *field >> bit & 1 ) ) )
-      return false;
-  return true;
+Field fieldOf( const std::optional< T > & value ) {
+  if ( !value )
+    return std::nullopt;
+  return FieldBits{ 0, *value };
 }
 
-bool l4Matches( const AclRule & rule, const FrameFields & packet ) {
+FieldBits bitsOf( U64 value ) {
+  return { 0, value };
+}
+
+FieldBits bitsOf( const Ip6Address & address ) {
+  FieldBits bits;
+  for ( U32 byte = 0; byte < 16; ++byte ) {
+    U64 & half = byte < 8 ? bits.high : bits.low;
+    half = half * 256 + address[ byte ];
+  }
+  return bits;
+}
+
+bool bitsMatch( const FieldBits & value, const FieldBits & mask, const Field & field ) {
+  if ( mask == FieldBits() )
+    return true;
+  return field && ( ( value.high ^ field->high ) & mask.high ) == 0 &&
+         ( ( value.low ^ field->low ) & mask.low ) == 0;
+}
+
+// True if the field matches one of the values and masks that the rule allows in it.
+template < class T >
+bool matches( const AclRule & rule, FieldId id, const FieldMatch< T > & first,
+              const Field & field ) {
+  return bitsMatch( bitsOf( first.value ), bitsOf( first.mask ), field ) ||
+         std::any_of(
+             rule.alternatives.begin(), rule.alternatives.end(),
+             [ & ]( const Alternative & other ) {
+               return other.field == id && bitsMatch( other.value, other.mask, field );
+             } );
+}
+
+// True if the field is in one of the ranges that the rule allows in it. A range from 0 to the
+// type's maximum needs no field.
+template < class T >
+bool inRange( const AclRule & rule, FieldId id, const FieldRange< T > & first,
+              const std::optional< U32 > & field ) {
+  const auto in = [ & ]( U64 low, U64 high ) {
+    return ( low == 0 && high == static_cast< T >( -1 ) ) ||
+           ( field && low <= *field && *field <= high );
+  };
+  return in( first.low, first.high ) ||
+         std::any_of( rule.alternatives.begin(), rule.alternatives.end(),
+                      [ & ]( const Alternative & other ) {
+                        return other.field == id && in( other.value.low, other.mask.low );
+                      } );
+}
+
+bool fragmentMatches( Fragments wanted, const FrameFields & packet ) {
+  switch ( wanted ) {
+    case Fragments::any:
+      return true;
+    case Fragments::none:
+      return packet.fragment == FragmentKind::whole;
+    case Fragments::first:
+      return packet.fragment == FragmentKind::first;
+    case Fragments::later:
+      return packet.fragment == FragmentKind::later;
+    case Fragments::fragment:
+      return packet.fragment == FragmentKind::first || packet.fragment == FragmentKind::later;
+    case Fragments::notLater:
+      return packet.fragment == FragmentKind::whole || packet.fragment == FragmentKind::first;
+  }
+  return false;
+}
+
+bool portsMatch( const AclRule & rule, const FrameFields & packet ) {
+  std::optional< U32 > source, destination;
+  if ( packet.ports ) {
+    source = packet.ports->source;
+    destination = packet.ports->destination;
+  }
+  return inRange( rule, FieldId::sourcePorts, rule.sourcePorts, source ) &&
+         inRange( rule, FieldId::destinationPorts, rule.destinationPorts, destination );
+}
+
+bool flagsMatch( const AclRule & rule, const FrameFields & packet ) {
   const bool tcp = packet.protocol == protocolTcp;
-  return bitsMatch( rule.protocol, packet.protocol ) &&
-         inRange( rule.sourcePorts, packet, &FrameFields::Ports::source ) &&
-         inRange( rule.destinationPorts, packet, &FrameFields::Ports::destination ) &&
-         bitsMatch( rule.tcpFlags, tcp ? packet.tcpFlags : std::optional< U8 >() ) &&
-         bitsMatch( rule.icmpTypeCode, packet.icmpTypeCode );
+  return matches( rule, FieldId::tcpFlags, rule.tcpFlags,
+                  tcp ? fieldOf( packet.tcpFlags ) : std::nullopt );
+}
+
+// Without a protocol, a rule on ICMP types is for the ICMP of its list's IP version.
+bool icmpMatches( AclKind kind, const AclRule & rule, const FrameFields & packet ) {
+  const bool anyProtocol = matches( rule, FieldId::protocol, rule.protocol, std::nullopt );
+  const U8 own = kind == AclKind::ipv6 ? protocolIcmp6 : protocolIcmp;
+  const bool present = !anyProtocol || packet.protocol == own;
+  return matches( rule, FieldId::icmp, rule.icmpTypeCode,
+                  present ? fieldOf( packet.icmpTypeCode ) : std::nullopt );
+}
+
+// A packet that no rule on an L4 field matches: one that has none.
+constexpr FrameFields noL4;
+
+// A rule on L4 fields that permits later fragments, which have none, by the rest of the rule.
+bool passesAsFragment( const Acl & acl, const AclRule & rule, const FrameFields & packet ) {
+  if ( acl.laterFragments != LaterFragments::permittedByL3 ||
+       rule.forwarding != Forwarding::permit || packet.fragment != FragmentKind::later )
+    return false;
+  const bool ports = portsMatch( rule, noL4 );
+  const bool flags = matches( rule, FieldId::tcpFlags, rule.tcpFlags, std::nullopt );
+  const bool icmp = matches( rule, FieldId::icmp, rule.icmpTypeCode, std::nullopt );
+  if ( ( ports && flags && icmp ) ||
+       !matches( rule, FieldId::protocol, rule.protocol, fieldOf( packet.protocol ) ) )
+    return false;
+  // Without a protocol, the rule is for those that have its fields.
+  if ( !matches( rule, FieldId::protocol, rule.protocol, std::nullopt ) )
+    return true;
+  if ( !icmp )
+    return packet.protocol == ( acl.kind == AclKind::ipv6 ? protocolIcmp6 : protocolIcmp );
+  return packet.protocol == protocolTcp || ( flags && packet.protocol == protocolUdp );
+}
+
+bool l4Matches( const Acl & acl, const AclRule & rule, const FrameFields & packet ) {
+  return ( matches( rule, FieldId::protocol, rule.protocol, fieldOf( packet.protocol ) ) &&
+           portsMatch( rule, packet ) && flagsMatch( rule, packet ) &&
+           icmpMatches( acl.kind, rule, packet ) ) ||
+         passesAsFragment( acl, rule, packet );
 }
 
 bool l2Matches( const AclRule & rule, const FrameFields & packet ) {
   const auto mac = [ & ]( U64 address ) {
-    return packet.hasMacs ? std::optional( address ) : std::nullopt;
+    return packet.hasMacs ? Field( { 0, address } ) : std::nullopt;
   };
-  return bitsMatch( rule.sourceMac, mac( packet.sourceMac ) ) &&
-         bitsMatch( rule.destinationMac, mac( packet.destinationMac ) ) &&
-         bitsMatch( rule.etherType, packet.etherType ) &&
-         ( bitsMatch( rule.vlan, packet.vlan ) || bitsMatch( rule.vlan, packet.portVlan ) );
+  return matches( rule, FieldId::sourceMac, rule.sourceMac, mac( packet.sourceMac ) ) &&
+         matches( rule, FieldId::destinationMac, rule.destinationMac,
+                  mac( packet.destinationMac ) ) &&
+         matches( rule, FieldId::etherType, rule.etherType, fieldOf( packet.etherType ) ) &&
+         ( matches( rule, FieldId::vlan, rule.vlan, fieldOf( packet.vlan ) ) ||
+           matches( rule, FieldId::vlan, rule.vlan, fieldOf( packet.portVlan ) ) ) &&
+         matches( rule, FieldId::vlanPriority, rule.vlanPriority,
+                  fieldOf( packet.vlanPriority ) ) &&
+         matches( rule, FieldId::innerVlan, rule.innerVlan, fieldOf( packet.innerVlan ) ) &&
+         inRange( rule, FieldId::inPorts, rule.inPorts, packet.inPort );
+}
+
+bool l3Matches( const Acl & acl, const AclRule & rule, const FrameFields & packet ) {
+  if ( acl.kind == AclKind::mac )
+    return true;
+  const bool addresses =
+      acl.kind == AclKind::ipv4
+          ? matches( rule, FieldId::source, rule.source, bitsOf( packet.sourceIp ) ) &&
+                matches( rule, FieldId::destination, rule.destination,
+                         bitsOf( packet.destinationIp ) )
+          : matches( rule, FieldId::source6, rule.source6, bitsOf( packet.source6 ) ) &&
+                matches( rule, FieldId::destination6, rule.destination6,
+                         bitsOf( packet.destination6 ) );
+  const U8 tos = packet.trafficClass.value_or( 0 );
+  return addresses && matches( rule, FieldId::dscp, rule.dscp, bitsOf( tos / 4U ) ) &&
+         matches( rule, FieldId::ecn, rule.ecn, bitsOf( tos % 4U ) ) &&
+         inRange( rule, FieldId::ttl, rule.ttl, packet.hopLimit ) &&
+         fragmentMatches( rule.fragments, packet ) && l4Matches( acl, rule, packet );
 }
 
 bool udfMatches( const UdfMatch & udf, const FrameFields & packet ) {
@@ -90,15 +202,24 @@ bool ofKind( AclKind kind, const FrameFields & packet ) {
   return false;
 }
 
-// First match in a table.
-std::optional< RuleIndex > firstMatch( const PolicyTable & table, const FrameFields & packet ) {
+// What decides in a table: a rule, or the default action of a list or of the table.
+struct Decision {
+  std::optional< RuleIndex > rule;
+  Forwarding otherwise = Forwarding::none;
+};
+
+Decision firstMatch( const PolicyTable & table, const FrameFields & packet ) {
+  if ( !ofKind( table.kind, packet ) )
+    return {};
   for ( const PolicyTable::List & list : table.lists ) {
     const std::vector< AclRule > & rules = list.acl->rules;
     for ( U32 rule = 0; rule < rules.size(); ++rule )
-      if ( ruleMatches( table.kind, rules[ rule ], packet ) )
-        return RuleIndex{ list.index, rule };
+      if ( ruleMatches( *list.acl, rules[ rule ], packet ) )
+        return { RuleIndex{ list.index, rule } };
+    if ( list.acl->defaultAction != Forwarding::none )
+      return { {}, list.acl->defaultAction };
   }
-  return std::nullopt;
+  return { {}, table.rest };
 }
 
 const Acl & listOf( const PolicyTable & table, U32 acl ) {
@@ -110,17 +231,9 @@ const Acl & listOf( const PolicyTable & table, U32 acl ) {
 
 }  // namespace
 
-bool ruleMatches( AclKind kind, const AclRule & rule, const FrameFields & packet ) {
-  if ( !ofKind( kind, packet ) )
-    return false;
-  const bool addresses =
-      kind == AclKind::ipv4 ? inPrefix( rule.source, packet.sourceIp ) &&
-                                  inPrefix( rule.destination, packet.destinationIp )
-      : kind == AclKind::ipv6 ? inPrefix( rule.source6, packet.source6 ) &&
-                                    inPrefix( rule.destination6, packet.destination6 )
-                              : l2Matches( rule, packet );
-  return addresses && ( kind == AclKind::mac || l4Matches( rule, packet ) ) &&
-         udfsMatch( kind, rule, packet );
+bool ruleMatches( const Acl & acl, const AclRule & rule, const FrameFields & packet ) {
+  return ofKind( acl.kind, packet ) && l2Matches( rule, packet ) &&
+         l3Matches( acl, rule, packet ) && udfsMatch( acl.kind, rule, packet );
 }
 
 PacketFate expectedFate( const Policy & policy, const FrameFields & packet,
@@ -133,10 +246,9 @@ PacketFate expectedFate( const Policy & policy, const FrameFields & packet,
       forwarding = wanted;
   };
   for ( const PolicyTable & table : policy.tables ) {
-    const auto match = firstMatch( table, packet );
+    const auto [ match, otherwise ] = firstMatch( table, packet );
     if ( !match ) {
-      if ( table.denyRest && ofKind( table.kind, packet ) )
-        decide( Forwarding::drop );
+      decide( otherwise );
       continue;
     }
     fate.rules.push_back( *match );

@@ -1,7 +1,7 @@
 // Reference model of access lists: a linear search over the rules, on the packet's fields.
 //
-// Checks compiler, library and chip. It shares no code with them, and compares prefixes and ranges
-// directly instead of values and masks.
+// Checks compiler, library and chip. It shares no code with them, and spells out every match
+// field.
 #pragma once
 
 #include <functional>
@@ -13,7 +13,8 @@
 
 namespace Agent {
 
-bool ruleMatches( AclKind kind, const AclRule & rule, const FrameFields & packet );
+// The rule must be of the list; its place in it does not matter.
+bool ruleMatches( const Acl & acl, const AclRule & rule, const FrameFields & packet );
 
 // Result for one packet.
 struct PacketFate {

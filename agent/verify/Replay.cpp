@@ -38,10 +38,12 @@ std::vector< U32 > portOfEveryCopy( const SoftAsic::ChipProfile & chip ) {
 }
 
 FrameFields fieldsAtPort( const Platform::PlatformData & platform, U32 port, FrameFields fields ) {
+  fields.inPort = port;
   // A frame truncated before its type field is neither tagged nor untagged.
   if ( !platform.chip.sharedByPipes || !fields.l3At || fields.vlan.value_or( 0 ) != 0 )
     return fields;
   fields.vlan = 0;
+  fields.vlanPriority = fields.vlanPriority.value_or( 0 );
   for ( const Platform::VlanData & vlan : platform.vlans )
     if ( std::find( vlan.untaggedPorts.begin(), vlan.untaggedPorts.end(), port ) !=
          vlan.untaggedPorts.end() )

@@ -12,7 +12,7 @@
 
 namespace Agent {
 
-// The rule that an entry implements; empty for the implicit deny and for other users' entries.
+// The rule that an entry implements; empty for a default action and for other users' entries.
 using RuleOf = std::function< std::optional< RuleIndex >( U32 entryId ) >;
 
 // One pass of packets, with times relative to its start.
@@ -34,8 +34,8 @@ class Replay {
 std::vector< U32 > portOfEveryCopy( const SoftAsic::ChipProfile & chip );
 
 // The fields of a packet as rules match them at a port. Where the pipes share their tables, an
-// untagged or priority-tagged packet matches both VLAN 0 and the port's untagged VLAN; elsewhere it
-// matches no VLAN.
+// untagged or priority-tagged packet matches both VLAN 0 and the port's untagged VLAN, and an
+// untagged one priority 0; elsewhere an untagged packet matches no VLAN and no priority.
 FrameFields fieldsAtPort( const Platform::PlatformData & platform, U32 port, FrameFields fields );
 
 // One line with packet, ingress port, expected and actual result.

@@ -22,8 +22,8 @@ Acl randomAcl( const std::string & name, U32 rules, U32 seed ) {
   for ( U32 i = 0; i < rules; ++i ) {
     AclRule rule;
     rule.line = i + 1;
-    rule.source = { 0x0A000000 | pick( 16 ), static_cast< U8 >( 26 + pick( 7 ) ) };
-    rule.destination = { pick( 4 ) << 30, static_cast< U8 >( pick( 3 ) ) };
+    rule.source = prefix4( 0x0A000000 | pick( 16 ), 26 + pick( 7 ) );
+    rule.destination = prefix4( pick( 4 ) << 30, pick( 3 ) );
     rule.protocol.mask = pick( 4 ) == 0 ? 0 : 0xFF;
     rule.protocol.value = protocols[ pick( 4 ) ] & rule.protocol.mask;
     if ( pick( 3 ) == 0 )
@@ -53,7 +53,7 @@ TEST( AclFeatureTest, ChipMatchesTheReferenceModelOnEveryCopy ) {
                                       randomAcl( "b", 40, seed + 100 ) };
     for ( const Acl & acl : acls )
       ASSERT_FALSE( sw.feature.addAcl( acl ) );
-    ASSERT_FALSE( sw.feature.addDenyRest() );
+    ASSERT_FALSE( sw.feature.addDefault( Forwarding::drop ) );
     EXPECT_THAT( sw.audit(), IsEmpty() );
 
     const std::vector< Frame > frames = randomFrames( acls, seed, 1500 );
@@ -62,7 +62,7 @@ TEST( AclFeatureTest, ChipMatchesTheReferenceModelOnEveryCopy ) {
       for ( const RuleIndex & rule :
             expectedFate( sw.feature.policy(), readFrame( frame ), {} ).rules ) {
         sent[ rule.acl ][ rule.rule ].packets += sw.ports.size();
-        sent[ rule.acl ][ rule.rule ].bytes += 60 * sw.ports.size();
+        sent[ rule.acl ][ rule.rule ].bytes += frame.size() * sw.ports.size();
       }
     }
     EXPECT_EQ( sw.differences( frames ), 0U );
@@ -132,9 +132,9 @@ TEST( AclFeatureTest, EveryKindHandlesMalformedFrames ) {
     return acl;
   };
   AclRule ip6, ip6Icmp, mac, typed;
-  ip6.source6 = { { 0x20, 0x01, 0x0D, 0xB8 }, 33 };
+  ip6.source6 = prefix6( { 0x20, 0x01, 0x0D, 0xB8 }, 33 );
   ip6.destinationPorts = { 80, 90 };
-  ip6Icmp.destination6 = { { 0x20, 0x01, 0x0D, 0xB8, 0, 0, 0, 1, 0x80 }, 65 };
+  ip6Icmp.destination6 = prefix6( { 0x20, 0x01, 0x0D, 0xB8, 0, 0, 0, 1, 0x80 }, 65 );
   ip6Icmp.protocol = { protocolIcmp6, 0xFF };
   ip6Icmp.icmpTypeCode = { 0x8000, 0xFF00 };
   ip6Icmp.forwarding = Forwarding::drop;
@@ -160,7 +160,7 @@ TEST( AclFeatureTest, EveryKindHandlesMalformedFrames ) {
     TestSwitch sw( { 2, true, false, false, 12, 1024, 512, 4, 0, 0, 384 } );
     for ( const Acl & acl : acls )
       ASSERT_FALSE( sw.feature.addAcl( acl ) );
-    ASSERT_FALSE( deny && sw.feature.addDenyRest() );
+    ASSERT_FALSE( deny && sw.feature.addDefault( Forwarding::drop ) );
     EXPECT_THAT( sw.audit(), IsEmpty() );
     EXPECT_EQ( sw.differences( frames ), 0U );
     sw.feature.clear();
@@ -180,7 +180,8 @@ TEST( AclFeatureTest, RefusesListsThatThePlatformLacks ) {
   };
   EXPECT_EQ( fault(), "" );
   platform.groups[ 0 ].excludes = { bcmFieldQualifyTcpControl };
-  EXPECT_EQ( fault(), "2: group 1 of ipAclTcamGroup cannot match TcpControl" );
+  EXPECT_EQ( fault(),
+             "0: platform test cannot match tcpFlags (TcpControl) in group 1 of ipAclTcamGroup" );
   platform.groups[ 0 ].includes = { bcmFieldQualifyTcpControl };
   EXPECT_EQ( fault(), "" );
   acl.use = AclUse::mirror;
@@ -193,7 +194,7 @@ TEST( AclFeatureTest, RefusesListsThatThePlatformLacks ) {
   platform.chip.dataChunks = 4;
   EXPECT_EQ( fault(), "" );
   platform.chip.fixedGroupKeys = true;
-  EXPECT_EQ( fault(), "1: this chip cannot widen a mirroring group for a new field" );
+  EXPECT_EQ( fault(), "0: this chip cannot widen a mirroring group for a new field" );
   acl.use = AclUse::flow;
   EXPECT_EQ( fault(), "0: the platform has no share for lists of type ipv4 and use flow" );
 }

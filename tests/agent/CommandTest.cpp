@@ -132,7 +132,7 @@ TEST_F( CommandTest, InvalidInputGivesOneLineAndStatus2 ) {
       { "run --acl =" + good, usage },
       { "run --ingress-port 48 --platform small", usage },
       { "run --random -1", usage },
-      { "run --default drop", usage },
+      { "run --default forbid", usage },
       { "run --pps 0", usage },
       { "run --police 0:1M:x", usage },
       { "run --clear user:nobody", usage },

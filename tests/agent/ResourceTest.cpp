@@ -18,7 +18,7 @@ Acl rangeAcl( const std::vector< PortRange > & ranges ) {
     AclRule & rule = acl.rules.emplace_back();
     rule.destinationPorts = range;
     rule.protocol = { protocolTcp, 0xFF };
-    acl.rules.back().source = { static_cast< U32 >( acl.rules.size() ), 32 };
+    acl.rules.back().source = prefix4( static_cast< U32 >( acl.rules.size() ), 32 );
   }
   return acl;
 }
@@ -27,7 +27,7 @@ Acl rangeAcl( const std::vector< PortRange > & ranges ) {
 std::vector< U32 > entriesOf( const AclFeature & feature, const Acl & acl, U32 index ) {
   std::vector< U32 > entries;
   for ( U32 rule = 0; rule < acl.rules.size(); ++rule )
-    entries.push_back( feature.find( { index, rule } )->entries() );
+    entries.push_back( feature.find( { index, rule } )->entries );
   return entries;
 }
 

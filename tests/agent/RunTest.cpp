@@ -37,7 +37,7 @@ RunInput input() {
                   makeFrame( { 0x03000001, 5, protocolTcp, 1000, 5, 0, 0 } ) },
                 1000 );
   input.ingressPort = 13;  // pipe 1, copy 1
-  input.denyByDefault = true;
+  input.defaultAction = Forwarding::drop;
   input.verify = true;
   return input;
 }
@@ -60,19 +60,23 @@ TEST( RunTest, ReportsListsPacketsAndUsage ) {
   object.erase( "groups" );
   EXPECT_EQ( object, json::parse( R"({ "platform": "test", "unit": 0, "acls": [
       { "name": "web", "file": "web.acl", "rules": 3, "entries": 8, "installed": 8, "fits": true,
-        "binding": null, "firstRuleThatDoesNotFit": null, "ruleUse": [
-          { "rule": 0, "line": 1, "entries": 1, "sourcePorts": null, "destinationPorts": null,
+        "binding": null, "firstRuleThatDoesNotFit": null, "default": "none", "ruleUse": [
+          { "rule": 0, "line": 1, "entries": 1, "expansion": null, "sourcePorts": null, "destinationPorts": null,
             "packets": 2, "bytes": 120 },
-          { "rule": 1, "line": 2, "entries": 6, "sourcePorts": null, "destinationPorts": "prefixes",
+          { "rule": 1, "line": 2, "entries": 6,
+            "expansion": "destinationPorts 1024-65535: 6 prefixes", "sourcePorts": null, "destinationPorts": "prefixes",
             "packets": 1, "bytes": 60 },
-          { "rule": 2, "line": 3, "entries": 1, "sourcePorts": null, "destinationPorts": null,
+          { "rule": 2, "line": 3, "entries": 1, "expansion": null, "sourcePorts": null, "destinationPorts": null,
             "packets": 0, "bytes": 0 } ] },
       { "name": "big", "file": "big.acl", "rules": 2, "entries": 901, "installed": 0, "fits": false,
-        "binding": "slices", "firstRuleThatDoesNotFit": { "line": 3, "rule": 1 }, "ruleUse": [
-          { "rule": 0, "line": 2, "entries": 1, "sourcePorts": null, "destinationPorts": null,
+        "binding": "slices", "firstRuleThatDoesNotFit": { "line": 3, "rule": 1 },
+        "default": "none", "ruleUse": [
+          { "rule": 0, "line": 2, "entries": 1, "expansion": null, "sourcePorts": null, "destinationPorts": null,
             "packets": 0, "bytes": 0 },
-          { "rule": 1, "line": 3, "entries": 900, "sourcePorts": "prefixes",
+          { "rule": 1, "line": 3, "entries": 900, "expansion":
+            "sourcePorts 1-65534: 30 prefixes x destinationPorts 1-65534: 30 prefixes", "sourcePorts": "prefixes",
             "destinationPorts": "prefixes", "packets": 0, "bytes": 0 } ] } ],
+      "default": { "action": "drop", "entries": 1 },
       "packets": { "total": 4, "matched": 3, "default": 1, "dropped": 1,
         "copiedToCpu": 0, "mirrored": 0, "mismatches": 0 },
       "rangeCheckers": 0 })" ) );
@@ -82,14 +86,14 @@ TEST( RunTest, ReportsListsPacketsAndUsage ) {
                                             "free": 87 })" ) );
   const std::string text = textReport( report, false );
   EXPECT_THAT( text, HasSubstr( "no: slices ran out at rule 1 (line 3); rolled back" ) );
-  EXPECT_THAT( text, HasSubstr( "implicit deny: 1 entry" ) );
+  EXPECT_THAT( text, HasSubstr( "default drop: 1 entry" ) );
   EXPECT_THAT( text, HasSubstr( "Packets at port 13: 4, of which 3 matched a rule and 1 met" ) );
   EXPECT_THAT( text, HasSubstr( "web: 1 of 3 by prefixes\n    1\n" ) );
   EXPECT_THAT( text, HasSubstr( "records and chip agree" ) );
   // Busiest first; rules without packets only with `detail`.
-  EXPECT_LT( text.find( ": 81 " ), text.find( "1024 : 65535" ) );
-  EXPECT_EQ( text.find( "7 : 7" ), std::string::npos );
-  EXPECT_THAT( textReport( report, true ), HasSubstr( "7 : 7" ) );
+  EXPECT_LT( text.find( "Ports=80-81 " ), text.find( "Ports=1024-65535 " ) );
+  EXPECT_EQ( text.find( "Ports=7 " ), std::string::npos );
+  EXPECT_THAT( textReport( report, true ), HasSubstr( "Ports=7 " ) );
 }
 
 // The list that does not fit fills the tables before rollback.
@@ -155,7 +159,7 @@ TEST( RunTest, ReportsMismatchedPackets ) {
   TestSwitch sw( {} );
   const Acl acl = input().acls[ 0 ];
   const Packet packet = { makeFrame( webPacket ), 0 };
-  const Policy policy = { { { AclKind::ipv4, { { 0, &acl } }, false } } };
+  const Policy policy = { { { AclKind::ipv4, { { 0, &acl } } } } };
   EXPECT_NE( sw.replay.send( packet, 0 ), expectedFate( policy, readFrame( packet.frame ), {} ) );
 }
 

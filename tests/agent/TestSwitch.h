@@ -91,7 +91,7 @@ inline Acl plainAcl( U32 entries ) {
   for ( U32 i = 0; i < entries; ++i ) {
     AclRule rule;
     rule.line = i + 1;
-    rule.source = { i, 32 };
+    rule.source = prefix4( i, 32 );
     acl.rules.push_back( rule );
   }
   return acl;
@@ -118,11 +118,11 @@ struct TestSwitch {
     for ( const Frame & frame : frames ) {
       const Packet packet = { frame, time += interval };
       for ( const U32 port : ports ) {
-        const PacketFate expected =
-            expectedFate( feature.policy(), readFrame( frame ),
-                          [ & ]( const RuleIndex & rule, const PoliceRate & rate ) {
-                            return rates.passes( rule, rate, port / 8, frame.size(), time );
-                          } );
+        const PacketFate expected = expectedFate(
+            feature.policy(), fieldsAtPort( session.platform(), port, readFrame( frame ) ),
+            [ & ]( const RuleIndex & rule, const PoliceRate & rate ) {
+              return rates.passes( rule, rate, port / 8, frame.size(), time );
+            } );
         const PacketFate fate = replay.send( packet, port );
         if ( fate != expected && ++count < 5 )
           ADD_FAILURE() << fateDifference( packet, port, expected, fate );

@@ -23,7 +23,7 @@ Acl mirrorAcl( const std::vector< U8 > & offsets, AclKind kind = AclKind::ipv4, 
     rule.forwarding = Forwarding::none;
     rule.mirror = true;
     if ( source != 0 )
-      rule.source = { source, 32 };
+      rule.source = prefix4( source, 32 );
     const UdfBase base = kind == AclKind::mac ? UdfBase::l2End : UdfBase::l3Start;
     rule.udf = { { base, offset, 0x01020304U * offset, 0xFFFF00FF } };
   }

@@ -1,0 +1,19 @@
+// Rules as text for reports, printed from their fields: files of a million rules keep no text.
+#pragma once
+
+#include <string>
+
+#include "agent/acl/MatchFields.h"
+
+namespace Agent {
+
+// One line: the name, the fields that the rule restricts, its actions.
+std::string ruleText( AclKind kind, const AclRule & rule );
+
+// What the rule allows in one field, alternatives separated by commas: "1024-2047,8080".
+std::string fieldText( const MatchField & field, const AclRule & rule );
+
+const char * fragmentsName( Fragments fragments );
+const char * forwardingName( Forwarding action );
+
+}  // namespace Agent
