@@ -56,8 +56,11 @@ void checkPlatform( const RunOptions & options, const RunInput & input ) {
     throw UsageError( fmt::format( "--ingress-port {}: {} has the ports 0 to {}",
                                    options.ingressPort, input.platform.name, ports - 1 ) );
   for ( const Acl & acl : input.acls )
-    if ( const auto fault = listFault( input.platform, acl ) )
+    if ( const auto fault = listFault( input.platform, acl ) ) {
+      if ( fault->line == 0 )
+        throw UsageError( fmt::format( "list {}: {}", acl.name, fault->what ) );
       throw Platform::InputError( acl.file, fault->line, fault->what );
+    }
   if ( options.defaultAction != Forwarding::none &&
        shareOf( input.platform, AclKind::ipv4, AclUse::filter ) == nullptr )
     throw UsageError(

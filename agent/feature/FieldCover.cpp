@@ -63,16 +63,16 @@ class Merger {
   // Low bits first: that joins neighbouring prefixes.
   bool joinPairs() {
     for ( U32 index = 0; index < 128; ++index ) {
-      bool joined = false;
       const FieldBits bit = bitAt( index );
       std::map< FieldBits, std::set< FieldBits > > found;
       for ( auto & [ mask, values ] : byMask_ )
         if ( ( mask & bit ) == bit && mask != bit )
           joinOn( bit, values, found[ without( mask, bit ) ] );
-      for ( auto & [ mask, values ] : found ) {
-        joined = joined || !values.empty();
+      std::erase_if( found, []( const auto & group ) { return group.second.empty(); } );
+      const bool joined = !found.empty();
+      for ( auto & [ mask, values ] : found )
         byMask_[ mask ].merge( values );
-      }
+      std::erase_if( byMask_, []( const auto & group ) { return group.second.empty(); } );
       if ( joined )
         return true;
     }

@@ -125,6 +125,23 @@ void readUse( JsonFields & fields, Acl & acl ) {
         static_cast< U8 >( fields.number( "flowProtocol", 0, 0xFF, acl.flowProtocol ) );
 }
 
+void readDefault( JsonFields & fields, Acl & acl ) {
+  if ( fields.find( "default" ) == nullptr )
+    return;
+  acl.defaultAction = readName< Forwarding >(
+      fields, "default", "", { { "permit", Forwarding::permit }, { "drop", Forwarding::drop } } );
+  acl.defaultOrigin = DefaultOrigin::format;
+  if ( acl.use != AclUse::filter )
+    fields.fail( fields.line( "default" ), "only lists of the use filter have a default action" );
+}
+
+void readLaterFragments( JsonFields & fields, Acl & acl ) {
+  acl.laterFragments =
+      readName< LaterFragments >( fields, "laterFragments", "unmatched",
+                                  { { "unmatched", LaterFragments::unmatched },
+                                    { "permittedByL3", LaterFragments::permittedByL3 } } );
+}
+
 }  // namespace
 
 Acl parseRulesFile( const std::string & name, const std::string & file, const std::string & text ) {
@@ -134,6 +151,8 @@ Acl parseRulesFile( const std::string & name, const std::string & file, const st
   acl.file = file;
   JsonFields fields( acl.file, root, "a rules file" );
   readUse( fields, acl );
+  readDefault( fields, acl );
+  readLaterFragments( fields, acl );
   if ( fields.find( "mirrorPort" ) != nullptr ) {
     acl.mirrorPort = fields.number( "mirrorPort", 0, portsMax - 1 );
     acl.mirrorPortLine = fields.line( "mirrorPort" );

@@ -31,18 +31,19 @@ struct ChipSize {
   U32 dataChunks = 0;
   U32 keyBits = 192;
   PortMethod ports = PortMethod::automatic;
-  bool paired = false;  // slices, for keys that are too wide
+  bool paired = false;      // slices, for keys that are too wide
+  bool everyField = false;  // IP and MAC groups have all qualifiers of their lists
 };
 
 // Groups 1 to 7: IPv4, L2 control, IPv6, MAC, mirroring (two), flow programming inside VXLAN. VLAN
 // 6 is untagged on ports 1 and 2.
-inline Platform::PlatformData testPlatform( const ChipSize & size ) {
+inline Platform::PlatformData basePlatform( const ChipSize & size ) {
   const char * ranges = size.rangeCheckers != 0 ? R"(, "RangeCheck")" : "";
-  const auto share = []( const char * assignment, U32 group, const char * more ) {
+  const auto share = [ & ]( const char * assignment, U32 group, const char * more ) {
     return fmt::format(
         R"({{ "name": "{0}", "assignment": "{0}", "strategy": "tcamAllocateOnDemand",
-              "group": {1}, "size": 64{2} }},)",
-        assignment, group, more );
+              "group": {1}, "size": {2}{3} }},)",
+        assignment, group, size.everyField ? 512 : 64, more );
   };
   return Platform::parsePlatform(
       "test",
@@ -82,6 +83,17 @@ inline Platform::PlatformData testPlatform( const ChipSize & size ) {
               share( "mirroringAclTcamGroup1", 5, R"(, "mirroringAclUdf": true)" ) +
               share( "mirroringAclTcamGroup2", 6, R"(, "mirroringAclUdf": true)" ) +
               ( size.dataChunks >= 5 ? share( "openFlowVxlanUdfTcamGroup", 7, "" ) : "" ) ) );
+}
+
+inline Platform::PlatformData testPlatform( const ChipSize & size ) {
+  Platform::PlatformData data = basePlatform( size );
+  const std::pair< size_t, AclKind > groups[] = {
+      { 0, AclKind::ipv4 }, { 2, AclKind::ipv6 }, { 3, AclKind::mac } };
+  for ( const auto & [ group, kind ] : groups )
+    for ( const MatchField & field : matchFields() )
+      if ( size.everyField && field.isIn( kind ) )
+        data.groups[ group ].qualifiers.push_back( field.qualifier );
+  return data;
 }
 
 // `entries` rules with one entry each.
