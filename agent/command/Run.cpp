@@ -184,7 +184,7 @@ RuleUse RunJob::reportRule( const RuleIndex & index ) {
   RuleUse use;
   use.rule = index.rule;
   use.line = rule.line;
-  const EntryPlan plan( acl, rule, checkers, portKey( input_.platform, share ) );
+  const EntryPlan plan( acl, rule, checkers, portKey( input_.platform, share, acl.kind ) );
   use.name = rule.name;
   use.entries = plan.size();
   use.expansion = plan.reason( rule );

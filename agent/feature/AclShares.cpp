@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "morvane/AclType.h"
+#include "morvane/MorvaneTcamManager/QualifierSet.h"
 #include "softasic/QualifierNames.h"
 
 namespace Agent {
@@ -27,8 +29,11 @@ const ReservationData * find( const PlatformData & platform,
   return share == platform.reservations.end() ? nullptr : &*share;
 }
 
+// One mirroring group matches one kind of packets.
 const ReservationData * findMirroring( const PlatformData & platform, AclKind kind ) {
-  U32 passOver = kind == AclKind::mac ? 1 : 0;
+  if ( kind == AclKind::ipv6 && !platform.attributes.ipv6MirroringSupported )
+    return nullptr;
+  U32 passOver = kind == AclKind::ipv4 ? 0 : kind == AclKind::mac ? 1 : 2;
   for ( const ReservationData & share : platform.reservations )
     if ( isMirroring( share ) && share.size != 0 && passOver-- == 0 )
       return &share;
@@ -39,18 +44,43 @@ bool has( const std::vector< U32 > & list, U32 qualifier ) {
   return std::find( list.begin(), list.end(), qualifier ) != list.end();
 }
 
-// Mirroring groups use the library's qualifier sets, which cover all fields of lists of the kind,
-// unless the chip lacks a qualifier.
-bool groupMatches( const PlatformData & platform, const ReservationData & share, U32 qualifier ) {
+S32 aclTypeOf( AclKind kind ) {
+  return kind == AclKind::ipv4   ? Morvane::Acl::ip()
+         : kind == AclKind::ipv6 ? Morvane::Acl::ip6()
+                                 : Morvane::Acl::mac();
+}
+
+// Mirroring groups use the library's qualifier sets, whatever the platform's table says.
+std::vector< U32 > listedQualifiers( const PlatformData & platform, const ReservationData & share,
+                                     AclKind kind ) {
+  if ( !isMirroring( share ) )
+    return platform.group( share.group )->qualifiers;
+  std::vector< U32 > qualifiers;
+  for ( const U32 * next = Morvane::mirroringQualifiers(
+            aclTypeOf( kind ), platform.attributes.ipv6MirroringSupported );
+        *next != bcmFieldQualifyCount; ++next )
+    qualifiers.push_back( *next );
+  return qualifiers;
+}
+
+bool groupMatches( const PlatformData & platform, const ReservationData & share, AclKind kind,
+                   U32 qualifier ) {
+  if ( qualifier == bcmFieldQualifyTtl && platform.chipInfo.excludeTtl )
+    return false;
   const GroupData & group = *platform.group( share.group );
-  const bool listed = isMirroring( share ) || has( group.qualifiers, qualifier );
+  const bool listed = has( listedQualifiers( platform, share, kind ), qualifier );
   return ( listed && !has( group.excludes, qualifier ) ) || has( group.includes, qualifier );
 }
 
-bool matches( const PlatformData & platform, const ReservationData & share,
-              const MatchField & field ) {
-  return groupMatches( platform, share, field.qualifier ) ||
-         ( field.id == FieldId::inPorts && groupMatches( platform, share, bcmFieldQualifyInPort ) );
+// By FieldId: the group's key has the field.
+std::vector< bool > matchedBy( const PlatformData & platform, const ReservationData & share,
+                               AclKind kind ) {
+  std::vector< bool > matched;
+  for ( const MatchField & field : matchFields() )
+    matched.push_back( groupMatches( platform, share, kind, field.qualifier ) ||
+                       ( field.id == FieldId::inPorts &&
+                         groupMatches( platform, share, kind, bcmFieldQualifyInPort ) ) );
+  return matched;
 }
 
 ListFault missing( const PlatformData & platform, const ReservationData & share,
@@ -61,11 +91,10 @@ ListFault missing( const PlatformData & platform, const ReservationData & share,
 }
 
 std::optional< ListFault > ruleFault( const PlatformData & platform, const ReservationData & share,
-                                      const Acl & acl, const AclRule & rule ) {
-  if ( acl.kind != AclKind::mac && !groupMatches( platform, share, bcmFieldQualifyIpType ) )
-    return missing( platform, share, "IP packets", bcmFieldQualifyIpType );
+                                      const Acl & acl, const AclRule & rule,
+                                      const std::vector< bool > & matched ) {
   for ( const MatchField * field : matchedFields( acl, rule ) )
-    if ( !matches( platform, share, *field ) )
+    if ( !matched[ static_cast< size_t >( field->id ) ] )
       return missing( platform, share, field->name, field->qualifier );
   if ( !rule.udf.empty() && isMirroring( share ) && !share.mirroringAclUdf )
     return ListFault{ 0, fmt::format( "{} has no user-defined fields on this platform",
@@ -105,12 +134,12 @@ const ReservationData * shareOf( const PlatformData & platform, AclKind kind, Ac
 bool matchesRanges( const PlatformData & platform, const ReservationData & share ) {
   return !isMirroring( share ) && platform.chip.rangeCheckers != 0 &&
          !platform.chipInfo.excludeRangeChecks &&
-         groupMatches( platform, share, bcmFieldQualifyRangeCheck );
+         groupMatches( platform, share, AclKind::ipv4, bcmFieldQualifyRangeCheck );
 }
 
-PortKey portKey( const PlatformData & platform, const ReservationData & share ) {
-  return groupMatches( platform, share, bcmFieldQualifyInPorts ) ? PortKey::bitmap
-                                                                 : PortKey::number;
+PortKey portKey( const PlatformData & platform, const ReservationData & share, AclKind kind ) {
+  return groupMatches( platform, share, kind, bcmFieldQualifyInPorts ) ? PortKey::bitmap
+                                                                       : PortKey::number;
 }
 
 std::optional< ListFault > listFault( const PlatformData & platform, const Acl & acl ) {
@@ -124,8 +153,12 @@ std::optional< ListFault > listFault( const PlatformData & platform, const Acl &
     return ListFault{ acl.mirrorPortLine,
                       fmt::format( "mirror port {}: {} has the ports 0 to {}", *acl.mirrorPort,
                                    platform.name, platform.chip.ports() - 1 ) };
+  if ( acl.kind != AclKind::mac &&
+       !groupMatches( platform, *share, acl.kind, bcmFieldQualifyIpType ) )
+    return missing( platform, *share, "IP packets", bcmFieldQualifyIpType );
+  const std::vector< bool > matched = matchedBy( platform, *share, acl.kind );
   for ( const AclRule & rule : acl.rules )
-    if ( auto fault = ruleFault( platform, *share, acl, rule ) )
+    if ( auto fault = ruleFault( platform, *share, acl, rule, matched ) )
       return fault;
   return std::nullopt;
 }

@@ -10,7 +10,8 @@
 namespace Agent {
 
 // The bounded reservation for lists of the kind and use; null: none. A mirroring group matches one
-// kind of packets: IPv4 lists use the platform's first mirroring share, MAC lists the second.
+// kind of packets: IPv4 lists use the platform's first mirroring share, MAC lists the second, IPv6
+// lists, where the platform supports them, the third.
 const Platform::ReservationData * shareOf( const Platform::PlatformData & platform, AclKind kind,
                                            AclUse use );
 
@@ -19,7 +20,8 @@ bool matchesRanges( const Platform::PlatformData & platform,
                     const Platform::ReservationData & share );
 
 // How the share's group matches ingress ports.
-PortKey portKey( const Platform::PlatformData & platform, const Platform::ReservationData & share );
+PortKey portKey( const Platform::PlatformData & platform, const Platform::ReservationData & share,
+                 AclKind kind );
 
 // Why a platform does not support a list, regardless of free space.
 struct ListFault {

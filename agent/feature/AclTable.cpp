@@ -49,7 +49,7 @@ AclTable::AclTable( Morvane::MorvaneTcamGroupManager & groupManager, U32 unit,
       kind_( kind ),
       method_( method ),
       matchesRanges_( matchesRanges( platform, *shareOf( platform, kind, use ) ) ),
-      portKey_( portKey( platform, *shareOf( platform, kind, use ) ) ),
+      portKey_( portKey( platform, *shareOf( platform, kind, use ), kind ) ),
       manager_( groupManager.entryManager( shareOf( platform, kind, use )->assignment ) ),
       fields_( groupManager, *manager_, unit, kind, use ),
       policersLeft_( policersLeft ) {}

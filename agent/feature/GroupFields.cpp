@@ -30,7 +30,9 @@ U32 etherTypeOf( const AclRule & rule ) {
 }
 
 S32 aclTypeOf( AclKind kind ) {
-  return kind == AclKind::mac ? Morvane::Acl::mac() : Morvane::Acl::ip();
+  return kind == AclKind::ipv4   ? Morvane::Acl::ip()
+         : kind == AclKind::ipv6 ? Morvane::Acl::ip6()
+                                 : Morvane::Acl::mac();
 }
 
 }  // namespace

@@ -88,7 +88,7 @@ void readRuleMatch( JsonFields & fields, AclKind kind, AclUse use, AclRule & rul
       fields.fail( fields.line( field.name ),
                    fmt::format( "\"{}\" needs the protocol {}", field.name, protocol ) );
   }
-  if ( use != AclUse::filter )
+  if ( use != AclUse::filter && kind != AclKind::ipv6 )
     readUdfs( fields, kind, rule );
 }
 

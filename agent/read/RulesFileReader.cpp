@@ -114,8 +114,8 @@ void readUse( JsonFields & fields, Acl & acl ) {
                                   { "mirror", AclUse::mirror },
                                   { "flow", AclUse::flow },
                                   { "flowVxlan", AclUse::flowVxlan } } );
-  const bool serves = acl.use == AclUse::filter || acl.kind == AclKind::ipv4 ||
-                      ( acl.use == AclUse::mirror && acl.kind == AclKind::mac );
+  const bool serves =
+      acl.use == AclUse::filter || acl.kind == AclKind::ipv4 || acl.use == AclUse::mirror;
   if ( !serves )
     fields.fail( fields.line( "use" ), fmt::format( "a list of type {} cannot have the use {}",
                                                     kindName( acl.kind ), useName( acl.use ) ) );

@@ -85,7 +85,7 @@ AclRule randomRule( Random & random, const Acl & acl, const MatchField & must ) 
 
 std::vector< Acl > randomLists( U32 seed ) {
   Random random( seed );
-  std::vector< Acl > lists( 3 );
+  std::vector< Acl > lists( 4 );
   for ( const AclKind kind : { AclKind::ipv4, AclKind::ipv6, AclKind::mac } ) {
     Acl & acl = lists[ static_cast< size_t >( kind ) ];
     acl.name = kindName( kind );
@@ -96,6 +96,15 @@ std::vector< Acl > randomLists( U32 seed ) {
       if ( field.isIn( kind ) )
         acl.rules.push_back( randomRule( random, acl, field ) );
   }
+  lists[ 3 ].name = "taps";
+  lists[ 3 ].kind = AclKind::ipv6;
+  lists[ 3 ].use = AclUse::mirror;
+  lists[ 3 ].mirrorPort = 5;
+  AclRule & tap = lists[ 3 ].rules.emplace_back();
+  restrictField( random, matchField( FieldId::source6 ), tap );
+  restrictField( random, matchField( FieldId::inPorts ), tap );
+  tap.forwarding = Forwarding::none;
+  tap.mirror = true;
   return lists;
 }
 

@@ -98,8 +98,8 @@ TEST( RulesFileTest, RefusesMalformedRules ) {
            R"({ "udf": { "base": "l3Start", "offset": 0, "value": "0x100000000" } })",
            R"({ "udf": { "base": "l3Start", "offset": 0 } })" } );
   EXPECT_THAT( rulesFileError( "{\n\"type\": \"arp\", \"rules\": [{}] }" ), StartsWith( "f:2: " ) );
-  EXPECT_THAT( rulesFileError( R"({ "type": "ipv6", "use": "mirror", "rules": [{}] })" ),
-               HasSubstr( "ipv6 cannot have the use mirror" ) );
+  EXPECT_THAT( rulesFileError( R"({ "type": "ipv6", "use": "flow", "rules": [{}] })" ),
+               HasSubstr( "ipv6 cannot have the use flow" ) );
   EXPECT_THAT( rulesFileError( R"({ "rules": [] })" ), HasSubstr( "no rules" ) );
   EXPECT_THAT( rulesFileError( R"({ "rules": [{}], "rules": [{}] })" ), StartsWith( "f:1: " ) );
   EXPECT_THAT( rulesFileError( "{ \"rules\": [\n{}" ), StartsWith( "f:2: not JSON" ) );

@@ -67,7 +67,8 @@ inline Platform::PlatformData basePlatform( const ChipSize & size ) {
       {{ "id": 5, "match": "ipv4", "qualifiers": [ "StageIngress", "SrcIp" ] }},
       {{ "id": 6, "qualifiers": [ "StageIngress", "SrcMac" ] }},
       {{ "id": 7, "match": "ipv4", "qualifiers": [ "StageIngress", "IpType", "IpProtocol",
-        "L4DstPort" ] }} ],
+        "L4DstPort" ] }},
+      {{ "id": 8, "match": "ipv6", "qualifiers": [ "StageIngress", "SrcIp6" ] }} ],
     "reservations": [
       {{ "name": "acl", "assignment": "ipAclTcamGroup", "strategy": "tcamAllocateOnDemand",
         "group": 1, "size": {} }},
@@ -82,6 +83,7 @@ inline Platform::PlatformData basePlatform( const ChipSize & size ) {
               share( "macAclTcamGroup", 4, "" ) +
               share( "mirroringAclTcamGroup1", 5, R"(, "mirroringAclUdf": true)" ) +
               share( "mirroringAclTcamGroup2", 6, R"(, "mirroringAclUdf": true)" ) +
+              ( size.everyField ? share( "mirroringAclTcamGroup3", 8, "" ) : "" ) +
               ( size.dataChunks >= 5 ? share( "openFlowVxlanUdfTcamGroup", 7, "" ) : "" ) ) );
 }
 
@@ -93,6 +95,7 @@ inline Platform::PlatformData testPlatform( const ChipSize & size ) {
     for ( const MatchField & field : matchFields() )
       if ( size.everyField && field.isIn( kind ) )
         data.groups[ group ].qualifiers.push_back( field.qualifier );
+  data.attributes.ipv6MirroringSupported = size.everyField;
   return data;
 }
 
