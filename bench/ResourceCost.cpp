@@ -112,7 +112,8 @@ void ports( benchmark::State & state ) {
     return;
   }
   const Kiv::LockGuard activity( Kiv::ActivityUnlockAnchor::lock() );
-  const Agent::Acl acl = Agent::readAcl( "fw4_10k", file, Agent::AclFormat::detect );
+  const Agent::AclDocument document = Agent::readAclFile( { "fw4_10k" }, file, nullptr );
+  const Agent::Acl & acl = document.lists.front();
   Programmed checkers, prefixes;
   double checkersTime = 0, prefixesTime = 0;
   for ( auto _ : state ) {

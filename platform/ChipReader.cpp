@@ -28,7 +28,7 @@ SoftAsic::StageKind readKind( JsonFields & fields ) {
   for ( U32 kind = 0; kind < SoftAsic::stageKinds; ++kind )
     if ( name == SoftAsic::stageName( static_cast< SoftAsic::StageKind >( kind ) ) )
       return static_cast< SoftAsic::StageKind >( kind );
-  fields.fail( fields.line( "stage" ), fmt::format( "there is no stage \"{}\"", name ) );
+  fields.fail( fields.place( "stage" ), fmt::format( "there is no stage \"{}\"", name ) );
 }
 
 SoftAsic::StageProfile readStage( const std::string & file, const JsonNode & node ) {
@@ -44,7 +44,7 @@ SoftAsic::StageProfile readStage( const std::string & file, const JsonNode & nod
     for ( const auto & [ name, value ] : costs->members ) {
       const auto qualifier = SoftAsic::qualifierNumber( name );
       if ( !qualifier )
-        bits.fail( value.line, fmt::format( "there is no qualifier \"{}\"", name ) );
+        bits.fail( value.place(), fmt::format( "there is no qualifier \"{}\"", name ) );
       stage.keyBits[ *qualifier ] = bits.number( name, 0, wordMax );
     }
   }
@@ -89,7 +89,7 @@ void readRecord( const std::string & file, JsonFields & fields, PlatformData & d
   info.swapFrom = readOptionalQualifier( file, fields, "swapFrom" );
   info.swapTo = readOptionalQualifier( file, fields, "swapTo" );
   if ( ( info.swapFrom == 0 ) != ( info.swapTo == 0 ) )
-    fields.fail( fields.line(), "\"swapFrom\" and \"swapTo\" go together" );
+    fields.fail( fields.place(), "\"swapFrom\" and \"swapTo\" go together" );
   info.qualifierSwap = info.swapFrom != 0;
   info.extraQualifier = readOptionalQualifier( file, fields, "extraQualifier" );
   if ( fields.find( "loopbackPorts" ) != nullptr )
@@ -114,7 +114,7 @@ void readAttributes( const std::string & file, const JsonNode & node, PlatformDa
 void readChip( const std::string & file, JsonFields & platform, PlatformData & data ) {
   const JsonNode * node = platform.find( "chip" );
   if ( node == nullptr )
-    platform.fail( platform.line(), "a platform has no \"chip\"" );
+    platform.fail( platform.place(), "a platform has no \"chip\"" );
   JsonFields fields( file, *node, "\"chip\"" );
   data.chip.name = fields.text( "name" );
   readProfile( file, fields, data.chip );
@@ -129,7 +129,7 @@ std::vector< U32 > readPorts( JsonFields & fields, const std::string & key ) {
   for ( const JsonNode & port : fields.list( key ) ) {
     if ( port.kind != JsonNode::Kind::integer || port.integer < 0 ||
          port.integer >= BCM_PBMP_PORT_MAX )
-      fields.fail( port.line, "a port number is expected here" );
+      fields.fail( port.place(), "a port number is expected here" );
     ports.push_back( static_cast< U32 >( port.integer ) );
   }
   return ports;
@@ -139,7 +139,7 @@ U32 readQualifier( const std::string & file, const JsonNode & node ) {
   const std::string & name = jsonText( file, node );
   const auto number = SoftAsic::qualifierNumber( name );
   if ( !number )
-    throw InputError( file, node.line, fmt::format( "there is no qualifier \"{}\"", name ) );
+    throw InputError( file, node.place(), fmt::format( "there is no qualifier \"{}\"", name ) );
   return *number;
 }
 

@@ -12,7 +12,6 @@ namespace {
 
 constexpr size_t messageMax = 200;
 
-// Messages quote the input, which may hold any bytes.
 std::string oneLine( std::string what ) {
   what.resize( std::min( what.size(), messageMax ) );
   std::replace_if(
@@ -27,8 +26,15 @@ std::string oneLine( std::string what ) {
 
 }  // namespace
 
-InputError::InputError( const std::string & file, U32 line, const std::string & what )
-    : std::runtime_error( file + ":" + std::to_string( line ) + ": " + oneLine( what ) ) {}
+std::string placedMessage( const std::string & file, Place place, const std::string & what ) {
+  std::string text = file + ":" + std::to_string( place.line );
+  if ( place.column != 0 )
+    text += ":" + std::to_string( place.column );
+  return text + ": " + oneLine( what );
+}
+
+InputError::InputError( const std::string & file, Place place, const std::string & what )
+    : std::runtime_error( placedMessage( file, place, what ) ), place_( place ), reason_( what ) {}
 
 std::string readFile( const std::string & file ) {
   const std::unique_ptr< std::FILE, int ( * )( std::FILE * ) > in( std::fopen( file.c_str(), "rb" ),
@@ -42,6 +48,21 @@ std::string readFile( const std::string & file ) {
   if ( std::ferror( in.get() ) != 0 )
     failToRead( file );
   return text;
+}
+
+std::string_view textBody( const std::string & file, std::string_view text ) {
+  if ( text.starts_with( "\xFF\xFE" ) || text.starts_with( "\xFE\xFF" ) )
+    throw InputError( file, Place{ 1, 1 }, "UTF-16 text: UTF-8 is required" );
+  if ( text.starts_with( "\xEF\xBB\xBF" ) )
+    text.remove_prefix( 3 );
+  const size_t nul = text.find( '\0' );
+  if ( nul == text.npos )
+    return text;
+  const std::string_view before = text.substr( 0, nul );
+  const auto line = static_cast< U32 >( std::count( before.begin(), before.end(), '\n' ) ) + 1;
+  const auto column = static_cast< U32 >( nul - ( before.rfind( '\n' ) + 1 ) ) + 1;
+  throw InputError( file, Place{ line, column },
+                    nul < 2 ? "a NUL byte: UTF-8 text is required, not UTF-16" : "a NUL byte" );
 }
 
 }  // namespace Platform

@@ -8,51 +8,67 @@
 
 namespace Platform {
 
-JsonFields::JsonFields( const std::string & file, const JsonNode & node, const std::string & what )
-    : file_( file ), node_( node ), what_( what ) {
+JsonFields::JsonFields( const std::string & file, const JsonNode & node, const std::string & what,
+                        Modules modules )
+    : file_( file ),
+      node_( node ),
+      what_( what ),
+      modules_( modules ),
+      read_( node.members.size() ) {
   if ( node.kind != JsonNode::Kind::object )
-    throw InputError( file, node.line, what + " must be an object" );
+    throw InputError( file, node.place(), what + " must be an object" );
 }
 
-void JsonFields::fail( U32 line, const std::string & message ) const {
-  throw InputError( file_, line, message );
+void JsonFields::fail( Place place, const std::string & message ) const {
+  throw InputError( file_, place, message );
 }
 
-U32 JsonFields::line( const std::string & key ) const {
+bool JsonFields::isNamed( std::string_view name, std::string_view key ) const {
+  if ( name.size() <= key.size() || !name.ends_with( key ) )
+    return name == key;
+  name.remove_suffix( key.size() );
+  return std::any_of( modules_.begin(), modules_.end(), [ name ]( std::string_view module ) {
+    return name.size() == module.size() + 1 && name.starts_with( module ) && name.back() == ':';
+  } );
+}
+
+Place JsonFields::place( const std::string & key ) const {
   for ( const auto & [ name, value ] : node_.members )
-    if ( name == key )
-      return value.line;
-  return node_.line;
+    if ( isNamed( name, key ) )
+      return value.place();
+  return node_.place();
 }
 
 const JsonNode * JsonFields::find( const std::string & key ) {
-  read_.insert( key );
-  for ( const auto & [ name, value ] : node_.members )
-    if ( name == key )
-      return &value;
+  for ( size_t i = 0; i < node_.members.size(); ++i ) {
+    if ( !isNamed( node_.members[ i ].name, key ) )
+      continue;
+    read_[ i ] = true;
+    return &node_.members[ i ].value;
+  }
   return nullptr;
 }
 
 const JsonNode & JsonFields::need( const std::string & key ) {
   const JsonNode * value = find( key );
   if ( value == nullptr )
-    fail( node_.line, fmt::format( "{} has no \"{}\"", what_, key ) );
+    fail( node_.place(), fmt::format( "{} has no \"{}\"", what_, key ) );
   return *value;
 }
 
 std::string JsonFields::text( const std::string & key ) {
-  return jsonText( file_, need( key ) );
+  return jsonText( file_, need( key ), fmt::format( "\"{}\"", key ) );
 }
 
 std::string JsonFields::text( const std::string & key, const std::string & absent ) {
   const JsonNode * value = find( key );
-  return value == nullptr ? absent : jsonText( file_, *value );
+  return value == nullptr ? absent : jsonText( file_, *value, fmt::format( "\"{}\"", key ) );
 }
 
 U32 JsonFields::number( const std::string & key, U32 low, U32 high ) {
   const JsonNode & value = need( key );
   if ( value.kind != JsonNode::Kind::integer || value.integer < low || value.integer > high )
-    fail( value.line, fmt::format( "\"{}\" must be a number from {} to {}", key, low, high ) );
+    fail( value.place(), fmt::format( "\"{}\" must be a number from {} to {}", key, low, high ) );
   return static_cast< U32 >( value.integer );
 }
 
@@ -63,31 +79,37 @@ U32 JsonFields::number( const std::string & key, U32 low, U32 high, U32 absent )
 bool JsonFields::flag( const std::string & key ) {
   const JsonNode * value = find( key );
   if ( value != nullptr && value->kind != JsonNode::Kind::boolean )
-    fail( value->line, fmt::format( "\"{}\" must be true or false", key ) );
+    fail( value->place(), fmt::format( "\"{}\" must be true or false", key ) );
   return value != nullptr && value->boolean;
 }
 
 const std::vector< JsonNode > & JsonFields::list( const std::string & key ) {
   const JsonNode & value = need( key );
   if ( value.kind != JsonNode::Kind::array )
-    fail( value.line, fmt::format( "\"{}\" must be a list", key ) );
+    fail( value.place(), fmt::format( "\"{}\" must be a list", key ) );
   return value.elements;
 }
 
-void JsonFields::finish() const {
-  for ( const auto & [ name, value ] : node_.members )
-    if ( !read_.contains( name ) )
-      fail( value.line, fmt::format( "{} has an unknown key \"{}\"", what_, name ) );
+const JsonMember * JsonFields::unread() const {
+  const auto first = std::find( read_.begin(), read_.end(), false );
+  return first == read_.end() ? nullptr : &node_.members[ first - read_.begin() ];
 }
 
-const std::string & jsonText( const std::string & file, const JsonNode & node ) {
+void JsonFields::finish() const {
+  if ( const JsonMember * member = unread() )
+    fail( member->value.place(),
+          fmt::format( "{} has an unknown key \"{}\"", what_, member->name ) );
+}
+
+const std::string & jsonText( const std::string & file, const JsonNode & node,
+                              const std::string & what ) {
   if ( node.kind != JsonNode::Kind::string )
-    throw InputError( file, node.line, "a string is expected here" );
+    throw InputError( file, node.place(), what + " must be a string" );
   const auto isControl = []( char c ) {
     return static_cast< unsigned char >( c ) < ' ' || c == 0x7F;
   };
   if ( std::any_of( node.string.begin(), node.string.end(), isControl ) )
-    throw InputError( file, node.line, "a string must not have control characters" );
+    throw InputError( file, node.place(), what + " must not have control characters" );
   return node.string;
 }
 

@@ -4,13 +4,14 @@
 //   profile.pipes = chip.number( "pipes", 1, 4 );
 //   chip.finish();                                   // every other key is an error
 //
-// Every operation throws InputError with the line of the value, or of the object if the key is
+// Every operation throws InputError with the place of the value, or of the object if the key is
 // missing.
 #pragma once
 
 #include <optional>
-#include <set>
+#include <span>
 #include <string>
+#include <string_view>
 
 #include "platform/JsonTree.h"
 
@@ -18,8 +19,12 @@ namespace Platform {
 
 class JsonFields {
  public:
-  // `what` names the object in messages. Throws when `node` is not an object.
-  JsonFields( const std::string & file, const JsonNode & node, const std::string & what );
+  using Modules = std::span< const std::string_view >;
+
+  // `what` names the object in messages. A member's name may be qualified by one of the modules,
+  // "MODULE:NAME" (RFC 7951). Throws when `node` is not an object.
+  JsonFields( const std::string & file, const JsonNode & node, const std::string & what,
+              Modules modules = {} );
 
   // Required members.
   std::string text( const std::string & key );
@@ -34,27 +39,35 @@ class JsonFields {
 
   // Null if the member is absent.
   const JsonNode * find( const std::string & key );
+  const JsonNode & need( const std::string & key );
+  const std::vector< JsonMember > & members() const { return node_.members; }
 
+  // The first member that was not read; null: all were.
+  const JsonMember * unread() const;
   // Refuses members that were not read.
   void finish() const;
 
-  [[noreturn]] void fail( U32 line, const std::string & message ) const;
+  [[noreturn]] void fail( Place place, const std::string & message ) const;
+  Place place() const { return node_.place(); }
+  // Of a member's value, or of the object if the member is absent.
+  Place place( const std::string & key ) const;
   U32 line() const { return node_.line; }
-  // Line of a member, or of the object if the member is absent.
-  U32 line( const std::string & key ) const;
+  U32 line( const std::string & key ) const { return place( key ).line; }
   const std::string & file() const { return file_; }
 
  private:
-  const JsonNode & need( const std::string & key );
+  bool isNamed( std::string_view name, std::string_view key ) const;
 
   const std::string & file_;
   const JsonNode & node_;
   std::string what_;
-  std::set< std::string > read_;
+  Modules modules_;
+  std::vector< bool > read_;  // the members, in their order
 };
 
-// Value of a string node. Throws InputError for another kind of node, and for control characters,
-// which would break the lines of reports.
-const std::string & jsonText( const std::string & file, const JsonNode & node );
+// Value of a string node; `what` names it in messages. Throws InputError for another kind of node,
+// and for control characters, which would break the lines of reports.
+const std::string & jsonText( const std::string & file, const JsonNode & node,
+                              const std::string & what = "an element of this list" );
 
 }  // namespace Platform

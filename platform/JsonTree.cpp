@@ -4,6 +4,7 @@
 #include <iterator>
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <unordered_set>
 
 #include "platform/InputError.h"
 
@@ -12,6 +13,7 @@ namespace Platform {
 namespace {
 
 constexpr std::size_t depthMax = 32;
+constexpr std::size_t searchMax = 16;  // members that are compared one by one
 
 // Input of the parser; records how far it has read.
 struct CountingIterator {
@@ -38,10 +40,38 @@ struct CountingIterator {
   bool operator!=( const CountingIterator & other ) const { return at != other.at; }
 };
 
+bool separates( char c ) {
+  return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == ',' || c == ':';
+}
+
+bool inNumber( char c ) {
+  return ( c >= '0' && c <= '9' ) || c == '-' || c == '+' || c == '.' || c == 'e' || c == 'E';
+}
+
+// The place of a position that only moves forward.
+class Cursor {
+ public:
+  explicit Cursor( const char * begin ) : at_( begin ), lineBegin_( begin ) {}
+  void moveTo( const char * position ) {
+    for ( ; at_ < position; ++at_ ) {
+      if ( *at_ != '\n' )
+        continue;
+      ++line_;
+      lineBegin_ = at_ + 1;
+    }
+  }
+  Place place() const { return { line_, static_cast< U32 >( at_ - lineBegin_ ) + 1 }; }
+
+ private:
+  const char * at_;
+  const char * lineBegin_;
+  U32 line_ = 1;
+};
+
 class TreeBuilder : public nlohmann::json_sax< nlohmann::json > {
  public:
-  TreeBuilder( const std::string & file, const std::string & text )
-      : file_( file ), begin_( text.data() ), counted_( begin_ ), read_( begin_ ) {}
+  TreeBuilder( const std::string & file, std::string_view text )
+      : file_( file ), text_( text ), cursor_( text.data() ), end_( text.data() ), read_( end_ ) {}
 
   const char ** read() { return &read_; }
   JsonNode takeRoot() { return std::move( root_ ); }
@@ -55,21 +85,22 @@ class TreeBuilder : public nlohmann::json_sax< nlohmann::json > {
     return true;
   }
   bool number_integer( number_integer_t value ) override {
-    put( JsonNode::Kind::integer ).integer = value;
+    putNumber( JsonNode::Kind::integer ).integer = value;
     return true;
   }
   bool number_unsigned( number_unsigned_t value ) override {
+    JsonNode & node = putNumber( JsonNode::Kind::integer );
     if ( value > static_cast< U64 >( std::numeric_limits< S64 >::max() ) )
-      throw InputError( file_, line(), "number out of range" );
-    put( JsonNode::Kind::integer ).integer = static_cast< S64 >( value );
+      fail( "number out of range" );
+    node.integer = static_cast< S64 >( value );
     return true;
   }
   bool number_float( number_float_t, const string_t & ) override {
-    put( JsonNode::Kind::other );
+    putNumber( JsonNode::Kind::other );
     return true;
   }
   bool string( string_t & value ) override {
-    put( JsonNode::Kind::string ).string = value;
+    put( JsonNode::Kind::string ).string = std::move( value );
     return true;
   }
   bool binary( binary_t & ) override {
@@ -82,73 +113,109 @@ class TreeBuilder : public nlohmann::json_sax< nlohmann::json > {
   bool end_array() override { return close(); }
 
   bool key( string_t & name ) override {
-    auto & members = open_.back()->members;
-    if ( std::any_of( members.begin(), members.end(),
-                      [ & ]( const auto & member ) { return member.name == name; } ) )
-      throw InputError( file_, line(), "key \"" + name + "\" occurs twice" );
-    key_ = name;
+    beginToken();
+    end_ = read_;
+    Open & object = open_.back();
+    if ( !isNew( object, name ) )
+      fail( "key \"" + name + "\" occurs twice" );
+    object.node->members.push_back( { std::move( name ), {} } );
     return true;
   }
-  bool parse_error( std::size_t, const std::string & token,
+  bool parse_error( std::size_t used, const std::string &,
                     const nlohmann::json::exception & ) override {
-    throw InputError( file_, line(),
-                      token.empty() ? "not JSON: the text ends too early"
-                                    : "not JSON: unexpected '" + token + "'" );
+    if ( text_.find_first_not_of( " \t\r\n" ) == text_.npos )
+      fail( "the file is empty" );
+    const std::size_t last = std::min( std::max< std::size_t >( used, 1 ), text_.size() ) - 1;
+    cursor_.moveTo( text_.data() + last );
+    if ( used > text_.size() )
+      fail( "truncated: the text ends inside a JSON value" );
+    fail( std::string( "not JSON: unexpected '" ) + text_[ last ] + "'" );
   }
 
  private:
-  // Line of the last character that the parser used. It has read at most one beyond a number, and
-  // exactly to the end of any other token; a line end is counted only when something follows it.
-  U32 line() {
-    const char * used = read_ == begin_ ? begin_ : read_ - 1;
-    if ( used > counted_ ) {
-      line_ += static_cast< U32 >( std::count( counted_, used, '\n' ) );
-      counted_ = used;
-    }
-    return line_;
+  struct Open {
+    JsonNode * node;
+    std::unordered_set< std::string > names;  // of many members
+  };
+
+  [[noreturn]] void fail( const std::string & what ) const {
+    throw InputError( file_, cursor_.place(), what );
   }
 
-  JsonNode & put( JsonNode::Kind kind ) {
+  // Between the tokens that are reported there are only blanks and separators.
+  void beginToken() {
+    const char * begin = std::find_if_not( end_, text_.data() + text_.size(), separates );
+    cursor_.moveTo( begin );
+    end_ = begin;
+  }
+
+  static bool isNew( Open & object, const std::string & name ) {
+    const auto & members = object.node->members;
+    if ( members.size() < searchMax )
+      return std::none_of( members.begin(), members.end(),
+                           [ & ]( const JsonMember & member ) { return member.name == name; } );
+    if ( object.names.empty() )
+      for ( const JsonMember & member : members )
+        object.names.insert( member.name );
+    return object.names.insert( name ).second;
+  }
+
+  JsonNode & begin( JsonNode::Kind kind ) {
+    beginToken();
     JsonNode * node = &root_;
     if ( !open_.empty() ) {
-      JsonNode & parent = *open_.back();
-      node = parent.kind == JsonNode::Kind::array
-                 ? &parent.elements.emplace_back()
-                 : &parent.members.emplace_back( JsonMember{ key_, {} } ).value;
+      JsonNode & parent = *open_.back().node;
+      node = parent.kind == JsonNode::Kind::array ? &parent.elements.emplace_back()
+                                                  : &parent.members.back().value;
     }
     node->kind = kind;
-    node->line = line();
+    const Place at = cursor_.place();
+    node->line = at.line;
+    node->column = at.column;
     return *node;
+  }
+  JsonNode & put( JsonNode::Kind kind ) {
+    JsonNode & node = begin( kind );
+    end_ = read_;
+    return node;
+  }
+  // The parser has read one character beyond a number.
+  JsonNode & putNumber( JsonNode::Kind kind ) {
+    JsonNode & node = begin( kind );
+    end_ = std::find_if_not( end_, text_.data() + text_.size(), inNumber );
+    return node;
   }
   // The pointer stays valid: the parent of an open node does not grow until the node is closed.
   bool open( JsonNode::Kind kind ) {
+    JsonNode & node = put( kind );
     if ( open_.size() == depthMax )
-      throw InputError( file_, line(), "nested too deeply" );
-    open_.push_back( &put( kind ) );
+      fail( "nested too deeply" );
+    open_.push_back( { &node, {} } );
     return true;
   }
   bool close() {
     open_.pop_back();
+    end_ = read_;
     return true;
   }
 
   const std::string & file_;
-  const char * begin_;
-  const char * counted_;
-  const char * read_;
-  U32 line_ = 1;
+  std::string_view text_;
+  Cursor cursor_;
+  const char * end_;   // of the last token
+  const char * read_;  // by the parser
   JsonNode root_;
-  std::vector< JsonNode * > open_;
-  std::string key_;
+  std::vector< Open > open_;
 };
 
 }  // namespace
 
 JsonNode parseJson( const std::string & file, const std::string & text ) {
-  TreeBuilder builder( file, text );
-  const char * begin = text.data();
-  nlohmann::json::sax_parse( CountingIterator{ begin, builder.read() },
-                             CountingIterator{ begin + text.size(), builder.read() }, &builder );
+  const std::string_view body = textBody( file, text );
+  TreeBuilder builder( file, body );
+  nlohmann::json::sax_parse( CountingIterator{ body.data(), builder.read() },
+                             CountingIterator{ body.data() + body.size(), builder.read() },
+                             &builder );
   return builder.takeRoot();
 }
 

@@ -12,16 +12,16 @@ namespace {
 
 [[noreturn]] void report( const std::string & file, const JsonNode & root, JsonFields & fields,
                           const PlatformFault & fault ) {
-  U32 line = root.line;
+  Place place = root.place();
   if ( fault.group )
-    line = fields.list( "groups" )[ *fault.group ].line;
+    place = fields.list( "groups" )[ *fault.group ].place();
   else if ( fault.reservation )
-    line = fields.list( "reservations" )[ *fault.reservation ].line;
+    place = fields.list( "reservations" )[ *fault.reservation ].place();
   else if ( fault.vlan )
-    line = fields.list( "vlans" )[ *fault.vlan ].line;
+    place = fields.list( "vlans" )[ *fault.vlan ].place();
   else
-    line = fields.line( "chip" );
-  throw InputError( file, line, fault.what );
+    place = fields.place( "chip" );
+  throw InputError( file, place, fault.what );
 }
 
 }  // namespace

@@ -25,7 +25,7 @@ GroupMatch readMatch( JsonFields & fields ) {
     return GroupMatch::ipv4;
   if ( name == "ipv6" )
     return GroupMatch::ipv6;
-  fields.fail( fields.line( "match" ), "\"match\" must be any, ipv4 or ipv6" );
+  fields.fail( fields.place( "match" ), "\"match\" must be any, ipv4 or ipv6" );
 }
 
 template < class Enum >
@@ -33,7 +33,7 @@ Enum readEnum( JsonFields & fields, const std::string & key ) {
   const std::string name = fields.text( key );
   const auto value = Kiv::enumValue< Enum >( name );
   if ( !value )
-    fields.fail( fields.line( key ), fmt::format( "there is no {} \"{}\"", key, name ) );
+    fields.fail( fields.place( key ), fmt::format( "there is no {} \"{}\"", key, name ) );
   return *value;
 }
 
@@ -60,7 +60,7 @@ ReservationData readReservation( const std::string & file, const JsonNode & node
   ReservationData user;
   user.name = fields.text( "name" );
   if ( user.name.empty() )
-    fields.fail( fields.line( "name" ), "a reservation needs a name" );
+    fields.fail( fields.place( "name" ), "a reservation needs a name" );
   user.assignment = readEnum< Morvane::TcamGroupAssignment >( fields, "assignment" );
   user.strategy = readEnum< Morvane::TcamAllocationStrategy >( fields, "strategy" );
   user.group = fields.number( "group", 0, 0xFFFF );

@@ -55,7 +55,9 @@ bool mapCommand( const RunOptions & options, const MapOptions & map ) {
     slices = Map::sliceMap( session.groupManager(), session.chip(), SwitchSession::unit );
   } );
   slices.title = fmt::format( "{}: {}", input.platform.name, input.platform.description );
-  slices.notes = unfitLists( report );
+  slices.notes = input.remarks.refusals;
+  for ( std::string & line : unfitLists( report ) )
+    slices.notes.push_back( std::move( line ) );
   const Map::PictureOptions picture = { map.all, useColours( map.colour ) };
   if ( !map.svg.empty() ) {
     writeFile( map.svg, Map::svgMap( slices, picture ) );
@@ -65,7 +67,7 @@ bool mapCommand( const RunOptions & options, const MapOptions & map ) {
   if ( map.json )
     printOutput( Map::jsonMap( slices ) );
   else if ( map.svg.empty() )
-    printOutput( Map::textMap( slices, picture ) );
+    printOutput( partialText( input.remarks ) + Map::textMap( slices, picture ) );
   return slices.notes.empty();
 }
 

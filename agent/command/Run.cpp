@@ -70,6 +70,7 @@ RunReport RunJob::run() {
   report_.unit = SwitchSession::unit;
   report_.ingressPort = input_.ingressPort;
   report_.defaultAction = input_.defaultAction;
+  report_.remarks = input_.remarks;
   report_.verified = input_.verify;
   program();
   requireEntries();

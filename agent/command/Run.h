@@ -20,9 +20,10 @@ class SwitchSession;
 
 // Command line options, unparsed.
 struct RunOptions {
-  std::string platform = "large";   // built-in name or file
-  std::vector< std::string > acls;  // FILE or NAME=FILE; empty: built-in example
-  AclFormat format = AclFormat::detect;
+  std::string platform = "large";      // built-in name or file
+  std::vector< std::string > acls;     // FILE or NAME=FILE; empty: built-in example
+  const AclFormat * format = nullptr;  // null: by content
+  bool partial = false;                // run without refused rules
   PortMethod ports = PortMethod::automatic;
   std::vector< std::string > police;  // RULE:RATE[:BURST]
   std::string packets;                // capture or trace; empty: none
@@ -41,6 +42,7 @@ struct RunOptions {
 struct RunInput {
   Platform::PlatformData platform;
   std::vector< Acl > acls;  // in order of precedence
+  ReaderRemarks remarks;
   PortMethod ports = PortMethod::automatic;
   std::vector< Packet > packets;
   U32 ingressPort = 0;
@@ -56,7 +58,7 @@ struct RunInput {
 
 // Reads the files. Defaults to the built-in example's access list, and to its packets if neither
 // lists nor packets are given. Throws Platform::InputError for invalid input and UsageError for
-// conflicting options.
+// conflicting options, RefusedRules for rules that readers refuse unless `partial` is set.
 RunInput readInput( const RunOptions & options );
 
 // Sets policers of rules from a list of RULE:RATE[:BURST] (units: docs/rules-file.md). RULE is an

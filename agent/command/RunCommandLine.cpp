@@ -7,6 +7,13 @@ namespace {
 constexpr U32 randomMax = 10'000'000;  // all packets are in memory
 constexpr U32 packetRateMax = 1'000'000'000;
 
+std::vector< std::string > formatChoices() {
+  std::vector< std::string > names = { "auto" };
+  for ( const AclFormat & format : aclFormats() )
+    names.push_back( format.name );
+  return names;
+}
+
 void addRuleOptions( CLI::App & app, RunOptions & run ) {
   app.add_option_function< std::string >(
          "--ports",
@@ -82,14 +89,11 @@ void addAclOptions( CLI::App & app, RunOptions & run ) {
       ->take_all()
       ->allow_extra_args( false );
   app.add_option_function< std::string >(
-         "--format",
-         [ &run ]( const std::string & name ) {
-           run.format = name == "auto"    ? AclFormat::detect
-                        : name == "rules" ? AclFormat::rules
-                                          : AclFormat::classBench;
-         },
-         "Format of the access lists: ClassBench, or a rules file (JSON)" )
-      ->check( CLI::IsMember( { "auto", "classbench", "rules" } ) );
+         "--format", [ &run ]( const std::string & name ) { run.format = formatNamed( name ); },
+         "Format of the access lists: auto, by content, or one of " + formatList() )
+      ->check( CLI::IsMember( formatChoices() ) );
+  app.add_flag( "--partial", run.partial,
+                "Run without the rules that are refused; the exit status is then 1" );
   addRuleOptions( app, run );
 }
 

@@ -21,26 +21,41 @@ constexpr U32 examplePackets = 10000;
 constexpr U64 nanosecondsPerSecond = 1'000'000'000;
 
 // FILE, named after the file, or NAME=FILE.
-Acl readNamedAcl( const std::string & argument, AclFormat format ) {
+AclDocument readArgument( const std::string & argument, const AclFormat * format ) {
   const size_t equals = argument.find( '=' );
   std::error_code ignored;
   if ( equals == std::string::npos || std::filesystem::exists( argument, ignored ) )
-    return readAcl( std::filesystem::path( argument ).stem().string(), argument, format );
+    return readAclFile( { std::filesystem::path( argument ).stem().string(), false }, argument,
+                        format );
   if ( equals == 0 )
     throw UsageError( fmt::format( "--acl {}: the name is missing", argument ) );
-  return readAcl( argument.substr( 0, equals ), argument.substr( equals + 1 ), format );
+  return readAclFile( { argument.substr( 0, equals ), true }, argument.substr( equals + 1 ),
+                      format );
 }
 
-std::vector< Acl > readAcls( const RunOptions & options ) {
-  std::vector< Acl > acls;
+void checkNames( const std::vector< Acl > & acls ) {
   std::set< std::string > names;
+  for ( const Acl & acl : acls )
+    if ( !names.insert( acl.name ).second )
+      throw UsageError( fmt::format( "two access lists are named {}: use NAME=FILE", acl.name ) );
+}
+
+void readAcls( const RunOptions & options, RunInput & input ) {
+  ReaderRemarks & remarks = input.remarks;
   for ( const std::string & argument : options.acls ) {
-    acls.push_back( readNamedAcl( argument, options.format ) );
-    if ( !names.insert( acls.back().name ).second )
-      throw UsageError(
-          fmt::format( "two access lists are named {}: use NAME=FILE", acls.back().name ) );
+    AclDocument document = readArgument( argument, options.format );
+    std::move( document.lists.begin(), document.lists.end(), std::back_inserter( input.acls ) );
+    remarks.refusedRules += document.refusals.count();
+    for ( std::string & line : document.refusals.lines() )
+      remarks.refusals.push_back( std::move( line ) );
+    for ( const std::string & note : document.notes )
+      remarks.notes.push_back( fmt::format( "{}: {}", document.refusals.file(), note ) );
   }
-  return acls;
+  if ( remarks.refusedRules != 0 && !options.partial )
+    throw RefusedRules( std::move( remarks.refusals ) );
+  if ( input.acls.empty() )
+    throw RefusedRules( std::move( remarks.refusals ) );
+  checkNames( input.acls );
 }
 
 std::vector< Frame > exampleFrames() {
@@ -97,7 +112,10 @@ RunInput readInput( const RunOptions & options ) {
   for ( const std::string & clear : options.clears )
     input.clears.push_back( clearRequest( clear, input.platform ) );
   input.thresholds = readThresholds( options.thresholds, input.platform );
-  input.acls = options.acls.empty() ? std::vector{ exampleAcl() } : readAcls( options );
+  if ( options.acls.empty() )
+    input.acls = { exampleAcl() };
+  else
+    readAcls( options, input );
   applyPolice( options.police, input.acls );
   checkPlatform( options, input );
   input.packets = readAllPackets( options, input.acls );

@@ -1,5 +1,5 @@
-// The command morvane-tcam. Exit status: 0 success, 1 an access list does not fit or verification
-// found a difference, 2 usage error, invalid input or failed output.
+// The command morvane-tcam. Exit status: 0 success, 1 an access list does not fit, refused rules
+// were left out or verification found a difference, 2 usage error, invalid input or failed output.
 #include <fmt/core.h>
 
 #include <CLI/CLI.hpp>
@@ -24,8 +24,14 @@ constexpr int exitSuccess = 0;
 constexpr int exitDifference = 1;
 constexpr int exitUsage = 2;
 
+void printRefusals( const Agent::ReaderRemarks & remarks ) {
+  for ( const std::string & line : remarks.refusals )
+    Agent::printError( line );
+}
+
 int runCommand( const Agent::RunOptions & options, const Agent::OutputOptions & output ) {
   const Agent::RunInput input = Agent::readInput( options );
+  printRefusals( input.remarks );
   const Agent::RunReport report = Agent::run( input );
   Agent::printOutput( output.json ? jsonReport( report ) : textReport( report, output.detail ) );
   if ( output.json )
@@ -56,10 +62,11 @@ int inspectCommand( const Agent::RunOptions & options, const Agent::InspectOptio
         inspect );
   };
   const std::vector< std::string > unfit = unfitLists( Agent::withProgrammedSwitch( input, look ) );
-  Agent::printOutput( shown );
+  printRefusals( input.remarks );
+  Agent::printOutput( inspect.json ? shown : partialText( input.remarks ) + shown );
   for ( const std::string & line : unfit )
     Agent::printError( line );
-  return unfit.empty() ? exitSuccess : exitDifference;
+  return unfit.empty() && input.remarks.refusedRules == 0 ? exitSuccess : exitDifference;
 }
 
 int fail( std::string message ) {
@@ -114,6 +121,10 @@ int main( int argc, char ** argv ) {
   const Kiv::LockGuard activity( Kiv::ActivityUnlockAnchor::lock() );
   try {
     return command( argc, argv );
+  } catch ( const Agent::RefusedRules & refused ) {
+    for ( const std::string & line : refused.lines() )
+      Agent::printError( line );
+    return exitUsage;
   } catch ( const Platform::InputError & error ) {
     return fail( error.what() );
   } catch ( const Agent::OutputError & error ) {

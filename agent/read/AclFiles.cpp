@@ -1,23 +1,60 @@
 #include "agent/read/AclFiles.h"
 
-#include "agent/read/ClassBenchReader.h"
-#include "agent/read/LineReader.h"
-#include "agent/read/RulesFileReader.h"
-#include "platform/InputError.h"
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <optional>
 
 namespace Agent {
 
-Acl readAcl( const std::string & name, const std::string & file, AclFormat format ) {
-  const std::string text = Platform::readFile( file );
+namespace {
+
+bool beginsJson( std::string_view text ) {
   const size_t first = text.find_first_not_of( " \t\r\n" );
-  const char mark = first == std::string::npos ? '@' : text[ first ];
-  if ( format == AclFormat::rules || ( format == AclFormat::detect && mark == '{' ) )
-    return parseRulesFile( name, file, text );
-  if ( format == AclFormat::detect && mark != '@' ) {
-    const TextLine line = splitLines( text ).front();
-    throw Platform::InputError( file, line.number, "the format of this file is not known" );
-  }
-  return parseClassBench( name, file, text );
+  return first != text.npos && ( text[ first ] == '{' || text[ first ] == '[' );
+}
+
+// Tools store a document under the path that it is sent to. Blanks in its place keep the lines.
+void blankPath( std::string & text ) {
+  const size_t end = std::min( text.find( '\n' ), text.size() );
+  const bool path = text.starts_with( '/' ) || text.starts_with( "openconfig-" );
+  if ( path && beginsJson( std::string_view( text ).substr( end ) ) )
+    std::fill_n( text.begin(), end, ' ' );
+}
+
+void nameLists( const AclName & name, AclDocument & document ) {
+  for ( Acl & acl : document.lists )
+    if ( acl.name.empty() || ( name.given && document.lists.size() == 1 ) )
+      acl.name = name.text;
+    else if ( name.given )
+      acl.name = fmt::format( "{}-{}", name.text, acl.name );
+}
+
+}  // namespace
+
+AclDocument parseAclText( const AclName & name, const std::string & file, const std::string & text,
+                          const AclFormat * format ) {
+  AclSource source;
+  source.name = name.text;
+  source.file = file;
+  source.text = Platform::textBody( file, text );
+  if ( source.text.find_first_not_of( " \t\r\n" ) == std::string::npos )
+    throw Platform::InputError( file, {}, "the file is empty" );
+  blankPath( source.text );
+  std::optional< Platform::JsonNode > root;
+  if ( format == nullptr ? beginsJson( source.text ) : format->json )
+    source.root = &root.emplace( Platform::parseJson( file, source.text ) );
+  AclDocument document{ {}, Refusals( file ), {} };
+  ( format == nullptr ? formatOf( source ) : *format ).read( source, document );
+  if ( document.lists.empty() && document.refusals.count() == 0 )
+    throw Platform::InputError( file, {}, "there are no access lists" );
+  nameLists( name, document );
+  return document;
+}
+
+AclDocument readAclFile( const AclName & name, const std::string & file,
+                         const AclFormat * format ) {
+  return parseAclText( name, file, Platform::readFile( file ), format );
 }
 
 }  // namespace Agent

@@ -1,19 +1,27 @@
-// Reads access list files of all supported formats.
+// Reads files of access lists in all formats (AclFormats.h).
 #pragma once
 
 #include <string>
 
-#include "agent/acl/AclRule.h"
+#include "agent/read/AclFormats.h"
 
 namespace Agent {
 
-enum class AclFormat {
-  detect,      // by the first non-blank character: '@' ClassBench, '{' rules file
-  classBench,  // ClassBenchReader.h
-  rules,       // RulesFileReader.h
+// The name for a file's lists.
+struct AclName {
+  std::string text;
+  // Given by the user: it replaces the name of a file's only list and precedes those of several,
+  // NAME-LIST. Otherwise it names lists that have no name in their file.
+  bool given = false;
 };
 
-// Throws Platform::InputError for an unreadable or malformed file.
-Acl readAcl( const std::string & name, const std::string & file, AclFormat format );
+// Null as `format`: chosen by content. Throws Platform::InputError for a file that is unreadable,
+// malformed as a whole, or without lists; whatever is wrong in its rules is in the document's
+// refusals.
+AclDocument readAclFile( const AclName & name, const std::string & file, const AclFormat * format );
+
+// The same from its text.
+AclDocument parseAclText( const AclName & name, const std::string & file, const std::string & text,
+                          const AclFormat * format );
 
 }  // namespace Agent

@@ -18,7 +18,7 @@ constexpr U32 udfOffsetMax = 127;  // from the start of the L3 header
 
 [[noreturn]] void failValue( JsonFields & fields, const std::string & key,
                              const std::string & expected ) {
-  fields.fail( fields.line( key ), fmt::format( "\"{}\" must be {}", key, expected ) );
+  fields.fail( fields.place( key ), fmt::format( "\"{}\" must be {}", key, expected ) );
 }
 
 // "0x" followed by hexadecimal digits.
@@ -85,7 +85,7 @@ void readRuleMatch( JsonFields & fields, AclKind kind, AclUse use, AclRule & rul
       continue;
     readFieldValue( fields, kind, field, *node, rule );
     if ( const char * protocol = missingProtocol( field, rule ) )
-      fields.fail( fields.line( field.name ),
+      fields.fail( fields.place( field.name ),
                    fmt::format( "\"{}\" needs the protocol {}", field.name, protocol ) );
   }
   if ( use != AclUse::filter && kind != AclKind::ipv6 )

@@ -28,21 +28,21 @@ T readName( JsonFields & fields, const std::string & key, const std::string & ab
       return value;
     known += ( known.empty() ? "" : ", " ) + std::string( candidate );
   }
-  fields.fail( fields.line( key ), fmt::format( "\"{}\" must be one of {}", key, known ) );
+  fields.fail( fields.place( key ), fmt::format( "\"{}\" must be one of {}", key, known ) );
 }
 
 void applyAction( JsonFields & fields, const JsonNode & node, AclRule & rule ) {
   const std::string & name = Platform::jsonText( fields.file(), node );
   if ( name == "permit" || name == "drop" ) {
     if ( rule.forwarding != Forwarding::none )
-      fields.fail( node.line, "a rule can permit or drop only once" );
+      fields.fail( node.place(), "a rule can permit or drop only once" );
     rule.forwarding = name == "drop" ? Forwarding::drop : Forwarding::permit;
   } else if ( name == "copyToCpu" ) {
     rule.copyToCpu = true;
   } else if ( name == "mirror" ) {
     rule.mirror = true;
   } else {
-    fields.fail( node.line, fmt::format( "there is no action \"{}\"", name ) );
+    fields.fail( node.place(), fmt::format( "there is no action \"{}\"", name ) );
   }
 }
 
@@ -56,7 +56,7 @@ void readActions( JsonFields & fields, const Acl & acl, AclRule & rule ) {
       applyAction( fields, node, rule );
   }
   if ( rule.mirror && !acl.mirrorPort )
-    fields.fail( fields.line( "actions" ),
+    fields.fail( fields.place( "actions" ),
                  "a rule that mirrors requires the list's \"mirrorPort\"" );
 }
 
@@ -67,7 +67,7 @@ void readPolice( JsonFields & fields, AclRule & rule ) {
   JsonFields police( fields.file(), *node, "\"police\"" );
   const auto rate = rateFromText( police.text( "rate" ) );
   if ( !rate )
-    police.fail( police.line( "rate" ),
+    police.fail( police.place( "rate" ),
                  "\"rate\" must be bit/s, like \"64k\" or \"10M\", of whole kbit/s" );
   rule.police = policeRate( *rate, police.number( "burst", 1, 0x7FFFFFFF, 0 ) );
   police.finish();
@@ -85,10 +85,10 @@ void readCounters( JsonFields & fields, AclRule & rule ) {
     else if ( name == "bytes" )
       wanted.bytes = true;
     else
-      fields.fail( node.line, fmt::format( "there is no counter \"{}\"", name ) );
+      fields.fail( node.place(), fmt::format( "there is no counter \"{}\"", name ) );
   }
   if ( nodes.empty() )
-    fields.fail( fields.line( "counters" ), "at least one of packets and bytes is required" );
+    fields.fail( fields.place( "counters" ), "at least one of packets and bytes is required" );
   rule.counters = wanted;
 }
 
@@ -117,8 +117,8 @@ void readUse( JsonFields & fields, Acl & acl ) {
   const bool serves =
       acl.use == AclUse::filter || acl.kind == AclKind::ipv4 || acl.use == AclUse::mirror;
   if ( !serves )
-    fields.fail( fields.line( "use" ), fmt::format( "a list of type {} cannot have the use {}",
-                                                    kindName( acl.kind ), useName( acl.use ) ) );
+    fields.fail( fields.place( "use" ), fmt::format( "a list of type {} cannot have the use {}",
+                                                     kindName( acl.kind ), useName( acl.use ) ) );
   const bool flow = acl.use == AclUse::flow || acl.use == AclUse::flowVxlan;
   if ( flow )
     acl.flowProtocol =
@@ -145,7 +145,10 @@ void readLaterFragments( JsonFields & fields, Acl & acl ) {
 }  // namespace
 
 Acl parseRulesFile( const std::string & name, const std::string & file, const std::string & text ) {
-  const JsonNode root = Platform::parseJson( file, text );
+  return parseRulesFile( name, file, Platform::parseJson( file, text ) );
+}
+
+Acl parseRulesFile( const std::string & name, const std::string & file, const JsonNode & root ) {
   Acl acl;
   acl.name = name;
   acl.file = file;
@@ -160,7 +163,7 @@ Acl parseRulesFile( const std::string & name, const std::string & file, const st
   for ( const JsonNode & node : fields.list( "rules" ) )
     acl.rules.push_back( readRule( acl, node ) );
   if ( acl.rules.empty() )
-    fields.fail( fields.line( "rules" ), "there are no rules" );
+    fields.fail( fields.place( "rules" ), "there are no rules" );
   fields.finish();
   return acl;
 }

@@ -54,7 +54,15 @@ struct GroupUse {
   U32 free = 0;  // remaining capacity, including free slices
 };
 
+// What the readers report about the files of the access lists.
+struct ReaderRemarks {
+  U64 refusedRules = 0;                 // left out
+  std::vector< std::string > refusals;  // the first of each file
+  std::vector< std::string > notes;     // what the readers assume
+};
+
 struct RunReport {
+  ReaderRemarks remarks;
   std::string platform;
   std::string description;
   U32 unit = 0;
@@ -85,10 +93,12 @@ struct RunReport {
   bool verified = false;
   std::vector< std::string > differences;  // from the auditor, and the first mismatched packets
 
-  // All lists fit and verification found no difference.
+  // All rules were read, all lists fit, and verification found no difference.
   bool success() const;
 };
 
+// The first line of every text report: rules are missing. Empty: none are.
+std::string partialText( const ReaderRemarks & remarks );
 // One line per list that does not fit, and for the default action: reason and first rule.
 std::vector< std::string > unfitLists( const RunReport & report );
 // `detail` lists every rule instead of the ten busiest.

@@ -98,10 +98,21 @@ void addCapacity( Json & json, const CapacityReport & capacity ) {
   }
 }
 
+void addRemarks( Json & json, const ReaderRemarks & remarks ) {
+  if ( remarks.refusedRules != 0 )
+    json[ "partial" ] = { { "refusedRules", remarks.refusedRules },
+                          { "refusals", remarks.refusals } };
+  if ( !remarks.notes.empty() )
+    json[ "notes" ] = remarks.notes;
+}
+
 }  // namespace
 
 std::string jsonReport( const RunReport & report ) {
-  Json json = { { "platform", report.platform }, { "unit", report.unit } };
+  Json json = Json::object();
+  addRemarks( json, report.remarks );
+  json[ "platform" ] = report.platform;
+  json[ "unit" ] = report.unit;
   Json & acls = json[ "acls" ] = Json::array();
   for ( const AclReport & acl : report.acls )
     acls.push_back( aclJson( acl ) );

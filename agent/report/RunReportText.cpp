@@ -55,6 +55,13 @@ std::string aclText( const RunReport & report ) {
   return text;
 }
 
+std::string notesText( const ReaderRemarks & remarks ) {
+  std::string text;
+  for ( const std::string & note : remarks.notes )
+    text += fmt::format( "  note: {}\n", note );
+  return text;
+}
+
 std::string groupText( const RunReport & report ) {
   TextTable table( { ">group", "users", ">pipe", ">copy", ">used", ">free" } );
   for ( const GroupUse & use : report.groups )
@@ -248,8 +255,10 @@ std::string verificationText( const RunReport & report ) {
 }  // namespace
 
 std::string textReport( const RunReport & report, bool detail ) {
-  std::string text = fmt::format( "Platform {}: {}\n\n", report.platform, report.description );
-  text += aclText( report ) + "\n" + rangeText( report ) + expansionText( report, detail ) +
+  std::string text = partialText( report.remarks );
+  text += fmt::format( "Platform {}: {}\n\n", report.platform, report.description );
+  text += aclText( report ) + notesText( report.remarks ) + "\n" + rangeText( report ) +
+          expansionText( report, detail ) +
           groupText( report ) + "\n";
   if ( report.total != 0 ) {
     text += packetText( report ) + "\n" + clearedText( report ) + policeText( report );
@@ -269,7 +278,14 @@ bool RunReport::success() const {
   for ( const AclReport & acl : acls )
     if ( acl.shortage )
       return false;
-  return !defaultShortage && mismatches == 0 && differences.empty();
+  return remarks.refusedRules == 0 && !defaultShortage && mismatches == 0 && differences.empty();
+}
+
+std::string partialText( const ReaderRemarks & remarks ) {
+  if ( remarks.refusedRules == 0 )
+    return "";
+  return fmt::format( "PARTIAL: {} refused rule{} left out\n", countText( remarks.refusedRules ),
+                      remarks.refusedRules == 1 ? " is" : "s are" );
 }
 
 std::vector< std::string > unfitLists( const RunReport & report ) {

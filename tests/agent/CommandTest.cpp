@@ -127,7 +127,7 @@ TEST_F( CommandTest, InvalidInputGivesOneLineAndStatus2 ) {
       { "run --acl " + good + " --packets " + bad, bad + ":2: [^\n]*\n" },
       { "run --acl /nonexistent/file", "/nonexistent/file:0: [^\n]*\n" },
       { "run --acl " + folder_, folder_ + ":0: [^\n]*\n" },
-      { "run --platform " + platform, platform + ":1: [^\n]*\n" },
+      { "run --platform " + platform, platform + ":1:1: [^\n]*\n" },
       { "run --acl " + good + " --acl " + good, usage },
       { "run --acl =" + good, usage },
       { "run --ingress-port 48 --platform small", usage },

@@ -75,7 +75,7 @@ TEST( RulesFileTest, RefusesMalformedRules ) {
   const auto check = []( const std::string & head, const std::vector< const char * > & rules ) {
     for ( const char * rule : rules )
       EXPECT_THAT( rulesFileError( "{ " + head + " \"rules\": [\n{},\n" + rule + "\n] }" ),
-                   StartsWith( "f:3: " ) )
+                   StartsWith( "f:3:" ) )
           << rule;
   };
   check( "",
@@ -97,12 +97,12 @@ TEST( RulesFileTest, RefusesMalformedRules ) {
            R"({ "udf": { "base": "l3End", "offset": 108, "value": "0x0" } })",
            R"({ "udf": { "base": "l3Start", "offset": 0, "value": "0x100000000" } })",
            R"({ "udf": { "base": "l3Start", "offset": 0 } })" } );
-  EXPECT_THAT( rulesFileError( "{\n\"type\": \"arp\", \"rules\": [{}] }" ), StartsWith( "f:2: " ) );
+  EXPECT_THAT( rulesFileError( "{\n\"type\": \"arp\", \"rules\": [{}] }" ), StartsWith( "f:2:" ) );
   EXPECT_THAT( rulesFileError( R"({ "type": "ipv6", "use": "flow", "rules": [{}] })" ),
                HasSubstr( "ipv6 cannot have the use flow" ) );
   EXPECT_THAT( rulesFileError( R"({ "rules": [] })" ), HasSubstr( "no rules" ) );
-  EXPECT_THAT( rulesFileError( R"({ "rules": [{}], "rules": [{}] })" ), StartsWith( "f:1: " ) );
-  EXPECT_THAT( rulesFileError( "{ \"rules\": [\n{}" ), StartsWith( "f:2: not JSON" ) );
+  EXPECT_THAT( rulesFileError( R"({ "rules": [{}], "rules": [{}] })" ), StartsWith( "f:1:" ) );
+  EXPECT_THAT( rulesFileError( "{ \"rules\": [\n{}" ), StartsWith( "f:2:2: truncated" ) );
 }
 
 TEST( PoliceOptionTest, SetsTheRateOfARule ) {

@@ -93,42 +93,44 @@ TEST( PlatformLoaderTest, ErrorsNameTheLine ) {
     std::string error;
   } cases[] = {
       // Of the text itself
-      { { { "\"type\": 5", "\"type\": 5,, " } }, "4: not JSON: unexpected '5,,'" },
-      { { { "\"type\": 5", "\"type\": 70000" } }, "4: \"type\" must be a number from 0 to 65535" },
-      { { { "\"type\": 5", "\"type\": 5, \"type\": 5" } }, "4: key \"type\" occurs twice" },
-      { { { "\"type\": 5, ", "" } }, "3: \"chip\" has no \"type\"" },
-      { { { "\"name\": \"tiny\"", "\"nam\": 1" } }, "1: a platform has no \"name\"" },
-      { { { "\"tiny\"", "\"ti\\nny\"" } }, "2: a string must not have control characters" },
-      { { { "\"depth\": 8", "\"depht\": 8" } }, "6: a run of slices has no \"depth\"" },
+      { { { "\"type\": 5", "\"type\": 5,, " } }, "4:28: not JSON: unexpected ','" },
+      { { { "\"type\": 5", "\"type\": 70000" } },
+        "4:26: \"type\" must be a number from 0 to 65535" },
+      { { { "\"type\": 5", "\"type\": 5, \"type\": 5" } }, "4:29: key \"type\" occurs twice" },
+      { { { "\"type\": 5, ", "" } }, "3:11: \"chip\" has no \"type\"" },
+      { { { "\"name\": \"tiny\"", "\"nam\": 1" } }, "1:1: a platform has no \"name\"" },
+      { { { "\"tiny\"", "\"ti\\nny\"" } }, "2:11: \"name\" must not have control characters" },
+      { { { "\"depth\": 8", "\"depht\": 8" } }, "6:47: a run of slices has no \"depth\"" },
       { { { "\"depth\": 8", "\"depth\": 8, \"wide\": 1" } },
-        "6: a run of slices has an unknown key \"wide\"" },
-      { { { "\"SrcIp\"", "\"SrcIP\"" } }, "9: there is no qualifier \"SrcIP\"" },
-      { { { "routerAclTcamGroup", "ipAcl" } }, "15: there is no assignment \"ipAcl\"" },
-      { { { "\"id\": 8", "\"id\": 4095" } }, "22: \"id\" must be a number from 1 to 4094" },
+        "6:81: a run of slices has an unknown key \"wide\"" },
+      { { { "\"SrcIp\"", "\"SrcIP\"" } }, "9:65: there is no qualifier \"SrcIP\"" },
+      { { { "routerAclTcamGroup", "ipAcl" } }, "15:34: there is no assignment \"ipAcl\"" },
+      { { { "\"id\": 8", "\"id\": 4095" } }, "22:13: \"id\" must be a number from 1 to 4094" },
       // Of the chip and the VLANs
-      { { { "[ 3 ]", "[ 4 ]" } }, "3: loopback port 4 does not exist" },
+      { { { "[ 3 ]", "[ 4 ]" } }, "3:11: loopback port 4 does not exist" },
       { { { chipFlags, chipFlags + ", \"sharedByPipes\": true, \"secondCopy\": true" } },
-        "3: secondCopy: tables that are shared by pipes have no second copy" },
-      { { { "\"id\": 8", "\"id\": 7" } }, "22: VLAN 7 is there twice" },
-      { { { "[ 1 ]", "[ 4 ]" } }, "22: port 4 does not exist" },
-      { { { "[ 1 ]", "[ 2 ]" } }, "22: port 2 is untagged in VLAN 7 already" },
+        "3:11: secondCopy: tables that are shared by pipes have no second copy" },
+      { { { "\"id\": 8", "\"id\": 7" } }, "22:5: VLAN 7 is there twice" },
+      { { { "[ 1 ]", "[ 4 ]" } }, "22:5: port 4 does not exist" },
+      { { { "[ 1 ]", "[ 2 ]" } }, "22:5: port 2 is untagged in VLAN 7 already" },
       // Of the tables
-      { { { "\"StageIngress\", \"DstMac\"", "" } }, "10: group 2 matches nothing" },
-      { { { "\"id\": 2", "\"id\": 256" } }, "10: groups[1].group: 256 is not below 256" },
-      { { { "\"group\": 2", "\"group\": 1" } }, "17: reservations[2].group: there is no group 1" },
+      { { { "\"StageIngress\", \"DstMac\"", "" } }, "10:5: group 2 matches nothing" },
+      { { { "\"id\": 2", "\"id\": 256" } }, "10:5: groups[1].group: 256 is not below 256" },
+      { { { "\"group\": 2", "\"group\": 1" } },
+        "17:5: reservations[2].group: there is no group 1" },
       { { { "\"size\": 4 ", "\"size\": 4, \"noStatsPerEntry\": true " } },
-        "15: reservations[1].noStatsPerEntry: group 0 keeps statistics per entry" },
+        "15:5: reservations[1].noStatsPerEntry: group 0 keeps statistics per entry" },
       { { { chipFlags, chipFlags + ", \"sharedByPipes\": true, \"groupByPreselector\": true" } },
-        "13: reservations[0].group: ingress group 0 would serve pipe 0 only: unit 0 is "
+        "13:5: reservations[0].group: ingress group 0 would serve pipe 0 only: unit 0 is "
         "sharedByPipes and groupByPreselector" },
       { { { chipFlags, chipFlags + ", \"multicastWar\": true" },
           { "\"id\": 0", "\"id\": 0, \"multicastWar\": true" } },
-        "13: reservations[0].size: the multicast entry of group 0 needs tcamAllocateUnbounded" },
+        "13:5: reservations[0].size: the multicast entry of group 0 needs tcamAllocateUnbounded" },
       // Group 2's ids begin at 131072; group 0 may reach up to them and not beyond.
       { { { "tcamAllocateUnbounded\", \"group\"", onDemand + "\", \"size\": 2, \"group\"" } }, "" },
       { { { "tcamAllocateUnbounded\", \"group\"", onDemand + "\", \"size\": 2, \"group\"" },
           { "\"size\": 8", "\"size\": 131072" } },
-        "17: reservations[2].size: entries 131072 to 131073 overlap entries 1 to 131072 of "
+        "17:5: reservations[2].size: entries 131072 to 131073 overlap entries 1 to 131072 of "
         "reservations[0]" },
       // The chip chooses at most 16 ids for unbounded shares, 0xfffff0 and above.
       { { { "\"id\": 0", "\"id\": 255" },
@@ -140,48 +142,48 @@ TEST( PlatformLoaderTest, ErrorsNameTheLine ) {
           { "\"group\": 0", "\"group\": 255" },
           { "\"group\": 0", "\"group\": 255" },
           { "\"size\": 8", "\"size\": 65517" } },
-        "15: entry ids up to 16777200 may meet those that the chip chooses for unbounded shares, "
+        "15:5: entry ids up to 16777200 may meet those that the chip chooses for unbounded shares, "
         "16777200 and above" },
       // Of groups that the chip cannot hold: two slices of 96 bits
-      { { { "\"SrcIp\"", "\"SrcIp6\"" } }, "13: the key of group 0 fits no slice of IFP" },
+      { { { "\"SrcIp\"", "\"SrcIp6\"" } }, "13:5: the key of group 0 fits no slice of IFP" },
       { { { "\"SrcIp\"", "\"RangeCheck\"" } },
-        "13: group 0 matches RangeCheck, which IFP of the chip cannot" },
-      { { { "\"SrcIp\"", "\"StageLookup\"" } }, "13: group 0 names more than one stage" },
+        "13:5: group 0 matches RangeCheck, which IFP of the chip cannot" },
+      { { { "\"SrcIp\"", "\"StageLookup\"" } }, "13:5: group 0 names more than one stage" },
       { { { "\"StageIngress\"", "\"StageEgress\"" } },
-        "13: group 0 needs EFP, which the chip lacks" },
+        "13:5: group 0 needs EFP, which the chip lacks" },
       { { { "\"StageIngress\", ", "" }, { "\"DstIp\"", "\"StageLookup\"" } },
-        "13: excludes and includes change the stage of group 0" },
+        "13:5: excludes and includes change the stage of group 0" },
       { { { "\"type\": 5", "\"type\": 5, \"swapFrom\": \"DstMac\", \"swapTo\": \"SrcIp6\"" },
           { "\"DstMac\" ]", "\"DstMac\", \"OuterVlanId\" ]" } },
-        "17: the key of group 2 fits no slice of IFP" },
+        "17:5: the key of group 2 fits no slice of IFP" },
       { { { "qosTcamGroup", "mirroringAclTcamGroup1" } },
-        "17: the key of group 2 for mirroring IPv4 lists fits no slice of IFP" },
+        "17:5: the key of group 2 for mirroring IPv4 lists fits no slice of IFP" },
       { { { "qosTcamGroup", "mirroringAclTcamGroup1" },
           { "\"noStatsPerEntry\": true }\n  ]",
             "\"noStatsPerEntry\": true, \"excludes\": [ \"SrcIp\", \"DstIp\" ] }\n  ]" } },
-        "17: the key of group 2 for mirroring MAC lists fits no slice of IFP" },
+        "17:5: the key of group 2 for mirroring MAC lists fits no slice of IFP" },
       { { { "qosTcamGroup", "mirroringAclTcamGroup1" },
           { "\"keyBits\": 96", "\"keyBits\": 160" },
           { "\"groups\"", "\"agent\": { \"ipv6MirroringSupported\": true }, \"groups\"" } },
-        "17: the key of group 2 for mirroring IPv6 lists fits no slice of IFP" },
+        "17:5: the key of group 2 for mirroring IPv6 lists fits no slice of IFP" },
       { { { "qosTcamGroup", "openFlowUdfTcamGroup" } },
-        "17: the chip cannot make the data qualifiers of group 2" },
+        "17:5: the chip cannot make the data qualifiers of group 2" },
       { { { "qosTcamGroup", "openFlowUdfTcamGroup" },
           { "\"type\"", "\"dataChunks\": 2, \"dataFormats\": 2, \"type\"" } },
-        "17: the key of group 2 fits no slice of IFP" },
+        "17:5: the key of group 2 fits no slice of IFP" },
       { { { chipFlags, chipFlags + ", \"groupByPreselector\": true, \"preselectors\": 1" } },
-        "17: the ingress groups up to here need 2 preselectors; the chip has 1" },
+        "17:5: the ingress groups up to here need 2 preselectors; the chip has 1" },
       { { { chipFlags, chipFlags + ", \"multicastWar\": true" },
           { "\"id\": 2", "\"id\": 2, \"multicastWar\": true" } },
-        "17: the multicast entry of group 2 needs DstIp6" },
+        "17:5: the multicast entry of group 2 needs DstIp6" },
       // Of what start-up creates: group 0 takes one of the two slices of 8 rows, or both.
       { { { onDemand, atBeginning }, { "\"size\": 8", "\"size\": 16" } }, "" },
       { { { onDemand, atBeginning }, { "\"size\": 8", "\"size\": 17" } },
-        "13: start-up makes 17 entries, which do not fit the chip" },
+        "13:5: start-up makes 17 entries, which do not fit the chip" },
       { { { onDemand, atBeginning },
           { "\"size\": 8", "\"size\": 16" },
           { "tcamAllocateUnbounded\", ", atBeginning + "\", \"size\": 1, " } },
-        "17: start-up makes group 2, for which the chip has no room left" },
+        "17:5: start-up makes group 2, for which the chip has no room left" },
       // A chunk may wait for room.
       { { { chipFlags, chipFlags + ", \"allocAtBeginning\": true" },
           { "\"size\": 4", "\"size\": 40" } },
@@ -193,10 +195,25 @@ TEST( PlatformLoaderTest, ErrorsNameTheLine ) {
 }
 
 TEST( PlatformLoaderTest, RefusesMalformedTexts ) {
-  EXPECT_EQ( errorOf( "" ), "p.json:1: not JSON: the text ends too early" );
-  EXPECT_EQ( errorOf( "[]" ), "p.json:1: a platform must be an object" );
-  EXPECT_EQ( errorOf( "{\n\"name\": 18446744073709551615\n}" ), "p.json:2: number out of range" );
-  EXPECT_EQ( errorOf( std::string( 100000, '[' ) ), "p.json:1: nested too deeply" );
+  std::string many;  // keys, more than are compared one by one
+  for ( int i = 0; i < 20; ++i )
+    many += "\"" + std::to_string( i ) + "\": {},\r\n";
+  const std::pair< std::string, std::string > cases[] = {
+      { "", "1:1: the file is empty" },
+      { "[]", "1:1: a platform must be an object" },
+      { "{\n\"name\": 18446744073709551615\n}", "2:9: number out of range" },
+      { std::string( 100000, '[' ), "1:33: nested too deeply" },
+      { "{\r\n  \"name\": \"a", "2:12: truncated: the text ends inside a JSON value" },
+      { "{ \"name\": 12", "1:12: truncated: the text ends inside a JSON value" },
+      { "{ \"name\": 1 ]", "1:13: not JSON: unexpected ']'" },
+      { "{ " + many + "\"3\": {} }", "21:1: key \"3\" occurs twice" },
+      { "\xEF\xBB\xBF{ \"nam\": 1 }", "1:1: a platform has no \"name\"" },
+      { std::string( "{\0\"\0n\0", 6 ), "1:2: a NUL byte: UTF-8 text is required, not UTF-16" },
+      { std::string( "{\n\"a\0\": 1 }", 11 ), "2:3: a NUL byte" },
+      { "\xFF\xFE{", "1:1: UTF-16 text: UTF-8 is required" },
+  };
+  for ( const auto & [ text, error ] : cases )
+    EXPECT_EQ( errorOf( text ), "p.json:" + error );
   // No prefix of a good text is a platform.
   for ( size_t size = 0; size + 2 < good.size(); size += 7 )
     EXPECT_EQ( errorOf( good.substr( 0, size ) ).substr( 0, 7 ), "p.json:" ) << size;

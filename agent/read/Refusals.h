@@ -1,0 +1,68 @@
+// The rules of a file that its reader refuses.
+//
+// A reader never drops a match field that it does not know: that would widen the rule. It refuses
+// the rule, and reads on, so that one run lists all that is wrong:
+//
+//   for each rule of the text:
+//     refusals.guard( acl.name, name, [ & ] { acl.rules.push_back( readRule( ... ) ); } );
+//
+// Where readRule throws Platform::InputError with the place of the value. What concerns the file as
+// a whole (not JSON, truncated, an unknown format) is thrown outside of guard().
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/InputError.h"
+
+namespace Agent {
+
+using namespace Kiv::Integers;
+
+class Refusals {
+ public:
+  // Listed one by one; later ones are counted.
+  static constexpr size_t listed = 20;
+
+  explicit Refusals( std::string file ) : file_( std::move( file ) ) {}
+
+  // "FILE:LINE:COLUMN: LIST, RULE: WHAT". Without a rule the list as a whole is refused.
+  void add( Platform::Place place, const std::string & list, const std::string & rule,
+            const std::string & what );
+
+  // Calls `read`, and refuses the rule if that throws Platform::InputError. True: it did not.
+  template < class F >
+  bool guard( const std::string & list, const std::string & rule, F && read ) {
+    try {
+      read();
+      return true;
+    } catch ( const Platform::InputError & error ) {
+      add( error.place(), list, rule, error.reason() );
+      return false;
+    }
+  }
+
+  const std::string & file() const { return file_; }
+  U64 count() const { return count_; }
+  // One for each refusal, the last one for those that are not listed.
+  std::vector< std::string > lines() const;
+
+ private:
+  std::string file_;
+  std::vector< std::string > lines_;
+  U64 count_ = 0;
+};
+
+// Thrown where refused rules end the program.
+class RefusedRules : public std::runtime_error {
+ public:
+  explicit RefusedRules( std::vector< std::string > lines )
+      : std::runtime_error( "rules are refused" ), lines_( std::move( lines ) ) {}
+
+  const std::vector< std::string > & lines() const { return lines_; }
+
+ private:
+  std::vector< std::string > lines_;
+};
+
+}  // namespace Agent
