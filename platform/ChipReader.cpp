@@ -136,7 +136,7 @@ std::vector< U32 > readPorts( JsonFields & fields, const std::string & key ) {
 }
 
 U32 readQualifier( const std::string & file, const JsonNode & node ) {
-  const std::string & name = jsonText( file, node );
+  const std::string & name = jsonText( file, node, "a qualifier" );
   const auto number = SoftAsic::qualifierNumber( name );
   if ( !number )
     throw InputError( file, node.place(), fmt::format( "there is no qualifier \"{}\"", name ) );

@@ -68,6 +68,6 @@ class JsonFields {
 // Value of a string node; `what` names it in messages. Throws InputError for another kind of node,
 // and for control characters, which would break the lines of reports.
 const std::string & jsonText( const std::string & file, const JsonNode & node,
-                              const std::string & what = "an element of this list" );
+                              const std::string & what );
 
 }  // namespace Platform

@@ -13,6 +13,7 @@ namespace Platform {
 namespace {
 
 constexpr std::size_t depthMax = 32;
+constexpr U32 valuesMax = 2'000'000;
 constexpr std::size_t searchMax = 16;  // members that are compared one by one
 
 // Input of the parser; records how far it has read.
@@ -115,6 +116,9 @@ class TreeBuilder : public nlohmann::json_sax< nlohmann::json > {
   bool key( string_t & name ) override {
     beginToken();
     end_ = read_;
+    if ( std::any_of( name.begin(), name.end(),
+                      []( char c ) { return static_cast< U8 >( c ) < ' ' || c == 0x7F; } ) )
+      fail( "a key must not have control characters" );
     Open & object = open_.back();
     if ( !isNew( object, name ) )
       fail( "key \"" + name + "\" occurs twice" );
@@ -162,6 +166,8 @@ class TreeBuilder : public nlohmann::json_sax< nlohmann::json > {
 
   JsonNode & begin( JsonNode::Kind kind ) {
     beginToken();
+    if ( ++values_ > valuesMax )
+      fail( "more than two million values: no chip holds what this file describes" );
     JsonNode * node = &root_;
     if ( !open_.empty() ) {
       JsonNode & parent = *open_.back().node;
@@ -205,6 +211,7 @@ class TreeBuilder : public nlohmann::json_sax< nlohmann::json > {
   const char * end_;   // of the last token
   const char * read_;  // by the parser
   JsonNode root_;
+  U32 values_ = 0;
   std::vector< Open > open_;
 };
 

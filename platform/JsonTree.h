@@ -37,8 +37,9 @@ struct JsonMember {
 };
 
 // UTF-8, with or without a byte order mark. Throws InputError for text that is not JSON or is
-// truncated, a key that occurs twice in an object, integers beyond 63 bits, and values nested more
-// than 32 deep.
+// truncated, a key that occurs twice in an object, integers beyond 63 bits, values nested more than
+// 32 deep, and more than two million values: no chip holds what such a text describes, and its tree
+// would take gigabytes.
 JsonNode parseJson( const std::string & file, const std::string & text );
 
 }  // namespace Platform

@@ -55,7 +55,14 @@ bool mapCommand( const RunOptions & options, const MapOptions & map ) {
     slices = Map::sliceMap( session.groupManager(), session.chip(), SwitchSession::unit );
   } );
   slices.title = fmt::format( "{}: {}", input.platform.name, input.platform.description );
-  slices.notes = input.remarks.refusals;
+  const bool complete = input.remarks.refused == 0;
+  const bool text = !map.json && map.svg.empty();  // its first line says what is missing
+  if ( !complete && !text ) {
+    const std::string partial = partialText( input.remarks );
+    slices.notes.push_back( partial.substr( 0, partial.size() - 1 ) );
+  }
+  for ( const std::string & line : input.remarks.refusals )
+    printError( line );
   for ( std::string & line : unfitLists( report ) )
     slices.notes.push_back( std::move( line ) );
   const Map::PictureOptions picture = { map.all, useColours( map.colour ) };
@@ -68,7 +75,7 @@ bool mapCommand( const RunOptions & options, const MapOptions & map ) {
     printOutput( Map::jsonMap( slices ) );
   else if ( map.svg.empty() )
     printOutput( partialText( input.remarks ) + Map::textMap( slices, picture ) );
-  return slices.notes.empty();
+  return complete && slices.notes.empty();
 }
 
 }  // namespace Agent

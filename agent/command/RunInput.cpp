@@ -45,13 +45,13 @@ void readAcls( const RunOptions & options, RunInput & input ) {
   for ( const std::string & argument : options.acls ) {
     AclDocument document = readArgument( argument, options.format );
     std::move( document.lists.begin(), document.lists.end(), std::back_inserter( input.acls ) );
-    remarks.refusedRules += document.refusals.count();
+    remarks.refused += document.refusals.count();
     for ( std::string & line : document.refusals.lines() )
       remarks.refusals.push_back( std::move( line ) );
     for ( const std::string & note : document.notes )
       remarks.notes.push_back( fmt::format( "{}: {}", document.refusals.file(), note ) );
   }
-  if ( remarks.refusedRules != 0 && !options.partial )
+  if ( remarks.refused != 0 && !options.partial )
     throw RefusedRules( std::move( remarks.refusals ) );
   if ( input.acls.empty() )
     throw RefusedRules( std::move( remarks.refusals ) );

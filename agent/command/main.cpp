@@ -66,7 +66,7 @@ int inspectCommand( const Agent::RunOptions & options, const Agent::InspectOptio
   Agent::printOutput( inspect.json ? shown : partialText( input.remarks ) + shown );
   for ( const std::string & line : unfit )
     Agent::printError( line );
-  return unfit.empty() && input.remarks.refusedRules == 0 ? exitSuccess : exitDifference;
+  return unfit.empty() && input.remarks.refused == 0 ? exitSuccess : exitDifference;
 }
 
 int fail( std::string message ) {

@@ -3,6 +3,7 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <map>
 #include <optional>
 
 namespace Agent {
@@ -22,7 +23,18 @@ void blankPath( std::string & text ) {
     std::fill_n( text.begin(), end, ' ' );
 }
 
+// Lists of different kinds may have one name.
+void separateNames( std::vector< Acl > & lists ) {
+  std::map< std::string, size_t > uses;
+  for ( const Acl & acl : lists )
+    ++uses[ acl.name ];
+  for ( Acl & acl : lists )
+    if ( uses[ acl.name ] > 1 )
+      acl.name += fmt::format( "-{}", kindName( acl.kind ) );
+}
+
 void nameLists( const AclName & name, AclDocument & document ) {
+  separateNames( document.lists );
   for ( Acl & acl : document.lists )
     if ( acl.name.empty() || ( name.given && document.lists.size() == 1 ) )
       acl.name = name.text;
@@ -32,12 +44,13 @@ void nameLists( const AclName & name, AclDocument & document ) {
 
 }  // namespace
 
-AclDocument parseAclText( const AclName & name, const std::string & file, const std::string & text,
+AclDocument parseAclText( const AclName & name, const std::string & file, std::string text,
                           const AclFormat * format ) {
   AclSource source;
   source.name = name.text;
   source.file = file;
-  source.text = Platform::textBody( file, text );
+  text.erase( 0, text.size() - Platform::textBody( file, text ).size() );
+  source.text = std::move( text );
   if ( source.text.find_first_not_of( " \t\r\n" ) == std::string::npos )
     throw Platform::InputError( file, {}, "the file is empty" );
   blankPath( source.text );

@@ -21,7 +21,7 @@ struct AclName {
 AclDocument readAclFile( const AclName & name, const std::string & file, const AclFormat * format );
 
 // The same from its text.
-AclDocument parseAclText( const AclName & name, const std::string & file, const std::string & text,
+AclDocument parseAclText( const AclName & name, const std::string & file, std::string text,
                           const AclFormat * format );
 
 }  // namespace Agent

@@ -2,41 +2,23 @@
 
 #include <fmt/core.h>
 
-#include <algorithm>
-
 #include "agent/read/ClassBenchReader.h"
 #include "agent/read/ForeignFormats.h"
+#include "agent/read/OpenConfigReader.h"
+#include "agent/read/Rfc8519Reader.h"
 #include "agent/read/RulesFileReader.h"
+#include "agent/read/SonicReader.h"
 
 namespace Agent {
 
 namespace {
 
-char firstOf( const AclSource & source ) {
-  return source.text[ source.text.find_first_not_of( " \t\r\n" ) ];
-}
-
-bool isClassBench( const AclSource & source ) {
-  return firstOf( source ) == '@';
-}
-
-void readClassBench( const AclSource & source, AclDocument & document ) {
-  document.lists.push_back( parseClassBench( source.name, source.file, source.text ) );
-}
-
-bool isRulesFile( const AclSource & source ) {
-  const auto & members = source.root->members;
-  return std::any_of( members.begin(), members.end(),
-                      []( const auto & member ) { return member.name == "rules"; } );
-}
-
-void readRulesFile( const AclSource & source, AclDocument & document ) {
-  document.lists.push_back( parseRulesFile( source.name, source.file, *source.root ) );
-}
-
 constexpr AclFormat formats[] = {
     { "classbench", "ClassBench filter set", false, isClassBench, readClassBench },
     { "rules", "rules file", true, isRulesFile, readRulesFile },
+    { "rfc8519", "RFC 8519 and MUD, JSON", true, isRfc8519, readRfc8519 },
+    { "openconfig", "OpenConfig ACL, JSON", true, isOpenConfig, readOpenConfig },
+    { "sonic", "SONiC: CONFIG_DB, acl-loader, array of operations", true, isSonic, readSonic },
 };
 
 }  // namespace

@@ -16,7 +16,10 @@ FieldMatch< U32 > readPrefix( const LineReader & reader, std::string_view word,
                               const std::string & what ) {
   const auto [ address, length ] = reader.split( word, '/', what );
   const U32 bits = reader.address( address, what );
-  return prefix4( bits, reader.decimal( length, 32, what + " length" ) );
+  const FieldMatch< U32 > prefix = prefix4( bits, reader.decimal( length, 32, what + " length" ) );
+  if ( ( bits & ~prefix.mask ) != 0 )
+    reader.fail( word, fmt::format( "{} \"{}\" has bits beyond its length", what, word ) );
+  return prefix;
 }
 
 // Three words: low, a colon, high.
@@ -25,10 +28,11 @@ PortRange readPorts( const LineReader & reader, const std::string_view * words,
   PortRange ports;
   ports.low = static_cast< U16 >( reader.decimal( words[ 0 ], 0xFFFF, what ) );
   if ( words[ 1 ] != ":" )
-    reader.fail( fmt::format( "{}: \"{}\" where a colon is expected", what, words[ 1 ] ) );
+    reader.fail( words[ 1 ],
+                 fmt::format( "{}: \"{}\" where a colon is expected", what, words[ 1 ] ) );
   ports.high = static_cast< U16 >( reader.decimal( words[ 2 ], 0xFFFF, what ) );
   if ( ports.low > ports.high )
-    reader.fail( fmt::format( "{}: {} is above {}", what, ports.low, ports.high ) );
+    reader.fail( words[ 0 ], fmt::format( "{}: {} is above {}", what, ports.low, ports.high ) );
   return ports;
 }
 
@@ -37,7 +41,7 @@ void readProtocol( const LineReader & reader, std::string_view word, AclRule & r
   const auto protocol = static_cast< U8 >( reader.hex( value, 0xFF, "protocol" ) );
   const U32 bits = reader.hex( mask, 0xFF, "protocol mask" );
   if ( bits != 0 && bits != 0xFF )
-    reader.fail( fmt::format( "protocol mask \"{}\" is neither 0x00 nor 0xFF", mask ) );
+    reader.fail( mask, fmt::format( "protocol mask \"{}\" is neither 0x00 nor 0xFF", mask ) );
   if ( bits != 0 )
     rule.protocol = { protocol, 0xFF };
 }
@@ -54,7 +58,8 @@ void readHeaderBits( const LineReader & reader, std::string_view word, bool firs
   else if ( first && rule.isFor( protocolTcp ) && ( mask & 0xFF ) == 0 )
     rule.tcpFlags = { static_cast< U8 >( ( value & mask ) >> 8 ), static_cast< U8 >( mask >> 8 ) };
   else
-    reader.fail( fmt::format( "header bits \"{}\" are not supported for this protocol", word ) );
+    reader.fail( word,
+                 fmt::format( "header bits \"{}\" are not supported for this protocol", word ) );
 }
 
 AclRule readRule( const std::string & file, const TextLine & line ) {
@@ -89,6 +94,22 @@ Acl parseClassBench( const std::string & name, const std::string & file,
   if ( acl.rules.empty() )
     throw Platform::InputError( file, 0, "there are no rules" );
   return acl;
+}
+
+bool isClassBench( const AclSource & source ) {
+  return source.text[ source.text.find_first_not_of( " \t\r\n" ) ] == '@';
+}
+
+void readClassBench( const AclSource & source, AclDocument & document ) {
+  Acl acl;
+  acl.name = source.name;
+  acl.file = source.file;
+  size_t index = 0;
+  for ( const TextLine & line : splitLines( source.text ) )
+    document.refusals.guard( acl.name, fmt::format( "rule {}", index++ ),
+                             [ & ] { acl.rules.push_back( readRule( source.file, line ) ); } );
+  if ( !acl.rules.empty() )
+    document.lists.push_back( std::move( acl ) );
 }
 
 }  // namespace Agent

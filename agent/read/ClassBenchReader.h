@@ -10,11 +10,15 @@
 
 #include <string>
 
-#include "agent/acl/AclRule.h"
+#include "agent/read/AclDocument.h"
 
 namespace Agent {
 
-// Throws Platform::InputError for malformed text and for text without rules.
+bool isClassBench( const AclSource & source );
+void readClassBench( const AclSource & source, AclDocument & document );
+
+// The list of a text. Throws Platform::InputError for the first rule that is malformed and for text
+// without rules.
 Acl parseClassBench( const std::string & name, const std::string & file, const std::string & text );
 
 }  // namespace Agent

@@ -45,6 +45,7 @@ class FieldValueReader {
 
  private:
   [[noreturn]] void fail( const JsonNode & node, const std::string & expected ) const;
+  const std::string & textOf( const JsonNode & node ) const;
   U32 largest() const { return ( 1U << field_.width ) - 1; }
   std::optional< U32 > number( const std::string & text ) const;
 
@@ -66,7 +67,11 @@ class FieldValueReader {
 };
 
 void FieldValueReader::fail( const JsonNode & node, const std::string & expected ) const {
-  fields_.fail( node.line, fmt::format( "\"{}\" must be {}", field_.name, expected ) );
+  fields_.fail( node.place(), fmt::format( "\"{}\" must be {}", field_.name, expected ) );
+}
+
+const std::string & FieldValueReader::textOf( const JsonNode & node ) const {
+  return jsonText( fields_.file(), node, fmt::format( "\"{}\"", field_.name ) );
 }
 
 void FieldValueReader::read( const JsonNode & node ) {
@@ -117,7 +122,7 @@ void FieldValueReader::readOne( const JsonNode & node, Matches & matches, Ranges
 
 // ADDRESS, ADDRESS/LENGTH or ADDRESS/MASK.
 TernaryBits FieldValueReader::ip4( const JsonNode & node ) const {
-  const std::string & text = jsonText( fields_.file(), node );
+  const std::string & text = textOf( node );
   const size_t slash = std::min( text.find( '/' ), text.size() );
   const std::string rest = text.substr( std::min( slash + 1, text.size() ) );
   const auto address = ip4FromText( text.substr( 0, slash ) );
@@ -133,7 +138,7 @@ TernaryBits FieldValueReader::ip4( const JsonNode & node ) const {
 }
 
 TernaryBits FieldValueReader::ip6( const JsonNode & node ) const {
-  const std::string & text = jsonText( fields_.file(), node );
+  const std::string & text = textOf( node );
   const size_t slash = std::min( text.find( '/' ), text.size() );
   const std::string rest = text.substr( std::min( slash + 1, text.size() ) );
   const auto address = ip6FromText( text.substr( 0, slash ) );
@@ -151,7 +156,7 @@ TernaryBits FieldValueReader::ip6( const JsonNode & node ) const {
 
 // ADDRESS or ADDRESS/MASK.
 TernaryBits FieldValueReader::mac( const JsonNode & node ) const {
-  const std::string & text = jsonText( fields_.file(), node );
+  const std::string & text = textOf( node );
   const size_t slash = std::min( text.find( '/' ), text.size() );
   const auto value = macFromText( std::string_view( text ).substr( 0, slash ) );
   const auto mask = slash == text.size()
@@ -268,7 +273,7 @@ Ranges FieldValueReader::range( const JsonNode & node ) const {
     const auto value = static_cast< U32 >( node.integer );
     return { { value, value } };
   }
-  const std::string & text = jsonText( fields_.file(), node );
+  const std::string & text = textOf( node );
   const char mark = text.empty() ? '\0' : text.front();
   const auto end = [ & ]( const std::string & part ) {
     const auto digits = numberFromText( part );

@@ -28,7 +28,9 @@ class LineReader {
  public:
   LineReader( const std::string & file, const TextLine & line ) : file_( file ), line_( line ) {}
 
+  // At the first word of the line, or at one of its words.
   [[noreturn]] void fail( const std::string & what ) const;
+  [[noreturn]] void fail( std::string_view word, const std::string & what ) const;
 
   // `what` names the value in messages. Hexadecimal numbers start with "0x".
   U32 decimal( std::string_view word, U32 max, const std::string & what ) const;

@@ -32,7 +32,7 @@ T readName( JsonFields & fields, const std::string & key, const std::string & ab
 }
 
 void applyAction( JsonFields & fields, const JsonNode & node, AclRule & rule ) {
-  const std::string & name = Platform::jsonText( fields.file(), node );
+  const std::string & name = Platform::jsonText( fields.file(), node, "\"actions\"" );
   if ( name == "permit" || name == "drop" ) {
     if ( rule.forwarding != Forwarding::none )
       fields.fail( node.place(), "a rule can permit or drop only once" );
@@ -79,7 +79,7 @@ void readCounters( JsonFields & fields, AclRule & rule ) {
   WantedCounters wanted = { false, false };
   const std::vector< JsonNode > & nodes = fields.list( "counters" );
   for ( const JsonNode & node : nodes ) {
-    const std::string & name = Platform::jsonText( fields.file(), node );
+    const std::string & name = Platform::jsonText( fields.file(), node, "\"counters\"" );
     if ( name == "packets" )
       wanted.packets = true;
     else if ( name == "bytes" )
@@ -96,6 +96,7 @@ AclRule readRule( const Acl & acl, const JsonNode & node ) {
   JsonFields fields( acl.file, node, "a rule" );
   AclRule rule;
   rule.line = node.line;
+  rule.column = node.column;
   rule.name = fields.text( "name", "" );
   readRuleMatch( fields, acl.kind, acl.use, rule );
   readActions( fields, acl, rule );
@@ -132,7 +133,7 @@ void readDefault( JsonFields & fields, Acl & acl ) {
       fields, "default", "", { { "permit", Forwarding::permit }, { "drop", Forwarding::drop } } );
   acl.defaultOrigin = DefaultOrigin::format;
   if ( acl.use != AclUse::filter )
-    fields.fail( fields.line( "default" ), "only lists of the use filter have a default action" );
+    fields.fail( fields.place( "default" ), "only lists of the use filter have a default action" );
 }
 
 void readLaterFragments( JsonFields & fields, Acl & acl ) {
@@ -142,17 +143,11 @@ void readLaterFragments( JsonFields & fields, Acl & acl ) {
                                     { "permittedByL3", LaterFragments::permittedByL3 } } );
 }
 
-}  // namespace
-
-Acl parseRulesFile( const std::string & name, const std::string & file, const std::string & text ) {
-  return parseRulesFile( name, file, Platform::parseJson( file, text ) );
-}
-
-Acl parseRulesFile( const std::string & name, const std::string & file, const JsonNode & root ) {
+// The list without its rules.
+Acl readHead( JsonFields & fields, const std::string & name, const std::string & file ) {
   Acl acl;
   acl.name = name;
   acl.file = file;
-  JsonFields fields( acl.file, root, "a rules file" );
   readUse( fields, acl );
   readDefault( fields, acl );
   readLaterFragments( fields, acl );
@@ -160,11 +155,45 @@ Acl parseRulesFile( const std::string & name, const std::string & file, const Js
     acl.mirrorPort = fields.number( "mirrorPort", 0, portsMax - 1 );
     acl.mirrorPortLine = fields.line( "mirrorPort" );
   }
-  for ( const JsonNode & node : fields.list( "rules" ) )
-    acl.rules.push_back( readRule( acl, node ) );
-  if ( acl.rules.empty() )
+  if ( fields.list( "rules" ).empty() )
     fields.fail( fields.place( "rules" ), "there are no rules" );
   fields.finish();
+  return acl;
+}
+
+// The rule's name or index.
+std::string ruleName( const JsonNode & node, size_t index ) {
+  for ( const auto & [ key, value ] : node.members )
+    if ( key == "name" && value.kind == JsonNode::Kind::string && !value.string.empty() )
+      return value.string;
+  return fmt::format( "rule {}", index );
+}
+
+}  // namespace
+
+bool isRulesFile( const AclSource & source ) {
+  const auto & members = source.root->members;
+  return std::any_of( members.begin(), members.end(),
+                      []( const auto & member ) { return member.name == "rules"; } );
+}
+
+void readRulesFile( const AclSource & source, AclDocument & document ) {
+  JsonFields fields( source.file, *source.root, "a rules file" );
+  Acl acl = readHead( fields, source.name, source.file );
+  const std::vector< JsonNode > & nodes = fields.list( "rules" );
+  for ( size_t i = 0; i < nodes.size(); ++i )
+    document.refusals.guard( acl.name, ruleName( nodes[ i ], i ),
+                             [ & ] { acl.rules.push_back( readRule( acl, nodes[ i ] ) ); } );
+  if ( !acl.rules.empty() )
+    document.lists.push_back( std::move( acl ) );
+}
+
+Acl parseRulesFile( const std::string & name, const std::string & file, const std::string & text ) {
+  const JsonNode root = Platform::parseJson( file, text );
+  JsonFields fields( file, root, "a rules file" );
+  Acl acl = readHead( fields, name, file );
+  for ( const JsonNode & node : fields.list( "rules" ) )
+    acl.rules.push_back( readRule( acl, node ) );
   return acl;
 }
 

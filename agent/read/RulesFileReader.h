@@ -3,15 +3,15 @@
 
 #include <string>
 
-#include "agent/acl/AclRule.h"
-#include "platform/JsonTree.h"
+#include "agent/read/AclDocument.h"
 
 namespace Agent {
 
-// Throws Platform::InputError with the line of the error: malformed JSON, unknown or missing keys,
-// values out of range, inconsistent rules.
+bool isRulesFile( const AclSource & source );
+void readRulesFile( const AclSource & source, AclDocument & document );
+
+// The list of a text. Throws Platform::InputError with the place of the first error: malformed
+// JSON, unknown or missing keys, values out of range, inconsistent rules.
 Acl parseRulesFile( const std::string & name, const std::string & file, const std::string & text );
-Acl parseRulesFile( const std::string & name, const std::string & file,
-                    const Platform::JsonNode & root );
 
 }  // namespace Agent

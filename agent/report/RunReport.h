@@ -56,7 +56,7 @@ struct GroupUse {
 
 // What the readers report about the files of the access lists.
 struct ReaderRemarks {
-  U64 refusedRules = 0;                 // left out
+  U64 refused = 0;                      // rules and lists that are left out
   std::vector< std::string > refusals;  // the first of each file
   std::vector< std::string > notes;     // what the readers assume
 };

@@ -99,9 +99,8 @@ void addCapacity( Json & json, const CapacityReport & capacity ) {
 }
 
 void addRemarks( Json & json, const ReaderRemarks & remarks ) {
-  if ( remarks.refusedRules != 0 )
-    json[ "partial" ] = { { "refusedRules", remarks.refusedRules },
-                          { "refusals", remarks.refusals } };
+  if ( remarks.refused != 0 )
+    json[ "partial" ] = { { "refused", remarks.refused }, { "refusals", remarks.refusals } };
   if ( !remarks.notes.empty() )
     json[ "notes" ] = remarks.notes;
 }

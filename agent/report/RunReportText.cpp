@@ -258,8 +258,7 @@ std::string textReport( const RunReport & report, bool detail ) {
   std::string text = partialText( report.remarks );
   text += fmt::format( "Platform {}: {}\n\n", report.platform, report.description );
   text += aclText( report ) + notesText( report.remarks ) + "\n" + rangeText( report ) +
-          expansionText( report, detail ) +
-          groupText( report ) + "\n";
+          expansionText( report, detail ) + groupText( report ) + "\n";
   if ( report.total != 0 ) {
     text += packetText( report ) + "\n" + clearedText( report ) + policeText( report );
     text += ( detail ? "Rules\n" + ruleText( installedRules( report ) ) : busiestText( report ) ) +
@@ -278,14 +277,14 @@ bool RunReport::success() const {
   for ( const AclReport & acl : acls )
     if ( acl.shortage )
       return false;
-  return remarks.refusedRules == 0 && !defaultShortage && mismatches == 0 && differences.empty();
+  return remarks.refused == 0 && !defaultShortage && mismatches == 0 && differences.empty();
 }
 
 std::string partialText( const ReaderRemarks & remarks ) {
-  if ( remarks.refusedRules == 0 )
+  if ( remarks.refused == 0 )
     return "";
-  return fmt::format( "PARTIAL: {} refused rule{} left out\n", countText( remarks.refusedRules ),
-                      remarks.refusedRules == 1 ? " is" : "s are" );
+  return fmt::format( "PARTIAL: refused rules and lists are left out: {}\n",
+                      countText( remarks.refused ) );
 }
 
 std::vector< std::string > unfitLists( const RunReport & report ) {

@@ -12,6 +12,7 @@ namespace {
 
 using testing::HasSubstr;
 using testing::MatchesRegex;
+using testing::StartsWith;
 
 struct Outcome {
   int status = -1;
@@ -110,6 +111,27 @@ TEST_F( CommandTest, InspectShowsAndSetsTheStateOfARun ) {
   EXPECT_EQ( run( inspect + "--set " + set + "=5' " + set + "'" ).out, "5\n" );
 }
 
+TEST_F( CommandTest, PartialRunsWithoutRefusedRules ) {
+  const std::string acl = " --platform small --acl " + write( "l.json", R"({ "rules": [
+    { "source": "10.0.0.1/8" },
+    { "name": "web", "protocol": "tcp", "destinationPorts": 80 },
+    { "name": "odd", "color": 1 } ] })" );
+  const Outcome refused = run( "run" + acl );
+  EXPECT_EQ( refused.status, 2 );
+  EXPECT_EQ( refused.out, "" );
+  EXPECT_THAT( refused.error, MatchesRegex( "[^\n]*:2:17: l, rule 0: [^\n]*\n"
+                                            "[^\n]*:4:31: l, odd: [^\n]*\"color\"\n" ) );
+  for ( const std::string command : { "run", "map", "inspect" } ) {
+    const Outcome partial = run( command + acl + " --partial" );
+    EXPECT_EQ( partial.status, 1 ) << command;
+    EXPECT_THAT( partial.out, StartsWith( "PARTIAL: refused rules and lists are left out: 2\n" ) )
+        << command;
+    EXPECT_EQ( partial.error.substr( 0, refused.error.size() ), refused.error ) << command;
+  }
+  EXPECT_THAT( run( "run --json --partial" + acl ).out,
+               StartsWith( "{\n  \"partial\": {\n    \"refused\": 2," ) );
+}
+
 TEST_F( CommandTest, InvalidInputGivesOneLineAndStatus2 ) {
   const std::string good = write( "good", "@1.2.3.4/32 0.0.0.0/0 0 : 65535 0 : 65535 0x00/0x00\n" );
   const std::string bad = write( "bad", "\n@1.2.3.4/32 0.0.0.0/0 0 : 65535 0 : 65535 0x00\n" );
@@ -123,8 +145,8 @@ TEST_F( CommandTest, InvalidInputGivesOneLineAndStatus2 ) {
   const struct {
     std::string arguments, error;
   } cases[] = {
-      { "run --acl " + bad, bad + ":2: [^\n]*\n" },
-      { "run --acl " + good + " --packets " + bad, bad + ":2: [^\n]*\n" },
+      { "run --acl " + bad, bad + ":2:1: bad, rule 0: [^\n]*\n" },
+      { "run --acl " + good + " --packets " + bad, bad + ":2:1: [^\n]*\n" },
       { "run --acl /nonexistent/file", "/nonexistent/file:0: [^\n]*\n" },
       { "run --acl " + folder_, folder_ + ":0: [^\n]*\n" },
       { "run --platform " + platform, platform + ":1:1: [^\n]*\n" },

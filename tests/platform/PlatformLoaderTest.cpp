@@ -204,6 +204,7 @@ TEST( PlatformLoaderTest, RefusesMalformedTexts ) {
       { "{\n\"name\": 18446744073709551615\n}", "2:9: number out of range" },
       { std::string( 100000, '[' ), "1:33: nested too deeply" },
       { "{\r\n  \"name\": \"a", "2:12: truncated: the text ends inside a JSON value" },
+      { "{ \"na\\nme\": 12 }", "1:3: a key must not have control characters" },
       { "{ \"name\": 12", "1:12: truncated: the text ends inside a JSON value" },
       { "{ \"name\": 1 ]", "1:13: not JSON: unexpected ']'" },
       { "{ " + many + "\"3\": {} }", "21:1: key \"3\" occurs twice" },

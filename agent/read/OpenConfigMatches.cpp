@@ -1,0 +1,266 @@
+#include "agent/read/OpenConfigMatches.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <array>
+
+#include "agent/acl/Names.h"
+
+namespace Agent {
+
+namespace {
+
+using Platform::JsonFields;
+using Platform::JsonNode;
+
+constexpr U32 protocolMax = 254;
+constexpr U32 dscpMax = 63;
+constexpr U8 tcpSyn = 0x02;
+
+// Leaves of the model that no qualifier of the chip has.
+constexpr std::string_view unmatched[] = { "length", "fragment-offsets", "source-flow-label",
+                                           "destination-flow-label", "mpls" };
+
+void refuseUnread( const JsonFields & fields ) {
+  const Platform::JsonMember * member = fields.unread();
+  if ( member == nullptr )
+    return;
+  const std::string_view name =
+      std::string_view( member->name ).substr( member->name.find( ':' ) + 1 );
+  if ( std::find( std::begin( unmatched ), std::end( unmatched ), name ) != std::end( unmatched ) )
+    Leaf( fields.file(), member->name, member->value )
+        .refuse( "cannot be matched by a TCAM entry" );
+  fields.finish();
+}
+
+// Calls `read` with the "config" of a container, if the parent has it.
+template < class F >
+void inConfig( JsonFields & parent, const char * name, F && read ) {
+  const auto leaf = findLeaf( parent, name );
+  if ( !leaf )
+    return;
+  JsonFields container =
+      openConfigFields( parent.file(), leaf->node(), fmt::format( "\"{}\"", name ) );
+  container.find( "state" );
+  const JsonNode empty{
+      JsonNode::Kind::object, leaf->node().line, leaf->node().column, false, 0, {}, {}, {} };
+  const JsonNode * node = container.find( "config" );
+  JsonFields config = openConfigFields( parent.file(), node == nullptr ? empty : *node,
+                                        fmt::format( "\"{}\"", name ) );
+  read( container, config, *leaf );
+  refuseUnread( config );
+  refuseUnread( container );
+}
+
+void readMac( JsonFields & config, const std::string & key, FieldId field, DraftRule & draft ) {
+  const auto leaf = findLeaf( config, key.c_str() );
+  if ( !leaf )
+    return;
+  TernaryBits bits = leaf->mac();
+  if ( const auto mask = findLeaf( config, ( key + "-mask" ).c_str() ) ) {
+    bits.mask = mask->mac().value;
+    if ( ( bits.value.low & ~bits.mask.low ) != 0 )
+      mask->refuse( "does not cover the address" );
+  }
+  draft.match( *leaf, field, bits );
+}
+
+void readL2( JsonFields & entry, DraftRule & draft ) {
+  inConfig(
+      entry, "l2",
+      [ & ]( JsonFields &, JsonFields & config, const Leaf & ) {
+        readMac( config, "source-mac", FieldId::sourceMac, draft );
+        readMac( config, "destination-mac", FieldId::destinationMac, draft );
+        if ( const auto leaf = findLeaf( config, "ethertype" ) )
+          draft.etherType( *leaf );
+      } );
+}
+
+void readAddress( JsonFields & config, bool ip6, bool source, const OpenConfigSets & sets,
+                  DraftRule & draft ) {
+  const std::string key = source ? "source-address" : "destination-address";
+  if ( const auto leaf = findLeaf( config, key.c_str() ) )
+    draft.address( *leaf, source );
+  const auto set = findLeaf( config, ( key + "-prefix-set" ).c_str() );
+  if ( !set )
+    return;
+  const FieldId field = ip6 ? ( source ? FieldId::source6 : FieldId::destination6 )
+                            : ( source ? FieldId::source : FieldId::destination );
+  draft.match( *set, field, sets.prefixes( *set, ip6 ) );
+}
+
+void readDscp( JsonFields & config, DraftRule & draft ) {
+  const auto bitsOf = []( const Leaf & leaf ) {
+    return exactly( leaf.number( 0, dscpMax ), dscpMax );
+  };
+  if ( const auto leaf = findLeaf( config, "dscp" ) )
+    draft.match( *leaf, FieldId::dscp, bitsOf( *leaf ) );
+  const auto set = findLeaf( config, "dscp-set" );
+  if ( !set )
+    return;
+  std::vector< TernaryBits > values;
+  for ( const Leaf & leaf : set->elements() )
+    values.push_back( bitsOf( leaf ) );
+  if ( !values.empty() )
+    draft.match( *set, FieldId::dscp, values );
+}
+
+// Types and codes are identities, such as ECHO_REPLY; documents have numbers as well.
+void readIcmp( JsonFields & ip, bool ip6, DraftRule & draft ) {
+  inConfig(
+      ip, ip6 ? "icmpv6" : "icmpv4",
+      [ & ]( JsonFields &, JsonFields & config, const Leaf & container ) {
+        draft.icmpProtocol( container );
+        if ( const auto leaf = findLeaf( config, "type" ) ) {
+          if ( leaf->isText() && !numberOf( leaf->text() ) ) {
+            const auto match =
+                icmpTypeFromText( ip6 ? AclKind::ipv6 : AclKind::ipv4, leaf->identity() );
+            if ( !match || ( match->mask & 0xFF ) != 0 )
+              leaf->fail( fmt::format( "a type of ICMP, not \"{}\"", leaf->text() ) );
+            draft.icmpType( *leaf, static_cast< U8 >( match->value >> 8 ) );
+          } else {
+            draft.icmpType( *leaf, static_cast< U8 >( leaf->number( 0, 0xFF ) ) );
+          }
+        }
+        if ( const auto leaf = findLeaf( config, "code" ) )
+          draft.icmpCode( *leaf, static_cast< U8 >( leaf->number( 0, 0xFF ) ) );
+      } );
+}
+
+void readIp( JsonFields & entry, bool ip6, const OpenConfigSets & sets, DraftRule & draft ) {
+  inConfig(
+      entry, ip6 ? "ipv6" : "ipv4",
+      [ & ]( JsonFields & ip, JsonFields & config, const Leaf & container ) {
+        draft.restrictTo( container, ip6 ? familyIp6 : familyIp4 );
+        readAddress( config, ip6, true, sets, draft );
+        readAddress( config, ip6, false, sets, draft );
+        readDscp( config, draft );
+        if ( const auto leaf = findLeaf( config, "protocol" ) ) {
+          if ( !leaf->isText() )
+            leaf->number( 0, protocolMax );
+          draft.namedProtocol( *leaf, "IP_" );
+        }
+        if ( const auto leaf = findLeaf( config, "hop-limit" ) ) {
+          const U32 limit = leaf->number( 0, 0xFF );
+          draft.range( *leaf, FieldId::ttl, { limit, limit } );
+        }
+        readIcmp( ip, ip6, draft );
+      } );
+}
+
+void readPorts( JsonFields & config, const std::string & key, FieldId field,
+                const OpenConfigSets & sets, DraftRule & draft ) {
+  if ( const auto leaf = findLeaf( config, key.c_str() ) )
+    draft.range( *leaf, field, openConfigPorts( *leaf ) );
+  if ( const auto set = findLeaf( config, ( key + "-set" ).c_str() ) )
+    draft.ranges( *set, field, sets.ports( *set ) );
+}
+
+U8 flagOf( const Leaf & leaf ) {
+  std::string_view name = leaf.identity();
+  if ( name.starts_with( "TCP_" ) )
+    name.remove_prefix( 4 );
+  const auto flag = tcpFlagFromText( name );
+  if ( !flag )
+    leaf.fail( fmt::format( "a flag of TCP, not \"{}\"", leaf.text() ) );
+  return *flag;
+}
+
+// All of the flags are set, or any of them.
+void matchFlags( const Leaf & leaf, bool any, DraftRule & draft ) {
+  U8 all = 0;
+  std::vector< TernaryBits > each;
+  for ( const Leaf & element : leaf.elements() ) {
+    const U8 flag = flagOf( element );
+    all |= flag;
+    each.push_back( exactly( flag, flag ) );
+  }
+  if ( all == 0 )
+    leaf.fail( "a list of flags" );
+  draft.match( leaf, FieldId::tcpFlags, any ? each : std::vector{ exactly( all, all ) } );
+}
+
+void readBuiltIn( const Leaf & leaf, DraftRule & draft ) {
+  const std::string_view name = leaf.identity();
+  if ( name == "TCP_INITIAL" )
+    draft.match( leaf, FieldId::tcpFlags, exactly( tcpSyn, tcpSyn | tcpAck ) );
+  else if ( name == "TCP_ESTABLISHED" )
+    draft.match( leaf, FieldId::tcpFlags,
+                 std::vector{ exactly( tcpAck, tcpAck ), exactly( tcpReset, tcpReset ) } );
+  else if ( name == "FRAGMENT" )
+    draft.fragments( leaf, Fragments::fragment );
+  else
+    leaf.fail( fmt::format( "TCP_INITIAL, TCP_ESTABLISHED or FRAGMENT, not \"{}\"", name ) );
+}
+
+// An enumerator of two; the first one if the leaf is absent.
+bool isSecond( const std::optional< Leaf > & leaf, std::string_view first,
+               std::string_view second ) {
+  if ( !leaf )
+    return false;
+  const std::string_view name = leaf->identity();
+  if ( name != first && name != second )
+    leaf->fail( fmt::format( "{} or {}, not \"{}\"", first, second, name ) );
+  return name == second;
+}
+
+void readDetail( JsonFields & config, DraftRule & draft ) {
+  const auto mode = findLeaf( config, "detail-mode" );
+  const bool builtInMode = isSecond( mode, "EXPLICIT", "BUILTIN" );
+  const auto matchMode = findLeaf( config, "explicit-detail-match-mode" );
+  const bool all = isSecond( matchMode, "ANY", "ALL" );
+  const auto flags = findLeaf( config, "explicit-tcp-flags" );
+  const auto builtIn = findLeaf( config, "builtin-detail" );
+  if ( flags && ( builtIn || builtInMode ) )
+    flags->refuse( "needs the detail-mode EXPLICIT alone" );
+  if ( builtIn && mode && !builtInMode )
+    builtIn->refuse( "needs the detail-mode BUILTIN" );
+  if ( mode && !flags && !builtIn )
+    mode->refuse( "has no details to match" );
+  if ( flags && !matchMode )
+    flags->refuse( "needs explicit-detail-match-mode, ANY or ALL" );
+  if ( flags )
+    matchFlags( *flags, !all, draft );
+  if ( builtIn )
+    readBuiltIn( *builtIn, draft );
+  // Of the model before 2.0.0.
+  if ( const auto old = findLeaf( config, "tcp-flags" ) )
+    matchFlags( *old, false, draft );
+}
+
+void readTransport( JsonFields & entry, const OpenConfigSets & sets, DraftRule & draft ) {
+  inConfig(
+      entry, "transport",
+      [ & ]( JsonFields &, JsonFields & config, const Leaf & ) {
+        readPorts( config, "source-port", FieldId::sourcePorts, sets, draft );
+        readPorts( config, "destination-port", FieldId::destinationPorts, sets, draft );
+        readDetail( config, draft );
+      } );
+}
+
+// The port of the rule, by number.
+void readInput( JsonFields & entry, DraftRule & draft ) {
+  inConfig(
+      entry, "input-interface",
+      [ & ]( JsonFields & input, JsonFields &, const Leaf & ) {
+        inConfig(
+            input, "interface-ref",
+            [ & ]( JsonFields &, JsonFields & config, const Leaf & ) {
+              draft.inPorts( needLeaf( config, "interface" ) );
+            } );
+      } );
+}
+
+}  // namespace
+
+void readOpenConfigMatches( JsonFields & entry, const OpenConfigSets & sets, DraftRule & draft ) {
+  readL2( entry, draft );
+  readIp( entry, false, sets, draft );
+  readIp( entry, true, sets, draft );
+  readTransport( entry, sets, draft );
+  readInput( entry, draft );
+  refuseUnread( entry );
+}
+
+}  // namespace Agent

@@ -1,0 +1,19 @@
+// The keys of one ACL rule of SONiC's databases.
+#pragma once
+
+#include <optional>
+
+#include "agent/read/DraftRule.h"
+
+namespace Agent {
+
+struct SonicRule {
+  U32 priority = 0;
+  DraftRule draft;
+};
+
+// Throws Platform::InputError for every key that is not matched.
+SonicRule readSonicRule( const std::string & file, const std::string & name,
+                         const Platform::JsonNode & node );
+
+}  // namespace Agent
