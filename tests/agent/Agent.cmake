@@ -1,5 +1,6 @@
 # Additional agent tests: the command, and runs on real rule sets.
-target_compile_definitions(agent_test PRIVATE MORVANE_TCAM="$<TARGET_FILE:morvane-tcam>")
+target_compile_definitions(agent_test PRIVATE
+  MORVANE_TCAM="$<TARGET_FILE:morvane-tcam>" MORVANE_TEST_DATA="${MORVANE_TEST_DATA}")
 add_dependencies(agent_test morvane-tcam)
 
 # morvane_real_set( platform set ports entries )
