@@ -145,7 +145,7 @@ TEST_F( CommandTest, InvalidInputGivesOneLineAndStatus2 ) {
   const struct {
     std::string arguments, error;
   } cases[] = {
-      { "run --acl " + bad, bad + ":2:1: bad, rule 0: [^\n]*\n" },
+      { "run --acl " + bad, bad + ":2:43: bad, rule 0: [^\n]*\n" },
       { "run --acl " + good + " --packets " + bad, bad + ":2:1: [^\n]*\n" },
       { "run --acl /nonexistent/file", "/nonexistent/file:0: [^\n]*\n" },
       { "run --acl " + folder_, folder_ + ":0: [^\n]*\n" },
