@@ -146,10 +146,10 @@ std::vector< LoaderRule > readEntries( const std::string & file, const std::stri
   entries.finish();
   std::vector< LoaderRule > rules;
   std::set< U32 > numbers;
-  for ( const auto & [ key, value ] : byNumber.members() ) {
-    const std::string name = "RULE_" + key;
+  for ( const JsonMember & entry : byNumber.members() ) {
+    const std::string name = "RULE_" + entry.name;
     document.refusals.guard( list, name, [ & ] {
-      LoaderRule rule = readRule( file, name, value );
+      LoaderRule rule = readRule( file, name, entry.value );
       if ( !numbers.insert( rule.sequence ).second )
         rule.draft.fail( "has the sequence-id of another entry" );
       rules.push_back( std::move( rule ) );
@@ -215,12 +215,12 @@ void readSonicLoader( const AclSource & source, AclDocument & document ) {
   acl.finish();
   container.finish();
   std::set< std::string > names;
-  for ( const auto & [ key, value ] : sets.members() ) {
-    const std::string name = tableName( key );
+  for ( const JsonMember & set : sets.members() ) {
+    const std::string name = tableName( set.name );
     document.refusals.guard( name, "", [ & ] {
       if ( !names.insert( name ).second )
-        throw Platform::InputError( source.file, value.place(), "two lists have this name" );
-      readSet( source.file, name, value, document );
+        throw Platform::InputError( source.file, set.value.place(), "two lists have this name" );
+      readSet( source.file, name, set.value, document );
     } );
   }
   ListNotes( document )
