@@ -6,6 +6,7 @@
 #include "agent/read/ForeignFormats.h"
 #include "agent/read/OpenConfigReader.h"
 #include "agent/read/Rfc8519Reader.h"
+#include "agent/read/RouterCliReader.h"
 #include "agent/read/RulesFileReader.h"
 #include "agent/read/SonicReader.h"
 
@@ -19,6 +20,7 @@ constexpr AclFormat formats[] = {
     { "rfc8519", "RFC 8519 and MUD, JSON", true, isRfc8519, readRfc8519 },
     { "openconfig", "OpenConfig ACL, JSON", true, isOpenConfig, readOpenConfig },
     { "sonic", "SONiC: CONFIG_DB, acl-loader, array of operations", true, isSonic, readSonic },
+    { "router", "router command line", false, isRouterCli, readRouterCli },
 };
 
 }  // namespace
