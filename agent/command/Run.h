@@ -24,6 +24,7 @@ struct RunOptions {
   std::vector< std::string > acls;     // FILE or NAME=FILE; empty: built-in example
   const AclFormat * format = nullptr;  // null: by content
   bool partial = false;                // run without refused rules
+  ReaderOptions reader;
   PortMethod ports = PortMethod::automatic;
   std::vector< std::string > police;  // RULE:RATE[:BURST]
   std::string packets;                // capture or trace; empty: none

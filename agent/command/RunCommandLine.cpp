@@ -92,6 +92,12 @@ void addAclOptions( CLI::App & app, RunOptions & run ) {
          "--format", [ &run ]( const std::string & name ) { run.format = formatNamed( name ); },
          "Format of the access lists: auto, by content, or one of " + formatList() )
       ->check( CLI::IsMember( formatChoices() ) );
+  app.add_option_function< std::string >(
+         "--assume-established",
+         [ &run ]( const std::string & ) { run.reader.assumeEstablished = true; },
+         "Take rules on the connection state ESTABLISHED for rules on TCP packets with ACK or RST: "
+         "tcp-flags" )
+      ->check( CLI::IsMember( { "tcp-flags" } ) );
   app.add_flag( "--partial", run.partial,
                 "Run without the rules that are refused; the exit status is then 1" );
   addRuleOptions( app, run );

@@ -21,16 +21,17 @@ constexpr U32 examplePackets = 10000;
 constexpr U64 nanosecondsPerSecond = 1'000'000'000;
 
 // FILE, named after the file, or NAME=FILE.
-AclDocument readArgument( const std::string & argument, const AclFormat * format ) {
+AclDocument readArgument( const std::string & argument, const AclFormat * format,
+                          const ReaderOptions & reader ) {
   const size_t equals = argument.find( '=' );
   std::error_code ignored;
   if ( equals == std::string::npos || std::filesystem::exists( argument, ignored ) )
     return readAclFile( { std::filesystem::path( argument ).stem().string(), false }, argument,
-                        format );
+                        format, reader );
   if ( equals == 0 )
     throw UsageError( fmt::format( "--acl {}: the name is missing", argument ) );
-  return readAclFile( { argument.substr( 0, equals ), true }, argument.substr( equals + 1 ),
-                      format );
+  return readAclFile( { argument.substr( 0, equals ), true }, argument.substr( equals + 1 ), format,
+                      reader );
 }
 
 void checkNames( const std::vector< Acl > & acls ) {
@@ -43,7 +44,7 @@ void checkNames( const std::vector< Acl > & acls ) {
 void readAcls( const RunOptions & options, RunInput & input ) {
   ReaderRemarks & remarks = input.remarks;
   for ( const std::string & argument : options.acls ) {
-    AclDocument document = readArgument( argument, options.format );
+    AclDocument document = readArgument( argument, options.format, options.reader );
     std::move( document.lists.begin(), document.lists.end(), std::back_inserter( input.acls ) );
     remarks.refused += document.refusals.count();
     for ( std::string & line : document.refusals.lines() )

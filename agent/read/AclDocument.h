@@ -10,12 +10,18 @@
 
 namespace Agent {
 
+// What the user allows readers to assume.
+struct ReaderOptions {
+  bool assumeEstablished = false;  // TCP packets with ACK or RST belong to a connection
+};
+
 // A file before it is read.
 struct AclSource {
   std::string name;  // of a list that the file does not name
   std::string file;
   std::string text;
   const Platform::JsonNode * root = nullptr;  // of JSON texts
+  ReaderOptions options;
 };
 
 struct AclDocument {

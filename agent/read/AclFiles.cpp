@@ -45,10 +45,11 @@ void nameLists( const AclName & name, AclDocument & document ) {
 }  // namespace
 
 AclDocument parseAclText( const AclName & name, const std::string & file, std::string text,
-                          const AclFormat * format ) {
+                          const AclFormat * format, const ReaderOptions & options ) {
   AclSource source;
   source.name = name.text;
   source.file = file;
+  source.options = options;
   text.erase( 0, text.size() - Platform::textBody( file, text ).size() );
   source.text = std::move( text );
   if ( source.text.find_first_not_of( " \t\r\n" ) == std::string::npos )
@@ -65,9 +66,9 @@ AclDocument parseAclText( const AclName & name, const std::string & file, std::s
   return document;
 }
 
-AclDocument readAclFile( const AclName & name, const std::string & file,
-                         const AclFormat * format ) {
-  return parseAclText( name, file, Platform::readFile( file ), format );
+AclDocument readAclFile( const AclName & name, const std::string & file, const AclFormat * format,
+                         const ReaderOptions & options ) {
+  return parseAclText( name, file, Platform::readFile( file ), format, options );
 }
 
 }  // namespace Agent

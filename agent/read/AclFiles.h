@@ -18,10 +18,11 @@ struct AclName {
 // Null as `format`: chosen by content. Throws Platform::InputError for a file that is unreadable,
 // malformed as a whole, or without lists; whatever is wrong in its rules is in the document's
 // refusals.
-AclDocument readAclFile( const AclName & name, const std::string & file, const AclFormat * format );
+AclDocument readAclFile( const AclName & name, const std::string & file, const AclFormat * format,
+                         const ReaderOptions & options = {} );
 
 // The same from its text.
 AclDocument parseAclText( const AclName & name, const std::string & file, std::string text,
-                          const AclFormat * format );
+                          const AclFormat * format, const ReaderOptions & options = {} );
 
 }  // namespace Agent

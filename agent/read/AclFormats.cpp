@@ -4,6 +4,7 @@
 
 #include "agent/read/ClassBenchReader.h"
 #include "agent/read/ForeignFormats.h"
+#include "agent/read/IptablesReader.h"
 #include "agent/read/OpenConfigReader.h"
 #include "agent/read/Rfc8519Reader.h"
 #include "agent/read/RouterCliReader.h"
@@ -20,6 +21,8 @@ constexpr AclFormat formats[] = {
     { "rfc8519", "RFC 8519 and MUD, JSON", true, isRfc8519, readRfc8519 },
     { "openconfig", "OpenConfig ACL, JSON", true, isOpenConfig, readOpenConfig },
     { "sonic", "SONiC: CONFIG_DB, acl-loader, array of operations", true, isSonic, readSonic },
+    { "ip6tables", "ip6tables-save", false, isIp6tables, readIp6tables },
+    { "iptables", "iptables-save", false, isIptables, readIptables },
     { "router", "router command line", false, isRouterCli, readRouterCli },
 };
 
