@@ -132,13 +132,16 @@ void SonicTables::take() {
       continue;
     if ( !table.defined )
       notes_.add( "the families of tables that the file does not define follow from their rules" );
-    std::erase_if(
-        table.rules, []( const auto & rule ) { return !rule; } );
-    std::stable_sort( table.rules.begin(), table.rules.end(),
-                      []( const auto & a, const auto & b ) { return a->priority > b->priority; } );
+    std::vector< SonicRule > rules;
+    for ( std::optional< SonicRule > & rule : table.rules )
+      if ( rule )
+        rules.push_back( std::move( *rule ) );
+    std::stable_sort( rules.begin(), rules.end(), []( const SonicRule & a, const SonicRule & b ) {
+      return a.priority > b.priority;
+    } );
     std::vector< DraftRule > drafts;
-    for ( auto & rule : table.rules )
-      drafts.push_back( std::move( rule->draft ) );
+    for ( SonicRule & rule : rules )
+      drafts.push_back( std::move( rule.draft ) );
     Acl head;
     head.name = table.name;
     head.file = file_;
