@@ -33,7 +33,10 @@ class RunJob {
   explicit RunJob( const RunInput & input )
       : input_( input ),
         session_( input.platform ),
-        feature_( session_.groupManager(), SwitchSession::unit, input.platform, input.ports ) {}
+        feature_( session_.groupManager(), SwitchSession::unit, input.platform, input.ports ),
+        ports_( portsToVerify( input.platform.chip, input.acls ) ),
+        portMatters_( input.platform.chip.sharedByPipes ||
+                      ports_.size() != portOfEveryCopy( input.platform.chip ).size() ) {}
 
   RunReport run();
   RunReport lend( const std::function< void( SwitchSession & ) > & use );
@@ -61,6 +64,8 @@ class RunJob {
   const RunInput & input_;
   SwitchSession session_;
   AclFeature feature_;
+  const std::vector< U32 > ports_;  // of verification
+  const bool portMatters_;          // to the rules that a packet matches
   RunReport report_;
 };
 
@@ -257,9 +262,8 @@ bool RunJob::verifyPacket( Replay & replay, RateModel & rates, const Packet & pa
   PacketFate expected;
   bool same = true;
   bool first = true;
-  for ( const U32 port : portOfEveryCopy( input_.platform.chip ) ) {
-    // The result depends on the port only through policers and port VLANs.
-    if ( first || policed || input_.platform.chip.sharedByPipes )
+  for ( const U32 port : ports_ ) {
+    if ( first || policed || portMatters_ )
       expected = expectedFate( feature_.policy(), fieldsAtPort( input_.platform, port, fields ),
                                [ & ]( const RuleIndex & rule, const PoliceRate & rate ) {
                                  policed = true;

@@ -72,7 +72,8 @@ void applyPolice( const std::vector< std::string > & police, std::vector< Acl > 
 // - The capacity, if monitored, is polled at the start, after every list, before a list that does
 //   not fit is rolled back, after the packets, and after everything has been released.
 // - Verification refills all policers, compares the result of every packet on one port of every
-//   pipe and copy with the reference model, and runs the auditor, again after the release.
+//   pipe and copy, and on the ports around those of rules, with the reference model, and runs the
+//   auditor, again after the release.
 // Throws Platform::InputError for a user-defined field that a flow-programming group lacks, and
 // UsageError, before any packet is sent, for a requested entry that does not exist.
 RunReport run( const RunInput & input );

@@ -2,6 +2,8 @@
 
 #include <fmt/core.h>
 
+#include <algorithm>
+
 #include "kiv/Assert.h"
 #include "morvane/AclType.h"
 #include "platform/InputError.h"
@@ -26,7 +28,10 @@ Morvane::UdfOffsetBase baseOf( const UdfMatch & udf ) {
 }
 
 U32 etherTypeOf( const AclRule & rule ) {
-  return rule.etherType.mask == 0xFFFF ? rule.etherType.value : noEtherType;
+  const bool several =
+      std::any_of( rule.alternatives.begin(), rule.alternatives.end(),
+                   []( const Alternative & other ) { return other.field == FieldId::etherType; } );
+  return rule.etherType.mask == 0xFFFF && !several ? rule.etherType.value : noEtherType;
 }
 
 S32 aclTypeOf( AclKind kind ) {

@@ -222,10 +222,14 @@ std::string policeText( const RunReport & report ) {
 }
 
 std::string packetText( const RunReport & report ) {
+  const bool listed = std::any_of( report.acls.begin(), report.acls.end(), []( const auto & acl ) {
+    return acl.defaultAction != Forwarding::none;
+  } );
   std::string text = fmt::format(
       "Packets at port {}: {}, of which {} matched a rule and {} met the default ({})\n",
       report.ingressPort, countText( report.total ), countText( report.matched ),
-      countText( report.byDefault ), forwardingName( report.defaultAction ) );
+      countText( report.byDefault ),
+      listed ? "of their list" : forwardingName( report.defaultAction ) );
   const std::pair< const char *, U64 > fates[] = { { "dropped", report.dropped },
                                                    { "copied to the CPU", report.copiedToCpu },
                                                    { "mirrored", report.mirrored } };

@@ -37,6 +37,27 @@ std::vector< U32 > portOfEveryCopy( const SoftAsic::ChipProfile & chip ) {
   return ports;
 }
 
+std::vector< U32 > portsToVerify( const SoftAsic::ChipProfile & chip,
+                                  const std::vector< Acl > & acls ) {
+  std::vector< U32 > ports = portOfEveryCopy( chip );
+  const auto add = [ & ]( U64 low, U64 high ) {
+    for ( const U64 port : { low - 1, low, high, high + 1 } )
+      if ( port < chip.ports() && std::find( ports.begin(), ports.end(), port ) == ports.end() )
+        ports.push_back( static_cast< U32 >( port ) );
+  };
+  for ( const Acl & acl : acls ) {
+    for ( const AclRule & rule : acl.rules ) {
+      if ( rule.inPorts.any() )
+        continue;
+      add( rule.inPorts.low, rule.inPorts.high );
+      for ( const Alternative & other : rule.alternatives )
+        if ( other.field == FieldId::inPorts )
+          add( other.value.low, other.mask.low );
+    }
+  }
+  return ports;
+}
+
 FrameFields fieldsAtPort( const Platform::PlatformData & platform, U32 port, FrameFields fields ) {
   fields.inPort = port;
   // A frame truncated before its type field is neither tagged nor untagged.

@@ -33,6 +33,10 @@ class Replay {
 // First port of every pipe and copy.
 std::vector< U32 > portOfEveryCopy( const SoftAsic::ChipProfile & chip );
 
+// These, and the ports at and next to the ends of the ranges that rules on ingress ports allow.
+std::vector< U32 > portsToVerify( const SoftAsic::ChipProfile & chip,
+                                  const std::vector< Acl > & acls );
+
 // The fields of a packet as rules match them at a port. Where the pipes share their tables, an
 // untagged or priority-tagged packet matches both VLAN 0 and the port's untagged VLAN, and an
 // untagged one priority 0; elsewhere an untagged packet matches no VLAN and no priority.
