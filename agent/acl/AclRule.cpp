@@ -46,7 +46,16 @@ const AclRule & Acl::rule( U32 index ) const {
   static const AclRule drop = ruleOf( Forwarding::drop );
   if ( index < rules.size() )
     return rules[ index ];
+  if ( boundDefault )
+    return *boundDefault;
   return defaultAction == Forwarding::permit ? permit : drop;
+}
+
+bool Acl::isBoundTo( U32 port ) const {
+  return boundPorts.empty() ||
+         std::any_of(
+             boundPorts.begin(), boundPorts.end(),
+             [ port ]( const auto & range ) { return range.low <= port && port <= range.high; } );
 }
 
 const char * kindName( AclKind kind ) {

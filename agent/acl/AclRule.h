@@ -222,6 +222,9 @@ struct Acl {
   Forwarding defaultAction = Forwarding::none;
   DefaultOrigin defaultOrigin = DefaultOrigin::unstated;
   std::vector< Binding > bindings;  // empty: all ports, ingress
+  // Of a list that is bound to ports: they, and the rule of its default action for them.
+  std::vector< FieldRange< U32 > > boundPorts;
+  std::optional< AclRule > boundDefault;
   std::optional< U32 > mirrorPort;  // set if a rule mirrors
   U32 mirrorPortLine = 0;           // in its file
   U8 flowProtocol = protocolUdp;    // flow lists: determines the field offsets of the group
@@ -229,6 +232,8 @@ struct Acl {
   // Rules with the one of the default action, which is the last if there is one.
   U32 size() const;
   const AclRule & rule( U32 index ) const;
+
+  bool isBoundTo( U32 port ) const;
 };
 
 }  // namespace Agent

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,8 +31,9 @@ struct RunOptions {
   std::string packets;                // capture or trace; empty: none
   U32 random = 0;                     // number of packets generated from the rules
   U64 seed = 1;
-  U32 packetsPerSecond = 1'000'000;  // for packets without time stamps; above 0
-  U32 ingressPort = 0;
+  U32 packetsPerSecond = 1'000'000;             // for packets without time stamps; above 0
+  std::vector< std::string > binds;             // LIST=PORTS[:in|out]
+  std::optional< U32 > ingressPort;             // without: the first port of a bound list, or 0
   Forwarding defaultAction = Forwarding::none;  // of lists that do not state one
   bool verify = false;
   std::string show;                       // for usageRequest; empty: none
@@ -64,6 +66,11 @@ RunInput readInput( const RunOptions & options );
 
 // Sets policers of rules from a list of RULE:RATE[:BURST] (units: docs/rules-file.md). RULE is an
 // index or, with several lists, LIST/INDEX. Throws UsageError.
+// Restricts every rule of a list to the ports that the list is bound to, by its file or by an
+// option LIST=PORTS[:in|out], which replaces what the file says. PORTS: all, or numbers and
+// LOW-HIGH with commas. Throws UsageError, and Platform::InputError for what a file says.
+void applyBindings( const std::vector< std::string > & binds,
+                    const Platform::PlatformData & platform, std::vector< Acl > & acls );
 void applyPolice( const std::vector< std::string > & police, std::vector< Acl > & acls );
 
 // Runs the job on a new switch. Call with the activity lock held.

@@ -32,6 +32,12 @@ void addRuleOptions( CLI::App & app, RunOptions & run ) {
       ->type_name( "RULE:RATE[:BURST]" )
       ->take_all()
       ->allow_extra_args( false );
+  app.add_option( "--bind", run.binds,
+                  "Bind a list to ports, in place of what its file says: all, or numbers and "
+                  "LOW-HIGH with commas; repeatable" )
+      ->type_name( "LIST=PORTS[:in|out]" )
+      ->take_all()
+      ->allow_extra_args( false );
   app.add_option_function< std::string >(
          "--default",
          [ &run ]( const std::string & action ) {
@@ -59,7 +65,8 @@ void addPacketOptions( CLI::App & app, RunOptions & run ) {
       ->type_name( "N" )
       ->capture_default_str()
       ->check( CLI::Range( 1U, packetRateMax ) );
-  app.add_option( "--ingress-port", run.ingressPort, "Ingress port of the packets" )
+  app.add_option( "--ingress-port", run.ingressPort,
+                  "Ingress port of the packets; default: the first port of a bound list, or 0" )
       ->type_name( "N" );
 }
 

@@ -68,9 +68,9 @@ std::vector< Frame > exampleFrames() {
 
 void checkPlatform( const RunOptions & options, const RunInput & input ) {
   const U32 ports = input.platform.chip.ports();
-  if ( options.ingressPort >= ports )
+  if ( options.ingressPort && *options.ingressPort >= ports )
     throw UsageError( fmt::format( "--ingress-port {}: {} has the ports 0 to {}",
-                                   options.ingressPort, input.platform.name, ports - 1 ) );
+                                   *options.ingressPort, input.platform.name, ports - 1 ) );
   for ( const Acl & acl : input.acls )
     if ( const auto fault = listFault( input.platform, acl ) ) {
       if ( fault->line == 0 )
@@ -81,6 +81,14 @@ void checkPlatform( const RunOptions & options, const RunInput & input ) {
        shareOf( input.platform, AclKind::ipv4, AclUse::filter ) == nullptr )
     throw UsageError(
         fmt::format( "--default: {} has no share for IPv4 lists", input.platform.name ) );
+}
+
+// Packets should enter where a list sees them.
+U32 firstBoundPort( const std::vector< Acl > & acls ) {
+  for ( const Acl & acl : acls )
+    if ( !acl.boundPorts.empty() )
+      return acl.boundPorts.front().low;
+  return 0;
 }
 
 // Packets of the file, then random ones; the built-in example's by default.
@@ -105,7 +113,6 @@ RunInput readInput( const RunOptions & options ) {
   RunInput input;
   input.platform = Platform::loadPlatform( options.platform );
   input.ports = options.ports;
-  input.ingressPort = options.ingressPort;
   input.defaultAction = options.defaultAction;
   input.verify = options.verify;
   if ( !options.show.empty() )
@@ -118,6 +125,8 @@ RunInput readInput( const RunOptions & options ) {
   else
     readAcls( options, input );
   applyPolice( options.police, input.acls );
+  applyBindings( options.binds, input.platform, input.acls );
+  input.ingressPort = options.ingressPort.value_or( firstBoundPort( input.acls ) );
   checkPlatform( options, input );
   input.packets = readAllPackets( options, input.acls );
   return input;

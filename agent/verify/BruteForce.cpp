@@ -212,6 +212,8 @@ Decision firstMatch( const PolicyTable & table, const FrameFields & packet ) {
   if ( !ofKind( table.kind, packet ) )
     return {};
   for ( const PolicyTable::List & list : table.lists ) {
+    if ( packet.inPort && !list.acl->isBoundTo( *packet.inPort ) )
+      continue;
     const std::vector< AclRule > & rules = list.acl->rules;
     for ( U32 rule = 0; rule < rules.size(); ++rule )
       if ( ruleMatches( *list.acl, rules[ rule ], packet ) )

@@ -55,6 +55,32 @@ TEST_F( CommandTest, RunsTheExampleWithoutArguments ) {
   EXPECT_THAT( run( "platforms" ).out, HasSubstr( "large" ) );
 }
 
+TEST_F( CommandTest, ListsAreBoundToPorts ) {
+  // The router's list drops what it does not permit, but only on its ports.
+  const std::string lists =
+      "run --acl " +
+      write( "web.cfg", "ip access-list extended web\n permit tcp any any eq 80\n" ) + " --acl " +
+      write( "rest.json", R"({ "rules": [ { "protocol": "udp" } ] })" );
+  const Outcome bound = run( lists + " --bind web=2,5-6 --random 500 --verify --json" );
+  EXPECT_EQ( bound.status, 0 ) << bound.error;
+  const auto report = nlohmann::json::parse( bound.out, nullptr, false );
+  EXPECT_EQ( report[ "packets" ][ "mismatches" ], 0 ) << bound.out;
+  EXPECT_EQ( run( lists + " --bind web=all --random 500 --verify" ).status, 0 );
+  const std::pair< const char *, const char * > refused[] = {
+      { "web=9999", "web: there is no port 9999: large has the ports 0 to " },
+      { "web=Ethernet1", "web: there is no port Ethernet1: " },
+      { "web=3-2", "web: there is no port 3-2: " },
+      { "web=", "LIST=PORTS or LIST=PORTS:in is expected" },
+      { "west=1", "there is no list west" },
+      { "web=1:up", "the direction is in or out, not up" },
+      { "web=1:out", "web: the list is bound to packets that leave" } };
+  for ( const auto & [ bind, what ] : refused ) {
+    const Outcome outcome = run( lists + " --bind " + bind );
+    EXPECT_EQ( outcome.status, 2 ) << bind;
+    EXPECT_THAT( outcome.error, HasSubstr( what ) ) << bind;
+  }
+}
+
 TEST_F( CommandTest, ShowsTheLibraryReports ) {
   const std::string acl =
       write( "one.acl", "@10.0.0.0/8\t0.0.0.0/0\t0 : 65535\t0 : 65535\t0x00/0x00\n" );
