@@ -21,7 +21,7 @@ struct AddressMatch {
 
 class Leaf {
  public:
-  // The value of a member, or an element of one, of this key. Refers to its arguments.
+  // The value of a member, or an element of one, of this key. Refers to the file and the node.
   Leaf( const std::string & file, std::string_view key, const Platform::JsonNode & node )
       : file_( file ), key_( key ), node_( node ) {}
 
@@ -58,7 +58,7 @@ class Leaf {
 
  private:
   const std::string & file_;
-  std::string_view key_;
+  std::string key_;
   const Platform::JsonNode & node_;
 };
 
