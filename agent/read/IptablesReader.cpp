@@ -22,6 +22,8 @@ struct Hook {
 
 constexpr Hook hooks[] = { { "INPUT", false }, { "FORWARD", false }, { "OUTPUT", true } };
 
+constexpr Word tables[] = { "filter", "nat", "mangle", "raw", "security" };
+
 const Hook * hookOf( Word chain ) {
   const auto * hook =
       std::find_if( std::begin( hooks ), std::end( hooks ),
@@ -49,7 +51,6 @@ class IptablesReader {
   void setPolicy( Chain & chain, WordReader & words, Word policy ) const;
   void rule( WordReader & words );
   Chain & chainNamed( Word name, Place place );
-  void note( const std::string & text );
 
   void takeLists();
   void takeList( U32 chain, const Hook & hook );
@@ -57,6 +58,7 @@ class IptablesReader {
 
   const AclSource & source_;
   AclDocument & document_;
+  ListNotes notes_;
   IptablesContext context_;
   Table table_ = Table::none;
   std::string tableName_;
@@ -68,7 +70,7 @@ class IptablesReader {
 };
 
 IptablesReader::IptablesReader( const AclSource & source, AclDocument & document, AclKind kind )
-    : source_( source ), document_( document ) {
+    : source_( source ), document_( document ), notes_( document ), context_{ notes_ } {
   context_.kind = kind;
   context_.assumeEstablished = source.options.assumeEstablished;
   context_.chainNamed = [ this ]( Word name ) -> std::optional< U32 > {
@@ -77,12 +79,6 @@ IptablesReader::IptablesReader( const AclSource & source, AclDocument & document
       return std::nullopt;
     return found->second;
   };
-  context_.note = [ this ]( const std::string & text ) { note( text ); };
-}
-
-void IptablesReader::note( const std::string & text ) {
-  if ( std::find( document_.notes.begin(), document_.notes.end(), text ) == document_.notes.end() )
-    document_.notes.push_back( text );
 }
 
 void IptablesReader::read() {
@@ -118,6 +114,8 @@ void IptablesReader::openTable( WordReader & words ) {
   const Word name = words.next( "a table" ).substr( 1 );
   if ( table_ != Table::none )
     words.fail( fmt::format( "the table {} has no COMMIT", tableName_ ) );
+  if ( std::find( std::begin( tables ), std::end( tables ), name ) == std::end( tables ) )
+    words.fail( fmt::format( "there is no table \"{}\"", name ) );
   if ( name == "filter" && filtered_ )
     words.fail( "the filter table occurs twice" );
   tableName_ = name;
@@ -136,7 +134,7 @@ void IptablesReader::closeTable( WordReader & words ) {
     document_.refusals.add( tablePlace_, "table " + tableName_, "",
                             "only the filter table is read, and this one has rules" );
   else if ( table_ == Table::other )
-    note( fmt::format( "the table {} has no rules and is left out", tableName_ ) );
+    notes_.add( fmt::format( "the table {} has no rules and is left out", tableName_ ) );
   table_ = Table::none;
 }
 
@@ -237,12 +235,12 @@ void IptablesReader::takeLists() {
     if ( !chain.rules.empty() || ( chain.policy == Forwarding::drop && !hasRules( hook->egress ) ) )
       takeList( i, *hook );
     else
-      note( fmt::format( "the chain {} has no rules and is left out", chain.name ) );
+      notes_.add( fmt::format( "the chain {} has no rules and is left out", chain.name ) );
     if ( !chain.rules.empty() && !hook->egress )
       ingress += ( ingress.empty() ? "" : " and " ) + chain.name;
   }
   if ( ingress.find( ' ' ) != ingress.npos )
-    note(
+    notes_.add(
         fmt::format( "{} both decide about packets that enter: on ports that have both, the "
                      "first one does",
                      ingress ) );

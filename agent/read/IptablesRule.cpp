@@ -266,7 +266,7 @@ void IptablesRuleReader::interface() {
     words_.fail( fmt::format( "rules for one interface ({}) are not read: bind the list", name ) );
   never_ = never_ || all == inverted_;
   if ( !all && !inverted_ )
-    context_.note( "rules for the interface lo match no packet and are left out" );
+    context_.notes.add( "rules for the interface lo match no packet and are left out" );
 }
 
 void IptablesRuleReader::fragment() {
@@ -391,11 +391,11 @@ void IptablesRuleReader::target( bool go ) {
   } else if ( name == "DROP" || name == "REJECT" ) {
     rule_.verdict = ChainVerdict::drop;
     if ( name == "REJECT" )
-      context_.note( "rules that reject drop: nothing is sent back" );
+      context_.notes.reject();
   } else if ( name == "RETURN" ) {
     rule_.verdict = ChainVerdict::back;
   } else if ( name == "LOG" ) {
-    context_.note( "logging is not programmed" );
+    context_.notes.logging();
   } else {
     words_.fail(
         fmt::format( "{} is neither a chain nor ACCEPT, DROP, REJECT, RETURN or LOG", name ) );
@@ -433,7 +433,7 @@ void IptablesRuleReader::finishEstablished() {
   setMatches( flags, FieldId::tcpFlags, establishedFlags() );
   if ( restrictTo( match_, flags ) != Meet::some )
     words_.fail( "no packet matches this" );
-  context_.note(
+  context_.notes.add(
       "ESTABLISHED is taken for TCP with ACK or RST (--assume-established tcp-flags), of other "
       "protocols for none" );
 }

@@ -8,6 +8,7 @@
 #include <map>
 
 #include "agent/acl/MatchFields.h"
+#include "agent/read/ListNotes.h"
 #include "agent/read/RouterCliRule.h"
 
 namespace Agent {
@@ -64,7 +65,7 @@ struct Bound {
 class RouterCliReader {
  public:
   RouterCliReader( const AclSource & source, AclDocument & document )
-      : source_( source ), document_( document ) {}
+      : source_( source ), document_( document ), notes_( document ) {}
 
   void read();
 
@@ -91,10 +92,10 @@ class RouterCliReader {
   void takeBindings();
   void takeLists();
   void takeList( Acl & acl );
-  void note( const std::string & text );
 
   const AclSource & source_;
   AclDocument & document_;
+  ListNotes notes_;
   Section section_ = Section::other;
   bool indentedSection_ = false;  // the section has had indented lines
   size_t list_ = 0;               // of the section
@@ -105,11 +106,6 @@ class RouterCliReader {
   std::map< std::pair< bool, std::string >, size_t > index_;  // by ip6 and name
   std::vector< Bound > bound_;
 };
-
-void RouterCliReader::note( const std::string & text ) {
-  if ( std::find( document_.notes.begin(), document_.notes.end(), text ) == document_.notes.end() )
-    document_.notes.push_back( text );
-}
 
 void RouterCliReader::read() {
   TextLines lines( source_.text );
@@ -312,9 +308,9 @@ void RouterCliReader::addRule( List & list, WordReader & words, U64 order, bool 
   if ( stated )
     read.rule.name = std::to_string( order );
   if ( read.logs )
-    note( "logging is not programmed" );
+    notes_.logging();
   if ( read.anyFlag )
-    note( "several TCP flags without match-all match packets that have any of them" );
+    notes_.add( "several TCP flags without match-all match packets that have any of them" );
   list.acl.rules.push_back( std::move( read.rule ) );
   list.order.push_back( static_cast< U32 >( order ) );
 }
@@ -389,7 +385,7 @@ void RouterCliReader::takeList( Acl & acl ) {
                       return restricts( field, acl.rules.back() );
                     } );
   if ( acl.kind == AclKind::ipv6 && open )
-    note( "neighbour discovery is dropped unless a rule permits it" );
+    notes_.add( "neighbour discovery is dropped unless a rule permits it" );
   document_.lists.push_back( std::move( acl ) );
 }
 
@@ -408,10 +404,10 @@ void RouterCliReader::takeLists() {
       takeList( acl );
   }
   if ( !empty.empty() )
-    note( fmt::format( "lists without entries filter nothing and are left out: {}",
-                       firstOf( empty ) ) );
+    notes_.add( fmt::format( "lists without entries filter nothing and are left out: {}",
+                             firstOf( empty ) ) );
   if ( !unbound.empty() )
-    note( fmt::format( "lists that no interface has are left out: {}", firstOf( unbound ) ) );
+    notes_.add( fmt::format( "lists that no interface has are left out: {}", firstOf( unbound ) ) );
 }
 
 bool opensList( WordReader words ) {
