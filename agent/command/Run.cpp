@@ -51,6 +51,7 @@ class RunJob {
                                const Morvane::TcamCapacityRow & row );
   void reportAcls();
   AclReport reportAcl( U32 index );
+  PortKey portKeyOf( const Acl & acl ) const;
   RuleUse reportRule( const RuleIndex & index );
   void classify();
   void readGroups();
@@ -176,21 +177,28 @@ AclReport RunJob::reportAcl( U32 index ) {
   }
   report.defaultAction = acl.defaultAction;
   report.defaultOrigin = acl.defaultOrigin;
-  report.entries += acl.size() - acl.rules.size();
+  report.ports = acl.boundPorts;
+  if ( acl.size() != acl.rules.size() )
+    report.defaultEntries =
+        EntryPlan( acl, acl.rule( acl.size() - 1 ), {}, portKeyOf( acl ) ).size();
+  report.entries += report.defaultEntries;
   report.installed = report.shortage ? 0 : report.entries;
   return report;
+}
+
+PortKey RunJob::portKeyOf( const Acl & acl ) const {
+  return portKey( input_.platform, *shareOf( input_.platform, acl.kind, acl.use ), acl.kind );
 }
 
 RuleUse RunJob::reportRule( const RuleIndex & index ) {
   const Acl & acl = input_.acls[ index.acl ];
   const AclRule & rule = acl.rules[ index.rule ];
-  const Platform::ReservationData & share = *shareOf( input_.platform, acl.kind, acl.use );
   const ProgrammedRule * programmed = feature_.find( index );
   const RangeCheckers checkers = programmed != nullptr ? programmed->checkers : RangeCheckers();
   RuleUse use;
   use.rule = index.rule;
   use.line = rule.line;
-  const EntryPlan plan( acl, rule, checkers, portKey( input_.platform, share, acl.kind ) );
+  const EntryPlan plan( acl, rule, checkers, portKeyOf( acl ) );
   use.name = rule.name;
   use.entries = plan.size();
   use.expansion = plan.reason( rule );

@@ -41,9 +41,14 @@ struct AclReport {
   U64 installed = 0;  // `entries` or 0
   Forwarding defaultAction = Forwarding::none;
   DefaultOrigin defaultOrigin = DefaultOrigin::unstated;
-  std::optional< AclShortage > shortage;  // empty: it fits
+  U64 defaultEntries = 0;
+  std::vector< FieldRange< U32 > > ports;  // that it is bound to; empty: all
+  std::optional< AclShortage > shortage;   // empty: it fits
   std::vector< RuleUse > rules;
 };
+
+// "2,5-6"; "all" for an empty list.
+std::string portsText( const AclReport & acl );
 
 struct GroupUse {
   U32 group = 0;

@@ -48,15 +48,12 @@ Json ruleJson( const RuleUse & use ) {
 }
 
 Json aclJson( const AclReport & acl ) {
-  Json json = { { "name", acl.name },
-                { "file", acl.file },
-                { "rules", acl.rules.size() },
-                { "entries", acl.entries },
-                { "installed", acl.installed },
-                { "fits", !acl.shortage.has_value() },
-                { "binding", nullptr },
-                { "firstRuleThatDoesNotFit", nullptr },
-                { "default", forwardingName( acl.defaultAction ) } };
+  Json json = {
+      { "name", acl.name },           { "file", acl.file },
+      { "rules", acl.rules.size() },  { "entries", acl.entries },
+      { "installed", acl.installed }, { "fits", !acl.shortage.has_value() },
+      { "binding", nullptr },         { "firstRuleThatDoesNotFit", nullptr },
+      { "ports", portsText( acl ) },  { "default", forwardingName( acl.defaultAction ) } };
   if ( acl.shortage ) {
     const U32 rule = acl.shortage->rule;
     json[ "binding" ] = resourceName( acl.shortage->resource );

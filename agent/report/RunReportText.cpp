@@ -34,6 +34,18 @@ std::string fitText( const AclReport & acl ) {
   return "no: " + shortageText( acl );
 }
 
+std::string aclLines( const AclReport & acl ) {
+  std::string text;
+  if ( !acl.ports.empty() )
+    text += fmt::format( "  {}: on ports {}\n", acl.name, portsText( acl ) );
+  if ( acl.defaultAction != Forwarding::none )
+    text += fmt::format( "  {}: default {}, by {}: {} entr{}\n", acl.name,
+                         forwardingName( acl.defaultAction ),
+                         acl.defaultOrigin == DefaultOrigin::option ? "--default" : "its format",
+                         countText( acl.defaultEntries ), acl.defaultEntries == 1 ? "y" : "ies" );
+  return text;
+}
+
 std::string aclText( const RunReport & report ) {
   TextTable table( { "ACL", ">rules", ">entries", ">installed", "fits", "file" } );
   for ( const AclReport & acl : report.acls )
@@ -41,10 +53,7 @@ std::string aclText( const RunReport & report ) {
                  countText( acl.installed ), fitText( acl ), acl.file } );
   std::string text = "Access lists\n" + table.text();
   for ( const AclReport & acl : report.acls )
-    if ( acl.defaultAction != Forwarding::none )
-      text += fmt::format(
-          "  {}: default {}, by {}: 1 entry\n", acl.name, forwardingName( acl.defaultAction ),
-          acl.defaultOrigin == DefaultOrigin::option ? "--default" : "its format" );
+    text += aclLines( acl );
   if ( report.defaultShortage )
     text += fmt::format( "  default {}: not programmed, {} ran out\n",
                          forwardingName( report.defaultAction ),
@@ -257,6 +266,16 @@ std::string verificationText( const RunReport & report ) {
 }
 
 }  // namespace
+
+std::string portsText( const AclReport & acl ) {
+  std::string text;
+  for ( const auto & range : acl.ports ) {
+    text += fmt::format( "{}{}", text.empty() ? "" : ",", range.low );
+    if ( range.high != range.low )
+      text += fmt::format( "-{}", range.high );
+  }
+  return text.empty() ? "all" : text;
+}
 
 std::string textReport( const RunReport & report, bool detail ) {
   std::string text = partialText( report.remarks );

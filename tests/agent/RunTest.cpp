@@ -60,7 +60,8 @@ TEST( RunTest, ReportsListsPacketsAndUsage ) {
   object.erase( "groups" );
   EXPECT_EQ( object, json::parse( R"({ "platform": "test", "unit": 0, "acls": [
       { "name": "web", "file": "web.acl", "rules": 3, "entries": 8, "installed": 8, "fits": true,
-        "binding": null, "firstRuleThatDoesNotFit": null, "default": "none", "ruleUse": [
+        "binding": null, "firstRuleThatDoesNotFit": null, "ports": "all",
+        "default": "none", "ruleUse": [
           { "rule": 0, "line": 1, "entries": 1, "expansion": null, "sourcePorts": null, "destinationPorts": null,
             "packets": 2, "bytes": 120 },
           { "rule": 1, "line": 2, "entries": 6,
@@ -70,7 +71,7 @@ TEST( RunTest, ReportsListsPacketsAndUsage ) {
             "packets": 0, "bytes": 0 } ] },
       { "name": "big", "file": "big.acl", "rules": 2, "entries": 901, "installed": 0, "fits": false,
         "binding": "slices", "firstRuleThatDoesNotFit": { "line": 3, "rule": 1 },
-        "default": "none", "ruleUse": [
+        "ports": "all", "default": "none", "ruleUse": [
           { "rule": 0, "line": 2, "entries": 1, "expansion": null, "sourcePorts": null, "destinationPorts": null,
             "packets": 0, "bytes": 0 },
           { "rule": 1, "line": 3, "entries": 900, "expansion":
