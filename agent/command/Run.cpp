@@ -214,7 +214,7 @@ RuleUse RunJob::reportRule( const RuleIndex & index ) {
 
 void RunJob::classify() {
   Replay replay( session_, ruleOf() );
-  for ( const Packet & packet : input_.packets ) {
+  for ( const Packet & packet : input_.packets.packets ) {
     const PacketFate fate = replay.send( packet, input_.ingressPort );
     ++report_.total;
     ++( fate.rules.empty() ? report_.byDefault : report_.matched );
@@ -258,7 +258,7 @@ void RunJob::verify() {
   feature_.refillPolicers();
   Replay replay( session_, ruleOf() );
   RateModel rates;
-  for ( const Packet & packet : input_.packets )
+  for ( const Packet & packet : input_.packets.packets )
     if ( !verifyPacket( replay, rates, packet ) )
       ++report_.mismatches;
   audit( "" );

@@ -47,7 +47,7 @@ struct RunInput {
   std::vector< Acl > acls;  // in order of precedence
   ReaderRemarks remarks;
   PortMethod ports = PortMethod::automatic;
-  std::vector< Packet > packets;
+  PacketFile packets;
   U32 ingressPort = 0;
   Forwarding defaultAction = Forwarding::none;  // of lists that do not state one
   bool verify = false;

@@ -52,7 +52,7 @@ void addRuleOptions( CLI::App & app, RunOptions & run ) {
 
 void addPacketOptions( CLI::App & app, RunOptions & run ) {
   app.add_option( "--packets", run.packets,
-                  "Ethernet capture (pcap, pcapng), with its time stamps, or trace: `sip dip "
+                  "Capture (pcap, pcapng), with its time stamps, or trace: `sip dip "
                   "sport dport proto ...` in decimal, one packet per line" )
       ->type_name( "FILE" );
   app.add_option( "--random", run.random, "Random packets generated from the rules" )

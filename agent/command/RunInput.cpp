@@ -92,19 +92,18 @@ U32 firstBoundPort( const std::vector< Acl > & acls ) {
 }
 
 // Packets of the file, then random ones; the built-in example's by default.
-std::vector< Packet > readAllPackets( const RunOptions & options,
-                                      const std::vector< Acl > & acls ) {
+PacketFile readAllPackets( const RunOptions & options, const std::vector< Acl > & acls ) {
   const U64 interval = nanosecondsPerSecond / options.packetsPerSecond;
-  std::vector< Packet > packets;
+  PacketFile result;
   U32 random = options.random;
   if ( !options.packets.empty() ) {
-    packets = readPackets( options.packets, interval );
+    result = readPackets( options.packets, interval );
   } else if ( options.acls.empty() && random == 0 ) {
-    appendFrames( packets, exampleFrames(), interval );
+    appendFrames( result.packets, exampleFrames(), interval );
     random = examplePackets;
   }
-  appendFrames( packets, randomFrames( acls, options.seed, random ), interval );
-  return packets;
+  appendFrames( result.packets, randomFrames( acls, options.seed, random ), interval );
+  return result;
 }
 
 }  // namespace

@@ -5,24 +5,35 @@
 #include <algorithm>
 #include <cstring>
 
+#include "agent/packets/PacketMaker.h"
 #include "platform/InputError.h"
 
 #ifdef MORVANE_PCAP
 #include <pcap/pcap.h>
 
 #include <memory>
+#include <span>
 #endif
 
 namespace Agent {
 
 bool isCapture( std::string_view bytes ) {
-  // pcap with microseconds and nanoseconds, in both byte orders; pcapng.
-  constexpr U32 magics[] = { 0xA1B2C3D4, 0xD4C3B2A1, 0xA1B23C4D, 0x4D3CB2A1, 0x0A0D0D0A };
-  U32 magic = 0;
-  if ( bytes.size() < sizeof magic )
-    return false;
-  std::memcpy( &magic, bytes.data(), sizeof magic );
-  return std::find( std::begin( magics ), std::end( magics ), magic ) != std::end( magics );
+  constexpr std::string_view magics[] = {
+      // pcap with microseconds, with nanoseconds and of patched libpcaps, in both byte orders.
+      "\xA1\xB2\xC3\xD4",
+      "\xD4\xC3\xB2\xA1",
+      "\xA1\xB2\x3C\x4D",
+      "\x4D\x3C\xB2\xA1",
+      "\xA1\xB2\xCD\x34",
+      "\x34\xCD\xB2\xA1",
+      "\x0A\x0D\x0D\x0A",  // pcapng
+      "\x1F\x8B",          // gzip
+      "\x28\xB5\x2F\xFD",  // zstd
+      "snoop",
+      "GMBU",  // Network Monitor
+  };
+  return std::any_of( std::begin( magics ), std::end( magics ),
+                      [ & ]( std::string_view magic ) { return bytes.starts_with( magic ); } );
 }
 
 #ifdef MORVANE_PCAP
@@ -31,7 +42,115 @@ namespace {
 
 constexpr U64 nanosecondsPerSecond = 1'000'000'000;
 
+// --- Link types ------------------------------------------------------------------------------
+
+constexpr size_t ethernetSize = 14;
+constexpr size_t lengthMax = 1500;  // of IEEE 802.3; larger values are EtherTypes
+constexpr U16 typeIp4 = 0x0800;
+constexpr U16 typeIp6 = 0x86DD;
+constexpr U16 typeMin = 0x0600;
+
+using Bytes = std::span< const U8 >;
+
+// A link type without Ethernet headers.
+struct LinkType {
+  int type;
+  size_t headerSize;
+  // EtherType of a packet with at least its header; values below `typeMin` mean that it has none.
+  U16 ( *etherType )( Bytes packet );
+};
+
+U16 word( Bytes bytes, size_t at ) {
+  return static_cast< U16 >( bytes[ at ] << 8 | bytes[ at + 1 ] );
+}
+
+U16 typeOfVersion( Bytes packet ) {
+  const int version = packet.empty() ? 0 : packet[ 0 ] / 16;
+  return version == 4 ? typeIp4 : version == 6 ? typeIp6 : 0;
+}
+
+// The four bytes are the address family, in the byte order of the machine that captured. Its value
+// for IPv6 depends on the system.
+U16 typeOfFamily( Bytes packet ) {
+  const U32 family = U32{ word( packet, 0 ) } << 16 | word( packet, 2 );
+  switch ( std::min( family, __builtin_bswap32( family ) ) ) {
+    case 2:
+      return typeIp4;
+    case 10:  // Linux
+    case 23:  // Windows
+    case 24:  // NetBSD, OpenBSD
+    case 28:  // FreeBSD
+    case 30:  // macOS
+      return typeIp6;
+    default:
+      return 0;
+  }
+}
+
+constexpr LinkType linkTypes[] = {
+    { DLT_RAW, 0, typeOfVersion },
+    { 14, 0, typeOfVersion },  // DLT_RAW of OpenBSD
+    { DLT_IPV4, 0, []( Bytes ) { return typeIp4; } },
+    { DLT_IPV6, 0, []( Bytes ) { return typeIp6; } },
+    { DLT_LINUX_SLL, 16, []( Bytes packet ) { return word( packet, 14 ); } },
+    { DLT_LINUX_SLL2, 20, []( Bytes packet ) { return word( packet, 0 ); } },
+    { DLT_NULL, 4, typeOfFamily },
+    { DLT_LOOP, 4, typeOfFamily },
+};
+
+// `size` is that of the packet on the wire; damaged files may give less than was captured. A packet
+// that was truncated inside its header becomes an empty frame with a length of 0.
+Frame ethernetFrame( const LinkType & link, Bytes packet, size_t size ) {
+  PacketFields fields;
+  fields.l3 = L3Kind::other;
+  fields.etherType = 0;
+  const bool whole = packet.size() >= link.headerSize;
+  const Bytes data = whole ? packet.subspan( link.headerSize ) : Bytes();
+  if ( whole ) {
+    fields.etherType = link.etherType( packet );
+    if ( fields.etherType < typeMin )
+      fields.etherType = static_cast< U16 >(
+          std::min( std::max( size, packet.size() ) - link.headerSize, lengthMax ) );
+  }
+  Frame frame = makeFrame( fields );
+  frame.resize( ethernetSize );
+  frame.insert( frame.end(), data.begin(), data.end() );
+  return frame;
+}
+
+std::string linkTypeName( int type ) {
+  const char * name = pcap_datalink_val_to_name( type );
+  return name == nullptr ? std::to_string( type ) : name;
+}
+
+// Empty: Ethernet.
+const LinkType * linkType( const std::string & file, pcap_t * capture ) {
+  const int type = pcap_datalink( capture );
+  if ( type == DLT_EN10MB )
+    return nullptr;
+  const auto link = std::find_if( std::begin( linkTypes ), std::end( linkTypes ),
+                                  [ type ]( const LinkType & l ) { return l.type == type; } );
+  if ( link == std::end( linkTypes ) )
+    throw Platform::InputError(
+        file, 0,
+        fmt::format( "the capture's link type is {}; only Ethernet, raw IP, Linux cooked and BSD "
+                     "loopback captures are read",
+                     linkTypeName( type ) ) );
+  return link;
+}
+
+// --- Reading ---------------------------------------------------------------------------------
+
 using Capture = std::unique_ptr< pcap_t, void ( * )( pcap_t * ) >;
+
+// What to do with a file that libpcap refuses. editcap writes what it can read before any damage,
+// but no file of one link type from a file of several, unless told which. Messages are short: the
+// commands are in docs/captures.md.
+const char * wayOut( const std::string & error ) {
+  return error.find( "different from the type of the first interface" ) == std::string::npos
+             ? "to convert it: editcap -F nsecpcap FILE NEW.pcap"
+             : "extract one: tshark -Y frame.interface_id==0, then editcap -T ether -F nsecpcap";
+}
 
 // Takes ownership of the stream on success.
 Capture openCapture( const std::string & file, std::FILE * stream ) {
@@ -41,13 +160,8 @@ Capture openCapture( const std::string & file, std::FILE * stream ) {
       pcap_close );
   if ( !capture ) {
     std::fclose( stream );
-    throw Platform::InputError( file, 0, fmt::format( "not a readable capture: {}", error ) );
-  }
-  if ( const int type = pcap_datalink( capture.get() ); type != DLT_EN10MB ) {
-    const char * name = pcap_datalink_val_to_name( type );
-    throw Platform::InputError( file, 0,
-                                fmt::format( "the capture's link type is {}, not Ethernet",
-                                             name == nullptr ? std::to_string( type ) : name ) );
+    throw Platform::InputError(
+        file, 0, fmt::format( "not a readable capture: {}; {}", error, wayOut( error ) ) );
   }
   return capture;
 }
@@ -60,13 +174,15 @@ U64 nanoseconds( const timeval & stamp ) {
 
 }  // namespace
 
-std::vector< Packet > parseCapture( const std::string & file, const std::string & bytes ) {
+PacketFile parseCapture( const std::string & file, const std::string & bytes ) {
   // The cast is safe: libpcap only reads.
   std::FILE * stream = fmemopen( const_cast< char * >( bytes.data() ), bytes.size(), "rb" );
   if ( stream == nullptr )
     throw Platform::InputError( file, 0, std::strerror( errno ) );
   const Capture capture = openCapture( file, stream );
-  std::vector< Packet > packets;
+  const LinkType * const link = linkType( file, capture.get() );
+  PacketFile result;
+  std::vector< Packet > & packets = result.packets;
   U64 first = 0;
   pcap_pkthdr * header = nullptr;
   const u_char * data = nullptr;
@@ -76,19 +192,24 @@ std::vector< Packet > parseCapture( const std::string & file, const std::string 
     if ( packets.empty() )
       first = stamp;
     const U64 latest = packets.empty() ? 0 : packets.back().time;
-    packets.push_back( { Frame( data, data + header->caplen ),
+    const Bytes packet( data, header->caplen );
+    packets.push_back( { link == nullptr ? Frame( packet.begin(), packet.end() )
+                                         : ethernetFrame( *link, packet, header->len ),
                          std::max( latest, stamp - std::min( stamp, first ) ) } );
   }
-  if ( status != PCAP_ERROR_BREAK )
+  if ( status != PCAP_ERROR_BREAK ) {
+    const std::string error = pcap_geterr( capture.get() );
     throw Platform::InputError(
-        file, 0,
-        fmt::format( "after packet {}: {}", packets.size(), pcap_geterr( capture.get() ) ) );
-  return packets;
+        file, 0, fmt::format( "after packet {}: {}; {}", packets.size(), error, wayOut( error ) ) );
+  }
+  if ( link != nullptr && !packets.empty() )
+    result.madeUp = { file, linkTypeName( link->type ), packets.size() };
+  return result;
 }
 
 #else
 
-std::vector< Packet > parseCapture( const std::string & file, const std::string & ) {
+PacketFile parseCapture( const std::string & file, const std::string & ) {
   throw Platform::InputError( file, 0, "captures are not supported: built without libpcap" );
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "agent/acl/AclRule.h"
@@ -42,6 +43,19 @@ using Frame = std::vector< U8 >;  // Ethernet, without the frame check sequence
 struct Packet {
   Frame frame;
   U64 time = 0;  // ns of the chip's virtual clock; never decreases
+};
+
+// Packets of a capture without Ethernet headers. They got headers with the addresses of a default
+// PacketFields.
+struct MadeUpHeaders {
+  std::string file;
+  std::string linkType;  // libpcap's name
+  U64 packets = 0;
+};
+
+struct PacketFile {
+  std::vector< Packet > packets;
+  std::optional< MadeUpHeaders > madeUp;  // empty: the capture has Ethernet headers, or is a trace
 };
 
 }  // namespace Agent

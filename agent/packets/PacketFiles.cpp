@@ -9,16 +9,16 @@
 
 namespace Agent {
 
-std::vector< Packet > readPackets( const std::string & file, U64 interval ) {
+PacketFile readPackets( const std::string & file, U64 interval ) {
   const std::string bytes = Platform::readFile( file );
   if ( isCapture( bytes ) )
     return parseCapture( file, bytes );
   std::vector< Frame > frames;
   for ( const PacketFields & packet : parseTrace( file, bytes ) )
     frames.push_back( makeFrame( packet ) );
-  std::vector< Packet > packets;
-  appendFrames( packets, std::move( frames ), interval );
-  return packets;
+  PacketFile trace;
+  appendFrames( trace.packets, std::move( frames ), interval );
+  return trace;
 }
 
 void appendFrames( std::vector< Packet > & packets, std::vector< Frame > frames, U64 interval ) {

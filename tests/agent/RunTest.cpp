@@ -32,7 +32,7 @@ RunInput input() {
                                   "@3.0.0.0/8 0.0.0.0/0 1 : 65534 1 : 65534 0x06/0xFF\n" ) };
   input.ports = PortMethod::expand;
   const Frame web = makeFrame( webPacket );
-  appendFrames( input.packets,
+  appendFrames( input.packets.packets,
                 { web, web, makeFrame( { 0x01000001, 5, protocolTcp, 1000, 8080, 0, 0 } ),
                   makeFrame( { 0x03000001, 5, protocolTcp, 1000, 5, 0, 0 } ) },
                 1000 );
@@ -123,7 +123,7 @@ TEST( RunTest, VerifiesPolicersCheckersAndMirrors ) {
   in.ports = PortMethod::automatic;
   in.acls.pop_back();
   applyPolice( { "web/0:1M:125" }, in.acls );  // two frames of 60 bytes
-  appendFrames( in.packets, { makeFrame( webPacket ) }, 1000 );
+  appendFrames( in.packets.packets, { makeFrame( webPacket ) }, 1000 );
   Acl mirror;
   mirror.name = "taps";
   mirror.use = AclUse::mirror;
