@@ -77,6 +77,7 @@ RunReport RunJob::run() {
   report_.ingressPort = input_.ingressPort;
   report_.defaultAction = input_.defaultAction;
   report_.remarks = input_.remarks;
+  report_.madeUp = input_.packets.madeUp;
   report_.verified = input_.verify;
   program();
   requireEntries();

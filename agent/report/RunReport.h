@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "agent/feature/AclFeature.h"
+#include "agent/packets/Packet.h"
 #include "agent/report/CapacityReport.h"
 
 namespace Agent {
@@ -86,6 +87,7 @@ struct RunReport {
   U64 copiedToCpu = 0;
   U64 mirrored = 0;
   U64 mismatches = 0;  // of `total`: unexpected result on some port; 0 without verification
+  std::optional< MadeUpHeaders > madeUp;  // of `total`: no Ethernet header in the capture
 
   std::vector< GroupUse > groups;  // on the chip
   U32 rangeCheckers = 0;           // in use

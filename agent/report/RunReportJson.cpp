@@ -121,6 +121,10 @@ std::string jsonReport( const RunReport & report ) {
                         { "copiedToCpu", report.copiedToCpu },
                         { "mirrored", report.mirrored },
                         { "mismatches", report.mismatches } };
+  if ( report.madeUp )
+    json[ "packets" ][ "madeUpEthernetHeaders" ] = { { "packets", report.madeUp->packets },
+                                                     { "file", report.madeUp->file },
+                                                     { "linkType", report.madeUp->linkType } };
   Json & groups = json[ "groups" ] = Json::array();
   for ( const GroupUse & use : report.groups )
     groups.push_back( { { "group", use.group },

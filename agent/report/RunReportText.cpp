@@ -245,6 +245,10 @@ std::string packetText( const RunReport & report ) {
   for ( const auto & [ fate, count ] : fates )
     if ( count != 0 )
       text += fmt::format( "  {}: {}\n", fate, countText( count ) );
+  if ( report.madeUp )
+    text += fmt::format( "  with a made-up Ethernet header: {} of {} (link type {})\n",
+                         countText( report.madeUp->packets ), report.madeUp->file,
+                         report.madeUp->linkType );
   return text;
 }
 

@@ -36,6 +36,7 @@ RunInput input() {
                 { web, web, makeFrame( { 0x01000001, 5, protocolTcp, 1000, 8080, 0, 0 } ),
                   makeFrame( { 0x03000001, 5, protocolTcp, 1000, 5, 0, 0 } ) },
                 1000 );
+  input.packets.madeUp = { "raw.pcap", "RAW", 4 };
   input.ingressPort = 13;  // pipe 1, copy 1
   input.defaultAction = Forwarding::drop;
   input.verify = true;
@@ -79,7 +80,8 @@ TEST( RunTest, ReportsListsPacketsAndUsage ) {
             "destinationPorts": "prefixes", "packets": 0, "bytes": 0 } ] } ],
       "default": { "action": "drop", "entries": 1 },
       "packets": { "total": 4, "matched": 3, "default": 1, "dropped": 1,
-        "copiedToCpu": 0, "mirrored": 0, "mismatches": 0 },
+        "copiedToCpu": 0, "mirrored": 0, "mismatches": 0,
+        "madeUpEthernetHeaders": { "packets": 4, "file": "raw.pcap", "linkType": "RAW" } },
       "rangeCheckers": 0 })" ) );
   ASSERT_EQ( groups.size(), 8U );
   // Nine entries including the implicit deny in one slice of 32; the other group has another slice.
@@ -89,6 +91,7 @@ TEST( RunTest, ReportsListsPacketsAndUsage ) {
   EXPECT_THAT( text, HasSubstr( "no: slices ran out at rule 1 (line 3); rolled back" ) );
   EXPECT_THAT( text, HasSubstr( "default drop: 1 entry" ) );
   EXPECT_THAT( text, HasSubstr( "Packets at port 13: 4, of which 3 matched a rule and 1 met" ) );
+  EXPECT_THAT( text, HasSubstr( "Ethernet header: 4 of raw.pcap (link type RAW)\n" ) );
   EXPECT_THAT( text, HasSubstr( "web: 1 of 3 by prefixes\n    1\n" ) );
   EXPECT_THAT( text, HasSubstr( "records and chip agree" ) );
   // Busiest first; rules without packets only with `detail`.
