@@ -44,7 +44,7 @@ constexpr U64 nanosecondsPerSecond = 1'000'000'000;
 
 // --- Link types ------------------------------------------------------------------------------
 
-constexpr size_t ethernetSize = 14;
+constexpr size_t madeUpSize = 14;
 constexpr size_t lengthMax = 1500;  // of IEEE 802.3; larger values are EtherTypes
 constexpr U16 typeIp4 = 0x0800;
 constexpr U16 typeIp6 = 0x86DD;
@@ -60,7 +60,7 @@ struct LinkType {
   U16 ( *etherType )( Bytes packet );
 };
 
-U16 word( Bytes bytes, size_t at ) {
+U16 wordAt( Bytes bytes, size_t at ) {
   return static_cast< U16 >( bytes[ at ] << 8 | bytes[ at + 1 ] );
 }
 
@@ -72,7 +72,7 @@ U16 typeOfVersion( Bytes packet ) {
 // The four bytes are the address family, in the byte order of the machine that captured. Its value
 // for IPv6 depends on the system.
 U16 typeOfFamily( Bytes packet ) {
-  const U32 family = U32{ word( packet, 0 ) } << 16 | word( packet, 2 );
+  const U32 family = U32{ wordAt( packet, 0 ) } << 16 | wordAt( packet, 2 );
   switch ( std::min( family, __builtin_bswap32( family ) ) ) {
     case 2:
       return typeIp4;
@@ -92,8 +92,8 @@ constexpr LinkType linkTypes[] = {
     { 14, 0, typeOfVersion },  // DLT_RAW of OpenBSD
     { DLT_IPV4, 0, []( Bytes ) { return typeIp4; } },
     { DLT_IPV6, 0, []( Bytes ) { return typeIp6; } },
-    { DLT_LINUX_SLL, 16, []( Bytes packet ) { return word( packet, 14 ); } },
-    { DLT_LINUX_SLL2, 20, []( Bytes packet ) { return word( packet, 0 ); } },
+    { DLT_LINUX_SLL, 16, []( Bytes packet ) { return wordAt( packet, 14 ); } },
+    { DLT_LINUX_SLL2, 20, []( Bytes packet ) { return wordAt( packet, 0 ); } },
     { DLT_NULL, 4, typeOfFamily },
     { DLT_LOOP, 4, typeOfFamily },
 };
@@ -113,7 +113,7 @@ Frame ethernetFrame( const LinkType & link, Bytes packet, size_t size ) {
           std::min( std::max( size, packet.size() ) - link.headerSize, lengthMax ) );
   }
   Frame frame = makeFrame( fields );
-  frame.resize( ethernetSize );
+  frame.resize( madeUpSize );
   frame.insert( frame.end(), data.begin(), data.end() );
   return frame;
 }
