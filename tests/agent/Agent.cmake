@@ -1,6 +1,7 @@
 # Additional agent tests: the command, and runs on real rule sets.
 target_compile_definitions(agent_test PRIVATE
-  MORVANE_TCAM="$<TARGET_FILE:morvane-tcam>" MORVANE_TEST_DATA="${MORVANE_TEST_DATA}")
+  MORVANE_TCAM="$<TARGET_FILE:morvane-tcam>" MORVANE_TEST_DATA="${MORVANE_TEST_DATA}"
+  MORVANE_EXAMPLES="${PROJECT_SOURCE_DIR}/examples")
 add_dependencies(agent_test morvane-tcam)
 
 # morvane_real_set( platform set ports entries )
@@ -28,10 +29,12 @@ morvane_real_set(large acl4_10k expand 15689)
 if(NOT MORVANE_M32)
   set(overlay --packets ${PROJECT_SOURCE_DIR}/examples/overlay.pcap)
 endif()
+file(GLOB formats CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}/examples
+  ${PROJECT_SOURCE_DIR}/examples/formats/*)
 foreach(platform small shared large)
-  foreach(example mirror-inner vxlan-flows)
+  foreach(example mirror-inner.json vxlan-flows.json ${formats})
     add_test(NAME agent/example/${example}-${platform} COMMAND morvane-tcam run
-      --platform ${platform} --acl ${PROJECT_SOURCE_DIR}/examples/${example}.json
+      --platform ${platform} --acl ${PROJECT_SOURCE_DIR}/examples/${example}
       ${overlay} --random 1000 --verify)
   endforeach()
 endforeach()
