@@ -80,6 +80,18 @@ struct TernaryBits {
   friend bool operator==( const TernaryBits &, const TernaryBits & ) = default;
 };
 
+inline FieldBits operator&( const FieldBits & a, const FieldBits & b ) {
+  return { a.high & b.high, a.low & b.low };
+}
+inline FieldBits operator|( const FieldBits & a, const FieldBits & b ) {
+  return { a.high | b.high, a.low | b.low };
+}
+// Bit 0 is the lowest.
+inline FieldBits bitAt( U32 index ) {
+  return index < 64 ? FieldBits{ 0, U64{ 1 } << index }
+                    : FieldBits{ U64{ 1 } << ( index - 64 ), 0 };
+}
+
 FieldBits fieldBits( const Ip6Address & address );
 Ip6Address addressOf( const FieldBits & bits );
 

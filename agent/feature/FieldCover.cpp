@@ -10,21 +10,8 @@ namespace Agent {
 
 namespace {
 
-FieldBits operator&( const FieldBits & a, const FieldBits & b ) {
-  return { a.high & b.high, a.low & b.low };
-}
-
-FieldBits operator|( const FieldBits & a, const FieldBits & b ) {
-  return { a.high | b.high, a.low | b.low };
-}
-
 FieldBits without( const FieldBits & bits, const FieldBits & removed ) {
   return { bits.high & ~removed.high, bits.low & ~removed.low };
-}
-
-FieldBits bitAt( U32 index ) {
-  return index < 64 ? FieldBits{ 0, U64{ 1 } << index }
-                    : FieldBits{ U64{ 1 } << ( index - 64 ), 0 };
 }
 
 constexpr FieldBits zero;

@@ -7,21 +7,8 @@ namespace Agent {
 
 namespace {
 
-FieldBits operator&( const FieldBits & a, const FieldBits & b ) {
-  return { a.high & b.high, a.low & b.low };
-}
-
-FieldBits operator|( const FieldBits & a, const FieldBits & b ) {
-  return { a.high | b.high, a.low | b.low };
-}
-
 FieldBits operator^( const FieldBits & a, const FieldBits & b ) {
   return { a.high ^ b.high, a.low ^ b.low };
-}
-
-FieldBits bitAt( U32 index ) {
-  return index < 64 ? FieldBits{ 0, U64{ 1 } << index }
-                    : FieldBits{ U64{ 1 } << ( index - 64 ), 0 };
 }
 
 // Walks the prefixes of a field from the shortest one on.
