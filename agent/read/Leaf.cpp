@@ -204,4 +204,17 @@ std::vector< Leaf > Leaf::elements() const {
   return leaves;
 }
 
+void finishRefusing( const Platform::JsonFields & fields,
+                     std::span< const std::string_view > unmatched ) {
+  const Platform::JsonMember * member = fields.unread();
+  if ( member == nullptr )
+    return;
+  const std::string_view name =
+      std::string_view( member->name ).substr( member->name.find( ':' ) + 1 );
+  if ( std::find( unmatched.begin(), unmatched.end(), name ) != unmatched.end() )
+    Leaf( fields.file(), member->name, member->value )
+        .refuse( "cannot be matched by a TCAM entry" );
+  fields.finish();
+}
+
 }  // namespace Agent

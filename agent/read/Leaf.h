@@ -5,6 +5,7 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -64,6 +65,11 @@ class Leaf {
 
 std::optional< Leaf > findLeaf( Platform::JsonFields & fields, const char * key );
 Leaf needLeaf( Platform::JsonFields & fields, const char * key );
+
+// As JsonFields::finish, but says of a key in `unmatched`, its module left out, that no TCAM entry
+// can match it.
+void finishRefusing( const Platform::JsonFields & fields,
+                     std::span< const std::string_view > unmatched );
 
 // Reads the unsigned number that a text consists of; empty if it is none, or above 32 bits.
 std::optional< U32 > numberOf( std::string_view text );

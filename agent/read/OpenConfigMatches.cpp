@@ -23,15 +23,7 @@ constexpr std::string_view unmatched[] = { "length", "fragment-offsets", "source
                                            "destination-flow-label", "mpls" };
 
 void refuseUnread( const JsonFields & fields ) {
-  const Platform::JsonMember * member = fields.unread();
-  if ( member == nullptr )
-    return;
-  const std::string_view name =
-      std::string_view( member->name ).substr( member->name.find( ':' ) + 1 );
-  if ( std::find( std::begin( unmatched ), std::end( unmatched ), name ) != std::end( unmatched ) )
-    Leaf( fields.file(), member->name, member->value )
-        .refuse( "cannot be matched by a TCAM entry" );
-  fields.finish();
+  finishRefusing( fields, unmatched );
 }
 
 // Calls `read` with the "config" of a container, if the parent has it.

@@ -45,6 +45,15 @@ class Reader {
     DraftRule draft;
   };
 
+  // Empty where the parent has none; its description is read.
+  std::optional< JsonFields > configOf( JsonFields & parent ) const {
+    const JsonNode * node = parent.find( "config" );
+    if ( node == nullptr )
+      return std::nullopt;
+    JsonFields config = fieldsOf( *node, "\"config\"" );
+    config.text( "description", "" );
+    return config;
+  }
   JsonFields fieldsOf( const JsonNode & node, const std::string & what ) const {
     return openConfigFields( file_, node, what );
   }
@@ -105,11 +114,7 @@ Reader::NumberedRule Reader::readEntry( const JsonNode & node, const std::string
   DraftRule draft( file_, name, node.place() );
   JsonFields entry = fieldsOf( node, "an entry" );
   entry.find( "state" );
-  std::optional< JsonFields > config;
-  if ( const JsonNode * inner = entry.find( "config" ) ) {
-    config.emplace( fieldsOf( *inner, "\"config\"" ) );
-    config->text( "description", "" );
-  }
+  std::optional< JsonFields > config = configOf( entry );
   const auto sequence = keyLeaf( entry, config ? &*config : nullptr, "sequence-id" );
   if ( !sequence )
     entry.fail( entry.place(), "an entry has no \"sequence-id\"" );
@@ -191,11 +196,7 @@ void Reader::readSet( const JsonNode & node ) {
       [ & ] {
         JsonFields set = fieldsOf( node, "an acl-set" );
         set.find( "state" );
-        std::optional< JsonFields > config;
-        if ( const JsonNode * inner = set.find( "config" ) ) {
-          config.emplace( fieldsOf( *inner, "\"config\"" ) );
-          config->text( "description", "" );
-        }
+        std::optional< JsonFields > config = configOf( set );
         JsonFields * inner = config ? &*config : nullptr;
         const auto name = keyLeaf( set, inner, "name" );
         const auto type = keyLeaf( set, inner, "type" );

@@ -165,15 +165,7 @@ constexpr std::string_view unmatched[] = { "length",
                                            "mud" };
 
 void refuseUnread( const JsonFields & fields ) {
-  const Platform::JsonMember * member = fields.unread();
-  if ( member == nullptr )
-    return;
-  const std::string_view name =
-      std::string_view( member->name ).substr( member->name.find( ':' ) + 1 );
-  if ( std::find( std::begin( unmatched ), std::end( unmatched ), name ) != std::end( unmatched ) )
-    Leaf( fields.file(), member->name, member->value )
-        .refuse( "cannot be matched by a TCAM entry" );
-  fields.finish();
+  finishRefusing( fields, unmatched );
 }
 
 using ReadContainer = void ( * )( JsonFields & fields, const Leaf & container, DraftRule & draft );
