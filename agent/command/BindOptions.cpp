@@ -7,6 +7,7 @@
 #include "agent/acl/PoliceRate.h"
 #include "agent/command/Run.h"
 #include "agent/command/UsageError.h"
+#include "agent/read/MatchSets.h"
 #include "platform/InputError.h"
 
 namespace Agent {
@@ -95,29 +96,17 @@ Ports boundPorts( const Acl & acl, const Platform::PlatformData & platform ) {
   return all ? Ports() : bound;
 }
 
-// What both allow.
-Ports common( const Ports & one, const Ports & other ) {
-  Ports both;
-  for ( const AnyRange & a : one )
-    for ( const AnyRange & b : other )
-      if ( a.low <= b.high && b.low <= a.high )
-        both.push_back( { std::max( a.low, b.low ), std::min( a.high, b.high ) } );
-  return both;
-}
-
 void bind( Acl & acl, const Ports & ports ) {
-  const MatchField & field = matchField( FieldId::inPorts );
-  for ( AclRule & rule : acl.rules ) {
-    const Ports both = restricts( field, rule ) ? common( rangesIn( field, rule ), ports ) : ports;
-    if ( both.empty() )
+  AclRule entering;
+  setRanges( entering, FieldId::inPorts, ports );
+  for ( AclRule & rule : acl.rules )
+    if ( restrictTo( rule, entering ) != Meet::some )
       throw Platform::InputError(
           acl.file, { rule.line, rule.column },
           fmt::format( "{}, {}: the list is not bound to the rule's ports", acl.name, rule.name ) );
-    setRanges( rule, field.id, both );
-  }
   if ( acl.defaultAction != Forwarding::none ) {
     AclRule rest = acl.rule( static_cast< U32 >( acl.rules.size() ) );
-    setRanges( rest, field.id, ports );
+    setRanges( rest, FieldId::inPorts, ports );
     acl.boundDefault = std::move( rest );
   }
   acl.boundPorts = ports;

@@ -212,6 +212,7 @@ Decision firstMatch( const PolicyTable & table, const FrameFields & packet ) {
   if ( !ofKind( table.kind, packet ) )
     return {};
   for ( const PolicyTable::List & list : table.lists ) {
+    // Beside the ports of its rules, so that a rule whose ports are wrong is found.
     if ( packet.inPort && !list.acl->isBoundTo( *packet.inPort ) )
       continue;
     const std::vector< AclRule > & rules = list.acl->rules;

@@ -67,6 +67,11 @@ TEST_F( CommandTest, ListsAreBoundToPorts ) {
   EXPECT_EQ( report[ "packets" ][ "mismatches" ], 0 ) << bound.out;
   EXPECT_EQ( report[ "acls" ][ 0 ][ "ports" ], "2,5-6" );
   EXPECT_EQ( run( lists + " --bind web=all --random 500 --verify" ).status, 0 );
+  const Outcome apart =
+      run( "run --acl " + write( "seven.json", R"({ "rules": [ { "inPorts": 7 } ] })" ) +
+           " --bind seven=1,8" );
+  EXPECT_EQ( apart.status, 2 );
+  EXPECT_THAT( apart.error, HasSubstr( "the list is not bound to the rule's ports" ) );
   const std::pair< const char *, const char * > refused[] = {
       { "web=9999", "web: there is no port 9999: large has the ports 0 to " },
       { "web=Ethernet1", "web: there is no port Ethernet1: " },
