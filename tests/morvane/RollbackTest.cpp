@@ -78,4 +78,125 @@ TEST( RollbackTest, EveryCallOfEveryOperationMayThrow ) {
         failEachCall( operation, chip );
 }
 
+// What an operation echoes after its last SDK call throws.
+std::string undoing( const TableOperation & operation ) {
+  const auto echo = [ & ]( bool throws ) {
+    return inChild( [ & ] {
+             OperationSwitch sw( { .pipes = 2 } );
+             operation.prepare( sw, 0 );
+             const auto run = [ & ] { operation.run( sw, 0 ); };
+             if ( throws )
+               sw.faults.arm( { .nth = static_cast< U32 >( sw.callsOf( run ).size() ),
+                                .exception = std::make_exception_ptr( Bus() ) } );
+             const std::string text = traced(
+                 [ & ] {
+                   try {
+                     run();
+                   } catch ( const Bus & ) {
+                   }
+                 },
+                 traceFailure );
+             std::fputs( text.c_str(), stderr );
+           } )
+        .text;
+  };
+  const std::string done = echo( false ), undone = echo( true );
+  const auto differs = std::mismatch( done.begin(), done.end(), undone.begin(), undone.end() );
+  const size_t same = static_cast< size_t >( differs.second - undone.begin() );
+  return same == undone.size() ? "" : undone.substr( undone.rfind( '\n', same - 1 ) + 1 );
+}
+
+TEST( RollbackTest, EchoesWhatItUndoes ) {
+  std::string text = "\n";
+  for ( const TableOperation & operation : tableOperations() )
+    if ( const std::string undone = undoing( operation ); !undone.empty() )
+      text += fmt::format( "{}\n{}", operation.name, undone );
+  EXPECT_EQ( text, R"(
+get the first
+4 fp stat detach entry=16842753 StatId=2
+4 fp stat destroy StatId= 2
+4 fp stat detach entry=65537 StatId=1
+4 fp stat destroy StatId= 1
+4 fp entry destroy 16842753
+4 fp entry destroy 65537
+get another
+4 fp stat detach entry=16842753 StatId=4
+4 fp stat destroy StatId= 4
+4 fp stat detach entry=65537 StatId=3
+4 fp stat destroy StatId= 3
+4 fp entry destroy 16842753
+4 fp entry destroy 65537
+get of a chunk
+4 fp stat detach entry=16842761 StatId=2
+4 fp stat destroy StatId= 2
+4 fp stat detach entry=65545 StatId=1
+4 fp stat destroy StatId= 1
+4 fp entry destroy 16842763
+4 fp entry destroy 16842762
+4 fp entry destroy 16842761
+4 fp entry destroy 16842760
+4 fp entry destroy 65547
+4 fp entry destroy 65546
+4 fp entry destroy 65545
+4 fp entry destroy 65544
+get of a range
+4 fp stat detach entry=16842765 StatId=2
+4 fp stat destroy StatId= 2
+4 fp stat detach entry=65549 StatId=1
+4 fp stat destroy StatId= 1
+get of a flow group
+4 fp stat destroy StatId= 2
+4 fp stat detach entry=16777215 StatId=1
+4 fp stat destroy StatId= 1
+4 fp entry destroy 33554431
+4 fp entry destroy 16777215
+4 fp group destroy 16777222
+4 fp group destroy 6
+4 fp data qualifier format delete 2
+4 fp data qualifier destroy 2
+4 fp data qualifier format delete 1
+4 fp data qualifier destroy 1
+install
+4 fp action remove 65537 4
+4 fp entry remove 16842753
+4 fp qual clear 16842753
+4 fp action remove 16842753
+4 fp entry remove 65537
+install with ports
+4 fp qual clear 16842753
+4 fp action remove 16842753
+4 fp entry remove 65537
+install again
+4 fp entry install 65537
+4 fp entry copy 65537 16842753
+4 fp entry install 16842753
+disable
+4 fp entry enable 65537 1
+set a priority
+4 fp entry prio 65537 2147418109
+attach a policer
+4 fp policer detach entry=65537
+detach a policer
+4 fp policer attach entry=65537 policer=1
+create a policer
+4 fp policer destroy 1
+set a policer
+4 fp policer set 1
+add a field
+4 fp group set 4
+4 fp data qualifier format delete 1
+4 fp data qualifier destroy 1
+add a shared field
+4 fp group set 5
+add a field too wide
+4 fp group set 4
+4 fp data qualifier format delete 4
+4 fp data qualifier destroy 4
+add a MAC field
+4 fp group set 4
+4 fp data qualifier format delete 1
+4 fp data qualifier destroy 1
+)" );
+}
+
 }  // namespace Test::Rollback
