@@ -7,10 +7,10 @@ namespace Test::Ovid {
 
 constexpr U32 id = 0x10000, other = 0x10001, wide = 0x10002;
 
-// Two pipes of eight ports; entries of group 1 match a VLAN and an address. The group's table has
+// Two pipes of 24 ports; entries of group 1 match a VLAN and an address. The group's table has
 // no port qualifier.
 struct OvidSwitch : TestSwitch {
-  OvidSwitch() : TestSwitch( { .pipes = 2, .shared = true } ) {
+  OvidSwitch() : TestSwitch( { .pipes = 2, .shared = true, .ports = 24 } ) {
     platform.group( 1, { bcmFieldQualifyOuterVlanId, bcmFieldQualifyDstIp } );
     platform.user( ipAclTcamGroup, 1, 4, tcamAllocateAtBeginning );
     start();
@@ -24,10 +24,10 @@ struct OvidSwitch : TestSwitch {
   // The ports on which a packet hits the entry: "1 2", or "all". VLAN 0: untagged.
   std::string ports( U32 entry, U16 vlan ) {
     std::vector< U32 > hits;
-    for ( U32 port = 0; port < 16; ++port )
+    for ( U32 port = 0; port < 48; ++port )
       if ( tcamNumberBits.get( hit( 0, port, 5, vlan ) ) == entry )
         hits.push_back( port );
-    return hits.size() == 16 ? "all" : fmt::format( "{}", fmt::join( hits, " " ) );
+    return hits.size() == 48 ? "all" : fmt::format( "{}", fmt::join( hits, " " ) );
   }
 };
 
@@ -36,16 +36,16 @@ TEST( OvidWarTest, EntryAndTwinMatchTheirVlanAndNothingElse ) {
   OvidSwitch s;
   s.take( ipAclTcamGroup );
   const auto ports = [ & ]( U32 own ) {
-    s.acl().inPortsForEntryIs( 0, id, { { own } }, { { 0xFFFF } }, false );
+    s.acl().inPortsForEntryIs( 0, id, { { own, 0x100 } }, { { ~0U, 0xFFFF } }, false );
   };
   const struct {
     std::function< void() > act;
     const char *untagged, *tagged10, *tagged11;
   } rows[] = {
       { [ & ] { s.install( id, 10 ); }, "", "all", "" },
-      { [ & ] { s.untag( 0, 10, 0x202 ), s.untag( 0, 11, 0x208 ); }, "1 9", "all", "" },
-      { [ & ] { ports( 0x204 ), s.install( id, 10 ); }, "9", "2 9", "" },
-      { [ & ] { s.untag( 0, 10, 0x6 ); }, "2", "2 9", "" },
+      { [ & ] { s.untag( 0, 10, 0x80'00000202 ), s.untag( 0, 11, 0x208 ); }, "1 9 39", "all", "" },
+      { [ & ] { ports( 0x204 ), s.install( id, 10 ); }, "9", "2 9 40", "" },
+      { [ & ] { s.untag( 0, 10, 0x300'00000006 ); }, "2 40", "2 9 40", "" },
   };
   for ( const auto & row : rows ) {
     row.act();

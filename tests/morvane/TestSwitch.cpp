@@ -11,7 +11,7 @@ SoftAsic::ChipProfile profile( const Chip & chip ) {
   SoftAsic::ChipProfile made;
   made.name = "test";
   made.pipes = chip.pipes;
-  made.portsPerPipe = portsPerPipe;
+  made.portsPerPipe = chip.ports;
   made.secondCopy = chip.secondCopy;
   made.sharedByPipes = chip.shared;
   made.groupByPreselector = chip.presels;

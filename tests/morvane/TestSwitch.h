@@ -42,6 +42,7 @@ struct Chip {
   bool shared = false;
   bool presels = false;  // groups are looked up by preselector
   U32 units = 1;
+  U32 ports = portsPerPipe;  // of each pipe
   U32 slices = 4;
   U32 largeSlices = 0;
   U32 depth = 64;
@@ -122,9 +123,10 @@ class TestSwitch {
 
   // Qualifies the pipe-0, copy-0 entry on a destination address.
   void match( U32 unit, U32 entry, U32 dstIp ) const;
-  // Makes a VLAN untagged on some of the first 32 ports, one bit each.
-  void untag( U32 unit, U16 vlan, U32 ports ) const {
-    vlans->ovidUtBitmapIs( { unit, vlan }, { { ports } } );
+  // Makes a VLAN untagged on some of the first 64 ports, one bit each.
+  void untag( U32 unit, U16 vlan, U64 ports ) const {
+    vlans->ovidUtBitmapIs( { unit, vlan },
+                           { { static_cast< U32 >( ports ), static_cast< U32 >( ports >> 32 ) } } );
   }
   // The entry that an IPv4 packet hits in the first group that matches, or 0. The packet is tagged
   // with `vlan`, below 256; 0: untagged.
