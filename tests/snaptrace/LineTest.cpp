@@ -57,7 +57,7 @@ TEST_F( LineTest, RingAndTextTraceGetTheSameLine ) {
   facility.enabledIs( false );
   SNAPTRACE( facility, text, 3 ) << "text only";
   SNAPTRACE( handle, nullptr, 3 ) << "ring only";
-  handle.enabledIs( false );
+  SNAPTRACE( handle, nullptr, 3 ) << "dropped" << ( handle.enabledIs( false ), 1 );
   SNAPTRACE( handle, text, 3 ) << std::string( 300, 'x' );
   EXPECT_EQ( handle.lines(),
              ( Lines{ "fp entry create 0x4000001", "fp entry prio 7 ok true", "ring only" } ) );
