@@ -74,6 +74,17 @@ TEST( String8Test, AppendingLeavesOtherHoldersUnchanged ) {
   EXPECT_EQ( holder.charPtr()[ holder.size() ], '\0' );
 }
 
+TEST( String8Test, IsCopiedAFewTimesWhileItGrows ) {
+  String8 text;
+  int copies = 0;
+  for ( int i = 0; i < 10000; ++i ) {
+    const char * const before = text.charPtr();
+    text += "x";
+    copies += text.charPtr() == before ? 0 : 1;
+  }
+  EXPECT_LE( copies, 16 );
+}
+
 TEST( String8Test, AppendsItselfAndItsParts ) {
   for ( int length = 1; length < 40; ++length ) {
     std::string expected( static_cast< std::size_t >( length ), 'a' );

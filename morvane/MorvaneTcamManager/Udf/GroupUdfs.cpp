@@ -66,8 +66,7 @@ GroupUdfQualApplyStatus GroupUdfs::place( U32 groupId, S32 aclType, UdfUnitSpec 
   // All rules of a rebuilt group are added again, this one too.
   spec.refCount = status == udfCreateSuccessWithGroupRecreate ? 0 : 1;
   MirroringUdfs( manager_, aclType ).specIs( key, spec );
-  carried->newUdfQualId( spec.unit, spec.qualId );
-  carried->udfQualIdIs( key, spec.refCount );
+  carried->udfQualIdIs( carried->newUdfQualId( spec.unit, spec.qualId ), spec.refCount );
   rollback.commit();
   return { spec.qualId, status };
 }
