@@ -17,6 +17,7 @@ enum bcm_field_qualify_t : std::uint32_t {
   bcmFieldQualifyDstIp = 10,            // destination IPv4 address
   bcmFieldQualifyInPort = 12,           // ingress port, one port
   bcmFieldQualifyInPorts = 13,          // ingress ports, bitmap
+  bcmFieldQualifyOutPort = 14,          // egress port, one port; egress stage only
   bcmFieldQualifyOuterVlanPri = 16,     // priority bits of the outer VLAN tag
   bcmFieldQualifyInnerVlanId = 17,      // inner VLAN id
   bcmFieldQualifyOuterVlanId = 18,      // outer VLAN id

@@ -53,6 +53,8 @@ std::string validateStage( const StageProfile & stage ) {
       return field + ": a stage qualifier costs no key bits";
     if ( qual == bcmFieldQualifyRangeCheck && stage.kind != StageKind::ifp )
       return field + ": range checkers serve ingress stages only";
+    if ( qual == bcmFieldQualifyOutPort && stage.kind != StageKind::efp )
+      return field + ": packets have an egress port in egress stages only";
   }
   return validateSlices( stage, where );
 }
@@ -122,8 +124,10 @@ std::map< U32, U32 > defaultKeyBits( const ChipProfile & chip, StageKind kind ) 
       { bcmFieldQualifyL4DstPort, 16 },    { bcmFieldQualifyTcpControl, 8 },
       { bcmFieldQualifyIcmpTypeCode, 16 },
   };
-  if ( kind == StageKind::efp )
-    return bits;  // egress keys have no ingress port
+  if ( kind == StageKind::efp ) {
+    bits[ bcmFieldQualifyOutPort ] = 8;  // in place of the ingress port
+    return bits;
+  }
   const bool perPipe = kind == StageKind::ifp && !chip.sharedByPipes;
   bits[ bcmFieldQualifyInPort ] = 8;
   if ( kind == StageKind::ifp && chip.rangeCheckers != 0 )

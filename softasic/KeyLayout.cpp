@@ -17,6 +17,7 @@ constexpr FieldPlace fields[] = {
     { bcmFieldQualifyDstIp, 1, 0, 32, keyIpv4 },
     { bcmFieldQualifyInPort, metaWord, 15, 8, 0 },
     { bcmFieldQualifyInPorts, portsWord, 0, BCM_PBMP_PORT_MAX, 0 },
+    { bcmFieldQualifyOutPort, 5, 56, 8, 0 },
     { bcmFieldQualifyOuterVlanPri, metaWord, 35, 3, keyOuterTag },
     { bcmFieldQualifyInnerVlanId, metaWord, 38, 12, keyInnerTag },
     { bcmFieldQualifyOuterVlanId, metaWord, 23, 12, keyOuterTag },

@@ -10,7 +10,7 @@
 //   word 2      L4 source port, L4 destination port, protocol, TCP flags, ICMP type and code
 //   word 3      validity bits, ingress port, outer VLAN id and priority, inner VLAN id, DSCP
 //   word 4      destination MAC, EtherType
-//   word 5      source MAC, TTL
+//   word 5      egress port, source MAC, TTL
 //   word 6, 7   source IPv6 address, upper half first
 //   word 8, 9   destination IPv6 address, upper half first
 //   word 10-13  ingress port, one bit per port

@@ -214,6 +214,12 @@ void Parser::parseL4( U8 protocol, const Bytes & l4 ) {
     put( bcmFieldQualifyIcmpTypeCode, l4.u16( 0 ) );
 }
 
+void putPort( PacketKey & key, U32 qualifier, U32 port ) {
+  assert( port < BCM_PBMP_PORT_MAX );
+  const FieldPlace & field = keyFields()[ static_cast< U32 >( fieldIndex( qualifier ) ) ];
+  putField( key.words[ field.word ], field, port );
+}
+
 }  // namespace
 
 ParsedFrame parseFrame( const U8 * frame, size_t length ) {
@@ -223,11 +229,12 @@ ParsedFrame parseFrame( const U8 * frame, size_t length ) {
 }
 
 void setIngressPort( PacketKey & key, U32 port ) {
-  assert( port < BCM_PBMP_PORT_MAX );
-  const FieldPlace & field =
-      keyFields()[ static_cast< U32 >( fieldIndex( bcmFieldQualifyInPort ) ) ];
-  putField( key.words[ field.word ], field, port );
+  putPort( key, bcmFieldQualifyInPort, port );
   key.words[ portsWord + port / 64 ] |= U64{ 1 } << ( port % 64 );
+}
+
+void setEgressPort( PacketKey & key, U32 port ) {
+  putPort( key, bcmFieldQualifyOutPort, port );
 }
 
 bool hasOuterTag( const PacketKey & key ) {

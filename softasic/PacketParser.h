@@ -19,7 +19,7 @@ namespace SoftAsic {
 constexpr U16 etherTypeMin = 0x0600;
 
 struct ParsedFrame {
-  PacketKey key;      // without the ingress port
+  PacketKey key;      // without the ports
   size_t length = 0;  // of the frame
   // Offsets in the frame, at most its length; 0: no such header.
   size_t l3 = 0;  // after the Ethernet header and its tags
@@ -28,7 +28,9 @@ struct ParsedFrame {
 
 ParsedFrame parseFrame( const U8 * frame, size_t length );
 
+// Each at most once.
 void setIngressPort( PacketKey & key, U32 port );
+void setEgressPort( PacketKey & key, U32 port );
 
 // setOuterTag marks an untagged packet as priority-tagged (VLAN 0, priority 0), or undoes that.
 bool hasOuterTag( const PacketKey & key );

@@ -87,9 +87,10 @@ bool Pipeline::treatAsPriorityTagged( StageKind stage, const ParsedFrame & parse
          !hasOuterTag( parsed.key );
 }
 
-Verdict Pipeline::run( U32 port, const U8 * frame, size_t length, U64 now ) {
+Verdict Pipeline::run( U32 port, U32 egressPort, const U8 * frame, size_t length, U64 now ) {
   ParsedFrame parsed = parseFrame( frame, length );
   setIngressPort( parsed.key, port );
+  setEgressPort( parsed.key, egressPort );
   parts_.ranges.evaluate( parsed.key, length );
   parts_.data.extract( parsed, frame );
   Verdict verdict;

@@ -1,8 +1,9 @@
 // Packet processing: lookup and action resolution, stage by stage.
 //
 // Chip rules
-// - Stages in order: VFP, IFP, EFP. Each stage looks up the instance of the ingress port, in every
-//   group whose ports and preselectors admit the packet. In each group the best installed and
+// - Stages in order: VFP, IFP, EFP. The EFP also matches the port by which the packet leaves, as
+//   it was decided before any redirect. Each stage looks up the instance of the ingress port, in
+//   every group whose ports and preselectors admit the packet. In each group the best installed and
 //   enabled entry wins, and its stat object counts the packet.
 // - Where the pipes share their tables, the IFP treats an untagged packet as priority-tagged (VLAN
 //   0, priority 0), whatever the VLAN of its port. Everywhere else VLAN fields match tagged packets
@@ -41,8 +42,8 @@ class Pipeline {
   };
   explicit Pipeline( const Parts & parts ) : parts_( parts ) {}
 
-  // `port` is valid; `now`: arrival time in nanoseconds.
-  Verdict run( U32 port, const U8 * frame, size_t length, U64 now );
+  // The ports are valid; `now`: arrival time in nanoseconds.
+  Verdict run( U32 port, U32 egressPort, const U8 * frame, size_t length, U64 now );
 
  private:
   struct Packet {

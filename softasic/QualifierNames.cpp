@@ -16,6 +16,7 @@
   X( DstIp )                     \
   X( InPort )                    \
   X( InPorts )                   \
+  X( OutPort )                   \
   X( OuterVlanPri )              \
   X( InnerVlanId )               \
   X( OuterVlanId )               \

@@ -48,12 +48,13 @@ void SoftAsic::reset( U32 unit ) {
   units_[ unit ] = std::make_unique< Unit >( profile );
 }
 
-Verdict SoftAsic::inject( U32 unit, U32 port, const U8 * frame, size_t length ) {
+Verdict SoftAsic::inject( U32 unit, U32 port, const U8 * frame, size_t length, U32 egressPort ) {
   const Guard guard( *this );
-  if ( port >= at( unit ).ports().count() )
-    throw std::out_of_range( "unit " + std::to_string( unit ) + " has no port " +
-                             std::to_string( port ) );
-  return units_[ unit ]->inject( port, frame, length );
+  for ( const U32 number : { port, egressPort } )
+    if ( number >= at( unit ).ports().count() )
+      throw std::out_of_range( "unit " + std::to_string( unit ) + " has no port " +
+                               std::to_string( number ) );
+  return units_[ unit ]->inject( port, egressPort, frame, length );
 }
 
 U64 SoftAsic::now( U32 unit ) const {

@@ -54,10 +54,10 @@ class SoftAsic : public Shim::SdkShim {
   // As an SDK re-initialisation: clears everything but the profile.
   void reset( U32 unit );
 
-  // Processes a frame received on `port`, updating statistics and policers. `frame` starts with the
-  // destination address and has no FCS; any length and alignment is safe. Throws std::out_of_range
-  // for an invalid port.
-  Verdict inject( U32 unit, U32 port, const U8 * frame, size_t length );
+  // Processes a frame received on `port`, which is to leave by `egressPort`, updating statistics
+  // and policers. `frame` starts with the destination address and has no FCS; any length and
+  // alignment is safe. Throws std::out_of_range for an invalid port.
+  Verdict inject( U32 unit, U32 port, const U8 * frame, size_t length, U32 egressPort = 0 );
 
   // Virtual clock in nanoseconds, from 0; only advance() moves it.
   U64 now( U32 unit ) const;

@@ -1,7 +1,7 @@
 // Table instances of a unit: one per pipe and copy for the IFP, one for each other stage.
 //
-// A packet is looked up in one instance per stage, selected by its ingress port. Egress ports are
-// not modelled: EFP instances, too, are selected by ingress port, for every forwarded packet.
+// A packet is looked up in one instance per stage, selected by its ingress port. The EFP has one
+// instance, for the packets of all egress ports.
 #pragma once
 
 #include <deque>

@@ -32,8 +32,8 @@ class Unit {
 
   const ChipProfile & profile() const { return profile_; }
   const Ports & ports() const { return ports_; }
-  Verdict inject( U32 port, const U8 * frame, size_t length ) {
-    return pipeline_.run( port, frame, length, now_ );
+  Verdict inject( U32 port, U32 egressPort, const U8 * frame, size_t length ) {
+    return pipeline_.run( port, egressPort, frame, length, now_ );
   }
   U64 now() const { return now_; }
   void advance( U64 nanoseconds ) { now_ += nanoseconds; }

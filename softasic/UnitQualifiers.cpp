@@ -66,6 +66,11 @@ int Unit::bcm_field_qualify_InPort( bcm_field_entry_t entry, bcm_port_t data, st
   return qualify( entry, bcmFieldQualifyInPort, data, mask );
 }
 
+int Unit::bcm_field_qualify_OutPort( bcm_field_entry_t entry, bcm_port_t data,
+                                     std::uint32_t mask ) {
+  return qualify( entry, bcmFieldQualifyOutPort, data, mask );
+}
+
 int Unit::bcm_field_qualify_OuterVlanId( bcm_field_entry_t entry, bcm_vlan_t data,
                                          bcm_vlan_t mask ) {
   return qualify( entry, bcmFieldQualifyOuterVlanId, data, mask );

@@ -7,6 +7,7 @@ namespace SoftAsicTest {
 namespace {
 
 using ::SoftAsic::Match;
+using ::SoftAsic::QualifierView;
 using ::SoftAsic::Verdict;
 
 TEST( PipelineTest, LooksUpThePipeAndCopyOfThePort ) {
@@ -110,6 +111,35 @@ TEST_F( ActionTest, DropEndsProcessingAfterItsStage ) {
   EXPECT_TRUE( verdict.drop );  // an earlier stage's permit does not prevent it
   act( 1, bcmFieldActionDrop );
   EXPECT_EQ( chip.send( {} ).matches.size(), 3U );
+}
+
+TEST( EgressTest, StageMatchesThePortOfForwardedPackets ) {
+  TestChip chip( bigProfile() );
+  constexpr U32 egress = bcmFieldQualifyStageEgress;
+  EXPECT_EQ(
+      ( Codes{ chip.createGroup( groupConfig( 1, { dst, bcmFieldQualifyOutPort } ) ),
+               chip.createGroup( groupConfig( 1, { egress, bcmFieldQualifyInPort } ) ),
+               chip.createGroup( groupConfig( 1, { dst } ) ), chip.addRule( 1, 5, 1, 7, ~0U ),
+               chip.createGroup( groupConfig( 2, { egress, bcmFieldQualifyOutPort } ) ) } ),
+      ( Codes{ BCM_E_UNAVAIL, BCM_E_UNAVAIL, 0, 0, 0 } ) );
+  ASSERT_EQ( firstError( { chip.bcm_field_entry_create_id( 0, 2, 6 ),
+                           chip.bcm_field_qualify_OutPort( 0, 6, 8, 0xFE ),
+                           chip.bcm_field_action_add( 0, 6, bcmFieldActionDrop, 0, 0 ),
+                           chip.bcm_field_entry_install( 0, 6 ) } ),
+             BCM_E_NONE );
+  EXPECT_EQ( chip.bcm_field_qualify_OutPort( 0, 6, 256, ~0U ), BCM_E_PARAM );  // not port 0
+  EXPECT_EQ( chip.bcm_field_qualify_OutPort( 0, 5, 8, 0xFF ), BCM_E_PARAM );
+  EXPECT_EQ( chip.entry( 0, 6 )->effective.qualifiers,
+             ( std::vector< QualifierView >{ { bcmFieldQualifyOutPort, { 8 }, { 0xFE } } } ) );
+  const Frame frame = frameOf( {} );
+  const auto send = [ & ]( U32 in, U32 out ) {
+    return chip.inject( 0, in, frame.data(), frame.size(), out );
+  };
+  for ( U32 port = 0; port < 16; ++port ) {
+    EXPECT_EQ( send( 0, port ).drop, port == 8 || port == 9 );
+    EXPECT_FALSE( send( port, 7 ).drop );
+  }
+  EXPECT_THROW( send( 0, 16 ), std::out_of_range );
 }
 
 class StatsTest : public testing::Test {

@@ -20,6 +20,8 @@ TEST( ChipProfileTest, ValidateNamesTheBadField ) {
         []( ChipProfile & p ) { p.stages[ 2 ].slices[ 0 ].count = 65; } },
       { "stage VFP.keyBits[40]:",
         []( ChipProfile & p ) { p.stages[ 1 ].keyBits[ bcmFieldQualifyRangeCheck ] = 1; } },
+      { "stage VFP.keyBits[14]:",
+        []( ChipProfile & p ) { p.stages[ 1 ].keyBits[ bcmFieldQualifyOutPort ] = 8; } },
   };
   for ( const auto & [ start, change ] : faults ) {
     ChipProfile profile = bigProfile();
