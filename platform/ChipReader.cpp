@@ -2,6 +2,8 @@
 
 #include <fmt/core.h>
 
+#include <set>
+
 #include "platform/InputError.h"
 #include "softasic/QualifierNames.h"
 
@@ -133,6 +135,27 @@ std::vector< U32 > readPorts( JsonFields & fields, const std::string & key ) {
     ports.push_back( static_cast< U32 >( port.integer ) );
   }
   return ports;
+}
+
+std::vector< std::string > readPortNames( JsonFields & fields, const std::string & key,
+                                          U32 ports ) {
+  std::vector< std::string > names;
+  std::set< std::string > known;
+  for ( const JsonNode & node : fields.list( key ) ) {
+    const std::string & name = jsonText( fields.file(), node, "the name of a port" );
+    if ( name.empty() || name == "all" || name.find_first_of( ",:= " ) != name.npos ||
+         name.find_first_not_of( "0123456789" ) == name.npos )
+      fields.fail( node.place(), fmt::format( "\"{}\" cannot name a port: it is empty, \"all\", a "
+                                              "number, or has a comma, colon, \"=\" or blank",
+                                              name ) );
+    if ( !known.insert( name ).second )
+      fields.fail( node.place(), fmt::format( "two ports are named \"{}\"", name ) );
+    names.push_back( name );
+  }
+  if ( names.size() != ports )
+    fields.fail( fields.place( key ), fmt::format( "\"{}\" has {} names, and the chip {} ports",
+                                                   key, names.size(), ports ) );
+  return names;
 }
 
 U32 readQualifier( const std::string & file, const JsonNode & node ) {

@@ -19,4 +19,7 @@ U32 readQualifier( const std::string & file, const JsonNode & node );
 // A list of port numbers, below BCM_PBMP_PORT_MAX.
 std::vector< U32 > readPorts( JsonFields & fields, const std::string & key );
 
+// A list of the names of `ports` ports.
+std::vector< std::string > readPortNames( JsonFields & fields, const std::string & key, U32 ports );
+
 }  // namespace Platform

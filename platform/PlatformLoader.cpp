@@ -33,6 +33,8 @@ PlatformData parsePlatform( const std::string & file, const std::string & text )
   data.name = fields.text( "name" );
   data.description = fields.text( "description", "" );
   readChip( file, fields, data );
+  if ( fields.find( "portNames" ) != nullptr )
+    data.portNames = readPortNames( fields, "portNames", data.chip.ports() );
   for ( const JsonNode & node : fields.list( "groups" ) )
     data.groups.push_back( readGroup( file, node ) );
   for ( const JsonNode & node : fields.list( "reservations" ) )

@@ -58,7 +58,8 @@ struct PlatformData {
   SoftAsic::ChipProfile chip;
   Morvane::MorvaneCentral::ChipInfo chipInfo = {};
   Morvane::MorvaneCentral::Attributes attributes = {};
-  std::vector< U32 > loopbackPorts;  // by pipe; a pipe beyond the list uses the last, or port 0
+  std::vector< std::string > portNames;  // by port; empty: ports have numbers only
+  std::vector< U32 > loopbackPorts;      // by pipe; a pipe beyond the list uses the last, or port 0
   std::vector< GroupData > groups;
   std::vector< ReservationData > reservations;
   std::vector< VlanData > vlans;  // of the sample agent's switch; a port is untagged in at most one

@@ -4,6 +4,7 @@
 
 #include "morvane/TcamIds.h"
 #include "platform/InputError.h"
+#include "platform/PortNames.h"
 
 namespace Platform {
 
@@ -113,6 +114,14 @@ TEST( PlatformLoaderTest, ErrorsNameTheLine ) {
       { { { "\"id\": 8", "\"id\": 7" } }, "22:5: VLAN 7 is there twice" },
       { { { "[ 1 ]", "[ 4 ]" } }, "22:5: port 4 does not exist" },
       { { { "[ 1 ]", "[ 2 ]" } }, "22:5: port 2 is untagged in VLAN 7 already" },
+      { { { "\"groups\"", "\"portNames\": [ \"a\", \"b\", \"c\" ], \"groups\"" } },
+        "8:16: \"portNames\" has 3 names, and the chip 4 ports" },
+      { { { "\"groups\"", "\"portNames\": [ \"a\", \"b\",\n \"a\", \"c\" ], \"groups\"" } },
+        "9:2: two ports are named \"a\"" },
+      { { { "\"groups\"", "\"portNames\": [ \"a\", \"1\", \"c\", \"d\" ], \"groups\"" } },
+        "8:23: \"1\" cannot name a port: it is empty, \"all\", a number, or has a comma, colon, "
+        "\"=\" "
+        "or blank" },
       // Of the tables
       { { { "\"StageIngress\", \"DstMac\"", "" } }, "10:5: group 2 matches nothing" },
       { { { "\"id\": 2", "\"id\": 256" } }, "10:5: groups[1].group: 256 is not below 256" },
@@ -220,6 +229,28 @@ TEST( PlatformLoaderTest, RefusesMalformedTexts ) {
     EXPECT_EQ( errorOf( good.substr( 0, size ) ).substr( 0, 7 ), "p.json:" ) << size;
   EXPECT_THROW( loadPlatform( "/nonexistent" ), InputError );
   EXPECT_THROW( loadPlatform( "/" ), InputError );
+}
+
+TEST( PlatformLoaderTest, FindsPortsByNumberOrName ) {
+  PlatformData data = parsePlatform(
+      "p.json", changed( { { "\"groups\"",
+                             "\"portNames\": [ \"e0\", \"e-1\", \"e-2\", \"up-link\" ],"
+                             "\"groups\"" } } ) );
+  const auto find = [ & ]( const char * text ) {
+    const auto span = portsOf( data, text );
+    return span ? std::to_string( span->low ) + "-" + std::to_string( span->high ) : "none";
+  };
+  const std::pair< const char *, const char * > cases[] = {
+      { "3", "3-3" },          { "e-1", "1-1" },     { "e0-3", "none" },  { "0-2", "0-2" },
+      { "e0-up-link", "0-3" }, { "e-1-2", "1-2" },   { "e-2-1", "none" }, { "4", "none" },
+      { "3-4", "none" },       { "up-link", "3-3" }, { "e-1-3", "none" }, { "E0", "none" },
+      { "e-1-e-2", "1-2" },    { "", "none" },       { "1-", "none" },    { "0-e-2", "0-2" } };
+  for ( const auto & [ text, ports ] : cases )
+    EXPECT_EQ( find( text ), ports ) << text;
+  EXPECT_EQ( portsText( data ), "tiny has the ports 0 to 3, by name e0 to up-link" );
+  data.portNames.clear();
+  EXPECT_EQ( find( "e0" ), "none" );
+  EXPECT_EQ( portsText( data ), "tiny has the ports 0 to 3" );
 }
 
 TEST( PlatformLoaderTest, ListsBuiltInPlatforms ) {

@@ -1,0 +1,60 @@
+#include "platform/PortNames.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <charconv>
+
+namespace Platform {
+
+namespace {
+
+constexpr std::string_view digits = "0123456789";
+
+std::optional< U32 > portNamed( const PlatformData & platform, std::string_view text ) {
+  const auto & names = platform.portNames;
+  const auto named = std::find( names.begin(), names.end(), text );
+  if ( named != names.end() )
+    return static_cast< U32 >( named - names.begin() );
+  U32 port = 0;
+  const auto [ end, error ] = std::from_chars( text.data(), text.data() + text.size(), port );
+  if ( error != std::errc() || end != text.data() + text.size() || port >= platform.chip.ports() )
+    return std::nullopt;
+  return port;
+}
+
+// The high end of a range, whose name may be cut to its digits.
+std::optional< U32 > highPort( const PlatformData & platform, std::string_view low,
+                               std::string_view high ) {
+  const size_t stem = low.find_last_not_of( digits ) + 1;
+  if ( stem != 0 && !high.empty() && high.find_first_not_of( digits ) == high.npos )
+    return portNamed( platform, std::string( low.substr( 0, stem ) ).append( high ) );
+  return portNamed( platform, high );
+}
+
+}  // namespace
+
+std::optional< PortSpan > portsOf( const PlatformData & platform, std::string_view text ) {
+  if ( const auto port = portNamed( platform, text ) )
+    return PortSpan{ *port, *port };
+  // Names may have dashes too.
+  for ( size_t dash = text.find( '-' ); dash != text.npos; dash = text.find( '-', dash + 1 ) ) {
+    const std::string_view first = text.substr( 0, dash );
+    const auto low = portNamed( platform, first );
+    const auto high = highPort( platform, first, text.substr( dash + 1 ) );
+    if ( low && high && *low <= *high )
+      return PortSpan{ *low, *high };
+  }
+  return std::nullopt;
+}
+
+std::string portsText( const PlatformData & platform ) {
+  std::string text =
+      fmt::format( "{} has the ports 0 to {}", platform.name, platform.chip.ports() - 1 );
+  if ( !platform.portNames.empty() )
+    text +=
+        fmt::format( ", by name {} to {}", platform.portNames.front(), platform.portNames.back() );
+  return text;
+}
+
+}  // namespace Platform
