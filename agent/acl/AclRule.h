@@ -84,6 +84,7 @@ enum class FieldId : U8 {
   tcpFlags,
   icmp,
   inPorts,
+  outPorts,
 };
 
 // Up to 128 bits, right-aligned.
@@ -161,6 +162,7 @@ struct AclRule {
   FieldMatch< U8 > ecn;            // lower two bits of it
   ByteRange ttl;                   // or IPv6 hop limit
   ByteRange inPorts;               // ingress ports
+  ByteRange outPorts;              // egress ports, in lists for packets that leave
   Fragments fragments = Fragments::any;
 
   Forwarding forwarding = Forwarding::permit;
@@ -190,12 +192,23 @@ enum class AclUse {
 };
 const char * useName( AclUse use );
 
+// The packets that a list is for: those that enter by ports, or those that leave by ports.
+enum class Direction : U8 { in, out };
+
 // Ports that a list is bound to, in one direction.
 struct Binding {
-  std::vector< std::string > ports;  // names or numbers
+  std::vector< std::string > ports;  // names or numbers; empty: all
   bool egress = false;
   U32 line = 0;    // in the list's file, from 1; 0: not from the file
   U32 column = 0;  // in its line, from 1
+};
+
+// Ports of a rule as its file names them, before the platform's names are known.
+struct NamedPorts {
+  U32 rule = 0;      // index in the list
+  std::string text;  // names, numbers and ranges, with commas
+  U32 line = 0;
+  U32 column = 0;
 };
 
 // Who states what happens to packets that no rule of a list matches.
@@ -217,12 +230,16 @@ struct Acl {
   std::vector< AclRule > rules;  // first match decides
   AclKind kind = AclKind::ipv4;
   AclUse use = AclUse::filter;
+  Direction direction = Direction::in;
   LaterFragments laterFragments = LaterFragments::unmatched;
   // What happens to packets of the kind that no rule matches; none: the list does not decide.
   Forwarding defaultAction = Forwarding::none;
   DefaultOrigin defaultOrigin = DefaultOrigin::unstated;
   std::vector< Binding > bindings;  // empty: all ports, ingress
-  // Of a list that is bound to ports: they, and the rule of its default action for them.
+  // Ingress ports of rules, which match all of them until the names are resolved.
+  std::vector< NamedPorts > namedPorts;
+  // Of a list that is bound to ports of its direction: they, and the rule of its default action for
+  // them.
   std::vector< FieldRange< U32 > > boundPorts;
   std::optional< AclRule > boundDefault;
   std::optional< U32 > mirrorPort;  // set if a rule mirrors

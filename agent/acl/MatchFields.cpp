@@ -54,6 +54,7 @@ constexpr MatchField fields[] = {
     { Id::icmp, "icmp", 16, 0, QUALIFIER( IcmpTypeCode ), icmp, FieldNeeds::icmp, ip,
       &Rule::icmpTypeCode },
     { Id::inPorts, "inPorts", 8, 0, QUALIFIER( InPorts ), range, always, all, &Rule::inPorts },
+    { Id::outPorts, "outPorts", 8, 0, QUALIFIER( OutPort ), range, always, all, &Rule::outPorts },
 };
 #undef QUALIFIER
 

@@ -20,16 +20,18 @@ struct PolicyTable {
     U32 index;  // of the access list
     const Acl * acl;
   };
-  AclKind kind = AclKind::ipv4;  // of all its lists
+  AclKind kind = AclKind::ipv4;         // of all its lists
+  Direction direction = Direction::in;  // likewise
   std::vector< List > lists;
   // What happens to packets of its kind about which no list decides.
   Forwarding rest = Forwarding::none;
 };
 
-// All tables of a switch. Each table finds its own rule; the first one whose rule permits or drops
-// decides about forwarding.
+// All tables of a switch. Each table finds its own rule; the first one of a direction whose rule
+// permits or drops decides about forwarding. Packets that are dropped when they enter do not reach
+// the tables for packets that leave.
 struct Policy {
-  std::vector< PolicyTable > tables;  // in order of precedence
+  std::vector< PolicyTable > tables;  // in order of precedence, those for entering packets first
 };
 
 }  // namespace Agent

@@ -9,6 +9,7 @@
 #include "agent/command/UsageError.h"
 #include "agent/read/MatchSets.h"
 #include "platform/InputError.h"
+#include "platform/PortNames.h"
 
 namespace Agent {
 
@@ -61,52 +62,53 @@ class Fault {
   const Binding & binding_;
 };
 
-// A port, or LOW-HIGH.
 AnyRange portsOf( const std::string & text, const Platform::PlatformData & platform,
                   const Fault & fault ) {
-  const U32 ports = platform.chip.ports();
-  const size_t dash = std::min( text.find( '-' ), text.size() );
-  const auto low = numberFromText( text.substr( 0, dash ) );
-  const auto high = dash == text.size() ? low : numberFromText( text.substr( dash + 1 ) );
-  if ( !low || !high || *low > *high || *high >= ports )
+  const auto ports = Platform::portsOf( platform, text );
+  if ( !ports )
     fault.fail( fmt::format(
-        "there is no port {}: {} has the ports 0 to {}. --bind LIST=PORTS says which ones "
-        "are meant, --bind LIST=all that all are",
-        text, platform.name, ports - 1 ) );
-  return { static_cast< U32 >( *low ), static_cast< U32 >( *high ) };
+        "there is no port {}: {}. --bind LIST=PORTS says which ones are meant, --bind LIST=all "
+        "that all are",
+        text, Platform::portsText( platform ) ) );
+  return { ports->low, ports->high };
 }
 
-// Empty: all.
-Ports boundPorts( const Acl & acl, const Platform::PlatformData & platform ) {
-  Ports bound;
-  bool all = acl.bindings.empty();
+// Empty: the list is not bound in the direction. No ports: all.
+std::optional< Ports > boundPorts( const Acl & acl, Direction direction,
+                                   const Platform::PlatformData & platform ) {
+  if ( acl.bindings.empty() )
+    return direction == Direction::in ? std::optional( Ports() ) : std::nullopt;
+  std::optional< Ports > bound;
+  bool all = false;
   for ( const Binding & binding : acl.bindings ) {
-    const Fault fault( acl, binding );
-    if ( binding.egress )
-      fault.fail(
-          "the list is bound to packets that leave, and the agent programs no egress lists. --bind "
-          "LIST=PORTS:in programs it for packets that enter" );
+    if ( binding.egress != ( direction == Direction::out ) )
+      continue;
+    bound.emplace( bound.value_or( Ports() ) );
     all = all || binding.ports.empty();
     for ( const std::string & port : binding.ports ) {
       all = all || port == allPorts;
       if ( port != allPorts )
-        bound.push_back( portsOf( port, platform, fault ) );
+        bound->push_back( portsOf( port, platform, Fault( acl, binding ) ) );
     }
   }
   return all ? Ports() : bound;
 }
 
-void bind( Acl & acl, const Ports & ports ) {
-  AclRule entering;
-  setRanges( entering, FieldId::inPorts, ports );
+void bind( Acl & acl, Direction direction, const Ports & ports ) {
+  acl.direction = direction;
+  if ( ports.empty() )
+    return;
+  const FieldId field = direction == Direction::in ? FieldId::inPorts : FieldId::outPorts;
+  AclRule bound;
+  setRanges( bound, field, ports );
   for ( AclRule & rule : acl.rules )
-    if ( restrictTo( rule, entering ) != Meet::some )
+    if ( restrictTo( rule, bound ) != Meet::some )
       throw Platform::InputError(
           acl.file, { rule.line, rule.column },
           fmt::format( "{}, {}: the list is not bound to the rule's ports", acl.name, rule.name ) );
   if ( acl.defaultAction != Forwarding::none ) {
     AclRule rest = acl.rule( static_cast< U32 >( acl.rules.size() ) );
-    setRanges( rest, FieldId::inPorts, ports );
+    setRanges( rest, field, ports );
     acl.boundDefault = std::move( rest );
   }
   acl.boundPorts = ports;
@@ -124,12 +126,20 @@ void applyBindings( const std::vector< std::string > & binds,
       failBind( argument, fmt::format( "there is no list {}", list ) );
     given[ list ].push_back( std::move( binding ) );
   }
+  std::vector< Acl > bound;
   for ( Acl & acl : acls ) {
     if ( const auto found = given.find( acl.name ); found != given.end() )
       acl.bindings = found->second;
-    if ( const Ports ports = boundPorts( acl, platform ); !ports.empty() )
-      bind( acl, ports );
+    const auto in = boundPorts( acl, Direction::in, platform );
+    const auto out = boundPorts( acl, Direction::out, platform );
+    if ( in )
+      bind( bound.emplace_back( out ? acl : std::move( acl ) ), Direction::in, *in );
+    if ( out ) {
+      bind( bound.emplace_back( std::move( acl ) ), Direction::out, *out );
+      bound.back().name += in ? ", out" : "";
+    }
   }
+  acls = std::move( bound );
 }
 
 }  // namespace Agent

@@ -27,14 +27,19 @@ PortsBy portsBy( FieldId ports, const AclRule & rule, U32 checker ) {
                                                                        : PortsBy::value;
 }
 
+bool hasEgressLists( const std::vector< Acl > & acls ) {
+  return std::any_of(
+      acls.begin(), acls.end(), []( const Acl & acl ) { return acl.direction == Direction::out; } );
+}
+
 // One run. Steps are declared in execution order.
 class RunJob {
  public:
   explicit RunJob( const RunInput & input )
       : input_( input ),
         session_( input.platform ),
-        feature_( session_.groupManager(), SwitchSession::unit, input.platform, input.ports ),
-        ports_( portsToVerify( input.platform.chip, input.acls ) ),
+        feature_( session_.groupManager(), SwitchSession::unit, input.platform, input.portMethod ),
+        ports_( portsToVerify( input.platform.chip, input.acls, input.ports.out ) ),
         portMatters_( input.platform.chip.sharedByPipes ||
                       ports_.size() != portOfEveryCopy( input.platform.chip ).size() ) {}
 
@@ -56,17 +61,18 @@ class RunJob {
   void classify();
   void readGroups();
   std::string usersOf( U32 group ) const;
+  std::vector< std::string > listsIn( U32 group ) const;
   void verify();
   bool verifyPacket( Replay & replay, RateModel & rates, const Packet & packet );
   RuleOf ruleOf() const;
-  U32 pipeOf( U32 port ) const;
+  U32 pipeOf( const RuleIndex & rule, U32 port ) const;
   void audit( const std::string & when );
 
   const RunInput & input_;
   SwitchSession session_;
   AclFeature feature_;
-  const std::vector< U32 > ports_;  // of verification
-  const bool portMatters_;          // to the rules that a packet matches
+  const std::vector< PortPair > ports_;  // of verification
+  const bool portMatters_;               // to the rules that a packet matches
   RunReport report_;
 };
 
@@ -74,7 +80,9 @@ RunReport RunJob::run() {
   report_.platform = input_.platform.name;
   report_.description = input_.platform.description;
   report_.unit = SwitchSession::unit;
-  report_.ingressPort = input_.ingressPort;
+  report_.ingressPort = input_.ports.in;
+  if ( hasEgressLists( input_.acls ) )
+    report_.egressPort = input_.ports.out;
   report_.defaultAction = input_.defaultAction;
   report_.remarks = input_.remarks;
   report_.madeUp = input_.packets.madeUp;
@@ -179,6 +187,7 @@ AclReport RunJob::reportAcl( U32 index ) {
   report.defaultAction = acl.defaultAction;
   report.defaultOrigin = acl.defaultOrigin;
   report.ports = acl.boundPorts;
+  report.direction = acl.direction;
   if ( acl.size() != acl.rules.size() )
     report.defaultEntries =
         EntryPlan( acl, acl.rule( acl.size() - 1 ), {}, portKeyOf( acl ) ).size();
@@ -188,7 +197,7 @@ AclReport RunJob::reportAcl( U32 index ) {
 }
 
 PortKey RunJob::portKeyOf( const Acl & acl ) const {
-  return portKey( input_.platform, *shareOf( input_.platform, acl.kind, acl.use ), acl.kind );
+  return portKey( input_.platform, *shareOf( input_.platform, classOf( acl ) ), acl.kind );
 }
 
 RuleUse RunJob::reportRule( const RuleIndex & index ) {
@@ -216,7 +225,7 @@ RuleUse RunJob::reportRule( const RuleIndex & index ) {
 void RunJob::classify() {
   Replay replay( session_, ruleOf() );
   for ( const Packet & packet : input_.packets.packets ) {
-    const PacketFate fate = replay.send( packet, input_.ingressPort );
+    const PacketFate fate = replay.send( packet, input_.ports );
     ++report_.total;
     ++( fate.rules.empty() ? report_.byDefault : report_.matched );
     report_.dropped += fate.drop ? 1 : 0;
@@ -237,8 +246,8 @@ void RunJob::readGroups() {
     bcm_field_group_status_s status = {};
     SDK_CHECKED( bcm_field_group_status_get( unit, pipeGroup, &status ) );
     const U32 group = it.key().groupId();
-    report_.groups.push_back( { group, usersOf( group ), it.key().pipe(), it.key().copy(),
-                                static_cast< U32 >( status.entry_count ),
+    report_.groups.push_back( { group, usersOf( group ), listsIn( group ), it.key().pipe(),
+                                it.key().copy(), static_cast< U32 >( status.entry_count ),
                                 static_cast< U32 >( status.entries_free ) } );
   }
   std::stable_sort(
@@ -253,6 +262,15 @@ std::string RunJob::usersOf( U32 group ) const {
     if ( user.group == group )
       users += ( users.empty() ? "" : ", " ) + user.name;
   return users;
+}
+
+std::vector< std::string > RunJob::listsIn( U32 group ) const {
+  std::vector< std::string > names;
+  for ( U32 i = 0; i < input_.acls.size(); ++i )
+    if ( !feature_.shortage( i ) &&
+         shareOf( input_.platform, classOf( input_.acls[ i ] ) )->group == group )
+      names.push_back( input_.acls[ i ].name );
+  return names;
 }
 
 void RunJob::verify() {
@@ -271,21 +289,22 @@ bool RunJob::verifyPacket( Replay & replay, RateModel & rates, const Packet & pa
   PacketFate expected;
   bool same = true;
   bool first = true;
-  for ( const U32 port : ports_ ) {
+  for ( const PortPair & ports : ports_ ) {
     if ( first || policed || portMatters_ )
-      expected = expectedFate( feature_.policy(), fieldsAtPort( input_.platform, port, fields ),
+      expected = expectedFate( feature_.policy(), fieldsAtPort( input_.platform, ports.in, fields ),
+                               fieldsLeaving( ports.out, fields ),
                                [ & ]( const RuleIndex & rule, const PoliceRate & rate ) {
                                  policed = true;
-                                 return rates.passes( rule, rate, pipeOf( port ),
+                                 return rates.passes( rule, rate, pipeOf( rule, ports.in ),
                                                       packet.frame.size(), packet.time );
                                } );
     first = false;
-    const PacketFate fate = replay.send( packet, port );
+    const PacketFate fate = replay.send( packet, ports );
     if ( fate == expected )
       continue;
     same = false;
     if ( report_.differences.size() < wrongPacketsShown )
-      report_.differences.push_back( fateDifference( packet, port, expected, fate ) );
+      report_.differences.push_back( fateDifference( packet, ports, expected, fate ) );
   }
   return same;
 }
@@ -294,10 +313,11 @@ RuleOf RunJob::ruleOf() const {
   return [ this ]( U32 entryId ) { return feature_.ruleOf( entryId ); };
 }
 
-// Pipe of the policers that packets of the port use.
-U32 RunJob::pipeOf( U32 port ) const {
+// Pipe of the rule's policer that packets of the ingress port use. The egress stage has one table.
+U32 RunJob::pipeOf( const RuleIndex & rule, U32 port ) const {
   const SoftAsic::ChipProfile & chip = input_.platform.chip;
-  return chip.sharedByPipes ? 0 : port / chip.portsPerPipe;
+  const bool leaving = input_.acls[ rule.acl ].direction == Direction::out;
+  return leaving || chip.sharedByPipes ? 0 : port / chip.portsPerPipe;
 }
 
 // Poll the capacity before calling this.

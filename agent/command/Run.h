@@ -13,6 +13,7 @@
 #include "agent/packets/Packet.h"
 #include "agent/read/AclFiles.h"
 #include "agent/report/RunReport.h"
+#include "agent/verify/Replay.h"
 #include "platform/PlatformModel.h"
 
 namespace Agent {
@@ -31,9 +32,11 @@ struct RunOptions {
   std::string packets;                // capture or trace; empty: none
   U32 random = 0;                     // number of packets generated from the rules
   U64 seed = 1;
-  U32 packetsPerSecond = 1'000'000;             // for packets without time stamps; above 0
-  std::vector< std::string > binds;             // LIST=PORTS[:in|out]
-  std::optional< U32 > ingressPort;             // without: the first port of a bound list, or 0
+  U32 packetsPerSecond = 1'000'000;  // for packets without time stamps; above 0
+  std::vector< std::string > binds;  // LIST=PORTS[:in|out]
+  // Number or name; empty: the first port that a list of the direction is bound to, or 0.
+  std::string ingressPort;
+  std::string egressPort;
   Forwarding defaultAction = Forwarding::none;  // of lists that do not state one
   bool verify = false;
   std::string show;                       // for usageRequest; empty: none
@@ -46,9 +49,9 @@ struct RunInput {
   Platform::PlatformData platform;
   std::vector< Acl > acls;  // in order of precedence
   ReaderRemarks remarks;
-  PortMethod ports = PortMethod::automatic;
+  PortMethod portMethod = PortMethod::automatic;
   PacketFile packets;
-  U32 ingressPort = 0;
+  PortPair ports;                               // of the packets
   Forwarding defaultAction = Forwarding::none;  // of lists that do not state one
   bool verify = false;
   UsageRequest show;
@@ -64,11 +67,17 @@ struct RunInput {
 // conflicting options, RefusedRules for rules that readers refuse unless `partial` is set.
 RunInput readInput( const RunOptions & options );
 
+// Resolves the ports of rules that their file names. Rules with ports that the platform does not
+// have are refused.
+void resolvePorts( const Platform::PlatformData & platform, AclDocument & document );
+
 // Sets policers of rules from a list of RULE:RATE[:BURST] (units: docs/rules-file.md). RULE is an
 // index or, with several lists, LIST/INDEX. Throws UsageError.
-// Restricts every rule of a list to the ports that the list is bound to, by its file or by an
-// option LIST=PORTS[:in|out], which replaces what the file says. PORTS: all, or numbers and
-// LOW-HIGH with commas. Throws UsageError, and Platform::InputError for what a file says.
+// Restricts every rule of a list to the ports that the list is bound to, by its file or by options
+// LIST=PORTS[:in|out], which replace what the file says. PORTS: all, or numbers or names of ports
+// and LOW-HIGH with commas. A list that is bound in both directions becomes two, of which the
+// second, for packets that leave, gets ", out" after its name. Throws UsageError, and
+// Platform::InputError for what a file says.
 void applyBindings( const std::vector< std::string > & binds,
                     const Platform::PlatformData & platform, std::vector< Acl > & acls );
 void applyPolice( const std::vector< std::string > & police, std::vector< Acl > & acls );

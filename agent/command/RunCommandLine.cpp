@@ -32,9 +32,11 @@ void addRuleOptions( CLI::App & app, RunOptions & run ) {
       ->type_name( "RULE:RATE[:BURST]" )
       ->take_all()
       ->allow_extra_args( false );
-  app.add_option( "--bind", run.binds,
-                  "Bind a list to ports, in place of what its file says: all, or numbers and "
-                  "LOW-HIGH with commas; repeatable" )
+  app.add_option(
+         "--bind", run.binds,
+         "Bind a list to ports, in place of what its file says: all, or numbers or names of "
+         "ports and LOW-HIGH with commas; packets that enter by them (in, the default) or "
+         "leave by them (out); repeatable, also for one list" )
       ->type_name( "LIST=PORTS[:in|out]" )
       ->take_all()
       ->allow_extra_args( false );
@@ -66,8 +68,12 @@ void addPacketOptions( CLI::App & app, RunOptions & run ) {
       ->capture_default_str()
       ->check( CLI::Range( 1U, packetRateMax ) );
   app.add_option( "--ingress-port", run.ingressPort,
-                  "Ingress port of the packets; default: the first port of a bound list, or 0" )
-      ->type_name( "N" );
+                  "Ingress port of the packets, a number or name; default: the first port of a "
+                  "list that is bound to packets that enter, or 0" )
+      ->type_name( "PORT" );
+  app.add_option( "--egress-port", run.egressPort,
+                  "Egress port of the packets, likewise; lists for packets that leave match it" )
+      ->type_name( "PORT" );
 }
 
 void addReportOptions( CLI::App & app, RunOptions & run ) {

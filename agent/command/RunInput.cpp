@@ -12,6 +12,7 @@
 #include "agent/packets/RandomPackets.h"
 #include "platform/InputError.h"
 #include "platform/PlatformLoader.h"
+#include "platform/PortNames.h"
 
 namespace Agent {
 
@@ -45,6 +46,7 @@ void readAcls( const RunOptions & options, RunInput & input ) {
   ReaderRemarks & remarks = input.remarks;
   for ( const std::string & argument : options.acls ) {
     AclDocument document = readArgument( argument, options.format, options.reader );
+    resolvePorts( input.platform, document );
     std::move( document.lists.begin(), document.lists.end(), std::back_inserter( input.acls ) );
     remarks.refused += document.refusals.count();
     for ( std::string & line : document.refusals.lines() )
@@ -67,28 +69,34 @@ std::vector< Frame > exampleFrames() {
 }
 
 void checkPlatform( const RunOptions & options, const RunInput & input ) {
-  const U32 ports = input.platform.chip.ports();
-  if ( options.ingressPort && *options.ingressPort >= ports )
-    throw UsageError( fmt::format( "--ingress-port {}: {} has the ports 0 to {}",
-                                   *options.ingressPort, input.platform.name, ports - 1 ) );
   for ( const Acl & acl : input.acls )
     if ( const auto fault = listFault( input.platform, acl ) ) {
       if ( fault->line == 0 )
         throw UsageError( fmt::format( "list {}: {}", acl.name, fault->what ) );
       throw Platform::InputError( acl.file, fault->line, fault->what );
     }
-  if ( options.defaultAction != Forwarding::none &&
-       shareOf( input.platform, AclKind::ipv4, AclUse::filter ) == nullptr )
+  if ( options.defaultAction != Forwarding::none && shareOf( input.platform, {} ) == nullptr )
     throw UsageError(
         fmt::format( "--default: {} has no share for IPv4 lists", input.platform.name ) );
 }
 
-// Packets should enter where a list sees them.
-U32 firstBoundPort( const std::vector< Acl > & acls ) {
+// Packets should enter and leave where a list sees them.
+U32 firstBoundPort( const std::vector< Acl > & acls, Direction direction ) {
   for ( const Acl & acl : acls )
-    if ( !acl.boundPorts.empty() )
+    if ( acl.direction == direction && !acl.boundPorts.empty() )
       return acl.boundPorts.front().low;
   return 0;
+}
+
+U32 packetPort( const char * option, const std::string & text, Direction direction,
+                const RunInput & input ) {
+  if ( text.empty() )
+    return firstBoundPort( input.acls, direction );
+  const auto ports = Platform::portsOf( input.platform, text );
+  if ( !ports || ports->low != ports->high )
+    throw UsageError(
+        fmt::format( "{} {}: {}", option, text, Platform::portsText( input.platform ) ) );
+  return ports->low;
 }
 
 // Packets of the file, then random ones; the built-in example's by default.
@@ -111,7 +119,7 @@ PacketFile readAllPackets( const RunOptions & options, const std::vector< Acl > 
 RunInput readInput( const RunOptions & options ) {
   RunInput input;
   input.platform = Platform::loadPlatform( options.platform );
-  input.ports = options.ports;
+  input.portMethod = options.ports;
   input.defaultAction = options.defaultAction;
   input.verify = options.verify;
   if ( !options.show.empty() )
@@ -125,7 +133,8 @@ RunInput readInput( const RunOptions & options ) {
     readAcls( options, input );
   applyPolice( options.police, input.acls );
   applyBindings( options.binds, input.platform, input.acls );
-  input.ingressPort = options.ingressPort.value_or( firstBoundPort( input.acls ) );
+  input.ports.in = packetPort( "--ingress-port", options.ingressPort, Direction::in, input );
+  input.ports.out = packetPort( "--egress-port", options.egressPort, Direction::out, input );
   checkPlatform( options, input );
   input.packets = readAllPackets( options, input.acls );
   return input;

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "kiv/Assert.h"
+
 namespace Agent {
 
 AclFeature::AclFeature( Morvane::MorvaneTcamGroupManager & groupManager, U32 unit,
@@ -12,26 +14,26 @@ AclFeature::AclFeature( Morvane::MorvaneTcamGroupManager & groupManager, U32 uni
       method_( method ),
       policersLeft_( platform.chip.policers ) {}
 
-AclFeature::Table & AclFeature::tableOf( AclKind kind, AclUse use ) {
-  const auto found = std::find_if( tables_.begin(), tables_.end(), [ & ]( const Table & table ) {
-    return table.kind == kind && table.use == use;
-  } );
+AclFeature::Table & AclFeature::tableOf( const ListClass & lists ) {
+  const auto found = std::find_if( tables_.begin(), tables_.end(),
+                                   [ & ]( const Table & table ) { return table.lists == lists; } );
   if ( found != tables_.end() )
     return *found;
-  tables_.push_back( { kind, use,
-                       std::make_unique< AclTable >( groupManager_, unit_, platform_, kind, use,
-                                                     method_, policersLeft_ ) } );
-  // Higher groups take precedence.
+  tables_.push_back( { lists, std::make_unique< AclTable >( groupManager_, unit_, platform_, lists,
+                                                            method_, policersLeft_ ) } );
+  // Higher groups of a stage take precedence.
   std::sort( tables_.begin(), tables_.end(), []( const Table & a, const Table & b ) {
-    return a.table->group() > b.table->group();
+    return a.lists.direction != b.lists.direction ? a.lists.direction == Direction::in
+                                                  : a.table->group() > b.table->group();
   } );
-  return tableOf( kind, use );
+  return tableOf( lists );
 }
 
 std::optional< AclShortage > AclFeature::addAcl( const Acl & acl,
                                                  const std::function< void() > & whenFull ) {
   const auto index = static_cast< U32 >( acls_.size() );
-  AclTable & table = *tableOf( acl.kind, acl.use ).table;
+  KIV_ASSERT( acl.namedPorts.empty() );
+  AclTable & table = *tableOf( classOf( acl ) ).table;
   const auto shortage = table.addAcl( acl, index, whenFull );
   acls_.push_back( &acl );
   shortages_.push_back( shortage );
@@ -43,13 +45,13 @@ std::optional< AclShortage > AclFeature::addAcl( const Acl & acl,
 
 std::optional< AclResource > AclFeature::addDefault( Forwarding action ) {
   const bool filters = std::any_of( tables_.begin(), tables_.end(), []( const Table & table ) {
-    return table.use == AclUse::filter;
+    return table.lists.use == AclUse::filter;
   } );
   if ( !filters )
-    tableOf( AclKind::ipv4, AclUse::filter );
+    tableOf( {} );
   std::optional< AclResource > shortage;
   for ( Table & table : tables_ ) {
-    if ( table.use != AclUse::filter || shortage || table.table->isDecided() )
+    if ( table.lists.use != AclUse::filter || shortage || table.table->isDecided() )
       continue;
     shortage = table.table->addDefault( action );
     table.rest = shortage ? Forwarding::none : action;
@@ -82,10 +84,11 @@ void AclFeature::rebuildPolicy() {
   policy_ = {};
   for ( const Table & table : tables_ ) {
     PolicyTable & lists = policy_.tables.emplace_back();
-    lists.kind = table.kind;
+    lists.kind = table.lists.kind;
+    lists.direction = table.lists.direction;
     lists.rest = table.rest;
     for ( U32 i = 0; i < acls_.size(); ++i )
-      if ( !shortages_[ i ] && acls_[ i ]->kind == table.kind && acls_[ i ]->use == table.use )
+      if ( !shortages_[ i ] && classOf( *acls_[ i ] ) == table.lists )
         lists.lists.push_back( { i, acls_[ i ] } );
   }
 }

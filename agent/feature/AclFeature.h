@@ -1,7 +1,7 @@
 // The ACL feature: programs access lists into the TCAM through the library.
 //
-// A list's kind and use select its share (AclShares.h). The lists of one share form one table,
-// earlier lists first (AclTable.h). The library's group order decides between tables.
+// A list's kind, use and direction select its share (AclShares.h). The lists of one share form one
+// table, earlier lists first (AclTable.h). The library's group order decides between tables.
 //
 // Invariants: a list is programmed completely or not at all; one that does not fit leaves chip and
 // records unchanged.
@@ -33,8 +33,8 @@ class AclFeature {
   std::optional< AclShortage > addAcl( const Acl & acl,
                                        const std::function< void() > & whenFull = {} );
   // Programs the action, permit or drop, for packets that no rule matches, in each table of filter
-  // lists whose last list does not state one, or in the IPv4 table if there is none. Stops at the
-  // first that does not fit.
+  // lists whose last list does not state one, or in the IPv4 table for packets that enter if there
+  // is none. Stops at the first that does not fit.
   std::optional< AclResource > addDefault( Forwarding action );
   // Resets all policers to full buckets.
   void refillPolicers();
@@ -58,13 +58,12 @@ class AclFeature {
 
  private:
   struct Table {
-    AclKind kind;
-    AclUse use;
+    ListClass lists;
     std::unique_ptr< AclTable > table;
     Forwarding rest = Forwarding::none;
   };
 
-  Table & tableOf( AclKind kind, AclUse use );
+  Table & tableOf( const ListClass & lists );
   void rebuildPolicy();
 
   Morvane::MorvaneTcamGroupManager & groupManager_;

@@ -40,6 +40,18 @@ const ReservationData * findMirroring( const PlatformData & platform, AclKind ki
   return nullptr;
 }
 
+Morvane::TcamGroupAssignment ingressFilter( AclKind kind ) {
+  return kind == AclKind::ipv4   ? Morvane::ipAclTcamGroup
+         : kind == AclKind::ipv6 ? Morvane::ip6AclTcamGroup
+                                 : Morvane::macAclTcamGroup;
+}
+
+Morvane::TcamGroupAssignment egressFilter( AclKind kind ) {
+  return kind == AclKind::ipv4   ? Morvane::ipAclEgressTcamGroup
+         : kind == AclKind::ipv6 ? Morvane::ip6AclEgressTcamGroup
+                                 : Morvane::macAclEgressTcamGroup;
+}
+
 bool has( const std::vector< U32 > & list, U32 qualifier ) {
   return std::find( list.begin(), list.end(), qualifier ) != list.end();
 }
@@ -115,14 +127,14 @@ bool usesFields( const Acl & acl ) {
 
 }  // namespace
 
-const ReservationData * shareOf( const PlatformData & platform, AclKind kind, AclUse use ) {
-  switch ( use ) {
+const ReservationData * shareOf( const PlatformData & platform, const ListClass & lists ) {
+  if ( lists.direction == Direction::out )
+    return lists.use == AclUse::filter ? find( platform, egressFilter( lists.kind ) ) : nullptr;
+  switch ( lists.use ) {
     case AclUse::filter:
-      return find( platform, kind == AclKind::ipv4   ? Morvane::ipAclTcamGroup
-                             : kind == AclKind::ipv6 ? Morvane::ip6AclTcamGroup
-                                                     : Morvane::macAclTcamGroup );
+      return find( platform, ingressFilter( lists.kind ) );
     case AclUse::mirror:
-      return findMirroring( platform, kind );
+      return findMirroring( platform, lists.kind );
     case AclUse::flow:
       return find( platform, Morvane::openFlowUdfTcamGroup );
     case AclUse::flowVxlan:
@@ -143,9 +155,10 @@ PortKey portKey( const PlatformData & platform, const ReservationData & share, A
 }
 
 std::optional< ListFault > listFault( const PlatformData & platform, const Acl & acl ) {
-  const ReservationData * share = shareOf( platform, acl.kind, acl.use );
+  const ReservationData * share = shareOf( platform, classOf( acl ) );
   if ( share == nullptr )
-    return ListFault{ 0, fmt::format( "the platform has no share for lists of type {} and use {}",
+    return ListFault{ 0, fmt::format( "the platform has no share for {}lists of type {} and use {}",
+                                      acl.direction == Direction::out ? "egress " : "",
                                       kindName( acl.kind ), useName( acl.use ) ) };
   if ( usesFields( acl ) && platform.chip.dataChunks == 0 )
     return ListFault{ 0, "this chip cannot match user-defined fields" };

@@ -9,11 +9,22 @@
 
 namespace Agent {
 
-// The bounded reservation for lists of the kind and use; null: none. A mirroring group matches one
-// kind of packets: IPv4 lists use the platform's first mirroring share, MAC lists the second, IPv6
-// lists, where the platform supports them, the third.
-const Platform::ReservationData * shareOf( const Platform::PlatformData & platform, AclKind kind,
-                                           AclUse use );
+// What selects a list's share; the lists of a share form one table.
+struct ListClass {
+  AclKind kind = AclKind::ipv4;
+  AclUse use = AclUse::filter;
+  Direction direction = Direction::in;
+  friend bool operator==( const ListClass &, const ListClass & ) = default;
+};
+inline ListClass classOf( const Acl & acl ) {
+  return { acl.kind, acl.use, acl.direction };
+}
+
+// The bounded reservation for lists of the class; null: none. A mirroring group matches one kind of
+// packets: IPv4 lists use the platform's first mirroring share, MAC lists the second, IPv6 lists,
+// where the platform supports them, the third. Lists for packets that leave can only filter.
+const Platform::ReservationData * shareOf( const Platform::PlatformData & platform,
+                                           const ListClass & lists );
 
 // True if the share's group can match range checker results.
 bool matchesRanges( const Platform::PlatformData & platform,

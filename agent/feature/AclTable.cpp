@@ -7,7 +7,6 @@
 #include <tuple>
 #include <utility>
 
-#include "agent/feature/AclShares.h"
 #include "agent/feature/EntryQualifiers.h"
 #include "platform/InputError.h"
 
@@ -42,16 +41,16 @@ const char * resourceName( AclResource resource ) {
 }
 
 AclTable::AclTable( Morvane::MorvaneTcamGroupManager & groupManager, U32 unit,
-                    const Platform::PlatformData & platform, AclKind kind, AclUse use,
+                    const Platform::PlatformData & platform, const ListClass & lists,
                     PortMethod method, U32 & policersLeft )
     : groupManager_( groupManager ),
       unit_( unit ),
-      kind_( kind ),
+      kind_( lists.kind ),
       method_( method ),
-      matchesRanges_( matchesRanges( platform, *shareOf( platform, kind, use ) ) ),
-      portKey_( portKey( platform, *shareOf( platform, kind, use ), kind ) ),
-      manager_( groupManager.entryManager( shareOf( platform, kind, use )->assignment ) ),
-      fields_( groupManager, *manager_, unit, kind, use ),
+      matchesRanges_( matchesRanges( platform, *shareOf( platform, lists ) ) ),
+      portKey_( portKey( platform, *shareOf( platform, lists ), kind_ ) ),
+      manager_( groupManager.entryManager( shareOf( platform, lists )->assignment ) ),
+      fields_( groupManager, *manager_, unit, kind_, lists.use ),
       policersLeft_( policersLeft ) {}
 
 // --- Lists -----------------------------------------------------------------------------------

@@ -20,6 +20,7 @@
 
 #include "agent/acl/Policy.h"
 #include "agent/feature/AclCompiler.h"
+#include "agent/feature/AclShares.h"
 #include "agent/feature/GroupFields.h"
 #include "agent/feature/RuleResources.h"
 #include "morvane/MorvaneTcamGroupManager.h"
@@ -76,11 +77,11 @@ struct ProgrammedRule {
 
 class AclTable {
  public:
-  // The platform must have the share (shareOf) and support the lists (listFault). All lists of a
-  // table have the same kind and use. `policersLeft` counts the chip's free policers over all
+  // The platform must have the share (shareOf) and support the lists (listFault), which are all
+  // of the class. `policersLeft` counts the chip's free policers over all
   // tables: the library asserts if there is none.
   AclTable( Morvane::MorvaneTcamGroupManager & groupManager, U32 unit,
-            const Platform::PlatformData & platform, AclKind kind, AclUse use, PortMethod method,
+            const Platform::PlatformData & platform, const ListClass & lists, PortMethod method,
             U32 & policersLeft );
 
   // Programs a list after the present ones. `acl` must outlive the table; `index` identifies it.

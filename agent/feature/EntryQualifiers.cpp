@@ -86,6 +86,7 @@ void qualifyField( U32 unit, U32 entryId, const EntryField & match ) {
       QUALIFY( DSCP );
       QUALIFY( Ttl );
       QUALIFY( InPort );
+      QUALIFY( OutPort );
       QUALIFY( L4SrcPort );
       QUALIFY( L4DstPort );
       QUALIFY( TcpControl );

@@ -23,7 +23,9 @@ struct FrameFields {
   std::optional< U16 > innerVlan;    // id of the second tag
   // VLAN of the port, on platforms where VLAN rules also match untagged packets (Replay.h).
   std::optional< U16 > portVlan;
-  std::optional< U32 > inPort;     // ingress port, where it is known (Replay.h)
+  // Ports by which the packet enters and leaves, where they are known (Replay.h).
+  std::optional< U32 > inPort;
+  std::optional< U32 > outPort;
   std::optional< U16 > etherType;  // after the tags; empty for a length field
   L3Kind l3 = L3Kind::other;       // only with a whole header
   std::optional< size_t > l3At;    // offset of the L3 header

@@ -274,6 +274,7 @@ void RandomPackets::place( PacketFields & packet, FieldId field, const FieldBits
       break;
     case FieldId::fragments:
     case FieldId::inPorts:
+    case FieldId::outPorts:
       break;  // not a value of a header; the sender chooses the port
   }
 }

@@ -113,8 +113,11 @@ void DraftRule::inPorts( const Leaf & leaf ) {
     const size_t dash = std::min( word.find( '-' ), word.size() );
     const auto low = numberOf( word.substr( 0, dash ) );
     const auto high = dash == word.size() ? low : numberOf( word.substr( dash + 1 ) );
-    if ( !low || !high || *low > *high || *high > 0xFF )
-      leaf.refuse( fmt::format( "of a rule must name ports by number, not \"{}\"", word ) );
+    if ( !low || !high || *low > *high || *high > 0xFF ) {
+      restrictBits( leaf, FieldId::inPorts );
+      namedPorts_ = { 0, leaf.text(), leaf.node().line, leaf.node().column };
+      return;
+    }
     ports.push_back( { *low, *high } );
   }
   ranges( leaf, FieldId::inPorts, ports );
@@ -236,14 +239,19 @@ void ListBuilder::add( const DraftRule & draft ) {
       if ( !field.isIn( kind ) && restricts( field, rule ) )
         draft.fail( fmt::format( "{} cannot be matched in a list of type {}", field.name,
                                  kindName( kind ) ) );
-    rules_[ static_cast< size_t >( kind ) ].push_back( rule );
+    Rules & rules = rules_[ static_cast< size_t >( kind ) ];
+    if ( draft.namedPorts() ) {
+      rules.namedPorts.push_back( *draft.namedPorts() );
+      rules.namedPorts.back().rule = static_cast< U32 >( rules.rules.size() );
+    }
+    rules.rules.push_back( rule );
   }
 }
 
 void ListBuilder::take( std::vector< Acl > & lists ) {
   const size_t first = lists.size();
   for ( const AclKind kind : { AclKind::ipv4, AclKind::ipv6, AclKind::mac } ) {
-    auto & rules = rules_[ static_cast< size_t >( kind ) ];
+    auto & [ rules, namedPorts ] = rules_[ static_cast< size_t >( kind ) ];
     const bool decides = head_.defaultAction != Forwarding::none && kind != AclKind::mac &&
                          ( scope_.usual & familyOf( kind ) ) != 0;
     if ( rules.empty() && !decides )
@@ -251,6 +259,7 @@ void ListBuilder::take( std::vector< Acl > & lists ) {
     lists.push_back( head_ );
     lists.back().kind = kind;
     lists.back().rules = std::move( rules );
+    lists.back().namedPorts = std::move( namedPorts );
     // A default of a MAC list would decide about IP packets.
     if ( kind == AclKind::mac && !scope_.frames )
       lists.back().defaultAction = Forwarding::none;

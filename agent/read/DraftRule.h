@@ -31,6 +31,7 @@ class DraftRule {
 
   Platform::Place place() const { return place_; }
   Families families() const { return families_; }
+  const std::optional< NamedPorts > & namedPorts() const { return namedPorts_; }
 
   // Each throws Platform::InputError for a field that contradicts what was read before.
   void restrictTo( const Leaf & leaf, Families families );
@@ -42,7 +43,8 @@ class DraftRule {
   void address( const Leaf & leaf, bool source );
   void etherType( const Leaf & leaf );
   void arp( const Leaf & leaf );
-  // Numbers or ranges of ingress ports, separated by commas.
+  // Numbers, names or ranges of ingress ports, separated by commas; names are kept for the
+  // platform.
   void inPorts( const Leaf & leaf );
   void protocol( const Leaf & leaf, U8 number );
   // By number or name, which a prefix such as "IP_" may precede. ICMP by name is the family's.
@@ -72,7 +74,8 @@ class DraftRule {
   Families families_ = familyAll;
   std::optional< U16 > etherType_;
   std::optional< U8 > protocol_;
-  bool icmp_ = false;  // the protocol is ICMP or ICMPv6, after the family
+  std::optional< NamedPorts > namedPorts_;  // ingress ports, if any has a name
+  bool icmp_ = false;                       // the protocol is ICMP or ICMPv6, after the family
 };
 
 // What a list of a document may hold.
@@ -99,7 +102,11 @@ class ListBuilder {
  private:
   Acl head_;
   ListScope scope_;
-  std::vector< AclRule > rules_[ 3 ];  // by AclKind
+  struct Rules {
+    std::vector< AclRule > rules;
+    std::vector< NamedPorts > namedPorts;
+  };
+  Rules rules_[ 3 ];  // by AclKind
 };
 
 }  // namespace Agent

@@ -43,6 +43,7 @@ struct AclReport {
   Forwarding defaultAction = Forwarding::none;
   DefaultOrigin defaultOrigin = DefaultOrigin::unstated;
   U64 defaultEntries = 0;
+  Direction direction = Direction::in;
   std::vector< FieldRange< U32 > > ports;  // that it is bound to; empty: all
   std::optional< AclShortage > shortage;   // empty: it fits
   std::vector< RuleUse > rules;
@@ -53,7 +54,8 @@ std::string portsText( const AclReport & acl );
 
 struct GroupUse {
   U32 group = 0;
-  std::string users;  // reservation names
+  std::string users;                 // reservation names
+  std::vector< std::string > lists;  // access lists with entries in it
   U32 pipe = 0;
   U32 copy = 0;
   U32 used = 0;  // entries in it
@@ -73,13 +75,14 @@ struct RunReport {
   std::string description;
   U32 unit = 0;
   U32 ingressPort = 0;
+  std::optional< U32 > egressPort;  // with lists for packets that leave
   // For packets that no rule matches, of lists that do not state an action.
   Forwarding defaultAction = Forwarding::none;
   std::optional< AclResource > defaultShortage;  // why its entries are missing; empty: they are not
   U32 defaultEntries = 0;
   std::vector< AclReport > acls;
 
-  // Packets at the ingress port.
+  // Packets from the ingress to the egress port.
   U64 total = 0;
   U64 matched = 0;    // by a rule
   U64 byDefault = 0;  // by none

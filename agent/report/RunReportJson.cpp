@@ -48,12 +48,17 @@ Json ruleJson( const RuleUse & use ) {
 }
 
 Json aclJson( const AclReport & acl ) {
-  Json json = {
-      { "name", acl.name },           { "file", acl.file },
-      { "rules", acl.rules.size() },  { "entries", acl.entries },
-      { "installed", acl.installed }, { "fits", !acl.shortage.has_value() },
-      { "binding", nullptr },         { "firstRuleThatDoesNotFit", nullptr },
-      { "ports", portsText( acl ) },  { "default", forwardingName( acl.defaultAction ) } };
+  Json json = { { "name", acl.name },
+                { "file", acl.file },
+                { "rules", acl.rules.size() },
+                { "entries", acl.entries },
+                { "installed", acl.installed },
+                { "fits", !acl.shortage.has_value() },
+                { "binding", nullptr },
+                { "firstRuleThatDoesNotFit", nullptr },
+                { "ports", portsText( acl ) },
+                { "default", forwardingName( acl.defaultAction ) },
+                { "direction", acl.direction == Direction::out ? "out" : "in" } };
   if ( acl.shortage ) {
     const U32 rule = acl.shortage->rule;
     json[ "binding" ] = resourceName( acl.shortage->resource );
@@ -128,6 +133,7 @@ std::string jsonReport( const RunReport & report ) {
   Json & groups = json[ "groups" ] = Json::array();
   for ( const GroupUse & use : report.groups )
     groups.push_back( { { "group", use.group },
+                        { "lists", use.lists },
                         { "pipe", use.pipe },
                         { "copy", use.copy },
                         { "used", use.used },

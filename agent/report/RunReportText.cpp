@@ -36,8 +36,11 @@ std::string fitText( const AclReport & acl ) {
 
 std::string aclLines( const AclReport & acl ) {
   std::string text;
-  if ( !acl.ports.empty() )
-    text += fmt::format( "  {}: on ports {}\n", acl.name, portsText( acl ) );
+  const bool leaving = acl.direction == Direction::out;
+  if ( !acl.ports.empty() || leaving )
+    text += fmt::format( "  {}: on {}{}\n", acl.name,
+                         acl.ports.empty() ? "all ports" : "ports " + portsText( acl ),
+                         leaving ? ", out" : "" );
   if ( acl.defaultAction != Forwarding::none )
     text += fmt::format( "  {}: default {}, by {}: {} entr{}\n", acl.name,
                          forwardingName( acl.defaultAction ),
@@ -72,10 +75,11 @@ std::string notesText( const ReaderRemarks & remarks ) {
 }
 
 std::string groupText( const RunReport & report ) {
-  TextTable table( { ">group", "users", ">pipe", ">copy", ">used", ">free" } );
+  TextTable table( { ">group", "users", "lists", ">pipe", ">copy", ">used", ">free" } );
   for ( const GroupUse & use : report.groups )
-    table.add( { std::to_string( use.group ), use.users, std::to_string( use.pipe ),
-                 std::to_string( use.copy ), countText( use.used ), countText( use.free ) } );
+    table.add( { std::to_string( use.group ), use.users, namesText( use.lists ),
+                 std::to_string( use.pipe ), std::to_string( use.copy ), countText( use.used ),
+                 countText( use.free ) } );
   return "TCAM entries, by group, pipe and copy\n" + table.text();
 }
 
@@ -234,10 +238,13 @@ std::string packetText( const RunReport & report ) {
   const bool listed = std::any_of( report.acls.begin(), report.acls.end(), []( const auto & acl ) {
     return acl.defaultAction != Forwarding::none;
   } );
+  const std::string where =
+      report.egressPort
+          ? fmt::format( "from port {} to port {}", report.ingressPort, *report.egressPort )
+          : fmt::format( "at port {}", report.ingressPort );
   std::string text = fmt::format(
-      "Packets at port {}: {}, of which {} matched a rule and {} met the default ({})\n",
-      report.ingressPort, countText( report.total ), countText( report.matched ),
-      countText( report.byDefault ),
+      "Packets {}: {}, of which {} matched a rule and {} met the default ({})\n", where,
+      countText( report.total ), countText( report.matched ), countText( report.byDefault ),
       listed ? "of their list" : forwardingName( report.defaultAction ) );
   const std::pair< const char *, U64 > fates[] = { { "dropped", report.dropped },
                                                    { "copied to the CPU", report.copiedToCpu },

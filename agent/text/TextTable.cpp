@@ -51,4 +51,14 @@ std::string countText( unsigned long long count ) {
   return text;
 }
 
+std::string namesText( const std::vector< std::string > & names ) {
+  constexpr size_t named = 3;
+  std::string text;
+  for ( size_t i = 0; i < std::min( names.size(), named ); ++i )
+    text += ( i == 0 ? "" : ", " ) + names[ i ];
+  if ( names.size() > named )
+    text += " and " + std::to_string( names.size() - named ) + " more";
+  return text;
+}
+
 }  // namespace Agent

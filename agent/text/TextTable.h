@@ -26,4 +26,7 @@ class TextTable {
 // With thousands separators: "12,345".
 std::string countText( unsigned long long count );
 
+// "a, b, c and 2 more".
+std::string namesText( const std::vector< std::string > & names );
+
 }  // namespace Agent

@@ -150,7 +150,8 @@ bool l2Matches( const AclRule & rule, const FrameFields & packet ) {
          matches( rule, FieldId::vlanPriority, rule.vlanPriority,
                   fieldOf( packet.vlanPriority ) ) &&
          matches( rule, FieldId::innerVlan, rule.innerVlan, fieldOf( packet.innerVlan ) ) &&
-         inRange( rule, FieldId::inPorts, rule.inPorts, packet.inPort );
+         inRange( rule, FieldId::inPorts, rule.inPorts, packet.inPort ) &&
+         inRange( rule, FieldId::outPorts, rule.outPorts, packet.outPort );
 }
 
 bool l3Matches( const Acl & acl, const AclRule & rule, const FrameFields & packet ) {
@@ -211,9 +212,10 @@ struct Decision {
 Decision firstMatch( const PolicyTable & table, const FrameFields & packet ) {
   if ( !ofKind( table.kind, packet ) )
     return {};
+  const auto & port = table.direction == Direction::in ? packet.inPort : packet.outPort;
   for ( const PolicyTable::List & list : table.lists ) {
     // Beside the ports of its rules, so that a rule whose ports are wrong is found.
-    if ( packet.inPort && !list.acl->isBoundTo( *packet.inPort ) )
+    if ( port && !list.acl->isBoundTo( *port ) )
       continue;
     const std::vector< AclRule > & rules = list.acl->rules;
     for ( U32 rule = 0; rule < rules.size(); ++rule )
@@ -232,16 +234,9 @@ const Acl & listOf( const PolicyTable & table, U32 acl ) {
               ->acl;
 }
 
-}  // namespace
-
-bool ruleMatches( const Acl & acl, const AclRule & rule, const FrameFields & packet ) {
-  return ofKind( acl.kind, packet ) && l2Matches( rule, packet ) &&
-         l3Matches( acl, rule, packet ) && udfsMatch( acl.kind, rule, packet );
-}
-
-PacketFate expectedFate( const Policy & policy, const FrameFields & packet,
-                         const Conforms & conforms ) {
-  PacketFate fate;
+// The tables of a direction, which decide for themselves.
+void passTables( const Policy & policy, Direction direction, const FrameFields & packet,
+                 const Conforms & conforms, PacketFate & fate ) {
   bool exceeded = false;
   Forwarding forwarding = Forwarding::none;
   const auto decide = [ & ]( Forwarding wanted ) {
@@ -249,6 +244,8 @@ PacketFate expectedFate( const Policy & policy, const FrameFields & packet,
       forwarding = wanted;
   };
   for ( const PolicyTable & table : policy.tables ) {
+    if ( table.direction != direction )
+      continue;
     const auto [ match, otherwise ] = firstMatch( table, packet );
     if ( !match ) {
       decide( otherwise );
@@ -267,7 +264,27 @@ PacketFate expectedFate( const Policy & policy, const FrameFields & packet,
       fate.mirrorPorts.insert( *acl.mirrorPort );
   }
   fate.drop = exceeded || forwarding == Forwarding::drop;
+}
+
+}  // namespace
+
+bool ruleMatches( const Acl & acl, const AclRule & rule, const FrameFields & packet ) {
+  return ofKind( acl.kind, packet ) && l2Matches( rule, packet ) &&
+         l3Matches( acl, rule, packet ) && udfsMatch( acl.kind, rule, packet );
+}
+
+PacketFate expectedFate( const Policy & policy, const FrameFields & entering,
+                         const FrameFields & leaving, const Conforms & conforms ) {
+  PacketFate fate;
+  passTables( policy, Direction::in, entering, conforms, fate );
+  if ( !fate.drop )
+    passTables( policy, Direction::out, leaving, conforms, fate );
   return fate;
+}
+
+PacketFate expectedFate( const Policy & policy, const FrameFields & packet,
+                         const Conforms & conforms ) {
+  return expectedFate( policy, packet, packet, conforms );
 }
 
 }  // namespace Agent

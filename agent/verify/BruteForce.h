@@ -28,9 +28,13 @@ struct PacketFate {
 // Called for each matching rule with a policer; returns whether the packet conforms.
 using Conforms = std::function< bool( const RuleIndex & rule, const PoliceRate & rate ) >;
 
-// The expected result. A packet that exceeds a rule's rate is dropped, and the rule's other actions
-// do not apply.
+// The expected result: of the tables for packets that enter, then, unless they drop it, of those
+// for packets that leave. A packet that exceeds a rule's rate is dropped, and the rule's other
+// actions do not apply.
 PacketFate expectedFate( const Policy & policy, const FrameFields & packet,
                          const Conforms & conforms );
+// The same where the fields differ between the directions (Replay.h).
+PacketFate expectedFate( const Policy & policy, const FrameFields & entering,
+                         const FrameFields & leaving, const Conforms & conforms );
 
 }  // namespace Agent

@@ -23,6 +23,33 @@ std::string fateText( const PacketFate & fate ) {
   return text + " by " + rules;
 }
 
+// The ports at and next to the ends of the ranges that a rule allows in a field of ports.
+void addEnds( const SoftAsic::ChipProfile & chip, const AclRule & rule, FieldId field,
+              const ByteRange & first, std::vector< U32 > & ports ) {
+  const auto add = [ & ]( U64 low, U64 high ) {
+    for ( const U64 port : { low - 1, low, high, high + 1 } )
+      if ( port < chip.ports() && std::find( ports.begin(), ports.end(), port ) == ports.end() )
+        ports.push_back( static_cast< U32 >( port ) );
+  };
+  if ( first.any() )
+    return;
+  add( first.low, first.high );
+  for ( const Alternative & other : rule.alternatives )
+    if ( other.field == field )
+      add( other.value.low, other.mask.low );
+}
+
+// The first port that no list for packets that enter is bound to by number; 0 if there is none.
+U32 unboundPort( const SoftAsic::ChipProfile & chip, const std::vector< Acl > & acls ) {
+  for ( U32 port = 0; port < chip.ports(); ++port )
+    if ( std::none_of( acls.begin(), acls.end(), [ port ]( const Acl & acl ) {
+           return acl.direction == Direction::in && !acl.boundPorts.empty() &&
+                  acl.isBoundTo( port );
+         } ) )
+      return port;
+  return 0;
+}
+
 }  // namespace
 
 std::vector< U32 > portOfEveryCopy( const SoftAsic::ChipProfile & chip ) {
@@ -37,25 +64,29 @@ std::vector< U32 > portOfEveryCopy( const SoftAsic::ChipProfile & chip ) {
   return ports;
 }
 
-std::vector< U32 > portsToVerify( const SoftAsic::ChipProfile & chip,
-                                  const std::vector< Acl > & acls ) {
-  std::vector< U32 > ports = portOfEveryCopy( chip );
-  const auto add = [ & ]( U64 low, U64 high ) {
-    for ( const U64 port : { low - 1, low, high, high + 1 } )
-      if ( port < chip.ports() && std::find( ports.begin(), ports.end(), port ) == ports.end() )
-        ports.push_back( static_cast< U32 >( port ) );
-  };
-  for ( const Acl & acl : acls ) {
+std::vector< PortPair > portsToVerify( const SoftAsic::ChipProfile & chip,
+                                       const std::vector< Acl > & acls, U32 egressPort ) {
+  std::vector< U32 > in = portOfEveryCopy( chip );
+  std::vector< U32 > out = { egressPort };
+  for ( const Acl & acl : acls )
     for ( const AclRule & rule : acl.rules ) {
-      if ( rule.inPorts.any() )
-        continue;
-      add( rule.inPorts.low, rule.inPorts.high );
-      for ( const Alternative & other : rule.alternatives )
-        if ( other.field == FieldId::inPorts )
-          add( other.value.low, other.mask.low );
+      addEnds( chip, rule, FieldId::inPorts, rule.inPorts, in );
+      addEnds( chip, rule, FieldId::outPorts, rule.outPorts, out );
     }
-  }
-  return ports;
+  std::vector< PortPair > pairs;
+  for ( size_t i = 0; i < in.size(); ++i )
+    pairs.push_back( { in[ i ], out[ i % out.size() ] } );
+  if ( out.size() == 1 )
+    return pairs;
+  for ( const U32 port : { in.front(), unboundPort( chip, acls ) } )
+    for ( const U32 to : out )
+      pairs.push_back( { port, to } );
+  return pairs;
+}
+
+FrameFields fieldsLeaving( U32 port, FrameFields fields ) {
+  fields.outPort = port;
+  return fields;
 }
 
 FrameFields fieldsAtPort( const Platform::PlatformData & platform, U32 port, FrameFields fields ) {
@@ -77,12 +108,12 @@ Replay::Replay( SwitchSession & session, RuleOf ruleOf )
       ruleOf_( std::move( ruleOf ) ),
       start_( session.chip().now( SwitchSession::unit ) ) {}
 
-PacketFate Replay::send( const Packet & packet, U32 port ) {
+PacketFate Replay::send( const Packet & packet, const PortPair & ports ) {
   constexpr U32 unit = SwitchSession::unit;
   SoftAsic::SoftAsic & chip = session_.chip();
   chip.advance( unit, start_ + packet.time - chip.now( unit ) );
   const SoftAsic::Verdict verdict =
-      chip.inject( unit, port, packet.frame.data(), packet.frame.size() );
+      chip.inject( unit, ports.in, packet.frame.data(), packet.frame.size(), ports.out );
   PacketFate fate;
   fate.drop = verdict.drop;
   fate.copyToCpu = verdict.copyToCpu;
@@ -95,9 +126,9 @@ PacketFate Replay::send( const Packet & packet, U32 port ) {
   return fate;
 }
 
-std::string fateDifference( const Packet & packet, U32 port, const PacketFate & expected,
-                            const PacketFate & actual ) {
-  return fmt::format( "port {}: {}: expected {}, got {}", port,
+std::string fateDifference( const Packet & packet, const PortPair & ports,
+                            const PacketFate & expected, const PacketFate & actual ) {
+  return fmt::format( "port {} to {}: {}: expected {}, got {}", ports.in, ports.out,
                       describe( readFrame( packet.frame ) ), fateText( expected ),
                       fateText( actual ) );
 }

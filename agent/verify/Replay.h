@@ -15,14 +15,20 @@ namespace Agent {
 // The rule that an entry implements; empty for a default action and for other users' entries.
 using RuleOf = std::function< std::optional< RuleIndex >( U32 entryId ) >;
 
+// Ports by which a packet enters and, unless it is dropped, leaves.
+struct PortPair {
+  U32 in = 0;
+  U32 out = 0;
+};
+
 // One pass of packets, with times relative to its start.
 class Replay {
  public:
   // Does not reset the chip's virtual clock.
   Replay( SwitchSession & session, RuleOf ruleOf );
 
-  // Sends a packet on an ingress port, which must exist. Packets must be in time order.
-  PacketFate send( const Packet & packet, U32 port );
+  // Sends a packet from port to port; both must exist. Packets must be in time order.
+  PacketFate send( const Packet & packet, const PortPair & ports );
 
  private:
   SwitchSession & session_;
@@ -33,17 +39,24 @@ class Replay {
 // First port of every pipe and copy.
 std::vector< U32 > portOfEveryCopy( const SoftAsic::ChipProfile & chip );
 
-// These, and the ports at and next to the ends of the ranges that rules on ingress ports allow.
-std::vector< U32 > portsToVerify( const SoftAsic::ChipProfile & chip,
-                                  const std::vector< Acl > & acls );
+// By which packets are verified: they enter by these ports, and by those at and next to the ends of
+// the ranges that rules on ingress ports allow. With lists for packets that leave, they leave by
+// `egressPort` and the ports at and next to the ends of those lists' ranges: by each of them once,
+// at least, after they entered by the first port, by a port that no list is bound to, and by any
+// other.
+std::vector< PortPair > portsToVerify( const SoftAsic::ChipProfile & chip,
+                                       const std::vector< Acl > & acls, U32 egressPort );
 
-// The fields of a packet as rules match them at a port. Where the pipes share their tables, an
-// untagged or priority-tagged packet matches both VLAN 0 and the port's untagged VLAN, and an
-// untagged one priority 0; elsewhere an untagged packet matches no VLAN and no priority.
+// The fields of a packet as rules match them when it leaves by a port.
+FrameFields fieldsLeaving( U32 port, FrameFields fields );
+
+// The fields of a packet as rules match them when it enters by a port. Where the pipes share their
+// tables, an untagged or priority-tagged packet matches both VLAN 0 and the port's untagged VLAN,
+// and an untagged one priority 0; elsewhere an untagged packet matches no VLAN and no priority.
 FrameFields fieldsAtPort( const Platform::PlatformData & platform, U32 port, FrameFields fields );
 
-// One line with packet, ingress port, expected and actual result.
-std::string fateDifference( const Packet & packet, U32 port, const PacketFate & expected,
-                            const PacketFate & actual );
+// One line with packet, ports, expected and actual result.
+std::string fateDifference( const Packet & packet, const PortPair & ports,
+                            const PacketFate & expected, const PacketFate & actual );
 
 }  // namespace Agent

@@ -13,7 +13,7 @@ namespace Agent {
 namespace {
 
 bool drops( const Acl & acl, const FrameFields & packet ) {
-  const Policy policy = { { { acl.kind, { { 0, &acl } }, Forwarding::none } } };
+  const Policy policy = { { { acl.kind, Direction::in, { { 0, &acl } }, Forwarding::none } } };
   return expectedFate( policy, packet, []( const auto &, const auto & ) { return true; } ).drop;
 }
 

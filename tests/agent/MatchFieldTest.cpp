@@ -52,7 +52,8 @@ void restrictField( Random & random, const MatchField & field, AclRule & rule ) 
     matches.push_back( field.id == FieldId::protocol
                            ? TernaryBits{ { 0, protocols[ random.below( 4 ) ] }, { 0, 0xFF } }
                            : randomMatch( random, field.width ) );
-    const U32 low = random.below( field.id == FieldId::inPorts ? 8 : end );
+    const bool ports = field.id == FieldId::inPorts || field.id == FieldId::outPorts;
+    const U32 low = random.below( ports ? 8 : end );
     ranges.push_back(
         { low, std::min( end - 1, low + random.below( random.below( 2 ) == 0 ? 4 : end ) ) } );
   }
@@ -64,6 +65,11 @@ void restrictField( Random & random, const MatchField & field, AclRule & rule ) 
     setMatches( rule, field.id, matches );
 }
 
+bool isIn( const MatchField & field, const Acl & acl ) {
+  const FieldId others = acl.direction == Direction::in ? FieldId::outPorts : FieldId::inPorts;
+  return field.isIn( acl.kind ) && field.id != others;
+}
+
 // Restricts `must` and some other fields, in at most 24 entries.
 AclRule randomRule( Random & random, const Acl & acl, const MatchField & must ) {
   while ( true ) {
@@ -71,7 +77,7 @@ AclRule randomRule( Random & random, const Acl & acl, const MatchField & must ) 
     rule.forwarding = Forwarding( random.below( 3 ) );
     rule.copyToCpu = random.below( 3 ) == 0;
     for ( const MatchField & field : matchFields() )
-      if ( field.isIn( acl.kind ) && ( field.id == must.id || random.below( 12 ) == 0 ) )
+      if ( isIn( field, acl ) && ( field.id == must.id || random.below( 12 ) == 0 ) )
         restrictField( random, field, rule );
     const auto fields = matchFields();
     const bool sound = std::none_of( fields.begin(), fields.end(), [ & ]( const auto & field ) {
@@ -85,22 +91,25 @@ AclRule randomRule( Random & random, const Acl & acl, const MatchField & must ) 
 
 std::vector< Acl > randomLists( U32 seed ) {
   Random random( seed );
-  std::vector< Acl > lists( 4 );
-  for ( const AclKind kind : { AclKind::ipv4, AclKind::ipv6, AclKind::mac } ) {
-    Acl & acl = lists[ static_cast< size_t >( kind ) ];
-    acl.name = kindName( kind );
-    acl.kind = kind;
-    acl.laterFragments = LaterFragments( seed % 2 );
-    acl.defaultAction = Forwarding( seed % 3 );
-    for ( const MatchField & field : matchFields() )
-      if ( field.isIn( kind ) )
-        acl.rules.push_back( randomRule( random, acl, field ) );
-  }
-  lists[ 3 ].name = "taps";
-  lists[ 3 ].kind = AclKind::ipv6;
-  lists[ 3 ].use = AclUse::mirror;
-  lists[ 3 ].mirrorPort = 5;
-  AclRule & tap = lists[ 3 ].rules.emplace_back();
+  std::vector< Acl > lists;
+  for ( const Direction direction : { Direction::out, Direction::in } )
+    for ( const AclKind kind : { AclKind::ipv4, AclKind::ipv6, AclKind::mac } ) {
+      Acl & acl = lists.emplace_back();
+      acl.name = kindName( kind );
+      acl.kind = kind;
+      acl.direction = direction;
+      acl.laterFragments = LaterFragments( seed % 2 );
+      acl.defaultAction = Forwarding( seed % 3 );
+      for ( const MatchField & field : matchFields() )
+        if ( isIn( field, acl ) )
+          acl.rules.push_back( randomRule( random, acl, field ) );
+    }
+  Acl & taps = lists.emplace_back();
+  taps.name = "taps";
+  taps.kind = AclKind::ipv6;
+  taps.use = AclUse::mirror;
+  taps.mirrorPort = 5;
+  AclRule & tap = taps.rules.emplace_back();
   restrictField( random, matchField( FieldId::source6 ), tap );
   restrictField( random, matchField( FieldId::inPorts ), tap );
   tap.forwarding = Forwarding::none;
@@ -131,6 +140,7 @@ TEST( MatchFieldTest, ChipMatchesTheReferenceModelInEveryField ) {
     TestSwitch sw( size );
     for ( U32 port = 0; port < 8; ++port )
       sw.ports.push_back( port );
+    sw.egressPorts = { 0, 3, 6 };
     const std::vector< Acl > lists = randomLists( seed );
     for ( const Acl & acl : lists ) {
       ASSERT_FALSE( listFault( sw.session.platform(), acl ) ) << acl.name;
@@ -232,7 +242,7 @@ TEST( AclFeatureTest, DefaultActionsDecideAboutOtherPackets ) {
   ASSERT_FALSE( sw.feature.addDefault( Forwarding::permit ) );
   EXPECT_EQ( sw.feature.defaultEntries(), 0U );
   EXPECT_EQ( sw.differences( frames ), 0U );
-  EXPECT_TRUE( sw.replay.send( { frames[ 3 ], sw.time += 1000 }, 0 ).drop );
+  EXPECT_TRUE( sw.replay.send( { frames[ 3 ], sw.time += 1000 }, {} ).drop );
   EXPECT_THAT( sw.audit(), IsEmpty() );
 }
 

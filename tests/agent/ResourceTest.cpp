@@ -121,7 +121,7 @@ TEST( PolicingTest, EntriesOfARuleShareABucketPerPipe ) {
               conformed += passes ? 1 : 0;
               return passes;
             } );
-        EXPECT_EQ( sw.replay.send( packet, port ), expected ) << sw.time;
+        EXPECT_EQ( sw.replay.send( packet, { port, 0 } ), expected ) << sw.time;
       }
     }
     const RuleCounters counters = sw.feature.counters( { 0, 0 } );

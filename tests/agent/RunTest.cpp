@@ -30,14 +30,14 @@ RunInput input() {
                  parseClassBench( "big", "big.acl",
                                   "\n@3.0.0.0/8 0.0.0.0/0 0 : 65535 5 : 5 0x06/0xFF\n"
                                   "@3.0.0.0/8 0.0.0.0/0 1 : 65534 1 : 65534 0x06/0xFF\n" ) };
-  input.ports = PortMethod::expand;
+  input.portMethod = PortMethod::expand;
   const Frame web = makeFrame( webPacket );
   appendFrames( input.packets.packets,
                 { web, web, makeFrame( { 0x01000001, 5, protocolTcp, 1000, 8080, 0, 0 } ),
                   makeFrame( { 0x03000001, 5, protocolTcp, 1000, 5, 0, 0 } ) },
                 1000 );
   input.packets.madeUp = { "raw.pcap", "RAW", 4 };
-  input.ingressPort = 13;  // pipe 1, copy 1
+  input.ports.in = 13;  // pipe 1, copy 1
   input.defaultAction = Forwarding::drop;
   input.verify = true;
   return input;
@@ -62,7 +62,7 @@ TEST( RunTest, ReportsListsPacketsAndUsage ) {
   EXPECT_EQ( object, json::parse( R"({ "platform": "test", "unit": 0, "acls": [
       { "name": "web", "file": "web.acl", "rules": 3, "entries": 8, "installed": 8, "fits": true,
         "binding": null, "firstRuleThatDoesNotFit": null, "ports": "all",
-        "default": "none", "ruleUse": [
+        "direction": "in", "default": "none", "ruleUse": [
           { "rule": 0, "line": 1, "entries": 1, "expansion": null, "sourcePorts": null, "destinationPorts": null,
             "packets": 2, "bytes": 120 },
           { "rule": 1, "line": 2, "entries": 6,
@@ -72,7 +72,7 @@ TEST( RunTest, ReportsListsPacketsAndUsage ) {
             "packets": 0, "bytes": 0 } ] },
       { "name": "big", "file": "big.acl", "rules": 2, "entries": 901, "installed": 0, "fits": false,
         "binding": "slices", "firstRuleThatDoesNotFit": { "line": 3, "rule": 1 },
-        "ports": "all", "default": "none", "ruleUse": [
+        "ports": "all", "direction": "in", "default": "none", "ruleUse": [
           { "rule": 0, "line": 2, "entries": 1, "expansion": null, "sourcePorts": null, "destinationPorts": null,
             "packets": 0, "bytes": 0 },
           { "rule": 1, "line": 3, "entries": 900, "expansion":
@@ -85,8 +85,8 @@ TEST( RunTest, ReportsListsPacketsAndUsage ) {
       "rangeCheckers": 0 })" ) );
   ASSERT_EQ( groups.size(), 8U );
   // Nine entries including the implicit deny in one slice of 32; the other group has another slice.
-  EXPECT_EQ( groups[ 3 ], json::parse( R"({ "group": 1, "pipe": 1, "copy": 1, "used": 9,
-                                            "free": 87 })" ) );
+  EXPECT_EQ( groups[ 3 ], json::parse( R"({ "group": 1, "lists": [ "web" ], "pipe": 1,
+                                            "copy": 1, "used": 9, "free": 87 })" ) );
   const std::string text = textReport( report, false );
   EXPECT_THAT( text, HasSubstr( "no: slices ran out at rule 1 (line 3); rolled back" ) );
   EXPECT_THAT( text, HasSubstr( "default drop: 1 entry" ) );
@@ -123,7 +123,7 @@ TEST( RunTest, MonitorsTheCapacity ) {
 TEST( RunTest, VerifiesPolicersCheckersAndMirrors ) {
   RunInput in = input();
   in.platform = testPlatform( { 2, true, true, false, 12, 1024, 512, 1, 4, 4 } );
-  in.ports = PortMethod::automatic;
+  in.portMethod = PortMethod::automatic;
   in.acls.pop_back();
   applyPolice( { "web/0:1M:125" }, in.acls );  // two frames of 60 bytes
   appendFrames( in.packets.packets, { makeFrame( webPacket ) }, 1000 );
@@ -163,8 +163,8 @@ TEST( RunTest, ReportsMismatchedPackets ) {
   TestSwitch sw( {} );
   const Acl acl = input().acls[ 0 ];
   const Packet packet = { makeFrame( webPacket ), 0 };
-  const Policy policy = { { { AclKind::ipv4, { { 0, &acl } } } } };
-  EXPECT_NE( sw.replay.send( packet, 0 ), expectedFate( policy, readFrame( packet.frame ), {} ) );
+  const Policy policy = { { { AclKind::ipv4, Direction::in, { { 0, &acl } } } } };
+  EXPECT_NE( sw.replay.send( packet, {} ), expectedFate( policy, readFrame( packet.frame ), {} ) );
 }
 
 }  // namespace Agent

@@ -32,11 +32,11 @@ struct ChipSize {
   U32 keyBits = 192;
   PortMethod ports = PortMethod::automatic;
   bool paired = false;      // slices, for keys that are too wide
-  bool everyField = false;  // IP and MAC groups have all qualifiers of their lists
+  bool everyField = false;  // IP and MAC groups have all qualifiers of their lists; egress groups
 };
 
-// Groups 1 to 7: IPv4, L2 control, IPv6, MAC, mirroring (two), flow programming inside VXLAN. VLAN
-// 6 is untagged on ports 1 and 2.
+// Groups 1 to 8: IPv4, L2 control, IPv6, MAC, mirroring (two), flow programming inside VXLAN,
+// mirroring IPv6; 9 to 11: egress IPv4, IPv6, MAC. VLAN 6 is untagged on ports 1 and 2.
 inline Platform::PlatformData basePlatform( const ChipSize & size ) {
   const char * ranges = size.rangeCheckers != 0 ? R"(, "RangeCheck")" : "";
   const auto share = [ & ]( const char * assignment, U32 group, const char * more ) {
@@ -55,7 +55,7 @@ inline Platform::PlatformData basePlatform( const ChipSize & size ) {
       "secondCopy": {}, "groupByPreselector": {}, "sharedByPipes": {}, "preselectors": 64,
       "rangeCheckers": {}, "policers": {}, "dataChunks": {}, "dataFormats": 16,
       "stages": [ {{ "stage": "IFP", "doubleWide": {}, "paired": {},
-        "slices": [ {{ "count": {}, "depth": 32, "keyBits": {} }} ] }} ] }},
+        "slices": [ {{ "count": {}, "depth": 32, "keyBits": {} }} ] }}{} ] }},
     "groups": [
       {{ "id": 1, "match": "ipv4", "qualifiers": [ "StageIngress", "IpType", "SrcIp", "DstIp",
         "IpProtocol", "L4SrcPort", "L4DstPort", "TcpControl", "IcmpTypeCode"{} ] }},
@@ -68,7 +68,10 @@ inline Platform::PlatformData basePlatform( const ChipSize & size ) {
       {{ "id": 6, "qualifiers": [ "StageIngress", "SrcMac" ] }},
       {{ "id": 7, "match": "ipv4", "qualifiers": [ "StageIngress", "IpType", "IpProtocol",
         "L4DstPort" ] }},
-      {{ "id": 8, "match": "ipv6", "qualifiers": [ "StageIngress", "SrcIp6" ] }} ],
+      {{ "id": 8, "match": "ipv6", "qualifiers": [ "StageIngress", "SrcIp6" ] }},
+      {{ "id": 9, "match": "ipv4", "qualifiers": [ "StageEgress", "IpType" ] }},
+      {{ "id": 10, "match": "ipv6", "qualifiers": [ "StageEgress", "IpType" ] }},
+      {{ "id": 11, "qualifiers": [ "StageEgress" ] }} ],
     "reservations": [
       {{ "name": "acl", "assignment": "ipAclTcamGroup", "strategy": "tcamAllocateOnDemand",
         "group": 1, "size": {} }},
@@ -77,23 +80,36 @@ inline Platform::PlatformData basePlatform( const ChipSize & size ) {
         "group": 2, "size": 8 }} ] }})",
           size.pipes, size.statistics, size.secondCopy, size.groupByPreselector, size.sharedByPipes,
           size.rangeCheckers, size.policers, size.dataChunks, size.keyBits > 192, size.paired,
-          size.slices, size.keyBits, ranges, size.entries,
+          size.slices, size.keyBits,
+          size.everyField ? R"(, { "stage": "EFP", "doubleWide": true,
+            "slices": [ { "count": 48, "depth": 64, "keyBits": 384 } ] })"
+                          : "",
+          ranges, size.entries,
           // The IPv6 key takes two rows or slices; the flow-programming group has five fields.
           ( size.keyBits > 192 || size.paired ? share( "ip6AclTcamGroup", 3, "" ) : "" ) +
               share( "macAclTcamGroup", 4, "" ) +
               share( "mirroringAclTcamGroup1", 5, R"(, "mirroringAclUdf": true)" ) +
               share( "mirroringAclTcamGroup2", 6, R"(, "mirroringAclUdf": true)" ) +
-              ( size.everyField ? share( "mirroringAclTcamGroup3", 8, "" ) : "" ) +
+              ( size.everyField ? share( "mirroringAclTcamGroup3", 8, "" ) +
+                                      share( "ipAclEgressTcamGroup", 9, "" ) +
+                                      share( "ip6AclEgressTcamGroup", 10, "" ) +
+                                      share( "macAclEgressTcamGroup", 11, "" )
+                                : "" ) +
               ( size.dataChunks >= 5 ? share( "openFlowVxlanUdfTcamGroup", 7, "" ) : "" ) ) );
 }
 
 inline Platform::PlatformData testPlatform( const ChipSize & size ) {
   Platform::PlatformData data = basePlatform( size );
-  const std::pair< size_t, AclKind > groups[] = {
-      { 0, AclKind::ipv4 }, { 2, AclKind::ipv6 }, { 3, AclKind::mac } };
-  for ( const auto & [ group, kind ] : groups )
+  const struct {
+    size_t group;
+    AclKind kind;
+    FieldId ports;  // of the other direction
+  } groups[] = { { 0, AclKind::ipv4, FieldId::outPorts }, { 2, AclKind::ipv6, FieldId::outPorts },
+                 { 3, AclKind::mac, FieldId::outPorts },  { 8, AclKind::ipv4, FieldId::inPorts },
+                 { 9, AclKind::ipv6, FieldId::inPorts },  { 10, AclKind::mac, FieldId::inPorts } };
+  for ( const auto & [ group, kind, ports ] : groups )
     for ( const MatchField & field : matchFields() )
-      if ( size.everyField && field.isIn( kind ) )
+      if ( size.everyField && field.isIn( kind ) && field.id != ports )
         data.groups[ group ].qualifiers.push_back( field.qualifier );
   data.attributes.ipv6MirroringSupported = size.everyField;
   return data;
@@ -132,18 +148,25 @@ struct TestSwitch {
     U32 count = 0;
     for ( const Frame & frame : frames ) {
       const Packet packet = { frame, time += interval };
-      for ( const U32 port : ports ) {
-        const PacketFate expected = expectedFate(
-            feature.policy(), fieldsAtPort( session.platform(), port, readFrame( frame ) ),
-            [ & ]( const RuleIndex & rule, const PoliceRate & rate ) {
-              return rates.passes( rule, rate, port / 8, frame.size(), time );
-            } );
-        const PacketFate fate = replay.send( packet, port );
-        if ( fate != expected && ++count < 5 )
-          ADD_FAILURE() << fateDifference( packet, port, expected, fate );
-      }
+      for ( const U32 in : ports )
+        for ( const U32 out : egressPorts )
+          count += sameFate( packet, { in, out } ) ? 0 : 1;
     }
     return count;
+  }
+
+  bool sameFate( const Packet & packet, const PortPair & pair ) {
+    const FrameFields fields = readFrame( packet.frame );
+    const PacketFate expected =
+        expectedFate( feature.policy(), fieldsAtPort( session.platform(), pair.in, fields ),
+                      fieldsLeaving( pair.out, fields ),
+                      [ & ]( const RuleIndex & rule, const PoliceRate & rate ) {
+                        return rates.passes( rule, rate, pair.in / 8, packet.frame.size(), time );
+                      } );
+    const PacketFate fate = replay.send( packet, pair );
+    if ( fate != expected && ++shown < 5 )
+      ADD_FAILURE() << fateDifference( packet, pair, expected, fate );
+    return fate == expected;
   }
 
   Kiv::LockGuard activity;
@@ -151,6 +174,8 @@ struct TestSwitch {
   AclFeature feature;
   Replay replay;
   std::vector< U32 > ports;
+  std::vector< U32 > egressPorts = { 0 };
+  U32 shown = 0;  // differences
   RateModel rates;
   U64 time = 0;
 };

@@ -1,0 +1,50 @@
+#include <fmt/core.h>
+
+#include <algorithm>
+
+#include "agent/acl/MatchFields.h"
+#include "agent/command/Run.h"
+#include "platform/PortNames.h"
+
+namespace Agent {
+
+namespace {
+
+// Throws for the first port that the platform does not have.
+std::vector< AnyRange > rangesOf( const Platform::PlatformData & platform, const std::string & file,
+                                  const NamedPorts & ports ) {
+  std::vector< AnyRange > ranges;
+  for ( size_t at = 0; at <= ports.text.size(); ) {
+    const size_t comma = std::min( ports.text.find( ',', at ), ports.text.size() );
+    const std::string port = ports.text.substr( at, comma - at );
+    const auto span = Platform::portsOf( platform, port );
+    if ( !span )
+      throw Platform::InputError(
+          file, { ports.line, ports.column },
+          fmt::format( "the rule names port {}: {}. A platform file can name ports, and --bind "
+                       "binds a list that does without",
+                       port, Platform::portsText( platform ) ) );
+    ranges.push_back( { span->low, span->high } );
+    at = comma + 1;
+  }
+  return ranges;
+}
+
+}  // namespace
+
+void resolvePorts( const Platform::PlatformData & platform, AclDocument & document ) {
+  for ( Acl & acl : document.lists ) {
+    std::vector< bool > refused( acl.rules.size() );
+    for ( const NamedPorts & ports : acl.namedPorts ) {
+      AclRule & rule = acl.rules[ ports.rule ];
+      refused[ ports.rule ] = !document.refusals.guard( acl.name, rule.name, [ & ] {
+        setRanges( rule, FieldId::inPorts, rangesOf( platform, acl.file, ports ) );
+      } );
+    }
+    acl.namedPorts.clear();
+    size_t index = 0;
+    std::erase_if( acl.rules, [ & ]( const AclRule & ) { return refused[ index++ ]; } );
+  }
+}
+
+}  // namespace Agent
