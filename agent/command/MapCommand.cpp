@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdlib>
 
+#include "agent/feature/AclShares.h"
 #include "agent/report/OutputFile.h"
 #include "agent/report/map/SliceMap.h"
 #include "agent/session/SwitchSession.h"
@@ -25,6 +26,17 @@ bool useColours( ColourUse use ) {
   const std::string terminal = variable( "TERM" );
   return ::isatty( STDOUT_FILENO ) == 1 && variable( "NO_COLOR" ).empty() && !terminal.empty() &&
          terminal != "dumb";
+}
+
+void nameLists( const RunInput & input, const RunReport & report, Map::SliceMap & slices ) {
+  for ( U32 i = 0; i < input.acls.size(); ++i ) {
+    if ( report.acls[ i ].shortage )
+      continue;
+    const std::string & share = shareOf( input.platform, classOf( input.acls[ i ] ) )->name;
+    for ( Map::User & user : slices.users )
+      if ( user.name == share )
+        user.lists.push_back( input.acls[ i ].name );
+  }
 }
 
 }  // namespace
@@ -54,6 +66,7 @@ bool mapCommand( const RunOptions & options, const MapOptions & map ) {
   const RunReport report = withProgrammedSwitch( input, [ & ]( SwitchSession & session ) {
     slices = Map::sliceMap( session.groupManager(), session.chip(), SwitchSession::unit );
   } );
+  nameLists( input, report, slices );
   slices.title = fmt::format( "{}: {}", input.platform.name, input.platform.description );
   const bool complete = input.remarks.refused == 0;
   const bool text = !map.json && map.svg.empty();  // its first line says what is missing

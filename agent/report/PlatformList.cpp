@@ -17,10 +17,14 @@ U32 ingressRows( const SoftAsic::ChipProfile & chip ) {
   return rows;
 }
 
+std::string namesOf( const Platform::PlatformData & data ) {
+  return data.portNames.empty() ? "" : data.portNames.front() + " to " + data.portNames.back();
+}
+
 }  // namespace
 
 std::string platformsText() {
-  TextTable table( { "platform", ">pipes", ">copies", ">ports", ">ingress rows a copy",
+  TextTable table( { "platform", ">pipes", ">copies", ">ports", "by name", ">ingress rows a copy",
                      ">IPv4 ACL entries", "description" } );
   for ( const std::string & name : Platform::builtInPlatforms() ) {
     const Platform::PlatformData data = Platform::loadPlatform( name );
@@ -28,8 +32,9 @@ std::string platformsText() {
     for ( const Platform::ReservationData & user : data.reservations )
       aclEntries += user.assignment == Morvane::ipAclTcamGroup ? user.size : 0;
     table.add( { name, std::to_string( data.chip.pipes ), data.chip.secondCopy ? "2" : "1",
-                 std::to_string( data.chip.ports() ), countText( ingressRows( data.chip ) ),
-                 countText( aclEntries ), data.description } );
+                 std::to_string( data.chip.ports() ), namesOf( data ),
+                 countText( ingressRows( data.chip ) ), countText( aclEntries ),
+                 data.description } );
   }
   return table.text();
 }

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <regex>
 
 namespace {
 
@@ -74,17 +75,124 @@ TEST_F( CommandTest, ListsAreBoundToPorts ) {
   EXPECT_THAT( apart.error, HasSubstr( "the list is not bound to the rule's ports" ) );
   const std::pair< const char *, const char * > refused[] = {
       { "web=9999", "web: there is no port 9999: large has the ports 0 to " },
-      { "web=Ethernet1", "web: there is no port Ethernet1: " },
+      { "web=Uplink1", "web: there is no port Uplink1: large has the ports 0 to 127, by name " },
       { "web=3-2", "web: there is no port 3-2: " },
       { "web=", "LIST=PORTS or LIST=PORTS:in is expected" },
       { "west=1", "there is no list west" },
-      { "web=1:up", "the direction is in or out, not up" },
-      { "web=1:out", "web: the list is bound to packets that leave" } };
+      { "web=1:up", "the direction is in or out, not up" } };
   for ( const auto & [ bind, what ] : refused ) {
     const Outcome outcome = run( lists + " --bind " + bind );
     EXPECT_EQ( outcome.status, 2 ) << bind;
     EXPECT_THAT( outcome.error, HasSubstr( what ) ) << bind;
   }
+}
+
+TEST_F( CommandTest, ListsFilterPacketsThatLeave ) {
+  const std::string web = " --acl " + write( "web.cfg", R"(interface Ethernet3
+ ip access-group web out
+interface Ethernet9
+ ip access-group web in
+ip access-list extended web
+ permit tcp any any range 80 90
+ permit udp any any eq 53
+)" );
+  const std::string run3 = "run --random 600 --verify";
+  const Outcome both = run( run3 + web );
+  EXPECT_EQ( both.status, 0 ) << both.error;
+  EXPECT_THAT( both.out, HasSubstr( "  web: on ports 9\n" ) );
+  EXPECT_THAT( both.out, HasSubstr( "  web, out: on ports 3, out\n" ) );
+  EXPECT_THAT( both.out, HasSubstr( "Packets from port 9 to port 3: 600, " ) );
+  EXPECT_THAT( both.out, HasSubstr( "     21  Egress IPv4 ACL  web, out " ) );
+  EXPECT_THAT( run( "map" + web ).out, HasSubstr( "  C  Egress IPv4 ACL: web, out " ) );
+  // The same list on other ports, with lists of the other kinds and a policer, on every chip.
+  const std::string more =
+      web + " --bind web=Ethernet4-7,12:out --police web/1:64k --acl " +
+      write( "mac.json", R"({ "type": "mac", "rules": [ { "outPorts": "3-5", "vlan": 4,
+                              "actions": [ "drop", "copyToCpu" ] } ] })" ) +
+      " --bind mac=all:out --default permit --egress-port Ethernet5";
+  const std::string ip6 = " --acl " +
+                          write( "six.json", R"({ "type": "ipv6", "mirrorPort": 1, "rules": [
+                           { "protocol": "tcp", "destinationPorts": "22-30", "dscp": 5,
+                             "actions": [ "drop", "mirror" ] } ] })" ) +
+                          " --bind six=0-5:out --bind six=1:in";
+  for ( const std::string chip : { " --platform small", " --platform shared", "" } ) {
+    const Outcome outcome =
+        run( run3 + " --json" + more + chip + ( chip == " --platform small" ? "" : ip6 ) );
+    EXPECT_EQ( outcome.status, 0 ) << chip << outcome.error;
+    const auto report = nlohmann::json::parse( outcome.out, nullptr, false );
+    EXPECT_EQ( report[ "packets" ][ "mismatches" ], 0 ) << outcome.out;
+    EXPECT_EQ( report[ "acls" ][ 0 ][ "direction" ], "out" );
+    EXPECT_EQ( report[ "acls" ][ 0 ][ "ports" ], "4-7,12" );
+    // No range checkers: 80-87, 88-89, 90 and later fragments, on ports 4-7 and 12.
+    EXPECT_EQ( report[ "acls" ][ 0 ][ "ruleUse" ][ 0 ][ "entries" ], ( 3 + 1 ) * 2 );
+  }
+  const std::pair< std::string, const char * > refused[] = {
+      { "--platform small" + ip6,
+        "six, out: the platform has no share for egress lists of type ipv6 and use filter" },
+      { web + " --egress-port Ethernet128", "--egress-port Ethernet128: large has the ports 0 " },
+      { web + " --egress-port 3-4", "--egress-port 3-4: large has " },
+      { web + " --acl " + write( "in.json", R"({ "rules": [ { "inPorts": 3 } ] })" ) +
+            " --bind in=all:out",
+        "list in: platform large cannot match inPorts (InPorts) in group 21 of "
+        "ipAclEgressTcamGroup" },
+      { "--acl " + write( "out.json", R"({ "rules": [ { "outPorts": 3 } ] })" ),
+        "list out: platform large cannot match outPorts (OutPort) in group 3 of ipAclTcamGroup" },
+      { "--acl " + write( "tap.json", R"({ "use": "mirror", "mirrorPort": 4, "rules": [ {} ] })" ) +
+            " --bind tap=1:out",
+        "list tap: the platform has no share for egress lists of type ipv4 and use mirror" } };
+  for ( const auto & [ arguments, what ] : refused ) {
+    const Outcome outcome = run( "run " + arguments );
+    EXPECT_EQ( outcome.status, 2 ) << arguments;
+    EXPECT_THAT( outcome.error, HasSubstr( what ) ) << arguments;
+  }
+}
+
+TEST_F( CommandTest, DocumentsNamePorts ) {
+  const std::string sonic = " --acl " + write( "sonic.json", R"({
+    "ACL_TABLE": {
+      "IN": { "type": "L3", "stage": "INGRESS", "ports": [ "Ethernet0", "Ethernet4" ] },
+      "OUT": { "type": "L3", "stage": "EGRESS", "ports": [ "Ethernet8" ] } },
+    "ACL_RULE": {
+      "IN|A": { "PRIORITY": "9", "PACKET_ACTION": "DROP", "SRC_IP": "10.0.0.0/8",
+                "IN_PORTS": "Ethernet4,Ethernet0" },
+      "IN|B": { "PRIORITY": "8", "PACKET_ACTION": "FORWARD", "IP_TYPE": "IPV4" },
+      "OUT|C": { "PRIORITY": "9", "PACKET_ACTION": "DROP", "DST_IP": "10.0.0.0/8" } } })" );
+  const Outcome named = run( "run --platform small --random 400 --verify --json" + sonic );
+  EXPECT_EQ( named.status, 0 ) << named.error;
+  const auto report = nlohmann::json::parse( named.out, nullptr, false );
+  EXPECT_EQ( report[ "packets" ][ "mismatches" ], 0 );
+  EXPECT_EQ( report[ "acls" ][ 0 ][ "ports" ], "0,4" );
+  EXPECT_EQ( report[ "acls" ][ 1 ][ "direction" ], "out" );
+  EXPECT_EQ( report[ "acls" ][ 1 ][ "ports" ], "8" );
+  const std::string document = R"({ "ietf-access-control-list:acls": {
+    "acl": [ { "name": "edge", "type": "ipv4-acl-type", "aces": { "ace": [
+      { "name": "r", "matches": { "ingress-interface": "Ethernet47", "ipv4": { "protocol": 6 } },
+        "actions": { "forwarding": "drop" } } ] } } ],
+    "attachment-points": { "interface": [ { "interface-id": "eth7", "ingress": {
+      "acl-sets": { "acl-set": [ { "name": "edge" } ] } } } ] } } })";
+  const std::string edge = " --acl " + write( "edge.json", document );
+  const std::pair< std::string, std::string > refused[] = {
+      { edge,
+        "[^\n]*edge.json:6:44: edge: there is no port eth7: [^\n]*--bind LIST=PORTS [^\n]*\n" },
+      { "--platform small" + edge + " --bind edge=eth8", "morvane-tcam: --bind edge: [^\n]*\n" } };
+  for ( const auto & [ arguments, error ] : refused ) {
+    const Outcome outcome = run( "run " + arguments );
+    EXPECT_EQ( outcome.status, 2 ) << arguments;
+    EXPECT_THAT( outcome.error, MatchesRegex( error ) ) << arguments;
+  }
+  EXPECT_EQ( run( "run --random 200 --verify" + edge + " --bind edge=40-50" ).status, 0 );
+  // A rule with an unknown port is refused as any other rule.
+  const Outcome partial = run( "run --platform small --partial" + edge + " --bind edge=all" );
+  EXPECT_EQ( partial.status, 0 ) << partial.error;
+  const std::string other =
+      " --acl " +
+      write( "other.json",
+             std::regex_replace( document, std::regex( "Ethernet47" ), "Ethernet48" ) ) +
+      " --bind edge=all";
+  const Outcome unknown = run( "run --platform small --partial" + other );
+  EXPECT_EQ( unknown.status, 1 );
+  EXPECT_THAT( unknown.error, HasSubstr( "other.json:3:56: edge, r: the rule names port "
+                                         "Ethernet48: small has the ports 0 to 47, " ) );
 }
 
 TEST_F( CommandTest, ShowsTheLibraryReports ) {

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <map>
 
+#include "agent/text/TextTable.h"
+
 namespace Map {
 
 namespace {
@@ -127,6 +129,10 @@ SliceMap MapMaker::finish() {
 }
 
 }  // namespace
+
+std::string User::title() const {
+  return lists.empty() ? name : name + ": " + Agent::namesText( lists );
+}
 
 U32 Slice::rowsOf( RowUse use ) const {
   U32 count = 0;

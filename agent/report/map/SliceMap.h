@@ -73,8 +73,9 @@ struct Table {
 };
 
 struct User {
-  std::string name;  // of its reservation
-  U32 group = 0;     // without instance bits
+  std::string name;                  // of its reservation
+  std::vector< std::string > lists;  // access lists in its share; empty by default
+  U32 group = 0;                     // without instance bits
   // Entries that it may allocate; empty: unbounded.
   std::optional< U32 > share = {};
   U32 used = 0;                       // allocated entries; each is in every pipe and copy
@@ -83,6 +84,9 @@ struct User {
   // Rows of pipe 0, copy 0.
   U32 setAside = 0;
   U32 twins = 0;
+
+  // "IPv4 ACL: edge, web".
+  std::string title() const;
 };
 
 struct SliceMap {

@@ -39,11 +39,9 @@ Json json( const SliceMap & map, const Slice & slice ) {
 }
 
 Json json( const User & user ) {
-  return { { "user", user.name },
-           { "group", user.group },
-           { "share", user.share ? Json( *user.share ) : Json() },
-           { "used", user.used },
-           { "setAside", user.setAside },
+  return { { "user", user.name },   { "lists", user.lists },
+           { "group", user.group }, { "share", user.share ? Json( *user.share ) : Json() },
+           { "used", user.used },   { "setAside", user.setAside },
            { "twins", user.twins } };
 }
 

@@ -280,7 +280,7 @@ void Drawing::drawUsers() {
   const double nameAt = margin + 28;
   size_t longest = 10;
   for ( const User & user : map_.users )
-    longest = std::max( longest, user.onChip ? user.name.size() : 0 );
+    longest = std::max( longest, user.onChip ? user.title().size() : 0 );
   const double firstEnd = nameAt + digitWidth * static_cast< double >( longest ) + 52;
   const std::vector< std::string > headings = userHeadings( map_ );
   put( R"(<g class="bold">)" );
@@ -294,7 +294,7 @@ void Drawing::drawUsers() {
     y_ += lineHeight;
     if ( user.letter )
       drawBadge( margin, y_, *user.letter );
-    drawUserRow( nameAt, firstEnd, user.name, userCells( map_, user ) );
+    drawUserRow( nameAt, firstEnd, user.title(), userCells( map_, user ) );
   }
   y_ += lineHeight + 4;
 }

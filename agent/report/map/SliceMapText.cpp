@@ -158,7 +158,8 @@ void paintUsers( Painter & out, const SliceMap & map ) {
     if ( !user.onChip )
       continue;
     std::vector< std::string > cells = userCells( map, user );
-    cells.insert( cells.begin(), { user.letter ? std::string( 1, *user.letter ) : "", user.name } );
+    cells.insert( cells.begin(),
+                  { user.letter ? std::string( 1, *user.letter ) : "", user.title() } );
     table.add( std::move( cells ) );
     letters.push_back( user.letter );
   }
