@@ -27,7 +27,7 @@ constexpr const char * allPorts = "all";
 std::pair< std::string, Binding > readBind( const std::string & argument ) {
   const size_t equals = argument.rfind( '=' );
   if ( equals == std::string::npos || equals == 0 || equals + 1 == argument.size() )
-    failBind( argument, "LIST=PORTS or LIST=PORTS:in is expected" );
+    failBind( argument, "LIST=PORTS, LIST=PORTS:in or LIST=PORTS:out is expected" );
   std::string ports = argument.substr( equals + 1 );
   Binding binding;
   if ( const size_t colon = ports.rfind( ':' ); colon != std::string::npos ) {

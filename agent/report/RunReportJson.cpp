@@ -100,6 +100,17 @@ void addCapacity( Json & json, const CapacityReport & capacity ) {
   }
 }
 
+void addGroups( Json & json, const std::vector< GroupUse > & groups ) {
+  Json & rows = json[ "groups" ] = Json::array();
+  for ( const GroupUse & use : groups )
+    rows.push_back( { { "group", use.group },
+                      { "lists", use.lists },
+                      { "pipe", use.pipe },
+                      { "copy", use.copy },
+                      { "used", use.used },
+                      { "free", use.free } } );
+}
+
 void addRemarks( Json & json, const ReaderRemarks & remarks ) {
   if ( remarks.refused != 0 )
     json[ "partial" ] = { { "refused", remarks.refused }, { "refusals", remarks.refusals } };
@@ -130,14 +141,7 @@ std::string jsonReport( const RunReport & report ) {
     json[ "packets" ][ "madeUpEthernetHeaders" ] = { { "packets", report.madeUp->packets },
                                                      { "file", report.madeUp->file },
                                                      { "linkType", report.madeUp->linkType } };
-  Json & groups = json[ "groups" ] = Json::array();
-  for ( const GroupUse & use : report.groups )
-    groups.push_back( { { "group", use.group },
-                        { "lists", use.lists },
-                        { "pipe", use.pipe },
-                        { "copy", use.copy },
-                        { "used", use.used },
-                        { "free", use.free } } );
+  addGroups( json, report.groups );
   json[ "rangeCheckers" ] = report.rangeCheckers;
   if ( !report.cleared.empty() )
     json[ "cleared" ] = report.cleared;

@@ -77,7 +77,7 @@ TEST_F( CommandTest, ListsAreBoundToPorts ) {
       { "web=9999", "web: there is no port 9999: large has the ports 0 to " },
       { "web=Uplink1", "web: there is no port Uplink1: large has the ports 0 to 127, by name " },
       { "web=3-2", "web: there is no port 3-2: " },
-      { "web=", "LIST=PORTS or LIST=PORTS:in is expected" },
+      { "web=", "LIST=PORTS, LIST=PORTS:in or LIST=PORTS:out is expected" },
       { "west=1", "there is no list west" },
       { "web=1:up", "the direction is in or out, not up" } };
   for ( const auto & [ bind, what ] : refused ) {
@@ -96,8 +96,8 @@ ip access-list extended web
  permit tcp any any range 80 90
  permit udp any any eq 53
 )" );
-  const std::string run3 = "run --random 600 --verify";
-  const Outcome both = run( run3 + web );
+  const std::string verified = "run --random 600 --verify";
+  const Outcome both = run( verified + web );
   EXPECT_EQ( both.status, 0 ) << both.error;
   EXPECT_THAT( both.out, HasSubstr( "  web: on ports 9\n" ) );
   EXPECT_THAT( both.out, HasSubstr( "  web, out: on ports 3, out\n" ) );
@@ -117,7 +117,7 @@ ip access-list extended web
                           " --bind six=0-5:out --bind six=1:in";
   for ( const std::string chip : { " --platform small", " --platform shared", "" } ) {
     const Outcome outcome =
-        run( run3 + " --json" + more + chip + ( chip == " --platform small" ? "" : ip6 ) );
+        run( verified + " --json" + more + chip + ( chip == " --platform small" ? "" : ip6 ) );
     EXPECT_EQ( outcome.status, 0 ) << chip << outcome.error;
     const auto report = nlohmann::json::parse( outcome.out, nullptr, false );
     EXPECT_EQ( report[ "packets" ][ "mismatches" ], 0 ) << outcome.out;
@@ -126,6 +126,15 @@ ip access-list extended web
     // No range checkers: 80-87, 88-89, 90 and later fragments, on ports 4-7 and 12.
     EXPECT_EQ( report[ "acls" ][ 0 ][ "ruleUse" ][ 0 ][ "entries" ], ( 3 + 1 ) * 2 );
   }
+}
+
+TEST_F( CommandTest, EgressListsAreRefusedByWhatThePlatformLacks ) {
+  const std::string web =
+      " --acl " + write( "web.cfg", "ip access-list extended web\n permit tcp any any eq 80\n" ) +
+      " --bind web=3:out";
+  const std::string ip6 = " --acl " +
+                          write( "six.json", R"({ "type": "ipv6", "rules": [ { "dscp": 1 } ] })" ) +
+                          " --bind six=0-5:out --bind six=1:in";
   const std::pair< std::string, const char * > refused[] = {
       { "--platform small" + ip6,
         "six, out: the platform has no share for egress lists of type ipv6 and use filter" },
