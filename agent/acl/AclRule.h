@@ -203,7 +203,7 @@ struct Binding {
   U32 column = 0;  // in its line, from 1
 };
 
-// Ports of a rule as its file names them, before the platform's names are known.
+// Ports of a rule as its file has them. Which ports there are, and their names, is the platform's.
 struct NamedPorts {
   U32 rule = 0;      // index in the list
   std::string text;  // names, numbers and ranges, with commas

@@ -103,24 +103,7 @@ void DraftRule::etherType( const Leaf & leaf, U16 type ) {
 }
 
 void DraftRule::inPorts( const Leaf & leaf ) {
-  std::vector< AnyRange > ports;
-  std::string_view rest = leaf.text();
-  for ( bool more = true; more; ) {
-    const size_t comma = rest.find( ',' );
-    const std::string_view word = rest.substr( 0, comma );
-    more = comma != rest.npos;
-    rest.remove_prefix( std::min( word.size() + 1, rest.size() ) );
-    const size_t dash = std::min( word.find( '-' ), word.size() );
-    const auto low = numberOf( word.substr( 0, dash ) );
-    const auto high = dash == word.size() ? low : numberOf( word.substr( dash + 1 ) );
-    if ( !low || !high || *low > *high || *high > 0xFF ) {
-      restrictBits( leaf, FieldId::inPorts );
-      namedPorts_ = { 0, leaf.text(), leaf.node().line, leaf.node().column };
-      return;
-    }
-    ports.push_back( { *low, *high } );
-  }
-  ranges( leaf, FieldId::inPorts, ports );
+  namedPorts_ = { 0, leaf.text(), leaf.node().line, leaf.node().column };
 }
 
 void DraftRule::protocol( const Leaf & leaf, U8 number ) {

@@ -43,8 +43,7 @@ class DraftRule {
   void address( const Leaf & leaf, bool source );
   void etherType( const Leaf & leaf );
   void arp( const Leaf & leaf );
-  // Numbers, names or ranges of ingress ports, separated by commas; names are kept for the
-  // platform.
+  // Numbers, names or ranges of ingress ports, separated by commas. The platform knows them.
   void inPorts( const Leaf & leaf );
   void protocol( const Leaf & leaf, U8 number );
   // By number or name, which a prefix such as "IP_" may precede. ICMP by name is the family's.
@@ -74,7 +73,7 @@ class DraftRule {
   Families families_ = familyAll;
   std::optional< U16 > etherType_;
   std::optional< U8 > protocol_;
-  std::optional< NamedPorts > namedPorts_;  // ingress ports, if any has a name
+  std::optional< NamedPorts > namedPorts_;  // ingress ports
   bool icmp_ = false;                       // the protocol is ICMP or ICMPv6, after the family
 };
 

@@ -29,6 +29,8 @@ std::string readAs( const std::string & text, const char * format = nullptr ) {
       result += "\n";
       for ( const AclRule & rule : acl.rules )
         result += ruleText( acl.kind, rule ) + "\n";
+      for ( const NamedPorts & ports : acl.namedPorts )
+        result += fmt::format( "rule {} on {}\n", ports.rule, ports.text );
     }
     for ( const std::string & line : document.refusals.lines() )
       result += line + "\n";
@@ -194,6 +196,8 @@ TEST( DocumentTest, ReadsEveryField ) {
         "T_l mac\nr: sourceMac=02:00:00:00:00:00/ff:00:00:00:00:00 etherType=0x806 permit" },
       { sonic( R"("TCP_FLAGS": "0x12", "L4_DST_PORT_RANGE": "0-65535")" ),
         "r: protocol=tcp tcpFlags=0x12/0x3f permit" },
+      // The platform says which ports there are.
+      { sonic( R"("IN_PORTS": "e1,3-4", "DSCP": 5)" ), "r: dscp=5 permit\nrule 0 on e1,3-4\n" },
       { sonic( R"("ICMP_TYPE": 8, "IP_PROTOCOL": 1)", "L3V4V6" ),
         "T_l ipv4\nr: protocol=icmp icmp=8 permit" },
   } );
