@@ -73,6 +73,8 @@ void resolvePorts( const Platform::PlatformData & platform, AclDocument & docume
 
 // Sets policers of rules from a list of RULE:RATE[:BURST] (units: docs/rules-file.md). RULE is an
 // index or, with several lists, LIST/INDEX. Throws UsageError.
+void applyPolice( const std::vector< std::string > & police, std::vector< Acl > & acls );
+
 // Restricts every rule of a list to the ports that the list is bound to, by its file or by options
 // LIST=PORTS[:in|out], which replace what the file says. PORTS: all, or numbers or names of ports
 // and LOW-HIGH with commas. A list that is bound in both directions becomes two, of which the
@@ -80,16 +82,15 @@ void resolvePorts( const Platform::PlatformData & platform, AclDocument & docume
 // Platform::InputError for what a file says.
 void applyBindings( const std::vector< std::string > & binds,
                     const Platform::PlatformData & platform, std::vector< Acl > & acls );
-void applyPolice( const std::vector< std::string > & police, std::vector< Acl > & acls );
 
 // Runs the job on a new switch. Call with the activity lock held.
 // - Counters are cleared, if requested, and read after the packets and before verification sends
 //   them again.
 // - The capacity, if monitored, is polled at the start, after every list, before a list that does
 //   not fit is rolled back, after the packets, and after everything has been released.
-// - Verification refills all policers, compares the result of every packet on one port of every
-//   pipe and copy, and on the ports around those of rules, with the reference model, and runs the
-//   auditor, again after the release.
+// - Verification refills all policers, compares the result of every packet from one port of every
+//   pipe and copy, and from and to the ports around those of rules, with the reference model, and
+//   runs the auditor, again after the release.
 // Throws Platform::InputError for a user-defined field that a flow-programming group lacks, and
 // UsageError, before any packet is sent, for a requested entry that does not exist.
 RunReport run( const RunInput & input );

@@ -1,7 +1,8 @@
 // Reference model of the policers.
 //
-// Each rule has one token bucket per pipe, initially full, with the rule's rate and burst. A packet
-// conforms if the bucket has tokens for the whole frame, and consumes them.
+// Each rule has one token bucket per pipe (for packets that leave: one), initially full, with the
+// rule's rate and burst. A packet conforms if the bucket has tokens for the whole frame, and
+// consumes them.
 #pragma once
 
 #include <map>
