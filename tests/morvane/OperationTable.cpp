@@ -115,6 +115,8 @@ const TableOperation table[] = {
     { "uninitialize a group",
       []( S & sw, U32 p ) { sw.groups->initializeGroup( 0, sw.at( p ).group ); },
       []( S & sw, U32 p ) { sw.groups->uninitializeGroup( 0, sw.at( p ).group ); }, Left::after },
+    { "leave a group of one user", []( S & sw, U32 p ) { sw.user( p ).initializeGroup( 0 ); },
+      []( S & sw, U32 p ) { sw.user( p ).uninitializeGroup( 0 ); }, Left::after, true },
     { "add a field", mirror, addField, Left::beforeOrNoGroup, true },
     { "add a shared field",
       []( S & sw, U32 p ) { mirror( sw, p ), sw.field( p, true ), mirror( sw, p ^ 2 ); },
@@ -128,7 +130,7 @@ const TableOperation table[] = {
       },
       addField, Left::beforeOrNoGroup },
     { "remove a field", []( S & sw, U32 p ) { mirror( sw, p ), addField( sw, p ); },
-      []( S & sw, U32 p ) { sw.field( p, false ); }, Left::either },
+      []( S & sw, U32 p ) { sw.field( p, false ); }, Left::after },
     { "leave a group with fields",
       []( S & sw, U32 p ) {
         addField( sw, p );
@@ -149,7 +151,7 @@ const TableOperation table[] = {
         mirror( sw, p );
         sw.field( p, true, Acl::mac() );
       },
-      []( S & sw, U32 p ) { sw.field( p, false, Acl::mac() ); }, Left::either },
+      []( S & sw, U32 p ) { sw.field( p, false, Acl::mac() ); }, Left::after },
     { "compress", takeAndWrite, []( S & sw, U32 p ) { sw.user( p ).compressEntries( 0 ); },
       Left::before, true },
     { "ask for room", nothing, []( S & sw, U32 p ) { sw.user( p ).entriesAvailable( 0 ); },

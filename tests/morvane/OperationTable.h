@@ -72,7 +72,8 @@ class OperationSwitch : public TestSwitch {
     policer[ place ] = groups->createPolicer( 0, reinterpret_cast< U8 * >( &limits ) );
   }
   GroupUdfQualApplyStatus field( U32 place, bool add, S32 type = Acl::ip() ) {
-    mirror( place ).initializeGroup( 0 );
+    if ( add )
+      mirror( place ).initializeGroup( 0 );
     return mirror( place ).setMirroringAclUdf( 0, type, 0x0800, UdfBaseL2HeaderEnd,
                                                at( place ).field, 4, add );
   }
