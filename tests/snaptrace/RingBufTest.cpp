@@ -43,6 +43,13 @@ TEST( RingBufTest, KeepsTheNewestMessagesWhole ) {
   }
 }
 
+TEST( RingBufTest, KeepsAsManyAsFit ) {
+  RingBuf ring( 1024 );
+  for ( int i = 0; i < 100; ++i )
+    record( ring, std::string( 60, 'x' ) );  // 64 bytes with its length
+  EXPECT_EQ( ring.lines().size(), 16U );
+}
+
 TEST( RingBufTest, RefusesOversizedMessagesAndStaysUsable ) {
   RingBuf ring( 0 );
   EXPECT_EQ( ring.bytes(), RingBuf::minBytes );
