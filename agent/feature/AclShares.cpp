@@ -56,12 +56,6 @@ bool has( const std::vector< U32 > & list, U32 qualifier ) {
   return std::find( list.begin(), list.end(), qualifier ) != list.end();
 }
 
-S32 aclTypeOf( AclKind kind ) {
-  return kind == AclKind::ipv4   ? Morvane::Acl::ip()
-         : kind == AclKind::ipv6 ? Morvane::Acl::ip6()
-                                 : Morvane::Acl::mac();
-}
-
 // Mirroring groups use the library's qualifier sets, whatever the platform's table says.
 std::vector< U32 > listedQualifiers( const PlatformData & platform, const ReservationData & share,
                                      AclKind kind ) {
@@ -126,6 +120,12 @@ bool usesFields( const Acl & acl ) {
 }
 
 }  // namespace
+
+S32 aclTypeOf( AclKind kind ) {
+  return kind == AclKind::ipv4   ? Morvane::Acl::ip()
+         : kind == AclKind::ipv6 ? Morvane::Acl::ip6()
+                                 : Morvane::Acl::mac();
+}
 
 const ReservationData * shareOf( const PlatformData & platform, const ListClass & lists ) {
   if ( lists.direction == Direction::out )

@@ -26,6 +26,9 @@ inline ListClass classOf( const Acl & acl ) {
 const Platform::ReservationData * shareOf( const Platform::PlatformData & platform,
                                            const ListClass & lists );
 
+// The library's type of lists of the kind.
+S32 aclTypeOf( AclKind kind );
+
 // True if the share's group can match range checker results.
 bool matchesRanges( const Platform::PlatformData & platform,
                     const Platform::ReservationData & share );

@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
+#include "agent/feature/AclShares.h"
 #include "kiv/Assert.h"
-#include "morvane/AclType.h"
 #include "platform/InputError.h"
 
 namespace Agent {
@@ -32,12 +32,6 @@ U32 etherTypeOf( const AclRule & rule ) {
       std::any_of( rule.alternatives.begin(), rule.alternatives.end(),
                    []( const Alternative & other ) { return other.field == FieldId::etherType; } );
   return rule.etherType.mask == 0xFFFF && !several ? rule.etherType.value : noEtherType;
-}
-
-S32 aclTypeOf( AclKind kind ) {
-  return kind == AclKind::ipv4   ? Morvane::Acl::ip()
-         : kind == AclKind::ipv6 ? Morvane::Acl::ip6()
-                                 : Morvane::Acl::mac();
 }
 
 }  // namespace
