@@ -171,6 +171,25 @@ TEST( StrategyTest, OnlyALackOfRoomMarksAUnit ) {
     }
 }
 
+TEST( StrategyTest, RangeLosesAnEntryWithoutStatisticsUntilItIsTakenAgain ) {
+  TestSwitch sw( { .pipes = 2 } );
+  sw.platform.acl( 1, 4, tcamAllocateAsChunk );
+  sw.start();
+  sw.take( ipAclTcamGroup );
+  const auto touched = [ & ]( U32 id ) {
+    sw.log.clear();
+    EXPECT_EQ( sw.take( ipAclTcamGroup, 1 ), id );
+    EXPECT_EQ( sw.audit(), "" );
+    const auto calls =
+        sw.calls( { SdkOp::bcm_field_entry_create_id, SdkOp::bcm_field_entry_destroy } );
+    return fmt::format( "{}", fmt::join( calls, ", " ) );
+  };
+  sw.faults.arm( { .op = SdkOp::bcm_field_stat_create, .nth = 2, .rc = -14 } );
+  EXPECT_EQ( touched( 0 ), "entry_destroy 1010001, entry_destroy 10001" );
+  EXPECT_EQ( touched( 0x10001 ), "entry_create_id 1, entry_create_id 1000001" );
+  EXPECT_EQ( sw.emptied(), "" );
+}
+
 TEST( StrategyTest, IdleChunkTakesTheMarksOfItsGroup ) {
   TestSwitch sw( { .slices = 1, .depth = 8 } );
   sw.platform.acl( 1, 7, tcamAllocateAsChunk ).user( qosTcamGroup, 1, 0, tcamAllocateUnbounded );

@@ -48,6 +48,10 @@ TEST( RingBufTest, KeepsAsManyAsFit ) {
   for ( int i = 0; i < 100; ++i )
     record( ring, std::string( 60, 'x' ) );  // 64 bytes with its length
   EXPECT_EQ( ring.lines().size(), 16U );
+  ring.clear();
+  EXPECT_TRUE( ring.lines().empty() );
+  record( ring, "first" );
+  EXPECT_EQ( ring.lines(), std::vector< std::string >{ "first" } );
 }
 
 TEST( RingBufTest, RefusesOversizedMessagesAndStaysUsable ) {

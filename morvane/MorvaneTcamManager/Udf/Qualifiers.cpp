@@ -29,7 +29,6 @@ struct PacketSelection {
 
 bcm_field_data_packet_format_s packetFormat( U16 l2, U16 outerIp ) {
   bcm_field_data_packet_format_s format = {};
-  format.relative_offset = 0;
   format.l2 = l2;
   format.outer_ip = outerIp;
   format.vlan_tag = BCM_FIELD_DATA_FORMAT_ANY;
@@ -42,7 +41,6 @@ PacketSelection selectFrames( U32 ethType ) {
   frames.byEthType = ethType != noEthType;
   if ( frames.byEthType ) {
     MORVANE_TRACE( traceDetail ) << "MAC ACL UDF Ether Type = " << ethType;
-    frames.ethertype.relative_offset = 0;
     frames.ethertype.ethertype = static_cast< U16 >( ethType );
     frames.ethertype.l2 = BCM_FIELD_DATA_FORMAT_ANY;
     frames.ethertype.vlan_tag = BCM_FIELD_DATA_FORMAT_ANY;
