@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 
 namespace Platform {
@@ -42,6 +43,9 @@ std::string readFile( const std::string & file ) {
   if ( !in )
     failToRead( file );
   std::string text;
+  std::error_code unknown;  // of what is not a regular file
+  if ( const auto size = std::filesystem::file_size( file, unknown ); !unknown )
+    text.reserve( size );
   char block[ 65536 ];
   while ( const size_t size = std::fread( block, 1, sizeof block, in.get() ) )
     text.append( block, size );

@@ -40,6 +40,13 @@ class InputError : public std::runtime_error {
   std::string reason_;
 };
 
+// What is wrong concerns the file as a whole: a reader that goes on after a refused part does not
+// go on after this.
+class FileError : public InputError {
+ public:
+  using InputError::InputError;
+};
+
 // The bytes of a file. Throws InputError when it cannot be read.
 std::string readFile( const std::string & file );
 

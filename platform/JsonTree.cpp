@@ -16,43 +16,71 @@ constexpr std::size_t depthMax = 32;
 constexpr U32 valuesMax = 2'000'000;
 constexpr std::size_t searchMax = 16;  // members that are compared one by one
 
-// Input of the parser; records how far it has read.
-struct CountingIterator {
-  using iterator_category = std::forward_iterator_tag;
+// Input of the parser, from a position that the builder of the tree can move.
+struct SharedIterator {
+  using iterator_category = std::input_iterator_tag;
   using value_type = char;
   using difference_type = std::ptrdiff_t;
   using pointer = const char *;
   using reference = const char &;
 
-  const char * at = nullptr;
-  const char ** read = nullptr;
+  const char ** at = nullptr;
 
-  reference operator*() const { return *at; }
-  CountingIterator & operator++() {
-    *read = ++at;
+  reference operator*() const { return **at; }
+  SharedIterator & operator++() {
+    ++*at;
     return *this;
   }
-  CountingIterator operator++( int ) {
-    const CountingIterator before = *this;
-    ++*this;
-    return before;
-  }
-  bool operator==( const CountingIterator & other ) const { return at == other.at; }
-  bool operator!=( const CountingIterator & other ) const { return at != other.at; }
+  SharedIterator operator++( int ) { return ++*this; }
+  bool operator==( const SharedIterator & other ) const { return *at == *other.at; }
+  bool operator!=( const SharedIterator & other ) const { return *at != *other.at; }
 };
 
+bool isBlank( char c ) {
+  return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+}
+
 bool separates( char c ) {
-  return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == ',' || c == ':';
+  return isBlank( c ) || c == ',' || c == ':';
 }
 
 bool inNumber( char c ) {
   return ( c >= '0' && c <= '9' ) || c == '-' || c == '+' || c == '.' || c == 'e' || c == 'E';
 }
 
+constexpr const char * keyWithControl = "a key must not have control characters";
+
+std::string keyTwice( const std::string & name ) {
+  return "key \"" + name + "\" occurs twice";
+}
+
+bool hasControl( const std::string & name ) {
+  return std::any_of(
+      name.begin(), name.end(),
+      []( char c ) { return static_cast< U8 >( c ) < ' ' || c == 0x7F; } );
+}
+
+// The bracket that closes a container, from after its opening one, or the end of the text.
+const char * closingBracket( const char * at, const char * end ) {
+  bool quoted = false;
+  for ( U32 depth = 0; at < end; ++at )
+    if ( *at == '"' )
+      quoted = !quoted;
+    else if ( quoted )
+      at += *at == '\\' ? 1 : 0;
+    else if ( *at == '[' || *at == '{' )
+      ++depth;
+    else if ( ( *at == ']' || *at == '}' ) && depth-- == 0 )
+      return at;
+  return end;
+}
+
 // The place of a position that only moves forward.
 class Cursor {
  public:
-  explicit Cursor( const char * begin ) : at_( begin ), lineBegin_( begin ) {}
+  // `begin` is the first position, at `place`.
+  Cursor( const char * begin, Place place )
+      : at_( begin ), lineBegin_( begin - ( place.column - 1 ) ), line_( place.line ) {}
   void moveTo( const char * position ) {
     for ( ; at_ < position; ++at_ ) {
       if ( *at_ != '\n' )
@@ -66,16 +94,35 @@ class Cursor {
  private:
   const char * at_;
   const char * lineBegin_;
-  U32 line_ = 1;
+  U32 line_;
 };
 
 class TreeBuilder : public nlohmann::json_sax< nlohmann::json > {
  public:
-  TreeBuilder( const std::string & file, std::string_view text )
-      : file_( file ), text_( text ), cursor_( text.data() ), end_( text.data() ), read_( end_ ) {}
+  // A text whose first byte is at `place`, inside of `depth` containers.
+  TreeBuilder( const std::string & file, std::string_view text, JsonRowKeys rowKeys,
+               Place place = { 1, 1 }, std::size_t depth = 0 )
+      : file_( file ),
+        text_( text ),
+        rowKeys_( rowKeys ),
+        depth_( depth ),
+        cursor_( text.data(), place ),
+        end_( text.data() ),
+        read_( end_ ) {}
 
-  const char ** read() { return &read_; }
-  JsonNode takeRoot() { return std::move( root_ ); }
+  // Of the value that the text begins with; Whole::yes: it has nothing else.
+  enum class Whole { no, yes };
+  JsonNode parse( Whole whole ) {
+    const char * last = text_.data() + text_.size();
+    nlohmann::json::sax_parse( SharedIterator{ &read_ }, SharedIterator{ &last }, this,
+                               nlohmann::json::input_format_t::json, whole == Whole::yes );
+    return std::move( root_ );
+  }
+  const char * end() const { return end_; }  // of the value
+  Place placeOf( const char * position ) {
+    cursor_.moveTo( position );
+    return cursor_.place();
+  }
 
   bool null() override {
     put( JsonNode::Kind::null );
@@ -116,12 +163,11 @@ class TreeBuilder : public nlohmann::json_sax< nlohmann::json > {
   bool key( string_t & name ) override {
     beginToken();
     end_ = read_;
-    if ( std::any_of( name.begin(), name.end(),
-                      []( char c ) { return static_cast< U8 >( c ) < ' ' || c == 0x7F; } ) )
-      fail( "a key must not have control characters" );
+    if ( hasControl( name ) )
+      fail( keyWithControl );
     Open & object = open_.back();
     if ( !isNew( object, name ) )
-      fail( "key \"" + name + "\" occurs twice" );
+      fail( keyTwice( name ) );
     object.node->members.push_back( { std::move( name ), {} } );
     return true;
   }
@@ -129,6 +175,7 @@ class TreeBuilder : public nlohmann::json_sax< nlohmann::json > {
                     const nlohmann::json::exception & ) override {
     if ( text_.find_first_not_of( " \t\r\n" ) == text_.npos )
       fail( "the file is empty" );
+    used += left_;
     const std::size_t last = std::min( std::max< std::size_t >( used, 1 ), text_.size() ) - 1;
     cursor_.moveTo( text_.data() + last );
     if ( used > text_.size() )
@@ -143,7 +190,7 @@ class TreeBuilder : public nlohmann::json_sax< nlohmann::json > {
   };
 
   [[noreturn]] void fail( const std::string & what ) const {
-    throw InputError( file_, cursor_.place(), what );
+    throw FileError( file_, cursor_.place(), what );
   }
 
   // Between the tokens that are reported there are only blanks and separators.
@@ -193,11 +240,32 @@ class TreeBuilder : public nlohmann::json_sax< nlohmann::json > {
   }
   // The pointer stays valid: the parent of an open node does not grow until the node is closed.
   bool open( JsonNode::Kind kind ) {
+    const bool rows = holdsRows();
     JsonNode & node = put( kind );
-    if ( open_.size() == depthMax )
+    if ( depth_ + open_.size() == depthMax )
       fail( "nested too deeply" );
     open_.push_back( { &node, {} } );
+    if ( rows )
+      leaveText( node );
     return true;
+  }
+  // True if the value that begins is that of a key of rows.
+  bool holdsRows() const {
+    if ( open_.empty() || open_.back().node->kind != JsonNode::Kind::object )
+      return false;
+    const std::string_view name = open_.back().node->members.back().name;
+    return std::find( rowKeys_.begin(), rowKeys_.end(), name.substr( name.find( ':' ) + 1 ) ) !=
+           rowKeys_.end();
+  }
+  // The parser finds the end of the container next.
+  void leaveText( JsonNode & node ) {
+    const char * close = closingBracket( read_, text_.data() + text_.size() );
+    node.kind =
+        node.kind == JsonNode::Kind::array ? JsonNode::Kind::arrayRows : JsonNode::Kind::objectRows;
+    node.rows = { read_, close };
+    node.depth = static_cast< U32 >( depth_ + open_.size() );
+    left_ += node.rows.size();
+    read_ = close;
   }
   bool close() {
     open_.pop_back();
@@ -207,6 +275,9 @@ class TreeBuilder : public nlohmann::json_sax< nlohmann::json > {
 
   const std::string & file_;
   std::string_view text_;
+  JsonRowKeys rowKeys_;
+  std::size_t depth_;
+  std::size_t left_ = 0;  // bytes that are left as text
   Cursor cursor_;
   const char * end_;   // of the last token
   const char * read_;  // by the parser
@@ -217,13 +288,79 @@ class TreeBuilder : public nlohmann::json_sax< nlohmann::json > {
 
 }  // namespace
 
-JsonNode parseJson( const std::string & file, const std::string & text ) {
-  const std::string_view body = textBody( file, text );
-  TreeBuilder builder( file, body );
-  nlohmann::json::sax_parse( CountingIterator{ body.data(), builder.read() },
-                             CountingIterator{ body.data() + body.size(), builder.read() },
-                             &builder );
-  return builder.takeRoot();
+JsonNode parseJson( const std::string & file, const std::string & text, JsonRowKeys rowKeys ) {
+  return TreeBuilder( file, textBody( file, text ), rowKeys ).parse( TreeBuilder::Whole::yes );
+}
+
+JsonRows::JsonRows( const std::string & file, const JsonNode & node )
+    : file_( file ),
+      at_( node.rows.data() ),
+      end_( node.rows.data() + node.rows.size() ),
+      place_{ node.line, node.column + 1 },
+      depth_( node.depth ),
+      named_( node.kind == JsonNode::Kind::objectRows ) {
+  skipBlanks();
+}
+
+void JsonRows::skipBlanks() {
+  moveTo( std::find_if_not( at_, end_, isBlank ) );
+}
+
+void JsonRows::moveTo( const char * position ) {
+  Cursor cursor( at_, place_ );
+  cursor.moveTo( position );
+  at_ = position;
+  place_ = cursor.place();
+}
+
+void JsonRows::take( char separator ) {
+  skipBlanks();
+  if ( at_ == end_ || *at_ != separator )
+    fail();
+  moveTo( at_ + 1 );
+  skipBlanks();
+}
+
+void JsonRows::fail() const {
+  throw FileError( file_, place_, std::string( "not JSON: unexpected '" ) + *at_ + "'" );
+}
+
+JsonNode JsonRows::value() {
+  // The text is followed by the bracket that ends the rows.
+  TreeBuilder builder( file_, { at_, end_ + 1 }, {}, place_, depth_ );
+  JsonNode node = builder.parse( TreeBuilder::Whole::no );
+  place_ = builder.placeOf( builder.end() );
+  at_ = builder.end();
+  return node;
+}
+
+bool JsonRows::next() {
+  if ( at_ == end_ )
+    return false;
+  if ( named_ ) {
+    const Place place = place_;
+    if ( *at_ != '"' )
+      fail();
+    row_.name = value().string;
+    checkName( row_.name, place );
+    take( ':' );
+  }
+  row_.value = value();
+  skipBlanks();
+  if ( at_ != end_ )
+    take( ',' );
+  else
+    return true;
+  if ( at_ == end_ )
+    fail();
+  return true;
+}
+
+void JsonRows::checkName( const std::string & name, Place place ) {
+  if ( hasControl( name ) )
+    throw FileError( file_, place, keyWithControl );
+  if ( !names_.insert( name ).second )
+    throw FileError( file_, place, keyTwice( name ) );
 }
 
 }  // namespace Platform

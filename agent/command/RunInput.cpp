@@ -44,8 +44,11 @@ void checkNames( const std::vector< Acl > & acls ) {
 
 void readAcls( const RunOptions & options, RunInput & input ) {
   ReaderRemarks & remarks = input.remarks;
+  ReaderOptions reader = options.reader;
+  if ( options.boundLists )
+    reader.bound = { largestShare( input.platform ), input.platform.name };
   for ( const std::string & argument : options.acls ) {
-    AclDocument document = readArgument( argument, options.format, options.reader );
+    AclDocument document = readArgument( argument, options.format, reader );
     resolvePorts( input.platform, document );
     std::move( document.lists.begin(), document.lists.end(), std::back_inserter( input.acls ) );
     remarks.refused += document.refusals.count();

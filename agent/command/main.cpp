@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
+#include "agent/command/CountCommand.h"
 #include "agent/command/Inspect.h"
 #include "agent/command/MapCommand.h"
 #include "agent/command/Run.h"
@@ -95,6 +96,11 @@ int command( int argc, char ** argv ) {
       app.add_subcommand( "map", "Program access lists and draw the TCAM occupancy map" );
   Agent::addAclOptions( *map, runOptions );
   Agent::addMapOptions( *map, mapOptions );
+  bool countJson = false;
+  CLI::App * count = app.add_subcommand(
+      "count", "Count the rules and TCAM entries of access lists of any length" );
+  Agent::addAclOptions( *count, runOptions );
+  count->add_flag( "--json", countJson, "Write one JSON object instead of a table" );
   CLI::App * platforms = app.add_subcommand( "platforms", "List the built-in platforms" );
   try {
     app.parse( argc, argv );
@@ -107,6 +113,8 @@ int command( int argc, char ** argv ) {
     return inspectCommand( runOptions, inspectOptions );
   if ( map->parsed() )
     return mapCommand( runOptions, mapOptions ) ? exitSuccess : exitDifference;
+  if ( count->parsed() )
+    return Agent::countCommand( runOptions, countJson ) ? exitSuccess : exitDifference;
   if ( platforms->parsed() ) {
     Agent::printOutput( Agent::platformsText() );
     return exitSuccess;

@@ -143,6 +143,13 @@ const ReservationData * shareOf( const PlatformData & platform, const ListClass 
   return nullptr;
 }
 
+U32 largestShare( const PlatformData & platform ) {
+  U32 largest = 0;
+  for ( const ReservationData & share : platform.reservations )
+    largest = std::max( largest, share.size );
+  return largest;
+}
+
 bool matchesRanges( const PlatformData & platform, const ReservationData & share ) {
   return !isMirroring( share ) && platform.chip.rangeCheckers != 0 &&
          !platform.chipInfo.excludeRangeChecks &&

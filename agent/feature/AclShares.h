@@ -29,6 +29,10 @@ const Platform::ReservationData * shareOf( const Platform::PlatformData & platfo
 // The library's type of lists of the kind.
 S32 aclTypeOf( AclKind kind );
 
+// The size of the platform's largest share: no list that is longer fits. Lists use no unbounded
+// shares.
+U32 largestShare( const Platform::PlatformData & platform );
+
 // True if the share's group can match range checker results.
 bool matchesRanges( const Platform::PlatformData & platform,
                     const Platform::ReservationData & share );

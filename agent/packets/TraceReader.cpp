@@ -32,8 +32,8 @@ PacketFields readPacket( const std::string & file, const TextLine & line ) {
 
 std::vector< PacketFields > parseTrace( const std::string & file, const std::string & text ) {
   std::vector< PacketFields > packets;
-  for ( const TextLine & line : splitLines( text ) )
-    packets.push_back( readPacket( file, line ) );
+  for ( WordLines lines( text ); lines.next(); )
+    packets.push_back( readPacket( file, lines.line() ) );
   return packets;
 }
 

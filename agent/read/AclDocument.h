@@ -1,6 +1,7 @@
 // What a file of access lists holds.
 #pragma once
 
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -10,9 +11,19 @@
 
 namespace Agent {
 
-// What the user allows readers to assume.
+// How long a list can be. A rule takes at least one entry.
+struct RuleBound {
+  U64 rules = std::numeric_limits< U64 >::max();
+  std::string platform;  // that has the bound
+
+  [[noreturn]] void fail( const std::string & file, const std::string & list,
+                          Platform::Place place ) const;
+};
+
+// What readers assume and accept.
 struct ReaderOptions {
   bool assumeEstablished = false;  // TCP packets with ACK or RST belong to a connection
+  RuleBound bound;
 };
 
 // A file before it is read.
@@ -29,6 +40,14 @@ struct AclDocument {
   Refusals refusals;
   // What the reader assumes where the format leaves it open, for reports.
   std::vector< std::string > notes;
+  RuleBound bound = {};
+
+  // Call before a rule is added to a list of `rules` rules. Throws Platform::FileError if that is
+  // beyond the bound: reading ends there.
+  void requireRoom( const std::string & list, U64 rules, Platform::Place place ) const {
+    if ( rules >= bound.rules )
+      bound.fail( refusals.file(), list, place );
+  }
 };
 
 }  // namespace Agent

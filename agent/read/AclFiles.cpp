@@ -42,7 +42,19 @@ void nameLists( const AclName & name, AclDocument & document ) {
       acl.name = fmt::format( "{}-{}", name.text, acl.name );
 }
 
+// Containers of rules.
+constexpr std::string_view rowKeys[] = { "ace", "acl-entry", "rules", "ACL_RULE" };
+
 }  // namespace
+
+void RuleBound::fail( const std::string & file, const std::string & list,
+                      Platform::Place place ) const {
+  throw Platform::FileError(
+      file, place,
+      fmt::format( "{}: more than {} rules: no share of platform {} holds more; \"morvane-tcam "
+                   "count\" counts them",
+                   list, rules, platform ) );
+}
 
 AclDocument parseAclText( const AclName & name, const std::string & file, std::string text,
                           const AclFormat * format, const ReaderOptions & options ) {
@@ -57,8 +69,8 @@ AclDocument parseAclText( const AclName & name, const std::string & file, std::s
   blankPath( source.text );
   std::optional< Platform::JsonNode > root;
   if ( format == nullptr ? beginsJson( source.text ) : format->json )
-    source.root = &root.emplace( Platform::parseJson( file, source.text ) );
-  AclDocument document{ {}, Refusals( file ), {} };
+    source.root = &root.emplace( Platform::parseJson( file, source.text, rowKeys ) );
+  AclDocument document{ {}, Refusals( file ), {}, options.bound };
   ( format == nullptr ? formatOf( source ) : *format ).read( source, document );
   if ( document.lists.empty() && document.refusals.count() == 0 )
     throw Platform::InputError( file, {}, "there are no access lists" );

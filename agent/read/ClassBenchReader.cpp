@@ -89,8 +89,8 @@ Acl parseClassBench( const std::string & name, const std::string & file,
   Acl acl;
   acl.name = name;
   acl.file = file;
-  for ( const TextLine & line : splitLines( text ) )
-    acl.rules.push_back( readRule( file, line ) );
+  for ( WordLines lines( text ); lines.next(); )
+    acl.rules.push_back( readRule( file, lines.line() ) );
   if ( acl.rules.empty() )
     throw Platform::InputError( file, 0, "there are no rules" );
   return acl;
@@ -105,9 +105,15 @@ void readClassBench( const AclSource & source, AclDocument & document ) {
   acl.name = source.name;
   acl.file = source.file;
   size_t index = 0;
-  for ( const TextLine & line : splitLines( source.text ) )
-    document.refusals.guard( acl.name, fmt::format( "rule {}", index++ ),
-                             [ & ] { acl.rules.push_back( readRule( source.file, line ) ); } );
+  for ( WordLines lines( source.text ); lines.next(); ++index ) {
+    document.refusals.guard(
+        acl.name, [ & ] { return fmt::format( "rule {}", index ); },
+        [ & ] {
+          AclRule rule = readRule( source.file, lines.line() );
+          document.requireRoom( acl.name, acl.rules.size(), { rule.line, rule.column } );
+          acl.rules.push_back( std::move( rule ) );
+        } );
+  }
   if ( !acl.rules.empty() )
     document.lists.push_back( std::move( acl ) );
 }

@@ -3,6 +3,8 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <numeric>
+#include <utility>
 
 #include "agent/acl/Names.h"
 
@@ -187,24 +189,24 @@ bool DraftRule::matchesAnyFrame() const {
   return families_ == familyAll && ( rule.sourceMac.mask != 0 || rule.destinationMac.mask != 0 );
 }
 
-ListScope inferredScope( const std::vector< DraftRule > & drafts ) {
-  Families named = 0;
-  for ( const DraftRule & draft : drafts )
-    if ( draft.families() != familyAll && draft.families() != familyIp )
-      named |= draft.families();
-  const bool frames = std::any_of( drafts.begin(), drafts.end(), []( const DraftRule & draft ) {
-    return draft.matchesAnyFrame();
-  } );
-  if ( drafts.empty() )
-    return { 0, 0, false };
-  const Families ip = named & familyIp;
-  if ( frames && ip == 0 )
-    return { familyOther, familyAll, true };
-  const Families usual = ip == 0 ? familyIp : ip;
-  return { usual, static_cast< Families >( usual | named ), false };
+void InferredScope::add( const DraftRule & draft ) {
+  empty_ = false;
+  if ( draft.families() != familyAll && draft.families() != familyIp )
+    named_ |= draft.families();
+  frames_ = frames_ || draft.matchesAnyFrame();
 }
 
-void ListBuilder::add( const DraftRule & draft ) {
+ListScope InferredScope::scope() const {
+  if ( empty_ )
+    return { 0, 0, false };
+  const Families ip = named_ & familyIp;
+  if ( frames_ && ip == 0 )
+    return { familyOther, familyAll, true };
+  const Families usual = ip == 0 ? familyIp : ip;
+  return { usual, static_cast< Families >( usual | named_ ), false };
+}
+
+void ListBuilder::add( const DraftRule & draft, U32 order ) {
   Families families = draft.families() & scope_.possible;
   if ( draft.families() == familyAll )
     families = scope_.usual;
@@ -217,24 +219,48 @@ void ListBuilder::add( const DraftRule & draft ) {
   for ( const AclKind kind : { AclKind::ipv4, AclKind::ipv6, AclKind::mac } ) {
     if ( ( families & familyOf( kind ) ) == 0 )
       continue;
-    const AclRule rule = draft.in( kind );
+    AclRule rule = draft.in( kind );
     for ( const MatchField & field : matchFields() )
       if ( !field.isIn( kind ) && restricts( field, rule ) )
         draft.fail( fmt::format( "{} cannot be matched in a list of type {}", field.name,
                                  kindName( kind ) ) );
     Rules & rules = rules_[ static_cast< size_t >( kind ) ];
+    document_.requireRoom( head_.name, rules.rules.size(), draft.place() );
     if ( draft.namedPorts() ) {
       rules.namedPorts.push_back( *draft.namedPorts() );
       rules.namedPorts.back().rule = static_cast< U32 >( rules.rules.size() );
     }
-    rules.rules.push_back( rule );
+    rules.rules.push_back( std::move( rule ) );
+    rules.orders.push_back( order );
   }
+}
+
+// In place: a list can be long.
+void ListBuilder::sort( Rules & list ) {
+  const auto & orders = list.orders;
+  if ( std::is_sorted( orders.begin(), orders.end() ) )
+    return;
+  std::vector< U32 > from( orders.size() );
+  std::iota( from.begin(), from.end(), 0U );
+  std::stable_sort( from.begin(), from.end(),
+                    [ & ]( U32 a, U32 b ) { return orders[ a ] < orders[ b ]; } );
+  std::vector< U32 > to( from.size() );
+  for ( U32 i = 0; i < from.size(); ++i )
+    to[ from[ i ] ] = i;
+  for ( NamedPorts & ports : list.namedPorts )
+    ports.rule = to[ ports.rule ];
+  for ( U32 i = 0; i < to.size(); ++i )
+    while ( to[ i ] != i ) {
+      std::swap( list.rules[ i ], list.rules[ to[ i ] ] );
+      std::swap( to[ i ], to[ to[ i ] ] );
+    }
 }
 
 void ListBuilder::take( std::vector< Acl > & lists ) {
   const size_t first = lists.size();
   for ( const AclKind kind : { AclKind::ipv4, AclKind::ipv6, AclKind::mac } ) {
-    auto & [ rules, namedPorts ] = rules_[ static_cast< size_t >( kind ) ];
+    sort( rules_[ static_cast< size_t >( kind ) ] );
+    auto & [ rules, orders, namedPorts ] = rules_[ static_cast< size_t >( kind ) ];
     const bool decides = head_.defaultAction != Forwarding::none && kind != AclKind::mac &&
                          ( scope_.usual & familyOf( kind ) ) != 0;
     if ( rules.empty() && !decides )
@@ -250,6 +276,29 @@ void ListBuilder::take( std::vector< Acl > & lists ) {
   if ( lists.size() - first > 1 )
     for ( size_t i = first; i < lists.size(); ++i )
       lists[ i ].name += fmt::format( "-{}", kindName( lists[ i ].kind ) );
+}
+
+DraftList::DraftList( AclDocument & document, Acl head, std::optional< ListScope > scope )
+    : document_( document ), head_( std::move( head ) ) {
+  if ( scope )
+    builder_.emplace( document, head_, *scope );
+}
+
+void DraftList::add( DraftRule draft, U32 order ) {
+  if ( builder_ )
+    return builder_->add( draft, order );
+  document_.requireRoom( head_.name, drafts_.size() / kinds, draft.place() );
+  inferred_.add( draft );
+  drafts_.emplace_back( order, std::move( draft ) );
+}
+
+void DraftList::take() {
+  if ( !builder_ )
+    builder_.emplace( document_, head_, inferred_.scope() );
+  for ( const auto & [ order, draft ] : drafts_ )
+    document_.refusals.guard( head_.name, draft.rule.name,
+                              [ & ] { builder_->add( draft, order ); } );
+  builder_->take( document_.lists );
 }
 
 }  // namespace Agent

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "agent/read/AclDocument.h"
 #include "agent/read/Leaf.h"
-#include "agent/read/Refusals.h"
 
 namespace Agent {
 
@@ -86,26 +86,61 @@ struct ListScope {
 
 // Of a list without type: the families that its rules name, both of IP if they name none.
 // Without rules the list is left out.
-ListScope inferredScope( const std::vector< DraftRule > & drafts );
+class InferredScope {
+ public:
+  void add( const DraftRule & draft );
+  ListScope scope() const;
+
+ private:
+  Families named_ = 0;
+  bool frames_ = false;
+  bool empty_ = true;
+};
 
 class ListBuilder {
  public:
   // `head` has the name, file, bindings and default action of the lists.
-  ListBuilder( Acl head, ListScope scope ) : head_( std::move( head ) ), scope_( scope ) {}
+  ListBuilder( const AclDocument & document, Acl head, ListScope scope )
+      : document_( document ), head_( std::move( head ) ), scope_( scope ) {}
 
-  // Throws Platform::InputError if the list cannot hold the rule.
-  void add( const DraftRule & draft );
+  // Rules are in ascending order, those of one order as they are added. Throws
+  // Platform::InputError if the list cannot hold the rule.
+  void add( const DraftRule & draft, U32 order = 0 );
   // Lists that have rules, or a default action for packets of their kind.
   void take( std::vector< Acl > & lists );
 
  private:
+  const AclDocument & document_;
   Acl head_;
   ListScope scope_;
   struct Rules {
     std::vector< AclRule > rules;
+    std::vector< U32 > orders;
     std::vector< NamedPorts > namedPorts;
   };
+  static void sort( Rules & list );
   Rules rules_[ 3 ];  // by AclKind
+};
+
+// The rules of a list of which the scope may be known only after the last one.
+class DraftList {
+ public:
+  // It becomes so many lists at most: the longest has as many of its drafts, or more.
+  static constexpr U64 kinds = 3;
+
+  // Empty as `scope`: inferred. Refers to the document.
+  DraftList( AclDocument & document, Acl head, std::optional< ListScope > scope );
+
+  // As ListBuilder::add.
+  void add( DraftRule draft, U32 order = 0 );
+  void take();
+
+ private:
+  AclDocument & document_;
+  Acl head_;
+  std::optional< ListBuilder > builder_;
+  InferredScope inferred_;
+  std::vector< std::pair< U32, DraftRule > > drafts_;  // of an inferred scope
 };
 
 }  // namespace Agent

@@ -46,8 +46,8 @@ struct Caller {
 
 class Flattener {
  public:
-  Flattener( const std::string & file, const std::vector< Chain > & chains, U32 chain )
-      : file_( file ), chains_( chains ), top_( chains[ chain ] ) {
+  Flattener( const AclDocument & document, const std::vector< Chain > & chains, U32 chain )
+      : document_( document ), chains_( chains ), top_( chains[ chain ] ) {
     for ( const Chain & each : chains )
       for ( const ChainRule & rule : each.rules )
         valuesMax_ += 2 * valuesOf( rule.match );
@@ -67,7 +67,7 @@ class Flattener {
   void work( U64 units );
   [[noreturn]] void fail( const std::string & what ) const;
 
-  const std::string & file_;
+  const AclDocument & document_;
   const std::vector< Chain > & chains_;
   const Chain & top_;
   U64 values_ = 0;
@@ -77,7 +77,7 @@ class Flattener {
 };
 
 void Flattener::fail( const std::string & what ) const {
-  throw Platform::InputError( file_, top_.place, what );
+  throw Platform::InputError( document_.refusals.file(), top_.place, what );
 }
 
 void Flattener::work( U64 units ) {
@@ -93,6 +93,7 @@ void Flattener::add( AclRule rule, Forwarding action, const std::string & name )
   if ( values_ > valuesMax_ )
     fail( fmt::format( "with the chains that it calls it has more than {} rules and values",
                        valuesMax_ ) );
+  document_.requireRoom( top_.name, rules.size(), { rule.line, rule.column } );
   rule.forwarding = action;
   if ( name != top_.name )
     rule.name = name;
@@ -210,13 +211,22 @@ class LoopSearch {
 
 }  // namespace
 
+void addTo( Chain & chain, ChainRule rule ) {
+  const bool decides = rule.verdict == ChainVerdict::accept || rule.verdict == ChainVerdict::drop;
+  if ( decides && !chain.closed && rule.match.fragments != Fragments::later ) {
+    ++chain.sure;
+    chain.closed = matchesAll( rule.match );
+  }
+  chain.rules.push_back( std::move( rule ) );
+}
+
 void refuseLoops( std::vector< Chain > & chains, Refusals & refusals ) {
   LoopSearch( chains, refusals );
 }
 
-std::vector< AclRule > flattened( const std::string & file, const std::vector< Chain > & chains,
+std::vector< AclRule > flattened( const AclDocument & document, const std::vector< Chain > & chains,
                                   U32 chain ) {
-  return Flattener( file, chains, chain ).rules;
+  return Flattener( document, chains, chain ).rules;
 }
 
 }  // namespace Agent

@@ -4,8 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "agent/acl/AclRule.h"
-#include "agent/read/Refusals.h"
+#include "agent/read/AclDocument.h"
 
 namespace Agent {
 
@@ -31,7 +30,12 @@ struct Chain {
   Forwarding policy = Forwarding::none;  // none: of a user's chain
   U32 lines = 0;                         // rules in the file, the refused ones too
   std::vector< ChainRule > rules;        // those with a target
+  U32 sure = 0;                          // rules of its list, without those of called chains
+  bool closed = false;                   // no packet comes to further rules
 };
+
+// Adds a rule to a chain.
+void addTo( Chain & chain, ChainRule rule );
 
 // Refuses calls that close a loop, and removes them.
 void refuseLoops( std::vector< Chain > & chains, Refusals & refusals );
@@ -40,7 +44,7 @@ void refuseLoops( std::vector< Chain > & chains, Refusals & refusals );
 // without loops. A rule that returns is followed by the rest of the callers, restricted to its
 // packets: the list can be longer than the chains. Throws Platform::InputError for lists that grow
 // without measure.
-std::vector< AclRule > flattened( const std::string & file, const std::vector< Chain > & chains,
+std::vector< AclRule > flattened( const AclDocument & document, const std::vector< Chain > & chains,
                                   U32 chain );
 
 }  // namespace Agent

@@ -212,7 +212,9 @@ void IptablesReader::rule( WordReader & words ) {
   Chain & chain = chains_[ found->second ];
   document_.refusals.guard( name, fmt::format( "rule {}", ++chain.lines ), [ & ] {
     for ( ChainRule & each : readIptablesRule( words, context_ ) )
-      chain.rules.push_back( std::move( each ) );
+      addTo( chain, std::move( each ) );
+    if ( hookOf( name ) != nullptr && chain.sure != 0 )
+      document_.requireRoom( name, chain.sure - 1, words.place() );
   } );
 }
 
@@ -253,7 +255,7 @@ void IptablesReader::takeList( U32 index, const Hook & hook ) {
     acl.name = chain.name;
     acl.file = source_.file;
     acl.kind = context_.kind;
-    acl.rules = flattened( source_.file, chains_, index );
+    acl.rules = flattened( document_, chains_, index );
     acl.defaultAction = chain.policy;
     acl.defaultOrigin = DefaultOrigin::format;
     if ( hook.egress )

@@ -204,6 +204,18 @@ std::vector< Leaf > Leaf::elements() const {
   return leaves;
 }
 
+Platform::JsonRows Leaf::rows() const {
+  if ( node_.kind != JsonNode::Kind::arrayRows )
+    fail( "a list" );
+  return { file_, node_ };
+}
+
+Platform::JsonRows Leaf::namedRows() const {
+  if ( node_.kind != JsonNode::Kind::objectRows )
+    fail( "an object" );
+  return { file_, node_ };
+}
+
 void finishRefusing( const Platform::JsonFields & fields,
                      std::span< const std::string_view > unmatched ) {
   const Platform::JsonMember * member = fields.unread();

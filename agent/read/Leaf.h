@@ -51,6 +51,9 @@ class Leaf {
 
   // The elements of a list.
   std::vector< Leaf > elements() const;
+  // Of a list, or of an object, of rules.
+  Platform::JsonRows rows() const;
+  Platform::JsonRows namedRows() const;
 
   // "KEY must be EXPECTED".
   [[noreturn]] void fail( const std::string & expected ) const;

@@ -10,33 +10,26 @@ namespace Agent {
 
 namespace {
 
-std::vector< std::string_view > splitWords( std::string_view text ) {
-  std::vector< std::string_view > words;
-  for ( size_t at = text.find_first_not_of( " \t" ); at != std::string_view::npos; ) {
-    const size_t end = std::min( text.find_first_of( " \t", at ), text.size() );
+void splitWords( std::string_view text, std::vector< std::string_view > & words ) {
+  words.clear();
+  for ( size_t at = wordAt( text, 0 ); at != text.size(); ) {
+    const size_t end = wordEnd( text, at );
     words.push_back( text.substr( at, end - at ) );
-    at = text.find_first_not_of( " \t", end );
+    at = wordAt( text, end );
   }
-  return words;
 }
 
 }  // namespace
 
-std::vector< TextLine > splitLines( std::string_view text ) {
-  std::vector< TextLine > lines;
-  U32 number = 0;
-  while ( !text.empty() ) {
-    const size_t end = text.find( '\n' );
-    std::string_view line = text.substr( 0, end );
-    text = end == std::string_view::npos ? std::string_view() : text.substr( end + 1 );
-    if ( line.ends_with( '\r' ) )
-      line.remove_suffix( 1 );
-    ++number;
-    std::vector< std::string_view > words = splitWords( line );
-    if ( !words.empty() )
-      lines.push_back( { number, line, std::move( words ) } );
+bool WordLines::next() {
+  while ( lines_.next() ) {
+    splitWords( lines_.line(), line_.words );
+    line_.number = lines_.number();
+    line_.text = lines_.line();
+    if ( !line_.words.empty() )
+      return true;
   }
-  return lines;
+  return false;
 }
 
 void LineReader::fail( const std::string & what ) const {

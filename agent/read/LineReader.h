@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "kiv/Types.h"
+#include "agent/read/WordReader.h"
 
 namespace Agent {
 
@@ -21,8 +21,19 @@ struct TextLine {
   std::vector< std::string_view > words;
 };
 
-// The non-blank lines. The views refer to `text`.
-std::vector< TextLine > splitLines( std::string_view text );
+// The non-blank lines, one at a time. The views refer to `text`.
+class WordLines {
+ public:
+  explicit WordLines( std::string_view text ) : lines_( text ) {}
+
+  // False at the end of the text.
+  bool next();
+  const TextLine & line() const { return line_; }
+
+ private:
+  TextLines lines_;
+  TextLine line_;
+};
 
 class LineReader {
  public:

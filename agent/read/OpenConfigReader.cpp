@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <map>
 #include <set>
+#include <unordered_set>
 
 #include "agent/read/DraftRule.h"
 #include "agent/read/ListNotes.h"
@@ -61,6 +62,7 @@ class Reader {
   void readAcl( const JsonNode & node );
   void readSet( const JsonNode & node );
   void readList( JsonFields & set, const ListKey & key, ListScope scope );
+  void readEntries( const Leaf & entries, const std::string & list, ListBuilder & rules );
   NumberedRule readEntry( const JsonNode & node, const std::string & name );
   void readActions( const JsonNode & node, DraftRule & draft );
   void readInterfaces( const JsonNode & node );
@@ -141,36 +143,36 @@ std::string entryName( const JsonNode & node, size_t index ) {
   return fmt::format( "entry at index {}", index );
 }
 
-void Reader::readList( JsonFields & set, const ListKey & key, ListScope scope ) {
-  std::vector< NumberedRule > rules;
-  std::set< U32 > numbers;
-  if ( const JsonNode * entries = set.find( "acl-entries" ) ) {
-    JsonFields list = fieldsOf( *entries, "\"acl-entries\"" );
-    const auto elements = needLeaf( list, "acl-entry" ).elements();
-    list.finish();
-    for ( size_t i = 0; i < elements.size(); ++i ) {
-      const JsonNode & node = elements[ i ].node();
-      document_.refusals.guard( key.first, entryName( node, i ), [ & ] {
-        NumberedRule rule = readEntry( node, entryName( node, i ) );
-        if ( !numbers.insert( rule.sequence ).second )
-          elements[ i ].refuse( "has the sequence-id of another one" );
-        rules.push_back( std::move( rule ) );
-      } );
-    }
+void Reader::readEntries( const Leaf & entries, const std::string & list, ListBuilder & rules ) {
+  std::unordered_set< U32 > numbers;
+  size_t index = 0;
+  for ( Platform::JsonRows rows = entries.rows(); rows.next(); ) {
+    const JsonNode & node = rows.row().value;
+    const std::string name = entryName( node, index++ );
+    document_.refusals.guard( list, name, [ & ] {
+      const NumberedRule rule = readEntry( node, name );
+      if ( !numbers.insert( rule.sequence ).second )
+        Leaf( file_, "acl-entry", node ).refuse( "has the sequence-id of another one" );
+      rules.add( rule.draft, rule.sequence );
+    } );
   }
-  set.finish();
-  std::stable_sort( rules.begin(), rules.end(),
-                    []( const auto & a, const auto & b ) { return a.sequence < b.sequence; } );
+}
+
+void Reader::readList( JsonFields & set, const ListKey & key, ListScope scope ) {
   Acl head;
   head.name = key.first;
   head.file = file_;
   if ( const auto bound = bindings_.find( key ); bound != bindings_.end() )
     head.bindings = bound->second;
-  ListBuilder builder( head, scope );
-  for ( const NumberedRule & rule : rules )
-    document_.refusals.guard( key.first, rule.draft.rule.name,
-                              [ & ] { builder.add( rule.draft ); } );
-  builder.take( document_.lists );
+  ListBuilder rules( document_, head, scope );
+  if ( const JsonNode * entries = set.find( "acl-entries" ) ) {
+    JsonFields list = fieldsOf( *entries, "\"acl-entries\"" );
+    const Leaf entry = needLeaf( list, "acl-entry" );
+    list.finish();
+    readEntries( entry, key.first, rules );
+  }
+  set.finish();
+  rules.take( document_.lists );
 }
 
 ListScope scopeOf( const Leaf & leaf ) {

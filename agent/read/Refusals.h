@@ -11,6 +11,7 @@
 #pragma once
 
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "platform/InputError.h"
@@ -31,13 +32,19 @@ class Refusals {
             const std::string & what );
 
   // Calls `read`, and refuses the rule if that throws Platform::InputError. True: it did not.
-  template < class F >
-  bool guard( const std::string & list, const std::string & rule, F && read ) {
+  // `rule` is a name, or a function that makes it. Platform::FileError passes through.
+  template < class Rule, class F >
+  bool guard( const std::string & list, const Rule & rule, F && read ) {
     try {
       read();
       return true;
+    } catch ( const Platform::FileError & ) {
+      throw;
     } catch ( const Platform::InputError & error ) {
-      add( error.place(), list, rule, error.reason() );
+      if constexpr ( std::is_invocable_v< Rule > )
+        add( error.place(), list, rule(), error.reason() );
+      else
+        add( error.place(), list, rule, error.reason() );
       return false;
     }
   }

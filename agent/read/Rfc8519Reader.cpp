@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <map>
 #include <set>
+#include <unordered_set>
 
 #include "agent/read/DraftRule.h"
 #include "agent/read/ListNotes.h"
@@ -56,6 +57,8 @@ class Reader {
   }
   void readAcl( const JsonNode & node );
   void readList( JsonFields & fields, const std::string & name );
+  template < class F >
+  void readAces( const JsonNode & node, const std::string & list, F && add );
   DraftRule readAce( const JsonNode & node, const std::string & name );
   void readActions( const JsonNode & node, DraftRule & draft );
   void readAttachments( const JsonNode & node );
@@ -111,37 +114,40 @@ std::string nameOf( const JsonNode & node, const char * what, size_t index ) {
   return fmt::format( "{} {}", what, index );
 }
 
-void Reader::readList( JsonFields & fields, const std::string & name ) {
-  const auto type = findLeaf( fields, "type" );
-  const auto scope = type ? std::optional( scopeOf( *type ) ) : std::nullopt;
-  std::vector< DraftRule > drafts;
-  std::set< std::string > names;
-  if ( const JsonNode * aces = fields.find( "aces" ) ) {
-    JsonFields list = fieldsOf( *aces, "\"aces\"" );
-    const JsonNode * entries = list.find( "ace" );
-    list.finish();
-    const auto elements =
-        entries == nullptr ? std::vector< Leaf >() : Leaf( file_, "ace", *entries ).elements();
-    for ( size_t i = 0; i < elements.size(); ++i ) {
-      const JsonNode & ace = elements[ i ].node();
-      const std::string rule = nameOf( ace, "ACE", i + 1 );
-      document_.refusals.guard( name, rule, [ & ] {
-        if ( !names.insert( rule ).second )
-          elements[ i ].refuse( "has the name of another one" );
-        drafts.push_back( readAce( ace, rule ) );
-      } );
-    }
+// Calls `add` with each rule.
+template < class F >
+void Reader::readAces( const JsonNode & node, const std::string & list, F && add ) {
+  JsonFields aces = fieldsOf( node, "\"aces\"" );
+  const auto entries = findLeaf( aces, "ace" );
+  aces.finish();
+  if ( !entries )
+    return;
+  std::unordered_set< std::string > names;
+  size_t number = 0;
+  for ( Platform::JsonRows rows = entries->rows(); rows.next(); ) {
+    const JsonNode & ace = rows.row().value;
+    const std::string rule = nameOf( ace, "ACE", ++number );
+    document_.refusals.guard( list, rule, [ & ] {
+      if ( !names.insert( rule ).second )
+        Leaf( file_, "ace", ace ).refuse( "has the name of another one" );
+      add( readAce( ace, rule ) );
+    } );
   }
-  fields.finish();
+}
+
+void Reader::readList( JsonFields & fields, const std::string & name ) {
   Acl head;
   head.name = name;
   head.file = file_;
   if ( const auto bound = bindings_.find( name ); bound != bindings_.end() )
     head.bindings = bound->second;
-  ListBuilder builder( head, scope ? *scope : inferredScope( drafts ) );
-  for ( const DraftRule & draft : drafts )
-    document_.refusals.guard( name, draft.rule.name, [ & ] { builder.add( draft ); } );
-  builder.take( document_.lists );
+  const auto type = findLeaf( fields, "type" );
+  const JsonNode * aces = fields.find( "aces" );
+  fields.finish();
+  DraftList list( document_, head, type ? std::optional( scopeOf( *type ) ) : std::nullopt );
+  if ( aces != nullptr )
+    readAces( *aces, name, [ & ]( DraftRule draft ) { list.add( std::move( draft ) ); } );
+  list.take();
 }
 
 void Reader::readAcl( const JsonNode & node ) {

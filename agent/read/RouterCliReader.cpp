@@ -305,6 +305,8 @@ void RouterCliReader::addRule( List & list, WordReader & words, U64 order, bool 
   if ( order > 0xFFFFFFFF )
     words.fail( "there is no sequence number after the last one" );
   CliRule read = readCliRule( words, list.form );
+  document_.requireRoom( list.acl.name, list.acl.rules.size(),
+                         { read.rule.line, read.rule.column } );
   if ( stated )
     read.rule.name = std::to_string( order );
   if ( read.logs )

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "agent/acl/PoliceRate.h"
+#include "agent/read/Leaf.h"
 #include "agent/read/RuleMatchReader.h"
 #include "platform/JsonFields.h"
 
@@ -143,6 +144,10 @@ void readLaterFragments( JsonFields & fields, Acl & acl ) {
                                     { "permittedByL3", LaterFragments::permittedByL3 } } );
 }
 
+Platform::JsonRows rulesOf( JsonFields & fields ) {
+  return needLeaf( fields, "rules" ).rows();
+}
+
 // The list without its rules.
 Acl readHead( JsonFields & fields, const std::string & name, const std::string & file ) {
   Acl acl;
@@ -155,7 +160,7 @@ Acl readHead( JsonFields & fields, const std::string & name, const std::string &
     acl.mirrorPort = fields.number( "mirrorPort", 0, portsMax - 1 );
     acl.mirrorPortLine = fields.line( "mirrorPort" );
   }
-  if ( fields.list( "rules" ).empty() )
+  if ( rulesOf( fields ).empty() )
     fields.fail( fields.place( "rules" ), "there are no rules" );
   fields.finish();
   return acl;
@@ -180,20 +185,29 @@ bool isRulesFile( const AclSource & source ) {
 void readRulesFile( const AclSource & source, AclDocument & document ) {
   JsonFields fields( source.file, *source.root, "a rules file" );
   Acl acl = readHead( fields, source.name, source.file );
-  const std::vector< JsonNode > & nodes = fields.list( "rules" );
-  for ( size_t i = 0; i < nodes.size(); ++i )
-    document.refusals.guard( acl.name, ruleName( nodes[ i ], i ),
-                             [ & ] { acl.rules.push_back( readRule( acl, nodes[ i ] ) ); } );
+  size_t index = 0;
+  for ( Platform::JsonRows rows = rulesOf( fields ); rows.next(); ) {
+    const JsonNode & node = rows.row().value;
+    document.refusals.guard(
+        acl.name, [ & ] { return ruleName( node, index ); },
+        [ & ] {
+          AclRule rule = readRule( acl, node );
+          document.requireRoom( acl.name, acl.rules.size(), node.place() );
+          acl.rules.push_back( std::move( rule ) );
+        } );
+    ++index;
+  }
   if ( !acl.rules.empty() )
     document.lists.push_back( std::move( acl ) );
 }
 
 Acl parseRulesFile( const std::string & name, const std::string & file, const std::string & text ) {
-  const JsonNode root = Platform::parseJson( file, text );
+  constexpr std::string_view rowKeys[] = { "rules" };
+  const JsonNode root = Platform::parseJson( file, text, rowKeys );
   JsonFields fields( file, root, "a rules file" );
   Acl acl = readHead( fields, name, file );
-  for ( const JsonNode & node : fields.list( "rules" ) )
-    acl.rules.push_back( readRule( acl, node ) );
+  for ( Platform::JsonRows rows = rulesOf( fields ); rows.next(); )
+    acl.rules.push_back( readRule( acl, rows.row().value ) );
   return acl;
 }
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cctype>
 #include <set>
+#include <unordered_set>
 
 #include "agent/acl/Names.h"
 #include "agent/read/DraftRule.h"
@@ -139,26 +140,22 @@ LoaderRule readRule( const std::string & file, const std::string & name, const J
   return rule;
 }
 
-std::vector< LoaderRule > readEntries( const std::string & file, const std::string & list,
-                                       const JsonNode & node, AclDocument & document ) {
+void readEntries( const std::string & file, const std::string & list, const JsonNode & node,
+                  AclDocument & document, DraftList & rules ) {
   JsonFields entries( file, node, "\"acl-entries\"" );
-  const JsonFields byNumber( file, entries.need( "acl-entry" ), "\"acl-entry\"" );
+  const Leaf byNumber = needLeaf( entries, "acl-entry" );
   entries.finish();
-  std::vector< LoaderRule > rules;
-  std::set< U32 > numbers;
-  for ( const JsonMember & entry : byNumber.members() ) {
+  std::unordered_set< U32 > numbers;
+  for ( Platform::JsonRows rows = byNumber.namedRows(); rows.next(); ) {
+    const JsonMember & entry = rows.row();
     const std::string name = "RULE_" + entry.name;
     document.refusals.guard( list, name, [ & ] {
       LoaderRule rule = readRule( file, name, entry.value );
       if ( !numbers.insert( rule.sequence ).second )
         rule.draft.fail( "has the sequence-id of another entry" );
-      rules.push_back( std::move( rule ) );
+      rules.add( std::move( rule.draft ), rule.sequence );
     } );
   }
-  std::stable_sort( rules.begin(), rules.end(), []( const LoaderRule & a, const LoaderRule & b ) {
-    return a.sequence < b.sequence;
-  } );
-  return rules;
 }
 
 void readSet( const std::string & file, const std::string & name, const JsonNode & node,
@@ -170,21 +167,15 @@ void readSet( const std::string & file, const std::string & name, const JsonNode
     fields.text( "name", "" );
     fields.finish();
   }
-  const std::vector< LoaderRule > rules =
-      readEntries( file, name, set.need( "acl-entries" ), document );
-  set.finish();
-  std::vector< DraftRule > drafts;
-  for ( const LoaderRule & rule : rules )
-    drafts.push_back( rule.draft );
   Acl head;
   head.name = name;
   head.file = file;
   head.defaultAction = Forwarding::drop;
   head.defaultOrigin = DefaultOrigin::format;
-  ListBuilder builder( head, inferredScope( drafts ) );
-  for ( const DraftRule & draft : drafts )
-    document.refusals.guard( name, draft.rule.name, [ & ] { builder.add( draft ); } );
-  builder.take( document.lists );
+  DraftList rules( document, head, std::nullopt );
+  readEntries( file, name, set.need( "acl-entries" ), document, rules );
+  set.finish();
+  rules.take();
 }
 
 const JsonNode * memberOf( const JsonNode * node, std::string_view key ) {

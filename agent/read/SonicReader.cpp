@@ -78,6 +78,17 @@ bool isConfig( const AclSource & source ) {
          memberOf( *source.root, "ACL_TABLE" ) != nullptr;
 }
 
+void readRules( const Leaf & rules, SonicTables & tables, AclDocument & document ) {
+  for ( Platform::JsonRows rows = rules.namedRows(); rows.next(); ) {
+    const auto & [ key, value ] = rows.row();
+    const auto [ table, rule ] = splitKey( key, '|' );
+    if ( rule.empty() )
+      document.refusals.add( value.place(), key, "", "the key of a rule must be TABLE|RULE" );
+    else
+      tables.rule( table, rule, value );
+  }
+}
+
 // Other tables of the database are not about access lists.
 void readConfig( const AclSource & source, AclDocument & document ) {
   SonicTables tables( source.file, document );
@@ -89,13 +100,8 @@ void readConfig( const AclSource & source, AclDocument & document ) {
     tables.type( name );
   for ( const auto & [ name, value ] : membersOf( source, "ACL_TABLE" ) )
     tables.table( name, value );
-  for ( const auto & [ key, value ] : membersOf( source, "ACL_RULE" ) ) {
-    const auto [ table, rule ] = splitKey( key, '|' );
-    if ( rule.empty() )
-      document.refusals.add( value.place(), key, "", "the key of a rule must be TABLE|RULE" );
-    else
-      tables.rule( table, rule, value );
-  }
+  if ( const JsonNode * rules = memberOf( *source.root, "ACL_RULE" ) )
+    readRules( Leaf( source.file, "ACL_RULE", *rules ), tables, document );
   tables.take();
 }
 

@@ -12,7 +12,6 @@ namespace {
 
 using Platform::JsonNode;
 
-constexpr U32 priorityMax = 999999;
 constexpr U32 vlanMax = 4094;
 
 std::string upperCase( std::string_view text ) {

@@ -7,6 +7,8 @@
 
 namespace Agent {
 
+inline constexpr U32 priorityMax = 999999;
+
 struct SonicRule {
   U32 priority = 0;
   DraftRule draft;

@@ -121,7 +121,9 @@ void SonicTables::rule( const std::string & tableName, const std::string & name,
   Table & table = named( tableName );
   remove( tableName, name );
   document_.refusals.guard( tableName, name, [ & ] {
-    table.rules.push_back( readSonicRule( file_, name, node ) );
+    SonicRule rule = readSonicRule( file_, name, node );
+    document_.requireRoom( tableName, table.indexes.size() / DraftList::kinds, node.place() );
+    table.rules.push_back( std::move( rule ) );
     table.indexes.emplace( name, table.rules.size() - 1 );
   } );
 }
@@ -132,24 +134,17 @@ void SonicTables::take() {
       continue;
     if ( !table.defined )
       notes_.add( "the families of tables that the file does not define follow from their rules" );
-    std::vector< SonicRule > rules;
-    for ( std::optional< SonicRule > & rule : table.rules )
-      if ( rule )
-        rules.push_back( std::move( *rule ) );
-    std::stable_sort( rules.begin(), rules.end(), []( const SonicRule & a, const SonicRule & b ) {
-      return a.priority > b.priority;
-    } );
-    std::vector< DraftRule > drafts;
-    for ( SonicRule & rule : rules )
-      drafts.push_back( std::move( rule.draft ) );
     Acl head;
     head.name = table.name;
     head.file = file_;
     head.bindings = table.bindings;
-    ListBuilder builder( head, table.scope ? *table.scope : inferredScope( drafts ) );
-    for ( const DraftRule & draft : drafts )
-      document_.refusals.guard( table.name, draft.rule.name, [ & ] { builder.add( draft ); } );
-    builder.take( document_.lists );
+    DraftList rules( document_, head, table.scope );
+    for ( std::optional< SonicRule > & rule : table.rules )
+      if ( rule )
+        document_.refusals.guard( table.name, std::string( rule->draft.rule.name ), [ & ] {
+          rules.add( std::move( rule->draft ), priorityMax - rule->priority );
+        } );
+    rules.take();
   }
 }
 

@@ -3,7 +3,6 @@
 #include <fmt/core.h>
 
 #include <algorithm>
-#include <cctype>
 #include <charconv>
 
 namespace Agent {
@@ -11,7 +10,11 @@ namespace Agent {
 namespace {
 
 char lower( char c ) {
-  return static_cast< char >( std::tolower( static_cast< unsigned char >( c ) ) );
+  return c >= 'A' && c <= 'Z' ? static_cast< char >( c - 'A' + 'a' ) : c;
+}
+
+bool isBlank( char c ) {
+  return c == ' ' || c == '\t';
 }
 
 // The closing quote of a text that follows an opening one; npos: there is none.
@@ -45,9 +48,8 @@ WordReader::WordReader( const std::string & file, U32 number, std::string_view l
 }
 
 void WordReader::advance() {
-  at_ = line_.find_first_not_of( " \t", end_ );
-  more_ = at_ != line_.npos;
-  at_ = std::min( at_, line_.size() );
+  at_ = wordAt( line_, end_ );
+  more_ = at_ != line_.size();
   if ( more_ && quotes_ == Quotes::group && line_[ at_ ] == '"' ) {
     const size_t close = closingQuote( line_, at_ + 1 );
     open_ = close == line_.npos;
@@ -55,7 +57,7 @@ void WordReader::advance() {
     end_ = open_ ? line_.size() : close + 1;
     return;
   }
-  end_ = std::min( line_.find_first_of( " \t", at_ ), line_.size() );
+  end_ = wordEnd( line_, at_ );
   next_ = line_.substr( at_, end_ - at_ );
 }
 
@@ -100,6 +102,18 @@ Platform::Place WordReader::place() const {
 
 void WordReader::fail( const std::string & what ) const {
   throw Platform::InputError( *file_, place(), what );
+}
+
+size_t wordAt( std::string_view text, size_t at ) {
+  while ( at < text.size() && isBlank( text[ at ] ) )
+    ++at;
+  return at;
+}
+
+size_t wordEnd( std::string_view text, size_t at ) {
+  while ( at < text.size() && !isBlank( text[ at ] ) )
+    ++at;
+  return at;
 }
 
 bool sameWord( std::string_view a, std::string_view b ) {

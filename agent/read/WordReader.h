@@ -68,6 +68,11 @@ class WordReader {
   std::string_view next_;
 };
 
+// The start of the next word from `at` on, and the end of the word at `at`; the size of the text:
+// there is none.
+size_t wordAt( std::string_view text, size_t at );
+size_t wordEnd( std::string_view text, size_t at );
+
 // In either case.
 bool sameWord( std::string_view a, std::string_view b );
 // Digits only, at least one.

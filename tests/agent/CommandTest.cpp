@@ -340,12 +340,12 @@ TEST_F( CommandTest, MapDrawsSlicesToAFile ) {
 
   // Names the list that does not fit and draws the rest; the file is replaced atomically.
   std::string rules;
-  for ( int i = 0; i < 9000; ++i )
+  for ( int i = 0; i < 600; ++i )
     rules += "@10.0." + std::to_string( i / 256 ) + "." + std::to_string( i % 256 ) +
-             "/32\t0.0.0.0/0\t0 : 65535\t0 : 65535\t0x00/0x00\n";
+             "/32\t0.0.0.0/0\t0 : 65535\t1 : 65535\t0x06/0xFF\n";
   const std::string svg = write( "map.svg", std::string( 100'000, 'x' ) );
-  const Outcome unfit =
-      run( "map --platform small --acl " + write( "big.acl", rules ) + " --svg " + svg );
+  const Outcome unfit = run( "map --platform small --ports expand --acl " +
+                             write( "big.acl", rules ) + " --svg " + svg );
   EXPECT_EQ( unfit.status, 1 );
   EXPECT_THAT( unfit.error,
                MatchesRegex( "big does not fit: .* ran out at rule .*rolled back\n" ) );
@@ -363,6 +363,33 @@ TEST_F( CommandTest, MapDrawsSlicesToAFile ) {
   EXPECT_THAT( run( "platforms", "/dev/full" ).error, MatchesRegex( "standard output: [^\n]*\n" ) );
   for ( const auto & left : std::filesystem::directory_iterator( folder_ ) )
     EXPECT_NE( left.path().extension(), ".tmp" );
+}
+
+// A list that no share holds is refused while it is read, unless it is only counted.
+TEST_F( CommandTest, CountsListsOfAnyLength ) {
+  std::string rules = "ip access-list extended long\n permit tcp any any range 1 65535\n";
+  for ( int i = 0; i < 9000; ++i )
+    rules += " permit ip host 10.0." + std::to_string( i / 256 ) + "." + std::to_string( i % 256 ) +
+             " any\n";
+  const std::string options = " --platform small --acl " + write( "long.cfg", rules );
+  const Outcome refused = run( "run" + options );
+  EXPECT_EQ( refused.status, 2 );
+  EXPECT_THAT( refused.error,
+               MatchesRegex( ".*long.cfg:8194:.*: long: more than 8192 rules: no share of "
+                             "platform small holds more; \"morvane-tcam count\".*\n" ) );
+  const Outcome counted = run( "count --json" + options );
+  EXPECT_EQ( counted.status, 0 ) << counted.error;
+  const auto list = nlohmann::json::parse( counted.out, nullptr, false )[ "lists" ][ 0 ];
+  EXPECT_EQ( list[ "rules" ], 9001 );
+  // One rule takes 16 prefixes or a checker and an entry for later fragments, and the default one.
+  EXPECT_EQ( list[ "entries" ], 9000 + 16 + 1 + 1 );
+  EXPECT_EQ( list[ "entriesWithCheckers" ], 9000 + 1 + 1 + 1 );
+  EXPECT_EQ( list[ "ranges" ], 1 );
+  const Outcome partial =
+      run( "count --partial" + options + " --acl " +
+           write( "bad.cfg", "ip access-list extended b\n permit ip any any\n permit x\n" ) );
+  EXPECT_EQ( partial.status, 1 );
+  EXPECT_THAT( partial.out, StartsWith( "PARTIAL" ) );
 }
 
 }  // namespace

@@ -1,6 +1,9 @@
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
+
+#include <fmt/format.h>
 
 #include "agent/packets/TraceReader.h"
+#include "agent/read/AclFiles.h"
 #include "agent/read/ClassBenchReader.h"
 #include "platform/InputError.h"
 
@@ -90,6 +93,72 @@ TEST( TraceReaderTest, ReadsPacketsAndRefusesMalformedLines ) {
         errorOf( [ & ] { parseTrace( "t", std::string( "1 2 3 4 6\n" ) + line ); } ).substr( 0, 4 ),
         "t:2:" )
         << line;
+}
+
+namespace {
+
+// A document of a format whose list holds rules one after the other.
+struct Surround {
+  const char * format;
+  const char * head;
+  const char * rule;  // its number in place of each {0}
+  const char * separator;
+  const char * tail;
+  const char * broken;  // in place of a rule: refuses the file, or the rule
+};
+
+const Surround surrounds[] = {
+    { "classbench", "", "@10.0.0.{0}/32 0.0.0.0/0 0 : 65535 0 : 65535 0x00/0x00", "\n", "", "@1" },
+    { "router", "ip access-list extended l\n", " permit ip host 10.0.0.{0} any", "\n", "",
+      " permit x" },
+    { "iptables", "*filter\n:FORWARD DROP\n", "-A FORWARD -s 10.0.0.{0} -j ACCEPT", "\n",
+      "\nCOMMIT\n", "-A FORWARD -x" },
+    { "rules", R"({ "rules": [)", R"({{ "source": "10.0.0.{0}" }})", ",\n", "] }", "{ 1 }" },
+    { "rfc8519",
+      R"({ "ietf-access-control-list:acls": { "acl": [ { "name": "l", "type": "ipv4-acl-type",
+           "aces": { "ace": [)",
+      R"({{ "name": "{0}", "actions": {{ "forwarding": "drop" }} }})", ",\n", "] } } ] } }",
+      "{ 1 }" },
+    { "openconfig",
+      R"({ "acl": { "acl-sets": { "acl-set": [ { "name": "l", "type": "ACL_IPV4",
+           "acl-entries": { "acl-entry": [)",
+      R"({{ "sequence-id": {0}, "actions": {{ "config": {{ "forwarding-action": "DROP" }} }} }})",
+      ",\n", "] } } ] } } }", "{ 1 }" },
+};
+
+std::string listOf( const Surround & around, const std::vector< std::string > & rules ) {
+  return around.head + fmt::format( "{}", fmt::join( rules, around.separator ) ) + around.tail;
+}
+
+std::string readBound( const Surround & around, const std::vector< std::string > & rules ) {
+  ReaderOptions options;
+  options.bound = { 3, "p" };
+  AclDocument document{ {}, Refusals( "f" ), {} };
+  const std::string error = errorOf( [ & ] {
+    document = parseAclText( { "l", false }, "f", listOf( around, rules ),
+                             formatNamed( around.format ), options );
+  } );
+  return document.lists.empty() ? error
+                                : fmt::format( "{} rules", document.lists[ 0 ].rules.size() );
+}
+
+}  // namespace
+
+TEST( AclFilesTest, ReadingStopsWhereNoShareHoldsMore ) {
+  for ( const Surround & around : surrounds ) {
+    std::vector< std::string > rules;
+    for ( int i = 1; i <= 3; ++i )
+      rules.push_back( fmt::format( fmt::runtime( around.rule ), i ) );
+    EXPECT_EQ( readBound( around, rules ), "3 rules" ) << around.format;
+    rules.insert( rules.end(), { fmt::format( fmt::runtime( around.rule ), 4 ), around.broken } );
+    EXPECT_THAT(
+        readBound( around, rules ),
+        testing::MatchesRegex( "f:[0-9]+:?[0-9]*: (l|FORWARD): more than 3 rules: no share of "
+                               "platform p holds more.*" ) )
+        << around.format;
+    rules[ 3 ] = around.broken;
+    EXPECT_THAT( readBound( around, rules ), testing::Not( testing::HasSubstr( "more than" ) ) );
+  }
 }
 
 }  // namespace Agent
