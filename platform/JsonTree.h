@@ -65,6 +65,7 @@ class JsonRows {
   // False after the last row. Throws InputError.
   bool next();
   const JsonMember & row() const { return row_; }  // without a name in an array
+  const char * position() const { return at_; }    // after the row
 
  private:
   void skipBlanks();

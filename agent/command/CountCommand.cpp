@@ -8,6 +8,7 @@
 
 #include "agent/feature/AclShares.h"
 #include "agent/report/OutputFile.h"
+#include "agent/report/Progress.h"
 #include "agent/text/TextTable.h"
 
 namespace Agent {
@@ -60,7 +61,9 @@ ListCount countList( const Platform::PlatformData & platform, const Acl & acl ) 
   const bool checkers = matchesRanges( platform, share );
   std::set< PlacedRange > ranges;
   ListCount count = { acl.name, acl.kind, acl.rules.size(), 0, 0, 0, share.size };
+  Progress progress( "counting" );
   for ( U32 i = 0; i < acl.size(); ++i ) {
+    progress.at( i, acl.size() );
     const AclRule & rule = acl.rule( i );
     const U64 expanded = EntryPlan( acl, rule, {}, ports ).size();
     const RangeCheckers wanted = checkers ? wantedCheckers( rule, ranges ) : RangeCheckers();

@@ -7,6 +7,7 @@
 #include "agent/feature/AclFeature.h"
 #include "agent/feature/AclShares.h"
 #include "agent/feature/FieldCover.h"
+#include "agent/report/Progress.h"
 #include "agent/session/SwitchSession.h"
 #include "agent/verify/RateModel.h"
 #include "agent/verify/Replay.h"
@@ -119,10 +120,18 @@ void RunJob::program() {
   for ( const StageThreshold & stage : input_.thresholds )
     session_.capacity().thresholdIs( stage.key, stage.threshold );
   poll();
+  Progress progress( "programming" );
+  U64 done = 0;
+  U64 total = 0;
+  for ( const Acl & acl : input_.acls )
+    total += acl.size();
+  // Rules are programmed again when a group is rebuilt.
+  feature_.onRuleIs( [ & ] { progress.at( std::min( ++done, total ), total ); } );
   for ( const Acl & acl : input_.acls ) {
     feature_.addAcl( acl, [ this ] { poll(); } );
     poll();
   }
+  feature_.onRuleIs( {} );
   if ( input_.defaultAction != Forwarding::none ) {
     report_.defaultShortage = feature_.addDefault( input_.defaultAction );
     poll();
@@ -224,7 +233,9 @@ RuleUse RunJob::reportRule( const RuleIndex & index ) {
 
 void RunJob::classify() {
   Replay replay( session_, ruleOf() );
+  Progress progress( "packets" );
   for ( const Packet & packet : input_.packets.packets ) {
+    progress.at( report_.total, input_.packets.packets.size() );
     const PacketFate fate = replay.send( packet, input_.ports );
     ++report_.total;
     ++( fate.rules.empty() ? report_.byDefault : report_.matched );
@@ -277,9 +288,13 @@ void RunJob::verify() {
   feature_.refillPolicers();
   Replay replay( session_, ruleOf() );
   RateModel rates;
-  for ( const Packet & packet : input_.packets.packets )
+  Progress progress( "verifying" );
+  U64 done = 0;
+  for ( const Packet & packet : input_.packets.packets ) {
+    progress.at( done++, input_.packets.packets.size() );
     if ( !verifyPacket( replay, rates, packet ) )
       ++report_.mismatches;
+  }
   audit( "" );
 }
 

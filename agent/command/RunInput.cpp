@@ -10,6 +10,7 @@
 #include "agent/packets/PacketFiles.h"
 #include "agent/packets/PacketMaker.h"
 #include "agent/packets/RandomPackets.h"
+#include "agent/report/Progress.h"
 #include "platform/InputError.h"
 #include "platform/PlatformLoader.h"
 #include "platform/PortNames.h"
@@ -23,7 +24,9 @@ constexpr U64 nanosecondsPerSecond = 1'000'000'000;
 
 // FILE, named after the file, or NAME=FILE.
 AclDocument readArgument( const std::string & argument, const AclFormat * format,
-                          const ReaderOptions & reader ) {
+                          ReaderOptions reader ) {
+  Progress progress( "reading" );
+  reader.progress = [ & ]( U64 done, U64 total ) { progress.at( done, total ); };
   const size_t equals = argument.find( '=' );
   std::error_code ignored;
   if ( equals == std::string::npos || std::filesystem::exists( argument, ignored ) )

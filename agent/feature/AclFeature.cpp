@@ -21,6 +21,10 @@ AclFeature::Table & AclFeature::tableOf( const ListClass & lists ) {
     return *found;
   tables_.push_back( { lists, std::make_unique< AclTable >( groupManager_, unit_, platform_, lists,
                                                             method_, policersLeft_ ) } );
+  tables_.back().table->onRuleIs( [ this ] {
+    if ( onRule_ )
+      onRule_();
+  } );
   // Higher groups of a stage take precedence.
   std::sort( tables_.begin(), tables_.end(), []( const Table & a, const Table & b ) {
     return a.lists.direction != b.lists.direction ? a.lists.direction == Direction::in

@@ -27,6 +27,9 @@ class AclFeature {
   AclFeature( Morvane::MorvaneTcamGroupManager & groupManager, U32 unit,
               const Platform::PlatformData & platform, PortMethod method );
 
+  // Called after each rule that is programmed.
+  void onRuleIs( std::function< void() > onRule ) { onRule_ = std::move( onRule ); }
+
   // Programs a list, which the platform must support (listFault) and which must outlive the
   // feature. Returns nothing if it fits; otherwise calls `whenFull` before rolling it back. Throws
   // Platform::InputError for a user-defined field that the group lacks.
@@ -75,6 +78,7 @@ class AclFeature {
   std::vector< const Acl * > acls_;
   std::vector< std::optional< AclShortage > > shortages_;  // by list
   Policy policy_;
+  std::function< void() > onRule_;
 };
 
 }  // namespace Agent

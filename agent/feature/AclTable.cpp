@@ -189,6 +189,8 @@ std::optional< std::pair< U32, AclShortage > > AclTable::programRest() {
       forgetEntries();
     else
       ++programmed_;
+    if ( onRule_ )
+      onRule_();
   }
   return std::nullopt;
 }

@@ -84,6 +84,9 @@ class AclTable {
             const Platform::PlatformData & platform, const ListClass & lists, PortMethod method,
             U32 & policersLeft );
 
+  // Called after each rule.
+  void onRuleIs( std::function< void() > onRule ) { onRule_ = std::move( onRule ); }
+
   // Programs a list after the present ones. `acl` must outlive the table; `index` identifies it.
   // Returns nothing if it fits; otherwise calls `whenFull` before rolling it back. Throws
   // Platform::InputError for a field that the group lacks.
@@ -154,6 +157,7 @@ class AclTable {
   bool groupRebuilt_ = false;            // rebuilt or lost while programming the current list
   std::vector< EntryOwner > owners_;     // by entry id, from the share's first on
   std::vector< std::pair< U32, AclShortage > > lost_;
+  std::function< void() > onRule_;
 };
 
 }  // namespace Agent

@@ -1,6 +1,7 @@
 // What a file of access lists holds.
 #pragma once
 
+#include <functional>
 #include <limits>
 #include <string>
 #include <vector>
@@ -24,6 +25,7 @@ struct RuleBound {
 struct ReaderOptions {
   bool assumeEstablished = false;  // TCP packets with ACK or RST belong to a connection
   RuleBound bound;
+  std::function< void( U64 done, U64 total ) > progress;  // in bytes; empty: not called
 };
 
 // A file before it is read.
@@ -35,12 +37,32 @@ struct AclSource {
   ReaderOptions options;
 };
 
+// How far a reader is in a text.
+class ReadProgress {
+ public:
+  ReadProgress() = default;
+  // Refers to the source.
+  explicit ReadProgress( const AclSource & source ) : source_( &source ) {}
+
+  // Call for each rule or line, with a position in the text.
+  void at( const char * position ) {
+    if ( source_ != nullptr && source_->options.progress && ( ++calls_ & 63 ) == 0 )
+      source_->options.progress( static_cast< U64 >( position - source_->text.data() ),
+                                 source_->text.size() );
+  }
+
+ private:
+  const AclSource * source_ = nullptr;
+  U32 calls_ = 0;
+};
+
 struct AclDocument {
   std::vector< Acl > lists;  // in text order
   Refusals refusals;
   // What the reader assumes where the format leaves it open, for reports.
   std::vector< std::string > notes;
   RuleBound bound = {};
+  ReadProgress progress = {};
 
   // Call before a rule is added to a list of `rules` rules. Throws Platform::FileError if that is
   // beyond the bound: reading ends there.

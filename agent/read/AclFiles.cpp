@@ -70,7 +70,7 @@ AclDocument parseAclText( const AclName & name, const std::string & file, std::s
   std::optional< Platform::JsonNode > root;
   if ( format == nullptr ? beginsJson( source.text ) : format->json )
     source.root = &root.emplace( Platform::parseJson( file, source.text, rowKeys ) );
-  AclDocument document{ {}, Refusals( file ), {}, options.bound };
+  AclDocument document{ {}, Refusals( file ), {}, options.bound, ReadProgress( source ) };
   ( format == nullptr ? formatOf( source ) : *format ).read( source, document );
   if ( document.lists.empty() && document.refusals.count() == 0 )
     throw Platform::InputError( file, {}, "there are no access lists" );

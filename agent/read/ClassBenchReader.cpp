@@ -106,6 +106,7 @@ void readClassBench( const AclSource & source, AclDocument & document ) {
   acl.file = source.file;
   size_t index = 0;
   for ( WordLines lines( source.text ); lines.next(); ++index ) {
+    document.progress.at( lines.line().text.data() );
     document.refusals.guard(
         acl.name, [ & ] { return fmt::format( "rule {}", index ); },
         [ & ] {

@@ -84,6 +84,7 @@ IptablesReader::IptablesReader( const AclSource & source, AclDocument & document
 void IptablesReader::read() {
   TextLines lines( source_.text );
   while ( lines.next() ) {
+    document_.progress.at( lines.line().data() );
     WordReader words( source_.file, lines.number(), lines.line(), Quotes::group );
     if ( !words.done() && !words.peek().starts_with( '#' ) )
       line( words );

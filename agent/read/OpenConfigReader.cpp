@@ -148,6 +148,7 @@ void Reader::readEntries( const Leaf & entries, const std::string & list, ListBu
   size_t index = 0;
   for ( Platform::JsonRows rows = entries.rows(); rows.next(); ) {
     const JsonNode & node = rows.row().value;
+    document_.progress.at( rows.position() );
     const std::string name = entryName( node, index++ );
     document_.refusals.guard( list, name, [ & ] {
       const NumberedRule rule = readEntry( node, name );

@@ -126,6 +126,7 @@ void Reader::readAces( const JsonNode & node, const std::string & list, F && add
   size_t number = 0;
   for ( Platform::JsonRows rows = entries->rows(); rows.next(); ) {
     const JsonNode & ace = rows.row().value;
+    document_.progress.at( rows.position() );
     const std::string rule = nameOf( ace, "ACE", ++number );
     document_.refusals.guard( list, rule, [ & ] {
       if ( !names.insert( rule ).second )

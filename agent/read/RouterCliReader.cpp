@@ -111,6 +111,7 @@ void RouterCliReader::read() {
   TextLines lines( source_.text );
   while ( lines.next() ) {
     const Word text = lines.line();
+    document_.progress.at( text.data() );
     const WordReader words( source_.file, lines.number(), text );
     if ( !bannerEnd_.empty() ) {
       if ( text.find( bannerEnd_ ) != text.npos )

@@ -188,6 +188,7 @@ void readRulesFile( const AclSource & source, AclDocument & document ) {
   size_t index = 0;
   for ( Platform::JsonRows rows = rulesOf( fields ); rows.next(); ) {
     const JsonNode & node = rows.row().value;
+    document.progress.at( rows.position() );
     document.refusals.guard(
         acl.name, [ & ] { return ruleName( node, index ); },
         [ & ] {

@@ -148,6 +148,7 @@ void readEntries( const std::string & file, const std::string & list, const Json
   std::unordered_set< U32 > numbers;
   for ( Platform::JsonRows rows = byNumber.namedRows(); rows.next(); ) {
     const JsonMember & entry = rows.row();
+    document.progress.at( rows.position() );
     const std::string name = "RULE_" + entry.name;
     document.refusals.guard( list, name, [ & ] {
       LoaderRule rule = readRule( file, name, entry.value );

@@ -81,6 +81,7 @@ bool isConfig( const AclSource & source ) {
 void readRules( const Leaf & rules, SonicTables & tables, AclDocument & document ) {
   for ( Platform::JsonRows rows = rules.namedRows(); rows.next(); ) {
     const auto & [ key, value ] = rows.row();
+    document.progress.at( rows.position() );
     const auto [ table, rule ] = splitKey( key, '|' );
     if ( rule.empty() )
       document.refusals.add( value.place(), key, "", "the key of a rule must be TABLE|RULE" );

@@ -82,7 +82,11 @@ void printOutput( const std::string & text ) {
 }
 
 void printError( const std::string & line ) {
-  std::fputs( ( line + "\n" ).c_str(), stderr );
+  printErrorText( line + "\n" );
+}
+
+void printErrorText( const std::string & text ) {
+  std::fputs( text.c_str(), stderr );
 }
 
 }  // namespace Agent

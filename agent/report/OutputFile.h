@@ -20,5 +20,6 @@ void writeFile( const std::string & file, const std::string & text );
 void printOutput( const std::string & text );
 // Ignores failures: there is nowhere left to report them.
 void printError( const std::string & line );
+void printErrorText( const std::string & text );
 
 }  // namespace Agent
