@@ -55,6 +55,7 @@ class IptablesRuleReader {
   void interface();
   void fragment();
   void module();
+  void checkModules() const;
   void skipWord() { words_.next( "a value" ); }
   void skipNothing() {}
   void skipCounters();
@@ -93,7 +94,8 @@ class IptablesRuleReader {
   AclRule & match_;
   bool inverted_ = false;  // the option that is being read
   bool hasTarget_ = false;
-  bool never_ = false;  // it matches no packet that enters a switch
+  std::vector< Word > modules_;  // -m
+  bool never_ = false;           // it matches no packet that enters a switch
   bool established_ = false;
   bool eitherPort_ = false;  // the ports of both directions are set, and one suffices
 };
@@ -280,8 +282,10 @@ void IptablesRuleReader::module() {
   const Word name = words_.next( "the name of a match" );
   for ( const Word known : { "tcp", "udp", "icmp", "icmp6", "multiport", "iprange", "mac",
                              "comment", "state", "conntrack", "ttl", "hl", "dscp" } )
-    if ( name == known )
+    if ( name == known ) {
+      modules_.emplace_back( name );
       return;
+    }
   words_.fail( fmt::format( "the match {} is not read: an entry of a TCAM cannot hold it", name ) );
 }
 
@@ -402,7 +406,20 @@ void IptablesRuleReader::target( bool go ) {
   }
 }
 
+// The matches of a protocol are for packets of the protocol.
+void IptablesRuleReader::checkModules() const {
+  const std::pair< Word, U8 > protocols[] = { { "tcp", protocolTcp },
+                                              { "udp", protocolUdp },
+                                              { "icmp", protocolIcmp },
+                                              { "icmp6", protocolIcmp6 } };
+  for ( const Word module : modules_ )
+    for ( const auto & [ name, number ] : protocols )
+      if ( module == name && !match_.isFor( number ) )
+        words_.fail( fmt::format( "-m {} needs -p {}", name, protocolText( number ) ) );
+}
+
 void IptablesRuleReader::finish() {
+  checkModules();
   if ( established_ )
     finishEstablished();
   for ( const MatchField & field : matchFields() ) {

@@ -99,24 +99,44 @@ void readDscp( JsonFields & config, DraftRule & draft ) {
 }
 
 // Types and codes are identities, such as ECHO_REPLY; documents have numbers as well.
+bool isIdentity( const Leaf & leaf ) {
+  return leaf.isText() && !numberOf( leaf.text() );
+}
+
+U8 icmpTypeOf( const Leaf & leaf, AclKind kind ) {
+  if ( !isIdentity( leaf ) )
+    return static_cast< U8 >( leaf.number( 0, 0xFF ) );
+  const auto match = icmpTypeFromText( kind, leaf.identity() );
+  if ( !match || ( match->mask & 0xFF ) != 0 )
+    leaf.fail( fmt::format( "a type of ICMP, not \"{}\"", leaf.text() ) );
+  return static_cast< U8 >( match->value >> 8 );
+}
+
+// An identity is a code of one type.
+U8 icmpCodeOf( const Leaf & leaf, AclKind kind, const std::optional< U8 > & type ) {
+  if ( !isIdentity( leaf ) )
+    return static_cast< U8 >( leaf.number( 0, 0xFF ) );
+  const auto match = icmpTypeFromText( kind, leaf.identity() );
+  if ( !match || ( match->mask & 0xFF ) == 0 )
+    leaf.fail( fmt::format( "a code of ICMP, not \"{}\"", leaf.text() ) );
+  if ( type != match->value >> 8 )
+    leaf.refuse( fmt::format( "is a code of type {}", match->value >> 8 ) );
+  return static_cast< U8 >( match->value & 0xFF );
+}
+
 void readIcmp( JsonFields & ip, bool ip6, DraftRule & draft ) {
   inConfig(
       ip, ip6 ? "icmpv6" : "icmpv4",
       [ & ]( JsonFields &, JsonFields & config, const Leaf & container ) {
+        const AclKind kind = ip6 ? AclKind::ipv6 : AclKind::ipv4;
         draft.icmpProtocol( container );
+        std::optional< U8 > type;
         if ( const auto leaf = findLeaf( config, "type" ) ) {
-          if ( leaf->isText() && !numberOf( leaf->text() ) ) {
-            const auto match =
-                icmpTypeFromText( ip6 ? AclKind::ipv6 : AclKind::ipv4, leaf->identity() );
-            if ( !match || ( match->mask & 0xFF ) != 0 )
-              leaf->fail( fmt::format( "a type of ICMP, not \"{}\"", leaf->text() ) );
-            draft.icmpType( *leaf, static_cast< U8 >( match->value >> 8 ) );
-          } else {
-            draft.icmpType( *leaf, static_cast< U8 >( leaf->number( 0, 0xFF ) ) );
-          }
+          type = icmpTypeOf( *leaf, kind );
+          draft.icmpType( *leaf, *type );
         }
         if ( const auto leaf = findLeaf( config, "code" ) )
-          draft.icmpCode( *leaf, static_cast< U8 >( leaf->number( 0, 0xFF ) ) );
+          draft.icmpCode( *leaf, icmpCodeOf( *leaf, kind, type ) );
       } );
 }
 

@@ -182,6 +182,9 @@ TEST( DocumentTest, ReadsEveryField ) {
                        "explicit-tcp-flags": [ "TCP_SYN", "TCP_FIN" ] } })" ),
         "source=10.0.0.0/8,192.0.2.0/24 protocol=tcp dscp=8,16 destinationPorts=80,8000-8007 "
         "tcpFlags=0x2/0x2,0x1/0x1 permit" },
+      { openConfig( R"("ipv4": { "icmpv4": { "config": { "type": "DST_UNREACHABLE",
+                       "code": "oc-icmp:PORT_UNREACHABLE" } } })" ),
+        "protocol=icmp icmp=3/3 permit" },
       { openConfig( R"("ipv6": { "config": { "protocol": "IP_ICMP" },
                        "icmpv6": { "config": { "type": "ECHO_REPLY" } } })",
                     "ACL_IPV6" ),
@@ -257,6 +260,11 @@ TEST( DocumentTest, RefusesRulesAtThePlaceOfTheFault ) {
                        "transport": { "config": { "source-port": 5 } })" ),
         "sourcePorts needs the protocol tcp or udp" },
       { openConfig( R"("transport": { "config": { "source-port": "9..8" } })" ), "LOW..HIGH" },
+      { openConfig( R"("ipv4": { "icmpv4": { "config": { "type": "ECHO", "code": "PORT_UNREACHABLE"
+                                                       } } })" ),
+        "\"code\" is a code of type 3" },
+      { openConfig( R"("ipv4": { "icmpv4": { "config": { "code": "ECHO" } } })" ),
+        "\"code\" must be a code of ICMP" },
       { openConfig( R"("ipv4": {}, "mpls": {})" ), "\"mpls\" cannot be matched" },
       { openConfig( R"("ipv4": {})", "ACL_MPLS" ), "l: \"type\" must be one of ACL_IPV4" },
       { sonic( R"("VLAN_ID": "4095")" ), "f:2:12: T_l, r: \"VLAN_ID\" must be a number from 1" },
