@@ -64,7 +64,8 @@ int inspectCommand( const Agent::RunOptions & options, const Agent::InspectOptio
   };
   const std::vector< std::string > unfit = unfitLists( Agent::withProgrammedSwitch( input, look ) );
   printRefusals( input.remarks );
-  Agent::printOutput( inspect.json ? shown : partialText( input.remarks ) + shown );
+  Agent::printOutput( inspect.json ? withPartial( input.remarks, shown )
+                                   : partialText( input.remarks ) + shown );
   for ( const std::string & line : unfit )
     Agent::printError( line );
   return unfit.empty() && input.remarks.refused == 0 ? exitSuccess : exitDifference;

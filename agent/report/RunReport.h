@@ -109,6 +109,8 @@ struct RunReport {
 
 // The first line of every text report: rules are missing. Empty: none are.
 std::string partialText( const ReaderRemarks & remarks );
+// The JSON text `shown`, or an object of it and of "partial" if rules are missing.
+std::string withPartial( const ReaderRemarks & remarks, const std::string & shown );
 // One line per list that does not fit, and for the default action: reason and first rule.
 std::vector< std::string > unfitLists( const RunReport & report );
 // `detail` lists every rule instead of the ten busiest.

@@ -111,6 +111,11 @@ void addGroups( Json & json, const std::vector< GroupUse > & groups ) {
                       { "free", use.free } } );
 }
 
+// Names from the command line need not be valid UTF-8.
+std::string lineOf( const Json & json ) {
+  return json.dump( 2, ' ', false, Json::error_handler_t::replace ) + "\n";
+}
+
 void addRemarks( Json & json, const ReaderRemarks & remarks ) {
   if ( remarks.refused != 0 )
     json[ "partial" ] = { { "refused", remarks.refused }, { "refusals", remarks.refusals } };
@@ -152,8 +157,16 @@ std::string jsonReport( const RunReport & report ) {
   Json & calls = json[ "sdkCalls" ] = Json::object();
   for ( const auto & [ operation, count ] : report.sdkCalls )
     calls[ operation ] = count;
-  // Names from the command line need not be valid UTF-8.
-  return json.dump( 2, ' ', false, Json::error_handler_t::replace ) + "\n";
+  return lineOf( json );
+}
+
+std::string withPartial( const ReaderRemarks & remarks, const std::string & shown ) {
+  if ( remarks.refused == 0 )
+    return shown;
+  Json json = Json::object();
+  addRemarks( json, remarks );
+  json[ "shown" ] = Json::parse( shown );
+  return lineOf( json );
 }
 
 }  // namespace Agent
