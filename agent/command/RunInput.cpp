@@ -22,20 +22,35 @@ namespace {
 constexpr U32 examplePackets = 10000;
 constexpr U64 nanosecondsPerSecond = 1'000'000'000;
 
+// The lists that --bind names, LIST=PORTS, of a file whose lists get NAME- before theirs.
+std::vector< std::string > boundLists( const std::vector< std::string > & binds,
+                                       const std::string & before ) {
+  std::vector< std::string > lists;
+  for ( const std::string & bind : binds ) {
+    const std::string list = bind.substr( 0, bind.rfind( '=' ) );
+    if ( list.starts_with( before ) )
+      lists.push_back( list.substr( before.size() ) );
+  }
+  return lists;
+}
+
 // FILE, named after the file, or NAME=FILE.
-AclDocument readArgument( const std::string & argument, const AclFormat * format,
+AclDocument readArgument( const std::string & argument, const RunOptions & options,
                           ReaderOptions reader ) {
   Progress progress( "reading" );
   reader.progress = [ & ]( U64 done, U64 total ) { progress.at( done, total ); };
   const size_t equals = argument.find( '=' );
   std::error_code ignored;
-  if ( equals == std::string::npos || std::filesystem::exists( argument, ignored ) )
+  if ( equals == std::string::npos || std::filesystem::exists( argument, ignored ) ) {
+    reader.wanted = boundLists( options.binds, "" );
     return readAclFile( { std::filesystem::path( argument ).stem().string(), false }, argument,
-                        format, reader );
+                        options.format, reader );
+  }
   if ( equals == 0 )
     throw UsageError( fmt::format( "--acl {}: the name is missing", argument ) );
-  return readAclFile( { argument.substr( 0, equals ), true }, argument.substr( equals + 1 ), format,
-                      reader );
+  const std::string name = argument.substr( 0, equals );
+  reader.wanted = boundLists( options.binds, name + "-" );
+  return readAclFile( { name, true }, argument.substr( equals + 1 ), options.format, reader );
 }
 
 void checkNames( const std::vector< Acl > & acls ) {
@@ -51,7 +66,7 @@ void readAcls( const RunOptions & options, RunInput & input ) {
   if ( options.boundLists )
     reader.bound = { largestShare( input.platform ), input.platform.name };
   for ( const std::string & argument : options.acls ) {
-    AclDocument document = readArgument( argument, options.format, reader );
+    AclDocument document = readArgument( argument, options, reader );
     resolvePorts( input.platform, document );
     std::move( document.lists.begin(), document.lists.end(), std::back_inserter( input.acls ) );
     remarks.refused += document.refusals.count();
@@ -75,12 +90,15 @@ std::vector< Frame > exampleFrames() {
 }
 
 void checkPlatform( const RunOptions & options, const RunInput & input ) {
-  for ( const Acl & acl : input.acls )
-    if ( const auto fault = listFault( input.platform, acl ) ) {
-      if ( fault->line == 0 )
-        throw UsageError( fmt::format( "list {}: {}", acl.name, fault->what ) );
-      throw Platform::InputError( acl.file, fault->line, fault->what );
-    }
+  for ( const Acl & acl : input.acls ) {
+    auto fault = listFault( input.platform, acl );
+    if ( !fault )
+      fault = flowFieldFault( input.acls, acl );
+    if ( fault && fault->line == 0 )
+      throw UsageError( fmt::format( "list {}: {}", acl.name, fault->what ) );
+    if ( fault )
+      throw Platform::InputError( acl.file, { fault->line, fault->column }, fault->what );
+  }
   if ( options.defaultAction != Forwarding::none && shareOf( input.platform, {} ) == nullptr )
     throw UsageError(
         fmt::format( "--default: {} has no share for IPv4 lists", input.platform.name ) );

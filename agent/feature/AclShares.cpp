@@ -1,11 +1,12 @@
 #include "agent/feature/AclShares.h"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 
 #include "morvane/AclType.h"
 #include "morvane/MorvaneTcamManager/QualifierSet.h"
+#include "morvane/MorvaneTcamManager/Udf/FlowGroup.h"
 #include "softasic/QualifierNames.h"
 
 namespace Agent {
@@ -159,6 +160,25 @@ bool matchesRanges( const PlatformData & platform, const ReservationData & share
 PortKey portKey( const PlatformData & platform, const ReservationData & share, AclKind kind ) {
   return groupMatches( platform, share, kind, bcmFieldQualifyInPorts ) ? PortKey::bitmap
                                                                        : PortKey::number;
+}
+
+std::optional< ListFault > flowFieldFault( const std::vector< Acl > & acls, const Acl & acl ) {
+  if ( acl.use != AclUse::flow && acl.use != AclUse::flowVxlan )
+    return std::nullopt;
+  const Acl & first = *std::find_if( acls.begin(), acls.end(),
+                                     [ & ]( const Acl & each ) { return each.use == acl.use; } );
+  const auto offsets = Morvane::flowFieldOffsets( acl.use == AclUse::flow, first.flowProtocol );
+  for ( const AclRule & rule : acl.rules )
+    for ( const UdfMatch & udf : rule.udf )
+      if ( std::find( offsets.begin(), offsets.end(), udf.fromL3() ) == offsets.end() )
+        return ListFault{
+            rule.line,
+            fmt::format( "{}: the group of use {} has no field at offset {} of the L3 header; with "
+                         "flowProtocol {} it has {}",
+                         acl.name, useName( acl.use ), udf.fromL3(), first.flowProtocol,
+                         fmt::join( offsets, ", " ) ),
+            rule.column };
+  return std::nullopt;
 }
 
 std::optional< ListFault > listFault( const PlatformData & platform, const Acl & acl ) {

@@ -45,7 +45,11 @@ PortKey portKey( const Platform::PlatformData & platform, const Platform::Reserv
 struct ListFault {
   U32 line = 0;  // in the list's file; 0: the platform lacks something
   std::string what;
+  U32 column = 0;  // in the line
 };
+// A rule on a user-defined field that its flow-programming group does not have. The first list of a
+// use determines the group's fields.
+std::optional< ListFault > flowFieldFault( const std::vector< Acl > & acls, const Acl & acl );
 std::optional< ListFault > listFault( const Platform::PlatformData & platform, const Acl & acl );
 
 }  // namespace Agent

@@ -25,6 +25,7 @@ struct RuleBound {
 struct ReaderOptions {
   bool assumeEstablished = false;  // TCP packets with ACK or RST belong to a connection
   RuleBound bound;
+  std::vector< std::string > wanted;  // lists that are read even if the file does not use them
   std::function< void( U64 done, U64 total ) > progress;  // in bytes; empty: not called
 };
 

@@ -91,6 +91,7 @@ class RouterCliReader {
   void sort( List & list );
   void takeBindings();
   void takeLists();
+  bool isWanted( const Acl & acl ) const;
   void takeList( Acl & acl );
 
   const AclSource & source_;
@@ -392,6 +393,11 @@ void RouterCliReader::takeList( Acl & acl ) {
   document_.lists.push_back( std::move( acl ) );
 }
 
+bool RouterCliReader::isWanted( const Acl & acl ) const {
+  const auto & wanted = source_.options.wanted;
+  return std::find( wanted.begin(), wanted.end(), acl.name ) != wanted.end();
+}
+
 void RouterCliReader::takeLists() {
   std::vector< std::string > empty;
   std::vector< std::string > unbound;
@@ -401,7 +407,7 @@ void RouterCliReader::takeLists() {
       continue;
     if ( !list.entries )
       empty.push_back( acl.name );
-    else if ( acl.bindings.empty() && !bound_.empty() )
+    else if ( acl.bindings.empty() && !bound_.empty() && !isWanted( acl ) )
       unbound.push_back( acl.name );
     else
       takeList( acl );

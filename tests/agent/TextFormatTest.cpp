@@ -16,7 +16,7 @@ namespace {
 using testing::HasSubstr;
 
 AclDocument documentOf( const std::string & text, bool established = false ) {
-  return parseAclText( { "n", false }, "f", text, nullptr, { established, {}, {} } );
+  return parseAclText( { "n", false }, "f", text, nullptr, { established, {}, {}, {} } );
 }
 
 // Lists with their rules, one a line, then refusals; of a file that is refused as a whole, its
@@ -159,6 +159,11 @@ TEST( RouterCliReaderTest, ReadsAWholeConfiguration ) {
              "101 ipv4 default drop out Vlan7\nprotocol=icmp permit\n" );
   EXPECT_THAT( documentOf( text ).notes,
                testing::ElementsAre( "lists that no interface has are left out: 7" ) );
+  ReaderOptions options;
+  options.wanted = { "7" };
+  const AclDocument wanted = parseAclText( { "n", false }, "f", text, nullptr, options );
+  EXPECT_EQ( wanted.lists.back().name, "7" );
+  EXPECT_TRUE( wanted.notes.empty() );
 
   // Without indentation; a standard list; an address alone is a host.
   EXPECT_EQ( readAll( "ip access-list standard S\ndeny 10.0.0.1\npermit 10.0.0.0 0.0.0.255 log\n"
@@ -238,6 +243,8 @@ TEST( IptablesReaderTest, ReadsEveryPartOfARule ) {
             "39: INPUT, rule 1: more than 15" },
           { "-A INPUT -p tcp --tcp-flags SYN ACK -j DROP", "33: INPUT, rule 1: no packet" },
           { "-A INPUT -p tcp -f --dport 1 -j DROP", "33: INPUT, rule 1: later fragments" },
+          { "-A INPUT -p tcp -m udp --dport 53 -j DROP", "38: INPUT, rule 1: -m udp needs -p udp" },
+          { "-A INPUT -m icmp -j DROP", "21: INPUT, rule 1: -m icmp needs -p icmp" },
           { "-A INPUT -m limit --limit 5/min -j ACCEPT", "13: INPUT, rule 1: the match limit" },
           { "-A INPUT -m recent --rcheck -j DROP", "13: INPUT, rule 1: the match recent" },
           { "-A INPUT -i eth0 -j ACCEPT", "13: INPUT, rule 1: rules for one interface" },

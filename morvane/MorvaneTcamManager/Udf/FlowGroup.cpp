@@ -25,6 +25,13 @@ constexpr U8 vxlanOffsets[] = { 54, 58, 62, 70, 74 };
 
 }  // namespace
 
+std::span< const U8 > flowFieldOffsets( bool plain, U8 ipProto ) {
+  const bool udp = ipProto == ipProtoUdp;
+  if ( plain )
+    return udp ? plainOverUdp : plainOffsets;
+  return udp ? vxlanOverUdp : vxlanOffsets;
+}
+
 FlowGroup::FlowGroup( MorvaneTcamGroupManager & manager, U32 unit, U32 group )
     : manager_( manager ),
       unit_( unit ),
@@ -67,10 +74,7 @@ bool FlowGroup::make( Rollback & rollback, GroupReferences & taken ) {
 // --- Qualifiers ------------------------------------------------------------------------------
 
 std::span< const U8 > FlowGroup::offsets() const {
-  const bool udp = manager_.openFlowUdfIpProto() == ipProtoUdp;
-  if ( plain_ )
-    return udp ? plainOverUdp : plainOffsets;
-  return udp ? vxlanOverUdp : vxlanOffsets;
+  return flowFieldOffsets( plain_, manager_.openFlowUdfIpProto() );
 }
 
 bool FlowGroup::createQualifiers( Rollback & rollback ) {

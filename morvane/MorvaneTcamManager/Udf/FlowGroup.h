@@ -10,6 +10,10 @@
 
 namespace Morvane {
 
+// Where the fields of a flow-programming group are, bytes from the start of the L3 header.
+// `plain`: past that header; otherwise inside VXLAN.
+KIV_API std::span< const U8 > flowFieldOffsets( bool plain, U8 ipProto );
+
 class FlowGroup {
  public:
   // Asserts that the group is of one of the two kinds.
