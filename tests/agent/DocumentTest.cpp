@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <nlohmann/json.hpp>
 
 #include "agent/acl/RuleText.h"
 #include "agent/read/AclFiles.h"
@@ -313,7 +314,19 @@ TEST( DocumentTest, RefusesDamagedTexts ) {
     nul[ nul.find( '"' ) + 1 ] = '\0';
     EXPECT_THAT( readAs( nul ), HasSubstr( "a NUL byte" ) );
   }
+  // Rules are parsed one by one: a text that is not JSON is refused as a whole all the same.
+  for ( const std::string & text : samples() )
+    for ( size_t at = 1; at < text.size(); ++at ) {
+      std::string changed = text;
+      changed.erase( at, 1 );
+      const bool json = nlohmann::json::accept( changed );
+      ASSERT_TRUE( json || testing::Matches( testing::ContainsRegex(
+                               "^f:[0-9]+:[0-9]+: (not JSON: unexpected|truncated: )" ) )(
+                               readAs( changed ) ) )
+          << changed << readAs( changed );
+    }
   expectAll( {
+      { R"({ "ACL_RULE": { "T|a": {}, "T|a": {} } })", "f:1:28: key \"T|a\" occurs twice" },
       { "<config/>", "this is XML; the formats are classbench" },
       { "table inet filter {\n}", "this is an nft ruleset" },
       { R"({ "nftables": [] })", "this is an nft ruleset in JSON" },
