@@ -65,6 +65,8 @@ void readAcls( const RunOptions & options, RunInput & input ) {
   ReaderOptions reader = options.reader;
   if ( options.boundLists )
     reader.bound = { largestShare( input.platform ), input.platform.name };
+  if ( options.boundLists && !options.partial )
+    reader.refusalsMax = reader.bound.rules;
   for ( const std::string & argument : options.acls ) {
     AclDocument document = readArgument( argument, options, reader );
     resolvePorts( input.platform, document );

@@ -25,6 +25,8 @@ struct RuleBound {
 struct ReaderOptions {
   bool assumeEstablished = false;  // TCP packets with ACK or RST belong to a connection
   RuleBound bound;
+  // Refused rules after which the rest of a file is not read.
+  U64 refusalsMax = std::numeric_limits< U64 >::max();
   std::vector< std::string > wanted;  // lists that are read even if the file does not use them
   std::function< void( U64 done, U64 total ) > progress;  // in bytes; empty: not called
 };

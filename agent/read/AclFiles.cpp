@@ -70,8 +70,14 @@ AclDocument parseAclText( const AclName & name, const std::string & file, std::s
   std::optional< Platform::JsonNode > root;
   if ( format == nullptr ? beginsJson( source.text ) : format->json )
     source.root = &root.emplace( Platform::parseJson( file, source.text, rowKeys ) );
-  AclDocument document{ {}, Refusals( file ), {}, options.bound, ReadProgress( source ) };
-  ( format == nullptr ? formatOf( source ) : *format ).read( source, document );
+  AclDocument document{
+      {}, Refusals( file, options.refusalsMax ), {}, options.bound, ReadProgress( source ) };
+  try {
+    ( format == nullptr ? formatOf( source ) : *format ).read( source, document );
+  } catch ( const Platform::FileError & ) {
+    if ( !document.refusals.stopped() )
+      throw;
+  }
   if ( document.lists.empty() && document.refusals.count() == 0 )
     throw Platform::InputError( file, {}, "there are no access lists" );
   nameLists( name, document );

@@ -10,6 +10,7 @@
 // a whole (not JSON, truncated, an unknown format) is thrown outside of guard().
 #pragma once
 
+#include <limits>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -25,9 +26,12 @@ class Refusals {
   // Listed one by one; later ones are counted.
   static constexpr size_t listed = 20;
 
-  explicit Refusals( std::string file ) : file_( std::move( file ) ) {}
+  // Reading stops after `most` refusals.
+  explicit Refusals( std::string file, U64 most = std::numeric_limits< U64 >::max() )
+      : file_( std::move( file ) ), most_( most ) {}
 
-  // "FILE:LINE:COLUMN: LIST, RULE: WHAT". Without a rule the list as a whole is refused.
+  // "FILE:LINE:COLUMN: LIST, RULE: WHAT". Without a rule the list as a whole is refused. Throws
+  // Platform::FileError if reading stops here.
   void add( Platform::Place place, const std::string & list, const std::string & rule,
             const std::string & what );
 
@@ -51,11 +55,13 @@ class Refusals {
 
   const std::string & file() const { return file_; }
   U64 count() const { return count_; }
+  bool stopped() const { return count_ >= most_; }
   // One for each refusal, the last one for those that are not listed.
   std::vector< std::string > lines() const;
 
  private:
   std::string file_;
+  U64 most_;
   std::vector< std::string > lines_;
   U64 count_ = 0;
 };

@@ -342,11 +342,13 @@ TEST( DocumentTest, CountsTheRefusalsThatItDoesNotList ) {
   std::string rules;
   for ( int i = 0; i < 25; ++i )
     rules += fmt::format( R"({}"T|{}": {{ "PRIORITY": {} }})", i == 0 ? "" : ",\n", i, i );
-  const std::string result = readAs( R"({ "ACL_RULE": {)"
-                                     "\n" +
-                                     rules + "} }" );
-  EXPECT_THAT( result,
+  const std::string text = "{ \"ACL_RULE\": {\n" + rules + "} }";
+  EXPECT_THAT( readAs( text ),
                HasSubstr( "f:21:9: T, 19: a rule has no PACKET_ACTION\nf: ... and 5 more" ) );
+  ReaderOptions options;
+  options.refusalsMax = 22;
+  const AclDocument stopped = parseAclText( { "n", false }, "f", text, nullptr, options );
+  EXPECT_EQ( stopped.refusals.lines().back(), "f: ... and 2 more; the rest is not read" );
 }
 
 TEST( DocumentTest, ReadsRealDocuments ) {

@@ -16,7 +16,9 @@ namespace {
 using testing::HasSubstr;
 
 AclDocument documentOf( const std::string & text, bool established = false ) {
-  return parseAclText( { "n", false }, "f", text, nullptr, { established, {}, {}, {} } );
+  ReaderOptions options;
+  options.assumeEstablished = established;
+  return parseAclText( { "n", false }, "f", text, nullptr, options );
 }
 
 // Lists with their rules, one a line, then refusals; of a file that is refused as a whole, its
