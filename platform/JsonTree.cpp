@@ -13,7 +13,7 @@ namespace Platform {
 namespace {
 
 constexpr std::size_t depthMax = 32;
-constexpr U32 valuesMax = 2'000'000;
+constexpr U32 valuesMax = 1'000'000;
 constexpr std::size_t searchMax = 16;  // members that are compared one by one
 
 // Input of the parser, from a position that the builder of the tree can move.
@@ -214,7 +214,7 @@ class TreeBuilder : public nlohmann::json_sax< nlohmann::json > {
   JsonNode & begin( JsonNode::Kind kind ) {
     beginToken();
     if ( ++values_ > valuesMax )
-      fail( "more than two million values: no chip holds what this file describes" );
+      fail( "more than a million values: no chip holds what this file describes" );
     JsonNode * node = &root_;
     if ( !open_.empty() ) {
       JsonNode & parent = *open_.back().node;

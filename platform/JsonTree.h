@@ -48,7 +48,7 @@ using JsonRowKeys = std::span< const std::string_view >;
 
 // UTF-8, with or without a byte order mark. Throws InputError for text that is not JSON or is
 // truncated, a key that occurs twice in an object, integers beyond 63 bits, values nested more than
-// 32 deep, and more than two million values: no chip holds what such a text describes. What is
+// 32 deep, and more than a million values: no chip holds what such a text describes. What is
 // wrong in rows is found when they are read. Their nodes refer to `text`.
 JsonNode parseJson( const std::string & file, const std::string & text, JsonRowKeys rowKeys = {} );
 
