@@ -1,7 +1,8 @@
 // A switch with a no-op SDK, to measure only the library and the lock protocol.
 //
-// It has one group with one bounded user. libraryCycle runs the library's cycle on one entry,
-// directCycle makes the same SDK calls through the same lock protocol without any records.
+// It has one group with one bounded user; others are on request. libraryCycle runs the library's
+// cycle on one entry, directCycle makes the same SDK calls through the same lock protocol without
+// any records.
 #pragma once
 
 #include <memory>
@@ -64,13 +65,21 @@ class NullSdk : public Shim::SdkShim {
   U64 calls_ = 0;
 };
 
-// A started group manager with `live` installed entries.
+struct BenchShape {
+  U32 live = 1000;  // installed entries of each unit
+  U32 pipes = 1;
+  U32 copies = 1;
+  U32 units = 1;
+  U32 otherUsers = 0;  // each with a group of its own; the first is exhausted on every unit
+};
+
+// A started group manager with installed entries.
 class BenchSwitch {
  public:
-  BenchSwitch( U32 pipes, U32 copies, U32 live );
+  explicit BenchSwitch( const BenchShape & shape );
   ~BenchSwitch();
 
-  // Release, get, install, set priority and remove on the next entry.
+  // Release, get, install, set priority and remove on the next entry, of the units in turn.
   void libraryCycle();
   // The SDK calls of libraryCycle, in the same order.
   void directCycle();
@@ -96,6 +105,8 @@ class BenchSwitch {
   std::vector< Morvane::PipeCopy > copies_;  // for directCycle
   Kiv::String8 desc_;
   U32 live_;
+  U32 units_;
+  U32 unit_ = 0;  // of the next entry
   U32 turn_ = 0;
   double bytesPerEntry_ = 0;
   double allocationsPerEntry_ = 0;

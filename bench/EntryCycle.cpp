@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <string>
 #include <vector>
 
 #include "bench/BenchSwitch.h"
@@ -32,13 +33,16 @@ double median( std::vector< double > & values ) {
   return *middle;
 }
 
-// Arguments: live entries, pipes, copies.
+// Arguments: live entries, pipes, copies, units, other users.
+Bench::BenchShape shape( const benchmark::State & state ) {
+  const auto argument = [ & ]( size_t i ) { return static_cast< Kiv::U32 >( state.range( i ) ); };
+  return { argument( 0 ), argument( 1 ), argument( 2 ), argument( 3 ), argument( 4 ) };
+}
+
 void entryCycle( benchmark::State & state ) {
-  Bench::BenchSwitch bench( static_cast< Kiv::U32 >( state.range( 1 ) ),
-                            static_cast< Kiv::U32 >( state.range( 2 ) ),
-                            static_cast< Kiv::U32 >( state.range( 0 ) ) );
+  Bench::BenchSwitch bench( shape( state ) );
   // The cycle leaves entries removed: bring all of them to that state.
-  for ( int64_t i = 0; i < state.range( 0 ); ++i )
+  for ( int64_t i = 0; i < state.range( 0 ) * state.range( 3 ); ++i )
     bench.libraryCycle();
   const Kiv::U64 callsBefore = bench.sdkCalls();
   bench.libraryCycle();
@@ -64,9 +68,7 @@ void entryCycle( benchmark::State & state ) {
 
 // Heap allocations per operation on a live entry.
 void allocations( benchmark::State & state ) {
-  Bench::BenchSwitch bench( static_cast< Kiv::U32 >( state.range( 1 ) ),
-                            static_cast< Kiv::U32 >( state.range( 2 ) ),
-                            static_cast< Kiv::U32 >( state.range( 0 ) ) );
+  Bench::BenchSwitch bench( shape( state ) );
   Morvane::MorvaneTcamEntryManager & manager = bench.manager();
   const auto counted = []( auto && work ) {
     const std::uint64_t before = Bench::heapUse().allocations;
@@ -88,22 +90,26 @@ void allocations( benchmark::State & state ) {
   state.counters[ "remove" ] = remove;
 }
 
+const std::vector< std::string > argumentNames = { "live", "pipes", "copies", "units", "others" };
+
 void sizes( benchmark::internal::Benchmark * bench ) {
   for ( const int64_t live : { 128, 1000, 10000, 100000 } ) {
-    bench->Args( { live, 1, 1 } );
-    bench->Args( { live, 4, 2 } );
+    bench->Args( { live, 1, 1, 1, 0 } );
+    bench->Args( { live, 4, 2, 1, 0 } );
   }
+  bench->Args( { 1000, 1, 1, 2, 0 } );
+  bench->Args( { 1000, 1, 1, 1, 32 } );
 }
 
 BENCHMARK( entryCycle )
     ->Apply( sizes )
-    ->ArgNames( { "live", "pipes", "copies" } )
+    ->ArgNames( argumentNames )
     ->UseManualTime()
     ->Iterations( 400 );
 BENCHMARK( allocations )
-    ->Args( { 1000, 1, 1 } )
-    ->Args( { 1000, 4, 2 } )
-    ->ArgNames( { "live", "pipes", "copies" } )
+    ->Args( { 1000, 1, 1, 1, 0 } )
+    ->Args( { 1000, 4, 2, 1, 0 } )
+    ->ArgNames( argumentNames )
     ->Iterations( 2000 );
 
 }  // namespace

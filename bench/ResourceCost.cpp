@@ -28,7 +28,7 @@ double secondsSince( Clock::time_point start ) {
 
 // Get and release; `shared`: the checker has another user.
 void rangeChecker( benchmark::State & state, bool shared ) {
-  Bench::BenchSwitch bench( 1, 1, 2 );
+  Bench::BenchSwitch bench( { .live = 2 } );
   Morvane::MorvaneTcamEntryManager & manager = bench.manager();
   const Morvane::RangeCheckerDesc desc( 1024, 65535, BCM_FIELD_RANGE_DSTPORT );
   if ( shared )
