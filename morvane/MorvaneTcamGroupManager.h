@@ -276,9 +276,13 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   void clearUnitCounters( U32 unit );
   void clearAllCounters();
 
-  // Number of exhausted marks over all entry managers and units; kept by the entry managers.
+  // Number of exhausted marks over all entry managers and units, and of a group's; kept by the
+  // entry managers.
   U32 exhaustedMarks() const { return exhaustedMarks_; }
-  void exhaustedMarksInc( S32 delta ) { exhaustedMarks_ += static_cast< U32 >( delta ); }
+  U32 exhaustedMarksOf( U32 group ) const {
+    return exhaustedMarks_ == 0 ? 0 : findExhaustedMarks( group );
+  }
+  void exhaustedMarksInc( U32 group, S32 delta );
 
   // Whether any hardware copy of the group exists on the unit.
   bool groupExists( U32 unit, U32 groupId ) const;
@@ -354,7 +358,10 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   void destroyOpenFlowUdfQualifiers( U32 unit, U32 pipeGroupId );
 
  private:
+  U32 findExhaustedMarks( U32 group ) const;
+
   U32 exhaustedMarks_ = 0;
+  Kiv::HashMap< U32, U32 > groupMarks_;  // the same by group
 };
 
 }  // namespace Morvane

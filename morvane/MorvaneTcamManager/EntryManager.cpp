@@ -144,12 +144,12 @@ U32 MorvaneTcamEntryManager::defaultPrio( U32 entry ) const {
 // --- Exhaustion ------------------------------------------------------------------------------
 
 void MorvaneTcamEntryManager::exhaustedIs( U32 unit, bool value ) {
-  holderOf( *this ).exhaustedMarksInc( S32( value ) - S32( exhausted( unit ) ) );
+  holderOf( *this ).exhaustedMarksInc( group(), S32( value ) - S32( exhausted( unit ) ) );
   exhausted_.set( unit, value );
 }
 
 bool MorvaneTcamEntryManager::exhaustedDel( U32 unit ) {
-  holderOf( *this ).exhaustedMarksInc( -S32( exhausted( unit ) ) );
+  holderOf( *this ).exhaustedMarksInc( group(), -S32( exhausted( unit ) ) );
   return exhausted_.del( unit );
 }
 
@@ -163,7 +163,7 @@ void MorvaneTcamEntryManager::exhaustedNotify( U32 unit ) {
 
 void MorvaneTcamEntryManager::setExhausted( U32 unit, bool exhausted, bool sliceFreed ) {
   MorvaneTcamGroupManager & groups = holderOf( *this );
-  if ( !exhausted && !sliceFreed && groups.exhaustedMarks() == 0 )
+  if ( !exhausted && !sliceFreed && groups.exhaustedMarksOf( group() ) == 0 )
     return;
   exhaustedIs( unit, exhausted );
   forEachEntryManager( groups, [ & ]( const Kiv::Ptr< MorvaneTcamEntryManager > & user ) {

@@ -230,6 +230,18 @@ void MorvaneTcamGroupManager::doDestroyGroupPreselId( U32 unit, U32 groupId ) {
   release.run();
 }
 
+U32 MorvaneTcamGroupManager::findExhaustedMarks( U32 group ) const {
+  const U32 * const marks = groupMarks_.find( group );
+  return marks != nullptr ? *marks : 0;
+}
+
+void MorvaneTcamGroupManager::exhaustedMarksInc( U32 group, S32 delta ) {
+  if ( delta == 0 )
+    return;
+  exhaustedMarks_ += static_cast< U32 >( delta );
+  *groupMarks_.insert( group, 0 ).first += static_cast< U32 >( delta );
+}
+
 bool MorvaneTcamGroupManager::groupExists( U32 unit, U32 groupId ) const {
   for ( const PipeCopy c : pipeCopies( unit, groupId ) ) {
     const Kiv::Ptr< GroupCounts > counts = groupCounts( c.pipeGroup );
