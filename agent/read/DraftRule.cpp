@@ -289,15 +289,15 @@ void DraftList::add( DraftRule draft, U32 order ) {
     return builder_->add( draft, order );
   document_.requireRoom( head_.name, drafts_.size() / kinds, draft.place() );
   inferred_.add( draft );
-  drafts_.emplace_back( order, std::move( draft ) );
+  drafts_.push_back( { order, std::move( draft ) } );
 }
 
 void DraftList::take() {
   if ( !builder_ )
     builder_.emplace( document_, head_, inferred_.scope() );
-  for ( const auto & [ order, draft ] : drafts_ )
-    document_.refusals.guard( head_.name, draft.rule.name,
-                              [ & ] { builder_->add( draft, order ); } );
+  for ( const Numbered & each : drafts_ )
+    document_.refusals.guard( head_.name, each.draft.rule.name,
+                              [ & ] { builder_->add( each.draft, each.order ); } );
   builder_->take( document_.lists );
 }
 

@@ -136,11 +136,16 @@ class DraftList {
   void take();
 
  private:
+  struct Numbered {
+    U32 order;
+    DraftRule draft;
+  };
+
   AclDocument & document_;
   Acl head_;
   std::optional< ListBuilder > builder_;
   InferredScope inferred_;
-  std::vector< std::pair< U32, DraftRule > > drafts_;  // of an inferred scope
+  std::vector< Numbered > drafts_;  // of an inferred scope
 };
 
 }  // namespace Agent
