@@ -84,6 +84,12 @@ struct ListScope {
   bool frames = false;            // a MAC list: all its rules match frames of any family
 };
 
+// A type of lists, as a format names it.
+struct ListType {
+  std::string_view name;
+  ListScope scope;
+};
+
 // Of a list without type: the families that its rules name, both of IP if they name none.
 // Without rules the list is left out.
 class InferredScope {

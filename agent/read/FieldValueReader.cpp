@@ -8,6 +8,7 @@
 #include "agent/acl/Names.h"
 #include "agent/acl/PoliceRate.h"
 #include "agent/acl/RuleText.h"
+#include "agent/read/MatchSets.h"
 
 namespace Agent {
 
@@ -29,10 +30,6 @@ std::optional< U32 > hexFromText( std::string_view text ) {
   if ( error != std::errc() || end != text.data() + text.size() )
     return std::nullopt;
   return value;
-}
-
-TernaryBits bitsOf( U64 value, U64 mask ) {
-  return { { 0, value }, { 0, mask } };
 }
 
 // One field of one rule.
@@ -164,7 +161,7 @@ TernaryBits FieldValueReader::mac( const JsonNode & node ) const {
                         : macFromText( std::string_view( text ).substr( slash + 1 ) );
   if ( !value || !mask )
     fail( node, "a MAC address, or ADDRESS/MASK" );
-  return bitsOf( *value & *mask, *mask );
+  return exactly( *value & *mask, *mask );
 }
 
 // A number or a name; an Ethernet type is a hexadecimal text or a name.
@@ -183,7 +180,7 @@ TernaryBits FieldValueReader::named( const JsonNode & node ) const {
     fail( node, "a type of \"0x600\" to \"0xffff\" (what is below is a length), or its name" );
   if ( !value )
     fail( node, fmt::format( "a number from 0 to {}, or a name", largest() ) );
-  return bitsOf( *value, largest() );
+  return exactly( *value, largest() );
 }
 
 // The number of a name.
@@ -205,8 +202,8 @@ std::optional< U32 > FieldValueReader::number( const std::string & text ) const 
 // { "value", "mask" }, "established", or names of flags.
 void FieldValueReader::flags( const JsonNode & node, Matches & matches ) const {
   if ( node.kind == JsonNode::Kind::string && node.string == "established" ) {
-    matches.push_back( bitsOf( tcpAck, tcpAck ) );
-    matches.push_back( bitsOf( tcpReset, tcpReset ) );
+    matches.push_back( exactly( tcpAck, tcpAck ) );
+    matches.push_back( exactly( tcpReset, tcpReset ) );
     return;
   }
   if ( node.kind == JsonNode::Kind::string )
@@ -222,7 +219,7 @@ void FieldValueReader::flags( const JsonNode & node, Matches & matches ) const {
   const U32 mask = byte( "mask" );
   if ( object.find( "value" ) == nullptr )
     object.text( "value" );  // fails: it is required
-  matches.push_back( bitsOf( byte( "value" ) & mask, mask ) );
+  matches.push_back( exactly( byte( "value" ) & mask, mask ) );
   object.finish();
 }
 
@@ -256,9 +253,9 @@ TernaryBits FieldValueReader::icmp( const JsonNode & node ) const {
     return ternary( *match );
   }
   JsonFields object( fields_.file(), node, fmt::format( "\"{}\"", field_.name ) );
-  TernaryBits match = bitsOf( object.number( "type", 0, 0xFF ) << 8, 0xFF00 );
+  TernaryBits match = exactly( object.number( "type", 0, 0xFF ) << 8, 0xFF00 );
   if ( object.find( "code" ) != nullptr )
-    match = bitsOf( match.value.low | object.number( "code", 0, 0xFF ), 0xFFFF );
+    match = exactly( match.value.low | object.number( "code", 0, 0xFF ), 0xFFFF );
   object.finish();
   return match;
 }

@@ -7,6 +7,7 @@
 #include "agent/acl/AddressText.h"
 #include "agent/acl/Names.h"
 #include "agent/read/IptablesValues.h"
+#include "agent/read/MatchSets.h"
 
 namespace Agent {
 
@@ -17,10 +18,6 @@ using Matches = std::vector< TernaryBits >;
 using Ranges = std::vector< AnyRange >;
 
 constexpr U64 macMask = 0xFFFFFFFFFFFF;
-
-TernaryBits bitsOf( U64 value, U64 mask ) {
-  return { { 0, value }, { 0, mask } };
-}
 
 class IptablesRuleReader {
  public:
@@ -227,7 +224,7 @@ void IptablesRuleReader::protocol() {
   const bool any = sameWord( word, "all" ) || sameWord( word, "ip" ) || number == 0;
   if ( !number && !any )
     words_.fail( fmt::format( "there is no protocol \"{}\"", word ) );
-  set( FieldId::protocol, Matches{ any ? TernaryBits() : bitsOf( *number, 0xFF ) } );
+  set( FieldId::protocol, Matches{ any ? TernaryBits() : exactly( *number, 0xFF ) } );
 }
 
 void IptablesRuleReader::address( FieldId field ) {
@@ -257,7 +254,7 @@ void IptablesRuleReader::mac() {
   const auto address = macFromText( word );
   if ( !address )
     words_.fail( fmt::format( "\"{}\" is not a MAC address", word ) );
-  set( FieldId::sourceMac, Matches{ bitsOf( *address, macMask ) } );
+  set( FieldId::sourceMac, Matches{ exactly( *address, macMask ) } );
 }
 
 // No packet enters a switch at its loopback interface.
@@ -305,7 +302,7 @@ void IptablesRuleReader::eitherPort() {
 void IptablesRuleReader::flags( U8 mask, U8 value ) {
   if ( ( value & ~mask ) != 0 )
     words_.fail( "no packet matches this: a flag is required that is not looked at" );
-  const TernaryBits match = bitsOf( value, mask );
+  const TernaryBits match = exactly( value, mask );
   if ( inverted_ )
     set( FieldId::tcpFlags, Matches{ match } );
   else
@@ -333,10 +330,10 @@ void IptablesRuleReader::icmpType() {
   if ( !ip6() && !inverted_ && sameWord( word, "any" ) )
     return set( FieldId::icmp, presentBits( {}, 16 ) );
   const auto [ type, code ] = splitAt( word, '/' );
-  TernaryBits match = bitsOf( words_.numberIn( type, "ICMP type", 0xFF ) << 8, 0xFF00 );
+  TernaryBits match = exactly( words_.numberIn( type, "ICMP type", 0xFF ) << 8, 0xFF00 );
   if ( code )
-    match = bitsOf( match.value.low | words_.numberIn( *code, "ICMP code", 0xFF ), 0xFFFF );
-  if ( !ip6() && match == bitsOf( 0xFF00, 0xFF00 ) )
+    match = exactly( match.value.low | words_.numberIn( *code, "ICMP code", 0xFF ), 0xFFFF );
+  if ( !ip6() && match == exactly( 0xFF00, 0xFF00 ) )
     words_.fail( "255 is any ICMP type: write any" );
   set( FieldId::icmp, Matches{ match } );
 }
@@ -357,7 +354,7 @@ void IptablesRuleReader::dscpClass() {
   const auto value = dscpFromText( word );
   if ( !value )
     words_.fail( fmt::format( "there is no class \"{}\"", word ) );
-  set( FieldId::dscp, Matches{ bitsOf( *value, 0x3F ) } );
+  set( FieldId::dscp, Matches{ exactly( *value, 0x3F ) } );
 }
 
 void IptablesRuleReader::state() {

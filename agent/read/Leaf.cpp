@@ -56,10 +56,6 @@ std::optional< U32 > numberOf( std::string_view text ) {
   return value;
 }
 
-TernaryBits exactly( U32 value, U32 mask ) {
-  return { { 0, value }, { 0, mask } };
-}
-
 std::optional< Leaf > findLeaf( Platform::JsonFields & fields, const char * key ) {
   const JsonNode * node = fields.find( key );
   if ( node == nullptr )

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "agent/acl/MatchFields.h"
+#include "agent/read/MatchSets.h"
 #include "platform/JsonFields.h"
 
 namespace Agent {
@@ -76,8 +76,5 @@ void finishRefusing( const Platform::JsonFields & fields,
 
 // Reads the unsigned number that a text consists of; empty if it is none, or above 32 bits.
 std::optional< U32 > numberOf( std::string_view text );
-
-// A value that matches exactly.
-TernaryBits exactly( U32 value, U32 mask );
 
 }  // namespace Agent

@@ -104,6 +104,10 @@ Meet meet( const MatchField & field, AclRule & rule, const AclRule & other ) {
 
 }  // namespace
 
+TernaryBits exactly( U64 value, U64 mask ) {
+  return { { 0, value }, { 0, mask } };
+}
+
 std::vector< TernaryBits > complement( const TernaryBits & match ) {
   std::vector< TernaryBits > others;
   FieldBits above;

@@ -8,6 +8,9 @@
 
 namespace Agent {
 
+// The bits of `mask` as in `value`, in a field of at most 64 bits.
+TernaryBits exactly( U64 value, U64 mask );
+
 // The values that a match does not have: one alternative for each bit of its mask.
 std::vector< TernaryBits > complement( const TernaryBits & match );
 // Those from 0 to `max` in none of the ranges, ascending.

@@ -21,21 +21,16 @@ using Platform::JsonNode;
 
 using ListKey = std::pair< std::string, std::string >;  // name and type
 
-struct TypeRow {
-  std::string_view name;
-  ListScope scope;
-};
-
-constexpr TypeRow types[] = {
+constexpr ListType openConfigTypes[] = {
     { "ACL_IPV4", { familyIp4, familyIp4, false } },
     { "ACL_IPV6", { familyIp6, familyIp6, false } },
     { "ACL_L2", { familyOther, familyAll, true } },
     { "ACL_MIXED", { familyIp, familyAll, false } },
 };
 
-class Reader {
+class OpenConfigReader {
  public:
-  Reader( const AclSource & source, AclDocument & document )
+  OpenConfigReader( const AclSource & source, AclDocument & document )
       : file_( source.file ), document_( document ), notes_( document ) {}
 
   void readRoot( const JsonNode & root );
@@ -80,8 +75,8 @@ class Reader {
 };
 
 // Both must agree where both are there.
-std::optional< Leaf > Reader::keyLeaf( JsonFields & fields, JsonFields * config,
-                                       const char * key ) const {
+std::optional< Leaf > OpenConfigReader::keyLeaf( JsonFields & fields, JsonFields * config,
+                                                 const char * key ) const {
   const auto outer = findLeaf( fields, key );
   const auto inner = config == nullptr ? std::nullopt : findLeaf( *config, key );
   if ( outer && inner &&
@@ -91,7 +86,7 @@ std::optional< Leaf > Reader::keyLeaf( JsonFields & fields, JsonFields * config,
   return inner ? inner : outer;
 }
 
-void Reader::readActions( const JsonNode & node, DraftRule & draft ) {
+void OpenConfigReader::readActions( const JsonNode & node, DraftRule & draft ) {
   JsonFields actions = fieldsOf( node, "\"actions\"" );
   actions.find( "state" );
   JsonFields config = fieldsOf( actions.need( "config" ), "\"actions\"" );
@@ -112,7 +107,8 @@ void Reader::readActions( const JsonNode & node, DraftRule & draft ) {
   actions.finish();
 }
 
-Reader::NumberedRule Reader::readEntry( const JsonNode & node, const std::string & name ) {
+OpenConfigReader::NumberedRule OpenConfigReader::readEntry( const JsonNode & node,
+                                                            const std::string & name ) {
   DraftRule draft( file_, name, node.place() );
   JsonFields entry = fieldsOf( node, "an entry" );
   entry.find( "state" );
@@ -143,7 +139,8 @@ std::string entryName( const JsonNode & node, size_t index ) {
   return fmt::format( "entry at index {}", index );
 }
 
-void Reader::readEntries( const Leaf & entries, const std::string & list, ListBuilder & rules ) {
+void OpenConfigReader::readEntries( const Leaf & entries, const std::string & list,
+                                    ListBuilder & rules ) {
   std::unordered_set< U32 > numbers;
   size_t index = 0;
   for ( Platform::JsonRows rows = entries.rows(); rows.next(); ) {
@@ -159,7 +156,7 @@ void Reader::readEntries( const Leaf & entries, const std::string & list, ListBu
   }
 }
 
-void Reader::readList( JsonFields & set, const ListKey & key, ListScope scope ) {
+void OpenConfigReader::readList( JsonFields & set, const ListKey & key, ListScope scope ) {
   Acl head;
   head.name = key.first;
   head.file = file_;
@@ -178,7 +175,7 @@ void Reader::readList( JsonFields & set, const ListKey & key, ListScope scope ) 
 
 ListScope scopeOf( const Leaf & leaf ) {
   std::string known;
-  for ( const TypeRow & type : types ) {
+  for ( const ListType & type : openConfigTypes ) {
     if ( type.name == leaf.identity() )
       return type.scope;
     known += fmt::format( "{}{}", known.empty() ? "" : ", ", type.name );
@@ -193,7 +190,7 @@ std::string listName( const JsonNode & node, size_t index ) {
   return fmt::format( "list {}", index );
 }
 
-void Reader::readSet( const JsonNode & node ) {
+void OpenConfigReader::readSet( const JsonNode & node ) {
   document_.refusals.guard(
       listName( node, keys_.size() + 1 ), "",
       [ & ] {
@@ -216,7 +213,7 @@ void Reader::readSet( const JsonNode & node ) {
 }
 
 // A direction of an interface: { "KIND-acl-sets": { "KIND-acl-set": [ { "set-name", "type" } ] } }.
-void Reader::bind( JsonFields & interface, const Leaf & port, bool egress ) {
+void OpenConfigReader::bind( JsonFields & interface, const Leaf & port, bool egress ) {
   const std::string kind = egress ? "egress" : "ingress";
   const auto container = findLeaf( interface, ( kind + "-acl-sets" ).c_str() );
   if ( !container )
@@ -243,7 +240,7 @@ void Reader::bind( JsonFields & interface, const Leaf & port, bool egress ) {
   sets.finish();
 }
 
-void Reader::readInterface( const JsonNode & node ) {
+void OpenConfigReader::readInterface( const JsonNode & node ) {
   JsonFields interface = fieldsOf( node, "an interface" );
   interface.find( "state" );
   const Leaf port = needLeaf( interface, "id" );
@@ -271,14 +268,14 @@ void Reader::readInterface( const JsonNode & node ) {
   interface.finish();
 }
 
-void Reader::readInterfaces( const JsonNode & node ) {
+void OpenConfigReader::readInterfaces( const JsonNode & node ) {
   JsonFields interfaces = fieldsOf( node, "\"interfaces\"" );
   for ( const Leaf & interface : needLeaf( interfaces, "interface" ).elements() )
     readInterface( interface.node() );
   interfaces.finish();
 }
 
-void Reader::checkBindings() {
+void OpenConfigReader::checkBindings() {
   for ( const auto & [ key, bindings ] : bindings_ )
     if ( !keys_.contains( key ) )
       document_.refusals.add( { bindings.front().line, bindings.front().column }, key.first, "",
@@ -286,7 +283,7 @@ void Reader::checkBindings() {
 }
 
 // The container "acl", or an object that has its members.
-void Reader::readAcl( const JsonNode & node ) {
+void OpenConfigReader::readAcl( const JsonNode & node ) {
   JsonFields acl = fieldsOf( node, "the document" );
   acl.find( "state" );
   acl.find( "config" );  // has no leaves
@@ -306,7 +303,7 @@ void Reader::readAcl( const JsonNode & node ) {
   acl.finish();
 }
 
-void Reader::readRoot( const JsonNode & root ) {
+void OpenConfigReader::readRoot( const JsonNode & root ) {
   if ( root.kind == JsonNode::Kind::array )
     lists_.push_back( &root );
   else
@@ -343,7 +340,7 @@ bool isOpenConfig( const AclSource & source ) {
 }
 
 void readOpenConfig( const AclSource & source, AclDocument & document ) {
-  Reader( source, document ).readRoot( *source.root );
+  OpenConfigReader( source, document ).readRoot( *source.root );
 }
 
 }  // namespace Agent

@@ -18,12 +18,7 @@ namespace {
 using Platform::JsonFields;
 using Platform::JsonNode;
 
-struct TypeRow {
-  std::string_view name;
-  ListScope scope;
-};
-
-constexpr TypeRow types[] = {
+constexpr ListType rfc8519Types[] = {
     { "ipv4-acl-type", { familyIp4, familyIp4, false } },
     { "ipv6-acl-type", { familyIp6, familyIp6, false } },
     { "eth-acl-type", { familyOther, familyAll, true } },
@@ -36,7 +31,7 @@ constexpr TypeRow types[] = {
 ListScope scopeOf( const Leaf & leaf ) {
   const std::string_view name = leaf.identity();
   std::string known;
-  for ( const TypeRow & type : types ) {
+  for ( const ListType & type : rfc8519Types ) {
     if ( type.name == name )
       return type.scope;
     known += fmt::format( "{}{}", known.empty() ? "" : ", ", type.name );
@@ -44,9 +39,9 @@ ListScope scopeOf( const Leaf & leaf ) {
   leaf.fail( fmt::format( "one of {}, not \"{}\"", known, name ) );
 }
 
-class Reader {
+class Rfc8519Reader {
  public:
-  Reader( const AclSource & source, AclDocument & document )
+  Rfc8519Reader( const AclSource & source, AclDocument & document )
       : file_( source.file ), document_( document ), notes_( document ) {}
 
   void readAcls( const JsonNode & node );
@@ -72,7 +67,7 @@ class Reader {
   std::map< std::string, std::vector< Binding > > bindings_;  // by list
 };
 
-void Reader::readActions( const JsonNode & node, DraftRule & draft ) {
+void Rfc8519Reader::readActions( const JsonNode & node, DraftRule & draft ) {
   JsonFields actions = fieldsOf( node, "\"actions\"" );
   const Leaf forwarding = needLeaf( actions, "forwarding" );
   const std::string_view name = forwarding.identity();
@@ -91,7 +86,7 @@ void Reader::readActions( const JsonNode & node, DraftRule & draft ) {
   actions.finish();
 }
 
-DraftRule Reader::readAce( const JsonNode & node, const std::string & name ) {
+DraftRule Rfc8519Reader::readAce( const JsonNode & node, const std::string & name ) {
   DraftRule draft( file_, name, node.place() );
   JsonFields ace = fieldsOf( node, "an ACE" );
   ace.text( "name" );
@@ -116,7 +111,7 @@ std::string nameOf( const JsonNode & node, const char * what, size_t index ) {
 
 // Calls `add` with each rule.
 template < class F >
-void Reader::readAces( const JsonNode & node, const std::string & list, F && add ) {
+void Rfc8519Reader::readAces( const JsonNode & node, const std::string & list, F && add ) {
   JsonFields aces = fieldsOf( node, "\"aces\"" );
   const auto entries = findLeaf( aces, "ace" );
   aces.finish();
@@ -136,7 +131,7 @@ void Reader::readAces( const JsonNode & node, const std::string & list, F && add
   }
 }
 
-void Reader::readList( JsonFields & fields, const std::string & name ) {
+void Rfc8519Reader::readList( JsonFields & fields, const std::string & name ) {
   Acl head;
   head.name = name;
   head.file = file_;
@@ -151,7 +146,7 @@ void Reader::readList( JsonFields & fields, const std::string & name ) {
   list.take();
 }
 
-void Reader::readAcl( const JsonNode & node ) {
+void Rfc8519Reader::readAcl( const JsonNode & node ) {
   const std::string name = nameOf( node, "list", names_.size() + 1 );
   document_.refusals.guard( name, "", [ & ] {
     JsonFields fields = fieldsOf( node, "an ACL" );
@@ -161,7 +156,7 @@ void Reader::readAcl( const JsonNode & node ) {
   } );
 }
 
-void Reader::bind( const JsonNode & sets, const std::string & port, bool egress ) {
+void Rfc8519Reader::bind( const JsonNode & sets, const std::string & port, bool egress ) {
   JsonFields direction = fieldsOf( sets, egress ? "\"egress\"" : "\"ingress\"" );
   JsonFields list = fieldsOf( direction.need( "acl-sets" ), "\"acl-sets\"" );
   for ( const Leaf & element : needLeaf( list, "acl-set" ).elements() ) {
@@ -175,7 +170,7 @@ void Reader::bind( const JsonNode & sets, const std::string & port, bool egress 
   direction.finish();
 }
 
-void Reader::readInterface( const JsonNode & node ) {
+void Rfc8519Reader::readInterface( const JsonNode & node ) {
   JsonFields interface = fieldsOf( node, "an interface" );
   const std::string port = interface.text( "interface-id" );
   if ( const JsonNode * sets = interface.find( "ingress" ) )
@@ -185,14 +180,14 @@ void Reader::readInterface( const JsonNode & node ) {
   interface.finish();
 }
 
-void Reader::readAttachments( const JsonNode & node ) {
+void Rfc8519Reader::readAttachments( const JsonNode & node ) {
   JsonFields points = fieldsOf( node, "\"attachment-points\"" );
   for ( const Leaf & interface : needLeaf( points, "interface" ).elements() )
     readInterface( interface.node() );
   points.finish();
 }
 
-void Reader::readAcls( const JsonNode & node ) {
+void Rfc8519Reader::readAcls( const JsonNode & node ) {
   JsonFields acls = fieldsOf( node, "\"acls\"" );
   if ( const JsonNode * points = acls.find( "attachment-points" ) )
     readAttachments( *points );
@@ -219,7 +214,7 @@ bool isRfc8519( const AclSource & source ) {
 }
 
 void readRfc8519( const AclSource & source, AclDocument & document ) {
-  Reader reader( source, document );
+  Rfc8519Reader reader( source, document );
   const JsonFields root( source.file, *source.root, "the document" );
   bool found = false;
   for ( const auto & [ name, value ] : root.members() ) {

@@ -33,10 +33,6 @@ constexpr Named services[] = {
     { "max-throughput", 4 }, { "min-delay", 8 },
 };
 
-TernaryBits bitsOf( U64 value, U64 mask ) {
-  return { { 0, value }, { 0, mask } };
-}
-
 bool isObjectGroup( Word word ) {
   return sameWord( word, "object-group" ) || sameWord( word, "addrgroup" ) ||
          sameWord( word, "portgroup" ) || sameWord( word, "object" ) ||
@@ -205,7 +201,7 @@ TernaryBits CliRuleReader::ip4( Word word, const std::string & what ) {
   if ( ( *address & ~mask ) != 0 )
     words_.fail(
         fmt::format( "{} {} has bits that its mask leaves open", what, ip4Text( *address ) ) );
-  return bitsOf( *address, mask );
+  return exactly( *address, mask );
 }
 
 // host ADDRESS or ADDRESS/LENGTH.
@@ -284,7 +280,7 @@ void CliRuleReader::option() {
     words_.fail( fmt::format( "\"{}\" is not read here", word ) );
   if ( !flag )
     return;
-  const TernaryBits match = bitsOf( *flag, *flag );
+  const TernaryBits match = exactly( *flag, *flag );
   if ( std::find( flags_.begin(), flags_.end(), match ) != flags_.end() )
     words_.fail( fmt::format( "{} is named twice", word ) );
   flags_.push_back( match );
@@ -308,7 +304,7 @@ void CliRuleReader::dscp() {
   const Word word = words_.next( "the DSCP" );
   const auto name = dscpFromText( word );
   const U32 value = name ? *name : words_.numberIn( word, "the DSCP", 63 );
-  set( FieldId::dscp, { bitsOf( value, 0x3F ) } );
+  set( FieldId::dscp, { exactly( value, 0x3F ) } );
 }
 
 U8 CliRuleReader::named( const Named * begin, const Named * end, const std::string & what,
@@ -359,7 +355,7 @@ std::vector< TernaryBits > CliRuleReader::signedFlags() {
     if ( !flag || ( named & *flag ) != 0 )
       words_.fail( fmt::format( "\"{}\" is not a flag, or named twice", word ) );
     named |= *flag;
-    flags.push_back( bitsOf( word.front() == '+' ? *flag : 0, *flag ) );
+    flags.push_back( exactly( word.front() == '+' ? *flag : 0, *flag ) );
   }
   if ( flags.empty() )
     words_.fail( "flags such as +syn -ack are missing" );
@@ -389,9 +385,9 @@ bool CliRuleReader::icmp( Word word ) {
   }
   if ( !isNumber( word ) )
     return false;
-  TernaryBits match = bitsOf( words_.numberIn( word, "ICMP type", 0xFF ) << 8, 0xFF00 );
+  TernaryBits match = exactly( words_.numberIn( word, "ICMP type", 0xFF ) << 8, 0xFF00 );
   if ( isNumber( words_.peek() ) )
-    match = bitsOf( match.value.low | words_.number( "ICMP code", 0xFF ), 0xFFFF );
+    match = exactly( match.value.low | words_.number( "ICMP code", 0xFF ), 0xFFFF );
   set( FieldId::icmp, { match } );
   return true;
 }

@@ -10,6 +10,7 @@
 #include "agent/acl/Names.h"
 #include "agent/read/DraftRule.h"
 #include "agent/read/ListNotes.h"
+#include "agent/read/SonicRule.h"
 
 namespace Agent {
 
@@ -19,7 +20,6 @@ using Platform::JsonFields;
 using Platform::JsonMember;
 using Platform::JsonNode;
 
-constexpr U32 vlanMax = 4094;
 constexpr U32 sequenceMax = 999999;
 
 struct LoaderRule {
@@ -67,7 +67,7 @@ void readIp( JsonFields & config, DraftRule & draft ) {
 }
 
 // All flags of the list are set; others are ignored.
-void readFlags( const Leaf & leaf, DraftRule & draft ) {
+void readLoaderFlags( const Leaf & leaf, DraftRule & draft ) {
   U32 flags = 0;
   for ( const Leaf & element : leaf.elements() ) {
     const std::string_view name = element.identity();
@@ -87,7 +87,7 @@ void readTransport( JsonFields & config, DraftRule & draft ) {
   if ( const auto leaf = findLeaf( config, "destination-port" ) )
     draft.range( *leaf, FieldId::destinationPorts, leaf->range( 0xFFFF, ".." ) );
   if ( const auto leaf = findLeaf( config, "tcp-flags" ) )
-    readFlags( *leaf, draft );
+    readLoaderFlags( *leaf, draft );
 }
 
 void readIcmp( JsonFields & config, DraftRule & draft ) {

@@ -12,8 +12,6 @@ namespace {
 
 using Platform::JsonNode;
 
-constexpr U32 vlanMax = 4094;
-
 std::string upperCase( std::string_view text ) {
   std::string upper( text );
   std::transform( upper.begin(), upper.end(), upper.begin(),

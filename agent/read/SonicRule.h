@@ -8,6 +8,7 @@
 namespace Agent {
 
 inline constexpr U32 priorityMax = 999999;
+inline constexpr U32 vlanMax = 4094;
 
 struct SonicRule {
   U32 priority = 0;

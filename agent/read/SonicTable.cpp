@@ -11,17 +11,12 @@ namespace {
 using Platform::JsonFields;
 using Platform::JsonNode;
 
-struct TypeRow {
-  std::string_view name;
-  ListScope scope;
-};
-
 constexpr Families withOther( Families families ) {
   return families | familyOther;
 }
 
 // What a table of the type matches; L3 tables may match the ethertype of other packets.
-constexpr TypeRow types[] = {
+constexpr ListType tableTypes[] = {
     { "L3", { familyIp4, withOther( familyIp4 ), false } },
     { "L3V6", { familyIp6, withOther( familyIp6 ), false } },
     { "L3V4V6", { familyIp, withOther( familyIp ), false } },
@@ -67,7 +62,7 @@ SonicTables::Table & SonicTables::named( const std::string & name ) {
 
 std::optional< ListScope > SonicTables::scopeOf( const Leaf & leaf ) const {
   std::string known;
-  for ( const TypeRow & type : types ) {
+  for ( const ListType & type : tableTypes ) {
     if ( type.name == leaf.text() )
       return type.scope;
     known += fmt::format( "{}, ", type.name );
