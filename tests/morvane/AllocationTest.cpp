@@ -204,12 +204,16 @@ TEST( StrategyTest, IdleChunkTakesTheMarksOfItsGroup ) {
 }
 
 TEST( StrategyTest, FullGroupCompressesFreedSlicesAndRetries ) {
-  TestSwitch sw( { .slices = 1, .depth = 1 } );
+  TestSwitch sw( { .slices = 1, .depth = 2 } );
   sw.platform.acl( 1, 9 );
   sw.start();
   sw.take( ipAclTcamGroup );
   sw.groups->sliceFreedIs( 7, true );
   sw.groups->sliceFreedIs( 1, true );
+  sw.log.clear();
+  EXPECT_EQ( sw.bounded( ipAclTcamGroup ).entriesAvailable( 0 ), 1U );
+  EXPECT_THAT( sw.calls( { SdkOp::bcm_field_group_compress } ), ElementsAre() );
+  sw.take( ipAclTcamGroup, 1 );
   sw.log.clear();
   EXPECT_EQ( sw.bounded( ipAclTcamGroup ).entriesAvailable( 0 ), 0U );
   EXPECT_THAT( sw.calls( { SdkOp::bcm_field_group_status_get, SdkOp::bcm_field_group_compress } ),

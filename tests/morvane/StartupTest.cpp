@@ -156,7 +156,9 @@ TEST( StartupTest, InconsistentTablesEndTheProcess ) {
   const Row rows[] = {
       // Found while start-up reads the tables.
       { "groupIdToIndexIteratorConst().isMemberOf( group )",
-        []( TestSwitch & sw ) { sw.platform.map( 0, ipAclTcamGroup, 77 ); } },
+        []( TestSwitch & sw ) {
+          sw.platform.map( 0, macAclTcamGroup, 1 ).map( 0, ipAclTcamGroup, 77 );
+        } },
       { "!groupIdToIndex( groupNum )",
         []( TestSwitch & sw ) { sw.platform.group( 3, lookup ).group( 3, lookup ); } },
       { "chipType == chipTypeFound",
@@ -183,8 +185,8 @@ TEST( StartupTest, InconsistentTablesEndTheProcess ) {
         []( TestSwitch & sw ) {
           sw.platform.group( 2, { 1, 760 } );
         } },
-      { "excludes[0].qualifiers[0]: 4294967295 is no qualifier of the SDK",
-        []( TestSwitch & sw ) { sw.platform.exclude( 1, 5, { 0xFFFFFFFF } ); } },
+      { "excludes[1].qualifiers[0]: 4294967295 is no qualifier of the SDK",
+        []( TestSwitch & sw ) { sw.platform.exclude( 1, 5, {} ).exclude( 1, 6, { ~0U } ); } },
       { "includes[1].qualifiers[0]: 767 is no qualifier of the SDK",
         []( TestSwitch & sw ) { sw.platform.include( 1, 5, {} ).include( 9, 0, { 767 } ); } },
       { "units[1].chipType: 65536 is not 0 to 65535",
