@@ -137,6 +137,16 @@ TYPED_TEST( MapTest, IteratorsEndWhenTheMapIsDestroyed ) {
   EXPECT_FALSE( orphan );
   ++orphan;
   EXPECT_FALSE( ++second );
+  // One that moves on to a map that has ended leaves the other iterators of its own.
+  TypeParam other;
+  other.insert( 1, "x" );
+  auto kept = other.iter();
+  {
+    auto moved = other.iter();
+    moved = orphan;
+  }
+  other.erase( 1 );
+  EXPECT_THROW( kept.value(), Kiv::RangeException );
   EXPECT_THROW( orphan.key(), Kiv::RangeException );
   EXPECT_FALSE( orphan.isMemberOf( 2 ) );
 }
