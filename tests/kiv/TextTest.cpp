@@ -229,6 +229,7 @@ TEST( HashTest, EqualValuesHashEquallyAndSimilarOnesSpread ) {
   const Point point{ {}, 1, 2, apple, "a" };
   EXPECT_EQ( Kiv::hash( point ), Kiv::hash( Point{ {}, 1, 2, apple, String8( "" ) + "a" } ) );
   EXPECT_NE( Kiv::hash( point ), Kiv::hash( Point{ {}, 2, 1, apple, "a" } ) );
+  EXPECT_NE( Kiv::hash( String8( "a" ) ), Kiv::hash( String8( "b" ) ) );
   // Ids that differ in their high bits only: the maps index by the low ones.
   std::set< U32 > buckets;
   for ( U32 id = 0; id < 256; ++id )

@@ -56,6 +56,38 @@ TEST( OvidWarTest, EntryAndTwinMatchTheirVlanAndNothingElse ) {
   }
 }
 
+TEST( OvidWarTest, TwinIsEnabledWhileItsRuleNeedsIt ) {
+  OvidSwitch s;
+  s.take( ipAclTcamGroup );
+  s.untag( 0, 10, 0x2 );
+  const auto needed = [ & ] { s.install( id, 0, 0 ), s.install( id, 10 ), s.install( id, 0, 0 ); };
+  EXPECT_EQ( traced( needed, traceFailure ), R"(
+4 fp entry install 65536
+4 fp entry enable 16842752 0
+4 fp entry copy 65536 16842752
+4 fp entry install 16842752
+4 fp entry install 65536
+4 fp entry copy 65536 16842752
+4 fp qual 16842752 OuterVlanId 0
+4 fp qual 16842752 InPorts
+4 fp entry install 16842752
+4 fp entry enable 16842752 1
+4 fp entry install 65536
+4 fp entry enable 16842752 0
+4 fp entry copy 65536 16842752
+4 fp entry install 16842752
+)" );
+  s.acl().enableEntry( 0, id, false, 0 );
+  EXPECT_EQ( traced( [ & ] { s.install( id, 10 ); }, traceFailure ), R"(
+4 fp entry install 65536
+4 fp entry copy 65536 16842752
+4 fp qual 16842752 OuterVlanId 0
+4 fp qual 16842752 InPorts
+4 fp entry install 16842752
+)" );
+  EXPECT_EQ( s.audit(), "" );
+}
+
 TEST( OvidWarTest, ChangedBitmapUpdatesTheTwinsOfItsVlan ) {
   OvidSwitch s;
   for ( const U32 offset : { 0, 1, 2 } )
