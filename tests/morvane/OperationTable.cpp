@@ -80,7 +80,12 @@ const TableOperation table[] = {
         sw.user( p ).inPortsForEntryIs( 0, sw.entry[ p ], ports, ports, true );
       },
       install, Left::unknown },
-    { "install again", []( S & sw, U32 p ) { sw.install( p ), sw.match( 0, sw.entry[ p ], 90 ); },
+    { "install again",
+      []( S & sw, U32 p ) {
+        takeAndWrite( sw, p );
+        sw.user( p ).loopbackRedirectIs( 0, sw.entry[ p ], bcmFieldActionRedirectPbmp, {} );
+        install( sw, p ), sw.match( 0, sw.entry[ p ], 90 );
+      },
       []( S & sw, U32 p ) { sw.user( p ).reinstallEntry( 0, sw.entry[ p ] ); }, Left::either,
       true },
     { "disable", []( S & sw, U32 p ) { sw.install( p ); },

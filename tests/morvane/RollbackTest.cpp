@@ -170,6 +170,10 @@ install again
 4 fp entry install 65537
 4 fp entry copy 65537 16842753
 4 fp entry install 16842753
+4 fp action add 65537 4 port 7
+4 fp entry install 65537
+4 fp action add 16842753 4 port 15
+4 fp entry install 16842753
 disable
 4 fp entry enable 65537 1
 set a priority

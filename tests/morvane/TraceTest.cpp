@@ -373,6 +373,46 @@ TEST( TraceTest, Refusals ) {
 )" );
 }
 
+TEST( TraceTest, CreationOfAFlowGroup ) {
+  UdfSwitch sw( {}, Acl::ip() );
+  const auto flow = [ & ] { sw.manager( openFlowUdfTcamGroup ).initializeGroup( 0 ); };
+  EXPECT_EQ( traced( flow ), R"(
+4 fp data qualifier create 1
+4 fp data qualifier format add 1
+4 fp data qualifier create 2
+4 fp data qualifier format add 2
+1 Unit: 0 createGroupOpenFlowAclUdf Trying to create group 4
+3 Unit: 0 createGroupOpenFlowAclUdf adding qual=10
+3 Unit: 0 createGroupOpenFlowAclUdf adding qual=68
+3 Unit: 0 createGroupOpenFlowAclUdf The qualifier id to add to qset is 1
+3 Unit: 0 createGroupOpenFlowAclUdf The qualifier id to add to qset is 2
+1 Unit: 0 createGroupOpenFlowAclUdf Creating group 4
+4 fp group create 4 prio 4
+1 Unit: 0 group 4 ref count is now 1
+)" );
+}
+
+TEST( TraceTest, EntryOfManagedPriority ) {
+  TestSwitch sw( { .pipes = 2 } );
+  sw.platform.acl( 1, 4 );
+  sw.platform.users[ 0 ].managedPriority = true;
+  sw.start();
+  EXPECT_EQ( traced( [ & ] { sw.take( ipAclTcamGroup ); }, traceFailure ), R"(
+4 fp group create 1 prio 1
+4 fp group create 16777217 prio 1
+4 fp entry create 1 65536
+4 fp entry prio 65536 2147418110
+4 fp entry create 16777217 16842752
+4 fp entry prio 16842752 2147418110
+4 fp stat create group=1 type0=packets
+4 fp stat attach entry=65536 StatId=1
+4 fp stat create group=16777217 type0=packets
+4 fp stat attach entry=16842752 StatId=2
+4 fp entry prio 65536 2147418110
+4 fp entry prio 16842752 2147418110
+)" );
+}
+
 TEST( TraceTest, RangeAndMulticastEntry ) {
   TestSwitch sw( { .pipes = 2 } );
   sw.chipInfo.multicastWar = true;
