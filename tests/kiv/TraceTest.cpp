@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -51,6 +52,12 @@ TEST( TraceTest, RegisteredHandlesAreFoundByName ) {
     EXPECT_EQ( Kiv::traceHandle( "TestTrace" ), &handle );
     EXPECT_EQ( std::ranges::count( Kiv::traceHandles(), &handle ), 2 );
   }
+  // An older one may end first.
+  Kiv::TraceHandle young( "Young" );
+  auto older = std::make_unique< Kiv::TraceRegistration >( handle );
+  const Kiv::TraceRegistration younger( young );
+  older.reset();
+  EXPECT_EQ( Kiv::traceHandle( "Young" ), &young );
   EXPECT_EQ( Kiv::traceHandle( "TestTrace" ), nullptr );
 }
 
