@@ -170,11 +170,12 @@ std::string chosenText( const AclReport & acl, const char * what, Choose chosen 
 
 // After a clear, a counter of 0 does not mean that the rule was never hit.
 std::string neverHitText( const RunReport & report ) {
-  std::string text = report.cleared.empty() ? "Rules never hit\n" : "Rules with counters at 0\n";
+  std::string lists;
   for ( const AclReport & acl : report.acls )
     if ( !acl.shortage )
-      text += chosenText( acl, "", []( const RuleUse & use ) { return !wasHit( use ); } );
-  return text;
+      lists += chosenText( acl, "", []( const RuleUse & use ) { return !wasHit( use ); } );
+  return ( report.cleared.empty() ? "Rules never hit" : "Rules with counters at 0" ) +
+         ( lists.empty() ? ": no list is installed\n" : "\n" + lists );
 }
 
 // Empty if no rule has a range that takes a checker or several prefixes.
