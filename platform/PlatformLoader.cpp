@@ -1,5 +1,7 @@
 #include "platform/PlatformLoader.h"
 
+#include <filesystem>
+
 #include "platform/BuiltInText.h"
 #include "platform/ChipReader.h"
 #include "platform/InputError.h"
@@ -52,6 +54,15 @@ PlatformData loadPlatform( const std::string & nameOrFile ) {
   for ( const BuiltInText & builtIn : builtInPlatformTexts )
     if ( nameOrFile == builtIn.name )
       return parsePlatform( builtIn.name, builtIn.text );
+  // A word without a dot or a slash is meant as a name.
+  std::error_code ignored;
+  if ( nameOrFile.find_first_of( "./" ) == std::string::npos &&
+       !std::filesystem::exists( nameOrFile, ignored ) ) {
+    std::string names;
+    for ( const std::string & name : builtInPlatforms() )
+      names += ( names.empty() ? "" : ", " ) + name;
+    throw InputError( nameOrFile, 0, "neither a file nor a built-in platform; these are " + names );
+  }
   return parsePlatform( nameOrFile, readFile( nameOrFile ) );
 }
 

@@ -114,6 +114,13 @@ void bind( Acl & acl, Direction direction, const Ports & ports ) {
   acl.boundPorts = ports;
 }
 
+std::string namesOf( const std::vector< Acl > & acls ) {
+  std::string names;
+  for ( const Acl & acl : acls )
+    names += ( names.empty() ? "" : ", " ) + acl.name;
+  return names;
+}
+
 }  // namespace
 
 void applyBindings( const std::vector< std::string > & binds,
@@ -123,7 +130,8 @@ void applyBindings( const std::vector< std::string > & binds,
     auto [ list, binding ] = readBind( argument );
     if ( std::none_of( acls.begin(), acls.end(),
                        [ & ]( const Acl & acl ) { return acl.name == list; } ) )
-      failBind( argument, fmt::format( "there is no list {}", list ) );
+      failBind( argument,
+                fmt::format( "there is no list {}; there are {}", list, namesOf( acls ) ) );
     given[ list ].push_back( std::move( binding ) );
   }
   std::vector< Acl > bound;

@@ -184,9 +184,10 @@ std::optional< ListFault > flowFieldFault( const std::vector< Acl > & acls, cons
 std::optional< ListFault > listFault( const PlatformData & platform, const Acl & acl ) {
   const ReservationData * share = shareOf( platform, classOf( acl ) );
   if ( share == nullptr )
-    return ListFault{ 0, fmt::format( "the platform has no share for {}lists of type {} and use {}",
-                                      acl.direction == Direction::out ? "egress " : "",
-                                      kindName( acl.kind ), useName( acl.use ) ) };
+    return ListFault{
+        0, fmt::format( "platform {} has no share for {}lists of type {} and use {}", platform.name,
+                        acl.direction == Direction::out ? "egress " : "", kindName( acl.kind ),
+                        useName( acl.use ) ) };
   if ( usesFields( acl ) && platform.chip.dataChunks == 0 )
     return ListFault{ 0, "this chip cannot match user-defined fields" };
   if ( acl.mirrorPort && *acl.mirrorPort >= platform.chip.ports() )

@@ -43,7 +43,10 @@ void applyAction( JsonFields & fields, const JsonNode & node, AclRule & rule ) {
   } else if ( name == "mirror" ) {
     rule.mirror = true;
   } else {
-    fields.fail( node.place(), fmt::format( "there is no action \"{}\"", name ) );
+    fields.fail(
+        node.place(),
+        fmt::format( "there is no action \"{}\"; there are permit, drop, copyToCpu, mirror",
+                     name ) );
   }
 }
 
@@ -86,7 +89,8 @@ void readCounters( JsonFields & fields, AclRule & rule ) {
     else if ( name == "bytes" )
       wanted.bytes = true;
     else
-      fields.fail( node.place(), fmt::format( "there is no counter \"{}\"", name ) );
+      fields.fail( node.place(),
+                   fmt::format( "there is no counter \"{}\"; there are packets, bytes", name ) );
   }
   if ( nodes.empty() )
     fields.fail( fields.place( "counters" ), "at least one of packets and bytes is required" );

@@ -78,7 +78,7 @@ TEST_F( CommandTest, ListsAreBoundToPorts ) {
       { "web=Uplink1", "web: there is no port Uplink1: large has the ports 0 to 127, by name " },
       { "web=3-2", "web: there is no port 3-2: " },
       { "web=", "LIST=PORTS, LIST=PORTS:in or LIST=PORTS:out is expected" },
-      { "west=1", "there is no list west" },
+      { "west=1", "there is no list west; there are " },
       { "web=1:up", "the direction is in or out, not up" } };
   for ( const auto & [ bind, what ] : refused ) {
     const Outcome outcome = run( lists + " --bind " + bind );
@@ -137,7 +137,7 @@ TEST_F( CommandTest, EgressListsAreRefusedByWhatThePlatformLacks ) {
                           " --bind six=0-5:out --bind six=1:in";
   const std::pair< std::string, const char * > refused[] = {
       { "--platform small" + ip6,
-        "six, out: the platform has no share for egress lists of type ipv6 and use filter" },
+        "six, out: platform small has no share for egress lists of type ipv6 and use filter" },
       { web + " --egress-port Ethernet128", "--egress-port Ethernet128: large has the ports 0 " },
       { web + " --egress-port 3-4", "--egress-port 3-4: large has " },
       { web + " --acl " + write( "in.json", R"({ "rules": [ { "inPorts": 3 } ] })" ) +
@@ -148,7 +148,7 @@ TEST_F( CommandTest, EgressListsAreRefusedByWhatThePlatformLacks ) {
         "list out: platform large cannot match outPorts (OutPort) in group 3 of ipAclTcamGroup" },
       { "--acl " + write( "tap.json", R"({ "use": "mirror", "mirrorPort": 4, "rules": [ {} ] })" ) +
             " --bind tap=1:out",
-        "list tap: the platform has no share for egress lists of type ipv4 and use mirror" } };
+        "list tap: platform large has no share for egress lists of type ipv4 and use mirror" } };
   for ( const auto & [ arguments, what ] : refused ) {
     const Outcome outcome = run( "run " + arguments );
     EXPECT_EQ( outcome.status, 2 ) << arguments;

@@ -1,6 +1,6 @@
 #include "platform/PlatformLoader.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include "morvane/TcamIds.h"
 #include "platform/InputError.h"
@@ -229,6 +229,8 @@ TEST( PlatformLoaderTest, RefusesMalformedTexts ) {
     EXPECT_EQ( errorOf( good.substr( 0, size ) ).substr( 0, 7 ), "p.json:" ) << size;
   EXPECT_THROW( loadPlatform( "/nonexistent" ), InputError );
   EXPECT_THROW( loadPlatform( "/" ), InputError );
+  EXPECT_THAT( [] { loadPlatform( "huge" ); }, testing::ThrowsMessage< InputError >(
+                                                   testing::HasSubstr( "small, shared, large" ) ) );
 }
 
 TEST( PlatformLoaderTest, FindsPortsByNumberOrName ) {
