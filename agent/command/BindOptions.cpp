@@ -42,6 +42,13 @@ std::pair< std::string, Binding > readBind( const std::string & argument ) {
     binding.ports.push_back( ports.substr( at, comma - at ) );
     at = comma + 1;
   }
+  const auto has = [ & ]( const char * port ) {
+    return std::find( binding.ports.begin(), binding.ports.end(), port ) != binding.ports.end();
+  };
+  if ( has( "" ) )
+    failBind( argument, "a port is missing" );
+  if ( has( allPorts ) && binding.ports.size() != 1 )
+    failBind( argument, "\"all\" stands alone" );
   return { argument.substr( 0, equals ), std::move( binding ) };
 }
 

@@ -79,6 +79,8 @@ TEST_F( CommandTest, ListsAreBoundToPorts ) {
       { "web=3-2", "web: there is no port 3-2: " },
       { "web=", "LIST=PORTS, LIST=PORTS:in or LIST=PORTS:out is expected" },
       { "west=1", "there is no list west; there are " },
+      { "web=1,,2", "--bind web=1,,2: a port is missing" },
+      { "web=3,all:out", "\"all\" stands alone" },
       { "web=1:up", "the direction is in or out, not up" } };
   for ( const auto & [ bind, what ] : refused ) {
     const Outcome outcome = run( lists + " --bind " + bind );
