@@ -40,8 +40,8 @@ class InputError : public std::runtime_error {
   std::string reason_;
 };
 
-// What is wrong concerns the file as a whole: a reader that goes on after a refused part does not
-// go on after this.
+// What is wrong concerns the file as a whole: a reader that continues after a refused part stops
+// here.
 class FileError : public InputError {
  public:
   using InputError::InputError;

@@ -31,7 +31,7 @@ struct Chain {
   U32 lines = 0;                         // rules in the file, the refused ones too
   std::vector< ChainRule > rules;        // those with a target
   U32 sure = 0;                          // rules of its list, without those of called chains
-  bool closed = false;                   // no packet comes to further rules
+  bool closed = false;                   // no packet reaches further rules
 };
 
 // Adds a rule to a chain.
