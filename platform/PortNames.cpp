@@ -34,6 +34,16 @@ std::optional< U32 > highPort( const PlatformData & platform, std::string_view l
 
 }  // namespace
 
+std::vector< std::string > portList( std::string_view text ) {
+  std::vector< std::string > ports;
+  for ( size_t at = 0; at <= text.size(); ) {
+    const size_t comma = std::min( text.find( ',', at ), text.size() );
+    ports.emplace_back( text.substr( at, comma - at ) );
+    at = comma + 1;
+  }
+  return ports;
+}
+
 std::optional< PortSpan > portsOf( const PlatformData & platform, std::string_view text ) {
   if ( const auto port = portNamed( platform, text ) )
     return PortSpan{ *port, *port };

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/PlatformModel.h"
 
@@ -13,6 +14,9 @@ struct PortSpan {
   U32 low = 0;
   U32 high = 0;
 };
+
+// The texts between the commas of a list of ports.
+std::vector< std::string > portList( std::string_view text );
 
 // A port, or LOW-HIGH, each by number or name. HIGH may leave out what comes before the digits at
 // the end of LOW's name: Ethernet4-7. Empty: the platform has no such ports.

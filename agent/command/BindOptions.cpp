@@ -37,11 +37,7 @@ std::pair< std::string, Binding > readBind( const std::string & argument ) {
     binding.egress = direction == "out";
     ports.resize( colon );
   }
-  for ( size_t at = 0; at <= ports.size(); ) {
-    const size_t comma = std::min( ports.find( ',', at ), ports.size() );
-    binding.ports.push_back( ports.substr( at, comma - at ) );
-    at = comma + 1;
-  }
+  binding.ports = Platform::portList( ports );
   const auto has = [ & ]( const char * port ) {
     return std::find( binding.ports.begin(), binding.ports.end(), port ) != binding.ports.end();
   };
@@ -90,7 +86,8 @@ std::optional< Ports > boundPorts( const Acl & acl, Direction direction,
   for ( const Binding & binding : acl.bindings ) {
     if ( binding.egress != ( direction == Direction::out ) )
       continue;
-    bound.emplace( bound.value_or( Ports() ) );
+    if ( !bound )
+      bound.emplace();
     all = all || binding.ports.empty();
     for ( const std::string & port : binding.ports ) {
       all = all || port == allPorts;

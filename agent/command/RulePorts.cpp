@@ -1,7 +1,5 @@
 #include <fmt/core.h>
 
-#include <algorithm>
-
 #include "agent/acl/MatchFields.h"
 #include "agent/command/Run.h"
 #include "platform/PortNames.h"
@@ -14,9 +12,7 @@ namespace {
 std::vector< AnyRange > rangesOf( const Platform::PlatformData & platform, const std::string & file,
                                   const NamedPorts & ports ) {
   std::vector< AnyRange > ranges;
-  for ( size_t at = 0; at <= ports.text.size(); ) {
-    const size_t comma = std::min( ports.text.find( ',', at ), ports.text.size() );
-    const std::string port = ports.text.substr( at, comma - at );
+  for ( const std::string & port : Platform::portList( ports.text ) ) {
     const auto span = Platform::portsOf( platform, port );
     if ( !span )
       throw Platform::InputError(
@@ -25,7 +21,6 @@ std::vector< AnyRange > rangesOf( const Platform::PlatformData & platform, const
                        "binds a list that does without",
                        port, Platform::portsText( platform ) ) );
     ranges.push_back( { span->low, span->high } );
-    at = comma + 1;
   }
   return ranges;
 }

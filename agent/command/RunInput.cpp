@@ -23,8 +23,8 @@ constexpr U32 examplePackets = 10000;
 constexpr U64 nanosecondsPerSecond = 1'000'000'000;
 
 // The lists that --bind names, LIST=PORTS, of a file whose lists get NAME- before theirs.
-std::vector< std::string > boundLists( const std::vector< std::string > & binds,
-                                       const std::string & before ) {
+std::vector< std::string > listsToBind( const std::vector< std::string > & binds,
+                                        const std::string & before ) {
   std::vector< std::string > lists;
   for ( const std::string & bind : binds ) {
     const std::string list = bind.substr( 0, bind.rfind( '=' ) );
@@ -42,14 +42,14 @@ AclDocument readArgument( const std::string & argument, const RunOptions & optio
   const size_t equals = argument.find( '=' );
   std::error_code ignored;
   if ( equals == std::string::npos || std::filesystem::exists( argument, ignored ) ) {
-    reader.wanted = boundLists( options.binds, "" );
+    reader.wanted = listsToBind( options.binds, "" );
     return readAclFile( { std::filesystem::path( argument ).stem().string(), false }, argument,
                         options.format, reader );
   }
   if ( equals == 0 )
     throw UsageError( fmt::format( "--acl {}: the name is missing", argument ) );
   const std::string name = argument.substr( 0, equals );
-  reader.wanted = boundLists( options.binds, name + "-" );
+  reader.wanted = listsToBind( options.binds, name + "-" );
   return readAclFile( { name, true }, argument.substr( equals + 1 ), options.format, reader );
 }
 
