@@ -69,7 +69,7 @@ void readAcls( const RunOptions & options, RunInput & input ) {
     reader.refusalsMax = reader.bound.rules;
   for ( const std::string & argument : options.acls ) {
     AclDocument document = readArgument( argument, options, reader );
-    resolvePorts( input.platform, document );
+    document.refusals.untilStopped( [ & ] { resolvePorts( input.platform, document ); } );
     std::move( document.lists.begin(), document.lists.end(), std::back_inserter( input.acls ) );
     remarks.refused += document.refusals.count();
     for ( std::string & line : document.refusals.lines() )

@@ -72,12 +72,8 @@ AclDocument parseAclText( const AclName & name, const std::string & file, std::s
     source.root = &root.emplace( Platform::parseJson( file, source.text, rowKeys ) );
   AclDocument document{
       {}, Refusals( file, options.refusalsMax ), {}, options.bound, ReadProgress( source ) };
-  try {
-    ( format == nullptr ? formatOf( source ) : *format ).read( source, document );
-  } catch ( const Platform::FileError & ) {
-    if ( !document.refusals.stopped() )
-      throw;
-  }
+  const AclFormat & reader = format == nullptr ? formatOf( source ) : *format;
+  document.refusals.untilStopped( [ & ] { reader.read( source, document ); } );
   if ( document.lists.empty() && document.refusals.count() == 0 )
     throw Platform::InputError( file, {}, "there are no access lists" );
   nameLists( name, document );

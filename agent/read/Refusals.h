@@ -53,6 +53,17 @@ class Refusals {
     }
   }
 
+  // Calls `read`, and returns where reading stops.
+  template < class F >
+  void untilStopped( F && read ) const {
+    try {
+      read();
+    } catch ( const Platform::FileError & ) {
+      if ( !stopped() )
+        throw;
+    }
+  }
+
   const std::string & file() const { return file_; }
   U64 count() const { return count_; }
   bool stopped() const { return count_ >= most_; }
