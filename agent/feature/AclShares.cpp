@@ -112,6 +112,24 @@ std::optional< ListFault > ruleFault( const PlatformData & platform, const Reser
   return std::nullopt;
 }
 
+// "filter: ipv4, mac; mirror: ipv4; egress filter: ipv4".
+std::string servedLists( const PlatformData & platform ) {
+  std::string text;
+  for ( const Direction direction : { Direction::in, Direction::out } )
+    for ( const AclUse use : { AclUse::filter, AclUse::mirror, AclUse::flow, AclUse::flowVxlan } ) {
+      const bool flow = use == AclUse::flow || use == AclUse::flowVxlan;
+      std::string kinds;
+      for ( const AclKind kind : { AclKind::ipv4, AclKind::ipv6, AclKind::mac } )
+        if ( shareOf( platform, { kind, use, direction } ) != nullptr &&
+             ( kind == AclKind::ipv4 || !flow ) )
+          kinds += ( kinds.empty() ? "" : ", " ) + std::string( kindName( kind ) );
+      if ( !kinds.empty() )
+        text += fmt::format( "{}{}{}: {}", text.empty() ? "" : "; ",
+                             direction == Direction::out ? "egress " : "", useName( use ), kinds );
+    }
+  return text.empty() ? "none" : text;
+}
+
 // A flow-programming group has its fields even if no rule uses them.
 bool usesFields( const Acl & acl ) {
   return acl.use == AclUse::flow || acl.use == AclUse::flowVxlan ||
@@ -185,9 +203,10 @@ std::optional< ListFault > listFault( const PlatformData & platform, const Acl &
   const ReservationData * share = shareOf( platform, classOf( acl ) );
   if ( share == nullptr )
     return ListFault{
-        0, fmt::format( "platform {} has no share for {}lists of type {} and use {}", platform.name,
-                        acl.direction == Direction::out ? "egress " : "", kindName( acl.kind ),
-                        useName( acl.use ) ) };
+        0,
+        fmt::format( "platform {} has no share for {}lists of type {} and use {}; its shares: {}",
+                     platform.name, acl.direction == Direction::out ? "egress " : "",
+                     kindName( acl.kind ), useName( acl.use ), servedLists( platform ) ) };
   if ( usesFields( acl ) && platform.chip.dataChunks == 0 )
     return ListFault{ 0, "this chip cannot match user-defined fields" };
   if ( acl.mirrorPort && *acl.mirrorPort >= platform.chip.ports() )

@@ -196,7 +196,9 @@ TEST( AclFeatureTest, RefusesListsThatThePlatformLacks ) {
   platform.chip.fixedGroupKeys = true;
   EXPECT_EQ( fault(), "0: this chip cannot widen a mirroring group for a new field" );
   acl.use = AclUse::flow;
-  EXPECT_EQ( fault(), "0: platform test has no share for lists of type ipv4 and use flow" );
+  EXPECT_EQ( fault(),
+             "0: platform test has no share for lists of type ipv4 and use flow; its shares: "
+             "filter: ipv4, mac; mirror: ipv4, mac" );
 }
 
 }  // namespace Agent

@@ -139,7 +139,9 @@ TEST_F( CommandTest, EgressListsAreRefusedByWhatThePlatformLacks ) {
                           " --bind six=0-5:out --bind six=1:in";
   const std::pair< std::string, const char * > refused[] = {
       { "--platform small" + ip6,
-        "six, out: platform small has no share for egress lists of type ipv6 and use filter" },
+        "six, out: platform small has no share for egress lists of type ipv6 and use filter; its "
+        "shares: filter: ipv4, ipv6, mac; mirror: ipv4, mac; flow: ipv4; flowVxlan: ipv4; egress "
+        "filter: ipv4, mac\n" },
       { web + " --egress-port Ethernet128", "--egress-port Ethernet128: large has the ports 0 " },
       { web + " --egress-port 3-4", "--egress-port 3-4: large has " },
       { web + " --acl " + write( "in.json", R"({ "rules": [ { "inPorts": 3 } ] })" ) +
