@@ -32,6 +32,22 @@ std::optional< U32 > highPort( const PlatformData & platform, std::string_view l
   return portNamed( platform, high );
 }
 
+// Empty: the text is neither a port nor a range of ports. `low` is above `high` in a reversed
+// range.
+std::optional< PortSpan > spanOf( const PlatformData & platform, std::string_view text ) {
+  if ( const auto port = portNamed( platform, text ) )
+    return PortSpan{ *port, *port };
+  // Names may have dashes too.
+  for ( size_t dash = text.find( '-' ); dash != text.npos; dash = text.find( '-', dash + 1 ) ) {
+    const std::string_view first = text.substr( 0, dash );
+    const auto low = portNamed( platform, first );
+    const auto high = highPort( platform, first, text.substr( dash + 1 ) );
+    if ( low && high )
+      return PortSpan{ *low, *high };
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 std::vector< std::string > portList( std::string_view text ) {
@@ -45,17 +61,14 @@ std::vector< std::string > portList( std::string_view text ) {
 }
 
 std::optional< PortSpan > portsOf( const PlatformData & platform, std::string_view text ) {
-  if ( const auto port = portNamed( platform, text ) )
-    return PortSpan{ *port, *port };
-  // Names may have dashes too.
-  for ( size_t dash = text.find( '-' ); dash != text.npos; dash = text.find( '-', dash + 1 ) ) {
-    const std::string_view first = text.substr( 0, dash );
-    const auto low = portNamed( platform, first );
-    const auto high = highPort( platform, first, text.substr( dash + 1 ) );
-    if ( low && high && *low <= *high )
-      return PortSpan{ *low, *high };
-  }
-  return std::nullopt;
+  const auto span = spanOf( platform, text );
+  return span && span->low <= span->high ? span : std::nullopt;
+}
+
+std::string noPorts( const PlatformData & platform, std::string_view text ) {
+  if ( spanOf( platform, text ) )
+    return fmt::format( "the range {} is reversed", text );
+  return fmt::format( "there is no port {}: {}", text, portsText( platform ) );
 }
 
 std::string portsText( const PlatformData & platform ) {

@@ -22,6 +22,10 @@ std::vector< std::string > portList( std::string_view text );
 // the end of LOW's name: Ethernet4-7. Empty: the platform has no such ports.
 std::optional< PortSpan > portsOf( const PlatformData & platform, std::string_view text );
 
+// Why portsOf returns nothing for a text: "the range 5-2 is reversed", or "there is no port eth9: "
+// and portsText.
+std::string noPorts( const PlatformData & platform, std::string_view text );
+
 // What to write instead: "small has the ports 0 to 47, by name Ethernet0 to Ethernet47".
 std::string portsText( const PlatformData & platform );
 

@@ -69,14 +69,18 @@ AnyRange portsOf( const std::string & text, const Platform::PlatformData & platf
                   const Fault & fault ) {
   const auto ports = Platform::portsOf( platform, text );
   if ( !ports )
-    fault.fail( fmt::format(
-        "there is no port {}: {}. --bind LIST=PORTS says which ones are meant, --bind LIST=all "
-        "that all are",
-        text, Platform::portsText( platform ) ) );
+    fault.fail( Platform::noPorts( platform, text ) +
+                ". --bind LIST=PORTS says which ones are meant, --bind LIST=all that all are" );
   return { ports->low, ports->high };
 }
 
 // Empty: the list is not bound in the direction. No ports: all.
+// Ascending and disjoint.
+Ports merged( const Ports & ports, const Platform::PlatformData & platform ) {
+  const U32 last = platform.chip.ports() - 1;
+  return complement( complement( ports, last ), last );
+}
+
 std::optional< Ports > boundPorts( const Acl & acl, Direction direction,
                                    const Platform::PlatformData & platform ) {
   if ( acl.bindings.empty() )
@@ -95,7 +99,9 @@ std::optional< Ports > boundPorts( const Acl & acl, Direction direction,
         bound->push_back( portsOf( port, platform, Fault( acl, binding ) ) );
     }
   }
-  return all ? Ports() : bound;
+  if ( bound )
+    bound = all ? Ports() : merged( *bound, platform );
+  return bound;
 }
 
 void bind( Acl & acl, Direction direction, const Ports & ports ) {

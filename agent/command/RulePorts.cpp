@@ -17,9 +17,8 @@ std::vector< AnyRange > rangesOf( const Platform::PlatformData & platform, const
     if ( !span )
       throw Platform::InputError(
           file, { ports.line, ports.column },
-          fmt::format( "the rule names port {}: {}. A platform file can name ports, and --bind "
-                       "binds a list that does without",
-                       port, Platform::portsText( platform ) ) );
+          Platform::noPorts( platform, port ) +
+              ". A platform file can name ports, and --bind binds a list that does without" );
     ranges.push_back( { span->low, span->high } );
   }
   return ranges;

@@ -62,7 +62,7 @@ TEST_F( CommandTest, ListsAreBoundToPorts ) {
       "run --acl " +
       write( "web.cfg", "ip access-list extended web\n permit tcp any any eq 80\n" ) + " --acl " +
       write( "rest.json", R"({ "rules": [ { "protocol": "udp" } ] })" );
-  const Outcome bound = run( lists + " --bind web=2,5-6 --random 500 --verify --json" );
+  const Outcome bound = run( lists + " --bind web=6,2,5-6,5 --random 500 --verify --json" );
   EXPECT_EQ( bound.status, 0 ) << bound.error;
   const auto report = nlohmann::json::parse( bound.out, nullptr, false );
   EXPECT_EQ( report[ "packets" ][ "mismatches" ], 0 ) << bound.out;
@@ -76,7 +76,8 @@ TEST_F( CommandTest, ListsAreBoundToPorts ) {
   const std::pair< const char *, const char * > refused[] = {
       { "web=9999", "web: there is no port 9999: large has the ports 0 to " },
       { "web=Uplink1", "web: there is no port Uplink1: large has the ports 0 to 127, by name " },
-      { "web=3-2", "web: there is no port 3-2: " },
+      { "web=Ethernet5-2", "web: the range Ethernet5-2 is reversed. --bind" },
+      { "web=3-x", "web: there is no port 3-x: " },
       { "web=", "LIST=PORTS, LIST=PORTS:in or LIST=PORTS:out is expected" },
       { "west=1", "there is no list west; there are " },
       { "web=1,,2", "--bind web=1,,2: a port is missing" },
@@ -204,7 +205,7 @@ TEST_F( CommandTest, DocumentsNamePorts ) {
       " --bind edge=all";
   const Outcome unknown = run( "run --platform small --partial" + other );
   EXPECT_EQ( unknown.status, 1 );
-  EXPECT_THAT( unknown.error, HasSubstr( "other.json:3:56: edge, r: the rule names port "
+  EXPECT_THAT( unknown.error, HasSubstr( "other.json:3:56: edge, r: there is no port "
                                          "Ethernet48: small has the ports 0 to 47, " ) );
 }
 
