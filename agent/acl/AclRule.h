@@ -226,6 +226,7 @@ enum class LaterFragments : U8 {
 
 struct Acl {
   std::string name;
+  std::string whole;  // in the file, if it became several lists; otherwise empty
   std::string file;
   std::vector< AclRule > rules;  // first match decides
   AclKind kind = AclKind::ipv4;

@@ -1,7 +1,8 @@
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <map>
+#include <set>
 
 #include "agent/acl/MatchFields.h"
 #include "agent/acl/PoliceRate.h"
@@ -74,13 +75,13 @@ AnyRange portsOf( const std::string & text, const Platform::PlatformData & platf
   return { ports->low, ports->high };
 }
 
-// Empty: the list is not bound in the direction. No ports: all.
 // Ascending and disjoint.
 Ports merged( const Ports & ports, const Platform::PlatformData & platform ) {
   const U32 last = platform.chip.ports() - 1;
   return complement( complement( ports, last ), last );
 }
 
+// Empty: the list is not bound in the direction. No ports: all.
 std::optional< Ports > boundPorts( const Acl & acl, Direction direction,
                                    const Platform::PlatformData & platform ) {
   if ( acl.bindings.empty() )
@@ -124,10 +125,14 @@ void bind( Acl & acl, Direction direction, const Ports & ports ) {
   acl.boundPorts = ports;
 }
 
-std::string namesOf( const std::vector< Acl > & acls ) {
-  std::string names;
-  for ( const Acl & acl : acls )
-    names += ( names.empty() ? "" : ", " ) + acl.name;
+// Lists, and those whose parts are lists.
+std::set< std::string > namesOf( const std::vector< Acl > & acls ) {
+  std::set< std::string > names;
+  for ( const Acl & acl : acls ) {
+    names.insert( acl.name );
+    if ( !acl.whole.empty() )
+      names.insert( acl.whole );
+  }
   return names;
 }
 
@@ -135,18 +140,21 @@ std::string namesOf( const std::vector< Acl > & acls ) {
 
 void applyBindings( const std::vector< std::string > & binds,
                     const Platform::PlatformData & platform, std::vector< Acl > & acls ) {
+  const std::set< std::string > names = namesOf( acls );
   std::map< std::string, std::vector< Binding > > given;
   for ( const std::string & argument : binds ) {
     auto [ list, binding ] = readBind( argument );
-    if ( std::none_of( acls.begin(), acls.end(),
-                       [ & ]( const Acl & acl ) { return acl.name == list; } ) )
-      failBind( argument,
-                fmt::format( "there is no list {}; there are {}", list, namesOf( acls ) ) );
+    if ( !names.contains( list ) )
+      failBind( argument, fmt::format( "there is no list {}; there are {}", list,
+                                       fmt::join( names, ", " ) ) );
     given[ list ].push_back( std::move( binding ) );
   }
   std::vector< Acl > bound;
   for ( Acl & acl : acls ) {
-    if ( const auto found = given.find( acl.name ); found != given.end() )
+    auto found = given.find( acl.name );
+    if ( found == given.end() && !acl.whole.empty() )
+      found = given.find( acl.whole );
+    if ( found != given.end() )
       acl.bindings = found->second;
     const auto in = boundPorts( acl, Direction::in, platform );
     const auto out = boundPorts( acl, Direction::out, platform );

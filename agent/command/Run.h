@@ -77,7 +77,8 @@ void resolvePorts( const Platform::PlatformData & platform, AclDocument & docume
 void applyPolice( const std::vector< std::string > & police, std::vector< Acl > & acls );
 
 // Restricts every rule of a list to the ports that the list is bound to, by its file or by options
-// LIST=PORTS[:in|out], which replace what the file says. PORTS: all, or numbers or names of ports
+// LIST=PORTS[:in|out], which replace what the file says. LIST names a list or, as in its file, a list
+// that became several; an option that names one of these replaces one that names them all. PORTS: all, or numbers or names of ports
 // and LOW-HIGH with commas. A list that is bound in both directions becomes two, of which the
 // second, for packets that leave, gets ", out" after its name. Throws UsageError, and
 // Platform::InputError for what a file says.

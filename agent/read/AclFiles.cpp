@@ -29,8 +29,10 @@ void separateNames( std::vector< Acl > & lists ) {
   for ( const Acl & acl : lists )
     ++uses[ acl.name ];
   for ( Acl & acl : lists )
-    if ( uses[ acl.name ] > 1 )
+    if ( uses[ acl.name ] > 1 ) {
+      acl.whole = acl.name;
       acl.name += fmt::format( "-{}", kindName( acl.kind ) );
+    }
 }
 
 void nameLists( const AclName & name, AclDocument & document ) {
@@ -38,8 +40,11 @@ void nameLists( const AclName & name, AclDocument & document ) {
   for ( Acl & acl : document.lists )
     if ( acl.name.empty() || ( name.given && document.lists.size() == 1 ) )
       acl.name = name.text;
-    else if ( name.given )
+    else if ( name.given ) {
       acl.name = fmt::format( "{}-{}", name.text, acl.name );
+      if ( !acl.whole.empty() )
+        acl.whole = fmt::format( "{}-{}", name.text, acl.whole );
+    }
 }
 
 // Containers of rules.

@@ -274,12 +274,14 @@ void ListBuilder::take( std::vector< Acl > & lists ) {
       lists.back().defaultAction = Forwarding::none;
   }
   if ( lists.size() - first > 1 )
-    for ( size_t i = first; i < lists.size(); ++i )
+    for ( size_t i = first; i < lists.size(); ++i ) {
+      lists[ i ].whole = head_.name;
       lists[ i ].name += fmt::format( "-{}", kindName( lists[ i ].kind ) );
 }
 
 DraftList::DraftList( AclDocument & document, Acl head, std::optional< ListScope > scope )
     : document_( document ), head_( std::move( head ) ) {
+    }
   if ( scope )
     builder_.emplace( document, head_, *scope );
 }

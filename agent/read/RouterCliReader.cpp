@@ -395,7 +395,10 @@ void RouterCliReader::takeList( Acl & acl ) {
 
 bool RouterCliReader::isWanted( const Acl & acl ) const {
   const auto & wanted = source_.options.wanted;
-  return std::find( wanted.begin(), wanted.end(), acl.name ) != wanted.end();
+  const std::string part = fmt::format( "{}-{}", acl.name, kindName( acl.kind ) );
+  return std::any_of( wanted.begin(), wanted.end(), [ & ]( const std::string & name ) {
+    return name == acl.name || name == part;
+  } );
 }
 
 void RouterCliReader::takeLists() {

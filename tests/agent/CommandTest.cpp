@@ -90,6 +90,45 @@ TEST_F( CommandTest, ListsAreBoundToPorts ) {
   }
 }
 
+// --bind names all lists that a document's list became, or one of them, whose ports win.
+TEST_F( CommandTest, PartsOfAListAreBound ) {
+  const std::string mixed = write( "mixed.json", R"({ "ietf-access-control-list:acls": { "acl": [
+    { "name": "a", "type": "mixed-eth-ipv4-ipv6-acl-type", "aces": { "ace": [
+      { "name": "four", "matches": { "ipv4": { "protocol": 6 } }, "actions": { "forwarding": "drop" } },
+      { "name": "six", "matches": { "ipv6": { "protocol": 6 } }, "actions": { "forwarding": "drop" } },
+      { "name": "arp", "matches": { "eth": { "ethertype": "arp" } }, "actions": { "forwarding": "drop" } }
+    ] } } ] } })" );
+  const std::string router = write( "both.cfg", R"(interface Ethernet1
+ ip access-group used in
+ip access-list extended used
+ permit ip any any
+ip access-list extended a
+ permit tcp any any
+ipv6 access-list a
+ permit tcp any any
+)" );
+  const struct {
+    std::string arguments;
+    std::vector< std::string > lists;  // with their ports
+  } cases[] = {
+      { mixed + " --bind a=2", { "a-ipv4 2", "a-ipv6 2", "a-mac 2" } },
+      { mixed + " --bind a-ipv4=5 --bind a=2", { "a-ipv4 5", "a-ipv6 2", "a-mac 2" } },
+      { mixed + " --bind a-ipv4=5", { "a-ipv4 5", "a-ipv6 all", "a-mac all" } },
+      { "n=" + mixed + " --bind n-a=2", { "n-a-ipv4 2", "n-a-ipv6 2", "n-a-mac 2" } },
+      { router + " --bind a=2", { "used 1", "a-ipv4 2", "a-ipv6 2" } },
+      { "n=" + router + " --bind n-a=2 --bind n-a-ipv6=3",
+        { "n-used 1", "n-a-ipv4 2", "n-a-ipv6 3" } },
+  };
+  for ( const auto & c : cases ) {
+    const Outcome outcome = run( "run --json --acl " + c.arguments );
+    const auto report = nlohmann::json::parse( outcome.out, nullptr, false );
+    std::vector< std::string > lists;
+    for ( const auto & acl : report[ "acls" ] )
+      lists.push_back( acl.value( "name", "" ) + " " + acl.value( "ports", "" ) );
+    EXPECT_EQ( lists, c.lists ) << c.arguments << outcome.error;
+  }
+}
+
 TEST_F( CommandTest, ListsFilterPacketsThatLeave ) {
   const std::string web = " --acl " + write( "web.cfg", R"(interface Ethernet3
  ip access-group web out
