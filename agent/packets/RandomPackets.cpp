@@ -50,6 +50,7 @@ class RandomPackets {
   U32 onBorder( U32 low, U32 high );
   void place( Frame & frame, const UdfMatch & udf, Kind kind );
 
+  const AclRule default_;  // of lists without other rules
   std::vector< Target > targets_;
   bool onlyIp4_ = true;
   // The standard specifies the sequence of this engine, but not of its distributions.
@@ -61,6 +62,8 @@ RandomPackets::RandomPackets( const std::vector< Acl > & acls, U64 seed ) : engi
     onlyIp4_ = onlyIp4_ && acl.kind == AclKind::ipv4;
     for ( const AclRule & rule : acl.rules )
       targets_.push_back( { acl.kind, &rule } );
+    if ( acl.rules.empty() )
+      targets_.push_back( { acl.kind, &default_ } );
   }
 }
 

@@ -115,7 +115,7 @@ void readClassBench( const AclSource & source, AclDocument & document ) {
           acl.rules.push_back( std::move( rule ) );
         } );
   }
-  if ( !acl.rules.empty() )
+  if ( !acl.rules.empty() || document.refusals.count() != 0 )
     document.lists.push_back( std::move( acl ) );
 }
 

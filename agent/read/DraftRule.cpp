@@ -258,12 +258,16 @@ void ListBuilder::sort( Rules & list ) {
 
 void ListBuilder::take( std::vector< Acl > & lists ) {
   const size_t first = lists.size();
+  // A list without rules is left out, unless it had some.
+  const bool refused = document_.refusals.hasRulesOf( head_.name ) &&
+                       std::all_of( std::begin( rules_ ), std::end( rules_ ),
+                                    []( const Rules & each ) { return each.rules.empty(); } );
   for ( const AclKind kind : { AclKind::ipv4, AclKind::ipv6, AclKind::mac } ) {
     sort( rules_[ static_cast< size_t >( kind ) ] );
     auto & [ rules, orders, namedPorts ] = rules_[ static_cast< size_t >( kind ) ];
-    const bool decides = head_.defaultAction != Forwarding::none && kind != AclKind::mac &&
-                         ( scope_.usual & familyOf( kind ) ) != 0;
-    if ( rules.empty() && !decides )
+    const bool usual = ( scope_.usual & familyOf( kind ) ) != 0;
+    const bool decides = head_.defaultAction != Forwarding::none && kind != AclKind::mac && usual;
+    if ( rules.empty() && !decides && !( refused && usual ) )
       continue;
     lists.push_back( head_ );
     lists.back().kind = kind;
@@ -277,11 +281,11 @@ void ListBuilder::take( std::vector< Acl > & lists ) {
     for ( size_t i = first; i < lists.size(); ++i ) {
       lists[ i ].whole = head_.name;
       lists[ i ].name += fmt::format( "-{}", kindName( lists[ i ].kind ) );
+    }
 }
 
 DraftList::DraftList( AclDocument & document, Acl head, std::optional< ListScope > scope )
     : document_( document ), head_( std::move( head ) ) {
-    }
   if ( scope )
     builder_.emplace( document, head_, *scope );
 }
@@ -296,7 +300,10 @@ void DraftList::add( DraftRule draft, U32 order ) {
 
 void DraftList::take() {
   if ( !builder_ )
-    builder_.emplace( document_, head_, inferred_.scope() );
+    builder_.emplace( document_, head_,
+                      drafts_.empty() && document_.refusals.hasRulesOf( head_.name )
+                          ? ListScope{ familyIp, familyIp, false }
+                          : inferred_.scope() );
   for ( const Numbered & each : drafts_ )
     document_.refusals.guard( head_.name, each.draft.rule.name,
                               [ & ] { builder_->add( each.draft, each.order ); } );

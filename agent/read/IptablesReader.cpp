@@ -235,7 +235,8 @@ void IptablesReader::takeLists() {
     const Hook * hook = hookOf( chain.name );
     if ( hook == nullptr )
       continue;
-    if ( !chain.rules.empty() || ( chain.policy == Forwarding::drop && !hasRules( hook->egress ) ) )
+    if ( !chain.rules.empty() || document_.refusals.hasRulesOf( chain.name ) ||
+         ( chain.policy == Forwarding::drop && !hasRules( hook->egress ) ) )
       takeList( i, *hook );
     else
       notes_.add( fmt::format( "the chain {} has no rules and is left out", chain.name ) );

@@ -10,6 +10,8 @@ void Refusals::add( Platform::Place place, const std::string & list, const std::
     const std::string subject = rule.empty() ? list : fmt::format( "{}, {}", list, rule );
     lines_.push_back( Platform::placedMessage( file_, place, subject + ": " + what ) );
   }
+  if ( !rule.empty() )
+    lists_.insert( list );
   if ( stopped() )
     throw Platform::FileError( file_, place, "too many rules are refused" );
 }

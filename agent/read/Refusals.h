@@ -11,6 +11,7 @@
 #pragma once
 
 #include <limits>
+#include <set>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -66,6 +67,7 @@ class Refusals {
 
   const std::string & file() const { return file_; }
   U64 count() const { return count_; }
+  bool hasRulesOf( const std::string & list ) const { return lists_.contains( list ); }
   bool stopped() const { return count_ >= most_; }
   // One for each refusal, the last one for those that are not listed.
   std::vector< std::string > lines() const;
@@ -74,6 +76,7 @@ class Refusals {
   std::string file_;
   U64 most_;
   std::vector< std::string > lines_;
+  std::set< std::string > lists_;  // with refused rules
   U64 count_ = 0;
 };
 

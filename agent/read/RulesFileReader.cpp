@@ -202,7 +202,7 @@ void readRulesFile( const AclSource & source, AclDocument & document ) {
         } );
     ++index;
   }
-  if ( !acl.rules.empty() )
+  if ( !acl.rules.empty() || document.refusals.count() != 0 )
     document.lists.push_back( std::move( acl ) );
 }
 

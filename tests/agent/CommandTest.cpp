@@ -326,6 +326,45 @@ TEST_F( CommandTest, PartialRunsWithoutRefusedRules ) {
                  StartsWith( "{\n  \"partial\": {\n    \"refused\": 2," ) );
 }
 
+// A list without the rules that it had is one of its default action; a file without lists is none.
+TEST_F( CommandTest, PartialKeepsListsWhoseRulesAreAllRefused ) {
+  const std::string loader = R"({ "acl": { "acl-sets": { "acl-set": { "a": { "acl-entries": {
+    "acl-entry": { "1": { "config": { "sequence-id": 1 }, "color": { "red": 1 } } } } } } } } })";
+  const std::string document = R"({ "ietf-access-control-list:acls": { "acl": [ { "name": "a",
+    "type": "TYPE", "aces": { "ace": [ { "name": "r", "color": 1 } ] } } ] } })";
+  const std::string table = R"({ "ACL_TABLE": { "a": { "type": "L3V6", "stage": "INGRESS" } },
+    "ACL_RULE": { "a|r": { "PRIORITY": "1", "COLOR": "1" } } })";
+  const std::regex type( "TYPE" );
+  const struct {
+    std::string text, lists;
+  } cases[] = {
+      { R"({ "rules": [ { "color": 1 } ] })", "l none" },
+      { "@1.2.3.4/8\n", "l none" },
+      { "ip access-list extended a\n permit blue any any\n", "a drop" },
+      { "*filter\n:INPUT ACCEPT [0:0]\n-A INPUT --blue\nCOMMIT\n", "INPUT permit" },
+      { loader, "A-ipv4 drop, A-ipv6 drop" },
+      { std::regex_replace( document, type, "ipv6-acl-type" ), "a none" },
+      { std::regex_replace( document, type, "ipv8-acl-type" ), "" },
+      { table, "a none" },
+  };
+  for ( const auto & c : cases ) {
+    const std::string arguments = " --partial --random 40 --verify --acl " + write( "l", c.text );
+    const Outcome partial = run( "run --json" + arguments );
+    EXPECT_EQ( partial.status, c.lists.empty() ? 2 : 1 ) << c.text << partial.error;
+    if ( partial.status == 2 )
+      continue;
+    const auto report = nlohmann::json::parse( partial.out, nullptr, false );
+    std::string lists;
+    for ( const auto & acl : report[ "acls" ] )
+      lists += ( lists.empty() ? "" : ", " ) + acl.value( "name", "" ) + " " +
+               acl.value( "default", "" );
+    EXPECT_EQ( lists, c.lists ) << c.text;
+    EXPECT_EQ( report[ "partial" ][ "refused" ], 1 ) << c.text;
+    EXPECT_EQ( report[ "packets" ][ "mismatches" ], 0 ) << c.text;
+    EXPECT_THAT( run( "run" + arguments ).out, StartsWith( "PARTIAL: " ) ) << c.text;
+  }
+}
+
 TEST_F( CommandTest, InvalidInputGivesOneLineAndStatus2 ) {
   const std::string good = write( "good", "@1.2.3.4/32 0.0.0.0/0 0 : 65535 0 : 65535 0x00/0x00\n" );
   const std::string bad = write( "bad", "\n@1.2.3.4/32 0.0.0.0/0 0 : 65535 0 : 65535 0x00\n" );

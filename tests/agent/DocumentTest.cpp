@@ -372,8 +372,8 @@ TEST( DocumentTest, ReadsRealDocuments ) {
       { "sonic-acl/acl_rules.json", 2, 15, "" },
       { "sonic-acl/config_tcp_flags_valid_1.json", 2, 2, "" },
       { "sonic-acl/acl_loader_1.json", 13, 19, "" },
-      { "sonic-acl/invalid/config_ip_type_invalid_1.json", 0, 0, ":6:16: acl_test_table" },
-      { "sonic-acl/invalid/illegal_vlan_0.json", 0, 0, ":19:22: DATAACL, RULE_1: \"vlan-id\"" },
+      { "sonic-acl/invalid/config_ip_type_invalid_1.json", 2, 0, ":6:16: acl_test_table" },
+      { "sonic-acl/invalid/illegal_vlan_0.json", 2, 0, ":19:22: DATAACL, RULE_1: \"vlan-id\"" },
   };
   for ( const auto & c : cases ) {
     SCOPED_TRACE( c.file );
