@@ -2,39 +2,20 @@
 
 #include <fmt/core.h>
 
-#include <algorithm>
-#include <cstring>
-
-#include "agent/packets/PacketMaker.h"
 #include "platform/InputError.h"
 
 #ifdef MORVANE_PCAP
 #include <pcap/pcap.h>
 
+#include <algorithm>
+#include <cstring>
 #include <memory>
 #include <span>
+
+#include "agent/packets/PacketMaker.h"
 #endif
 
 namespace Agent {
-
-bool isCapture( std::string_view bytes ) {
-  constexpr std::string_view magics[] = {
-      // pcap with microseconds, with nanoseconds and of patched libpcaps, in both byte orders.
-      "\xA1\xB2\xC3\xD4",
-      "\xD4\xC3\xB2\xA1",
-      "\xA1\xB2\x3C\x4D",
-      "\x4D\x3C\xB2\xA1",
-      "\xA1\xB2\xCD\x34",
-      "\x34\xCD\xB2\xA1",
-      "\x0A\x0D\x0D\x0A",  // pcapng
-      "\x1F\x8B",          // gzip
-      "\x28\xB5\x2F\xFD",  // zstd
-      "snoop",
-      "GMBU",  // Network Monitor
-  };
-  return std::any_of( std::begin( magics ), std::end( magics ),
-                      [ & ]( std::string_view magic ) { return bytes.starts_with( magic ); } );
-}
 
 #ifdef MORVANE_PCAP
 
@@ -152,16 +133,32 @@ const char * wayOut( const std::string & error ) {
              : "extract one: tshark -Y frame.interface_id==0, then editcap -T ether -F nsecpcap";
 }
 
-// Takes ownership of the stream on success.
-Capture openCapture( const std::string & file, std::FILE * stream ) {
+// libpcap's words. It does not know the format of a file that is shorter than its first header.
+constexpr const char * truncated = "truncated";
+constexpr const char * noInterfaces = "no Interface Description Blocks";
+constexpr size_t headerMin = 28;  // of pcapng; that of pcap is 24
+
+[[noreturn]] void fail( const std::string & file, const std::string & what,
+                        const std::string & error, size_t packets ) {
+  if ( error.find( truncated ) != std::string::npos ||
+       error.find( noInterfaces ) != std::string::npos )
+    throw Platform::InputError(
+        file, 0, fmt::format( "the capture is truncated after {} packets", packets ) );
+  throw Platform::InputError( file, 0, fmt::format( "{}: {}; {}", what, error, wayOut( error ) ) );
+}
+
+Capture openCapture( const std::string & file, const std::string & bytes ) {
+  // The cast is safe: libpcap only reads.
+  std::FILE * stream = fmemopen( const_cast< char * >( bytes.data() ), bytes.size(), "rb" );
+  if ( stream == nullptr )
+    throw Platform::InputError( file, 0, std::strerror( errno ) );
   char error[ PCAP_ERRBUF_SIZE ] = {};
   Capture capture(
       pcap_fopen_offline_with_tstamp_precision( stream, PCAP_TSTAMP_PRECISION_NANO, error ),
       pcap_close );
   if ( !capture ) {
     std::fclose( stream );
-    throw Platform::InputError(
-        file, 0, fmt::format( "not a readable capture: {}; {}", error, wayOut( error ) ) );
+    fail( file, "not a readable capture", bytes.size() < headerMin ? truncated : error, 0 );
   }
   return capture;
 }
@@ -175,11 +172,7 @@ U64 nanoseconds( const timeval & stamp ) {
 }  // namespace
 
 PacketFile parseCapture( const std::string & file, const std::string & bytes ) {
-  // The cast is safe: libpcap only reads.
-  std::FILE * stream = fmemopen( const_cast< char * >( bytes.data() ), bytes.size(), "rb" );
-  if ( stream == nullptr )
-    throw Platform::InputError( file, 0, std::strerror( errno ) );
-  const Capture capture = openCapture( file, stream );
+  const Capture capture = openCapture( file, bytes );
   const LinkType * const link = linkType( file, capture.get() );
   PacketFile result;
   std::vector< Packet > & packets = result.packets;
@@ -197,11 +190,9 @@ PacketFile parseCapture( const std::string & file, const std::string & bytes ) {
                                          : ethernetFrame( *link, packet, header->len ),
                          std::max( latest, stamp - std::min( stamp, first ) ) } );
   }
-  if ( status != PCAP_ERROR_BREAK ) {
-    const std::string error = pcap_geterr( capture.get() );
-    throw Platform::InputError(
-        file, 0, fmt::format( "after packet {}: {}; {}", packets.size(), error, wayOut( error ) ) );
-  }
+  if ( status != PCAP_ERROR_BREAK )
+    fail( file, fmt::format( "after packet {}", packets.size() ), pcap_geterr( capture.get() ),
+          packets.size() );
   if ( link != nullptr && !packets.empty() )
     result.madeUp = { file, linkTypeName( link->type ), packets.size() };
   return result;

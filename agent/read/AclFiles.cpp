@@ -6,6 +6,8 @@
 #include <map>
 #include <optional>
 
+#include "agent/read/ForeignFormats.h"
+
 namespace Agent {
 
 namespace {
@@ -67,6 +69,8 @@ AclDocument parseAclText( const AclName & name, const std::string & file, std::s
   source.name = name.text;
   source.file = file;
   source.options = options;
+  if ( isCapture( text ) )
+    throw Platform::InputError( file, {}, "a packet capture; give it with --packets" );
   text.erase( 0, text.size() - Platform::textBody( file, text ).size() );
   source.text = std::move( text );
   if ( source.text.find_first_not_of( " \t\r\n" ) == std::string::npos )

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <span>
 
 namespace Agent {
 
@@ -9,6 +10,30 @@ namespace {
 
 using Platform::JsonNode;
 using Words = std::array< std::string_view, 3 >;
+
+constexpr std::string_view captures[] = {
+    // pcap with microseconds, with nanoseconds and of patched libpcaps, in both byte orders.
+    "\xA1\xB2\xC3\xD4",
+    "\xD4\xC3\xB2\xA1",
+    "\xA1\xB2\x3C\x4D",
+    "\x4D\x3C\xB2\xA1",
+    "\xA1\xB2\xCD\x34",
+    "\x34\xCD\xB2\xA1",
+    "\x0A\x0D\x0D\x0A",  // pcapng
+    "snoop",
+    "GMBU",  // Network Monitor
+};
+
+constexpr std::string_view compressed[] = {
+    "\x1F\x8B",          // gzip
+    "\x28\xB5\x2F\xFD",  // zstd
+};
+
+bool beginsWith( std::string_view bytes, std::span< const std::string_view > magics ) {
+  return std::any_of(
+      magics.begin(), magics.end(),
+      [ & ]( std::string_view magic ) { return bytes.starts_with( magic ); } );
+}
 
 bool isBlank( char c ) {
   return c == ' ' || c == '\t' || c == '\r' || c == '\n';
@@ -71,7 +96,7 @@ const char * foreignText( std::string_view text ) {
     return "a policy of a generator: read what it renders";
   if ( words[ 0 ] == "firewall" || ( words[ 0 ] == "set" && words[ 1 ] == "firewall" ) )
     return "a hierarchical firewall configuration";
-  if ( text.starts_with( "\x1F\x8B" ) )
+  if ( isCompressed( text ) )
     return "a compressed file";
   return nullptr;
 }
@@ -89,6 +114,14 @@ const char * foreignJson( const JsonNode & root ) {
 }
 
 }  // namespace
+
+bool isCapture( std::string_view bytes ) {
+  return beginsWith( bytes, captures );
+}
+
+bool isCompressed( std::string_view bytes ) {
+  return beginsWith( bytes, compressed );
+}
 
 const char * foreignFormat( const AclSource & source ) {
   return source.root == nullptr ? foreignText( source.text ) : foreignJson( *source.root );

@@ -374,6 +374,7 @@ TEST_F( CommandTest, InvalidInputGivesOneLineAndStatus2 ) {
   const std::string field = write( "flow.json", R"({ "use": "flowVxlan", "rules": [ { "udf":
              { "base": "l3Start", "offset": 7, "value": "0x0" } } ] })" );
   const std::string cut = write( "cut", "\xD4\xC3\xB2\xA1\x02" );
+  const std::string binary = write( "binary", "\xD4\xC3\x02" );
   const std::string usage = "morvane-tcam: [^\n]*\n";
   const struct {
     std::string arguments, error;
@@ -403,6 +404,8 @@ TEST_F( CommandTest, InvalidInputGivesOneLineAndStatus2 ) {
                                       "at offset 7 of the L3 header; "
                                       "with flowProtocol 17 it has 42, 46, 50, 58, 62\n" },
       { "run --acl " + good + " --packets " + cut, cut + ":0: [^\n]*\n" },
+      { "run --acl " + cut, cut + ":0: a packet capture; give it with --packets\n" },
+      { "run --packets " + binary, binary + ":0: neither a capture [^\n]* nor a trace[^\n]*\n" },
       { "walk", usage },
       { "inspect groupManager/numPipes", usage },
       { "inspect --set groupManager/numPipe=two", usage },
