@@ -7,6 +7,7 @@
 #include "agent/feature/AclFeature.h"
 #include "agent/feature/AclShares.h"
 #include "agent/feature/FieldCover.h"
+#include "agent/packets/RandomPackets.h"
 #include "agent/report/Progress.h"
 #include "agent/session/SwitchSession.h"
 #include "agent/verify/RateModel.h"
@@ -40,7 +41,7 @@ class RunJob {
       : input_( input ),
         session_( input.platform ),
         feature_( session_.groupManager(), SwitchSession::unit, input.platform, input.portMethod ),
-        ports_( portsToVerify( input.platform.chip, input.acls, input.ports.out ) ),
+        ports_( portsToVerify( input.platform.chip, input.acls, input.ports ) ),
         portMatters_( input.platform.chip.sharedByPipes ||
                       ports_.size() != portOfEveryCopy( input.platform.chip ).size() ) {}
 
@@ -59,6 +60,7 @@ class RunJob {
   AclReport reportAcl( U32 index );
   PortKey portKeyOf( const Acl & acl ) const;
   RuleUse reportRule( const RuleIndex & index );
+  const PortPair & portsOfPacket( U64 index ) const;
   void classify();
   void readGroups();
   std::string usersOf( U32 group ) const;
@@ -81,9 +83,6 @@ RunReport RunJob::run() {
   report_.platform = input_.platform.name;
   report_.description = input_.platform.description;
   report_.unit = SwitchSession::unit;
-  report_.ingressPort = input_.ports.in;
-  if ( hasEgressLists( input_.acls ) )
-    report_.egressPort = input_.ports.out;
   report_.defaultAction = input_.defaultAction;
   report_.remarks = input_.remarks;
   report_.madeUp = input_.packets.madeUp;
@@ -231,13 +230,23 @@ RuleUse RunJob::reportRule( const RuleIndex & index ) {
   return use;
 }
 
+// Kinds of random packets recur every few packets: each of them gets all ports.
+const PortPair & RunJob::portsOfPacket( U64 index ) const {
+  const U64 count = input_.ports.size();
+  return input_.ports[ ( index + index / ( randomKinds * count ) ) % count ];
+}
+
 void RunJob::classify() {
+  const bool leaving = hasEgressLists( input_.acls );
   Replay replay( session_, ruleOf() );
   Progress progress( "packets" );
   for ( const Packet & packet : input_.packets.packets ) {
     progress.at( report_.total, input_.packets.packets.size() );
-    const PacketFate fate = replay.send( packet, input_.ports );
-    ++report_.total;
+    const PortPair & ports = portsOfPacket( report_.total++ );
+    const PacketFate fate = replay.send( packet, ports );
+    report_.ingressPorts.insert( ports.in );
+    if ( leaving )
+      report_.egressPorts.insert( ports.out );
     ++( fate.rules.empty() ? report_.byDefault : report_.matched );
     report_.dropped += fate.drop ? 1 : 0;
     report_.copiedToCpu += fate.copyToCpu ? 1 : 0;

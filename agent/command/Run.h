@@ -35,7 +35,7 @@ struct RunOptions {
   U64 seed = 1;
   U32 packetsPerSecond = 1'000'000;  // for packets without time stamps; above 0
   std::vector< std::string > binds;  // LIST=PORTS[:in|out]
-  // Number or name; empty: the first port that a list of the direction is bound to, or 0.
+  // Number or name; empty: as packetPorts finds.
   std::string ingressPort;
   std::string egressPort;
   Forwarding defaultAction = Forwarding::none;  // of lists that do not state one
@@ -52,7 +52,7 @@ struct RunInput {
   ReaderRemarks remarks;
   PortMethod portMethod = PortMethod::automatic;
   PacketFile packets;
-  PortPair ports;                               // of the packets
+  std::vector< PortPair > ports = { {} };       // of the packets, in turn
   Forwarding defaultAction = Forwarding::none;  // of lists that do not state one
   bool verify = false;
   UsageRequest show;
@@ -77,13 +77,20 @@ void resolvePorts( const Platform::PlatformData & platform, AclDocument & docume
 void applyPolice( const std::vector< std::string > & police, std::vector< Acl > & acls );
 
 // Restricts every rule of a list to the ports that the list is bound to, by its file or by options
-// LIST=PORTS[:in|out], which replace what the file says. LIST names a list or, as in its file, a list
-// that became several; an option that names one of these replaces one that names them all. PORTS: all, or numbers or names of ports
-// and LOW-HIGH with commas. A list that is bound in both directions becomes two, of which the
-// second, for packets that leave, gets ", out" after its name. Throws UsageError, and
-// Platform::InputError for what a file says.
+// LIST=PORTS[:in|out], which replace what the file says. LIST names a list or, as in its file, a
+// list that became several; an option that names one of these replaces one that names them all.
+// PORTS: all, or numbers or names of ports and LOW-HIGH with commas. A list that is bound in both
+// directions becomes two, of which the second, for packets that leave, gets ", out" after its name.
+// Throws UsageError, and Platform::InputError for what a file says.
 void applyBindings( const std::vector< std::string > & binds,
                     const Platform::PlatformData & platform, std::vector< Acl > & acls );
+
+// The ports that packets enter and leave by in turn: those of the options, otherwise the first port
+// of each set of lists of the direction, and of their rules on ports, that packets can meet at a
+// port. Without lists port 0.
+std::vector< PortPair > packetPorts( const RunOptions & options,
+                                     const Platform::PlatformData & platform,
+                                     const std::vector< Acl > & acls );
 
 // Runs the job on a new switch. Call with the activity lock held.
 // - Counters are cleared, if requested, and read after the packets and before verification sends

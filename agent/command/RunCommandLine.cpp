@@ -68,8 +68,8 @@ void addPacketOptions( CLI::App & app, RunOptions & run ) {
       ->capture_default_str()
       ->check( CLI::Range( 1U, packetRateMax ) );
   app.add_option( "--ingress-port", run.ingressPort,
-                  "Ingress port of the packets, a number or name; default: the first port of a "
-                  "list that is bound to packets that enter, or 0" )
+                  "Ingress port of the packets, a number or name; default: in turn, one port for "
+                  "each set of lists and of rules on ports that packets can meet" )
       ->type_name( "PORT" );
   app.add_option( "--egress-port", run.egressPort,
                   "Egress port of the packets, likewise; lists for packets that leave match it" )

@@ -13,7 +13,6 @@
 #include "agent/report/Progress.h"
 #include "platform/InputError.h"
 #include "platform/PlatformLoader.h"
-#include "platform/PortNames.h"
 
 namespace Agent {
 
@@ -106,25 +105,6 @@ void checkPlatform( const RunOptions & options, const RunInput & input ) {
         fmt::format( "--default: {} has no share for IPv4 lists", input.platform.name ) );
 }
 
-// Packets should enter and leave where a list sees them.
-U32 firstBoundPort( const std::vector< Acl > & acls, Direction direction ) {
-  for ( const Acl & acl : acls )
-    if ( acl.direction == direction && !acl.boundPorts.empty() )
-      return acl.boundPorts.front().low;
-  return 0;
-}
-
-U32 packetPort( const char * option, const std::string & text, Direction direction,
-                const RunInput & input ) {
-  if ( text.empty() )
-    return firstBoundPort( input.acls, direction );
-  const auto ports = Platform::portsOf( input.platform, text );
-  if ( !ports || ports->low != ports->high )
-    throw UsageError(
-        fmt::format( "{} {}: {}", option, text, Platform::portsText( input.platform ) ) );
-  return ports->low;
-}
-
 // Packets of the file, then random ones; the built-in example's by default.
 PacketFile readAllPackets( const RunOptions & options, const std::vector< Acl > & acls ) {
   const U64 interval = nanosecondsPerSecond / options.packetsPerSecond;
@@ -159,8 +139,7 @@ RunInput readInput( const RunOptions & options ) {
     readAcls( options, input );
   applyPolice( options.police, input.acls );
   applyBindings( options.binds, input.platform, input.acls );
-  input.ports.in = packetPort( "--ingress-port", options.ingressPort, Direction::in, input );
-  input.ports.out = packetPort( "--egress-port", options.egressPort, Direction::out, input );
+  input.ports = packetPorts( options, input.platform, input.acls );
   checkPlatform( options, input );
   input.packets = readAllPackets( options, input.acls );
   return input;

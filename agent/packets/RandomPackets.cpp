@@ -11,7 +11,6 @@ namespace Agent {
 
 namespace {
 
-constexpr U32 kinds = 4;
 constexpr U64 macMask = 0xFFFFFFFFFFFF;
 
 template < class T >
@@ -71,7 +70,7 @@ std::vector< Frame > RandomPackets::make( U32 count ) {
   std::vector< Frame > frames;
   frames.reserve( count );
   for ( U32 i = 0; i < count; ++i )
-    frames.push_back( makeOne( targets_.empty() ? Kind::anywhere : Kind( i % kinds ) ) );
+    frames.push_back( makeOne( targets_.empty() ? Kind::anywhere : Kind( i % randomKinds ) ) );
   return frames;
 }
 

@@ -7,6 +7,9 @@
 
 namespace Agent {
 
+// Random packets are of so many kinds, in turn.
+inline constexpr U32 randomKinds = 4;
+
 // `count` frames, reproducible for the same seed and rules on every machine. In turn: inside a
 // rule; each field at, or just outside, an end of the rule's interval; inside a rule except for one
 // field; arbitrary. All are arbitrary if there are no rules.

@@ -3,6 +3,7 @@
 
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -74,18 +75,17 @@ struct RunReport {
   std::string platform;
   std::string description;
   U32 unit = 0;
-  U32 ingressPort = 0;
-  std::optional< U32 > egressPort;  // with lists for packets that leave
   // For packets that no rule matches, of lists that do not state an action.
   Forwarding defaultAction = Forwarding::none;
   std::optional< AclResource > defaultShortage;  // why its entries are missing; empty: they are not
   U32 defaultEntries = 0;
   std::vector< AclReport > acls;
 
-  // Packets from the ingress to the egress port.
-  U64 total = 0;
-  U64 matched = 0;    // by a rule
-  U64 byDefault = 0;  // by none
+  U64 total = 0;                 // packets
+  std::set< U32 > ingressPorts;  // by which they entered
+  std::set< U32 > egressPorts;   // by which they leave; empty without lists for such packets
+  U64 matched = 0;               // by a rule
+  U64 byDefault = 0;             // by none
   U64 dropped = 0;
   U64 copiedToCpu = 0;
   U64 mirrored = 0;

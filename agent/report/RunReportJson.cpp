@@ -136,6 +136,8 @@ std::string jsonReport( const RunReport & report ) {
   json[ "default" ] = { { "action", forwardingName( report.defaultAction ) },
                         { "entries", report.defaultEntries } };
   json[ "packets" ] = { { "total", report.total },
+                        { "ingressPorts", report.ingressPorts },
+                        { "egressPorts", report.egressPorts },
                         { "matched", report.matched },
                         { "default", report.byDefault },
                         { "dropped", report.dropped },

@@ -19,6 +19,18 @@ struct RuleRow {
   const RuleUse * use;
 };
 
+using PortRanges = std::vector< FieldRange< U32 > >;
+
+std::string rangesText( const PortRanges & ranges ) {
+  std::string text;
+  for ( const auto & range : ranges ) {
+    text += fmt::format( "{}{}", text.empty() ? "" : ",", range.low );
+    if ( range.high != range.low )
+      text += fmt::format( "-{}", range.high );
+  }
+  return text;
+}
+
 // Requires a shortage.
 std::string shortageText( const AclReport & acl ) {
   const U32 rule = acl.shortage->rule;
@@ -235,14 +247,25 @@ std::string policeText( const RunReport & report ) {
   return any ? "Policed rules, over all pipes\n" + table.text() + "\n" : "";
 }
 
+// "port 4", "ports 0,4-6".
+std::string portsText( const std::set< U32 > & ports ) {
+  PortRanges ranges;
+  for ( const U32 port : ports )
+    if ( ranges.empty() || ranges.back().high + 1 != port )
+      ranges.push_back( { port, port } );
+    else
+      ranges.back().high = port;
+  return fmt::format( "port{} {}", ports.size() == 1 ? "" : "s", rangesText( ranges ) );
+}
+
 std::string packetText( const RunReport & report ) {
   const bool listed = std::any_of( report.acls.begin(), report.acls.end(), []( const auto & acl ) {
     return acl.defaultAction != Forwarding::none;
   } );
-  const std::string where =
-      report.egressPort
-          ? fmt::format( "from port {} to port {}", report.ingressPort, *report.egressPort )
-          : fmt::format( "at port {}", report.ingressPort );
+  const std::string where = report.egressPorts.empty()
+                                ? "at " + portsText( report.ingressPorts )
+                                : fmt::format( "from {} to {}", portsText( report.ingressPorts ),
+                                               portsText( report.egressPorts ) );
   std::string text = fmt::format(
       "Packets {}: {}, of which {} matched a rule and {} met the default ({})\n", where,
       countText( report.total ), countText( report.matched ), countText( report.byDefault ),
@@ -280,13 +303,7 @@ std::string verificationText( const RunReport & report ) {
 }  // namespace
 
 std::string portsText( const AclReport & acl ) {
-  std::string text;
-  for ( const auto & range : acl.ports ) {
-    text += fmt::format( "{}{}", text.empty() ? "" : ",", range.low );
-    if ( range.high != range.low )
-      text += fmt::format( "-{}", range.high );
-  }
-  return text.empty() ? "all" : text;
+  return acl.ports.empty() ? "all" : rangesText( acl.ports );
 }
 
 std::string textReport( const RunReport & report, bool detail ) {

@@ -65,11 +65,16 @@ std::vector< U32 > portOfEveryCopy( const SoftAsic::ChipProfile & chip ) {
 }
 
 std::vector< PortPair > portsToVerify( const SoftAsic::ChipProfile & chip,
-                                       const std::vector< Acl > & acls, U32 egressPort ) {
+                                       const std::vector< Acl > & acls,
+                                       const std::vector< PortPair > & packetPorts ) {
   std::vector< U32 > in = portOfEveryCopy( chip );
-  std::vector< U32 > out = { egressPort };
+  std::vector< U32 > out;
+  for ( const PortPair & ports : packetPorts )
+    if ( std::find( out.begin(), out.end(), ports.out ) == out.end() )
+      out.push_back( ports.out );
   for ( const Acl & acl : acls )
-    for ( const AclRule & rule : acl.rules ) {
+    for ( U32 i = 0; i < acl.size(); ++i ) {
+      const AclRule & rule = acl.rule( i );
       addEnds( chip, rule, FieldId::inPorts, rule.inPorts, in );
       addEnds( chip, rule, FieldId::outPorts, rule.outPorts, out );
     }

@@ -41,11 +41,12 @@ std::vector< U32 > portOfEveryCopy( const SoftAsic::ChipProfile & chip );
 
 // By which packets are verified: they enter by these ports, and by those at and next to the ends of
 // the ranges that rules on ingress ports allow. With lists for packets that leave, they leave by
-// `egressPort` and the ports at and next to the ends of those lists' ranges: by each of them once,
-// at least, after they entered by the first port, by a port that no list is bound to, and by any
-// other.
+// those of `packetPorts` and the ports at and next to the ends of those lists' ranges: by each of
+// them once, at least, after they entered by the first port, by a port that no list is bound to,
+// and by any other.
 std::vector< PortPair > portsToVerify( const SoftAsic::ChipProfile & chip,
-                                       const std::vector< Acl > & acls, U32 egressPort );
+                                       const std::vector< Acl > & acls,
+                                       const std::vector< PortPair > & packetPorts );
 
 // The fields of a packet as rules match them when it leaves by a port.
 FrameFields fieldsLeaving( U32 port, FrameFields fields );

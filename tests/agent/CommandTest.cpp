@@ -66,6 +66,7 @@ TEST_F( CommandTest, ListsAreBoundToPorts ) {
   EXPECT_EQ( bound.status, 0 ) << bound.error;
   const auto report = nlohmann::json::parse( bound.out, nullptr, false );
   EXPECT_EQ( report[ "packets" ][ "mismatches" ], 0 ) << bound.out;
+  EXPECT_EQ( report[ "packets" ][ "ingressPorts" ], nlohmann::json( { 0, 2 } ) );
   EXPECT_EQ( report[ "acls" ][ 0 ][ "ports" ], "2,5-6" );
   EXPECT_EQ( run( lists + " --bind web=all --random 500 --verify" ).status, 0 );
   const Outcome apart =

@@ -7,6 +7,7 @@
 
 #include "agent/packets/PacketFiles.h"
 #include "agent/packets/PacketMaker.h"
+#include "agent/packets/RandomPackets.h"
 #include "agent/read/ClassBenchReader.h"
 #include "tests/agent/TestSwitch.h"
 
@@ -37,7 +38,7 @@ RunInput input() {
                   makeFrame( { 0x03000001, 5, protocolTcp, 1000, 5, 0, 0 } ) },
                 1000 );
   input.packets.madeUp = { "raw.pcap", "RAW", 4 };
-  input.ports.in = 13;  // pipe 1, copy 1
+  input.ports = { { 13, 0 } };  // pipe 1, copy 1
   input.defaultAction = Forwarding::drop;
   input.verify = true;
   return input;
@@ -79,7 +80,7 @@ TEST( RunTest, ReportsListsPacketsAndUsage ) {
             "sourcePorts 1-65534: 30 prefixes x destinationPorts 1-65534: 30 prefixes", "sourcePorts": "prefixes",
             "destinationPorts": "prefixes", "packets": 0, "bytes": 0 } ] } ],
       "default": { "action": "drop", "entries": 1 },
-      "packets": { "total": 4, "matched": 3, "default": 1, "dropped": 1,
+      "packets": { "total": 4, "ingressPorts": [ 13 ], "egressPorts": [], "matched": 3, "default": 1, "dropped": 1,
         "copiedToCpu": 0, "mirrored": 0, "mismatches": 0,
         "madeUpEthernetHeaders": { "packets": 4, "file": "raw.pcap", "linkType": "RAW" } },
       "rangeCheckers": 0 })" ) );
@@ -98,6 +99,52 @@ TEST( RunTest, ReportsListsPacketsAndUsage ) {
   EXPECT_LT( text.find( "Ports=80-81 " ), text.find( "Ports=1024-65535 " ) );
   EXPECT_EQ( text.find( "Ports=7 " ), std::string::npos );
   EXPECT_THAT( textReport( report, true ), HasSubstr( "Ports=7 " ) );
+}
+
+// Packets enter and leave by a port for each set of lists and of rules on ports.
+TEST( RunTest, PacketsEnterByThePortsOfLists ) {
+  const Platform::PlatformData platform = testPlatform( { .pipes = 2 } );
+  const struct {
+    std::vector< std::string > binds;
+    const char * ports;  // entered > left by
+  } cases[] = {
+      { {}, "0>0 4>0" },
+      { { "a=9" }, "0>0 4>0 9>0" },
+      { { "a=9", "b=all:out" }, "9>0" },
+      { { "a=2-9", "b=3-6" }, "2>0 3>0 4>0" },
+      { { "a=2-5", "b=8,9" }, "2>0 8>0" },
+      { { "a=2-5", "a=7:out", "b=3-5:out" }, "2>3 2>7" },
+      { { "a=2-5", "b=8", "a=1-7:out", "b=3-4:out" }, "2>1 8>3 2>3 8>1" },
+  };
+  for ( const auto & c : cases ) {
+    std::vector< Acl > acls = { plainAcl( 2 ), plainAcl( 2 ) };
+    acls[ 0 ].name = "a";
+    acls[ 1 ].name = "b";
+    setRanges( acls[ 1 ].rules[ 1 ], FieldId::inPorts,
+               std::vector< AnyRange >{ { 4, 4 }, { 8, 9 } } );
+    applyBindings( c.binds, platform, acls );
+    std::string ports;
+    for ( const PortPair & pair : packetPorts( {}, platform, acls ) )
+      ports += fmt::format( "{}{}>{}", ports.empty() ? "" : " ", pair.in, pair.out );
+    EXPECT_EQ( ports, c.ports ) << testing::PrintToString( c.binds );
+  }
+  // The rules of both lists are hit.
+  RunInput in = input();
+  in.platform = Platform::loadPlatform( "large" );
+  in.acls = { plainAcl( 1 ), plainAcl( 1 ) };
+  in.acls[ 1 ].name = "b";
+  applyBindings( { "plain=2-3", "b=7" }, in.platform, in.acls );
+  in.ports = packetPorts( {}, in.platform, in.acls );
+  in.packets = {};
+  appendFrames( in.packets.packets, randomFrames( in.acls, 1, 64 ), 1000 );
+  const json report = json::parse( jsonReport( runLocked( in ) ) );
+  EXPECT_EQ( report[ "packets" ][ "ingressPorts" ], json( { 2, 7 } ) );
+  EXPECT_EQ( report[ "packets" ][ "mismatches" ], 0 );
+  const auto hits = [ & ]( int acl ) -> U64 {
+    return report[ "acls" ][ acl ][ "ruleUse" ][ 0 ][ "packets" ];
+  };
+  EXPECT_GT( hits( 0 ), 8U );
+  EXPECT_GT( hits( 1 ), 8U );
 }
 
 // The list that does not fit fills the tables before rollback.
