@@ -54,6 +54,11 @@ TEST_F( CommandTest, RunsTheExampleWithoutArguments ) {
   EXPECT_THAT( outcome.out, HasSubstr( "Busiest rules" ) );
   EXPECT_EQ( run( "run --platform shared --verify --show detail" ).status, 0 );
   EXPECT_THAT( run( "platforms" ).out, HasSubstr( "large" ) );
+  const Outcome tap = run( "run --random 100 --verify --acl " +
+                           write( "tap.json", R"({ "type": "ipv6", "use": "mirror",
+                                  "mirrorPort": 5, "rules": [ { "protocol": "udp" } ] })" ) );
+  EXPECT_EQ( tap.status, 0 ) << tap.error;
+  EXPECT_THAT( tap.out, HasSubstr( "\n  mirrored: " ) );
 }
 
 TEST_F( CommandTest, ListsAreBoundToPorts ) {
