@@ -36,7 +36,8 @@ void addRuleOptions( CLI::App & app, RunOptions & run ) {
          "--bind", run.binds,
          "Bind a list to ports, in place of what its file says: all, or numbers or names of "
          "ports and LOW-HIGH with commas; packets that enter by them (in, the default) or "
-         "leave by them (out); repeatable, also for one list" )
+         "leave by them (out); a list that was split by address family is bound whole by its name "
+         "in the file; repeatable, also for one list" )
       ->type_name( "LIST=PORTS[:in|out]" )
       ->take_all()
       ->allow_extra_args( false );
@@ -72,7 +73,7 @@ void addPacketOptions( CLI::App & app, RunOptions & run ) {
                   "each set of lists and of rules on ports that packets can meet" )
       ->type_name( "PORT" );
   app.add_option( "--egress-port", run.egressPort,
-                  "Egress port of the packets, likewise; lists for packets that leave match it" )
+                  "Egress port of the packets, likewise for lists for packets that leave" )
       ->type_name( "PORT" );
 }
 
@@ -112,7 +113,8 @@ void addAclOptions( CLI::App & app, RunOptions & run ) {
          "tcp-flags" )
       ->check( CLI::IsMember( { "tcp-flags" } ) );
   app.add_flag( "--partial", run.partial,
-                "Run without the rules that are refused; the exit status is then 1" );
+                "Run without the rules that are refused; a list of none but these has its default "
+                "action; the exit status is then 1" );
   addRuleOptions( app, run );
 }
 
