@@ -4,9 +4,9 @@
 
 #include <nlohmann/json.hpp>
 #include <set>
-#include <tuple>
 
 #include "agent/feature/AclShares.h"
+#include "agent/feature/RangeChoice.h"
 #include "agent/report/OutputFile.h"
 #include "agent/report/Progress.h"
 #include "agent/text/TextTable.h"
@@ -14,19 +14,6 @@
 namespace Agent {
 
 namespace {
-
-using PlacedRange = std::tuple< FieldId, U32, U32 >;
-
-// Checkers that the rule can have; the ranges are added to `ranges`.
-RangeCheckers wantedCheckers( const AclRule & rule, std::set< PlacedRange > & ranges ) {
-  const auto wanted = [ & ]( FieldId ports ) -> U32 {
-    const auto range = checkerRange( ports, rule );
-    if ( range )
-      ranges.emplace( ports, range->low, range->high );
-    return range ? 1 : 0;
-  };
-  return { wanted( FieldId::sourcePorts ), wanted( FieldId::destinationPorts ) };
-}
 
 std::string countTable( const std::vector< ListCount > & counts ) {
   TextTable table(
@@ -61,15 +48,17 @@ ListCount countList( const Platform::PlatformData & platform, const Acl & acl ) 
   const bool checkers = matchesRanges( platform, share );
   std::set< PlacedRange > ranges;
   ListCount count = { acl.name, acl.kind, acl.rules.size(), 0, 0, 0, share.size };
+  const auto one = []( const PlacedRange & ) { return 1U; };
   Progress progress( "counting" );
   for ( U32 i = 0; i < acl.size(); ++i ) {
     progress.at( i, acl.size() );
     const AclRule & rule = acl.rule( i );
     const U64 expanded = EntryPlan( acl, rule, {}, ports ).size();
-    const RangeCheckers wanted = checkers ? wantedCheckers( rule, ranges ) : RangeCheckers();
-    const bool same = wanted.source == 0 && wanted.destination == 0;
+    const auto wanted = checkers ? checkerRanges( rule ) : std::vector< PlacedRange >();
+    ranges.insert( wanted.begin(), wanted.end() );
     count.expanded += expanded;
-    count.withChecker += same ? expanded : EntryPlan( acl, rule, wanted, ports ).size();
+    count.withChecker +=
+        wanted.empty() ? expanded : EntryPlan( acl, rule, checkersBy( rule, one ), ports ).size();
   }
   count.ranges = ranges.size();
   return count;

@@ -40,7 +40,8 @@ class RunJob {
   explicit RunJob( const RunInput & input )
       : input_( input ),
         session_( input.platform ),
-        feature_( session_.groupManager(), SwitchSession::unit, input.platform, input.portMethod ),
+        feature_( session_.groupManager(), SwitchSession::unit, input.platform,
+                  rangeChoice( input.portMethod, input.platform, input.acls ) ),
         ports_( portsToVerify( input.platform.chip, input.acls, input.ports ) ),
         portMatters_( input.platform.chip.sharedByPipes ||
                       ports_.size() != portOfEveryCopy( input.platform.chip ).size() ) {}

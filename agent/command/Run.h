@@ -27,7 +27,8 @@ struct RunOptions {
   const AclFormat * format = nullptr;  // null: by content
   bool partial = false;                // run without refused rules
   ReaderOptions reader;
-  bool boundLists = true;  // refuse lists that no share of the platform can hold
+  bool boundLists = true;      // refuse lists that no share of the platform can hold
+  bool supportedLists = true;  // refuse lists that the platform does not support
   PortMethod ports = PortMethod::automatic;
   std::vector< std::string > police;  // RULE:RATE[:BURST]
   std::string packets;                // capture or trace; empty: none

@@ -19,12 +19,14 @@ void addRuleOptions( CLI::App & app, RunOptions & run ) {
          "--ports",
          [ &run ]( const std::string & method ) {
            run.ports = method == "auto"       ? PortMethod::automatic
+                       : method == "best"     ? PortMethod::best
                        : method == "checkers" ? PortMethod::checkers
                                               : PortMethod::expand;
          },
          "How port ranges are matched: checkers, by range checkers only; expand, by prefixes; "
-         "auto, by range checkers while available" )
-      ->check( CLI::IsMember( { "checkers", "expand", "auto" } ) );
+         "auto, by range checkers while available; best, by range checkers for the ranges that "
+         "save most entries" )
+      ->check( CLI::IsMember( { "checkers", "expand", "auto", "best" } ) );
   app.add_option(
          "--police", run.police,
          "Drop packets of a rule above a rate: RULE is an index from 0, or LIST/INDEX; RATE is "
@@ -92,16 +94,7 @@ void addReportOptions( CLI::App & app, RunOptions & run ) {
       ->allow_extra_args( false );
 }
 
-}  // namespace
-
-void addAclOptions( CLI::App & app, RunOptions & run ) {
-  app.add_option( "--platform", run.platform, "Built-in platform, or a platform file (JSON)" )
-      ->capture_default_str();
-  app.add_option( "--acl", run.acls,
-                  "Access list, FILE or NAME=FILE; repeatable, in order of precedence; default: "
-                  "the built-in example" )
-      ->take_all()
-      ->allow_extra_args( false );
+void addReaderOptions( CLI::App & app, RunOptions & run ) {
   app.add_option_function< std::string >(
          "--format", [ &run ]( const std::string & name ) { run.format = formatNamed( name ); },
          "Format of the access lists: auto, by content, or one of " + formatList() )
@@ -115,6 +108,31 @@ void addAclOptions( CLI::App & app, RunOptions & run ) {
   app.add_flag( "--partial", run.partial,
                 "Run without the rules that are refused; a list of none but these has its default "
                 "action; the exit status is then 1" );
+}
+
+}  // namespace
+
+void addPlatformOption( CLI::App & app, RunOptions & run ) {
+  app.add_option( "--platform", run.platform, "Built-in platform, or a platform file (JSON)" )
+      ->capture_default_str();
+}
+
+void addAclOptions( CLI::App & app, RunOptions & run ) {
+  addPlatformOption( app, run );
+  app.add_option( "--acl", run.acls,
+                  "Access list, FILE or NAME=FILE; repeatable, in order of precedence; default: "
+                  "the built-in example" )
+      ->take_all()
+      ->allow_extra_args( false );
+  addReaderOptions( app, run );
+  addRuleOptions( app, run );
+}
+
+void addListArguments( CLI::App & app, RunOptions & run ) {
+  app.add_option( "LIST", run.acls,
+                  "Access lists, FILE or NAME=FILE, in order of precedence; default: the built-in "
+                  "example" );
+  addReaderOptions( app, run );
   addRuleOptions( app, run );
 }
 

@@ -140,7 +140,8 @@ RunInput readInput( const RunOptions & options ) {
   applyPolice( options.police, input.acls );
   applyBindings( options.binds, input.platform, input.acls );
   input.ports = packetPorts( options, input.platform, input.acls );
-  checkPlatform( options, input );
+  if ( options.supportedLists )
+    checkPlatform( options, input );
   input.packets = readAllPackets( options, input.acls );
   return input;
 }

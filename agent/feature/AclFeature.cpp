@@ -7,11 +7,11 @@
 namespace Agent {
 
 AclFeature::AclFeature( Morvane::MorvaneTcamGroupManager & groupManager, U32 unit,
-                        const Platform::PlatformData & platform, PortMethod method )
+                        const Platform::PlatformData & platform, RangeChoice choice )
     : groupManager_( groupManager ),
       unit_( unit ),
       platform_( platform ),
-      method_( method ),
+      choice_( std::move( choice ) ),
       policersLeft_( platform.chip.policers ) {}
 
 AclFeature::Table & AclFeature::tableOf( const ListClass & lists ) {
@@ -20,11 +20,13 @@ AclFeature::Table & AclFeature::tableOf( const ListClass & lists ) {
   if ( found != tables_.end() )
     return *found;
   tables_.push_back( { lists, std::make_unique< AclTable >( groupManager_, unit_, platform_, lists,
-                                                            method_, policersLeft_ ) } );
+                                                            choice_, policersLeft_ ) } );
   tables_.back().table->onRuleIs( [ this ] {
     if ( onRule_ )
       onRule_();
   } );
+  if ( wantsFitting_ )
+    tables_.back().table->wantFitting();
   // Higher groups of a stage take precedence.
   std::sort( tables_.begin(), tables_.end(), []( const Table & a, const Table & b ) {
     return a.lists.direction != b.lists.direction ? a.lists.direction == Direction::in

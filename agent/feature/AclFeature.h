@@ -25,10 +25,16 @@ class AclFeature {
  public:
   // `platform` must outlive the feature.
   AclFeature( Morvane::MorvaneTcamGroupManager & groupManager, U32 unit,
-              const Platform::PlatformData & platform, PortMethod method );
+              const Platform::PlatformData & platform, RangeChoice choice );
 
   // Called after each rule that is programmed.
   void onRuleIs( std::function< void() > onRule ) { onRule_ = std::move( onRule ); }
+
+  // Determines how much of a list fits that does not (AclShortage::fitting).
+  void wantFitting() { wantsFitting_ = true; }
+
+  // What a list, which the platform must support, could get now.
+  AclRoom room( const Acl & acl ) { return tableOf( classOf( acl ) ).table->room( acl ); }
 
   // Programs a list, which the platform must support (listFault) and which must outlive the
   // feature. Returns nothing if it fits; otherwise calls `whenFull` before rolling it back. Throws
@@ -72,13 +78,14 @@ class AclFeature {
   Morvane::MorvaneTcamGroupManager & groupManager_;
   const U32 unit_;
   const Platform::PlatformData & platform_;
-  const PortMethod method_;
+  const RangeChoice choice_;
   U32 policersLeft_;
   std::vector< Table > tables_;
   std::vector< const Acl * > acls_;
   std::vector< std::optional< AclShortage > > shortages_;  // by list
   Policy policy_;
   std::function< void() > onRule_;
+  bool wantsFitting_ = false;
 };
 
 }  // namespace Agent

@@ -42,11 +42,11 @@ const char * resourceName( AclResource resource ) {
 
 AclTable::AclTable( Morvane::MorvaneTcamGroupManager & groupManager, U32 unit,
                     const Platform::PlatformData & platform, const ListClass & lists,
-                    PortMethod method, U32 & policersLeft )
+                    const RangeChoice & choice, U32 & policersLeft )
     : groupManager_( groupManager ),
       unit_( unit ),
       kind_( lists.kind ),
-      method_( method ),
+      choice_( choice ),
       matchesRanges_( matchesRanges( platform, *shareOf( platform, lists ) ) ),
       portKey_( portKey( platform, *shareOf( platform, lists ), kind_ ) ),
       manager_( groupManager.entryManager( shareOf( platform, lists )->assignment ) ),
@@ -59,10 +59,12 @@ std::optional< AclShortage > AclTable::addAcl( const Acl & acl, U32 index,
                                                const std::function< void() > & whenFull ) {
   groupRebuilt_ = false;
   try {
-    const auto shortage = programAcl( acl, index );
+    auto shortage = programAcl( acl, index );
     if ( shortage ) {
       if ( whenFull )
         whenFull();
+      if ( wantsFitting_ )
+        shortage->fitting = fittingRules( acl, index );
       rollBack( index );
     }
     return shortage;
@@ -117,6 +119,34 @@ void AclTable::clear() {
     dropLastRule();
 }
 
+// Drops rules until those that are left fit. A group that was rebuilt for a rule that is dropped
+// would be wider than the list needs.
+U32 AclTable::fittingRules( const Acl & acl, U32 index ) {
+  while ( !rules_.empty() && rules_.back().index.acl == index ) {
+    const U32 left = rules_.back().index.rule;
+    if ( groupRebuilt_ )
+      unprogramAll();
+    dropLastRule();
+    if ( acl.size() == acl.rules.size() ? !programRest()
+                                        : fitsAsLast( acl, { index, acl.size() - 1 } ) )
+      return left;
+  }
+  return 0;
+}
+
+// Leaves the rule out again if it does not fit.
+bool AclTable::fitsAsLast( const Acl & acl, const RuleIndex & index ) {
+  ProgrammedRule & rule = rules_.emplace_back();
+  rule.acl = &acl;
+  rule.index = index;
+  if ( !acquire( rule ) && !programRest() )
+    return true;
+  if ( groupRebuilt_ )
+    unprogramAll();
+  dropLastRule();
+  return false;
+}
+
 // The list that does not fit is the last one. A group that was rebuilt for it is created again
 // without it, with the previous key width.
 void AclTable::rollBack( U32 index ) {
@@ -152,10 +182,17 @@ void AclTable::dropLastRule() {
   programmed_ = std::min( programmed_, rules_.size() );
 }
 
+AclRoom AclTable::room( const Acl & acl ) {
+  if ( !groupIsLive() )
+    fields_.prepareGroup( acl );
+  return { manager_->endEntry() - manager_->baseEntry() - static_cast< U32 >( owners_.size() ),
+           groupManager_.entriesAvailable( unit_, group() ) };
+}
+
 // --- Rules -----------------------------------------------------------------------------------
 
 std::optional< AclResource > AclTable::acquire( ProgrammedRule & rule ) {
-  const auto checkers = getCheckers( *manager_, unit_, rule.rule(), method_, matchesRanges_ );
+  const auto checkers = getCheckers( *manager_, unit_, rule.rule(), choice_, matchesRanges_ );
   if ( !checkers )
     return AclResource::rangeCheckers;
   rule.checkers = *checkers;

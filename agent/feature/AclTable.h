@@ -13,6 +13,7 @@
 // Locking: call with the activity lock held; the library and the SDK calls drop it.
 #pragma once
 
+#include <algorithm>
 #include <functional>
 #include <optional>
 #include <string>
@@ -43,6 +44,15 @@ const char * resourceName( AclResource resource );
 struct AclShortage {
   U32 rule = 0;  // index in the list; its size: the default action
   AclResource resource = AclResource::entries;
+  // Leading rules of the list that fit, with its default action; only if it is wanted.
+  U32 fitting = 0;
+};
+
+// Entries that a list could still get; the least of both.
+struct AclRoom {
+  U32 share = 0;  // that its share has left
+  U32 chip = 0;   // that its group has free, in slices that it has or can take
+  U32 entries() const { return std::min( share, chip ); }
 };
 
 // Counters of a rule over all its entries, pipes and copies; 0 if not counted.
@@ -78,11 +88,17 @@ struct ProgrammedRule {
 class AclTable {
  public:
   // The platform must have the share (shareOf) and support the lists (listFault), which are all
-  // of the class. `policersLeft` counts the chip's free policers over all
-  // tables: the library asserts if there is none.
+  // of the class. `policersLeft` counts the chip's free policers over all tables: the library
+  // asserts if there is none. Both references must outlive the table.
   AclTable( Morvane::MorvaneTcamGroupManager & groupManager, U32 unit,
-            const Platform::PlatformData & platform, const ListClass & lists, PortMethod method,
-            U32 & policersLeft );
+            const Platform::PlatformData & platform, const ListClass & lists,
+            const RangeChoice & choice, U32 & policersLeft );
+
+  // Determines how much of a list fits that does not (AclShortage::fitting).
+  void wantFitting() { wantsFitting_ = true; }
+
+  // Before a list is added.
+  AclRoom room( const Acl & acl );
 
   // Called after each rule.
   void onRuleIs( std::function< void() > onRule ) { onRule_ = std::move( onRule ); }
@@ -132,6 +148,8 @@ class AclTable {
                                          const Kiv::Ptr< Morvane::StatTypes > & statTypes,
                                          const std::function< void( U32 ) > & program );
   AclResource shortage();
+  U32 fittingRules( const Acl & acl, U32 index );
+  bool fitsAsLast( const Acl & acl, const RuleIndex & rule );
   void rollBack( U32 index );
   void dropList( U32 index );
   void dropLastRule();
@@ -146,7 +164,7 @@ class AclTable {
   Morvane::MorvaneTcamGroupManager & groupManager_;
   const U32 unit_;
   const AclKind kind_;
-  const PortMethod method_;
+  const RangeChoice & choice_;
   const bool matchesRanges_;  // the group can match range checker results
   const PortKey portKey_;
   Kiv::Ptr< Morvane::MorvaneBoundedTcamEntryManager > manager_;
@@ -158,6 +176,7 @@ class AclTable {
   std::vector< EntryOwner > owners_;     // by entry id, from the share's first on
   std::vector< std::pair< U32, AclShortage > > lost_;
   std::function< void() > onRule_;
+  bool wantsFitting_ = false;
 };
 
 }  // namespace Agent

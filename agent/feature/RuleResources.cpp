@@ -27,22 +27,20 @@ bcm_policer_config_t configOf( const PoliceRate & rate ) {
 }  // namespace
 
 std::optional< RangeCheckers > getCheckers( Morvane::MorvaneTcamEntryManager & manager, U32 unit,
-                                            const AclRule & rule, PortMethod method,
+                                            const AclRule & rule, const RangeChoice & choice,
                                             bool groupMatches ) {
   bool refused = false;
-  const auto get = [ & ]( FieldId ports, U32 direction ) -> U32 {
-    const auto range = checkerRange( ports, rule );
-    if ( method == PortMethod::expand || !range )
+  const RangeCheckers checkers = checkersBy( rule, [ & ]( const PlacedRange & range ) -> U32 {
+    if ( !choice.wantsChecker( range ) )
       return 0;
+    const U32 direction =
+        range.ports == FieldId::sourcePorts ? BCM_FIELD_RANGE_SRCPORT : BCM_FIELD_RANGE_DSTPORT;
     const U32 checker =
-        groupMatches ? manager.getRangeChecker( unit, descOf( *range, direction ) ) : 0;
+        groupMatches ? manager.getRangeChecker( unit, descOf( range.range, direction ) ) : 0;
     refused = refused || checker == 0;
     return checker;
-  };
-  RangeCheckers checkers;
-  checkers.source = get( FieldId::sourcePorts, BCM_FIELD_RANGE_SRCPORT );
-  checkers.destination = get( FieldId::destinationPorts, BCM_FIELD_RANGE_DSTPORT );
-  if ( !refused || method != PortMethod::checkers )
+  } );
+  if ( !refused || choice.method != PortMethod::checkers )
     return checkers;
   releaseCheckers( manager, unit, rule, checkers );
   return std::nullopt;

@@ -6,22 +6,16 @@
 
 #include <optional>
 
-#include "agent/feature/AclCompiler.h"
+#include "agent/feature/RangeChoice.h"
 #include "morvane/MorvaneTcamGroupManager.h"
 
 namespace Agent {
 
-// How port ranges are matched.
-enum class PortMethod {
-  expand,     // to prefixes
-  checkers,   // by range checkers; without a free one the rule does not fit
-  automatic,  // by range checkers while available, then by prefixes
-};
-
-// Range checkers for those ranges of a rule that take several prefixes. Empty, with none held, if
-// the method requires one and none is free. `groupMatches`: the group supports range checkers.
+// Range checkers for those ranges of a rule that take several prefixes and are to have one. Empty,
+// with none held, if the method requires one and none is free. `groupMatches`: the group supports
+// range checkers.
 std::optional< RangeCheckers > getCheckers( Morvane::MorvaneTcamEntryManager & manager, U32 unit,
-                                            const AclRule & rule, PortMethod method,
+                                            const AclRule & rule, const RangeChoice & choice,
                                             bool groupMatches );
 void releaseCheckers( Morvane::MorvaneTcamEntryManager & manager, U32 unit, const AclRule & rule,
                       const RangeCheckers & checkers );
