@@ -147,6 +147,9 @@ struct SliceView {
   WideMode mode = WideMode::single;   // of the owner
   U32 rows = 0;                       // in `mode`
   std::map< U32, U32 > entries = {};  // entry ids by row; same for both slices of a pair
+
+  // Key bits of a row.
+  U32 rowBits() const { return mode == WideMode::single ? keyBits : 2 * keyBits; }
 };
 
 struct ControlsView {

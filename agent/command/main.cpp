@@ -5,7 +5,9 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
+#include "agent/command/CostCommand.h"
 #include "agent/command/CountCommand.h"
+#include "agent/command/FitCommand.h"
 #include "agent/command/Inspect.h"
 #include "agent/command/MapCommand.h"
 #include "agent/command/Run.h"
@@ -14,6 +16,7 @@
 #include "agent/report/OutputFile.h"
 #include "agent/report/PlatformList.h"
 #include "agent/session/SwitchSession.h"
+#include "agent/verdict/WhatIf.h"
 #include "kiv/Lock.h"
 #include "platform/InputError.h"
 
@@ -71,6 +74,28 @@ int inspectCommand( const Agent::RunOptions & options, const Agent::InspectOptio
   return unfit.empty() && input.remarks.refused == 0 ? exitSuccess : exitDifference;
 }
 
+void addCostOptions( CLI::App & app, Agent::RunOptions & run, Agent::CostOptions & cost ) {
+  Agent::addPlatformOption( app, run );
+  app.add_flag( "--all", cost.all,
+                "Show every rule of several entries and every range, not only ten" );
+  app.add_flag( "--json", cost.json, "Write one JSON object instead of tables" );
+}
+
+void addFitOptions( CLI::App & app, Agent::FitOptions & fit ) {
+  app.add_option( "--platform", fit.platforms,
+                  "Built-in platform, or a platform file (JSON); repeatable; default: large" )
+      ->take_all()
+      ->allow_extra_args( false );
+  app.add_option(
+         "--what-if", fit.changes,
+         "Change the platforms or a list first: one of " + Agent::whatIfNames() +
+             "=N, +N or -N, or list:NAME*N, which repeats the rules of a list; repeatable" )
+      ->type_name( "CHANGE" )
+      ->take_all()
+      ->allow_extra_args( false );
+  app.add_flag( "--json", fit.json, "Write one JSON object instead of tables" );
+}
+
 int fail( std::string message ) {
   std::replace( message.begin(), message.end(), '\n', ' ' );
   Agent::printError( message );
@@ -102,6 +127,16 @@ int command( int argc, char ** argv ) {
       "count", "Count the rules and TCAM entries of access lists of any length" );
   Agent::addAclOptions( *count, runOptions );
   count->add_flag( "--json", countJson, "Write one JSON object instead of a table" );
+  Agent::CostOptions costOptions;
+  CLI::App * cost = app.add_subcommand(
+      "cost", "Say which entries and range checkers the rules of access lists take, and why" );
+  Agent::addListArguments( *cost, runOptions );
+  addCostOptions( *cost, runOptions, costOptions );
+  Agent::FitOptions fitOptions;
+  CLI::App * fit = app.add_subcommand(
+      "fit", "Say whether access lists fit platforms, what binds, and what would make them fit" );
+  Agent::addListArguments( *fit, runOptions );
+  addFitOptions( *fit, fitOptions );
   CLI::App * platforms = app.add_subcommand( "platforms", "List the built-in platforms" );
   try {
     app.parse( argc, argv );
@@ -116,6 +151,10 @@ int command( int argc, char ** argv ) {
     return mapCommand( runOptions, mapOptions ) ? exitSuccess : exitDifference;
   if ( count->parsed() )
     return Agent::countCommand( runOptions, countJson ) ? exitSuccess : exitDifference;
+  if ( cost->parsed() )
+    return Agent::costCommand( runOptions, costOptions ) ? exitSuccess : exitDifference;
+  if ( fit->parsed() )
+    return Agent::fitCommand( runOptions, fitOptions ) ? exitSuccess : exitDifference;
   if ( platforms->parsed() ) {
     Agent::printOutput( Agent::platformsText() );
     return exitSuccess;

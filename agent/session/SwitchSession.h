@@ -32,6 +32,7 @@ class SwitchSession {
 
   const Platform::PlatformData & platform() const { return platform_.data(); }
   SoftAsic::SoftAsic & chip() { return chip_; }
+  const SoftAsic::SoftAsic & chip() const { return chip_; }
   Morvane::MorvaneTcamGroupManager & groupManager() { return *groupManager_; }
 
   // Polled by the caller; each poll updates the table.

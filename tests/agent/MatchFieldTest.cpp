@@ -1,7 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <random>
-
 #include "agent/acl/Names.h"
 #include "agent/acl/RuleText.h"
 #include "agent/feature/AclShares.h"
@@ -15,17 +13,6 @@ namespace Agent {
 namespace {
 
 using testing::IsEmpty;
-
-class Random {
- public:
-  explicit Random( U32 seed ) : engine_( seed ) {}
-
-  U32 below( U32 end ) { return static_cast< U32 >( engine_() ) % end; }
-  U64 word() { return U64{ engine_() } << 32 | engine_(); }
-
- private:
-  std::mt19937 engine_;
-};
 
 FieldBits lowBits( U32 count ) {
   const auto half = []( U32 bits ) { return bits >= 64 ? ~U64{ 0 } : ( U64{ 1 } << bits ) - 1; };

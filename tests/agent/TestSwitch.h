@@ -4,6 +4,7 @@
 #include <fmt/core.h>
 #include <gtest/gtest.h>
 
+#include <random>
 #include <string>
 
 #include "agent/feature/AclFeature.h"
@@ -17,6 +18,17 @@
 namespace Agent {
 
 constexpr U32 unit = SwitchSession::unit;
+
+class Random {
+ public:
+  explicit Random( U32 seed ) : engine_( seed ) {}
+
+  U32 below( U32 end ) { return static_cast< U32 >( engine_() ) % end; }
+  U64 word() { return U64{ engine_() } << 32 | engine_(); }
+
+ private:
+  std::mt19937 engine_;
+};
 
 struct ChipSize {
   U32 pipes = 1;

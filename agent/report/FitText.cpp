@@ -1,0 +1,86 @@
+#include <fmt/format.h>
+
+#include "agent/report/FitReport.h"
+#include "agent/text/TextTable.h"
+
+namespace Agent {
+
+namespace {
+
+std::string percentText( U64 used, U64 total ) {
+  return fmt::format( "{}%", used * 100 / total );
+}
+
+std::string bindingOf( const ListVerdict & list ) {
+  if ( !list.fault.empty() )
+    return "not supported";
+  return list.shortage ? resourceName( list.shortage->resource ) : "";
+}
+
+std::string verdictTable( const std::vector< FitReport > & reports ) {
+  TextTable table( { "platform", "list", "fits", ">rules", ">needs", ">available", ">share left",
+                     ">chip left", ">short by", "binding" } );
+  for ( const FitReport & report : reports )
+    for ( const ListVerdict & list : report.lists ) {
+      const bool known = list.fault.empty();
+      const auto count = [ known ]( U64 number ) {
+        return known ? countText( number ) : std::string( "-" );
+      };
+      table.add( { report.platform, list.acl->name, list.fits() ? "yes" : "no",
+                   countText( list.acl->rules.size() ), count( list.needed ),
+                   count( list.room.entries() ), count( list.room.share ), count( list.room.chip ),
+                   list.shortBy ? countText( *list.shortBy ) : "", bindingOf( list ) } );
+    }
+  return table.text();
+}
+
+std::string adviceOn( const ListVerdict & list ) {
+  const std::string & name = list.acl->name;
+  if ( !list.fault.empty() )
+    return fmt::format( "  {}: {}\n", name, list.fault );
+  if ( !list.shortage )
+    return "";
+  const auto & rules = list.acl->rules;
+  const U32 fitting = list.shortage->fitting;
+  std::string text = fitting == 0
+                         ? fmt::format( "  {}: none of its rules fits\n", name )
+                         : fmt::format( "  {}: its first {} rules fit, up to line {}\n", name,
+                                        countText( fitting ), rules[ fitting - 1 ].line );
+  for ( const std::string & remedy : list.remedies )
+    text += fmt::format( "    would fit with {}\n", remedy );
+  return text;
+}
+
+std::string resourceTable( const std::vector< ResourceUse > & resources ) {
+  TextTable table( { "resource", ">used", ">total", ">percent", "held by" } );
+  for ( const ResourceUse & use : resources )
+    table.add( { use.name, countText( use.used ), countText( use.total ),
+                 percentText( use.used, use.total ), use.holders } );
+  return table.text();
+}
+
+std::string platformText( const FitReport & report ) {
+  std::string advice;
+  for ( const ListVerdict & list : report.lists )
+    advice += adviceOn( list );
+  const std::string when =
+      report.fullAt.empty() ? "with the lists that it holds" : "when " + report.fullAt + " ran out";
+  return fmt::format( "\nPlatform {}: {}\n{}Resources of one pipe and copy, {}\n{}",
+                      report.platform, report.description, advice, when,
+                      resourceTable( report.resources ) );
+}
+
+}  // namespace
+
+std::string fitText( const std::vector< FitReport > & reports,
+                     const std::vector< std::string > & changes, const ReaderRemarks & remarks ) {
+  std::string text = partialText( remarks );
+  if ( !changes.empty() )
+    text += fmt::format( "What if {}\n", fmt::join( changes, ", " ) );
+  text += verdictTable( reports );
+  for ( const FitReport & report : reports )
+    text += platformText( report );
+  return text;
+}
+
+}  // namespace Agent

@@ -1,0 +1,150 @@
+#include "agent/verdict/Fit.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+
+#include "agent/feature/AclFeature.h"
+#include "agent/feature/AclShares.h"
+#include "agent/session/SwitchSession.h"
+#include "agent/verdict/Cost.h"
+#include "agent/verdict/Remedies.h"
+#include "agent/verdict/Resources.h"
+
+namespace Agent {
+
+namespace {
+
+// Programs one list after the other and keeps what remedies need.
+class FitJob {
+ public:
+  FitJob( const Platform::PlatformData & platform, RangeChoice choice, FitReport & report,
+          const std::function< void() > & onRule );
+  ~FitJob() { feature_.clear(); }
+
+  void fit( ListVerdict & verdict );
+  void finish();
+
+ private:
+  void notePools( const Acl & acl );
+  void noteFull( const Acl & acl );
+  std::optional< SoftAsic::GroupView > groupOf( const Acl & acl );
+
+  const Platform::PlatformData & platform_;
+  const RangeChoice choice_;
+  FitReport & report_;
+  SwitchSession session_;
+  AclFeature feature_;
+  CheckerModel checkers_;  // of the lists that fit
+  std::vector< const Acl * > fitting_;
+  // Before the current list, and of its group when it is full.
+  U64 freeStatistics_ = 0;
+  U64 freePolicers_ = 0;
+  U64 freeChunks_ = 0;
+  U32 sliceDepth_ = 0;
+  U32 entriesPerSlice_ = 0;
+  U32 spareKeyBits_ = 0;
+};
+
+FitJob::FitJob( const Platform::PlatformData & platform, RangeChoice choice, FitReport & report,
+                const std::function< void() > & onRule )
+    : platform_( platform ),
+      choice_( std::move( choice ) ),
+      report_( report ),
+      session_( platform ),
+      feature_( session_.groupManager(), SwitchSession::unit, platform, choice_ ),
+      checkers_( platform.chip.rangeCheckers, choice_ ) {
+  feature_.wantFitting();
+  feature_.onRuleIs( onRule );
+}
+
+void FitJob::notePools( const Acl & acl ) {
+  const auto stage =
+      acl.direction == Direction::out ? SoftAsic::StageKind::efp : SoftAsic::StageKind::ifp;
+  for ( const SoftAsic::TableView & table : session_.chip().tables( SwitchSession::unit ) )
+    if ( table.stage == stage && table.pipe == 0 && table.copy == 0 )
+      freeStatistics_ = table.freeStatistics;
+  freePolicers_ = platform_.chip.policers - policersInUse( session_ );
+  freeChunks_ = platform_.chip.dataChunks - udfChunksInUse( session_ );
+  sliceDepth_ = entriesPerSlice_ = spareKeyBits_ = 0;
+}
+
+std::optional< SoftAsic::GroupView > FitJob::groupOf( const Acl & acl ) {
+  return session_.chip().group( SwitchSession::unit, shareOf( platform_, classOf( acl ) )->group );
+}
+
+// The chip's state, before the list is rolled back.
+void FitJob::noteFull( const Acl & acl ) {
+  if ( const auto group = groupOf( acl ) ) {
+    entriesPerSlice_ = group->rowsPerSlice;
+    for ( const SoftAsic::SliceView & slice : session_.chip().slices( SwitchSession::unit ) )
+      if ( slice.group == group->id ) {
+        sliceDepth_ = slice.depth;
+        spareKeyBits_ = slice.rowBits() - group->keyBits;
+      }
+  }
+  if ( !report_.fullAt.empty() )
+    return;
+  report_.fullAt = acl.name;
+  std::vector< const Acl * > lists = fitting_;
+  lists.push_back( &acl );
+  report_.resources = resourcesOf( session_, lists );
+}
+
+void FitJob::fit( ListVerdict & verdict ) {
+  const Acl & acl = *verdict.acl;
+  verdict.room = feature_.room( acl );
+  notePools( acl );
+  CheckerModel checkers = checkers_;
+  const ListCost cost = listCost( platform_, acl, checkers, false );
+  verdict.needed = cost.entries;
+  verdict.shortage = feature_.addAcl( acl, [ & ] { noteFull( acl ); } );
+  if ( !verdict.shortage ) {
+    checkers_ = std::move( checkers );
+    fitting_.push_back( &acl );
+    return;
+  }
+  const Shortfall shortfall = { platform_,     acl,         *verdict.shortage, choice_.method,
+                                checkers_,     cost,        verdict.room,      freeStatistics_,
+                                freePolicers_, freeChunks_, sliceDepth_,       entriesPerSlice_,
+                                spareKeyBits_ };
+  verdict.shortBy = shortBy( shortfall );
+  verdict.remedies = remedies( shortfall );
+}
+
+void FitJob::finish() {
+  if ( report_.fullAt.empty() )
+    report_.resources = resourcesOf( session_, fitting_ );
+}
+
+}  // namespace
+
+bool FitReport::fits() const {
+  return std::all_of(
+      lists.begin(), lists.end(), []( const ListVerdict & list ) { return list.fits(); } );
+}
+
+FitReport fitLists( const Platform::PlatformData & platform, const std::vector< Acl > & acls,
+                    PortMethod method, const std::function< void() > & onRule ) {
+  FitReport report = { platform.name, platform.description, {}, {}, {} };
+  std::vector< const Acl * > supported;
+  for ( const Acl & acl : acls ) {
+    ListVerdict & verdict = report.lists.emplace_back();
+    verdict.acl = &acl;
+    auto fault = listFault( platform, acl );
+    if ( !fault )
+      fault = flowFieldFault( acls, acl );
+    if ( fault )
+      verdict.fault = fault->what;
+    else
+      supported.push_back( &acl );
+  }
+  FitJob job( platform, rangeChoice( method, platform, supported ), report, onRule );
+  for ( ListVerdict & verdict : report.lists )
+    if ( verdict.fault.empty() )
+      job.fit( verdict );
+  job.finish();
+  return report;
+}
+
+}  // namespace Agent

@@ -1,0 +1,146 @@
+#include "agent/verdict/Remedies.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "agent/feature/AclShares.h"
+
+namespace Agent {
+
+namespace {
+
+constexpr U32 rangeCheckersMax = 48;  // of a chip
+
+std::optional< U64 > missing( U64 needed, U64 free ) {
+  return needed > free ? std::optional( needed - free ) : std::nullopt;
+}
+
+std::string counted( U64 count, const char * one, const char * several ) {
+  return fmt::format( "{} {}", count, count == 1 ? one : several );
+}
+
+U64 checkersNeeded( const Shortfall & at ) {
+  CheckerModel all = at.before;
+  listCost( at.platform, at.acl, all, false );
+  return all.taken().size();
+}
+
+std::optional< U64 > missingCheckers( const Shortfall & at ) {
+  if ( at.method != PortMethod::checkers )
+    return std::nullopt;
+  return missing( checkersNeeded( at ), at.platform.chip.rangeCheckers );
+}
+
+const Platform::ReservationData & shareAt( const Shortfall & at ) {
+  return *shareOf( at.platform, classOf( at.acl ) );
+}
+
+bool usesFields( const Shortfall & at ) {
+  return at.cost.userFields != 0;
+}
+
+std::string moreSlices( const Shortfall & at, U64 entries ) {
+  if ( at.entriesPerSlice == 0 )
+    return fmt::format( "slices for {} more entries", entries );
+  const U64 slices = ( entries + at.entriesPerSlice - 1 ) / at.entriesPerSlice;
+  return fmt::format( "{} of {} rows", counted( slices, "more slice", "more slices" ),
+                      at.sliceDepth );
+}
+
+// Everything that is missing. Empty if that is not known: the fields of a list can make its group's
+// key so wide that fewer entries fit than before.
+std::string allThatIsMissing( const Shortfall & at ) {
+  const U64 needed = at.cost.entries;
+  std::vector< std::string > parts;
+  if ( const auto more = missing( needed, at.room.chip ) ) {
+    if ( usesFields( at ) )
+      return "";
+    parts.push_back( moreSlices( at, *more ) );
+  }
+  if ( const auto more = missing( needed, at.room.share ) )
+    parts.push_back( fmt::format( "a share of {} entries in place of {}",
+                                  shareAt( at ).size + *more, shareAt( at ).size ) );
+  if ( const auto more = missing( needed, at.freeStatistics ) )
+    parts.push_back( counted( *more, "more statistic", "more statistics" ) );
+  if ( const auto more = missingCheckers( at ) )
+    parts.push_back( counted( *more, "more range checker", "more range checkers" ) );
+  if ( const auto more = missing( at.cost.policers, at.freePolicers ) )
+    parts.push_back( counted( *more, "more policer", "more policers" ) );
+  if ( const auto more = missing( at.cost.userFields, at.freeChunks ) )
+    parts.push_back( counted( *more, "more UDF chunk", "more UDF chunks" ) );
+  return fmt::format( "{}", fmt::join( parts, " and " ) );
+}
+
+// Whether nothing else is missing if the list takes so many entries.
+bool fitsWith( const Shortfall & at, CheckerModel checkers ) {
+  const U64 entries = listCost( at.platform, at.acl, checkers, false ).entries;
+  return entries <= std::min< U64 >( at.room.entries(), at.freeStatistics ) &&
+         at.cost.policers <= at.freePolicers;
+}
+
+// The fewest more checkers that are enough; empty: no number of them is. More checkers never cost
+// entries, unless the key becomes too wide.
+std::string moreCheckers( const Shortfall & at ) {
+  const auto fits = [ & ]( U32 more ) {
+    CheckerModel checkers = at.before;
+    checkers.extend( more );
+    return fitsWith( at, checkers );
+  };
+  const U32 has = at.platform.chip.rangeCheckers;
+  U32 enough = has < rangeCheckersMax ? std::min( rangeCheckersMax - has, at.spareKeyBits ) : 0;
+  if ( enough == 0 || !fits( enough ) )
+    return "";
+  for ( U32 tooFew = 0; enough - tooFew > 1; ) {
+    const U32 middle = ( tooFew + enough ) / 2;
+    ( fits( middle ) ? enough : tooFew ) = middle;
+  }
+  return counted( enough, "more range checker", "more range checkers" );
+}
+
+// The checkers must be free: other lists keep theirs.
+bool fitsWithBest( const Shortfall & at ) {
+  if ( !at.before.taken().empty() )
+    return false;
+  const Acl * const lists[] = { &at.acl };
+  const RangeChoice best = rangeChoice( PortMethod::best, at.platform, lists );
+  return fitsWith( at, CheckerModel( at.platform.chip.rangeCheckers, best ) );
+}
+
+}  // namespace
+
+std::optional< U64 > shortBy( const Shortfall & at ) {
+  switch ( at.shortage.resource ) {
+    case AclResource::entries:
+      return missing( at.cost.entries, at.room.share );
+    case AclResource::slices:
+      return missing( at.cost.entries, at.room.chip );
+    case AclResource::statistics:
+      return missing( at.cost.entries, at.freeStatistics );
+    case AclResource::rangeCheckers:
+      return missingCheckers( at );
+    case AclResource::policers:
+      return missing( at.cost.policers, at.freePolicers );
+    case AclResource::udfQualifiers:
+      return missing( at.cost.userFields, at.freeChunks );
+  }
+  return std::nullopt;
+}
+
+std::vector< std::string > remedies( const Shortfall & at ) {
+  std::vector< std::string > all;
+  const auto add = [ & ]( const std::string & remedy ) {
+    if ( !remedy.empty() )
+      all.push_back( remedy );
+  };
+  add( allThatIsMissing( at ) );
+  if ( at.method == PortMethod::automatic && matchesRanges( at.platform, shareAt( at ) ) ) {
+    add( fitsWithBest( at ) ? "--ports best" : "" );
+    add( moreCheckers( at ) );
+  }
+  if ( at.shortage.fitting != 0 )
+    add( counted( at.acl.rules.size() - at.shortage.fitting, "rule fewer", "rules fewer" ) );
+  return all;
+}
+
+}  // namespace Agent
