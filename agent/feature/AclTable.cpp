@@ -286,6 +286,8 @@ std::optional< AclResource > AclTable::addEntries( ProgrammedRule & rule ) {
         manager_->inPortsForEntryIs( unit_, entryId, *match.ports, allPorts(), true );
       if ( rule.policer )
         manager_->attachPolicer( unit_, entryId, *rule.policer, true );
+      if ( rule.priority )
+        manager_->setPriorityForEntry( unit_, entryId, *rule.priority - rule.entries );
       manager_->installEntry( unit_, entryId );
     };
     if ( const auto resource = addEntry( desc, { rule.index }, statTypes, program ) )
@@ -341,8 +343,17 @@ void AclTable::unprogramLastRule() {
 }
 
 void AclTable::releaseLastEntry() {
+  const bool vacant = owners_.back().vacant;
   owners_.pop_back();
-  manager_->releaseEntry( unit_, manager_->baseEntry() + static_cast< U32 >( owners_.size() ) );
+  if ( !vacant )
+    manager_->releaseEntry( unit_, manager_->baseEntry() + static_cast< U32 >( owners_.size() ) );
+}
+
+void AclTable::vacate( U32 offset ) {
+  manager_->releaseEntry( unit_, manager_->baseEntry() + offset );
+  owners_[ offset ] = { {}, true };
+  while ( !owners_.empty() && owners_.back().vacant )
+    owners_.pop_back();
 }
 
 void AclTable::unprogramAll() {
@@ -373,7 +384,7 @@ bool AclTable::groupIsLive() const {
 std::optional< EntryOwner > AclTable::ownerOf( U32 entryId ) const {
   const U32 entry = Morvane::tcamNumberBits.get( entryId );
   const U32 offset = entry - manager_->baseEntry();
-  if ( entry < manager_->baseEntry() || offset >= owners_.size() )
+  if ( entry < manager_->baseEntry() || offset >= owners_.size() || owners_[ offset ].vacant )
     return std::nullopt;
   return owners_[ offset ];
 }

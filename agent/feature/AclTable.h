@@ -69,6 +69,22 @@ struct RuleCounters {
 // The rule that an entry implements; empty for the table's default action.
 struct EntryOwner {
   std::optional< RuleIndex > rule;
+  bool vacant = false;  // the entry was released, and others after it were not
+};
+
+// How lists are replaced by others.
+enum class Replacement {
+  makeBeforeBreak,  // all new rules are added after the old ones, which are removed then
+  inPlace,          // rules of both stay; the others are added, then removed
+  breakBeforeMake,  // rules of both stay; the others are removed, then added
+};
+
+// What a replacement did, in entries.
+struct EditCounts {
+  U32 kept = 0;
+  U32 moved = 0;  // their priority changed
+  U32 added = 0;
+  U32 removed = 0;
 };
 
 // A rule, or a list's default action, with its resources.
@@ -80,6 +96,8 @@ struct ProgrammedRule {
   U32 firstEntry = 0;  // relative to the table's first entry
   U32 entries = 0;
   U32 fields = 0;  // user-defined fields that it holds
+  // Of its first entry; the others follow. Empty: the library's, by entry id.
+  std::optional< U32 > priority;
 
   const AclRule & rule() const { return acl->rule( index.rule ); }
   bool isDefault() const { return index.rule == acl->rules.size(); }
@@ -108,6 +126,13 @@ class AclTable {
   // Platform::InputError for a field that the group lacks.
   std::optional< AclShortage > addAcl( const Acl & acl, U32 index,
                                        const std::function< void() > & whenFull );
+  // Replaces all lists, whose default actions are their own (isDecided), by others of the class.
+  // Not for lists with user-defined fields. Packets meet the old lists or the new ones at any time,
+  // except with Replacement::breakBeforeMake. Returns nothing if it is done; otherwise the table
+  // has the old lists, and with breakBeforeMake only those of their rules that are also in the new
+  // ones. Call nothing but queries and clear() afterwards.
+  std::optional< AclShortage > replace( const std::vector< PolicyTable::List > & lists,
+                                        Replacement by, EditCounts & counts );
   // Lists that were lost in a group rebuild since the last call.
   std::vector< std::pair< U32, AclShortage > > takeLost();
   // Programs what happens to packets of the kind that no list decides about: permit or drop.
@@ -136,6 +161,7 @@ class AclTable {
     bool done() const { return !rebuilt && !shortage; }
   };
   using ListShortage = std::pair< U32, AclShortage >;
+  class Edit;
 
   std::optional< AclShortage > programAcl( const Acl & acl, U32 index );
   std::optional< AclResource > acquire( ProgrammedRule & rule );
@@ -157,6 +183,7 @@ class AclTable {
   void unprogramLastRule();
   void unprogramAll();
   void releaseLastEntry();
+  void vacate( U32 offset );
   void releaseIdleGroup();
   bool groupIsLive() const;
   void addColours( U32 entryId, RuleCounters & sum );

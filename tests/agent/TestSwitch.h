@@ -187,6 +187,7 @@ struct TestSwitch {
   Replay replay;
   std::vector< U32 > ports;
   std::vector< U32 > egressPorts = { 0 };
+  RangeChoice choice;
   U32 shown = 0;  // differences
   RateModel rates;
   U64 time = 0;

@@ -1,0 +1,223 @@
+#include "agent/verdict/Replace.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <functional>
+#include <set>
+
+#include "agent/feature/AclShares.h"
+#include "agent/session/SwitchSession.h"
+#include "shim/SdkDecorator.h"
+
+namespace Agent {
+
+namespace {
+
+constexpr U32 packetsPerCall = 4;
+constexpr U64 refill = 1'000'000'000;  // ns between packets: no policer drops them
+
+std::vector< PolicyTable::List > listsOf( const std::vector< Acl > & acls, U32 firstIndex ) {
+  std::vector< PolicyTable::List > lists;
+  for ( const Acl & acl : acls )
+    lists.push_back( { firstIndex++, &acl } );
+  return lists;
+}
+
+// What forwarding does with a packet, whichever rule says so.
+struct Treatment {
+  bool drop;
+  bool copyToCpu;
+  std::set< U32 > mirrorPorts;
+  friend bool operator==( const Treatment &, const Treatment & ) = default;
+};
+
+Treatment treatment( const SoftAsic::Verdict & verdict, U32 ports ) {
+  Treatment met = { verdict.drop, verdict.copyToCpu, {} };
+  for ( U32 port = 0; port < ports; ++port )
+    if ( verdict.mirrorPorts.has( port ) )
+      met.mirrorPorts.insert( port );
+  return met;
+}
+
+Treatment treatment( const PacketFate & fate ) {
+  return { fate.drop, fate.copyToCpu, fate.mirrorPorts };
+}
+
+// Runs a function after every SDK call.
+class AfterCalls : public Shim::SdkDecorator {
+ public:
+  explicit AfterCalls( std::function< void() > then )
+      : SdkDecorator( *Shim::sdk_ ), below_( Shim::sdk_ ), then_( std::move( then ) ) {
+    Shim::sdk_ = this;
+  }
+  ~AfterCalls() override { Shim::sdk_ = below_; }
+  AfterCalls( const AfterCalls & ) = delete;
+  AfterCalls & operator=( const AfterCalls & ) = delete;
+
+ protected:
+  int around( const Shim::SdkCallInfo &, const Shim::SdkInvocation & call ) override {
+    const int rc = call();
+    then_();
+    return rc;
+  }
+
+ private:
+  Shim::SdkShim * const below_;
+  const std::function< void() > then_;
+};
+
+class ReplaceJob {
+ public:
+  ReplaceJob( const Platform::PlatformData & platform, const std::vector< Acl > & old,
+              const std::vector< Acl > & fresh, const RangeChoice & choice,
+              ReplaceReport & report );
+  ~ReplaceJob() { table_.clear(); }
+
+  bool programOld();
+  bool replace( Replacement by, const std::vector< Packet > & packets, const PortPair & ports );
+
+ private:
+  struct Probe {
+    const Packet * packet;
+    Treatment before;
+    Treatment after;
+  };
+
+  void expect( const std::vector< Packet > & packets, const PortPair & ports );
+  Treatment expected( const std::vector< PolicyTable::List > & lists, const Packet & packet,
+                      const PortPair & ports ) const;
+  void sendSome( const PortPair & ports );
+  U64 calls() const;
+  U32 entries() const { return manager_->entriesAllocated( SwitchSession::unit ); }
+
+  const Platform::PlatformData & platform_;
+  const ListClass class_;
+  const std::vector< PolicyTable::List > old_;
+  const std::vector< PolicyTable::List > fresh_;
+  ReplaceReport & report_;
+  SwitchSession session_;
+  U32 policersLeft_;
+  AclTable table_;
+  Kiv::Ptr< Morvane::MorvaneBoundedTcamEntryManager > manager_;
+  std::vector< Probe > probes_;
+  size_t next_ = 0;
+};
+
+ReplaceJob::ReplaceJob( const Platform::PlatformData & platform, const std::vector< Acl > & old,
+                        const std::vector< Acl > & fresh, const RangeChoice & choice,
+                        ReplaceReport & report )
+    : platform_( platform ),
+      class_( classOf( old.front() ) ),
+      old_( listsOf( old, 0 ) ),
+      fresh_( listsOf( fresh, static_cast< U32 >( old.size() ) ) ),
+      report_( report ),
+      session_( platform ),
+      policersLeft_( platform.chip.policers ),
+      table_( session_.groupManager(), SwitchSession::unit, platform, class_, choice,
+              policersLeft_ ),
+      manager_( session_.groupManager().entryManager( shareOf( platform, class_ )->assignment ) ) {
+  report_.room = table_.room( old.front() );
+}
+
+bool ReplaceJob::programOld() {
+  for ( const PolicyTable::List & list : old_ )
+    if ( const auto shortage = table_.addAcl( *list.acl, list.index, {} ) ) {
+      report_.fault = fmt::format( "{} does not fit: {} ran out", list.acl->name,
+                                   resourceName( shortage->resource ) );
+      return false;
+    }
+  report_.oldEntries = entries();
+  return true;
+}
+
+Treatment ReplaceJob::expected( const std::vector< PolicyTable::List > & lists,
+                                const Packet & packet, const PortPair & ports ) const {
+  Policy policy;
+  policy.tables.push_back( { class_.kind, class_.direction, lists, Forwarding::none } );
+  const FrameFields fields = readFrame( packet.frame );
+  const auto conforms = []( const RuleIndex &, const PoliceRate & ) { return true; };
+  return treatment( expectedFate( policy, fieldsAtPort( platform_, ports.in, fields ),
+                                  fieldsLeaving( ports.out, fields ), conforms ) );
+}
+
+void ReplaceJob::expect( const std::vector< Packet > & packets, const PortPair & ports ) {
+  for ( const Packet & packet : packets )
+    probes_.push_back(
+        { &packet, expected( old_, packet, ports ), expected( fresh_, packet, ports ) } );
+}
+
+void ReplaceJob::sendSome( const PortPair & ports ) {
+  for ( U32 i = 0; i < packetsPerCall && !probes_.empty(); ++i ) {
+    const Probe & probe = probes_[ next_++ % probes_.size() ];
+    session_.chip().advance( SwitchSession::unit, refill );
+    const SoftAsic::Verdict verdict =
+        session_.chip().inject( SwitchSession::unit, ports.in, probe.packet->frame.data(),
+                                probe.packet->frame.size(), ports.out );
+    const Treatment met = treatment( verdict, platform_.chip.ports() );
+    ++report_.packets;
+    report_.neither += met == probe.before || met == probe.after ? 0 : 1;
+  }
+}
+
+U64 ReplaceJob::calls() const {
+  U64 sum = 0;
+  for ( const auto & [ name, count ] : session_.sdkCalls() )
+    sum += count;
+  return sum;
+}
+
+bool ReplaceJob::replace( Replacement by, const std::vector< Packet > & packets,
+                          const PortPair & ports ) {
+  report_.by = by;
+  report_.packets = report_.neither = 0;
+  const U64 before = calls();
+  expect( packets, ports );
+  const AfterCalls watch( [ & ] { sendSome( ports ); } );
+  if ( table_.replace( fresh_, by, report_.counts ) )
+    return false;
+  report_.sdkCalls = calls() - before;
+  report_.newEntries = entries();
+  report_.callsBetween = by == Replacement::breakBeforeMake ? report_.sdkCalls : 0;
+  const EditCounts & counts = report_.counts;
+  report_.peakEntries = by == Replacement::breakBeforeMake
+                            ? std::max( report_.oldEntries, report_.newEntries )
+                            : report_.oldEntries + counts.added;
+  return true;
+}
+
+}  // namespace
+
+const char * replacementName( Replacement by ) {
+  switch ( by ) {
+    case Replacement::makeBeforeBreak:
+      return "make before break";
+    case Replacement::inPlace:
+      return "edit in place";
+    case Replacement::breakBeforeMake:
+      return "break before make";
+  }
+  return "unknown";
+}
+
+ReplaceReport replaceLists( const Platform::PlatformData & platform, const std::vector< Acl > & old,
+                            const std::vector< Acl > & fresh, PortMethod method,
+                            const std::vector< Packet > & packets, const PortPair & ports ) {
+  std::vector< const Acl * > all;
+  for ( const std::vector< Acl > * lists : { &old, &fresh } )
+    for ( const Acl & acl : *lists )
+      all.push_back( &acl );
+  const RangeChoice choice = rangeChoice( method, platform, all );
+  ReplaceReport report;
+  for ( const Replacement by :
+        { Replacement::makeBeforeBreak, Replacement::inPlace, Replacement::breakBeforeMake } ) {
+    // What an attempt that does not fit has moved would be in the way of the next one.
+    ReplaceJob job( platform, old, fresh, choice, report );
+    if ( !job.programOld() || job.replace( by, packets, ports ) )
+      return report;
+  }
+  report.fault = fmt::format( "{} does not fit", fresh.front().name );
+  return report;
+}
+
+}  // namespace Agent

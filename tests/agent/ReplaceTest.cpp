@@ -1,0 +1,149 @@
+#include <gtest/gtest.h>
+
+#include <array>
+
+#include "agent/packets/PacketMaker.h"
+#include "agent/packets/RandomPackets.h"
+#include "agent/verdict/Replace.h"
+#include "tests/agent/TestSwitch.h"
+
+namespace Agent {
+
+namespace {
+
+// A list of few different rules, so that rules of two lists are equal, overlap and disagree.
+Acl randomList( Random & random, U32 rules ) {
+  Acl acl;
+  acl.name = acl.file = "list";
+  acl.defaultAction = random.below( 2 ) == 0 ? Forwarding::drop : Forwarding::permit;
+  for ( U32 i = 0; i < rules; ++i ) {
+    AclRule & rule = acl.rules.emplace_back();
+    rule.line = i + 1;
+    rule.source = prefix4( random.below( 8 ), 29 + random.below( 4 ) );
+    rule.destination = prefix4( random.below( 8 ), random.below( 2 ) == 0 ? 0 : 31 );
+    if ( random.below( 4 ) == 0 )
+      rule.destinationPorts = { 1, 6 };
+    rule.forwarding = random.below( 2 ) == 0 ? Forwarding::drop : Forwarding::permit;
+    rule.copyToCpu = random.below( 3 ) == 0;
+  }
+  return acl;
+}
+
+// Some rules dropped, added, changed and exchanged.
+Acl changed( Random & random, Acl acl ) {
+  const Acl other = randomList( random, 6 );
+  for ( const AclRule & rule : other.rules ) {
+    const U32 at = random.below( static_cast< U32 >( acl.rules.size() ) );
+    switch ( random.below( 4 ) ) {
+      case 0:
+        acl.rules.erase( acl.rules.begin() + at );
+        break;
+      case 1:
+        acl.rules.insert( acl.rules.begin() + at, rule );
+        break;
+      case 2:
+        acl.rules[ at ] = rule;
+        break;
+      default:
+        std::swap( acl.rules[ at ], acl.rules.back() );
+    }
+  }
+  acl.defaultAction = other.defaultAction;
+  return acl;
+}
+
+std::vector< Packet > packetsOf( Random & random ) {
+  std::vector< Packet > packets;
+  for ( U32 i = 0; i < 100; ++i )
+    packets.push_back( { makeFrame( { random.below( 8 ), random.below( 8 ), protocolTcp, 1,
+                                      static_cast< U16 >( random.below( 9 ) ) } ),
+                         0 } );
+  return packets;
+}
+
+}  // namespace
+
+// On chips of different sizes, so that every way of replacement is taken. Only where old rules must
+// go first may packets meet neither list, and some do.
+TEST( ReplaceTest, PacketsMeetTheOldListsOrTheNew ) {
+  std::array< U32, 3 > taken = {};
+  U64 neither = 0;
+  for ( U32 seed = 0; seed < 120; ++seed ) {
+    SCOPED_TRACE( seed );
+    Random random( seed );
+    ChipSize size = { 1 + random.below( 2 ), random.below( 2 ) == 0 };
+    size.slices = 3;
+    size.rangeCheckers = random.below( 2 );
+    size.entries = std::array{ 400U, 64U, 45U }[ seed % 3 ];
+    const Platform::PlatformData platform = testPlatform( size );
+    const std::vector< Acl > old = { randomList( random, 22 ) };
+    const std::vector< Acl > fresh = { seed % 2 == 0 ? changed( random, old[ 0 ] )
+                                                     : randomList( random, 22 ) };
+    const std::vector< Packet > packets = packetsOf( random );
+    const Kiv::LockGuard activity( Kiv::ActivityUnlockAnchor::lock() );
+    const U32 port = random.below( platform.chip.ports() );
+    const ReplaceReport report =
+        replaceLists( platform, old, fresh, PortMethod::automatic, packets, { port, 0 } );
+    if ( !report.fault.empty() )
+      continue;
+    ++taken[ static_cast< size_t >( report.by ) ];
+    EXPECT_GT( report.packets, 0U );
+    neither += report.neither;
+    EXPECT_TRUE( report.neither == 0 || report.by == Replacement::breakBeforeMake );
+    EXPECT_EQ( report.callsBetween != 0, report.by == Replacement::breakBeforeMake );
+    EXPECT_EQ( report.newEntries, report.oldEntries + report.counts.added - report.counts.removed );
+    EXPECT_LE( report.peakEntries, report.room.entries() );
+    EXPECT_TRUE( report.by == Replacement::makeBeforeBreak ||
+                 report.oldEntries + report.newEntries > report.room.entries() );
+    EXPECT_TRUE( report.by != Replacement::makeBeforeBreak || report.counts.moved == 0 );
+  }
+  for ( const U32 count : taken )
+    EXPECT_GT( count, 10U );
+  EXPECT_GT( neither, 0U );
+}
+
+// After a replacement the table treats packets as a table with the new lists does, its counters and
+// owners are those of the new rules, and nothing is left after its release.
+TEST( ReplaceTest, LeavesTheNewLists ) {
+  for ( const Replacement by :
+        { Replacement::makeBeforeBreak, Replacement::inPlace, Replacement::breakBeforeMake } ) {
+    SCOPED_TRACE( static_cast< int >( by ) );
+    Random random( 5 );
+    TestSwitch sw( { 2, true } );
+    const Acl old = randomList( random, 20 );
+    const Acl fresh = changed( random, old );
+    U32 policers = 4;
+    AclTable table( sw.manager(), 0, sw.session.platform(), classOf( old ), sw.choice, policers );
+    ASSERT_FALSE( table.addAcl( old, 0, {} ) );
+    EditCounts counts;
+    ASSERT_FALSE( table.replace( { { 1, &fresh } }, by, counts ) );
+    EXPECT_EQ( counts.kept == 0, by == Replacement::makeBeforeBreak );
+    EXPECT_TRUE( sw.audit().empty() );
+    Policy policy;
+    policy.tables.push_back(
+        { AclKind::ipv4, Direction::in, { { 1, &fresh } }, Forwarding::none } );
+    Replay replay( sw.session, [ & ]( U32 entry ) -> std::optional< RuleIndex > {
+      const auto owner = table.ownerOf( entry );
+      return owner && owner->rule && owner->rule->rule < fresh.rules.size() ? owner->rule
+                                                                            : std::nullopt;
+    } );
+    U64 hits = 0;
+    for ( const Packet & packet : packetsOf( random ) )
+      for ( const U32 port : sw.ports ) {
+        const PacketFate fate = replay.send( packet, { port, 0 } );
+        EXPECT_EQ( fate, expectedFate( policy, readFrame( packet.frame ), {} ) );
+        hits += fate.rules.size();
+      }
+    U64 counted = 0;
+    for ( U32 rule = 0; rule < fresh.rules.size(); ++rule ) {
+      ASSERT_NE( table.find( { 1, rule } ), nullptr );
+      counted += table.counters( *table.find( { 1, rule } ) ).packets;
+    }
+    EXPECT_EQ( counted, hits );
+    table.clear();
+    EXPECT_TRUE( sw.audit().empty() );
+    EXPECT_TRUE( sw.chip().ranges( 0 ).empty() );
+  }
+}
+
+}  // namespace Agent
