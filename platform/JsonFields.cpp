@@ -16,7 +16,8 @@ JsonFields::JsonFields( const std::string & file, const JsonNode & node, const s
       modules_( modules ),
       read_( node.members.size() ) {
   if ( node.kind != JsonNode::Kind::object )
-    throw InputError( file, node.place(), what + " must be an object" );
+    throw InputError( file, node.place(),
+                      fmt::format( "{} must be an object, not {}", what, jsonShown( node ) ) );
 }
 
 void JsonFields::fail( Place place, const std::string & message ) const {
@@ -68,7 +69,8 @@ std::string JsonFields::text( const std::string & key, const std::string & absen
 U32 JsonFields::number( const std::string & key, U32 low, U32 high ) {
   const JsonNode & value = need( key );
   if ( value.kind != JsonNode::Kind::integer || value.integer < low || value.integer > high )
-    fail( value.place(), fmt::format( "\"{}\" must be a number from {} to {}", key, low, high ) );
+    fail( value.place(), fmt::format( "\"{}\" must be a whole number from {} to {}, not {}", key,
+                                      low, high, jsonShown( value ) ) );
   return static_cast< U32 >( value.integer );
 }
 
@@ -79,14 +81,15 @@ U32 JsonFields::number( const std::string & key, U32 low, U32 high, U32 absent )
 bool JsonFields::flag( const std::string & key ) {
   const JsonNode * value = find( key );
   if ( value != nullptr && value->kind != JsonNode::Kind::boolean )
-    fail( value->place(), fmt::format( "\"{}\" must be true or false", key ) );
+    fail( value->place(),
+          fmt::format( "\"{}\" must be true or false, not {}", key, jsonShown( *value ) ) );
   return value != nullptr && value->boolean;
 }
 
 const std::vector< JsonNode > & JsonFields::list( const std::string & key ) {
   const JsonNode & value = need( key );
   if ( value.kind != JsonNode::Kind::array )
-    fail( value.place(), fmt::format( "\"{}\" must be a list", key ) );
+    fail( value.place(), fmt::format( "\"{}\" must be a list, not {}", key, jsonShown( value ) ) );
   return value.elements;
 }
 
@@ -101,10 +104,32 @@ void JsonFields::finish() const {
           fmt::format( "{} has an unknown key \"{}\"", what_, member->name ) );
 }
 
+std::string jsonShown( const JsonNode & node ) {
+  switch ( node.kind ) {
+    case JsonNode::Kind::boolean:
+      return node.boolean ? "true" : "false";
+    case JsonNode::Kind::integer:
+      return std::to_string( node.integer );
+    case JsonNode::Kind::number:
+      return node.string;
+    case JsonNode::Kind::string:
+      return fmt::format( "\"{}\"", node.string );
+    case JsonNode::Kind::array:
+    case JsonNode::Kind::arrayRows:
+      return "a list";
+    case JsonNode::Kind::object:
+    case JsonNode::Kind::objectRows:
+      return "an object";
+    default:
+      return "null";
+  }
+}
+
 const std::string & jsonText( const std::string & file, const JsonNode & node,
                               const std::string & what ) {
   if ( node.kind != JsonNode::Kind::string )
-    throw InputError( file, node.place(), what + " must be a string" );
+    throw InputError( file, node.place(),
+                      fmt::format( "{} must be a string, not {}", what, jsonShown( node ) ) );
   const auto isControl = []( char c ) {
     return static_cast< unsigned char >( c ) < ' ' || c == 0x7F;
   };

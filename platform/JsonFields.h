@@ -65,6 +65,9 @@ class JsonFields {
   std::vector< bool > read_;  // the members, in their order
 };
 
+// The value for messages: 7, "text", true, a list.
+std::string jsonShown( const JsonNode & node );
+
 // Value of a string node; `what` names it in messages. Throws InputError for another kind of node,
 // and for control characters, which would break the lines of reports.
 const std::string & jsonText( const std::string & file, const JsonNode & node,

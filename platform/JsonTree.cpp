@@ -4,6 +4,7 @@
 #include <iterator>
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <unordered_set>
 
 #include "platform/InputError.h"
@@ -15,6 +16,28 @@ namespace {
 constexpr std::size_t depthMax = 32;
 constexpr U32 valuesMax = 1'000'000;
 constexpr std::size_t searchMax = 16;  // members that are compared one by one
+constexpr std::size_t hugeMax = 16;    // numbers beyond a double, of one text or row
+
+// Numbers of a text that are beyond a double, which the JSON library refuses. It gets other digits
+// in their place, which nobody uses.
+class HugeNumbers {
+ public:
+  bool add( std::string_view number ) {
+    if ( numbers_.size() == hugeMax )
+      return false;
+    numbers_.push_back( number );
+    return true;
+  }
+  char shown( const char * at ) const {
+    for ( const std::string_view & number : numbers_ )
+      if ( at >= number.data() && at < number.data() + number.size() )
+        return at == number.data() + 1 ? '.' : '1';
+    return *at;
+  }
+
+ private:
+  std::vector< std::string_view > numbers_;
+};
 
 // Input of the parser, from a position that the builder of the tree can move.
 struct SharedIterator {
@@ -22,11 +45,12 @@ struct SharedIterator {
   using value_type = char;
   using difference_type = std::ptrdiff_t;
   using pointer = const char *;
-  using reference = const char &;
+  using reference = char;
 
   const char ** at = nullptr;
+  const HugeNumbers * huge = nullptr;
 
-  reference operator*() const { return **at; }
+  reference operator*() const { return huge->shown( *at ); }
   SharedIterator & operator++() {
     ++*at;
     return *this;
@@ -101,9 +125,10 @@ class TreeBuilder : public nlohmann::json_sax< nlohmann::json > {
  public:
   // A text whose first byte is at `place`, inside of `depth` containers.
   TreeBuilder( const std::string & file, std::string_view text, JsonRowKeys rowKeys,
-               Place place = { 1, 1 }, std::size_t depth = 0 )
+               HugeNumbers & huge, Place place = { 1, 1 }, std::size_t depth = 0 )
       : file_( file ),
         text_( text ),
+        huge_( huge ),
         rowKeys_( rowKeys ),
         depth_( depth ),
         cursor_( text.data(), place ),
@@ -112,10 +137,13 @@ class TreeBuilder : public nlohmann::json_sax< nlohmann::json > {
 
   // Of the value that the text begins with; Whole::yes: it has nothing else.
   enum class Whole { no, yes };
-  JsonNode parse( Whole whole ) {
+  // Empty: a huge number was added, and another builder has to parse the text again.
+  std::optional< JsonNode > parse( Whole whole ) {
     const char * last = text_.data() + text_.size();
-    nlohmann::json::sax_parse( SharedIterator{ &read_ }, SharedIterator{ &last }, this,
-                               nlohmann::json::input_format_t::json, whole == Whole::yes );
+    if ( !nlohmann::json::sax_parse( SharedIterator{ &read_, &huge_ },
+                                     SharedIterator{ &last, &huge_ }, this,
+                                     nlohmann::json::input_format_t::json, whole == Whole::yes ) )
+      return std::nullopt;
     return std::move( root_ );
   }
   const char * end() const { return end_; }  // of the value
@@ -133,28 +161,23 @@ class TreeBuilder : public nlohmann::json_sax< nlohmann::json > {
     return true;
   }
   bool number_integer( number_integer_t value ) override {
-    putNumber( JsonNode::Kind::integer ).integer = value;
+    putNumber( value != 0, value );
     return true;
   }
   bool number_unsigned( number_unsigned_t value ) override {
-    JsonNode & node = putNumber( JsonNode::Kind::integer );
-    if ( value > static_cast< U64 >( std::numeric_limits< S64 >::max() ) )
-      fail( "number out of range" );
-    node.integer = static_cast< S64 >( value );
+    putNumber( value <= static_cast< U64 >( std::numeric_limits< S64 >::max() ),
+               static_cast< S64 >( value ) );
     return true;
   }
   bool number_float( number_float_t, const string_t & ) override {
-    putNumber( JsonNode::Kind::other );
+    putNumber( false, 0 );
     return true;
   }
   bool string( string_t & value ) override {
     put( JsonNode::Kind::string ).string = std::move( value );
     return true;
   }
-  bool binary( binary_t & ) override {
-    put( JsonNode::Kind::other );
-    return true;
-  }
+  bool binary( binary_t & ) override { return false; }  // not in a text
   bool start_object( std::size_t ) override { return open( JsonNode::Kind::object ); }
   bool start_array( std::size_t ) override { return open( JsonNode::Kind::array ); }
   bool end_object() override { return close(); }
@@ -172,7 +195,9 @@ class TreeBuilder : public nlohmann::json_sax< nlohmann::json > {
     return true;
   }
   bool parse_error( std::size_t used, const std::string &,
-                    const nlohmann::json::exception & ) override {
+                    const nlohmann::json::exception & error ) override {
+    if ( error.id == outOfRange )
+      return skipHuge();
     if ( text_.find_first_not_of( " \t\r\n" ) == text_.npos )
       fail( "the file is empty" );
     used += left_;
@@ -184,6 +209,8 @@ class TreeBuilder : public nlohmann::json_sax< nlohmann::json > {
   }
 
  private:
+  static constexpr int outOfRange = 406;  // the library's number of the error
+
   struct Open {
     JsonNode * node;
     std::unordered_set< std::string > names;  // of many members
@@ -233,10 +260,24 @@ class TreeBuilder : public nlohmann::json_sax< nlohmann::json > {
     return node;
   }
   // The parser has read one character beyond a number.
-  JsonNode & putNumber( JsonNode::Kind kind ) {
-    JsonNode & node = begin( kind );
-    end_ = std::find_if_not( end_, text_.data() + text_.size(), inNumber );
-    return node;
+  std::string_view takeNumber() {
+    const char * begin = end_;
+    end_ = std::find_if_not( begin, text_.data() + text_.size(), inNumber );
+    return { begin, end_ };
+  }
+  void putNumber( bool integer, S64 value ) {
+    JsonNode & node = begin( integer ? JsonNode::Kind::integer : JsonNode::Kind::number );
+    const std::string_view number = takeNumber();
+    if ( integer )
+      node.integer = value;
+    else
+      node.string = number;
+  }
+  bool skipHuge() {
+    beginToken();
+    if ( !huge_.add( takeNumber() ) )
+      fail( "number out of range" );
+    return false;
   }
   // The pointer stays valid: the parent of an open node does not grow until the node is closed.
   bool open( JsonNode::Kind kind ) {
@@ -275,6 +316,7 @@ class TreeBuilder : public nlohmann::json_sax< nlohmann::json > {
 
   const std::string & file_;
   std::string_view text_;
+  HugeNumbers & huge_;
   JsonRowKeys rowKeys_;
   std::size_t depth_;
   std::size_t left_ = 0;  // bytes that are left as text
@@ -289,7 +331,12 @@ class TreeBuilder : public nlohmann::json_sax< nlohmann::json > {
 }  // namespace
 
 JsonNode parseJson( const std::string & file, const std::string & text, JsonRowKeys rowKeys ) {
-  return TreeBuilder( file, textBody( file, text ), rowKeys ).parse( TreeBuilder::Whole::yes );
+  const std::string_view body = textBody( file, text );
+  HugeNumbers huge;
+  std::optional< JsonNode > root;
+  while ( !root )
+    root = TreeBuilder( file, body, rowKeys, huge ).parse( TreeBuilder::Whole::yes );
+  return std::move( *root );
 }
 
 JsonRows::JsonRows( const std::string & file, const JsonNode & node )
@@ -327,11 +374,15 @@ void JsonRows::fail() const {
 
 JsonNode JsonRows::value() {
   // The text is followed by the bracket that ends the rows.
-  TreeBuilder builder( file_, { at_, end_ + 1 }, {}, place_, depth_ );
-  JsonNode node = builder.parse( TreeBuilder::Whole::no );
-  place_ = builder.placeOf( builder.end() );
-  at_ = builder.end();
-  return node;
+  HugeNumbers huge;
+  while ( true ) {
+    TreeBuilder builder( file_, { at_, end_ + 1 }, {}, huge, place_, depth_ );
+    if ( std::optional< JsonNode > node = builder.parse( TreeBuilder::Whole::no ) ) {
+      place_ = builder.placeOf( builder.end() );
+      at_ = builder.end();
+      return std::move( *node );
+    }
+  }
 }
 
 bool JsonRows::next() {

@@ -20,15 +20,15 @@ using namespace Kiv::Integers;
 struct JsonMember;
 
 struct JsonNode {
-  // Rows: an array or an object that JsonRows reads.
-  enum class Kind { null, boolean, integer, string, array, object, arrayRows, objectRows, other };
+  // Number: no integer of 64 bits; -0 is none. Rows: an array or an object that JsonRows reads.
+  enum class Kind { null, boolean, integer, number, string, array, object, arrayRows, objectRows };
 
   Kind kind = Kind::null;
   U32 line = 1;    // where the value begins, from 1
   U32 column = 1;  // in bytes, from 1
   bool boolean = false;
   S64 integer = 0;
-  std::string string;
+  std::string string;                 // of a number: its text
   std::vector< JsonNode > elements;   // of an array
   std::vector< JsonMember > members;  // of an object, in text order
   std::string_view rows = {};         // their text, before the closing bracket
@@ -47,8 +47,8 @@ struct JsonMember {
 using JsonRowKeys = std::span< const std::string_view >;
 
 // UTF-8, with or without a byte order mark. Throws InputError for text that is not JSON or is
-// truncated, a key that occurs twice in an object, integers beyond 63 bits, values nested more than
-// 32 deep, and more than a million values: no chip holds what such a text describes. What is
+// truncated, a key that occurs twice in an object, values nested more than 32 deep, and more than a
+// million values: no chip holds what such a text describes. What is
 // wrong in rows is found when they are read. Their nodes refer to `text`.
 JsonNode parseJson( const std::string & file, const std::string & text, JsonRowKeys rowKeys = {} );
 

@@ -125,7 +125,7 @@ void DraftRule::namedProtocol( const Leaf & leaf, std::string_view prefix ) {
   if ( !number && name.starts_with( prefix ) )
     number = protocolFromText( name.substr( prefix.size() ) );
   if ( !number )
-    leaf.fail( fmt::format( "a protocol, not \"{}\"", leaf.text() ) );
+    leaf.fail( "a protocol" );
   if ( *number == protocolIcmp )
     icmpProtocol( leaf );
   else

@@ -42,7 +42,7 @@ class FieldValueReader {
 
  private:
   [[noreturn]] void fail( const JsonNode & node, const std::string & expected ) const;
-  const std::string & textOf( const JsonNode & node ) const;
+  const std::string & textOf( const JsonNode & node, const std::string & expected ) const;
   U32 largest() const { return ( 1U << field_.width ) - 1; }
   std::optional< U32 > number( const std::string & text ) const;
 
@@ -64,10 +64,14 @@ class FieldValueReader {
 };
 
 void FieldValueReader::fail( const JsonNode & node, const std::string & expected ) const {
-  fields_.fail( node.place(), fmt::format( "\"{}\" must be {}", field_.name, expected ) );
+  fields_.fail( node.place(), fmt::format( "\"{}\" must be {}, not {}", field_.name, expected,
+                                           Platform::jsonShown( node ) ) );
 }
 
-const std::string & FieldValueReader::textOf( const JsonNode & node ) const {
+const std::string & FieldValueReader::textOf( const JsonNode & node,
+                                              const std::string & expected ) const {
+  if ( node.kind != JsonNode::Kind::string )
+    fail( node, expected );
   return jsonText( fields_.file(), node, fmt::format( "\"{}\"", field_.name ) );
 }
 
@@ -83,7 +87,7 @@ void FieldValueReader::read( const JsonNode & node ) {
   for ( const JsonNode & element : node.elements )
     readOne( element, matches, ranges );
   if ( matches.empty() && ranges.empty() )
-    fail( node, "a value, or a list of at least one" );
+    fields_.fail( node.place(), fmt::format( "\"{}\" is an empty list", field_.name ) );
   if ( field_.isRange() )
     setRanges( rule_, field_.id, ranges );
   else
@@ -119,7 +123,8 @@ void FieldValueReader::readOne( const JsonNode & node, Matches & matches, Ranges
 
 // ADDRESS, ADDRESS/LENGTH or ADDRESS/MASK.
 TernaryBits FieldValueReader::ip4( const JsonNode & node ) const {
-  const std::string & text = textOf( node );
+  const std::string expected = "an address, ADDRESS/0 to ADDRESS/32, or ADDRESS/MASK";
+  const std::string & text = textOf( node, expected );
   const size_t slash = std::min( text.find( '/' ), text.size() );
   const std::string rest = text.substr( std::min( slash + 1, text.size() ) );
   const auto address = ip4FromText( text.substr( 0, slash ) );
@@ -128,14 +133,15 @@ TernaryBits FieldValueReader::ip4( const JsonNode & node ) const {
   if ( length && *length <= 32 )
     mask = prefix4( 0, static_cast< U32 >( *length ) ).mask;
   if ( !address || !mask )
-    fail( node, "an address, ADDRESS/0 to ADDRESS/32, or ADDRESS/MASK" );
+    fail( node, expected );
   if ( ( *address & ~*mask ) != 0 )
     fail( node, "without bits outside its mask" );
   return ternary( FieldMatch< U32 >{ *address, *mask } );
 }
 
 TernaryBits FieldValueReader::ip6( const JsonNode & node ) const {
-  const std::string & text = textOf( node );
+  const std::string expected = "an address, ADDRESS/0 to ADDRESS/128, or ADDRESS/MASK";
+  const std::string & text = textOf( node, expected );
   const size_t slash = std::min( text.find( '/' ), text.size() );
   const std::string rest = text.substr( std::min( slash + 1, text.size() ) );
   const auto address = ip6FromText( text.substr( 0, slash ) );
@@ -144,7 +150,7 @@ TernaryBits FieldValueReader::ip6( const JsonNode & node ) const {
   if ( length && *length <= 128 )
     mask = prefix6( {}, static_cast< U32 >( *length ) ).mask;
   if ( !address || !mask )
-    fail( node, "an address, ADDRESS/0 to ADDRESS/128, or ADDRESS/MASK" );
+    fail( node, expected );
   for ( U32 i = 0; i < 16; ++i )
     if ( ( ( *address )[ i ] & ~( *mask )[ i ] ) != 0 )
       fail( node, "without bits outside its mask" );
@@ -153,15 +159,18 @@ TernaryBits FieldValueReader::ip6( const JsonNode & node ) const {
 
 // ADDRESS or ADDRESS/MASK.
 TernaryBits FieldValueReader::mac( const JsonNode & node ) const {
-  const std::string & text = textOf( node );
+  const std::string expected = "a MAC address, or ADDRESS/MASK";
+  const std::string & text = textOf( node, expected );
   const size_t slash = std::min( text.find( '/' ), text.size() );
   const auto value = macFromText( std::string_view( text ).substr( 0, slash ) );
   const auto mask = slash == text.size()
                         ? std::optional< U64 >( 0xFFFFFFFFFFFF )
                         : macFromText( std::string_view( text ).substr( slash + 1 ) );
   if ( !value || !mask )
-    fail( node, "a MAC address, or ADDRESS/MASK" );
-  return exactly( *value & *mask, *mask );
+    fail( node, expected );
+  if ( ( *value & ~*mask ) != 0 )
+    fail( node, "without bits outside its mask" );
+  return exactly( *value, *mask );
 }
 
 // A number or a name; an Ethernet type is a hexadecimal text or a name.
@@ -179,7 +188,7 @@ TernaryBits FieldValueReader::named( const JsonNode & node ) const {
   if ( type && ( !value || *value < 0x600 || *value > 0xFFFF ) )
     fail( node, "a type of \"0x600\" to \"0xffff\" (what is below is a length), or its name" );
   if ( !value )
-    fail( node, fmt::format( "a number from 0 to {}, or a name", largest() ) );
+    fail( node, fmt::format( "a whole number from 0 to {}, or a name", largest() ) );
   return exactly( *value, largest() );
 }
 
@@ -212,14 +221,17 @@ void FieldValueReader::flags( const JsonNode & node, Matches & matches ) const {
   const auto byte = [ & ]( const char * key ) {
     const auto bits = hexFromText( object.text( key, "0xff" ) );
     if ( !bits || *bits > 0xFF )
-      object.fail( object.line( key ),
+      object.fail( object.place( key ),
                    fmt::format( "\"{}\" must be a text from \"0x0\" to \"0xff\"", key ) );
     return *bits;
   };
   const U32 mask = byte( "mask" );
   if ( object.find( "value" ) == nullptr )
     object.text( "value" );  // fails: it is required
-  matches.push_back( exactly( byte( "value" ) & mask, mask ) );
+  const U32 value = byte( "value" );
+  if ( ( value & ~mask ) != 0 )
+    object.fail( object.place( "value" ), "\"value\" has bits outside of the mask" );
+  matches.push_back( exactly( value, mask ) );
   object.finish();
 }
 
@@ -262,15 +274,15 @@ TernaryBits FieldValueReader::icmp( const JsonNode & node ) const {
 
 // A number, "LOW-HIGH", "<NUMBER", ">NUMBER" or "!NUMBER"; a port can be the name of a service.
 Ranges FieldValueReader::range( const JsonNode & node ) const {
-  const std::string expected =
-      fmt::format( "a number from 0 to {}, \"LOW-HIGH\", \"<N\", \">N\" or \"!N\"", largest() );
+  const std::string expected = fmt::format(
+      "a whole number from 0 to {}, \"LOW-HIGH\", \"<N\", \">N\" or \"!N\"", largest() );
   if ( node.kind == JsonNode::Kind::integer ) {
     if ( node.integer < 0 || node.integer > largest() )
       fail( node, expected );
     const auto value = static_cast< U32 >( node.integer );
     return { { value, value } };
   }
-  const std::string & text = textOf( node );
+  const std::string & text = textOf( node, expected );
   const char mark = text.empty() ? '\0' : text.front();
   const auto end = [ & ]( const std::string & part ) {
     const auto digits = numberFromText( part );

@@ -68,8 +68,9 @@ Leaf needLeaf( Platform::JsonFields & fields, const char * key ) {
 }
 
 void Leaf::fail( const std::string & expected ) const {
-  throw Platform::InputError( file_, node_.place(),
-                              fmt::format( "\"{}\" must be {}", key_, expected ) );
+  throw Platform::InputError(
+      file_, node_.place(),
+      fmt::format( "\"{}\" must be {}, not {}", key_, expected, Platform::jsonShown( node_ ) ) );
 }
 
 void Leaf::refuse( const std::string & why ) const {
@@ -81,18 +82,14 @@ const std::string & Leaf::text() const {
 }
 
 U32 Leaf::number( U32 low, U32 high ) const {
-  const std::string expected = fmt::format( "a number from {} to {}", low, high );
-  if ( node_.kind == JsonNode::Kind::string ) {
-    const auto value = numberOf( node_.string );
-    if ( !value || *value < low || *value > high )
-      fail( fmt::format( "{}, not \"{}\"", expected, node_.string ) );
-    return *value;
-  }
-  if ( node_.kind != JsonNode::Kind::integer )
-    fail( expected );
-  if ( node_.integer < low || node_.integer > high )
-    fail( fmt::format( "{}, not {}", expected, node_.integer ) );
-  return static_cast< U32 >( node_.integer );
+  std::optional< S64 > value;
+  if ( isText() )
+    value = numberOf( node_.string );
+  else if ( node_.kind == JsonNode::Kind::integer )
+    value = node_.integer;
+  if ( !value || *value < low || *value > high )
+    fail( fmt::format( "a whole number from {} to {}", low, high ) );
+  return static_cast< U32 >( *value );
 }
 
 std::string_view Leaf::identity() const {
@@ -102,15 +99,17 @@ std::string_view Leaf::identity() const {
 }
 
 AddressMatch Leaf::address() const {
+  if ( !isText() )
+    fail( "an address or a prefix" );
   const auto [ address, lengthText ] = halvesOf( text(), "/" );
   const auto ip4 = ip4FromText( address );
   const auto ip6 = ip6FromText( address );
   if ( !ip4 && !ip6 )
-    fail( fmt::format( "an address or a prefix, not \"{}\"", text() ) );
+    fail( "an address or a prefix" );
   const U32 width = ip6 ? 128 : 32;
   const auto length = lengthText ? numberOf( *lengthText ) : width;
   if ( !length || *length > width || ( lengthText && lengthText->starts_with( "0x" ) ) )
-    fail( fmt::format( "ADDRESS/0 to ADDRESS/{}, not \"{}\"", width, text() ) );
+    fail( fmt::format( "ADDRESS/0 to ADDRESS/{}", width ) );
   AddressMatch match;
   match.ip6 = ip6.has_value();
   match.bits.mask = prefixMask( match.ip6, *length );
@@ -118,45 +117,47 @@ AddressMatch Leaf::address() const {
   const FieldBits & value = match.bits.value;
   const FieldBits & mask = match.bits.mask;
   if ( ( value.high & ~mask.high ) != 0 || ( value.low & ~mask.low ) != 0 )
-    fail( fmt::format( "a prefix: \"{}\" has bits beyond its length", text() ) );
+    refuse( fmt::format( "must be a prefix: \"{}\" has bits beyond its length", text() ) );
   return match;
 }
 
 TernaryBits Leaf::address4() const {
   const AddressMatch match = address();
   if ( match.ip6 )
-    fail( fmt::format( "an IPv4 address or prefix, not \"{}\"", text() ) );
+    fail( "an IPv4 address or prefix" );
   return match.bits;
 }
 
 TernaryBits Leaf::address6() const {
   const AddressMatch match = address();
   if ( !match.ip6 )
-    fail( fmt::format( "an IPv6 address or prefix, not \"{}\"", text() ) );
+    fail( "an IPv6 address or prefix" );
   return match.bits;
 }
 
 TernaryBits Leaf::masked( U32 max, U32 defaultMask ) const {
-  if ( !isText() )
-    return exactly( number( 0, max ), defaultMask );
-  const auto [ valueText, maskText ] = halvesOf( text(), "/" );
+  const std::string whole = isText() ? text() : std::to_string( number( 0, max ) );
+  const auto [ valueText, maskText ] = halvesOf( whole, "/" );
   const auto value = numberOf( valueText );
   const auto mask = maskText ? numberOf( *maskText ) : defaultMask;
   if ( !value || !mask || *value > max || *mask > max )
-    fail( fmt::format( "VALUE or VALUE/MASK from 0 to {}, not \"{}\"", max, text() ) );
+    fail( fmt::format( "VALUE or VALUE/MASK from 0 to {}", max ) );
   if ( ( *value & ~*mask ) != 0 )
-    fail( fmt::format( "VALUE/MASK: \"{}\" has bits outside of its mask", text() ) );
+    refuse( fmt::format( "must be VALUE/MASK: {} has bits outside of its mask {:#x}", valueText,
+                         *mask ) );
   return exactly( *value, *mask );
 }
 
 TernaryBits Leaf::mac() const {
+  if ( !isText() )
+    fail( "a MAC address, or ADDRESS/MASK" );
   const auto [ valueText, maskText ] = halvesOf( text(), "/" );
   const auto value = macFromText( valueText );
   const auto mask = maskText ? macFromText( *maskText ) : std::optional( allBits >> 16 );
   if ( !value || !mask )
-    fail( fmt::format( "a MAC address, or ADDRESS/MASK, not \"{}\"", text() ) );
+    fail( "a MAC address, or ADDRESS/MASK" );
   if ( ( *value & ~*mask ) != 0 )
-    fail( fmt::format( "ADDRESS/MASK: \"{}\" has bits outside of its mask", text() ) );
+    refuse( fmt::format( "must be ADDRESS/MASK: \"{}\" has bits outside of its mask", text() ) );
   return { { 0, *value }, { 0, *mask } };
 }
 
@@ -169,8 +170,7 @@ AnyRange Leaf::range( U32 max, std::string_view separator ) const {
   const auto low = numberOf( lowText );
   const auto high = numberOf( *highText );
   if ( !low || !high || *low > *high || *high > max )
-    fail(
-        fmt::format( "a number, or LOW{}HIGH, from 0 to {}, not \"{}\"", separator, max, text() ) );
+    fail( fmt::format( "a number, or LOW{}HIGH, from 0 to {}", separator, max ) );
   return { *low, *high };
 }
 
@@ -182,7 +182,7 @@ TernaryBits Leaf::etherType() const {
       name.remove_prefix( std::string_view( "ETHERTYPE_" ).size() );
     type = etherTypeFromText( name );
     if ( !type )
-      fail( fmt::format( "an ethertype, not \"{}\"", text() ) );
+      fail( "an ethertype" );
   } else {
     type = number( etherTypeMin, 0xFFFF );
   }

@@ -108,7 +108,7 @@ U8 icmpTypeOf( const Leaf & leaf, AclKind kind ) {
     return static_cast< U8 >( leaf.number( 0, 0xFF ) );
   const auto match = icmpTypeFromText( kind, leaf.identity() );
   if ( !match || ( match->mask & 0xFF ) != 0 )
-    leaf.fail( fmt::format( "a type of ICMP, not \"{}\"", leaf.text() ) );
+    leaf.fail( "a type of ICMP" );
   return static_cast< U8 >( match->value >> 8 );
 }
 
@@ -118,7 +118,7 @@ U8 icmpCodeOf( const Leaf & leaf, AclKind kind, const std::optional< U8 > & type
     return static_cast< U8 >( leaf.number( 0, 0xFF ) );
   const auto match = icmpTypeFromText( kind, leaf.identity() );
   if ( !match || ( match->mask & 0xFF ) == 0 )
-    leaf.fail( fmt::format( "a code of ICMP, not \"{}\"", leaf.text() ) );
+    leaf.fail( "a code of ICMP" );
   if ( type != match->value >> 8 )
     leaf.refuse( fmt::format( "is a code of type {}", match->value >> 8 ) );
   return static_cast< U8 >( match->value & 0xFF );
@@ -175,7 +175,7 @@ U8 flagOf( const Leaf & leaf ) {
     name.remove_prefix( 4 );
   const auto flag = tcpFlagFromText( name );
   if ( !flag )
-    leaf.fail( fmt::format( "a flag of TCP, not \"{}\"", leaf.text() ) );
+    leaf.fail( "a flag of TCP" );
   return *flag;
 }
 
@@ -203,7 +203,7 @@ void readBuiltIn( const Leaf & leaf, DraftRule & draft ) {
   else if ( name == "FRAGMENT" )
     draft.fragments( leaf, Fragments::fragment );
   else
-    leaf.fail( fmt::format( "TCP_INITIAL, TCP_ESTABLISHED or FRAGMENT, not \"{}\"", name ) );
+    leaf.fail( "TCP_INITIAL, TCP_ESTABLISHED or FRAGMENT" );
 }
 
 // An enumerator of two; the first one if the leaf is absent.
@@ -213,7 +213,7 @@ bool isSecond( const std::optional< Leaf > & leaf, std::string_view first,
     return false;
   const std::string_view name = leaf->identity();
   if ( name != first && name != second )
-    leaf->fail( fmt::format( "{} or {}, not \"{}\"", first, second, name ) );
+    leaf->fail( fmt::format( "{} or {}", first, second ) );
   return name == second;
 }
 

@@ -79,11 +79,13 @@ std::optional< Leaf > OpenConfigReader::keyLeaf( JsonFields & fields, JsonFields
                                                  const char * key ) const {
   const auto outer = findLeaf( fields, key );
   const auto inner = config == nullptr ? std::nullopt : findLeaf( *config, key );
-  if ( outer && inner &&
-       ( outer->node().string != inner->node().string ||
-         outer->node().integer != inner->node().integer ) )
-    inner->refuse( "differs from the key of its list" );
-  return inner ? inner : outer;
+  if ( !outer || !inner )
+    return inner ? inner : outer;
+  const std::string value = Platform::jsonShown( inner->node() );
+  const std::string expected = Platform::jsonShown( outer->node() );
+  if ( value != expected )
+    inner->refuse( fmt::format( "must be that of its list, {}, not {}", expected, value ) );
+  return inner;
 }
 
 void OpenConfigReader::readActions( const JsonNode & node, DraftRule & draft ) {
@@ -93,13 +95,13 @@ void OpenConfigReader::readActions( const JsonNode & node, DraftRule & draft ) {
   const Leaf forwarding = needLeaf( config, "forwarding-action" );
   const std::string_view name = forwarding.identity();
   if ( name != "ACCEPT" && name != "DROP" && name != "REJECT" )
-    forwarding.fail( fmt::format( "ACCEPT, DROP or REJECT, not \"{}\"", name ) );
+    forwarding.fail( "ACCEPT, DROP or REJECT" );
   draft.rule.forwarding = name == "ACCEPT" ? Forwarding::permit : Forwarding::drop;
   if ( name == "REJECT" )
     notes_.reject();
   if ( const auto log = findLeaf( config, "log-action" ) ) {
     if ( log->identity() != "LOG_NONE" && log->identity() != "LOG_SYSLOG" )
-      log->fail( fmt::format( "LOG_SYSLOG or LOG_NONE, not \"{}\"", log->identity() ) );
+      log->fail( "LOG_SYSLOG or LOG_NONE" );
     if ( log->identity() == "LOG_SYSLOG" )
       notes_.logging();
   }
@@ -131,8 +133,8 @@ OpenConfigReader::NumberedRule OpenConfigReader::readEntry( const JsonNode & nod
 std::string entryName( const JsonNode & node, size_t index ) {
   for ( const auto & [ key, value ] : node.members )
     if ( key == "sequence-id" )
-      return "entry " + ( value.kind == JsonNode::Kind::string ? value.string
-                                                               : std::to_string( value.integer ) );
+      return "entry " +
+             ( value.kind == JsonNode::Kind::string ? value.string : Platform::jsonShown( value ) );
   for ( const auto & [ key, value ] : node.members )
     if ( key == "config" && value.kind == JsonNode::Kind::object )
       return entryName( value, index );
@@ -180,7 +182,7 @@ ListScope scopeOf( const Leaf & leaf ) {
       return type.scope;
     known += fmt::format( "{}{}", known.empty() ? "" : ", ", type.name );
   }
-  leaf.fail( fmt::format( "one of {}, not \"{}\"", known, leaf.identity() ) );
+  leaf.fail( fmt::format( "one of {}", known ) );
 }
 
 std::string listName( const JsonNode & node, size_t index ) {

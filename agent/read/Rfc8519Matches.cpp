@@ -76,7 +76,7 @@ std::vector< AnyRange > operatorRanges( const Leaf & name, U32 port ) {
   if ( op == "eq" )
     return { { port, port } };
   if ( op != "neq" )
-    name.fail( fmt::format( "lte, gte, eq or neq, not \"{}\"", op ) );
+    name.fail( "lte, gte, eq or neq" );
   if ( port == 0 )
     return { { 1, 0xFFFF } };
   if ( port == 0xFFFF )
@@ -115,7 +115,7 @@ void readFlags( const Leaf & leaf, DraftRule & draft ) {
     rest.remove_prefix( std::min( name.size() + 1, rest.size() ) );
     const auto flag = tcpFlagFromText( name );
     if ( !flag && !name.empty() )
-      leaf.fail( fmt::format( "flags of TCP, not \"{}\"", name ) );
+      leaf.fail( "flags of TCP" );
     flags |= flag.value_or( 0 );
   }
   draft.match( leaf, FieldId::tcpFlags, exactly( flags, 0xFF ) );

@@ -36,7 +36,7 @@ ListScope scopeOf( const Leaf & leaf ) {
       return type.scope;
     known += fmt::format( "{}{}", known.empty() ? "" : ", ", type.name );
   }
-  leaf.fail( fmt::format( "one of {}, not \"{}\"", known, name ) );
+  leaf.fail( fmt::format( "one of {}", known ) );
 }
 
 class Rfc8519Reader {
@@ -72,14 +72,14 @@ void Rfc8519Reader::readActions( const JsonNode & node, DraftRule & draft ) {
   const Leaf forwarding = needLeaf( actions, "forwarding" );
   const std::string_view name = forwarding.identity();
   if ( name != "accept" && name != "drop" && name != "reject" )
-    forwarding.fail( fmt::format( "accept, drop or reject, not \"{}\"", name ) );
+    forwarding.fail( "accept, drop or reject" );
   draft.rule.forwarding = name == "accept" ? Forwarding::permit : Forwarding::drop;
   if ( name == "reject" )
     notes_.reject();
   if ( const auto logging = findLeaf( actions, "logging" ) ) {
     const std::string_view log = logging->identity();
     if ( log != "log-none" && log != "log-syslog" )
-      logging->fail( fmt::format( "log-syslog or log-none, not \"{}\"", log ) );
+      logging->fail( "log-syslog or log-none" );
     if ( log == "log-syslog" )
       notes_.logging();
   }

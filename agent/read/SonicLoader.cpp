@@ -73,7 +73,7 @@ void readLoaderFlags( const Leaf & leaf, DraftRule & draft ) {
     const std::string_view name = element.identity();
     const auto flag = tcpFlagFromText( name.starts_with( "TCP_" ) ? name.substr( 4 ) : name );
     if ( !flag )
-      element.fail( fmt::format( "a flag of TCP, not \"{}\"", name ) );
+      element.fail( "a flag of TCP" );
     flags |= *flag;
   }
   if ( flags == 0 )
@@ -111,7 +111,7 @@ void readAction( JsonFields & config, DraftRule & draft ) {
   const Leaf action = needLeaf( config, "forwarding-action" );
   const std::string_view name = action.identity();
   if ( name != "ACCEPT" && name != "DROP" && name != "REJECT" )
-    action.fail( fmt::format( "ACCEPT, DROP or REJECT, not \"{}\"", name ) );
+    action.fail( "ACCEPT, DROP or REJECT" );
   draft.rule.forwarding = name == "ACCEPT" ? Forwarding::permit : Forwarding::drop;
 }
 

@@ -54,7 +54,7 @@ void readOperation( const Leaf & element, SonicTables & tables ) {
     element.fail( "an object with a key of a table and \"OP\"" );
   const Leaf op( element.file(), "OP", *operation );
   if ( op.text() != "SET" && op.text() != "DEL" )
-    op.fail( fmt::format( "SET or DEL, not \"{}\"", op.text() ) );
+    op.fail( "SET or DEL" );
   const auto & [ name, value ] = node.members[ node.members[ 0 ].name == "OP" ? 1 : 0 ];
   const Leaf leaf( element.file(), name, value );
   if ( name.starts_with( arrayTable ) ) {

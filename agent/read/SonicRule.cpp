@@ -33,7 +33,7 @@ void readPriority( const Leaf & leaf, Reading & rule ) {
 void readAction( const Leaf & leaf, Reading & rule ) {
   const std::string name = upperCase( leaf.text() );
   if ( name != "FORWARD" && name != "ACCEPT" && name != "DROP" )
-    leaf.fail( fmt::format( "FORWARD, ACCEPT or DROP, not \"{}\"", leaf.text() ) );
+    leaf.fail( "FORWARD, ACCEPT or DROP" );
   rule.draft.rule.forwarding = name == "DROP" ? Forwarding::drop : Forwarding::permit;
   rule.action = true;
 }
@@ -54,7 +54,7 @@ void readIpType( const Leaf & leaf, Reading & rule ) {
   }
   if ( name.starts_with( "NON_IP" ) )
     leaf.refuse( fmt::format( "{} cannot be matched by a TCAM entry", name ) );
-  leaf.fail( fmt::format( "ANY, IP, IPV4, IPV4ANY, IPV6, IPV6ANY or ARP, not \"{}\"", name ) );
+  leaf.fail( "ANY, IP, IPV4, IPV4ANY, IPV6, IPV6ANY or ARP" );
 }
 
 void readProtocol( const Leaf & leaf, Reading & rule ) {
@@ -70,7 +70,7 @@ void readPort( const Leaf & leaf, Reading & rule ) {
 template < FieldId field >
 void readPortRange( const Leaf & leaf, Reading & rule ) {
   if ( leaf.text().find( '-' ) == std::string::npos )
-    leaf.fail( fmt::format( "LOW-HIGH, not \"{}\"", leaf.text() ) );
+    leaf.fail( "LOW-HIGH" );
   rule.draft.range( leaf, field, leaf.range( 0xFFFF, "-" ) );
 }
 

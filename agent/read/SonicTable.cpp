@@ -47,7 +47,7 @@ bool isEgress( const Leaf & leaf ) {
   if ( stage == "INGRESS" || stage == "ingress" )
     return false;
   if ( stage != "EGRESS" && stage != "egress" )
-    leaf.fail( fmt::format( "INGRESS or EGRESS, not \"{}\"", stage ) );
+    leaf.fail( "INGRESS or EGRESS" );
   return true;
 }
 
@@ -72,8 +72,7 @@ std::optional< ListScope > SonicTables::scopeOf( const Leaf & leaf ) const {
   if ( leaf.text() == "CTRLPLANE" )
     leaf.refuse( "is of a table for services of the control plane" );
   if ( !types_.contains( leaf.text() ) )
-    leaf.fail(
-        fmt::format( "one of {}or a type of ACL_TABLE_TYPE, not \"{}\"", known, leaf.text() ) );
+    leaf.fail( fmt::format( "one of {}or a type of ACL_TABLE_TYPE", known ) );
   return std::nullopt;
 }
 

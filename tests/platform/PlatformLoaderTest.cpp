@@ -96,7 +96,7 @@ TEST( PlatformLoaderTest, ErrorsNameTheLine ) {
       // Of the text itself
       { { { "\"type\": 5", "\"type\": 5,, " } }, "4:28: not JSON: unexpected ','" },
       { { { "\"type\": 5", "\"type\": 70000" } },
-        "4:26: \"type\" must be a number from 0 to 65535" },
+        "4:26: \"type\" must be a whole number from 0 to 65535, not 70000" },
       { { { "\"type\": 5", "\"type\": 5, \"type\": 5" } }, "4:29: key \"type\" occurs twice" },
       { { { "\"type\": 5, ", "" } }, "3:11: \"chip\" has no \"type\"" },
       { { { "\"name\": \"tiny\"", "\"nam\": 1" } }, "1:1: a platform has no \"name\"" },
@@ -106,7 +106,8 @@ TEST( PlatformLoaderTest, ErrorsNameTheLine ) {
         "6:81: a run of slices has an unknown key \"wide\"" },
       { { { "\"SrcIp\"", "\"SrcIP\"" } }, "9:65: there is no qualifier \"SrcIP\"" },
       { { { "routerAclTcamGroup", "ipAcl" } }, "15:34: there is no assignment \"ipAcl\"" },
-      { { { "\"id\": 8", "\"id\": 4095" } }, "22:13: \"id\" must be a number from 1 to 4094" },
+      { { { "\"id\": 8", "\"id\": 4095" } },
+        "22:13: \"id\" must be a whole number from 1 to 4094, not 4095" },
       // Of the chip and the VLANs
       { { { "[ 3 ]", "[ 4 ]" } }, "3:11: loopback port 4 does not exist" },
       { { { chipFlags, chipFlags + ", \"sharedByPipes\": true, \"secondCopy\": true" } },
@@ -207,10 +208,16 @@ TEST( PlatformLoaderTest, RefusesMalformedTexts ) {
   std::string many;  // keys, more than are compared one by one
   for ( int i = 0; i < 20; ++i )
     many += "\"" + std::to_string( i ) + "\": {},\r\n";
+  std::string huge = "[";  // numbers, more than are skipped
+  for ( int i = 0; i < 16; ++i )
+    huge += " -1E999,";
   const std::pair< std::string, std::string > cases[] = {
       { "", "1:1: the file is empty" },
-      { "[]", "1:1: a platform must be an object" },
-      { "{\n\"name\": 18446744073709551615\n}", "2:9: number out of range" },
+      { "[]", "1:1: a platform must be an object, not a list" },
+      { "{\n\"name\": 18446744073709551615\n}",
+        "2:9: \"name\" must be a string, not 18446744073709551615" },
+      { "{\n\"name\": -1.5e+400 }", "2:9: \"name\" must be a string, not -1.5e+400" },
+      { huge + "1e400 ]", "1:130: number out of range" },
       { std::string( 100000, '[' ), "1:33: nested too deeply" },
       { "{\r\n  \"name\": \"a", "2:12: truncated: the text ends inside a JSON value" },
       { "{ \"na\\nme\": 12 }", "1:3: a key must not have control characters" },
