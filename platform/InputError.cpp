@@ -28,7 +28,9 @@ std::string oneLine( std::string what ) {
 }  // namespace
 
 std::string placedMessage( const std::string & file, Place place, const std::string & what ) {
-  std::string text = file + ":" + std::to_string( place.line );
+  std::string text = file;
+  if ( place.line != 0 )
+    text += ":" + std::to_string( place.line );
   if ( place.column != 0 )
     text += ":" + std::to_string( place.column );
   return text + ": " + oneLine( what );

@@ -1,7 +1,7 @@
 // An error in a file of the user.
 //
 // Readers throw it before anything is programmed. The message is one line for the user,
-// "FILE:LINE:COLUMN: what is wrong", or "FILE:LINE: what is wrong" where no column is known.
+// "FILE:LINE:COLUMN: what is wrong", without the column or both where they are not known.
 #pragma once
 
 #include <stdexcept>
@@ -23,7 +23,7 @@ struct Place {
   Place( U32 lineOfFile, U32 columnOfLine = 0 ) : line( lineOfFile ), column( columnOfLine ) {}
 };
 
-// "FILE:LINE:COLUMN: what". Cuts long messages, and replaces control characters: messages quote the
+// "FILE:LINE:COLUMN: what", or "FILE: what" of the file as a whole. Cuts long messages, and replaces control characters: messages quote the
 // input, which may hold any bytes.
 std::string placedMessage( const std::string & file, Place place, const std::string & what );
 

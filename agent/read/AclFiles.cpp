@@ -74,7 +74,7 @@ AclDocument parseAclText( const AclName & name, const std::string & file, std::s
   text.erase( 0, text.size() - Platform::textBody( file, text ).size() );
   source.text = std::move( text );
   if ( source.text.find_first_not_of( " \t\r\n" ) == std::string::npos )
-    throw Platform::InputError( file, {}, "the file is empty" );
+    throw Platform::InputError( file, { 1, 1 }, "the file is empty" );
   blankPath( source.text );
   std::optional< Platform::JsonNode > root;
   if ( format == nullptr ? beginsJson( source.text ) : format->json )

@@ -225,7 +225,7 @@ void readRfc8519( const AclSource & source, AclDocument & document ) {
     found |= isRoot( name );
   }
   if ( !found )
-    root.fail( {}, "there is no \"ietf-access-control-list:acls\"" );
+    root.fail( root.place(), "there is no \"ietf-access-control-list:acls\"" );
 }
 
 }  // namespace Agent

@@ -134,7 +134,7 @@ void readSonic( const AclSource & source, AclDocument & document ) {
   else if ( isArray( source ) )
     readArray( source, document );
   else
-    throw Platform::InputError( source.file, {},
+    throw Platform::InputError( source.file, source.root->place(),
                                 "this is neither CONFIG_DB nor a form of acl-loader" );
 }
 

@@ -387,8 +387,8 @@ TEST_F( CommandTest, InvalidInputGivesOneLineAndStatus2 ) {
   } cases[] = {
       { "run --acl " + bad, bad + ":2:43: bad, rule 0: [^\n]*\n" },
       { "run --acl " + good + " --packets " + bad, bad + ":2:1: [^\n]*\n" },
-      { "run --acl /nonexistent/file", "/nonexistent/file:0: [^\n]*\n" },
-      { "run --acl " + folder_, folder_ + ":0: [^\n]*\n" },
+      { "run --acl /nonexistent/file", "/nonexistent/file: [^\n]*\n" },
+      { "run --acl " + folder_, folder_ + ": [^\n]*\n" },
       { "run --platform " + platform, platform + ":1:1: [^\n]*\n" },
       { "run --acl " + good + " --acl " + good, usage },
       { "run --acl =" + good, usage },
@@ -409,9 +409,9 @@ TEST_F( CommandTest, InvalidInputGivesOneLineAndStatus2 ) {
       { "run --acl " + field, field + ":1:[0-9]+: flow: the group of use flowVxlan has no field "
                                       "at offset 7 of the L3 header; "
                                       "with flowProtocol 17 it has 42, 46, 50, 58, 62\n" },
-      { "run --acl " + good + " --packets " + cut, cut + ":0: [^\n]*\n" },
-      { "run --acl " + cut, cut + ":0: a packet capture; give it with --packets\n" },
-      { "run --packets " + binary, binary + ":0: neither a capture [^\n]* nor a trace[^\n]*\n" },
+      { "run --acl " + good + " --packets " + cut, cut + ": [^\n]*\n" },
+      { "run --acl " + cut, cut + ": a packet capture; give it with --packets\n" },
+      { "run --packets " + binary, binary + ": neither a capture [^\n]* nor a trace[^\n]*\n" },
       { "walk", usage },
       { "inspect groupManager/numPipes", usage },
       { "inspect --set groupManager/numPipe=two", usage },

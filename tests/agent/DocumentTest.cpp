@@ -330,7 +330,8 @@ TEST( DocumentTest, RefusesDamagedTexts ) {
     }
   expectAll( {
       { R"({ "ACL_RULE": { "T|a": {}, "T|a": {} } })", "f:1:28: key \"T|a\" occurs twice" },
-      { "<config/>", "this is XML; the formats are classbench" },
+      { " \n", "f:1:1: the file is empty" },
+      { "<config/>", "f: this is XML; the formats are classbench" },
       { "table inet filter {\n}", "this is an nft ruleset" },
       { R"({ "nftables": [] })", "this is an nft ruleset in JSON" },
       { "module a { }", "this is a YANG module" },
@@ -338,7 +339,7 @@ TEST( DocumentTest, RefusesDamagedTexts ) {
       { "{}", "the format of this file is not known" },
       { std::string( 1000000, '[' ), "nested too deeply" },
   } );
-  EXPECT_THAT( readAs( "{}", "rfc8519" ), HasSubstr( "there is no \"ietf-access" ) );
+  EXPECT_THAT( readAs( "{}", "rfc8519" ), HasSubstr( "f:1:1: there is no \"ietf-access" ) );
 }
 
 TEST( DocumentTest, CountsTheRefusalsThatItDoesNotList ) {

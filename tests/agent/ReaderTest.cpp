@@ -54,7 +54,7 @@ TEST( ClassBenchReaderTest, ReadsAllFieldsOfARule ) {
 }
 
 TEST( ClassBenchReaderTest, RefusesMalformedLines ) {
-  EXPECT_EQ( aclError( "" ), "f:0: there are no rules" );
+  EXPECT_EQ( aclError( "" ), "f: there are no rules" );
   const char * wrong[] = {
       "0.0.0.0/0 0.0.0.0/0 0 : 65535 0 : 65535 0x00/0x00",
       "@0.0.0.0/0 0.0.0.0/0 0 : 65535 0 : 65535",

@@ -191,7 +191,7 @@ TEST( RouterCliReaderTest, ReadsAWholeConfiguration ) {
         "f:2:20: 1: ranges" },
       { "interface e1\n ip access-group 1 up\naccess-list 1 permit any\n", "f:2:20: 1: \"up\"" },
       { "access-list 1 permit any\nbanner motd #hello\n", "f:2:1: the banner does not end" },
-      { "ip access-list extended A\n remark nothing\n", "f:0: there are no access lists" },
+      { "ip access-list extended A\n remark nothing\n", "f: there are no access lists" },
   };
   for ( const auto & [ document, message ] : wrong )
     EXPECT_THAT( readAll( document ), HasSubstr( message ) ) << document;
