@@ -139,10 +139,10 @@ void Rfc8519Reader::readList( JsonFields & fields, const std::string & name ) {
     head.bindings = bound->second;
   const auto type = findLeaf( fields, "type" );
   const JsonNode * aces = fields.find( "aces" );
-  fields.finish();
   DraftList list( document_, head, type ? std::optional( scopeOf( *type ) ) : std::nullopt );
   if ( aces != nullptr )
     readAces( *aces, name, [ & ]( DraftRule draft ) { list.add( std::move( draft ) ); } );
+  fields.finish();
   list.take();
 }
 

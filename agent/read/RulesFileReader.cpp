@@ -152,22 +152,17 @@ Platform::JsonRows rulesOf( JsonFields & fields ) {
   return needLeaf( fields, "rules" ).rows();
 }
 
-// The list without its rules.
-Acl readHead( JsonFields & fields, const std::string & name, const std::string & file ) {
-  Acl acl;
-  acl.name = name;
-  acl.file = file;
-  readUse( fields, acl );
-  readDefault( fields, acl );
-  readLaterFragments( fields, acl );
-  if ( fields.find( "mirrorPort" ) != nullptr ) {
-    acl.mirrorPort = fields.number( "mirrorPort", 0, portsMax - 1 );
-    acl.mirrorPortLine = fields.line( "mirrorPort" );
-  }
+void readMirrorPort( JsonFields & fields, Acl & acl ) {
+  if ( fields.find( "mirrorPort" ) == nullptr )
+    return;
+  acl.mirrorPort = 0;  // its rules are read all the same if this one is refused
+  acl.mirrorPort = fields.number( "mirrorPort", 0, portsMax - 1 );
+  acl.mirrorPortLine = fields.line( "mirrorPort" );
+}
+
+void checkRules( JsonFields & fields ) {
   if ( rulesOf( fields ).empty() )
     fields.fail( fields.place( "rules" ), "there are no rules" );
-  fields.finish();
-  return acl;
 }
 
 // The rule's name or index.
@@ -188,7 +183,19 @@ bool isRulesFile( const AclSource & source ) {
 
 void readRulesFile( const AclSource & source, AclDocument & document ) {
   JsonFields fields( source.file, *source.root, "a rules file" );
-  Acl acl = readHead( fields, source.name, source.file );
+  Acl acl;
+  acl.name = source.name;
+  acl.file = source.file;
+  const auto reads = [ & ]( auto read ) {
+    return document.refusals.guard( acl.name, "", [ & ] { read( fields, acl ); } );
+  };
+  // What a rule may have depends on the list's type and use.
+  if ( !reads( readUse ) || !reads( []( JsonFields & head, Acl & ) { checkRules( head ); } ) )
+    return;
+  bool read = reads( readDefault );
+  read &= reads( readLaterFragments );
+  read &= reads( readMirrorPort );
+  read &= reads( []( JsonFields & head, Acl & ) { head.finish(); } );
   size_t index = 0;
   for ( Platform::JsonRows rows = rulesOf( fields ); rows.next(); ) {
     const JsonNode & node = rows.row().value;
@@ -202,18 +209,8 @@ void readRulesFile( const AclSource & source, AclDocument & document ) {
         } );
     ++index;
   }
-  if ( !acl.rules.empty() || document.refusals.count() != 0 )
+  if ( read )
     document.lists.push_back( std::move( acl ) );
-}
-
-Acl parseRulesFile( const std::string & name, const std::string & file, const std::string & text ) {
-  constexpr std::string_view rowKeys[] = { "rules" };
-  const JsonNode root = Platform::parseJson( file, text, rowKeys );
-  JsonFields fields( file, root, "a rules file" );
-  Acl acl = readHead( fields, name, file );
-  for ( Platform::JsonRows rows = rulesOf( fields ); rows.next(); )
-    acl.rules.push_back( readRule( acl, rows.row().value ) );
-  return acl;
 }
 
 }  // namespace Agent

@@ -252,6 +252,8 @@ TEST( DocumentTest, RefusesRulesAtThePlaceOfTheFault ) {
       { ietf( R"("ipv4": { "dscp": 64 })" ),
         "f:2:19: l, r: \"dscp\" must be a whole number from 0 to 63" },
       { ietf( R"("tcp": { "source-port": { "lower-port": 9, "upper-port": 8 } })" ), "is below" },
+      { ietf( R"("udp": { "source-port": {} })", R"(ipv4-acl-type", "mtu": "9)" ),
+        "l, r: \"source-port\" has no \"port\"\nf:1:94: l: an ACL has an unknown key \"mtu\"" },
       { ietf( "", "arp-acl-type" ), "f:1:70: l: \"type\" must be one of ipv4-acl-type" },
       { openConfig( R"("ipv4": { "config": { "length": 5 } })" ),
         "f:2:33: l, entry 1: \"length\" cannot be matched" },

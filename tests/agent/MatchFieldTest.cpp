@@ -5,7 +5,7 @@
 #include "agent/feature/AclShares.h"
 #include "agent/feature/FieldCover.h"
 #include "agent/packets/RandomPackets.h"
-#include "agent/read/RulesFileReader.h"
+#include "agent/read/AclFiles.h"
 #include "tests/agent/TestSwitch.h"
 
 namespace Agent {
@@ -13,6 +13,10 @@ namespace Agent {
 namespace {
 
 using testing::IsEmpty;
+
+Acl rulesList( const std::string & text ) {
+  return parseAclText( { "l", false }, "f", text, formatNamed( "rules" ) ).lists.at( 0 );
+}
 
 FieldBits lowBits( U32 count ) {
   const auto half = []( U32 bits ) { return bits >= 64 ? ~U64{ 0 } : ( U64{ 1 } << bits ) - 1; };
@@ -196,14 +200,13 @@ TEST( EntryPlanTest, RulesTakeTheFewestEntries ) {
       { R"("inPorts": "0-255")", 1, "" },
   };
   for ( const auto & c : cases ) {
-    const Acl acl =
-        parseRulesFile( "l", "f", fmt::format( R"({{ "rules": [ {{ {} }} ] }})", c.rule ) );
+    const Acl acl = rulesList( fmt::format( R"({{ "rules": [ {{ {} }} ] }})", c.rule ) );
     const EntryPlan plan( acl, acl.rules[ 0 ], {}, PortKey::bitmap );
     EXPECT_EQ( plan.size(), c.entries ) << c.rule;
     EXPECT_EQ( plan.reason( acl.rules[ 0 ] ), c.reason ) << c.rule;
   }
   // A rule that permits by ports lets later fragments through in some formats.
-  Acl acl = parseRulesFile( "l", "f", R"({ "laterFragments": "permittedByL3", "rules": [
+  Acl acl = rulesList( R"({ "laterFragments": "permittedByL3", "rules": [
       { "protocol": "tcp", "destinationPorts": 80, "inPorts": "0-3" } ] })" );
   const EntryPlan plan( acl, acl.rules[ 0 ], {}, PortKey::number );
   EXPECT_EQ( plan.size(), 2U );

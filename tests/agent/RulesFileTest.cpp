@@ -4,8 +4,7 @@
 #include "agent/acl/RuleText.h"
 #include "agent/command/Run.h"
 #include "agent/command/UsageError.h"
-#include "agent/read/RulesFileReader.h"
-#include "platform/InputError.h"
+#include "agent/read/AclFiles.h"
 
 namespace Agent {
 
@@ -15,13 +14,16 @@ using testing::HasSubstr;
 using testing::StartsWith;
 
 Acl parse( const std::string & text ) {
-  return parseRulesFile( "list", "f", text );
+  AclDocument document = parseAclText( { "list", false }, "f", text, formatNamed( "rules" ) );
+  if ( document.refusals.count() != 0 )
+    throw std::runtime_error( document.refusals.lines()[ 0 ] );
+  return std::move( document.lists[ 0 ] );
 }
 
 std::string rulesFileError( const std::string & text ) {
   try {
     parse( text );
-  } catch ( const Platform::InputError & error ) {
+  } catch ( const std::runtime_error & error ) {
     return error.what();
   }
   return "no error";
@@ -101,6 +103,17 @@ TEST( RulesFileTest, RefusesMalformedRules ) {
   EXPECT_THAT( rulesFileError( R"({ "type": "ipv6", "use": "flow", "rules": [{}] })" ),
                HasSubstr( "ipv6 cannot have the use flow" ) );
   EXPECT_THAT( rulesFileError( R"({ "rules": [] })" ), HasSubstr( "no rules" ) );
+  // What is wrong with the list does not hide what is wrong with its rules.
+  const AclDocument both = parseAclText( { "l", false }, "f", R"({ "defualt": "drop",
+    "mirrorPort": 256, "rules": [ { "ttl": 1e400 }, { "actions": ["mirror"] }, { "sorce": 1 } ] })",
+                                         formatNamed( "rules" ) );
+  EXPECT_THAT(
+      both.refusals.lines(),
+      testing::ElementsAre( StartsWith( "f:2:19: l: \"mirrorPort\" must be" ),
+                            StartsWith( "f:1:14: l: a rules file has an unknown key" ),
+                            StartsWith( "f:2:44: l, rule 0: \"ttl\" must be" ),
+                            StartsWith( "f:2:91: l, rule 2: a rule has an unknown key" ) ) );
+  EXPECT_TRUE( both.lists.empty() );
   EXPECT_THAT( rulesFileError( R"({ "rules": [{}], "rules": [{}] })" ), StartsWith( "f:1:" ) );
   EXPECT_THAT( rulesFileError( "{ \"rules\": [\n{}" ), StartsWith( "f:2:2: truncated" ) );
 }
