@@ -23,8 +23,8 @@ struct Place {
   Place( U32 lineOfFile, U32 columnOfLine = 0 ) : line( lineOfFile ), column( columnOfLine ) {}
 };
 
-// "FILE:LINE:COLUMN: what", or "FILE: what" of the file as a whole. Cuts long messages, and replaces control characters: messages quote the
-// input, which may hold any bytes.
+// "FILE:LINE:COLUMN: what", or "FILE: what" of the file as a whole. Cuts long messages, and
+// replaces control characters: messages quote the input, which may hold any bytes.
 std::string placedMessage( const std::string & file, Place place, const std::string & what );
 
 class InputError : public std::runtime_error {

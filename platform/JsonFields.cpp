@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "platform/InputError.h"
+#include "platform/NearNames.h"
 
 namespace Platform {
 
@@ -47,6 +48,7 @@ const JsonNode * JsonFields::find( const std::string & key ) {
     read_[ i ] = true;
     return &node_.members[ i ].value;
   }
+  absent_.append( key ).push_back( ' ' );
   return nullptr;
 }
 
@@ -98,10 +100,21 @@ const JsonMember * JsonFields::unread() const {
   return first == read_.end() ? nullptr : &node_.members[ first - read_.begin() ];
 }
 
+std::string JsonFields::keysLike( const std::string & wrong ) const {
+  std::vector< std::string_view > keys;
+  for ( std::string_view rest = absent_; !rest.empty();
+        rest.remove_prefix( keys.back().size() + 1 ) )
+    keys.push_back( rest.substr( 0, rest.find( ' ' ) ) );
+  for ( size_t i = 0; i < read_.size(); ++i )
+    if ( read_[ i ] )
+      keys.push_back( node_.members[ i ].name );
+  return keys.empty() ? "none" : nearNames( std::move( keys ), wrong );
+}
+
 void JsonFields::finish() const {
   if ( const JsonMember * member = unread() )
-    fail( member->value.place(),
-          fmt::format( "{} has an unknown key \"{}\"", what_, member->name ) );
+    fail( member->value.place(), fmt::format( "{} has an unknown key \"{}\"; it can have {}", what_,
+                                              member->name, keysLike( member->name ) ) );
 }
 
 std::string jsonShown( const JsonNode & node ) {

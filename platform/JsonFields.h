@@ -44,6 +44,8 @@ class JsonFields {
 
   // The first member that was not read; null: all were.
   const JsonMember * unread() const;
+  // The keys that the object can have, all or those most like a wrong one, for messages.
+  std::string keysLike( const std::string & wrong ) const;
   // Refuses members that were not read.
   void finish() const;
 
@@ -63,6 +65,7 @@ class JsonFields {
   std::string what_;
   Modules modules_;
   std::vector< bool > read_;  // the members, in their order
+  std::string absent_;        // keys that were looked for and are not there, each before a blank
 };
 
 // The value for messages: 7, "text", true, a list.

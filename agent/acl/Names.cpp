@@ -393,6 +393,15 @@ std::optional< T > valueOf( const Name< T > ( &table )[ size ], std::string_view
   return row == nullptr ? std::nullopt : std::optional( row->value );
 }
 
+template < class Table >
+std::vector< std::string_view > namesOf( const Table & table ) {
+  std::vector< std::string_view > names;
+  names.reserve( std::size( table ) );
+  for ( const auto & row : table )
+    names.push_back( row.name );
+  return names;
+}
+
 }  // namespace
 
 std::optional< U8 > protocolFromText( std::string_view name ) {
@@ -429,6 +438,30 @@ std::optional< U16 > etherTypeFromText( std::string_view name ) {
 
 std::optional< U8 > tcpFlagFromText( std::string_view name ) {
   return valueOf( tcpFlags, name );
+}
+
+std::vector< std::string_view > protocolNames() {
+  return namesOf( protocols );
+}
+
+std::vector< std::string_view > icmpTypeNames( AclKind kind ) {
+  return kind == AclKind::ipv6 ? namesOf( icmp6Types ) : namesOf( icmpTypes );
+}
+
+std::vector< std::string_view > serviceNames() {
+  return namesOf( ports );
+}
+
+std::vector< std::string_view > dscpNames() {
+  return namesOf( dscps );
+}
+
+std::vector< std::string_view > etherTypeNames() {
+  return namesOf( etherTypes );
+}
+
+std::vector< std::string_view > tcpFlagNames() {
+  return namesOf( tcpFlags );
 }
 
 }  // namespace Agent

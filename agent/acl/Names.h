@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "agent/acl/AclRule.h"
 
@@ -32,5 +33,13 @@ std::optional< U16 > etherTypeFromText( std::string_view name );
 
 // One bit of the TCP flags byte: "syn".
 std::optional< U8 > tcpFlagFromText( std::string_view name );
+
+// The names that each of these knows, for messages.
+std::vector< std::string_view > protocolNames();
+std::vector< std::string_view > icmpTypeNames( AclKind kind );
+std::vector< std::string_view > serviceNames();
+std::vector< std::string_view > dscpNames();
+std::vector< std::string_view > etherTypeNames();
+std::vector< std::string_view > tcpFlagNames();
 
 }  // namespace Agent

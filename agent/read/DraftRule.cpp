@@ -123,9 +123,11 @@ void DraftRule::namedProtocol( const Leaf & leaf, std::string_view prefix ) {
   std::string_view name = leaf.identity();
   auto number = protocolFromText( name );
   if ( !number && name.starts_with( prefix ) )
-    number = protocolFromText( name.substr( prefix.size() ) );
+    name.remove_prefix( prefix.size() );
   if ( !number )
-    leaf.fail( "a protocol" );
+    number = protocolFromText( name );
+  if ( !number )
+    leaf.failName( "a protocol", name, protocolNames() );
   if ( *number == protocolIcmp )
     icmpProtocol( leaf );
   else

@@ -9,6 +9,7 @@
 #include "agent/acl/PoliceRate.h"
 #include "agent/acl/RuleText.h"
 #include "agent/read/MatchSets.h"
+#include "platform/NearNames.h"
 
 namespace Agent {
 
@@ -41,8 +42,11 @@ class FieldValueReader {
   void read( const JsonNode & node );
 
  private:
-  [[noreturn]] void fail( const JsonNode & node, const std::string & expected ) const;
-  const std::string & textOf( const JsonNode & node, const std::string & expected ) const;
+  [[noreturn]] void fail( const JsonNode & node, std::string_view expected ) const;
+  std::vector< std::string_view > names() const;
+  // "(NAMES)" that are most like the value.
+  std::string namesLike( const JsonNode & node ) const;
+  const std::string & textOf( const JsonNode & node, std::string_view expected ) const;
   U32 largest() const { return ( 1U << field_.width ) - 1; }
   std::optional< U32 > number( const std::string & text ) const;
 
@@ -55,6 +59,7 @@ class FieldValueReader {
   TernaryBits flagNames( const JsonNode & node ) const;
   TernaryBits icmp( const JsonNode & node ) const;
   Ranges range( const JsonNode & node ) const;
+  [[noreturn]] void failRange( const JsonNode & node ) const;
   Fragments fragments( const JsonNode & node ) const;
 
   JsonFields & fields_;
@@ -63,13 +68,34 @@ class FieldValueReader {
   AclRule & rule_;
 };
 
-void FieldValueReader::fail( const JsonNode & node, const std::string & expected ) const {
+void FieldValueReader::fail( const JsonNode & node, std::string_view expected ) const {
   fields_.fail( node.place(), fmt::format( "\"{}\" must be {}, not {}", field_.name, expected,
                                            Platform::jsonShown( node ) ) );
 }
 
+std::vector< std::string_view > FieldValueReader::names() const {
+  switch ( field_.text ) {
+    case FieldText::protocol:
+      return protocolNames();
+    case FieldText::etherType:
+      return etherTypeNames();
+    case FieldText::dscp:
+      return dscpNames();
+    case FieldText::icmp:
+      return icmpTypeNames( kind_ );
+    case FieldText::ports:
+      return serviceNames();
+    default:
+      return {};
+  }
+}
+
+std::string FieldValueReader::namesLike( const JsonNode & node ) const {
+  return fmt::format( "({})", Platform::nearNames( names(), node.string ) );
+}
+
 const std::string & FieldValueReader::textOf( const JsonNode & node,
-                                              const std::string & expected ) const {
+                                              std::string_view expected ) const {
   if ( node.kind != JsonNode::Kind::string )
     fail( node, expected );
   return jsonText( fields_.file(), node, fmt::format( "\"{}\"", field_.name ) );
@@ -123,7 +149,7 @@ void FieldValueReader::readOne( const JsonNode & node, Matches & matches, Ranges
 
 // ADDRESS, ADDRESS/LENGTH or ADDRESS/MASK.
 TernaryBits FieldValueReader::ip4( const JsonNode & node ) const {
-  const std::string expected = "an address, ADDRESS/0 to ADDRESS/32, or ADDRESS/MASK";
+  constexpr std::string_view expected = "an address, ADDRESS/0 to ADDRESS/32, or ADDRESS/MASK";
   const std::string & text = textOf( node, expected );
   const size_t slash = std::min( text.find( '/' ), text.size() );
   const std::string rest = text.substr( std::min( slash + 1, text.size() ) );
@@ -140,7 +166,7 @@ TernaryBits FieldValueReader::ip4( const JsonNode & node ) const {
 }
 
 TernaryBits FieldValueReader::ip6( const JsonNode & node ) const {
-  const std::string expected = "an address, ADDRESS/0 to ADDRESS/128, or ADDRESS/MASK";
+  constexpr std::string_view expected = "an address, ADDRESS/0 to ADDRESS/128, or ADDRESS/MASK";
   const std::string & text = textOf( node, expected );
   const size_t slash = std::min( text.find( '/' ), text.size() );
   const std::string rest = text.substr( std::min( slash + 1, text.size() ) );
@@ -159,7 +185,7 @@ TernaryBits FieldValueReader::ip6( const JsonNode & node ) const {
 
 // ADDRESS or ADDRESS/MASK.
 TernaryBits FieldValueReader::mac( const JsonNode & node ) const {
-  const std::string expected = "a MAC address, or ADDRESS/MASK";
+  constexpr std::string_view expected = "a MAC address, or ADDRESS/MASK";
   const std::string & text = textOf( node, expected );
   const size_t slash = std::min( text.find( '/' ), text.size() );
   const auto value = macFromText( std::string_view( text ).substr( 0, slash ) );
@@ -186,9 +212,11 @@ TernaryBits FieldValueReader::named( const JsonNode & node ) const {
       value = number( node.string );
   }
   if ( type && ( !value || *value < 0x600 || *value > 0xFFFF ) )
-    fail( node, "a type of \"0x600\" to \"0xffff\" (what is below is a length), or its name" );
+    fail( node, "a type of \"0x600\" to \"0xffff\" (what is below is a length), or its name " +
+                    namesLike( node ) );
   if ( !value )
-    fail( node, fmt::format( "a whole number from 0 to {}, or a name", largest() ) );
+    fail( node, fmt::format( "a whole number from 0 to {}, or a name {}", largest(),
+                             namesLike( node ) ) );
   return exactly( *value, largest() );
 }
 
@@ -246,7 +274,9 @@ TernaryBits FieldValueReader::flagNames( const JsonNode & node ) const {
     name.remove_prefix( clear ? 1 : 0 );
     const auto flag = tcpFlagFromText( name );
     if ( !flag || ( match.mask.low & *flag ) != 0 )
-      fail( node, "an object, established, or names such as \"syn+!ack\", each once" );
+      fail( node,
+            fmt::format( "an object, established, or names ({}) such as \"syn+!ack\", each once",
+                         Platform::nearNames( tcpFlagNames(), name ) ) );
     match.mask.low |= *flag;
     match.value.low |= clear ? 0 : *flag;
     if ( end == std::string_view::npos )
@@ -260,8 +290,8 @@ TernaryBits FieldValueReader::icmp( const JsonNode & node ) const {
   if ( node.kind == JsonNode::Kind::string ) {
     const auto match = icmpTypeFromText( kind_, node.string );
     if ( !match )
-      fail( node,
-            fmt::format( "an object, or the name of a type of {} lists", kindName( kind_ ) ) );
+      fail( node, fmt::format( "an object, or the name of a type of {} lists {}", kindName( kind_ ),
+                               namesLike( node ) ) );
     return ternary( *match );
   }
   JsonFields object( fields_.file(), node, fmt::format( "\"{}\"", field_.name ) );
@@ -272,24 +302,31 @@ TernaryBits FieldValueReader::icmp( const JsonNode & node ) const {
   return match;
 }
 
+void FieldValueReader::failRange( const JsonNode & node ) const {
+  const bool ports = field_.text == FieldText::ports && node.kind == JsonNode::Kind::string;
+  fail( node,
+        fmt::format( "a whole number from 0 to {}, \"LOW-HIGH\", \"<N\", \">N\" or \"!N\"{}",
+                     largest(), ports ? ", of ports or services " + namesLike( node ) : "" ) );
+}
+
 // A number, "LOW-HIGH", "<NUMBER", ">NUMBER" or "!NUMBER"; a port can be the name of a service.
 Ranges FieldValueReader::range( const JsonNode & node ) const {
-  const std::string expected = fmt::format(
-      "a whole number from 0 to {}, \"LOW-HIGH\", \"<N\", \">N\" or \"!N\"", largest() );
   if ( node.kind == JsonNode::Kind::integer ) {
     if ( node.integer < 0 || node.integer > largest() )
-      fail( node, expected );
+      failRange( node );
     const auto value = static_cast< U32 >( node.integer );
     return { { value, value } };
   }
-  const std::string & text = textOf( node, expected );
+  if ( node.kind != JsonNode::Kind::string )
+    failRange( node );
+  const std::string & text = node.string;
   const char mark = text.empty() ? '\0' : text.front();
   const auto end = [ & ]( const std::string & part ) {
     const auto digits = numberFromText( part );
     const auto named = digits ? std::nullopt : number( part );
     const auto value = named ? std::optional< U64 >( *named ) : digits;
     if ( !value || *value > largest() )
-      fail( node, expected );
+      failRange( node );
     return static_cast< U32 >( *value );
   };
   Ranges ranges;
@@ -306,7 +343,7 @@ Ranges FieldValueReader::range( const JsonNode & node ) const {
     ranges.push_back( { low, high } );
   }
   if ( ranges.empty() || ranges.front().low > ranges.front().high )
-    fail( node, expected );
+    failRange( node );
   return ranges;
 }
 

@@ -51,6 +51,7 @@ class IptablesReader {
   void setPolicy( Chain & chain, WordReader & words, Word policy ) const;
   void rule( WordReader & words );
   Chain & chainNamed( Word name, Place place );
+  std::vector< Word > chainNames() const;
 
   void takeLists();
   void takeList( U32 chain, const Hook & hook );
@@ -116,7 +117,7 @@ void IptablesReader::openTable( WordReader & words ) {
   if ( table_ != Table::none )
     words.fail( fmt::format( "the table {} has no COMMIT", tableName_ ) );
   if ( std::find( std::begin( tables ), std::end( tables ), name ) == std::end( tables ) )
-    words.fail( fmt::format( "there is no table \"{}\"", name ) );
+    words.failName( "table", name, { std::begin( tables ), std::end( tables ) } );
   if ( name == "filter" && filtered_ )
     words.fail( "the filter table occurs twice" );
   tableName_ = name;
@@ -161,7 +162,9 @@ void IptablesReader::filterTable( WordReader & words ) {
         else if ( words.peek() == "-A" || words.peek() == "--append" )
           rule( words );
         else
-          words.fail( fmt::format( "\"{}\" is not read here", words.next( "" ) ) );
+          words.fail(
+              fmt::format( "\"{}\" is not read here: a line begins with :CHAIN, -A, -N or -P",
+                           words.next( "" ) ) );
       } );
 }
 
@@ -174,6 +177,13 @@ Chain & IptablesReader::chainNamed( Word name, Place place ) {
     chain.place = place;
   }
   return chains_[ at->second ];
+}
+
+std::vector< Word > IptablesReader::chainNames() const {
+  std::vector< Word > names;
+  for ( const Chain & chain : chains_ )
+    names.push_back( chain.name );
+  return names;
 }
 
 // ":CHAIN POLICY [counters]", or "-N CHAIN".
@@ -209,7 +219,7 @@ void IptablesReader::rule( WordReader & words ) {
   const std::string name( words.next( "a chain" ) );
   const auto found = index_.find( name );
   if ( found == index_.end() )
-    words.fail( fmt::format( "there is no chain {}", name ) );
+    words.failName( "chain", name, chainNames() );
   Chain & chain = chains_[ found->second ];
   document_.refusals.guard( name, fmt::format( "rule {}", ++chain.lines ), [ & ] {
     for ( ChainRule & each : readIptablesRule( words, context_ ) )

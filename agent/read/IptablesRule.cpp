@@ -8,6 +8,7 @@
 #include "agent/acl/Names.h"
 #include "agent/read/IptablesValues.h"
 #include "agent/read/MatchSets.h"
+#include "platform/NearNames.h"
 
 namespace Agent {
 
@@ -183,7 +184,8 @@ void IptablesRuleReader::option() {
       std::find_if( std::begin( options ), std::end( options ),
                     [ word ]( const OptionName & each ) { return each.name == word; } );
   if ( known == std::end( options ) )
-    words_.fail( fmt::format( "the option {} is not read", word ) );
+    words_.fail( fmt::format( "the option {} is not read; there are {}", word,
+                              Platform::nearRows( options, word ) ) );
   if ( inverted_ && !known->inverts )
     words_.fail( fmt::format( "the option {} cannot be inverted", word ) );
   ( this->*known->read )();
@@ -223,7 +225,7 @@ void IptablesRuleReader::protocol() {
                           : protocolFromText( word );
   const bool any = sameWord( word, "all" ) || sameWord( word, "ip" ) || number == 0;
   if ( !number && !any )
-    words_.fail( fmt::format( "there is no protocol \"{}\"", word ) );
+    words_.failName( "protocol", word, protocolNames() );
   set( FieldId::protocol, Matches{ any ? TernaryBits() : exactly( *number, 0xFF ) } );
 }
 
@@ -277,13 +279,13 @@ void IptablesRuleReader::fragment() {
 
 void IptablesRuleReader::module() {
   const Word name = words_.next( "the name of a match" );
-  for ( const Word known : { "tcp", "udp", "icmp", "icmp6", "multiport", "iprange", "mac",
-                             "comment", "state", "conntrack", "ttl", "hl", "dscp" } )
-    if ( name == known ) {
-      modules_.emplace_back( name );
-      return;
-    }
-  words_.fail( fmt::format( "the match {} is not read: an entry of a TCAM cannot hold it", name ) );
+  constexpr Word known[] = { "comment", "conntrack", "dscp",  "hl",  "icmp", "icmp6", "iprange",
+                             "mac",     "multiport", "state", "tcp", "ttl",  "udp" };
+  if ( std::find( std::begin( known ), std::end( known ), name ) == std::end( known ) )
+    words_.fail( fmt::format(
+        "the match {} is not read: an entry of a TCAM cannot hold it; there are {}", name,
+        Platform::nearNames( { std::begin( known ), std::end( known ) }, name ) ) );
+  modules_.push_back( name );
 }
 
 void IptablesRuleReader::skipCounters() {
@@ -330,6 +332,8 @@ void IptablesRuleReader::icmpType() {
   if ( !ip6() && !inverted_ && sameWord( word, "any" ) )
     return set( FieldId::icmp, presentBits( {}, 16 ) );
   const auto [ type, code ] = splitAt( word, '/' );
+  if ( !isNumber( type ) )
+    words_.failName( "ICMP type", word, icmpTypeNames( context_.kind ) );
   TernaryBits match = exactly( words_.numberIn( type, "ICMP type", 0xFF ) << 8, 0xFF00 );
   if ( code )
     match = exactly( match.value.low | words_.numberIn( *code, "ICMP code", 0xFF ), 0xFFFF );
@@ -353,7 +357,7 @@ void IptablesRuleReader::dscpClass() {
   const Word word = words_.next( "the DSCP" );
   const auto value = dscpFromText( word );
   if ( !value )
-    words_.fail( fmt::format( "there is no class \"{}\"", word ) );
+    words_.failName( "class", word, dscpNames() );
   set( FieldId::dscp, Matches{ exactly( *value, 0x3F ) } );
 }
 

@@ -19,6 +19,8 @@ constexpr size_t multiportMax = 15;
 
 U32 port( const WordReader & words, Word text ) {
   const auto named = portFromText( text );
+  if ( !named && !isNumber( text.substr( 0, 1 ) ) )
+    words.failName( "port", text, serviceNames() );
   return named ? *named : words.numberIn( text, "port", 0xFFFF );
 }
 
@@ -99,7 +101,7 @@ U8 flagList( const WordReader & words, Word text ) {
   for ( const Word name : partsOf( text, ',' ) ) {
     const auto flag = tcpFlagFromText( name );
     if ( !flag || *flag > 0x3F )
-      words.fail( fmt::format( "there is no TCP flag \"{}\"", name ) );
+      words.failName( "TCP flag", name, tcpFlagNames() );
     flags |= *flag;
   }
   return flags;

@@ -8,6 +8,7 @@
 #include "agent/acl/AddressText.h"
 #include "agent/acl/Names.h"
 #include "platform/InputError.h"
+#include "platform/NearNames.h"
 
 namespace Agent {
 
@@ -71,6 +72,11 @@ void Leaf::fail( const std::string & expected ) const {
   throw Platform::InputError(
       file_, node_.place(),
       fmt::format( "\"{}\" must be {}, not {}", key_, expected, Platform::jsonShown( node_ ) ) );
+}
+
+void Leaf::failName( const std::string & expected, std::string_view name,
+                     std::vector< std::string_view > names ) const {
+  fail( fmt::format( "{} ({})", expected, Platform::nearNames( std::move( names ), name ) ) );
 }
 
 void Leaf::refuse( const std::string & why ) const {
@@ -182,13 +188,21 @@ TernaryBits Leaf::etherType() const {
       name.remove_prefix( std::string_view( "ETHERTYPE_" ).size() );
     type = etherTypeFromText( name );
     if ( !type )
-      fail( "an ethertype" );
+      failName( "an ethertype", name, etherTypeNames() );
   } else {
     type = number( etherTypeMin, 0xFFFF );
   }
   if ( *type == 0x8100 || *type == 0x88A8 )
     refuse( "is of a VLAN tag: rules match the ethertype after the tags" );
   return exactly( *type, 0xFFFF );
+}
+
+U8 Leaf::tcpFlag() const {
+  const std::string_view name = identity();
+  const auto flag = tcpFlagFromText( name.starts_with( "TCP_" ) ? name.substr( 4 ) : name );
+  if ( !flag )
+    failName( "a flag of TCP", name, tcpFlagNames() );
+  return *flag;
 }
 
 std::vector< Leaf > Leaf::elements() const {

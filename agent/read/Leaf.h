@@ -48,6 +48,8 @@ class Leaf {
   AnyRange range( U32 max, std::string_view separator ) const;
   // An ethertype by number or by one of its names.
   TernaryBits etherType() const;
+  // A flag of TCP by name, with or without "TCP_" before it.
+  U8 tcpFlag() const;
 
   // The elements of a list.
   std::vector< Leaf > elements() const;
@@ -57,6 +59,9 @@ class Leaf {
 
   // "KEY must be EXPECTED".
   [[noreturn]] void fail( const std::string & expected ) const;
+  // "KEY must be EXPECTED (NAMES)": all, or those most like the wrong one.
+  [[noreturn]] void failName( const std::string & expected, std::string_view name,
+                              std::vector< std::string_view > names ) const;
   // "KEY WHY".
   [[noreturn]] void refuse( const std::string & why ) const;
 

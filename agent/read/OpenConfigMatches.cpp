@@ -108,7 +108,7 @@ U8 icmpTypeOf( const Leaf & leaf, AclKind kind ) {
     return static_cast< U8 >( leaf.number( 0, 0xFF ) );
   const auto match = icmpTypeFromText( kind, leaf.identity() );
   if ( !match || ( match->mask & 0xFF ) != 0 )
-    leaf.fail( "a type of ICMP" );
+    leaf.failName( "a type of ICMP", leaf.identity(), icmpTypeNames( kind ) );
   return static_cast< U8 >( match->value >> 8 );
 }
 
@@ -118,7 +118,7 @@ U8 icmpCodeOf( const Leaf & leaf, AclKind kind, const std::optional< U8 > & type
     return static_cast< U8 >( leaf.number( 0, 0xFF ) );
   const auto match = icmpTypeFromText( kind, leaf.identity() );
   if ( !match || ( match->mask & 0xFF ) == 0 )
-    leaf.fail( "a code of ICMP" );
+    leaf.failName( "a code of ICMP", leaf.identity(), icmpTypeNames( kind ) );
   if ( type != match->value >> 8 )
     leaf.refuse( fmt::format( "is a code of type {}", match->value >> 8 ) );
   return static_cast< U8 >( match->value & 0xFF );
@@ -169,22 +169,12 @@ void readPorts( JsonFields & config, const std::string & key, FieldId field,
     draft.ranges( *set, field, sets.ports( *set ) );
 }
 
-U8 flagOf( const Leaf & leaf ) {
-  std::string_view name = leaf.identity();
-  if ( name.starts_with( "TCP_" ) )
-    name.remove_prefix( 4 );
-  const auto flag = tcpFlagFromText( name );
-  if ( !flag )
-    leaf.fail( "a flag of TCP" );
-  return *flag;
-}
-
 // All of the flags are set, or any of them.
 void matchFlags( const Leaf & leaf, bool any, DraftRule & draft ) {
   U8 all = 0;
   std::vector< TernaryBits > each;
   for ( const Leaf & element : leaf.elements() ) {
-    const U8 flag = flagOf( element );
+    const U8 flag = element.tcpFlag();
     all |= flag;
     each.push_back( exactly( flag, flag ) );
   }

@@ -115,7 +115,7 @@ void readFlags( const Leaf & leaf, DraftRule & draft ) {
     rest.remove_prefix( std::min( name.size() + 1, rest.size() ) );
     const auto flag = tcpFlagFromText( name );
     if ( !flag && !name.empty() )
-      leaf.fail( "flags of TCP" );
+      leaf.failName( "flags of TCP", name, tcpFlagNames() );
     flags |= flag.value_or( 0 );
   }
   draft.match( leaf, FieldId::tcpFlags, exactly( flags, 0xFF ) );

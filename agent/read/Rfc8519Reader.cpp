@@ -221,7 +221,9 @@ void readRfc8519( const AclSource & source, AclDocument & document ) {
     if ( isRoot( name ) )
       reader.readAcls( value );
     else if ( name != "ietf-mud:mud" )
-      root.fail( value.place(), fmt::format( "the document has an unknown key \"{}\"", name ) );
+      root.fail( value.place(), fmt::format( "the document has an unknown key \"{}\"; it can have "
+                                             "ietf-access-control-list:acls, ietf-mud:mud",
+                                             name ) );
     found |= isRoot( name );
   }
   if ( !found )

@@ -4,10 +4,12 @@
 
 #include <algorithm>
 #include <optional>
+#include <span>
 
 #include "agent/acl/AddressText.h"
 #include "agent/acl/Names.h"
 #include "agent/read/MatchSets.h"
+#include "platform/NearNames.h"
 
 namespace Agent {
 
@@ -88,6 +90,7 @@ class CliRuleReader {
   void matchAll();
   // "+ack": the flag must be set; "-ack": it must be clear.
   std::vector< TernaryBits > signedFlags();
+  std::string optionsLike( Word word ) const;
   void needTcp() const;
   bool icmp( Word word );
   void finish();
@@ -152,7 +155,7 @@ void CliRuleReader::protocol() {
   else
     protocol_ = protocolFromText( word );
   if ( !protocol_ )
-    words_.fail( fmt::format( "there is no protocol \"{}\"", word ) );
+    words_.failName( "protocol", word, protocolNames() );
   if ( ip6 && sameWord( word, "icmp" ) )
     protocol_ = protocolIcmp6;
   rule_.protocol = { *protocol_, 0xFF };
@@ -236,6 +239,8 @@ bool CliRuleReader::isValue( Word word, bool ports ) const {
 U32 CliRuleReader::value( Word word, bool ports, U32 max ) const {
   if ( const auto port = ports ? portFromText( word ) : std::nullopt )
     return *port;
+  if ( ports && !isNumber( word.substr( 0, 1 ) ) )
+    words_.failName( "port", word, serviceNames() );
   return words_.numberIn( word, "value", max );
 }
 
@@ -277,13 +282,28 @@ void CliRuleReader::option() {
       return ( this->*known.read )();
   const auto flag = is( protocolTcp ) ? tcpFlagFromText( word ) : std::nullopt;
   if ( !flag && !icmp( word ) )
-    words_.fail( fmt::format( "\"{}\" is not read here", word ) );
+    words_.fail(
+        fmt::format( "\"{}\" is not read here; there are {}", word, optionsLike( word ) ) );
   if ( !flag )
     return;
   const TernaryBits match = exactly( *flag, *flag );
   if ( std::find( flags_.begin(), flags_.end(), match ) != flags_.end() )
     words_.fail( fmt::format( "{} is named twice", word ) );
   flags_.push_back( match );
+}
+
+std::string CliRuleReader::optionsLike( Word word ) const {
+  std::vector< Word > names;
+  for ( const OptionName & known : options )
+    if ( form_ != CliList::standard || known.read == &CliRuleReader::log )
+      names.push_back( known.name );
+  std::vector< Word > more;
+  if ( is( protocolTcp ) )
+    more = tcpFlagNames();
+  if ( is( kind() == AclKind::ipv6 ? protocolIcmp6 : protocolIcmp ) )
+    more = icmpTypeNames( kind() );
+  names.insert( names.end(), more.begin(), more.end() );
+  return Platform::nearNames( std::move( names ), word );
 }
 
 void CliRuleReader::needTcp() const {
@@ -303,6 +323,8 @@ void CliRuleReader::fragments() {
 void CliRuleReader::dscp() {
   const Word word = words_.next( "the DSCP" );
   const auto name = dscpFromText( word );
+  if ( !name && !isNumber( word ) )
+    words_.failName( "DSCP", word, dscpNames() );
   const U32 value = name ? *name : words_.numberIn( word, "the DSCP", 63 );
   set( FieldId::dscp, { exactly( value, 0x3F ) } );
 }
@@ -313,6 +335,9 @@ U8 CliRuleReader::named( const Named * begin, const Named * end, const std::stri
   for ( const Named * known = begin; known != end; ++known )
     if ( sameWord( word, known->name ) )
       return known->value;
+  if ( !isNumber( word ) )
+    words_.fail( fmt::format( "{} is not \"{}\"; there are {}", what, word,
+                              Platform::nearRows( std::span( begin, end ), word ) ) );
   return static_cast< U8 >( words_.numberIn( word, what, max ) );
 }
 

@@ -7,7 +7,6 @@
 #include <set>
 #include <unordered_set>
 
-#include "agent/acl/Names.h"
 #include "agent/read/DraftRule.h"
 #include "agent/read/ListNotes.h"
 #include "agent/read/SonicRule.h"
@@ -69,13 +68,8 @@ void readIp( JsonFields & config, DraftRule & draft ) {
 // All flags of the list are set; others are ignored.
 void readLoaderFlags( const Leaf & leaf, DraftRule & draft ) {
   U32 flags = 0;
-  for ( const Leaf & element : leaf.elements() ) {
-    const std::string_view name = element.identity();
-    const auto flag = tcpFlagFromText( name.starts_with( "TCP_" ) ? name.substr( 4 ) : name );
-    if ( !flag )
-      element.fail( "a flag of TCP" );
-    flags |= *flag;
-  }
+  for ( const Leaf & element : leaf.elements() )
+    flags |= element.tcpFlag();
   if ( flags == 0 )
     leaf.fail( "a list of flags" );
   draft.match( leaf, FieldId::tcpFlags, exactly( flags, flags ) );

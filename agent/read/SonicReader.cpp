@@ -96,7 +96,8 @@ void readConfig( const AclSource & source, AclDocument & document ) {
   for ( const auto & [ name, value ] : source.root->members )
     if ( name.starts_with( "ACL_" ) && name != "ACL_TABLE" && name != "ACL_RULE" &&
          name != "ACL_TABLE_TYPE" )
-      Leaf( source.file, name, value ).refuse( "is an unknown table" );
+      Leaf( source.file, name, value )
+          .refuse( "is an unknown table; there are ACL_RULE, ACL_TABLE, ACL_TABLE_TYPE" );
   for ( const auto & [ name, value ] : membersOf( source, "ACL_TABLE_TYPE" ) )
     tables.type( name );
   for ( const auto & [ name, value ] : membersOf( source, "ACL_TABLE" ) )

@@ -6,6 +6,8 @@
 #include <cctype>
 #include <set>
 
+#include "platform/NearNames.h"
+
 namespace Agent {
 
 namespace {
@@ -169,7 +171,12 @@ void readKey( const Leaf & leaf, const std::string & name, Reading & rule ) {
                                                       : "needs a mirroring session" );
     return key.read( leaf, rule );
   }
-  leaf.refuse( "is an unknown key" );
+  std::vector< std::string_view > known;
+  for ( const Key & key : keys )
+    if ( key.read != nullptr )
+      known.push_back( key.name );
+  leaf.refuse( fmt::format( "is an unknown key; a rule can have {}",
+                            Platform::nearNames( std::move( known ), name ) ) );
 }
 
 }  // namespace

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <charconv>
 
+#include "platform/NearNames.h"
+
 namespace Agent {
 
 namespace {
@@ -102,6 +104,12 @@ Platform::Place WordReader::place() const {
 
 void WordReader::fail( const std::string & what ) const {
   throw Platform::InputError( *file_, place(), what );
+}
+
+void WordReader::failName( const std::string & what, std::string_view name,
+                           std::vector< std::string_view > names ) const {
+  fail( fmt::format( "there is no {} \"{}\"; there are {}", what, name,
+                     Platform::nearNames( std::move( names ), name ) ) );
 }
 
 size_t wordAt( std::string_view text, size_t at ) {

@@ -6,6 +6,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/InputError.h"
 
@@ -50,6 +51,9 @@ class WordReader {
   Platform::Place place() const;  // of the word read last
   // At the word read last.
   [[noreturn]] void fail( const std::string & what ) const;
+  // There is no such name of `what`: the names that there are.
+  [[noreturn]] void failName( const std::string & what, std::string_view name,
+                              std::vector< std::string_view > names ) const;
   // A number in the word read last.
   U32 numberIn( std::string_view digits, const std::string & what, U32 max ) const;
 

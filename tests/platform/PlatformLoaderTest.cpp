@@ -103,7 +103,8 @@ TEST( PlatformLoaderTest, ErrorsNameTheLine ) {
       { { { "\"tiny\"", "\"ti\\nny\"" } }, "2:11: \"name\" must not have control characters" },
       { { { "\"depth\": 8", "\"depht\": 8" } }, "6:47: a run of slices has no \"depth\"" },
       { { { "\"depth\": 8", "\"depth\": 8, \"wide\": 1" } },
-        "6:81: a run of slices has an unknown key \"wide\"" },
+        "6:81: a run of slices has an unknown key \"wide\"; it can have count, depth, keyBits, "
+        "large" },
       { { { "\"SrcIp\"", "\"SrcIP\"" } }, "9:65: there is no qualifier \"SrcIP\"" },
       { { { "routerAclTcamGroup", "ipAcl" } }, "15:34: there is no assignment \"ipAcl\"" },
       { { { "\"id\": 8", "\"id\": 4095" } },
