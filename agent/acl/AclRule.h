@@ -209,6 +209,7 @@ struct NamedPorts {
   std::string text;  // names, numbers and ranges, with commas
   U32 line = 0;
   U32 column = 0;
+  FieldId field = FieldId::inPorts;  // or outPorts
 };
 
 // Who states what happens to packets that no rule of a list matches.
@@ -237,7 +238,7 @@ struct Acl {
   Forwarding defaultAction = Forwarding::none;
   DefaultOrigin defaultOrigin = DefaultOrigin::unstated;
   std::vector< Binding > bindings;  // empty: all ports, ingress
-  // Ingress ports of rules, which match all of them until the names are resolved.
+  // Ports of rules, which match all of them until the names are resolved.
   std::vector< NamedPorts > namedPorts;
   // Of a list that is bound to ports of its direction: they, and the rule of its default action for
   // them.

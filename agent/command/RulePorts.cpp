@@ -31,9 +31,10 @@ void resolvePorts( const Platform::PlatformData & platform, AclDocument & docume
     std::vector< bool > refused( acl.rules.size() );
     for ( const NamedPorts & ports : acl.namedPorts ) {
       AclRule & rule = acl.rules[ ports.rule ];
-      refused[ ports.rule ] = !document.refusals.guard( acl.name, rule.name, [ & ] {
-        setRanges( rule, FieldId::inPorts, rangesOf( platform, acl.file, ports ) );
-      } );
+      if ( !document.refusals.guard( acl.name, rule.name.empty() ? "a rule" : rule.name, [ & ] {
+             setRanges( rule, ports.field, rangesOf( platform, acl.file, ports ) );
+           } ) )
+        refused[ ports.rule ] = true;
     }
     acl.namedPorts.clear();
     size_t index = 0;

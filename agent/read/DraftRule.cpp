@@ -104,8 +104,8 @@ void DraftRule::etherType( const Leaf & leaf, U16 type ) {
   restrictTo( leaf, familyOf( type ) );
 }
 
-void DraftRule::inPorts( const Leaf & leaf ) {
-  namedPorts_ = { 0, leaf.text(), leaf.node().line, leaf.node().column };
+void DraftRule::ports( const Leaf & leaf, FieldId field ) {
+  namedPorts_.push_back( { 0, leaf.text(), leaf.node().line, leaf.node().column, field } );
 }
 
 void DraftRule::protocol( const Leaf & leaf, U8 number ) {
@@ -218,6 +218,8 @@ void ListBuilder::add( const DraftRule & draft, U32 order ) {
     draft.fail( "matches packets that a list of this type does not have" );
   if ( !scope_.frames && ( scope_.possible & familyOther ) != 0 && draft.matchesAnyFrame() )
     draft.fail( "needs an ethertype: the list has rules for packets with and without IP" );
+  for ( const NamedPorts & ports : draft.namedPorts() )
+    checkPorts( ports );
   for ( const AclKind kind : { AclKind::ipv4, AclKind::ipv6, AclKind::mac } ) {
     if ( ( families & familyOf( kind ) ) == 0 )
       continue;
@@ -228,13 +230,25 @@ void ListBuilder::add( const DraftRule & draft, U32 order ) {
                                  kindName( kind ) ) );
     Rules & rules = rules_[ static_cast< size_t >( kind ) ];
     document_.requireRoom( head_.name, rules.rules.size(), draft.place() );
-    if ( draft.namedPorts() ) {
-      rules.namedPorts.push_back( *draft.namedPorts() );
+    for ( const NamedPorts & ports : draft.namedPorts() ) {
+      rules.namedPorts.push_back( ports );
       rules.namedPorts.back().rule = static_cast< U32 >( rules.rules.size() );
     }
     rules.rules.push_back( std::move( rule ) );
     rules.orders.push_back( order );
   }
+}
+
+// By which port a packet leaves is not known when it enters.
+void ListBuilder::checkPorts( const NamedPorts & ports ) const {
+  const auto & bindings = head_.bindings;
+  const bool leaves =
+      !bindings.empty() && std::all_of( bindings.begin(), bindings.end(),
+                                        []( const Binding & binding ) { return binding.egress; } );
+  if ( ports.field == FieldId::outPorts && !leaves )
+    throw Platform::InputError( head_.file, { ports.line, ports.column },
+                                "ports by which packets leave can be matched only in a list that "
+                                "the file binds to packets that leave" );
 }
 
 // In place: a list can be long.

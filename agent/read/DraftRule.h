@@ -31,7 +31,7 @@ class DraftRule {
 
   Platform::Place place() const { return place_; }
   Families families() const { return families_; }
-  const std::optional< NamedPorts > & namedPorts() const { return namedPorts_; }
+  const std::vector< NamedPorts > & namedPorts() const { return namedPorts_; }
 
   // Each throws Platform::InputError for a field that contradicts what was read before.
   void restrictTo( const Leaf & leaf, Families families );
@@ -43,8 +43,9 @@ class DraftRule {
   void address( const Leaf & leaf, bool source );
   void etherType( const Leaf & leaf );
   void arp( const Leaf & leaf );
-  // Numbers, names or ranges of ingress ports, separated by commas. The platform knows them.
-  void inPorts( const Leaf & leaf );
+  // Numbers, names or ranges of ports, separated by commas. The platform knows them. `field`:
+  // inPorts, or outPorts, which only lists for packets that leave can match.
+  void ports( const Leaf & leaf, FieldId field );
   void protocol( const Leaf & leaf, U8 number );
   // By number or name, which a prefix such as "IP_" may precede. ICMP by name is the family's.
   void namedProtocol( const Leaf & leaf, std::string_view prefix );
@@ -73,8 +74,8 @@ class DraftRule {
   Families families_ = familyAll;
   std::optional< U16 > etherType_;
   std::optional< U8 > protocol_;
-  std::optional< NamedPorts > namedPorts_;  // ingress ports
-  bool icmp_ = false;                       // the protocol is ICMP or ICMPv6, after the family
+  std::vector< NamedPorts > namedPorts_;  // without the rule's index
+  bool icmp_ = false;                     // the protocol is ICMP or ICMPv6, after the family
 };
 
 // What a list of a document may hold.
@@ -125,6 +126,7 @@ class ListBuilder {
     std::vector< NamedPorts > namedPorts;
   };
   static void sort( Rules & list );
+  void checkPorts( const NamedPorts & ports ) const;
   Rules rules_[ 3 ];  // by AclKind
 };
 

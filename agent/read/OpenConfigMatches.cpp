@@ -249,7 +249,7 @@ void readInput( JsonFields & entry, DraftRule & draft ) {
         inConfig(
             input, "interface-ref",
             [ & ]( JsonFields &, JsonFields & config, const Leaf & ) {
-              draft.inPorts( needLeaf( config, "interface" ) );
+              draft.ports( needLeaf( config, "interface" ), FieldId::inPorts );
             } );
       } );
 }

@@ -158,7 +158,6 @@ constexpr std::string_view unmatched[] = { "length",
                                            "urgent-pointer",
                                            "options",
                                            "rest-of-header",
-                                           "egress-interface",
                                            "src-dnsname",
                                            "dst-dnsname",
                                            "direction-initiated",
@@ -205,7 +204,9 @@ void readRfc8519Matches( const std::string & file, const JsonNode & node, DraftR
     refuseUnread( fields );
   }
   if ( const auto leaf = findLeaf( matches, "ingress-interface" ) )
-    draft.inPorts( *leaf );
+    draft.ports( *leaf, FieldId::inPorts );
+  if ( const auto leaf = findLeaf( matches, "egress-interface" ) )
+    draft.ports( *leaf, FieldId::outPorts );
   refuseUnread( matches );
 }
 

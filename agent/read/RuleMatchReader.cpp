@@ -2,6 +2,7 @@
 
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <charconv>
 
 #include "agent/acl/MatchFields.h"
@@ -76,14 +77,42 @@ void readUdfs( JsonFields & fields, AclKind kind, AclRule & rule ) {
     rule.udf.push_back( readUdf( fields.file(), element, kind ) );
 }
 
+bool isPorts( const MatchField & field ) {
+  return field.id == FieldId::inPorts || field.id == FieldId::outPorts;
+}
+
+// True if a value, or one of a list, is no range of numbers: the platform knows what it names.
+bool anyName( const JsonNode & node ) {
+  if ( node.kind == JsonNode::Kind::array )
+    return std::any_of( node.elements.begin(), node.elements.end(), anyName );
+  return node.kind == JsonNode::Kind::string &&
+         node.string.find_first_not_of( "0123456789-<>!" ) != std::string::npos;
+}
+
+// With commas.
+std::string joined( const JsonNode & node ) {
+  if ( node.kind == JsonNode::Kind::string )
+    return node.string;
+  std::string text;
+  for ( const JsonNode & element : node.elements )
+    text += ( text.empty() ? "" : "," ) + ( element.kind == JsonNode::Kind::string
+                                                ? element.string
+                                                : Platform::jsonShown( element ) );
+  return text;
+}
+
 }  // namespace
 
-void readRuleMatch( JsonFields & fields, AclKind kind, AclUse use, AclRule & rule ) {
+void readRuleMatch( JsonFields & fields, AclKind kind, AclUse use, AclRule & rule,
+                    std::vector< NamedPorts > & ports ) {
   for ( const MatchField & field : matchFields() ) {
     const JsonNode * node = field.isIn( kind ) ? fields.find( field.name ) : nullptr;
     if ( node == nullptr )
       continue;
-    readFieldValue( fields, kind, field, *node, rule );
+    if ( isPorts( field ) && anyName( *node ) )
+      ports.push_back( { 0, joined( *node ), node->line, node->column, field.id } );
+    else
+      readFieldValue( fields, kind, field, *node, rule );
     if ( const char * protocol = missingProtocol( field, rule ) )
       fields.fail( fields.place( field.name ),
                    fmt::format( "\"{}\" needs the protocol {}", field.name, protocol ) );

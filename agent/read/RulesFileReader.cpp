@@ -97,13 +97,13 @@ void readCounters( JsonFields & fields, AclRule & rule ) {
   rule.counters = wanted;
 }
 
-AclRule readRule( const Acl & acl, const JsonNode & node ) {
+AclRule readRule( const Acl & acl, const JsonNode & node, std::vector< NamedPorts > & ports ) {
   JsonFields fields( acl.file, node, "a rule" );
   AclRule rule;
   rule.line = node.line;
   rule.column = node.column;
   rule.name = fields.text( "name", "" );
-  readRuleMatch( fields, acl.kind, acl.use, rule );
+  readRuleMatch( fields, acl.kind, acl.use, rule, ports );
   readActions( fields, acl, rule );
   readPolice( fields, rule );
   readCounters( fields, rule );
@@ -203,8 +203,13 @@ void readRulesFile( const AclSource & source, AclDocument & document ) {
     document.refusals.guard(
         acl.name, [ & ] { return ruleName( node, index ); },
         [ & ] {
-          AclRule rule = readRule( acl, node );
+          std::vector< NamedPorts > ports;
+          AclRule rule = readRule( acl, node, ports );
           document.requireRoom( acl.name, acl.rules.size(), node.place() );
+          for ( NamedPorts & each : ports ) {
+            each.rule = static_cast< U32 >( acl.rules.size() );
+            acl.namedPorts.push_back( std::move( each ) );
+          }
           acl.rules.push_back( std::move( rule ) );
         } );
     ++index;

@@ -96,8 +96,9 @@ void readInput( JsonFields & rule, DraftRule & draft ) {
   if ( !leaf )
     return;
   JsonFields input( rule.file(), leaf->node(), "\"input_interface\"" );
-  inConfig( input, "interface_ref",
-            [ & ]( JsonFields & config ) { draft.inPorts( needLeaf( config, "interface" ) ); } );
+  inConfig( input, "interface_ref", [ & ]( JsonFields & config ) {
+    draft.ports( needLeaf( config, "interface" ), FieldId::inPorts );
+  } );
   input.finish();
 }
 

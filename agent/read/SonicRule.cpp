@@ -102,6 +102,11 @@ void readVlan( const Leaf & leaf, Reading & rule ) {
   rule.draft.match( leaf, FieldId::vlan, exactly( leaf.number( 1, vlanMax ), 0xFFF ) );
 }
 
+template < FieldId field >
+void readPorts( const Leaf & leaf, Reading & rule ) {
+  rule.draft.ports( leaf, field );
+}
+
 struct Key {
   std::string_view name;
   void ( *read )( const Leaf & leaf, Reading & rule );  // null: no qualifier of the chip has it
@@ -141,8 +146,8 @@ constexpr Key keys[] = {
     { "ICMPV6_TYPE", readIcmp< true, false > },
     { "ICMPV6_CODE", readIcmp< true, true > },
     { "VLAN_ID", readVlan },
-    { "IN_PORTS", []( const Leaf & leaf, Reading & rule ) { rule.draft.inPorts( leaf ); } },
-    { "OUT_PORTS", nullptr },
+    { "IN_PORTS", readPorts< FieldId::inPorts > },
+    { "OUT_PORTS", readPorts< FieldId::outPorts > },
     { "MIRROR_ACTION", nullptr },
     { "MIRROR_INGRESS_ACTION", nullptr },
     { "MIRROR_EGRESS_ACTION", nullptr },

@@ -155,7 +155,7 @@ ip access-list extended web
   // The same list on other ports, with lists of the other kinds and a policer, on every chip.
   const std::string more =
       web + " --bind web=Ethernet4-7,12:out --police web/1:64k --acl " +
-      write( "mac.json", R"({ "type": "mac", "rules": [ { "outPorts": "3-5", "vlan": 4,
+      write( "mac.json", R"({ "type": "mac", "rules": [ { "outPorts": ["Ethernet3-4", 5], "vlan": 4,
                               "actions": [ "drop", "copyToCpu" ] } ] })" ) +
       " --bind mac=all:out --default permit --egress-port Ethernet5";
   const std::string ip6 = " --acl " +
@@ -194,6 +194,9 @@ TEST_F( CommandTest, EgressListsAreRefusedByWhatThePlatformLacks ) {
             " --bind in=all:out",
         "list in: platform large cannot match inPorts (InPorts) in group 21 of "
         "ipAclEgressTcamGroup" },
+      { "--acl " + write( "names.json", R"({ "rules": [ {},
+                             { "inPorts": [ "Ethernet3", "Eth4" ] } ] })" ),
+        "names.json:2:43: names, a rule: there is no port Eth4: large has the ports 0 to 127" },
       { "--acl " + write( "out.json", R"({ "rules": [ { "outPorts": 3 } ] })" ),
         "list out: platform large cannot match outPorts (OutPort) in group 3 of ipAclTcamGroup" },
       { "--acl " + write( "tap.json", R"({ "use": "mirror", "mirrorPort": 4, "rules": [ {} ] })" ) +
@@ -215,7 +218,8 @@ TEST_F( CommandTest, DocumentsNamePorts ) {
       "IN|A": { "PRIORITY": "9", "PACKET_ACTION": "DROP", "SRC_IP": "10.0.0.0/8",
                 "IN_PORTS": "Ethernet4,Ethernet0" },
       "IN|B": { "PRIORITY": "8", "PACKET_ACTION": "FORWARD", "IP_TYPE": "IPV4" },
-      "OUT|C": { "PRIORITY": "9", "PACKET_ACTION": "DROP", "DST_IP": "10.0.0.0/8" } } })" );
+      "OUT|C": { "PRIORITY": "9", "PACKET_ACTION": "DROP", "DST_IP": "10.0.0.0/8",
+                "OUT_PORTS": "Ethernet8-9" } } })" );
   const Outcome named = run( "run --platform small --random 400 --verify --json" + sonic );
   EXPECT_EQ( named.status, 0 ) << named.error;
   const auto report = nlohmann::json::parse( named.out, nullptr, false );

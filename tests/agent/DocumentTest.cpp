@@ -31,7 +31,8 @@ std::string readAs( const std::string & text, const char * format = nullptr ) {
       for ( const AclRule & rule : acl.rules )
         result += ruleText( acl.kind, rule ) + "\n";
       for ( const NamedPorts & ports : acl.namedPorts )
-        result += fmt::format( "rule {} on {}\n", ports.rule, ports.text );
+        result += fmt::format( "rule {} {} {}\n", ports.rule, matchField( ports.field ).name,
+                               ports.text );
     }
     for ( const std::string & line : document.refusals.lines() )
       result += line + "\n";
@@ -117,7 +118,7 @@ const std::vector< std::string > & samples() {
         "ACL_RULE": { "T_l|r": { "PRIORITY": "10", "PACKET_ACTION": "DROP", "SRC_IP": "10.0.0.0/8",
           "DST_IP": "192.0.2.1/32", "IP_PROTOCOL": "6", "L4_SRC_PORT": "1",
           "L4_DST_PORT_RANGE": "2-3", "TCP_FLAGS": "0x2/0x12", "DSCP": "8", "VLAN_ID": "5",
-          "PCP": "1/1", "IP_TYPE": "IPV4ANY", "IN_PORTS": "1,3-4" } } })",
+          "PCP": "1/1", "IP_TYPE": "IPV4ANY", "IN_PORTS": "1,3-4", "OUT_PORTS": "e1" } } })",
       R"({ "acl": { "acl-sets": { "acl-set": { "T_l": { "acl-entries": { "acl-entry": { "1": {
         "config": { "sequence-id": 1 }, "l2": { "config": { "vlan-id": "7" } },
         "ip": { "config": { "protocol": "IP_TCP", "source-ip-address": "10.0.0.0/8",
@@ -201,7 +202,8 @@ TEST( DocumentTest, ReadsEveryField ) {
       { sonic( R"("TCP_FLAGS": "0x12", "L4_DST_PORT_RANGE": "0-65535")" ),
         "r: protocol=tcp tcpFlags=0x12/0x3f permit" },
       // The platform says which ports there are.
-      { sonic( R"("IN_PORTS": "e1,3-4", "DSCP": 5)" ), "r: dscp=5 permit\nrule 0 on e1,3-4\n" },
+      { sonic( R"("IN_PORTS": "e1,3-4", "DSCP": 5)" ),
+        "r: dscp=5 permit\nrule 0 inPorts e1,3-4\n" },
       { sonic( R"("ICMP_TYPE": 8, "IP_PROTOCOL": 1)", "L3V4V6" ),
         "T_l ipv4\nr: protocol=icmp icmp=8 permit" },
   } );
@@ -249,6 +251,7 @@ TEST( DocumentTest, RefusesRulesAtThePlaceOfTheFault ) {
         "l, r: matches packets that a list of this type" },
       { ietf( R"("ipv4": {}, "ipv6": {})" ), "\"ipv6\" contradicts the family" },
       { ietf( R"("ipv4": { "protocol": 17 }, "tcp": {})" ), "\"tcp\" contradicts the protocol" },
+      { ietf( R"("egress-interface": "e1")" ), "f:2:21: l, r: ports by which packets leave" },
       { ietf( R"("ipv4": { "dscp": 64 })" ),
         "f:2:19: l, r: \"dscp\" must be a whole number from 0 to 63" },
       { ietf( R"("tcp": { "source-port": { "lower-port": 9, "upper-port": 8 } })" ), "is below" },
