@@ -89,6 +89,20 @@ void DraftRule::address( const Leaf & leaf, bool source ) {
     match( leaf, source ? FieldId::source : FieldId::destination, address.bits );
 }
 
+// A mask without its address is not looked for: as an unknown key it refuses the rule.
+void DraftRule::mac( Platform::JsonFields & fields, const std::string & key, FieldId field ) {
+  const auto leaf = findLeaf( fields, key.c_str() );
+  if ( !leaf )
+    return;
+  TernaryBits bits = leaf->macAddress();
+  if ( const auto mask = findLeaf( fields, ( key + "-mask" ).c_str() ) ) {
+    bits.mask = mask->macAddress().value;
+    if ( ( bits.value.low & ~bits.mask.low ) != 0 )
+      mask->refuse( "does not cover the address" );
+  }
+  match( *leaf, field, bits );
+}
+
 void DraftRule::etherType( const Leaf & leaf ) {
   etherType( leaf, static_cast< U16 >( leaf.etherType().value.low ) );
 }

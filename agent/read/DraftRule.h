@@ -41,6 +41,8 @@ class DraftRule {
   void ranges( const Leaf & leaf, FieldId field, const std::vector< AnyRange > & ranges );
   // One of the two addresses; the family follows from it.
   void address( const Leaf & leaf, bool source );
+  // The member `key`, if it is there, with the mask of KEY-mask.
+  void mac( Platform::JsonFields & fields, const std::string & key, FieldId field );
   void etherType( const Leaf & leaf );
   void arp( const Leaf & leaf );
   // Numbers, names or ranges of ports, separated by commas. The platform knows them. `field`:

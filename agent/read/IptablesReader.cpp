@@ -49,6 +49,7 @@ class IptablesReader {
   void declare( WordReader & words, bool colon );
   void policy( WordReader & words );
   void setPolicy( Chain & chain, WordReader & words, Word policy ) const;
+  static void endLine( WordReader & words );
   void rule( WordReader & words );
   Chain & chainNamed( Word name, Place place );
   std::vector< Word > chainNames() const;
@@ -128,10 +129,7 @@ void IptablesReader::openTable( WordReader & words ) {
 }
 
 void IptablesReader::closeTable( WordReader & words ) {
-  if ( !words.done() ) {
-    words.next( "" );
-    words.fail( "COMMIT is a line of its own" );
-  }
+  endLine( words );
   if ( table_ == Table::other && tableUsed_ )
     document_.refusals.add( tablePlace_, "table " + tableName_, "",
                             "only the filter table is read, and this one has rules" );
@@ -196,6 +194,9 @@ void IptablesReader::declare( WordReader & words, bool colon ) {
     words.fail( fmt::format( "{} is a built-in chain", name ) );
   if ( colon )
     setPolicy( chain, words, words.next( "the policy" ) );
+  if ( colon && words.peek().starts_with( '[' ) )
+    words.next( "the counters of the chain" );
+  endLine( words );
 }
 
 void IptablesReader::policy( WordReader & words ) {
@@ -203,6 +204,14 @@ void IptablesReader::policy( WordReader & words ) {
   const Word name = words.next( "a chain" );
   Chain & chain = chainNamed( name, words.place() );
   setPolicy( chain, words, words.next( "the policy" ) );
+  endLine( words );
+}
+
+void IptablesReader::endLine( WordReader & words ) {
+  if ( words.done() )
+    return;
+  const Word more = words.next( "" );
+  words.fail( fmt::format( "\"{}\" where the line must end", more ) );
 }
 
 void IptablesReader::setPolicy( Chain & chain, WordReader & words, Word policy ) const {

@@ -114,7 +114,8 @@ AddressMatch Leaf::address() const {
     fail( "an address or a prefix" );
   const U32 width = ip6 ? 128 : 32;
   const auto length = lengthText ? numberOf( *lengthText ) : width;
-  if ( !length || *length > width || ( lengthText && lengthText->starts_with( "0x" ) ) )
+  if ( !length || *length > width ||
+       ( lengthText && lengthText->find_first_not_of( "0123456789" ) != std::string::npos ) )
     fail( fmt::format( "ADDRESS/0 to ADDRESS/{}", width ) );
   AddressMatch match;
   match.ip6 = ip6.has_value();
@@ -165,6 +166,12 @@ TernaryBits Leaf::mac() const {
   if ( ( *value & ~*mask ) != 0 )
     refuse( fmt::format( "must be ADDRESS/MASK: \"{}\" has bits outside of its mask", text() ) );
   return { { 0, *value }, { 0, *mask } };
+}
+
+TernaryBits Leaf::macAddress() const {
+  if ( isText() && text().find( '/' ) != std::string::npos )
+    fail( "a MAC address" );
+  return mac();
 }
 
 AnyRange Leaf::range( U32 max, std::string_view separator ) const {

@@ -44,6 +44,7 @@ class Leaf {
   TernaryBits masked( U32 max, U32 defaultMask ) const;
   // ADDRESS or ADDRESS/MASK, without bits outside of the mask.
   TernaryBits mac() const;
+  TernaryBits macAddress() const;  // without a mask
   // A number or LOW, the separator, HIGH.
   AnyRange range( U32 max, std::string_view separator ) const;
   // An ethertype by number or by one of its names.

@@ -45,25 +45,12 @@ void inConfig( JsonFields & parent, const char * name, F && read ) {
   refuseUnread( container );
 }
 
-void readMac( JsonFields & config, const std::string & key, FieldId field, DraftRule & draft ) {
-  const auto leaf = findLeaf( config, key.c_str() );
-  if ( !leaf )
-    return;
-  TernaryBits bits = leaf->mac();
-  if ( const auto mask = findLeaf( config, ( key + "-mask" ).c_str() ) ) {
-    bits.mask = mask->mac().value;
-    if ( ( bits.value.low & ~bits.mask.low ) != 0 )
-      mask->refuse( "does not cover the address" );
-  }
-  draft.match( *leaf, field, bits );
-}
-
 void readL2( JsonFields & entry, DraftRule & draft ) {
   inConfig(
       entry, "l2",
       [ & ]( JsonFields &, JsonFields & config, const Leaf & ) {
-        readMac( config, "source-mac", FieldId::sourceMac, draft );
-        readMac( config, "destination-mac", FieldId::destinationMac, draft );
+        draft.mac( config, "source-mac", FieldId::sourceMac );
+        draft.mac( config, "destination-mac", FieldId::destinationMac );
         if ( const auto leaf = findLeaf( config, "ethertype" ) )
           draft.etherType( *leaf );
       } );
@@ -94,8 +81,7 @@ void readDscp( JsonFields & config, DraftRule & draft ) {
   std::vector< TernaryBits > values;
   for ( const Leaf & leaf : set->elements() )
     values.push_back( bitsOf( leaf ) );
-  if ( !values.empty() )
-    draft.match( *set, FieldId::dscp, values );
+  draft.match( *set, FieldId::dscp, values );
 }
 
 // Types and codes are identities, such as ECHO_REPLY; documents have numbers as well.
@@ -149,7 +135,7 @@ void readIp( JsonFields & entry, bool ip6, const OpenConfigSets & sets, DraftRul
         readAddress( config, ip6, false, sets, draft );
         readDscp( config, draft );
         if ( const auto leaf = findLeaf( config, "protocol" ) ) {
-          if ( !leaf->isText() )
+          if ( !isIdentity( *leaf ) )
             leaf->number( 0, protocolMax );
           draft.namedProtocol( *leaf, "IP_" );
         }
@@ -220,6 +206,8 @@ void readDetail( JsonFields & config, DraftRule & draft ) {
     builtIn->refuse( "needs the detail-mode BUILTIN" );
   if ( mode && !flags && !builtIn )
     mode->refuse( "has no details to match" );
+  if ( matchMode && !flags )
+    matchMode->refuse( "has no flags to match" );
   if ( flags && !matchMode )
     flags->refuse( "needs explicit-detail-match-mode, ANY or ALL" );
   if ( flags )

@@ -245,14 +245,16 @@ void OpenConfigReader::bind( JsonFields & interface, const Leaf & port, bool egr
 void OpenConfigReader::readInterface( const JsonNode & node ) {
   JsonFields interface = fieldsOf( node, "an interface" );
   interface.find( "state" );
-  const Leaf port = needLeaf( interface, "id" );
-  port.text();
   std::optional< JsonFields > config;
-  if ( const JsonNode * inner = interface.find( "config" ) ) {
+  if ( const JsonNode * inner = interface.find( "config" ) )
     config.emplace( fieldsOf( *inner, "\"config\"" ) );
-    config->text( "id", "" );
+  const auto id = keyLeaf( interface, config ? &*config : nullptr, "id" );
+  if ( !id )
+    interface.fail( interface.place(), "an interface has no \"id\"" );
+  const Leaf & port = *id;
+  port.text();
+  if ( config )
     config->finish();
-  }
   std::optional< Leaf > named;
   if ( const JsonNode * reference = interface.find( "interface-ref" ) ) {
     JsonFields fields = fieldsOf( *reference, "\"interface-ref\"" );
@@ -288,7 +290,8 @@ void OpenConfigReader::checkBindings() {
 void OpenConfigReader::readAcl( const JsonNode & node ) {
   JsonFields acl = fieldsOf( node, "the document" );
   acl.find( "state" );
-  acl.find( "config" );  // has no leaves
+  if ( const JsonNode * config = acl.find( "config" ) )
+    fieldsOf( *config, "\"config\"" ).finish();  // it has no leaves
   if ( const JsonNode * sets = acl.find( "defined-sets" ) )
     sets_.read( file_, *sets );
   if ( const JsonNode * interfaces = acl.find( "interfaces" ) )

@@ -31,7 +31,9 @@ void readSets( JsonFields & sets, const std::string & kind, const char * leaf, S
     if ( all.contains( name ) )
       set.fail( set.place( "name" ), fmt::format( "two sets are named {}", name ) );
     JsonFields config = openConfigFields( sets.file(), set.need( "config" ), "\"config\"" );
-    config.text( "name", name );
+    if ( config.text( "name", name ) != name )
+      config.fail( config.place( "name" ),
+                   fmt::format( "\"name\" must be that of the set, {}", name ) );
     config.text( "description", "" );
     auto & values = all[ name ];
     for ( const Leaf & value : needLeaf( config, leaf ).elements() )

@@ -27,24 +27,9 @@ void readNumber( JsonFields & fields, const char * key, FieldId field, U32 bits,
     draft.match( *leaf, field, exactly( leaf->number( 0, maxOf( bits ) ), maxOf( bits ) ) );
 }
 
-// A mask without its address would be dropped: the unread key refuses the rule.
-void readMac( JsonFields & fields, const std::string & key, FieldId field, DraftRule & draft ) {
-  const auto leaf = findLeaf( fields, key.c_str() );
-  if ( !leaf )
-    return;
-  TernaryBits bits = leaf->mac();
-  const std::string maskKey = key + "-mask";
-  if ( const auto mask = findLeaf( fields, maskKey.c_str() ) ) {
-    bits.mask = mask->mac().value;
-    if ( ( bits.value.low & ~bits.mask.low ) != 0 )
-      mask->refuse( "does not cover the address" );
-  }
-  draft.match( *leaf, field, bits );
-}
-
 void readEth( JsonFields & fields, DraftRule & draft ) {
-  readMac( fields, "destination-mac-address", FieldId::destinationMac, draft );
-  readMac( fields, "source-mac-address", FieldId::sourceMac, draft );
+  draft.mac( fields, "destination-mac-address", FieldId::destinationMac );
+  draft.mac( fields, "source-mac-address", FieldId::sourceMac );
   if ( const auto leaf = findLeaf( fields, "ethertype" ) )
     draft.etherType( *leaf );
 }

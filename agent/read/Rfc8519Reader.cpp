@@ -67,6 +67,13 @@ class Rfc8519Reader {
   std::map< std::string, std::vector< Binding > > bindings_;  // by list
 };
 
+std::string nameIn( JsonFields & fields ) {
+  const std::string name = fields.text( "name" );
+  if ( name.empty() )
+    fields.fail( fields.place( "name" ), "\"name\" is empty" );
+  return name;
+}
+
 void Rfc8519Reader::readActions( const JsonNode & node, DraftRule & draft ) {
   JsonFields actions = fieldsOf( node, "\"actions\"" );
   const Leaf forwarding = needLeaf( actions, "forwarding" );
@@ -89,7 +96,7 @@ void Rfc8519Reader::readActions( const JsonNode & node, DraftRule & draft ) {
 DraftRule Rfc8519Reader::readAce( const JsonNode & node, const std::string & name ) {
   DraftRule draft( file_, name, node.place() );
   JsonFields ace = fieldsOf( node, "an ACE" );
-  ace.text( "name" );
+  nameIn( ace );
   ace.find( "statistics" );  // state
   if ( const JsonNode * matches = ace.find( "matches" ) )
     readRfc8519Matches( file_, *matches, draft );
@@ -104,7 +111,8 @@ DraftRule Rfc8519Reader::readAce( const JsonNode & node, const std::string & nam
 // The name of an entry for messages, before it is read.
 std::string nameOf( const JsonNode & node, const char * what, size_t index ) {
   for ( const auto & [ key, value ] : node.members )
-    if ( key == "name" && value.kind == JsonNode::Kind::string && !value.string.empty() )
+    if ( std::string_view( key ).substr( key.find( ':' ) + 1 ) == "name" &&
+         value.kind == JsonNode::Kind::string && !value.string.empty() )
       return value.string;
   return fmt::format( "{} {}", what, index );
 }
@@ -150,7 +158,7 @@ void Rfc8519Reader::readAcl( const JsonNode & node ) {
   const std::string name = nameOf( node, "list", names_.size() + 1 );
   document_.refusals.guard( name, "", [ & ] {
     JsonFields fields = fieldsOf( node, "an ACL" );
-    if ( !names_.insert( fields.text( "name" ) ).second )
+    if ( !names_.insert( nameIn( fields ) ).second )
       fields.fail( fields.place( "name" ), "two lists have this name" );
     readList( fields, name );
   } );

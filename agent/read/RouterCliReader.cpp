@@ -251,6 +251,8 @@ void RouterCliReader::numbered( WordReader & words, bool no ) {
   CliList form = CliList::extended;
   const bool known = document_.refusals.guard( name, "", [ & ] {
     const U32 number = words.number( "the number of the list", 0xFFFFFFFF );
+    if ( number == 0 )
+      words.fail( "the lists begin with number 1" );
     if ( number <= 99 || ( number >= 1300 && number <= 1999 ) )
       form = CliList::standard;
     else if ( number > 199 && ( number < 2000 || number > 2699 ) )

@@ -59,7 +59,9 @@ UdfMatch readUdf( const std::string & file, const JsonNode & node, AclKind kind 
   if ( udf.fromL3() > udfOffsetMax )
     failValue( fields, "offset", "at most 107 from l3End" );
   udf.mask = readHexOr( fields, "mask", 0xFFFFFFFF, 0xFFFFFFFF );
-  udf.value = readHex( fields, "value", 0xFFFFFFFF ) & udf.mask;
+  udf.value = readHex( fields, "value", 0xFFFFFFFF );
+  if ( ( udf.value & ~udf.mask ) != 0 )
+    fields.fail( fields.place( "value" ), "\"value\" has bits outside of the mask" );
   fields.finish();
   return udf;
 }
@@ -73,6 +75,8 @@ void readUdfs( JsonFields & fields, AclKind kind, AclRule & rule ) {
     rule.udf.push_back( readUdf( fields.file(), *node, kind ) );
     return;
   }
+  if ( node->elements.empty() )
+    fields.fail( node->place(), "\"udf\" is an empty list" );
   for ( const JsonNode & element : node->elements )
     rule.udf.push_back( readUdf( fields.file(), element, kind ) );
 }

@@ -84,7 +84,7 @@ void expectAll( const std::vector< Case > & cases ) {
 const std::vector< std::string > & samples() {
   static const std::vector< std::string > all = {
       R"({ "ietf-access-control-list:acls": { "acl": [ {
-        "name": "a", "type": "ipv6-acl-type", "aces": { "ace": [
+        "ietf-access-control-list:name": "a", "type": "ipv6-acl-type", "aces": { "ace": [
           { "name": "r1", "matches": {
               "ipv6": { "dscp": 46, "ecn": 1, "ttl": 255, "protocol": 6,
                         "source-ipv6-network": "2001:db8::/32",
@@ -249,6 +249,8 @@ TEST( DocumentTest, RefusesRulesAtThePlaceOfTheFault ) {
       { ietf( R"("ipv4": { "ietf-acldns:src-dnsname": "a.example" })" ), "cannot be matched" },
       { ietf( R"("ipv6": {})", "ipv4-acl-type" ),
         "l, r: matches packets that a list of this type" },
+      { ietf( R"("eth": { "source-mac-address": "02:00:00:00:00:00/ff:00:00:00:00:00" })" ),
+        "\"source-mac-address\" must be a MAC address, not" },
       { ietf( R"("ipv4": {}, "ipv6": {})" ), "\"ipv6\" contradicts the family" },
       { ietf( R"("ipv4": { "protocol": 17 }, "tcp": {})" ), "\"tcp\" contradicts the protocol" },
       { ietf( R"("egress-interface": "e1")" ), "f:2:21: l, r: ports by which packets leave" },
@@ -271,8 +273,14 @@ TEST( DocumentTest, RefusesRulesAtThePlaceOfTheFault ) {
         "\"code\" is a code of type 3" },
       { openConfig( R"("ipv4": { "icmpv4": { "config": { "code": "ECHO" } } })" ),
         "\"code\" must be a code of ICMP" },
+      { openConfig( R"("ipv4": { "config": { "dscp-set": [] } })" ), "would match nothing" },
+      { openConfig( R"("ipv4": { "config": { "protocol": "255" } })" ),
+        "from 0 to 254, not \"255\"" },
+      { openConfig( R"("transport": { "config": { "explicit-detail-match-mode": "ALL" } })" ),
+        "has no flags to match" },
       { openConfig( R"("ipv4": {}, "mpls": {})" ), "\"mpls\" cannot be matched" },
       { openConfig( R"("ipv4": {})", "ACL_MPLS" ), "l: \"type\" must be one of ACL_IPV4" },
+      { sonic( R"("TCP_FLAGS": 64)" ), "must be VALUE/MASK: 64 has bits outside of its mask 0x3f" },
       { sonic( R"("VLAN_ID": "4095")" ),
         "f:2:12: T_l, r: \"VLAN_ID\" must be a whole number from 1" },
       // What there is: all of few names, the most like of many

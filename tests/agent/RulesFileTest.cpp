@@ -57,7 +57,7 @@ TEST( RulesFileTest, ReadsAllFieldsOfARule ) {
   const Acl mac = parse( R"({ "type": "mac", "use": "mirror", "mirrorPort": 3, "rules": [
     { "sourceMac": "02:00:5e:00:00:01", "destinationMac": "01:00:00:00:00:00/01:00:00:00:00:00",
       "etherType": "0x88cc", "vlan": 4095, "udf":
-      [ { "base": "l2End", "offset": 4, "value": "0x1234ffff", "mask": "0xffff0000" } ] } ] })" );
+      [ { "base": "l2End", "offset": 4, "value": "0x12340000", "mask": "0xffff0000" } ] } ] })" );
   EXPECT_EQ( mac.rules[ 0 ].sourceMac.value, 0x02005E000001U );
   EXPECT_EQ( mac.rules[ 0 ].destinationMac, ( FieldMatch< U64 >{ 1ULL << 40, 1ULL << 40 } ) );
   EXPECT_EQ( mac.rules[ 0 ].vlan, ( FieldMatch< U16 >{ 4095, 0xFFF } ) );
@@ -80,21 +80,33 @@ TEST( RulesFileTest, RefusesMalformedRules ) {
                    StartsWith( "f:3:" ) )
           << rule;
   };
-  check( "",
-         { "7", R"({ "sorce": "1.2.3.4" })", R"({ "source": "1.2.3.4/33" })",
-           R"({ "source": "1.2.3.4/" })", R"({ "source": "::1" })", R"({ "protocol": 256 })",
-           R"({ "sourcePorts": "2-1" })", R"({ "sourcePorts": "1-" })",
-           R"({ "sourcePorts": 1, "protocol": "icmp" })", R"({ "tcpFlags": { "value": "0x1" } })",
-           R"({ "protocol": "tcp", "tcpFlags": { "value": "0x100" } })",
-           R"({ "icmp": { "type": 1 } })", R"({ "vlan": 4096 })", R"({ "udf": {} })",
-           R"({ "actions": ["permit", "drop"] })", R"({ "actions": ["mirror"] })",
-           R"({ "police": { "rate": "1500" } })", R"({ "police": { "rate": "1M", "burst": 0 } })",
-           R"({ "counters": ["hits"] })" } );
+  check( "", { "7",
+               R"({ "sorce": "1.2.3.4" })",
+               R"({ "source": "1.2.3.4/33" })",
+               R"({ "source": "1.2.3.4/" })",
+               R"({ "source": "::1" })",
+               R"({ "protocol": 256 })",
+               R"({ "sourcePorts": "2-1" })",
+               R"({ "sourcePorts": "1-" })",
+               R"({ "sourcePorts": 1, "protocol": "icmp" })",
+               R"({ "tcpFlags": { "value": "0x1" } })",
+               R"({ "protocol": "tcp", "tcpFlags": { "value": "0x100" } })",
+               R"({ "icmp": { "type": 1 } })",
+               R"({ "vlan": 4096 })",
+               R"({ "udf": {} })",
+               R"({ "protocol": "tcp", "tcpFlags": { "value": "0x12", "mask": "0x02" } })",
+               R"({ "actions": ["permit", "drop"] })",
+               R"({ "actions": ["mirror"] })",
+               R"({ "police": { "rate": "1500" } })",
+               R"({ "police": { "rate": "1M", "burst": 0 } })",
+               R"({ "counters": ["hits"] })" } );
   check( R"("type": "mac",)", { R"({ "source": "1.2.3.4" })", R"({ "sourceMac": "1:2:3:4:5:678" })",
                                 R"({ "vlan": 4096 })", R"({ "etherType": "0x5ff" })",
+                                R"({ "sourceMac": "2:0:0:0:0:1/ff:0:0:0:0:0" })",
                                 R"({ "sourceMac": "1:2:3:4:5:6/" })" } );
   check( R"("use": "mirror", "mirrorPort": 1,)",
-         { R"({ "udf": { "base": "l2End", "offset": 0, "value": "0x0" } })",
+         { R"({ "udf": { "base": "l2End", "offset": 0, "value": "0x0" } })", R"({ "udf": [] })",
+           R"({ "udf": { "base": "l3Start", "offset": 0, "value": "0x3", "mask": "0x1" } })",
            R"({ "udf": { "base": "l3Start", "offset": 128, "value": "0x0" } })",
            R"({ "udf": { "base": "l3End", "offset": 108, "value": "0x0" } })",
            R"({ "udf": { "base": "l3Start", "offset": 0, "value": "0x100000000" } })",

@@ -180,6 +180,7 @@ TEST( RouterCliReaderTest, ReadsAWholeConfiguration ) {
         "f:3:5: A, rule 10: the list has" },
       { "ip access-list standard A\n permit 10.0.0.1 dscp ef\n", "f:2:18: A, rule 10" },
       { "access-list 700 permit 1.1.1 0.0.0\n", "f:1:13: 700: only the numbers" },
+      { "access-list 0 permit any\naccess-list 1 permit any\n", "f:1:13: 0: the lists begin" },
       { "access-list inside extended permit ip any any\naccess-list 1 permit any\n",
         "f:1:13: inside: the number" },
       { "mac access-list extended M\n permit any any\naccess-list 1 permit any\n",
@@ -382,6 +383,7 @@ TEST( IptablesReaderTest, ReadsTablesAndChains ) {
       { "*filter\n:INPUT DROP\n-A INPUT -j ACCEPT\n", "f:1:1: the table filter has no COMMIT" },
       { "-A INPUT -j DROP\n", "f:1:1: a line outside of a table" },
       { "*filter\n:INPUT QUEUE\nCOMMIT\n", "f:2:8: table filter: the policy QUEUE" },
+      { "*filter\n:INPUT DROP [0:0] ACCEPT\nCOMMIT\n", "f:2:19: table filter: \"ACCEPT\" where" },
       { filter + "COMMIT\n*filter\n", "f:4:1: the filter table occurs twice" },
       { "*filter\n:INPUT DROP\n-A INPUT -j \xFF\nCOMMIT\n", "f:3:13: INPUT, rule 1" },
   };
