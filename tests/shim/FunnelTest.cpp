@@ -8,6 +8,7 @@
 #include "kiv/Trace.h"
 #include "shim/SdkCall.h"
 #include "shim/SdkDecorator.h"
+#include "shim/UnavailableSdk.h"
 #include "snaptrace/BcmFpCmd.h"
 #include "tests/shim/Death.h"
 
@@ -234,6 +235,19 @@ TEST_F( FunnelTest, DecoratorForwardsEveryOperation ) {
   EXPECT_EQ( recorder.bcm_field_entry_install( 1, 9 ), -11 );
   EXPECT_EQ( sdk.last, SdkOp::count );
   EXPECT_STREQ( Shim::sdkOpName( SdkOp::count ), "unknown" );
+}
+
+// A binding that overrides one operation.
+TEST( UnavailableSdkTest, AnswersWhatABindingDoesNot ) {
+  struct Binding : Shim::UnavailableSdk {
+    int bcm_field_entry_destroy( U32, bcm_field_entry_t ) override { return 0; }
+  } binding;
+#define SDK_OP( name, params, args )                                   \
+  EXPECT_EQ( callEmpty( binding, &Shim::SdkShim::name ),               \
+             SdkOp::name == SdkOp::bcm_field_entry_destroy ? 0 : -16 ) \
+      << #name;
+#define SDK_QUERY( name ) EXPECT_FALSE( binding.name( 0 ) ) << #name;
+#include "shim/SdkOperations.inc"
 }
 
 }  // namespace
