@@ -34,6 +34,9 @@ foreach(folder IN LISTS library_headers)
     FILES_MATCHING PATTERN "*.h" PATTERN "*.inc" PATTERN "MorvaneTcam*/*" EXCLUDE)
 endforeach()
 
+# The agent's command finds the library under any prefix.
+set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+
 include(CMakePackageConfigHelpers)
 configure_package_config_file(cmake/MorvaneTcamManagerConfig.cmake.in
   ${PROJECT_BINARY_DIR}/MorvaneTcamManagerConfig.cmake

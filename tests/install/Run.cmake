@@ -7,10 +7,17 @@ file(REMOVE_RECURSE ${work})
 set(quiet COMMAND_ERROR_IS_FATAL ANY OUTPUT_QUIET)
 execute_process(COMMAND ${CMAKE_COMMAND} --install ${BUILD} --prefix ${work}/prefix ${quiet})
 execute_process(COMMAND ${CMAKE_COMMAND} -S ${SOURCE} -B ${work}/build
-  -DCMAKE_PREFIX_PATH=${work}/prefix -DCMAKE_CXX_COMPILER=${COMPILER} "-DCMAKE_CXX_FLAGS=${FLAGS}"
+  -DEXAMPLES=${SOURCE}/../../examples/code -DCMAKE_PREFIX_PATH=${work}/prefix -DCMAKE_CXX_COMPILER=${COMPILER} "-DCMAKE_CXX_FLAGS=${FLAGS}"
   ${quiet})
 execute_process(COMMAND ${CMAKE_COMMAND} --build ${work}/build ${quiet})
 execute_process(COMMAND ${work}/build/outside OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
 if(NOT output STREQUAL "entry 0x10003 installed 0 checker 1\n0 entries left\ntraces 1 1\n")
   message(FATAL_ERROR "the outside program wrote: ${output}")
 endif()
+execute_process(COMMAND ${work}/build/first_entry OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
+if(NOT output STREQUAL "dropped: 1\ndropped: 1\ndropped: 1\nhits: 3\n")
+  message(FATAL_ERROR "the example wrote: ${output}")
+endif()
+# The installed command finds its library, wherever the prefix is moved to.
+file(RENAME ${work}/prefix ${work}/moved)
+execute_process(COMMAND ${work}/moved/bin/morvane-tcam platforms ${quiet})
