@@ -40,6 +40,15 @@ static_assert( std::is_sorted( std::begin( fields ), std::end( fields ),
                                  return a.qualifier < b.qualifier;
                                } ) );
 
+// By qualifier; -1: not a field.
+constexpr auto indices = [] {
+  std::array< S8, bcmFieldQualifyCount > table;
+  table.fill( -1 );
+  for ( U32 i = 0; i < std::size( fields ); ++i )
+    table[ fields[ i ].qualifier ] = static_cast< S8 >( i );
+  return table;
+}();
+
 // Most selective words first, so that a compare fails early.
 constexpr U8 storedOrder[] = { 0,  1,  6,  8,  7,  9,  2,  3,  4,  5,  15, 16,
                                17, 18, 19, 20, 21, 22, 14, 10, 11, 12, 13 };
@@ -52,12 +61,7 @@ std::span< const FieldPlace > keyFields() {
 }
 
 int fieldIndex( U32 qualifier ) {
-  const auto * field =
-      std::lower_bound( std::begin( fields ), std::end( fields ), qualifier,
-                        []( const FieldPlace & a, U32 b ) { return a.qualifier < b; } );
-  if ( field == std::end( fields ) || field->qualifier != qualifier )
-    return -1;
-  return static_cast< int >( field - std::begin( fields ) );
+  return qualifier < indices.size() ? indices[ qualifier ] : -1;
 }
 
 const DataField * KeyLayout::data( U32 id ) const {

@@ -32,12 +32,8 @@ struct Treatment {
   friend bool operator==( const Treatment &, const Treatment & ) = default;
 };
 
-Treatment treatment( const SoftAsic::Verdict & verdict, U32 ports ) {
-  Treatment met = { verdict.drop, verdict.copyToCpu, {} };
-  for ( U32 port = 0; port < ports; ++port )
-    if ( verdict.mirrorPorts.has( port ) )
-      met.mirrorPorts.insert( port );
-  return met;
+Treatment treatment( const SoftAsic::Verdict & verdict ) {
+  return { verdict.drop, verdict.copyToCpu, portsIn( verdict.mirrorPorts ) };
 }
 
 Treatment treatment( const PacketFate & fate ) {
@@ -154,7 +150,7 @@ void ReplaceJob::sendSome( const PortPair & ports ) {
     const SoftAsic::Verdict verdict =
         session_.chip().inject( SwitchSession::unit, ports.in, probe.packet->frame.data(),
                                 probe.packet->frame.size(), ports.out );
-    const Treatment met = treatment( verdict, platform_.chip.ports() );
+    const Treatment met = treatment( verdict );
     ++report_.packets;
     report_.neither += met == probe.before || met == probe.after ? 0 : 1;
   }

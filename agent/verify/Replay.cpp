@@ -3,6 +3,7 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <bit>
 #include <utility>
 
 namespace Agent {
@@ -51,6 +52,15 @@ U32 unboundPort( const SoftAsic::ChipProfile & chip, const std::vector< Acl > & 
 }
 
 }  // namespace
+
+std::set< U32 > portsIn( const bcm_pbmp_t & bitmap ) {
+  std::set< U32 > ports;
+  constexpr U32 wordBits = 32;
+  for ( U32 word = 0; word < BCM_PBMP_PORT_MAX / wordBits; ++word )
+    for ( U32 bits = bitmap.pbits[ word ]; bits != 0; bits &= bits - 1 )
+      ports.insert( word * wordBits + static_cast< U32 >( std::countr_zero( bits ) ) );
+  return ports;
+}
 
 std::vector< U32 > portOfEveryCopy( const SoftAsic::ChipProfile & chip ) {
   std::vector< U32 > ports;
@@ -122,9 +132,7 @@ PacketFate Replay::send( const Packet & packet, const PortPair & ports ) {
   PacketFate fate;
   fate.drop = verdict.drop;
   fate.copyToCpu = verdict.copyToCpu;
-  for ( U32 to = 0; to < BCM_PBMP_PORT_MAX; ++to )
-    if ( verdict.mirrorPorts.has( to ) )
-      fate.mirrorPorts.insert( to );
+  fate.mirrorPorts = portsIn( verdict.mirrorPorts );
   for ( const SoftAsic::Match & match : verdict.matches )
     if ( const auto rule = ruleOf_( match.entry ) )
       fate.rules.push_back( *rule );

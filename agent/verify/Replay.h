@@ -21,6 +21,8 @@ struct PortPair {
   U32 out = 0;
 };
 
+std::set< U32 > portsIn( const bcm_pbmp_t & bitmap );
+
 // One pass of packets, with times relative to its start.
 class Replay {
  public:
