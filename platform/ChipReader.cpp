@@ -5,6 +5,7 @@
 #include <set>
 
 #include "platform/InputError.h"
+#include "platform/NearNames.h"
 #include "softasic/QualifierNames.h"
 
 namespace Platform {
@@ -30,7 +31,13 @@ SoftAsic::StageKind readKind( JsonFields & fields ) {
   for ( U32 kind = 0; kind < SoftAsic::stageKinds; ++kind )
     if ( name == SoftAsic::stageName( static_cast< SoftAsic::StageKind >( kind ) ) )
       return static_cast< SoftAsic::StageKind >( kind );
-  fields.fail( fields.place( "stage" ), fmt::format( "there is no stage \"{}\"", name ) );
+  fields.fail( fields.place( "stage" ),
+               fmt::format( "there is no stage \"{}\"; there are VFP, IFP and EFP", name ) );
+}
+
+std::string noQualifier( const std::string & name ) {
+  return fmt::format( "there is no qualifier \"{}\"; there are {}", name,
+                      nearNames( SoftAsic::qualifierNames(), name ) );
 }
 
 SoftAsic::StageProfile readStage( const std::string & file, const JsonNode & node ) {
@@ -46,7 +53,7 @@ SoftAsic::StageProfile readStage( const std::string & file, const JsonNode & nod
     for ( const auto & [ name, value ] : costs->members ) {
       const auto qualifier = SoftAsic::qualifierNumber( name );
       if ( !qualifier )
-        bits.fail( value.place(), fmt::format( "there is no qualifier \"{}\"", name ) );
+        bits.fail( value.place(), noQualifier( name ) );
       stage.keyBits[ *qualifier ] = bits.number( name, 0, wordMax );
     }
   }
@@ -162,7 +169,7 @@ U32 readQualifier( const std::string & file, const JsonNode & node ) {
   const std::string & name = jsonText( file, node, "a qualifier" );
   const auto number = SoftAsic::qualifierNumber( name );
   if ( !number )
-    throw InputError( file, node.place(), fmt::format( "there is no qualifier \"{}\"", name ) );
+    throw InputError( file, node.place(), noQualifier( name ) );
   return *number;
 }
 

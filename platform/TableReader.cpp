@@ -4,6 +4,7 @@
 
 #include "platform/ChipReader.h"
 #include "platform/JsonFields.h"
+#include "platform/NearNames.h"
 
 namespace Platform {
 
@@ -29,11 +30,20 @@ GroupMatch readMatch( JsonFields & fields ) {
 }
 
 template < class Enum >
+std::vector< std::string_view > enumNames() {
+  std::vector< std::string_view > names;
+  for ( U32 value = 0; value < Kiv::enumCount< Enum >(); ++value )
+    names.push_back( enumName( static_cast< Enum >( value ) ) );
+  return names;
+}
+
+template < class Enum >
 Enum readEnum( JsonFields & fields, const std::string & key ) {
   const std::string name = fields.text( key );
   const auto value = Kiv::enumValue< Enum >( name );
   if ( !value )
-    fields.fail( fields.place( key ), fmt::format( "there is no {} \"{}\"", key, name ) );
+    fields.fail( fields.place( key ), fmt::format( "there is no {} \"{}\"; there are {}", key, name,
+                                                   nearNames( enumNames< Enum >(), name ) ) );
   return *value;
 }
 

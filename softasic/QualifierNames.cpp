@@ -65,4 +65,11 @@ const char * qualifierName( U32 number ) {
   return found == std::end( qualifiers ) ? nullptr : found->name;
 }
 
+std::vector< std::string_view > qualifierNames() {
+  std::vector< std::string_view > names;
+  for ( const Qualifier & qualifier : qualifiers )
+    names.push_back( qualifier.name );
+  return names;
+}
+
 }  // namespace SoftAsic

@@ -3,6 +3,8 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "kiv/Types.h"
 
@@ -14,5 +16,7 @@ using namespace Kiv::Integers;
 std::optional< U32 > qualifierNumber( const std::string & name );
 // Null for an unknown number.
 const char * qualifierName( U32 number );
+// All of them.
+std::vector< std::string_view > qualifierNames();
 
 }  // namespace SoftAsic

@@ -105,8 +105,13 @@ TEST( PlatformLoaderTest, ErrorsNameTheLine ) {
       { { { "\"depth\": 8", "\"depth\": 8, \"wide\": 1" } },
         "6:81: a run of slices has an unknown key \"wide\"; it can have count, depth, keyBits, "
         "large" },
-      { { { "\"SrcIp\"", "\"SrcIP\"" } }, "9:65: there is no qualifier \"SrcIP\"" },
-      { { { "routerAclTcamGroup", "ipAcl" } }, "15:34: there is no assignment \"ipAcl\"" },
+      { { { "\"SrcIp\"", "\"SrcIP\"" } },
+        "9:65: there is no qualifier \"SrcIP\"; there are DSCP, DstIp, SrcIp, SrcIp6, SrcIp6High, "
+        "SrcMac, .." },
+      { { { "\"IFP\"", "\"IP\"" } }, "6:28: there is no stage \"IP\"; there are VFP, IFP and EFP" },
+      { { { "routerAclTcamGroup", "ipAcl" } },
+        "15:34: there is no assignment \"ipAcl\"; there are ip6AclTcamGroup, ipAclEgressTcamGroup, "
+        "ipAclTcamGroup, ipAclVfpTcamGroup, ipAclVniTcamGroup, ipPbrTcamGroup, .." },
       { { { "\"id\": 8", "\"id\": 4095" } },
         "22:13: \"id\" must be a whole number from 1 to 4094, not 4095" },
       // Of the chip and the VLANs
