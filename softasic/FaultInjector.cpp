@@ -25,6 +25,7 @@ int FaultInjector::around( const Shim::SdkCallInfo & info, const Shim::SdkInvoca
        ( fault_.times != 0 && fired_ == fault_.times ) )
     return call();
   ++fired_;
+  everFired_ = true;
   if ( fault_.exception )
     std::rethrow_exception( fault_.exception );
   return fault_.rc;

@@ -46,6 +46,8 @@ class FaultInjector : public Shim::SdkDecorator {
 
   // True if a call failed since the last arm.
   bool fired() const { return fired_ != 0; }
+  // True if a call ever failed.
+  bool everFired() const { return everFired_; }
 
  protected:
   int around( const Shim::SdkCallInfo & info, const Shim::SdkInvocation & call ) override;
@@ -57,6 +59,7 @@ class FaultInjector : public Shim::SdkDecorator {
   Fault fault_;
   U64 selected_ = 0;
   U64 fired_ = 0;
+  bool everFired_ = false;
 };
 
 }  // namespace SoftAsic

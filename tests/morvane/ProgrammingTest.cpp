@@ -33,7 +33,7 @@ TEST( ProgrammingTest, InputPortsAreAppliedToEveryCopy ) {
     some.add( 1 );
     some.add( chip.pipes * portsPerPipe - 1 );
     const auto check = [ & ]( const auto & matches ) {
-      acl.installEntry( 0, 0x10000 );
+      EXPECT_EQ( acl.installEntry( 0, 0x10000 ), 0 );
       for ( U32 port = 0; port < chip.pipes * portsPerPipe; ++port )
         EXPECT_EQ( sw.hit( 0, port, 5 ) != 0, matches( port ) ) << port;
     };

@@ -210,8 +210,13 @@ TEST( SliceTableTest, ShowsUnusualRecords ) {
   odd.record.stage[ 1 ].stage = 6;
   const std::string text = stage( "CLASS", "", 0, 0 ) + stage( "6", "", 0, 0 );
   EXPECT_EQ( sw.groups->tcamUsage( 0 ).view(), text + std::string( 47, '-' ) + "\n" );
-  odd.record.stage[ 1 ].slice_count = 65;
+  odd.record.stage[ 1 ].slice_count = KELMOR_TCAM_SLICES_MAX;
+  odd.record.stage[ 2 ].slice_count = KELMOR_TCAM_SLICES_MAX + 1;  // beyond the stages
+  EXPECT_THAT( sw.groups->tcamUsage( 0 ).view(), HasSubstr( "  63 |      0 |       0 |\n" ) );
+  odd.record.stage[ 1 ].slice_count = KELMOR_TCAM_SLICES_MAX + 1;
   EXPECT_THAT( deathOf( [ & ] { sw.groups->tcamUsage( 0 ); } ), HasSubstr( "slice_count" ) );
+  odd.record.stage_count = KELMOR_TCAM_STAGES_MAX + 1;
+  EXPECT_THAT( deathOf( [ & ] { sw.groups->tcamUsage( 0 ); } ), HasSubstr( "stage_count" ) );
 }
 
 TEST( BankSummaryTest, ShowsUsersByBankUntilTheAsicFails ) {

@@ -95,6 +95,9 @@ TestSwitch::TestSwitch( const Chip & geometry ) KIV_NO_THREAD_SAFETY_ANALYSIS : 
 
 TestSwitch::~TestSwitch() KIV_NO_THREAD_SAFETY_ANALYSIS {
   second.join();
+  // Without a failed call, every operation has made all its steps.
+  for ( U32 unit = 0; groups && !faults.everFired() && unit < chip.units; ++unit )
+    EXPECT_EQ( groups->unfinishedCleanup( unit ), 0U );
   stop();
   Kiv::ActivityUnlockAnchor::lock().unlock();
   platformIs( nullptr );
