@@ -247,6 +247,7 @@ TEST( AllocationTest, CallerOrChipChoosesTheId ) {
   sw.groups->numPipeIs( 0 );
   EXPECT_THAT( deathOf( [ & ] { acl.getEntry( 0, 0x10001, "x" ); } ),
                HasSubstr( "copies.empty()" ) );
+  sw.groups->numPipeIs( 2 );
 }
 
 TEST( AllocationTest, GroupFlagsChangeItsEntries ) {

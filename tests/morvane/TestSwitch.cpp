@@ -96,8 +96,13 @@ TestSwitch::TestSwitch( const Chip & geometry ) KIV_NO_THREAD_SAFETY_ANALYSIS : 
 TestSwitch::~TestSwitch() KIV_NO_THREAD_SAFETY_ANALYSIS {
   second.join();
   // Without a failed call, every operation has made all its steps.
-  for ( U32 unit = 0; groups && !faults.everFired() && unit < chip.units; ++unit )
+  const bool complete = groups && !faults.everFired();
+  for ( U32 unit = 0; complete && unit < chip.units; ++unit )
     EXPECT_EQ( groups->unfinishedCleanup( unit ), 0U );
+  // A test may hold references to groups of its own.
+  for ( const std::string & line :
+        complete && auditedAtEnd ? Audit::audit( *groups, asic ) : std::vector< std::string >() )
+    EXPECT_THAT( line, HasSubstr( "its managers hold" ) );
   stop();
   Kiv::ActivityUnlockAnchor::lock().unlock();
   platformIs( nullptr );

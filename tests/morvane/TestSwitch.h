@@ -141,6 +141,8 @@ class TestSwitch {
   MorvaneCentral::ChipInfo chipInfo = {};    // of every unit
   Kiv::Ptr< MorvaneOvidUtBitmapDir > vlans;  // nothing is untagged at first
   Kiv::Ptr< MorvaneTcamGroupManager > groups;
+  // At the end of the test, unless an SDK call failed: the records must fit the chip.
+  bool auditedAtEnd = true;
 
  private:
   void releaseEverything( U32 unit );

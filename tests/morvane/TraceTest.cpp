@@ -560,6 +560,7 @@ TEST( TraceTest, OtherOperations ) {
 4 fp stat destroy StatId= 1
 3 Unit: 0 can't find stats for entry 65536
 )" );
+  acl.releaseEntry( 0, id );
 }
 
 }  // namespace Test::Traces

@@ -148,6 +148,8 @@ TEST( UdfWidthTest, WhatCountsAndWhere ) {
   EXPECT_THAT(
       deathOf( [ & ] { groupUdfWidthExceeded( 0, sw.groups.rawPtr_, 1, anyType, 4, 32 ); } ),
       HasSubstr( "Assertion `aclType == Acl::mac()' failed." ) );
+  sw.groups->ipMirroringAclUdfDelAll();
+  sw.groups->macMirroringAclUdfDelAll();
 }
 
 // Adds fields to group 1 of the last unit until one cannot be added in place.
@@ -390,6 +392,7 @@ TEST( UdfAuditTest, AuditorReportsEveryDifference ) {
        } } };
   for ( const auto & [ difference, spoil ] : cases ) {
     UdfSwitch sw( { .pipes = 2 }, Acl::ip() );
+    sw.auditedAtEnd = false;
     ASSERT_TRUE( sw.manager( sw.user( 1 ) ).initializeGroup( 0 ) );
     sw.set( near );
     ASSERT_EQ( sw.audit(), "" );
