@@ -127,6 +127,7 @@ struct PoliceRate {
 struct WantedCounters {
   bool packets = true;
   bool bytes = true;
+  bool stated = false;  // the file asks for them
 };
 
 enum class Forwarding : U8 { none, permit, drop };

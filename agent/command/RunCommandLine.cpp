@@ -132,6 +132,10 @@ void addListArguments( CLI::App & app, RunOptions & run ) {
   app.add_option( "LIST", run.acls,
                   "Access lists, FILE or NAME=FILE, in order of precedence; default: the built-in "
                   "example" );
+  addListOptions( app, run );
+}
+
+void addListOptions( CLI::App & app, RunOptions & run ) {
   addReaderOptions( app, run );
   addRuleOptions( app, run );
 }

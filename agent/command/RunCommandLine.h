@@ -18,6 +18,8 @@ void addAclOptions( CLI::App & app, RunOptions & run );
 void addPlatformOption( CLI::App & app, RunOptions & run );
 // Access lists as arguments, and how they are read and programmed.
 void addListArguments( CLI::App & app, RunOptions & run );
+// The latter alone.
+void addListOptions( CLI::App & app, RunOptions & run );
 // addAclOptions plus packets, monitoring, clearing and report format.
 void addRunOptions( CLI::App & app, RunOptions & run, OutputOptions & output );
 

@@ -1,5 +1,6 @@
 // The command morvane-tcam. Exit status: 0 success, 1 an access list does not fit, refused rules
-// were left out or verification found a difference, 2 usage error, invalid input or failed output.
+// were left out, verification or comparison found a difference or check found something, 2 usage
+// error, invalid input or failed output.
 #include <fmt/core.h>
 
 #include <CLI/CLI.hpp>
@@ -10,6 +11,7 @@
 #include "agent/command/FitCommand.h"
 #include "agent/command/Inspect.h"
 #include "agent/command/MapCommand.h"
+#include "agent/command/MeaningCommands.h"
 #include "agent/command/Run.h"
 #include "agent/command/RunCommandLine.h"
 #include "agent/command/UsageError.h"
@@ -96,6 +98,33 @@ void addFitOptions( CLI::App & app, Agent::FitOptions & fit ) {
   app.add_flag( "--json", fit.json, "Write one JSON object instead of tables" );
 }
 
+void addMeaningOptions( CLI::App & app, Agent::MeaningOptions & meaning ) {
+  Agent::addPlatformOption( app, meaning.run );
+  app.add_option( "--nodes", meaning.nodes, "Bound on the size of the sets of packets" )
+      ->type_name( "N" )
+      ->capture_default_str()
+      ->check( CLI::Range( 10'000U, 100'000'000U ) );
+  app.add_flag( "--json", meaning.json, "Write one JSON object instead of text" );
+}
+
+void addCheckOptions( CLI::App & app, Agent::MeaningOptions & meaning ) {
+  Agent::addListArguments( app, meaning.run );
+  addMeaningOptions( app, meaning );
+  app.add_flag( "--overlaps", meaning.overlaps,
+                "Also list rules that overlap with other actions, each pair with a packet" );
+}
+
+void addDiffOptions( CLI::App & app, Agent::MeaningOptions & meaning ) {
+  app.add_option( "OLD", meaning.before, "Access lists, FILE or NAME=FILE" )->required();
+  app.add_option( "NEW", meaning.after, "Access lists that replace them" )->required();
+  Agent::addListOptions( app, meaning.run );
+  addMeaningOptions( app, meaning );
+  app.add_option( "--rows", meaning.rows, "Show at most N differences of each type of lists" )
+      ->type_name( "N" )
+      ->capture_default_str()
+      ->check( CLI::Range( 1U, 1'000'000U ) );
+}
+
 int fail( std::string message ) {
   std::replace( message.begin(), message.end(), '\n', ' ' );
   Agent::printError( message );
@@ -137,6 +166,13 @@ int command( int argc, char ** argv ) {
       "fit", "Say whether access lists fit platforms, what binds, and what would make them fit" );
   Agent::addListArguments( *fit, runOptions );
   addFitOptions( *fit, fitOptions );
+  Agent::MeaningOptions meaning;
+  CLI::App * check = app.add_subcommand(
+      "check", "Find rules that can never match, change nothing, can be merged or conflict" );
+  addCheckOptions( *check, meaning );
+  CLI::App * diff = app.add_subcommand(
+      "diff", "Show the packets whose fate differs between two versions of access lists" );
+  addDiffOptions( *diff, meaning );
   CLI::App * platforms = app.add_subcommand( "platforms", "List the built-in platforms" );
   try {
     app.parse( argc, argv );
@@ -155,6 +191,10 @@ int command( int argc, char ** argv ) {
     return Agent::costCommand( runOptions, costOptions ) ? exitSuccess : exitDifference;
   if ( fit->parsed() )
     return Agent::fitCommand( runOptions, fitOptions ) ? exitSuccess : exitDifference;
+  if ( check->parsed() )
+    return Agent::checkCommand( meaning ) ? exitSuccess : exitDifference;
+  if ( diff->parsed() )
+    return Agent::diffCommand( meaning ) ? exitSuccess : exitDifference;
   if ( platforms->parsed() ) {
     Agent::printOutput( Agent::platformsText() );
     return exitSuccess;

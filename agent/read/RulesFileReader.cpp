@@ -80,7 +80,7 @@ void readPolice( JsonFields & fields, AclRule & rule ) {
 void readCounters( JsonFields & fields, AclRule & rule ) {
   if ( fields.find( "counters" ) == nullptr )
     return;
-  WantedCounters wanted = { false, false };
+  WantedCounters wanted = { false, false, true };
   const std::vector< JsonNode > & nodes = fields.list( "counters" );
   for ( const JsonNode & node : nodes ) {
     const std::string & name = Platform::jsonText( fields.file(), node, "\"counters\"" );

@@ -20,8 +20,7 @@ namespace {
 constexpr int everyPacket = 1;  // the library's number of the constant
 
 constexpr int nodesAtFirst = 50'000;
-constexpr int cacheAtFirst = 10'000;
-// Nodes for each entry of the operations' caches when the table grows.
+// Nodes for each entry of the operations' caches.
 constexpr int nodesPerCached = 8;
 
 Diagrams * owner = nullptr;
@@ -37,7 +36,8 @@ extern "C" void noteFailure( int code ) {
 Diagrams::Diagrams( U32 variables, U32 nodesMax ) : nodesMax_( nodesMax ) {
   KIV_ASSERT( owner == nullptr );
   const int most = static_cast< int >( nodesMax );
-  if ( bdd_init( std::min( nodesAtFirst, most ), cacheAtFirst ) < 0 )
+  const int first = std::min( nodesAtFirst, most );
+  if ( bdd_init( first, first / nodesPerCached ) < 0 )
     throw SpaceExhausted( "there is no memory for sets of packets" );
   owner = this;
   failure = 0;
@@ -85,6 +85,16 @@ bool Diagrams::holds( const PacketSet & set, const std::vector< bool > & bits ) 
   while ( node > everyPacket )
     node = bits[ static_cast< size_t >( bdd_var( node ) ) ] ? bdd_high( node ) : bdd_low( node );
   return node == everyPacket;
+}
+
+std::vector< bool > Diagrams::lowest( const PacketSet & set, U32 variables ) {
+  std::vector< bool > bits( variables );
+  for ( int node = set.node_; node > everyPacket; ) {
+    const bool high = bdd_low( node ) == 0;
+    bits[ static_cast< size_t >( bdd_var( node ) ) ] = high;
+    node = high ? bdd_high( node ) : bdd_low( node );
+  }
+  return bits;
 }
 
 PacketSet::PacketSet( int node ) : node_( bdd_addref( node ) ) {}

@@ -28,6 +28,8 @@ class Diagrams {
 
   // The value of each variable.
   static bool holds( const PacketSet & set, const std::vector< bool > & bits );
+  // Values of a set that is not empty: 0 where there is a choice, first variables first.
+  static std::vector< bool > lowest( const PacketSet & set, U32 variables );
 
  private:
   friend class PacketSet;

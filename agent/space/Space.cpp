@@ -92,7 +92,7 @@ Space::Space( AclKind kind, const SpaceLimits & limits )
   all_ = wellFormed( limits );
 }
 
-void Space::at( const std::string & list, size_t rule ) {
+void Space::at( const std::string & list, size_t rule ) const {
   diagrams_.workIs( fmt::format( "{}, rule {}", list, rule + 1 ) );
 }
 
@@ -327,22 +327,17 @@ PacketPoint Space::example( PacketSet set ) const {
                                                { FieldId::sourceMac, 0x020000000002 } };
   for ( const auto & [ field, value ] : wanted )
     prefer( set, field, value );
+  const std::vector< bool > bits = Diagrams::lowest( set, layout_.count );
   PacketPoint point;
   point.kind = kind_;
   for ( U32 part = 0; part < presences; ++part )
-    point.present[ part ] = !( set & Diagrams::bit( layout_.parts[ part ], true ) ).empty();
-  for ( const MatchField & field : matchFields() ) {
-    if ( !field.isIn( kind_ ) )
-      continue;
-    const Variables & bits = variables( field.id );
-    for ( size_t i = 0; i < bits.size(); ++i ) {
-      PacketSet zero = set & Diagrams::bit( bits[ i ], false );
-      const bool one = zero.empty();
-      if ( one )
-        point.values[ static_cast< size_t >( field.id ) ] =
-            point.of( field.id ) | bitAt( static_cast< U32 >( bits.size() - 1 - i ) );
-      set = one ? set & Diagrams::bit( bits[ i ], true ) : std::move( zero );
-    }
+    point.present[ part ] = bits[ layout_.parts[ part ] ];
+  for ( U32 id = 0; id < fieldIds; ++id ) {
+    const Variables & variables = layout_.fields[ id ];
+    for ( size_t i = 0; i < variables.size(); ++i )
+      if ( bits[ variables[ i ] ] )
+        point.values[ id ] =
+            point.values[ id ] | bitAt( static_cast< U32 >( variables.size() - 1 - i ) );
   }
   return point;
 }

@@ -60,7 +60,7 @@ class Space {
   PacketPoint example( PacketSet set ) const;
 
   // Names the rule that is worked on, in the text of SpaceExhausted. Rules count from 1.
-  void at( const std::string & list, size_t rule );
+  void at( const std::string & list, size_t rule ) const;
 
  private:
   using Variables = std::vector< U32 >;  // most significant bit first
@@ -92,7 +92,7 @@ class Space {
 
   const AclKind kind_;
   const Layout layout_;
-  Diagrams diagrams_;
+  mutable Diagrams diagrams_;  // only its text changes
   PacketSet all_;
 };
 

@@ -1,12 +1,16 @@
 // Random lists over a few values of a few fields, and every packet that their rules tell apart.
 #pragma once
 
+#include <algorithm>
 #include <random>
+#include <tuple>
 
 #include "agent/space/Space.h"
 #include "agent/verify/BruteForce.h"
 
 namespace Agent {
+
+inline constexpr SpaceLimits fewNodes = { 20'000, 256 };  // quick to make
 
 // Makes lists of a kind. Their rules differ in a few fields, which each instance chooses. Values
 // that rules name are below 4, with wildcard bits; 4 stands for all others.
@@ -42,6 +46,7 @@ class FewBits {
     AclRule rule;
     rule.forwarding = pick( 20 ) == 0 ? Forwarding::none : Forwarding( 1 + pick( 2 ) );
     rule.copyToCpu = pick( 12 ) == 0;
+    rule.counters.stated = pick( 15 ) == 0;
     if ( inPorts_ && pick( 2 ) == 0 )
       setRanges( rule, FieldId::inPorts, ranges( 0xFF ) );
     if ( vlan_ && pick( 2 ) == 0 )
@@ -202,5 +207,56 @@ inline std::vector< PacketPoint > FewBits::packets() const {
     point.values[ static_cast< size_t >( FieldId::icmp ) ].low *= 0x0801;
   return points;
 }
+
+// A list's rules and default action on every packet, by the reference model.
+class Enumeration {
+ public:
+  using Fate = std::tuple< Forwarding, bool, const AclRule * >;
+
+  Enumeration( const Acl & acl, const std::vector< PacketPoint > & packets ) : acl_( acl ) {
+    for ( const PacketPoint & packet : packets )
+      fields_.push_back( fieldsOf( packet ) );
+    for ( const AclRule & rule : acl.rules )
+      matches_.push_back( matchesOf( rule ) );
+  }
+
+  size_t packets() const { return fields_.size(); }
+  std::vector< bool > matchesOf( const AclRule & rule ) const {
+    std::vector< bool > matches;
+    for ( const FrameFields & packet : fields_ )
+      matches.push_back( ruleMatches( acl_, rule, packet ) );
+    return matches;
+  }
+  bool matches( size_t rule, size_t packet ) const { return matches_[ rule ][ packet ]; }
+  // A rule's index; the number of rules: none matches.
+  size_t first( size_t packet ) const {
+    size_t rule = 0;
+    while ( rule < matches_.size() && !matches( rule, packet ) )
+      ++rule;
+    return rule;
+  }
+  // Rules with counters of their own are told apart.
+  Fate fateBy( size_t rule ) const {
+    if ( rule == matches_.size() )
+      return { acl_.defaultAction, false, nullptr };
+    const AclRule & by = acl_.rules[ rule ];
+    return { by.forwarding, by.copyToCpu, by.counters.stated ? &by : nullptr };
+  }
+  // Of every packet, if only these rules are in the list, in this order.
+  std::vector< Fate > fates( const std::vector< size_t > & rules ) const {
+    std::vector< Fate > fates;
+    for ( size_t packet = 0; packet < packets(); ++packet ) {
+      const auto by = std::find_if( rules.begin(), rules.end(),
+                                    [ & ]( size_t rule ) { return matches( rule, packet ); } );
+      fates.push_back( fateBy( by == rules.end() ? matches_.size() : *by ) );
+    }
+    return fates;
+  }
+
+ private:
+  const Acl & acl_;
+  std::vector< FrameFields > fields_;
+  std::vector< std::vector< bool > > matches_;
+};
 
 }  // namespace Agent

@@ -1,0 +1,165 @@
+#include <fmt/core.h>
+
+#include <algorithm>
+
+#include "agent/command/MeaningCommands.h"
+#include "agent/command/MeaningInput.h"
+#include "agent/feature/AclShares.h"
+#include "agent/verdict/Difference.h"
+#include "agent/verdict/ExamplePacket.h"
+
+namespace Agent {
+
+namespace {
+
+constexpr U64 nanosecondsApart = 1'000'000'000;  // so that policers are full
+
+// The lists that are looked up as one.
+struct ListTable {
+  ListClass lists;
+  std::vector< const Acl * > before;
+  std::vector< const Acl * > after;
+};
+
+std::vector< ListTable > tablesOf( const RunInput & before, const RunInput & after ) {
+  std::vector< ListTable > tables;
+  const auto tableOf = [ & ]( const Acl & acl ) -> ListTable & {
+    const auto found =
+        std::find_if( tables.begin(), tables.end(),
+                      [ & ]( const ListTable & table ) { return table.lists == classOf( acl ); } );
+    return found != tables.end() ? *found
+                                 : tables.emplace_back( ListTable{ classOf( acl ), {}, {} } );
+  };
+  for ( const Acl & acl : before.acls )
+    tableOf( acl ).before.push_back( &acl );
+  for ( const Acl & acl : after.acls )
+    tableOf( acl ).after.push_back( &acl );
+  return tables;
+}
+
+std::string tableName( const ListTable & table ) {
+  return fmt::format( "{} {} lists{}", kindName( table.lists.kind ), useName( table.lists.use ),
+                      table.lists.direction == Direction::out ? ", out" : "" );
+}
+
+bool matchesVlans( const std::vector< const Acl * > & acls ) {
+  return std::any_of(
+      acls.begin(), acls.end(),
+      []( const Acl * acl ) {
+        return std::any_of(
+            acl->rules.begin(), acl->rules.end(),
+            []( const AclRule & rule ) {
+              return restricts( matchField( FieldId::vlan ), rule ) ||
+                     restricts( matchField( FieldId::vlanPriority ), rule );
+            } );
+      } );
+}
+
+// What the chip does with the examples of the rows when only the lists of one version of a table
+// are programmed.
+class ChipRun {
+ public:
+  ChipRun( const RunInput & input, const std::vector< const Acl * > & acls )
+      : input_( input ), acls_( acls ) {}
+
+  std::vector< std::string > send( const std::vector< DifferenceRow > & rows,
+                                   Fate DifferenceRow::*fate ) {
+    std::vector< std::string > texts( rows.size() );
+    RunInput input = tableInput();
+    std::string reason = fault( input );
+    if ( reason.empty() ) {
+      const RunReport report = withProgrammedSwitch( input, [ & ]( SwitchSession & session ) {
+        Replay replay( session, []( U32 ) { return std::nullopt; } );
+        for ( size_t i = 0; i < rows.size(); ++i )
+          texts[ i ] = sendOne( replay, rows[ i ], rows[ i ].*fate, i );
+      } );
+      for ( const AclReport & acl : report.acls )
+        if ( acl.shortage )
+          reason = "the list does not fit";
+    }
+    if ( !reason.empty() )
+      texts.assign( rows.size(), fmt::format( "not run on {}: {}", input_.platform.name, reason ) );
+    return texts;
+  }
+
+ private:
+  RunInput tableInput() const {
+    RunInput input = input_;
+    input.acls.clear();
+    for ( const Acl * acl : acls_ )
+      input.acls.push_back( *acl );
+    return input;
+  }
+
+  static std::string fault( const RunInput & input ) {
+    for ( const Acl & acl : input.acls )
+      if ( const auto found = listFault( input.platform, acl ) )
+        return found->what;
+    return "";
+  }
+
+  std::string sendOne( Replay & replay, const DifferenceRow & row, const Fate & expected,
+                       size_t index ) const {
+    if ( input_.platform.chip.sharedByPipes && matchesVlans( acls_ ) &&
+         row.example.of( FieldId::vlan ).low == 0 )
+      return "not run: the platform takes untagged packets for ones of VLAN 0";
+    const PacketFate fate =
+        replay.send( { frameOf( row.example ), ( index + 1 ) * nanosecondsApart },
+                     { static_cast< U32 >( row.example.of( FieldId::inPorts ).low ),
+                       static_cast< U32 >( row.example.of( FieldId::outPorts ).low ) } );
+    const bool same = fate.drop == ( expected.forwarding == Forwarding::drop ) &&
+                      fate.copyToCpu == expected.copyToCpu &&
+                      fate.mirrorPorts.contains( expected.mirrorPort.value_or( 0 ) ) ==
+                          expected.mirrorPort.has_value();
+    return std::string( fate.drop ? "drops it" : "lets it pass" ) +
+           ( same ? "" : ", which differs from the list's meaning" );
+  }
+
+  const RunInput & input_;
+  const std::vector< const Acl * > & acls_;
+};
+
+void runExamples( const RunInput & before, const RunInput & after, const ListTable & table,
+                  std::vector< DifferenceRow > & rows ) {
+  if ( rows.empty() )
+    return;
+  const auto old = ChipRun( before, table.before ).send( rows, &DifferenceRow::before );
+  const auto now = ChipRun( after, table.after ).send( rows, &DifferenceRow::after );
+  for ( size_t i = 0; i < rows.size(); ++i )
+    rows[ i ].chip = fmt::format( "old {}; new {}", old[ i ], now[ i ] );
+}
+
+}  // namespace
+
+bool diffCommand( const MeaningOptions & options ) {
+  RunOptions reading = options.run;
+  reading.acls = { options.before };
+  const RunInput before = readLists( reading );
+  reading.acls = { options.after };
+  const RunInput after = readLists( reading );
+  std::vector< TableDifference > differences;
+  for ( const ListTable & table : tablesOf( before, after ) ) {
+    const Forwarding rest =
+        table.lists.use == AclUse::filter ? before.defaultAction : Forwarding::none;
+    differences.push_back( withinNodes( [ & ] {
+      Space space( table.lists.kind, limitsOf( options, before ) );
+      const Meaning meaningBefore( space, table.before, rest );
+      const Meaning meaningAfter( space, table.after, rest );
+      TableDifference found = differenceOf( space, meaningBefore, meaningAfter, options.rows );
+      runExamples( before, after, table, found.rows );
+      found.forgetSets();
+      found.name = tableName( table );
+      return found;
+    } ) );
+  }
+  const U64 refused = before.remarks.refused + after.remarks.refused;
+  printOutput( options.json ? differenceJson( differences, refused )
+                            : partialText( before.remarks ) + partialText( after.remarks ) +
+                                  differenceText( differences ) );
+  const bool same =
+      std::all_of( differences.begin(), differences.end(),
+                   []( const TableDifference & table ) { return table.rows.empty(); } );
+  return same && refused == 0;
+}
+
+}  // namespace Agent

@@ -1,0 +1,26 @@
+// The commands about what lists mean. They read lists without a switch.
+#pragma once
+
+#include "agent/command/Run.h"
+
+namespace Agent {
+
+struct MeaningOptions {
+  RunOptions run;
+  U32 nodes = 16'000'000;  // of sets of packets; with all that is beside them below 1 GiB
+  bool json = false;
+  bool overlaps = false;  // check
+  std::string before;     // diff: files, or NAME=FILE
+  std::string after;
+  size_t rows = 100;  // diff: at most
+};
+
+// They throw what readInput throws, and UsageError if sets of packets take more than the nodes.
+
+// The command `check`. Returns whether nothing was found and no rule was refused.
+bool checkCommand( const MeaningOptions & options );
+
+// The command `diff`. Returns whether both mean the same and no rule was refused.
+bool diffCommand( const MeaningOptions & options );
+
+}  // namespace Agent

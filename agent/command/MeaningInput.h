@@ -1,0 +1,39 @@
+// What the commands about the meaning of lists have in common.
+#pragma once
+
+#include "agent/command/MeaningCommands.h"
+#include "agent/command/UsageError.h"
+#include "agent/report/OutputFile.h"
+#include "agent/space/Space.h"
+
+namespace Agent {
+
+// The lists, whether or not the platform serves them. Prints refused rules.
+inline RunInput readLists( RunOptions options ) {
+  options.boundLists = false;
+  options.supportedLists = false;
+  RunInput input = readInput( options );
+  for ( const std::string & line : input.remarks.refusals )
+    printError( line );
+  return input;
+}
+
+inline SpaceLimits limitsOf( const MeaningOptions & options, const RunInput & input ) {
+  return { options.nodes, input.platform.chip.ports() };
+}
+
+// What happens to packets about which the list does not decide.
+inline Forwarding restOf( const RunInput & input, const Acl & acl ) {
+  return acl.use == AclUse::filter ? input.defaultAction : Forwarding::none;
+}
+
+template < class F >
+auto withinNodes( F && work ) {
+  try {
+    return work();
+  } catch ( const SpaceExhausted & exhausted ) {
+    throw UsageError( exhausted.what() );
+  }
+}
+
+}  // namespace Agent

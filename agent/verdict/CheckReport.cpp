@@ -1,0 +1,112 @@
+#include <fmt/core.h>
+
+#include <nlohmann/json.hpp>
+
+#include "agent/acl/RuleText.h"
+#include "agent/verdict/Check.h"
+#include "agent/verdict/ExamplePacket.h"
+#include "agent/verdict/RuleNumbers.h"
+
+namespace Agent {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr size_t linesShown = 20;
+
+std::string ruleOf( const ListCheck & check, size_t rule ) {
+  return ruleText( check.acl->kind, check.acl->rules[ rule ] );
+}
+
+// Under a heading, at most linesShown of the lines.
+std::string section( const char * heading, const std::vector< std::string > & lines ) {
+  if ( lines.empty() )
+    return "";
+  std::string text = fmt::format( "  {}: {}\n", heading, lines.size() );
+  for ( size_t i = 0; i < std::min( lines.size(), linesShown ); ++i )
+    text += fmt::format( "    {}\n", lines[ i ] );
+  if ( lines.size() > linesShown )
+    text += fmt::format( "    and {} more; --json has all\n", lines.size() - linesShown );
+  return text;
+}
+
+std::vector< std::string > neverLines( const ListCheck & check, bool agree ) {
+  std::vector< std::string > lines;
+  for ( const NeverMatches & never : check.never )
+    if ( never.agree == agree )
+      lines.push_back( fmt::format( "rule {}: {}; {}", never.rule + 1, ruleOf( check, never.rule ),
+                                    never.covers.empty()
+                                        ? "no packet is like this"
+                                        : "covered by " + numberedRules( never.covers ) ) );
+  return lines;
+}
+
+std::string listText( const ListCheck & check ) {
+  std::string text = fmt::format( "{} ({}, {})\n", check.acl->name, kindName( check.acl->kind ),
+                                  check.acl->rules.size() == 1
+                                      ? "1 rule"
+                                      : fmt::format( "{} rules", check.acl->rules.size() ) );
+  if ( check.clean() )
+    return text + "  nothing found\n";
+  if ( check.onlyFate )
+    text += fmt::format( "  Without effect: every packet has the same fate, {}\n",
+                         fateText( *check.onlyFate ) );
+  text += section( "Can never match, and earlier rules act otherwise", neverLines( check, false ) );
+  text += section( "Can never match", neverLines( check, true ) );
+  if ( !check.redundant.empty() )
+    text += fmt::format( "  Change nothing when removed: {}\n    {}\n", check.redundant.size(),
+                         numberedRules( check.redundant ) );
+  std::vector< std::string > lines;
+  for ( const MergePair & pair : check.mergeable )
+    lines.push_back( fmt::format( "rules {} and {}: {}", pair.first + 1, pair.second + 1,
+                                  ruleText( check.acl->kind, pair.merged ) ) );
+  text += section( "Can be merged", lines );
+  lines.clear();
+  for ( const ActionOverlap & overlap : check.overlaps )
+    lines.push_back( fmt::format( "rules {} and {}: {}", overlap.first + 1, overlap.second + 1,
+                                  packetText( overlap.example ) ) );
+  return text + section( "Overlap with other actions", lines );
+}
+
+Json listJson( const ListCheck & check ) {
+  Json json = { { "name", check.acl->name },
+                { "type", kindName( check.acl->kind ) },
+                { "rules", check.acl->rules.size() },
+                { "neverMatch", Json::array() },
+                { "redundant", numbers( check.redundant ) },
+                { "mergeable", Json::array() },
+                { "overlaps", Json::array() } };
+  if ( check.onlyFate )
+    json[ "onlyFate" ] = fateText( *check.onlyFate );
+  for ( const NeverMatches & never : check.never )
+    json[ "neverMatch" ].push_back( { { "rule", never.rule + 1 },
+                                      { "match", ruleOf( check, never.rule ) },
+                                      { "coveredBy", numbers( never.covers ) },
+                                      { "sameAction", never.agree } } );
+  for ( const MergePair & pair : check.mergeable )
+    json[ "mergeable" ].push_back( { { "rules", { pair.first + 1, pair.second + 1 } },
+                                     { "merged", ruleText( check.acl->kind, pair.merged ) } } );
+  for ( const ActionOverlap & overlap : check.overlaps )
+    json[ "overlaps" ].push_back( { { "rules", { overlap.first + 1, overlap.second + 1 } },
+                                    { "example", packetText( overlap.example ) } } );
+  return json;
+}
+
+}  // namespace
+
+std::string checkText( const std::vector< ListCheck > & checks ) {
+  std::string text;
+  for ( const ListCheck & check : checks )
+    text += ( text.empty() ? "" : "\n" ) + listText( check );
+  return text;
+}
+
+std::string checkJson( const std::vector< ListCheck > & checks, U64 refused ) {
+  Json json = { { "partial", refused }, { "lists", Json::array() } };
+  for ( const ListCheck & check : checks )
+    json[ "lists" ].push_back( listJson( check ) );
+  return json.dump( 2, ' ', false, Json::error_handler_t::replace ) + "\n";
+}
+
+}  // namespace Agent

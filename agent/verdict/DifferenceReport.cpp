@@ -1,0 +1,69 @@
+#include <fmt/core.h>
+
+#include <nlohmann/json.hpp>
+
+#include "agent/verdict/Difference.h"
+#include "agent/verdict/ExamplePacket.h"
+
+namespace Agent {
+
+namespace {
+
+std::string sideText( const Fate & fate, const std::string & rule ) {
+  return fateText( fate ) + ( rule.empty() ? "" : " by " + rule );
+}
+
+// Fates that differ only in the packets that share a policer.
+const char * sharingText( const DifferenceRow & row ) {
+  return fateText( row.before ) == fateText( row.after ) ? ", with a policer of other packets" : "";
+}
+
+std::string exceptText( const DifferenceRow & row ) {
+  std::string text;
+  for ( const std::string & rules : row.except )
+    text += ( text.empty() ? ", except what is matched by " : " or " ) + rules;
+  return text;
+}
+
+std::string tableText( const TableDifference & table ) {
+  if ( table.rows.empty() )
+    return fmt::format( "{}: both mean the same\n", table.name );
+  std::string text = fmt::format( "{}: {} {}\n", table.name, table.rows.size(),
+                                  table.rows.size() == 1 ? "difference" : "differences" );
+  for ( const DifferenceRow & row : table.rows )
+    text += fmt::format( "  {}\n    old: {}\n    new: {}{}\n    example: {}\n    chip: {}\n",
+                         row.text + exceptText( row ), sideText( row.before, row.oldRule ),
+                         sideText( row.after, row.newRule ), sharingText( row ),
+                         packetText( row.example ), row.chip );
+  return text + ( table.more ? "  and more packets; --rows shows more\n" : "" );
+}
+
+}  // namespace
+
+std::string differenceText( const std::vector< TableDifference > & tables ) {
+  std::string text;
+  for ( const TableDifference & table : tables )
+    text += tableText( table );
+  return text;
+}
+
+std::string differenceJson( const std::vector< TableDifference > & tables, U64 refused ) {
+  nlohmann::ordered_json json = { { "partial", refused },
+                                  { "tables", nlohmann::ordered_json::array() } };
+  for ( const TableDifference & table : tables ) {
+    nlohmann::ordered_json rows = nlohmann::ordered_json::array();
+    for ( const DifferenceRow & row : table.rows )
+      rows.push_back( { { "packets", row.text + exceptText( row ) },
+                        { "old", fateText( row.before ) },
+                        { "oldRule", row.oldRule },
+                        { "new", fateText( row.after ) },
+                        { "newRule", row.newRule },
+                        { "example", packetText( row.example ) },
+                        { "chip", row.chip } } );
+    json[ "tables" ].push_back(
+        { { "name", table.name }, { "more", table.more }, { "rows", std::move( rows ) } } );
+  }
+  return json.dump( 2, ' ', false, nlohmann::ordered_json::error_handler_t::replace ) + "\n";
+}
+
+}  // namespace Agent
