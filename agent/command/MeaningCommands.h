@@ -12,7 +12,8 @@ struct MeaningOptions {
   bool overlaps = false;  // check
   std::string before;     // diff: files, or NAME=FILE
   std::string after;
-  size_t rows = 100;  // diff: at most
+  size_t rows = 100;   // diff: at most
+  std::string output;  // compact: file; empty: none
 };
 
 // They throw what readInput throws, and UsageError if sets of packets take more than the nodes.
@@ -22,5 +23,8 @@ bool checkCommand( const MeaningOptions & options );
 
 // The command `diff`. Returns whether both mean the same and no rule was refused.
 bool diffCommand( const MeaningOptions & options );
+
+// The command `compact`. Returns whether no rule was refused. Throws OutputError.
+bool compactCommand( const MeaningOptions & options );
 
 }  // namespace Agent

@@ -19,4 +19,8 @@ bool diffCommand( const MeaningOptions & ) {
   throw UsageError( withoutSets );
 }
 
+bool compactCommand( const MeaningOptions & ) {
+  throw UsageError( withoutSets );
+}
+
 }  // namespace Agent

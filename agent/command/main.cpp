@@ -125,6 +125,13 @@ void addDiffOptions( CLI::App & app, Agent::MeaningOptions & meaning ) {
       ->check( CLI::Range( 1U, 1'000'000U ) );
 }
 
+void addCompactOptions( CLI::App & app, Agent::MeaningOptions & meaning ) {
+  Agent::addListArguments( app, meaning.run );
+  addMeaningOptions( app, meaning );
+  app.add_option( "--output", meaning.output, "Write the list as a rules file" )
+      ->type_name( "FILE" );
+}
+
 int fail( std::string message ) {
   std::replace( message.begin(), message.end(), '\n', ' ' );
   Agent::printError( message );
@@ -173,6 +180,9 @@ int command( int argc, char ** argv ) {
   CLI::App * diff = app.add_subcommand(
       "diff", "Show the packets whose fate differs between two versions of access lists" );
   addDiffOptions( *diff, meaning );
+  CLI::App * compact =
+      app.add_subcommand( "compact", "Make access lists smaller that mean exactly the same" );
+  addCompactOptions( *compact, meaning );
   CLI::App * platforms = app.add_subcommand( "platforms", "List the built-in platforms" );
   try {
     app.parse( argc, argv );
@@ -195,6 +205,8 @@ int command( int argc, char ** argv ) {
     return Agent::checkCommand( meaning ) ? exitSuccess : exitDifference;
   if ( diff->parsed() )
     return Agent::diffCommand( meaning ) ? exitSuccess : exitDifference;
+  if ( compact->parsed() )
+    return Agent::compactCommand( meaning ) ? exitSuccess : exitDifference;
   if ( platforms->parsed() ) {
     Agent::printOutput( Agent::platformsText() );
     return exitSuccess;

@@ -75,7 +75,8 @@ std::vector< MergePair > mergePairs( AclKind kind, const std::vector< const AclR
   std::vector< MergePair > pairs;
   for ( const MatchField & field : matchFields() ) {
     const auto id = static_cast< size_t >( field.id );
-    if ( !field.isIn( kind ) || field.id == FieldId::fragments )
+    // A rules file cannot have types with masks, nor two sets of fragments.
+    if ( !field.isIn( kind ) || field.id == FieldId::fragments || field.id == FieldId::etherType )
       continue;
     // Rules that are equal in all other fields and in their actions.
     std::unordered_map< std::string, std::vector< size_t > > groups;
