@@ -54,7 +54,9 @@ TEST( CompactTest, SmallerListsAndTheirFilesMeanTheSame ) {
     ASSERT_EQ( fatesOf( compact.after, packets ), fates ) << "seed " << seed;
     if ( !compact.after.rules.empty() ) {
       const std::string file = rulesFileText( compact.after );
-      ASSERT_EQ( fatesOf( parseRulesFile( "list", "list", file ), packets ), fates )
+      ASSERT_EQ(
+          fatesOf( parseAclText( { "list", true }, "list", file, nullptr ).lists.at( 0 ), packets ),
+          fates )
           << "seed " << seed << "\n"
           << file;
     }
