@@ -5,6 +5,7 @@
 #include "agent/command/MeaningCommands.h"
 #include "agent/command/MeaningInput.h"
 #include "agent/feature/AclShares.h"
+#include "agent/packets/RandomPackets.h"
 #include "agent/verdict/Difference.h"
 #include "agent/verdict/ExamplePacket.h"
 
@@ -129,6 +130,54 @@ void runExamples( const RunInput & before, const RunInput & after, const ListTab
     rows[ i ].chip = fmt::format( "old {}; new {}", old[ i ], now[ i ] );
 }
 
+// With what happens to packets about which the lists do not decide as a list of its own.
+std::vector< Acl > wholeLists( const std::vector< const Acl * > & acls, Forwarding rest ) {
+  std::vector< Acl > lists;
+  for ( const Acl * acl : acls )
+    lists.push_back( *acl );
+  if ( rest == Forwarding::none || lists.back().defaultAction != Forwarding::none )
+    return lists;
+  Acl last;
+  last.name = "default";
+  last.kind = lists.back().kind;
+  last.direction = lists.back().direction;
+  last.defaultAction = rest;
+  lists.push_back( std::move( last ) );
+  return lists;
+}
+
+std::vector< Packet > packetsFor( const std::vector< Acl > & old, const std::vector< Acl > & fresh,
+                                  const std::vector< DifferenceRow > & rows ) {
+  constexpr U32 randomPackets = 1000;
+  std::vector< Packet > packets;
+  for ( const DifferenceRow & row : rows )
+    packets.push_back( { frameOf( row.example ), 0 } );
+  for ( const std::vector< Acl > * lists : { &old, &fresh } )
+    for ( Frame & frame : randomFrames( *lists, 1, randomPackets ) )
+      packets.push_back( { std::move( frame ), 0 } );
+  return packets;
+}
+
+// Empty if one version of the table has no lists, or they do more than filter.
+std::optional< ReplaceReport > replacement( const RunInput & before, const ListTable & table,
+                                            const std::vector< DifferenceRow > & rows,
+                                            Forwarding rest, bool apply ) {
+  if ( table.before.empty() || table.after.empty() || table.lists.use != AclUse::filter )
+    return std::nullopt;
+  const std::vector< Acl > old = wholeLists( table.before, rest );
+  const std::vector< Acl > fresh = wholeLists( table.after, rest );
+  for ( const std::vector< Acl > * lists : { &old, &fresh } )
+    for ( const Acl & acl : *lists )
+      if ( const auto fault = listFault( before.platform, acl ) ) {
+        ReplaceReport report;
+        report.fault = fault->what;
+        return report;
+      }
+  return replaceLists( before.platform, old, fresh, before.portMethod,
+                       apply ? packetsFor( old, fresh, rows ) : std::vector< Packet >(),
+                       before.ports );
+}
+
 }  // namespace
 
 bool diffCommand( const MeaningOptions & options ) {
@@ -147,6 +196,8 @@ bool diffCommand( const MeaningOptions & options ) {
       const Meaning meaningAfter( space, table.after, rest );
       TableDifference found = differenceOf( space, meaningBefore, meaningAfter, options.rows );
       runExamples( before, after, table, found.rows );
+      if ( !found.rows.empty() )
+        found.replacement = replacement( before, table, found.rows, rest, options.apply );
       found.forgetSets();
       found.name = tableName( table );
       return found;

@@ -13,6 +13,7 @@ struct MeaningOptions {
   std::string before;     // diff: files, or NAME=FILE
   std::string after;
   size_t rows = 100;   // diff: at most
+  bool apply = false;  // diff: replace the old lists while packets run
   std::string output;  // compact: file; empty: none
 };
 

@@ -123,6 +123,10 @@ void addDiffOptions( CLI::App & app, Agent::MeaningOptions & meaning ) {
       ->type_name( "N" )
       ->capture_default_str()
       ->check( CLI::Range( 1U, 1'000'000U ) );
+  app.add_flag(
+      "--apply", meaning.apply,
+      "Replace the old lists on a software switch while packets run, and count those that "
+      "met neither version" );
 }
 
 void addCompactOptions( CLI::App & app, Agent::MeaningOptions & meaning ) {

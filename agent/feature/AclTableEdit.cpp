@@ -93,6 +93,7 @@ class AclTable::Edit {
                    const std::vector< size_t > & equal ) const;
   void addOld( size_t end );
   std::optional< AclShortage > acquireAll();
+  bool addsBetween() const;
   void moveDown();
   std::optional< AclShortage > add();
   void removeIf( bool old );
@@ -151,6 +152,15 @@ std::optional< AclShortage > AclTable::Edit::acquireAll() {
       if ( const auto resource = table_.acquire( place.rule ) )
         return AclShortage{ place.rule.index.rule, *resource };
   return std::nullopt;
+}
+
+// New entries take ids after all others, and have their precedence by id unless others follow them.
+bool AclTable::Edit::addsBetween() const {
+  const auto added = std::find_if(
+      places_.begin(), places_.end(), []( const Place & place ) { return !place.old; } );
+  return std::any_of( added, places_.end(), [ this ]( const Place & place ) {
+    return place.old && ( place.fresh || by_ != Replacement::breakBeforeMake );
+  } );
 }
 
 // The entries take the lowest priorities that the share has, so that the others fit in between. The
@@ -224,7 +234,7 @@ std::optional< AclShortage > AclTable::Edit::run() {
   if ( by_ == Replacement::breakBeforeMake )
     removeIf( true );
   auto shortage = acquireAll();
-  if ( !shortage && by_ != Replacement::makeBeforeBreak )
+  if ( !shortage && addsBetween() )
     moveDown();
   if ( !shortage )
     shortage = add();

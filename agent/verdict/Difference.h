@@ -4,10 +4,12 @@
 // All its packets have one fate in the old version and another one in the new. Rows may overlap.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "agent/verdict/Meaning.h"
+#include "agent/verdict/Replace.h"
 
 namespace Agent {
 
@@ -28,6 +30,9 @@ struct TableDifference {
   std::string name;  // of the lists
   std::vector< DifferenceRow > rows;
   bool more = false;  // there are packets in none of the rows
+  // How the old lists are replaced by the new ones on a switch; empty: they mean the same, or one
+  // version has none.
+  std::optional< ReplaceReport > replacement = {};
 
   // Sets must not outlive their space.
   void forgetSets();

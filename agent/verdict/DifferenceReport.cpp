@@ -25,6 +25,37 @@ std::string exceptText( const DifferenceRow & row ) {
   return text;
 }
 
+std::string replacementText( const ReplaceReport & replace ) {
+  if ( !replace.fault.empty() )
+    return fmt::format( "  replacement: not possible: {}\n", replace.fault );
+  std::string text = fmt::format(
+      "  replacement: {}, at most {} entries of {}: {} kept, {} moved, {} added, {} removed, in {} "
+      "SDK calls\n",
+      replacementName( replace.by ), replace.peakEntries, replace.room.entries(),
+      replace.counts.kept, replace.counts.moved, replace.counts.added, replace.counts.removed,
+      replace.sdkCalls );
+  if ( replace.callsBetween != 0 )
+    text += fmt::format( "    packets can meet neither list during {} SDK calls\n",
+                         replace.callsBetween );
+  if ( replace.packets != 0 )
+    text += fmt::format(
+        "    applied: {} packets were sent during these, of which {} met neither list\n",
+        replace.packets, replace.neither );
+  return text;
+}
+
+nlohmann::ordered_json replacementJson( const ReplaceReport & replace ) {
+  if ( !replace.fault.empty() )
+    return { { "fault", replace.fault } };
+  return { { "by", replacementName( replace.by ) },     { "oldEntries", replace.oldEntries },
+           { "newEntries", replace.newEntries },        { "peakEntries", replace.peakEntries },
+           { "available", replace.room.entries() },     { "kept", replace.counts.kept },
+           { "moved", replace.counts.moved },           { "added", replace.counts.added },
+           { "removed", replace.counts.removed },       { "sdkCalls", replace.sdkCalls },
+           { "sdkCallsBetween", replace.callsBetween }, { "packets", replace.packets },
+           { "packetsThatMetNeither", replace.neither } };
+}
+
 std::string tableText( const TableDifference & table ) {
   if ( table.rows.empty() )
     return fmt::format( "{}: both mean the same\n", table.name );
@@ -35,7 +66,8 @@ std::string tableText( const TableDifference & table ) {
                          row.text + exceptText( row ), sideText( row.before, row.oldRule ),
                          sideText( row.after, row.newRule ), sharingText( row ),
                          packetText( row.example ), row.chip );
-  return text + ( table.more ? "  and more packets; --rows shows more\n" : "" );
+  text += table.more ? "  and more packets; --rows shows more\n" : "";
+  return text + ( table.replacement ? replacementText( *table.replacement ) : "" );
 }
 
 }  // namespace
@@ -62,6 +94,8 @@ std::string differenceJson( const std::vector< TableDifference > & tables, U64 r
                         { "chip", row.chip } } );
     json[ "tables" ].push_back(
         { { "name", table.name }, { "more", table.more }, { "rows", std::move( rows ) } } );
+    if ( table.replacement )
+      json[ "tables" ].back()[ "replacement" ] = replacementJson( *table.replacement );
   }
   return json.dump( 2, ' ', false, nlohmann::ordered_json::error_handler_t::replace ) + "\n";
 }

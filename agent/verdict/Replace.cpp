@@ -71,19 +71,21 @@ class ReplaceJob {
   ~ReplaceJob() { table_.clear(); }
 
   bool programOld();
-  bool replace( Replacement by, const std::vector< Packet > & packets, const PortPair & ports );
+  bool replace( Replacement by, const std::vector< Packet > & packets,
+                const std::vector< PortPair > & ports );
 
  private:
   struct Probe {
     const Packet * packet;
+    PortPair ports;
     Treatment before;
     Treatment after;
   };
 
-  void expect( const std::vector< Packet > & packets, const PortPair & ports );
+  void expect( const std::vector< Packet > & packets, const std::vector< PortPair > & ports );
   Treatment expected( const std::vector< PolicyTable::List > & lists, const Packet & packet,
                       const PortPair & ports ) const;
-  void sendSome( const PortPair & ports );
+  void sendSome();
   U64 calls() const;
   U32 entries() const { return manager_->entriesAllocated( SwitchSession::unit ); }
 
@@ -137,19 +139,22 @@ Treatment ReplaceJob::expected( const std::vector< PolicyTable::List > & lists,
                                   fieldsLeaving( ports.out, fields ), conforms ) );
 }
 
-void ReplaceJob::expect( const std::vector< Packet > & packets, const PortPair & ports ) {
-  for ( const Packet & packet : packets )
+void ReplaceJob::expect( const std::vector< Packet > & packets,
+                         const std::vector< PortPair > & ports ) {
+  for ( const Packet & packet : packets ) {
+    const PortPair & pair = ports[ probes_.size() % ports.size() ];
     probes_.push_back(
-        { &packet, expected( old_, packet, ports ), expected( fresh_, packet, ports ) } );
+        { &packet, pair, expected( old_, packet, pair ), expected( fresh_, packet, pair ) } );
+  }
 }
 
-void ReplaceJob::sendSome( const PortPair & ports ) {
+void ReplaceJob::sendSome() {
   for ( U32 i = 0; i < packetsPerCall && !probes_.empty(); ++i ) {
     const Probe & probe = probes_[ next_++ % probes_.size() ];
     session_.chip().advance( SwitchSession::unit, refill );
     const SoftAsic::Verdict verdict =
-        session_.chip().inject( SwitchSession::unit, ports.in, probe.packet->frame.data(),
-                                probe.packet->frame.size(), ports.out );
+        session_.chip().inject( SwitchSession::unit, probe.ports.in, probe.packet->frame.data(),
+                                probe.packet->frame.size(), probe.ports.out );
     const Treatment met = treatment( verdict );
     ++report_.packets;
     report_.neither += met == probe.before || met == probe.after ? 0 : 1;
@@ -164,12 +169,12 @@ U64 ReplaceJob::calls() const {
 }
 
 bool ReplaceJob::replace( Replacement by, const std::vector< Packet > & packets,
-                          const PortPair & ports ) {
+                          const std::vector< PortPair > & ports ) {
   report_.by = by;
   report_.packets = report_.neither = 0;
   const U64 before = calls();
   expect( packets, ports );
-  const AfterCalls watch( [ & ] { sendSome( ports ); } );
+  const AfterCalls watch( [ & ] { sendSome(); } );
   if ( table_.replace( fresh_, by, report_.counts ) )
     return false;
   report_.sdkCalls = calls() - before;
@@ -198,7 +203,8 @@ const char * replacementName( Replacement by ) {
 
 ReplaceReport replaceLists( const Platform::PlatformData & platform, const std::vector< Acl > & old,
                             const std::vector< Acl > & fresh, PortMethod method,
-                            const std::vector< Packet > & packets, const PortPair & ports ) {
+                            const std::vector< Packet > & packets,
+                            const std::vector< PortPair > & ports ) {
   std::vector< const Acl * > all;
   for ( const std::vector< Acl > * lists : { &old, &fresh } )
     for ( const Acl & acl : *lists )

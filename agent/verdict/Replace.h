@@ -32,11 +32,12 @@ struct ReplaceReport {
   U64 neither = 0;       // of `packets`: treated neither as the old lists do nor as the new ones
 };
 
-// The lists must all be of one class, each list but the last without a default action. After every
-// SDK call some of `packets` are sent, in turn.
+// The lists must all be of one class, which only filters, and supported by the platform. After
+// every SDK call some of `packets` are sent, in turn, each by its one of `ports`.
 ReplaceReport replaceLists( const Platform::PlatformData & platform, const std::vector< Acl > & old,
                             const std::vector< Acl > & fresh, PortMethod method,
-                            const std::vector< Packet > & packets, const PortPair & ports );
+                            const std::vector< Packet > & packets,
+                            const std::vector< PortPair > & ports );
 
 const char * replacementName( Replacement by );
 

@@ -4,6 +4,7 @@
 
 #include "agent/packets/PacketMaker.h"
 #include "agent/packets/RandomPackets.h"
+#include "agent/verdict/Difference.h"
 #include "agent/verdict/Replace.h"
 #include "tests/agent/TestSwitch.h"
 
@@ -83,7 +84,7 @@ TEST( ReplaceTest, PacketsMeetTheOldListsOrTheNew ) {
     const Kiv::LockGuard activity( Kiv::ActivityUnlockAnchor::lock() );
     const U32 port = random.below( platform.chip.ports() );
     const ReplaceReport report =
-        replaceLists( platform, old, fresh, PortMethod::automatic, packets, { port, 0 } );
+        replaceLists( platform, old, fresh, PortMethod::automatic, packets, { { port, 0 } } );
     if ( !report.fault.empty() )
       continue;
     ++taken[ static_cast< size_t >( report.by ) ];
@@ -144,6 +145,36 @@ TEST( ReplaceTest, LeavesTheNewLists ) {
     EXPECT_TRUE( sw.audit().empty() );
     EXPECT_TRUE( sw.chip().ranges( 0 ).empty() );
   }
+}
+
+// A rule is added before others, on a chip that has no room for two versions.
+TEST( ReplaceTest, ReportIsWhole ) {
+  ChipSize size;
+  size.slices = 2;
+  const Platform::PlatformData platform = testPlatform( size );
+  std::vector< Acl > old = { plainAcl( 20 ) };
+  std::vector< Acl > fresh = old;
+  fresh[ 0 ].rules.insert( fresh[ 0 ].rules.begin() + 4, AclRule() );
+  fresh[ 0 ].rules.pop_back();
+  const Kiv::LockGuard activity( Kiv::ActivityUnlockAnchor::lock() );
+  Random random( 1 );
+  TableDifference table;
+  table.name = "lists";
+  table.rows.emplace_back();
+  table.replacement =
+      replaceLists( platform, old, fresh, PortMethod::automatic, packetsOf( random ), { {} } );
+  const std::string text = differenceText( { table } );
+  EXPECT_EQ(
+      text.substr( text.find( "  replacement" ) ),
+      "  replacement: edit in place, at most 21 entries of 32: 19 kept, 20 moved, 1 added, 1 "
+      "removed, in 33 SDK calls\n"
+      "    applied: 132 packets were sent during these, of which 0 met neither list\n" );
+  // Nothing is moved for what is only removed.
+  const std::vector< Acl > less = { plainAcl( 19 ) };
+  const ReplaceReport report =
+      replaceLists( platform, old, less, PortMethod::automatic, {}, { {} } );
+  EXPECT_EQ( report.by, Replacement::inPlace );
+  EXPECT_EQ( report.counts.moved, 0U );
 }
 
 }  // namespace Agent

@@ -287,28 +287,28 @@ struct Step {
 };
 using Chains = std::map< std::string, std::vector< Step > >;
 
-enum class Fate { undecided, permit, drop };
+enum class Decision { undecided, permit, drop };
 
-Fate walk( const Chains & chains, const std::string & name, U32 byte ) {
+Decision walk( const Chains & chains, const std::string & name, U32 byte ) {
   for ( const Step & step : chains.at( name ) ) {
     if ( step.length != 0 && byte >> ( 8 - step.length ) != step.value >> ( 8 - step.length ) )
       continue;
     if ( step.target == "-j ACCEPT" || step.target == "-j DROP" )
-      return step.target == "-j DROP" ? Fate::drop : Fate::permit;
+      return step.target == "-j DROP" ? Decision::drop : Decision::permit;
     if ( step.target == "-j RETURN" )
-      return Fate::undecided;
-    const Fate fate = walk( chains, step.target.substr( 3 ), byte );
-    if ( fate != Fate::undecided || step.target.starts_with( "-g" ) )
+      return Decision::undecided;
+    const Decision fate = walk( chains, step.target.substr( 3 ), byte );
+    if ( fate != Decision::undecided || step.target.starts_with( "-g" ) )
       return fate;
   }
-  return Fate::undecided;
+  return Decision::undecided;
 }
 
-Fate lookUp( const Acl & acl, U32 byte ) {
+Decision lookUp( const Acl & acl, U32 byte ) {
   for ( const AclRule & rule : acl.rules )
     if ( ( ( byte << 24 ^ rule.source.value ) & rule.source.mask ) == 0 )
-      return rule.forwarding == Forwarding::drop ? Fate::drop : Fate::permit;
-  return acl.defaultAction == Forwarding::drop ? Fate::drop : Fate::permit;
+      return rule.forwarding == Forwarding::drop ? Decision::drop : Decision::permit;
+  return acl.defaultAction == Forwarding::drop ? Decision::drop : Decision::permit;
 }
 
 }  // namespace
@@ -336,8 +336,9 @@ TEST( IptablesReaderTest, FlattensChainsWithTheirMeaning ) {
     const AclDocument document = documentOf( text + "COMMIT\n" );
     ASSERT_EQ( document.lists.size(), 1U ) << text;
     for ( U32 byte = 0; byte < 256; ++byte ) {
-      const Fate fate = walk( chains, "INPUT", byte );
-      ASSERT_EQ( lookUp( document.lists[ 0 ], byte ), fate == Fate::undecided ? Fate::drop : fate )
+      const Decision fate = walk( chains, "INPUT", byte );
+      ASSERT_EQ( lookUp( document.lists[ 0 ], byte ),
+                 fate == Decision::undecided ? Decision::drop : fate )
           << text << byte;
     }
   }
