@@ -135,6 +135,42 @@ ipv6 access-list a
   }
 }
 
+#ifdef MORVANE_PCAP  // the 32-bit build has no sets of packets
+TEST_F( CommandTest, MeaningOfLists ) {
+  const std::string web = write( "web.cfg", R"(ip access-list extended web
+ permit tcp any any eq 80
+ permit tcp any any eq 81
+ permit udp any any eq 53
+)" );
+  const std::string more =
+      write( "more.json", R"({ "default": "drop", "laterFragments": "permittedByL3", "rules": [
+    { "protocol": "udp", "destinationPorts": 53 },
+    { "protocol": "tcp", "destinationPorts": "80-82" } ] })" );
+  EXPECT_EQ( run( "check " + more ).status, 0 );
+  EXPECT_EQ( run( "check " + web ).status, 1 );
+  const Outcome compact = run( "compact " + web + " --output " + folder_ + "/less.json" );
+  EXPECT_EQ( compact.status, 0 ) << compact.error;
+  EXPECT_EQ( compact.out,
+             "web (ipv4): 5 entries for 2 rules, before 7 entries for 3 rules\n"
+             "  rules 1, 2 became rule 1: protocol=tcp destinationPorts=80-81 permit\n" );
+  const Outcome same = run( "diff " + web + " " + folder_ + "/less.json" );
+  EXPECT_EQ( same.status, 0 ) << same.error;
+  EXPECT_EQ( same.out, "ipv4 filter lists: both mean the same\n" );
+  const Outcome different = run( "diff --json " + web + " " + more );
+  EXPECT_EQ( different.status, 1 ) << different.error;
+  const auto rows =
+      nlohmann::json::parse( different.out, nullptr, false )[ "tables" ][ 0 ][ "rows" ];
+  ASSERT_EQ( rows.size(), 1U ) << different.out;
+  EXPECT_EQ( rows[ 0 ][ "old" ], "drop" );
+  EXPECT_EQ( rows[ 0 ][ "newRule" ], "rule 2 of more" );
+  EXPECT_EQ( rows[ 0 ][ "chip" ], "old drops it; new lets it pass" );
+  const Outcome udf = run( "check " + std::string( MORVANE_EXAMPLES ) + "/vxlan-flows.json" );
+  EXPECT_EQ( udf.status, 2 );
+  EXPECT_THAT( udf.error, HasSubstr( "user-defined fields cannot be compared" ) );
+  EXPECT_EQ( run( "compact --output " + folder_ + "/two.json " + web + " " + more ).status, 2 );
+}
+#endif
+
 TEST_F( CommandTest, ListsFilterPacketsThatLeave ) {
   const std::string web = " --acl " + write( "web.cfg", R"(interface Ethernet3
  ip access-group web out
