@@ -4,6 +4,7 @@
 
 #include "agent/acl/PoliceRate.h"
 #include "agent/command/Run.h"
+#include "agent/command/TcamNames.h"
 #include "agent/command/UsageError.h"
 
 namespace Agent {
@@ -12,8 +13,7 @@ namespace {
 
 // RULE:RATE[:BURST]; list names may contain colons.
 struct PoliceText {
-  std::string list;  // empty: not given
-  std::string index;
+  std::string rule;  // [LIST/]NUMBER
   std::string rate;
   std::string burst;  // empty: the default
 };
@@ -29,8 +29,7 @@ PoliceText split( const std::string & argument ) {
   const size_t colon = argument.find( ':', rule );
   if ( colon == std::string::npos )
     failPolice( argument, "RULE:RATE or RULE:RATE:BURST is expected" );
-  text.list = argument.substr( 0, rule == 0 ? 0 : slash );
-  text.index = argument.substr( rule, colon - rule );
+  text.rule = argument.substr( 0, colon );
   const size_t second = std::min( argument.find( ':', colon + 1 ), argument.size() );
   text.rate = argument.substr( colon + 1, second - colon - 1 );
   if ( second != argument.size() )
@@ -38,19 +37,6 @@ PoliceText split( const std::string & argument ) {
   if ( second + 1 == argument.size() )
     failPolice( argument, "the burst is missing" );
   return text;
-}
-
-Acl & findList( const std::string & argument, const PoliceText & text, std::vector< Acl > & acls ) {
-  if ( text.list.empty() ) {
-    if ( acls.size() != 1 )
-      failPolice( argument, "with several access lists, RULE is LIST/INDEX" );
-    return acls.front();
-  }
-  const auto found = std::find_if( acls.begin(), acls.end(),
-                                   [ & ]( const Acl & acl ) { return acl.name == text.list; } );
-  if ( found == acls.end() )
-    failPolice( argument, fmt::format( "no access list is named {}", text.list ) );
-  return *found;
 }
 
 PoliceRate readRate( const std::string & argument, const PoliceText & text ) {
@@ -69,12 +55,8 @@ PoliceRate readRate( const std::string & argument, const PoliceText & text ) {
 void applyPolice( const std::vector< std::string > & police, std::vector< Acl > & acls ) {
   for ( const std::string & argument : police ) {
     const PoliceText text = split( argument );
-    Acl & acl = findList( argument, text, acls );
-    const auto index = numberFromText( text.index );
-    if ( !index || *index >= acl.rules.size() )
-      failPolice( argument,
-                  fmt::format( "{} has the rules 0 to {}", acl.name, acl.rules.size() - 1 ) );
-    acl.rules[ *index ].police = readRate( argument, text );
+    const RuleIndex index = namedRule( "--police " + argument, text.rule, acls );
+    acls[ index.acl ].rules[ index.rule ].police = readRate( argument, text );
   }
 }
 

@@ -73,8 +73,8 @@ RunInput readInput( const RunOptions & options );
 // have are refused.
 void resolvePorts( const Platform::PlatformData & platform, AclDocument & document );
 
-// Sets policers of rules from a list of RULE:RATE[:BURST] (units: docs/rules-file.md). RULE is an
-// index or, with several lists, LIST/INDEX. Throws UsageError.
+// Sets policers of rules from a list of RULE:RATE[:BURST] (units: docs/rules-file.md). RULE is a
+// number from 1 or, with several lists, LIST/NUMBER. Throws UsageError.
 void applyPolice( const std::vector< std::string > & police, std::vector< Acl > & acls );
 
 // Restricts every rule of a list to the ports that the list is bound to, by its file or by options

@@ -29,7 +29,7 @@ void addRuleOptions( CLI::App & app, RunOptions & run ) {
       ->check( CLI::IsMember( { "checkers", "expand", "auto", "best" } ) );
   app.add_option(
          "--police", run.police,
-         "Drop packets of a rule above a rate: RULE is an index from 0, or LIST/INDEX; RATE is "
+         "Drop packets of a rule above a rate: RULE is a number from 1, or LIST/NUMBER; RATE is "
          "bit/s, with k, M or G; BURST is bytes; repeatable" )
       ->type_name( "RULE:RATE[:BURST]" )
       ->take_all()

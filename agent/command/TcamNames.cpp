@@ -2,9 +2,12 @@
 
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <charconv>
 
+#include "agent/acl/PoliceRate.h"
 #include "agent/command/UsageError.h"
+#include "agent/text/Suggestion.h"
 
 namespace Agent {
 
@@ -64,6 +67,33 @@ Morvane::TcamGroupAssignment namedUser( const std::string & option, const std::s
     if ( name == user.name || name == Morvane::enumName( user.assignment ) )
       return user.assignment;
   failOption( option, fmt::format( "{} has no user {}", platform.name, name ) );
+}
+
+RuleIndex namedRule( const std::string & option, const std::string & text,
+                     const std::vector< Acl > & acls ) {
+  const size_t slash = text.rfind( '/' );
+  RuleIndex index;
+  if ( slash != std::string::npos ) {
+    std::vector< std::string > names;
+    for ( const Acl & acl : acls )
+      names.push_back( acl.name );
+    const std::string name = text.substr( 0, slash );
+    const auto found = std::find( names.begin(), names.end(), name );
+    if ( found == names.end() )
+      failOption( option,
+                  fmt::format( "no access list is named {}{}", name, suggestion( name, names ) ) );
+    index.acl = static_cast< U32 >( found - names.begin() );
+  } else if ( acls.size() != 1 ) {
+    failOption( option, "with several access lists, RULE is LIST/NUMBER" );
+  }
+  const Acl & acl = acls[ index.acl ];
+  const auto number = numberFromText( text.substr( slash == std::string::npos ? 0 : slash + 1 ) );
+  if ( acl.rules.empty() )
+    failOption( option, fmt::format( "{} has no rules", acl.name ) );
+  if ( !number || *number == 0 || *number > acl.rules.size() )
+    failOption( option, fmt::format( "{} has the rules 1 to {}", acl.name, acl.rules.size() ) );
+  index.rule = static_cast< U32 >( *number - 1 );
+  return index;
 }
 
 Kiv::Ptr< Morvane::MorvaneTcamEntryManager > managerOfEntry(

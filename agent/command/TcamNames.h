@@ -1,8 +1,10 @@
-// Parses groups, entries and users given on the command line.
+// Parses rules, groups, entries and users given on the command line.
 #pragma once
 
 #include <string>
+#include <vector>
 
+#include "agent/acl/Policy.h"
 #include "morvane/MorvaneTcamGroupManager.h"
 #include "platform/PlatformModel.h"
 
@@ -23,6 +25,10 @@ U32 namedEntry( const std::string & option, const std::string & id,
 // By the name shown in reports, or by assignment.
 Morvane::TcamGroupAssignment namedUser( const std::string & option, const std::string & name,
                                         const Platform::PlatformData & platform );
+
+// [LIST/]RULE, a number from 1; the list is needed if there are several.
+RuleIndex namedRule( const std::string & option, const std::string & text,
+                     const std::vector< Acl > & acls );
 
 // The manager whose range contains the entry or that holds it; null: none.
 Kiv::Ptr< Morvane::MorvaneTcamEntryManager > managerOfEntry(

@@ -268,7 +268,7 @@ std::optional< AclResource > AclTable::addEntries( ProgrammedRule & rule ) {
   const Acl & acl = *rule.acl;
   const std::string text = rule.isDefault() ? fmt::format( "{} default", acl.name )
                                             : fmt::format( "{} rule {} line {}", acl.name,
-                                                           rule.index.rule, rule.rule().line );
+                                                           rule.index.rule + 1, rule.rule().line );
   const Kiv::String8 desc( text.c_str() );
   const Kiv::Ptr< Morvane::StatTypes > statTypes = statTypesOf( rule.rule() );
   const EntryActions actions = { rule.rule().forwarding, rule.rule().copyToCpu,

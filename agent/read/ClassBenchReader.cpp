@@ -108,7 +108,7 @@ void readClassBench( const AclSource & source, AclDocument & document ) {
   for ( WordLines lines( source.text ); lines.next(); ++index ) {
     document.progress.at( lines.line().text.data() );
     document.refusals.guard(
-        acl.name, [ & ] { return fmt::format( "rule {}", index ); },
+        acl.name, [ & ] { return fmt::format( "rule {}", index + 1 ); },
         [ & ] {
           AclRule rule = readRule( source.file, lines.line() );
           document.requireRoom( acl.name, acl.rules.size(), { rule.line, rule.column } );

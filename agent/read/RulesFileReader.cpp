@@ -165,12 +165,12 @@ void checkRules( JsonFields & fields ) {
     fields.fail( fields.place( "rules" ), "there are no rules" );
 }
 
-// The rule's name or index.
+// The rule's name or number.
 std::string ruleName( const JsonNode & node, size_t index ) {
   for ( const auto & [ key, value ] : node.members )
     if ( key == "name" && value.kind == JsonNode::Kind::string && !value.string.empty() )
       return value.string;
-  return fmt::format( "rule {}", index );
+  return fmt::format( "rule {}", index + 1 );
 }
 
 }  // namespace

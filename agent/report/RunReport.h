@@ -21,7 +21,7 @@ enum class PortsBy {
 };
 
 struct RuleUse {
-  U32 rule = 0;           // index in its access list, from 0
+  U32 rule = 0;           // index in its access list, from 0; reports count from 1
   U32 line = 0;           // in its file, from 1
   std::string name;       // in its file; empty: it has none
   U64 entries = 0;        // TCAM entries of the rule on one pipe and copy

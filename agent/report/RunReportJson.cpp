@@ -26,7 +26,7 @@ Json policeJson( const PoliceRate & rate, const RuleCounters & counters ) {
 
 // Counters that the rule does not have are null.
 Json ruleJson( const RuleUse & use ) {
-  Json json = { { "rule", use.rule },
+  Json json = { { "rule", use.rule + 1 },
                 { "line", use.line },
                 { "entries", use.entries },
                 { "expansion", nullptr },
@@ -63,7 +63,7 @@ Json aclJson( const AclReport & acl ) {
     const U32 rule = acl.shortage->rule;
     json[ "binding" ] = resourceName( acl.shortage->resource );
     if ( rule < acl.rules.size() )
-      json[ "firstRuleThatDoesNotFit" ] = { { "line", acl.rules[ rule ].line }, { "rule", rule } };
+      json[ "firstRuleThatDoesNotFit" ] = { { "line", acl.rules[ rule ].line }, { "rule", rule + 1 } };
   }
   Json & uses = json[ "ruleUse" ] = Json::array();
   for ( const RuleUse & use : acl.rules )

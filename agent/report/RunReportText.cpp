@@ -36,7 +36,7 @@ std::string shortageText( const AclReport & acl ) {
   const U32 rule = acl.shortage->rule;
   const std::string at = rule == acl.rules.size()
                              ? "the default action"
-                             : fmt::format( "rule {} (line {})", rule, acl.rules[ rule ].line );
+                             : fmt::format( "rule {} (line {})", rule + 1, acl.rules[ rule ].line );
   return fmt::format( "{} ran out at {}; rolled back", resourceName( acl.shortage->resource ), at );
 }
 
@@ -116,7 +116,7 @@ std::string ruleText( const std::vector< RuleRow > & rows ) {
       { "ACL", ">rule", ">line", ">entries", "ranges", ">packets", ">bytes", "match" } );
   for ( const RuleRow & row : rows ) {
     const RuleUse & use = *row.use;
-    table.add( { row.acl->name, std::to_string( use.rule ), std::to_string( use.line ),
+    table.add( { row.acl->name, std::to_string( use.rule + 1 ), std::to_string( use.line ),
                  std::to_string( use.entries ), portsText( use ),
                  use.wanted.packets ? countText( use.counters.packets ) : "-",
                  use.wanted.bytes ? countText( use.counters.bytes ) : "-", use.text } );
@@ -157,11 +157,11 @@ std::string ruleNumbers( const AclReport & acl, Choose chosen ) {
   for ( size_t i = 0; i < acl.rules.size(); ++i ) {
     if ( !chosen( acl.rules[ i ] ) )
       continue;
-    const size_t first = i;
+    const size_t first = i + 1;
     while ( i + 1 < acl.rules.size() && chosen( acl.rules[ i + 1 ] ) )
       ++i;
     const std::string numbers =
-        first == i ? fmt::format( " {}", first ) : fmt::format( " {}-{}", first, i );
+        first == i + 1 ? fmt::format( " {}", first ) : fmt::format( " {}-{}", first, i + 1 );
     if ( line.size() + numbers.size() > numbersColumns ) {
       text += line + "\n";
       line = "   ";
@@ -222,8 +222,9 @@ std::string expansionText( const RunReport & report, bool detail ) {
   rows.resize( detail ? all : std::min( all, busiestRules ) );
   TextTable table( { "ACL", ">rule", ">line", ">entries", "because of" } );
   for ( const RuleRow & row : rows )
-    table.add( { row.acl->name, std::to_string( row.use->rule ), std::to_string( row.use->line ),
-                 std::to_string( row.use->entries ), row.use->expansion } );
+    table.add( { row.acl->name, std::to_string( row.use->rule + 1 ),
+                 std::to_string( row.use->line ), std::to_string( row.use->entries ),
+                 row.use->expansion } );
   return fmt::format( "Rules of several entries: {}{}\n{}\n", all,
                       rows.size() < all ? ", the largest" : "", table.text() );
 }
@@ -238,7 +239,7 @@ std::string policeText( const RunReport & report ) {
       continue;
     any = true;
     const RuleCounters & counters = row.use->counters;
-    table.add( { row.acl->name, std::to_string( row.use->rule ),
+    table.add( { row.acl->name, std::to_string( row.use->rule + 1 ),
                  countText( row.use->police->bitsPerSecond ),
                  countText( row.use->police->burstBytes ), countText( counters.conformedPackets ),
                  countText( counters.conformedBytes ), countText( counters.droppedPackets ),

@@ -20,7 +20,8 @@ std::string fateText( const PacketFate & fate ) {
     return text + " by default";
   std::string rules;
   for ( const RuleIndex & rule : fate.rules )
-    rules += fmt::format( "{}ACL {} rule {}", rules.empty() ? "" : " and ", rule.acl, rule.rule );
+    rules += fmt::format( "{}ACL {} rule {}", rules.empty() ? "" : " and ", rule.acl + 1,
+                          rule.rule + 1 );
   return text + " by " + rules;
 }
 

@@ -190,7 +190,7 @@ ip access-list extended web
   EXPECT_THAT( run( "map" + web ).out, HasSubstr( "  C  Egress IPv4 ACL: web, out " ) );
   // The same list on other ports, with lists of the other kinds and a policer, on every chip.
   const std::string more =
-      web + " --bind web=Ethernet4-7,12:out --police web/1:64k --acl " +
+      web + " --bind web=Ethernet4-7,12:out --police web/2:64k --acl " +
       write( "mac.json", R"({ "type": "mac", "rules": [ { "outPorts": ["Ethernet3-4", 5], "vlan": 4,
                               "actions": [ "drop", "copyToCpu" ] } ] })" ) +
       " --bind mac=all:out --default permit --egress-port Ethernet5";
@@ -332,12 +332,12 @@ TEST_F( CommandTest, StatusIs1IfAListDoesNotFit ) {
   EXPECT_EQ( outcome.status, 1 );
   const auto report = nlohmann::json::parse( outcome.out );
   EXPECT_EQ( report[ "acls" ][ 0 ][ "name" ], "big" );
-  EXPECT_EQ( report[ "acls" ][ 0 ][ "firstRuleThatDoesNotFit" ][ "rule" ], 5 );
+  EXPECT_EQ( report[ "acls" ][ 0 ][ "firstRuleThatDoesNotFit" ][ "rule" ], 6 );
   const Outcome seen =
       run( "inspect --platform small --ports expand --acl big=" + acl + " groupManager/numPipe" );
   EXPECT_EQ( seen.status, 1 );
   EXPECT_EQ( seen.out, "1\n" );
-  EXPECT_THAT( seen.error, MatchesRegex( "big does not fit: [^\n]* at rule 5 [^\n]*\n" ) );
+  EXPECT_THAT( seen.error, MatchesRegex( "big does not fit: [^\n]* at rule 6 [^\n]*\n" ) );
 }
 
 TEST_F( CommandTest, InspectShowsAndSetsTheStateOfARun ) {
@@ -359,7 +359,7 @@ TEST_F( CommandTest, PartialRunsWithoutRefusedRules ) {
   EXPECT_EQ( refused.status, 2 );
   EXPECT_EQ( refused.out, "" );
   EXPECT_THAT( refused.error,
-               MatchesRegex( "[^\n]*:2:17: l, rule 0: [^\n]*\n"
+               MatchesRegex( "[^\n]*:2:17: l, rule 1: [^\n]*\n"
                              "[^\n]*:4:31: l, odd: [^\n]*\"color\"; it can have [^\n]*\n" ) );
   for ( const std::string command : { "run", "map", "inspect" } ) {
     const Outcome partial = run( command + acl + " --partial" );
@@ -426,7 +426,7 @@ TEST_F( CommandTest, InvalidInputGivesOneLineAndStatus2 ) {
   const struct {
     std::string arguments, error;
   } cases[] = {
-      { "run --acl " + bad, bad + ":2:43: bad, rule 0: [^\n]*\n" },
+      { "run --acl " + bad, bad + ":2:43: bad, rule 1: [^\n]*\n" },
       { "run --acl " + good + " --packets " + bad, bad + ":2:1: [^\n]*\n" },
       { "run --acl /nonexistent/file", "/nonexistent/file: [^\n]*\n" },
       { "run --acl " + folder_, folder_ + ": [^\n]*\n" },
@@ -437,7 +437,7 @@ TEST_F( CommandTest, InvalidInputGivesOneLineAndStatus2 ) {
       { "run --random -1", usage },
       { "run --default forbid", usage },
       { "run --pps 0", usage },
-      { "run --police 0:1M:x", usage },
+      { "run --police 1:1M:x", usage },
       { "run --clear user:nobody", usage },
       { "run --clear entry:77", usage },
       { "run --clear group:0x4000003 --platform small", usage },

@@ -123,8 +123,8 @@ TEST( RulesFileTest, RefusesMalformedRules ) {
       both.refusals.lines(),
       testing::ElementsAre( StartsWith( "f:2:19: l: \"mirrorPort\" must be" ),
                             StartsWith( "f:1:14: l: a rules file has an unknown key" ),
-                            StartsWith( "f:2:44: l, rule 0: \"ttl\" must be" ),
-                            StartsWith( "f:2:91: l, rule 2: a rule has an unknown key" ) ) );
+                            StartsWith( "f:2:44: l, rule 1: \"ttl\" must be" ),
+                            StartsWith( "f:2:91: l, rule 3: a rule has an unknown key" ) ) );
   EXPECT_TRUE( both.lists.empty() );
   EXPECT_THAT( rulesFileError( R"({ "rules": [{}], "rules": [{}] })" ), StartsWith( "f:1:" ) );
   EXPECT_THAT( rulesFileError( "{ \"rules\": [\n{}" ), StartsWith( "f:2:2: truncated" ) );
@@ -136,13 +136,14 @@ TEST( PoliceOptionTest, SetsTheRateOfARule ) {
   acls[ 0 ].rules.resize( 3 );
   acls[ 1 ].name = "c";
   acls[ 1 ].rules.resize( 1 );
-  applyPolice( { "a:b/2:10M", "c/0:1G:126" }, acls );
+  applyPolice( { "a:b/3:10M", "c/1:1G:126" }, acls );
   EXPECT_EQ( acls[ 0 ].rules[ 2 ].police->bitsPerSecond, 10'000'000U );
   EXPECT_EQ( acls[ 0 ].rules[ 2 ].police->burstBytes, 12'500U );  // 10 milliseconds
   EXPECT_EQ( acls[ 1 ].rules[ 0 ].police->burstBytes, 250U );     // whole kbit
   EXPECT_EQ( policeRate( 1000, 0 )->burstBytes, 2000U );
-  for ( const char * wrong : { "0:1M", "a:b/3:1M", "d/0:1M", "c/0", "c/0:1M:", "c/0:1M:0",
-                               "c/0:1M:1:1", "c/0:4294967296k", "c/-1:1M", "c/0:10m", "" } )
+  for ( const char * wrong :
+        { "1:1M", "a:b/4:1M", "a:b/0:1M", "d/1:1M", "c/1", "c/1:1M:", "c/1:1M:0", "c/1:1M:1:1",
+          "c/1:4294967296k", "c/-1:1M", "c/1:10m", "" } )
     EXPECT_THROW( applyPolice( { wrong }, acls ), UsageError ) << wrong;
 }
 

@@ -64,19 +64,19 @@ TEST( RunTest, ReportsListsPacketsAndUsage ) {
       { "name": "web", "file": "web.acl", "rules": 3, "entries": 8, "installed": 8, "fits": true,
         "binding": null, "firstRuleThatDoesNotFit": null, "ports": "all",
         "direction": "in", "default": "none", "ruleUse": [
-          { "rule": 0, "line": 1, "entries": 1, "expansion": null, "sourcePorts": null, "destinationPorts": null,
+          { "rule": 1, "line": 1, "entries": 1, "expansion": null, "sourcePorts": null, "destinationPorts": null,
             "packets": 2, "bytes": 120 },
-          { "rule": 1, "line": 2, "entries": 6,
+          { "rule": 2, "line": 2, "entries": 6,
             "expansion": "destinationPorts 1024-65535: 6 prefixes", "sourcePorts": null, "destinationPorts": "prefixes",
             "packets": 1, "bytes": 60 },
-          { "rule": 2, "line": 3, "entries": 1, "expansion": null, "sourcePorts": null, "destinationPorts": null,
+          { "rule": 3, "line": 3, "entries": 1, "expansion": null, "sourcePorts": null, "destinationPorts": null,
             "packets": 0, "bytes": 0 } ] },
       { "name": "big", "file": "big.acl", "rules": 2, "entries": 901, "installed": 0, "fits": false,
-        "binding": "slices", "firstRuleThatDoesNotFit": { "line": 3, "rule": 1 },
+        "binding": "slices", "firstRuleThatDoesNotFit": { "line": 3, "rule": 2 },
         "ports": "all", "direction": "in", "default": "none", "ruleUse": [
-          { "rule": 0, "line": 2, "entries": 1, "expansion": null, "sourcePorts": null, "destinationPorts": null,
+          { "rule": 1, "line": 2, "entries": 1, "expansion": null, "sourcePorts": null, "destinationPorts": null,
             "packets": 0, "bytes": 0 },
-          { "rule": 1, "line": 3, "entries": 900, "expansion":
+          { "rule": 2, "line": 3, "entries": 900, "expansion":
             "sourcePorts 1-65534: 30 prefixes x destinationPorts 1-65534: 30 prefixes", "sourcePorts": "prefixes",
             "destinationPorts": "prefixes", "packets": 0, "bytes": 0 } ] } ],
       "default": { "action": "drop", "entries": 1 },
@@ -89,11 +89,11 @@ TEST( RunTest, ReportsListsPacketsAndUsage ) {
   EXPECT_EQ( groups[ 3 ], json::parse( R"({ "group": 1, "lists": [ "web" ], "pipe": 1,
                                             "copy": 1, "used": 9, "free": 87 })" ) );
   const std::string text = textReport( report, false );
-  EXPECT_THAT( text, HasSubstr( "no: slices ran out at rule 1 (line 3); rolled back" ) );
+  EXPECT_THAT( text, HasSubstr( "no: slices ran out at rule 2 (line 3); rolled back" ) );
   EXPECT_THAT( text, HasSubstr( "default drop: 1 entry" ) );
   EXPECT_THAT( text, HasSubstr( "Packets at port 13: 4, of which 3 matched a rule and 1 met" ) );
   EXPECT_THAT( text, HasSubstr( "Ethernet header: 4 of raw.pcap (link type RAW)\n" ) );
-  EXPECT_THAT( text, HasSubstr( "web: 1 of 3 by prefixes\n    1\n" ) );
+  EXPECT_THAT( text, HasSubstr( "web: 1 of 3 by prefixes\n    2\n" ) );
   EXPECT_THAT( text, HasSubstr( "records and chip agree" ) );
   // Busiest first; rules without packets only with `detail`.
   EXPECT_LT( text.find( "Ports=80-81 " ), text.find( "Ports=1024-65535 " ) );
@@ -172,7 +172,7 @@ TEST( RunTest, VerifiesPolicersCheckersAndMirrors ) {
   in.platform = testPlatform( { 2, true, true, false, 12, 1024, 512, 1, 4, 4 } );
   in.portMethod = PortMethod::automatic;
   in.acls.pop_back();
-  applyPolice( { "web/0:1M:125" }, in.acls );  // two frames of 60 bytes
+  applyPolice( { "web/1:1M:125" }, in.acls );  // two frames of 60 bytes
   appendFrames( in.packets.packets, { makeFrame( webPacket ) }, 1000 );
   Acl mirror;
   mirror.name = "taps";
