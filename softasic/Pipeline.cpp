@@ -62,10 +62,10 @@ void Pipeline::runStage( const StageTable & table, const Packet & packet, Verdic
     const Entry * entry = admits( *group, packet.port ) ? group->lookup( packet.key ) : nullptr;
     if ( entry == nullptr )
       continue;
-    verdict.matches.push_back( { table.kind, group->id(), entry->id } );
     Colour colour = Colour::green;
     if ( entry->policer != 0 )
       colour = parts_.policers.mark( entry->policer, verdict.colour, packet.bytes, packet.now );
+    verdict.matches.push_back( { table.kind, group->id(), entry->id, colour } );
     worst = std::max( worst, colour );
     if ( entry->stat != 0 )
       parts_.stats.count( entry->stat, packet.bytes, colour );

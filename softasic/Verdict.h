@@ -14,6 +14,7 @@ struct Match {
   StageKind stage;
   U32 group;
   U32 entry;
+  Colour colour = Colour::green;  // of its policer; red: its actions do not apply
   friend bool operator==( const Match &, const Match & ) = default;
 };
 

@@ -11,26 +11,6 @@ namespace Agent {
 
 namespace {
 
-std::string valueText( const MatchField & field, const FieldBits & bits ) {
-  switch ( field.text ) {
-    case FieldText::ip4Prefix:
-      return ip4Text( static_cast< U32 >( bits.low ) );
-    case FieldText::ip6Prefix:
-      return ip6Text( addressOf( bits ) );
-    case FieldText::mac:
-      return macText( bits.low );
-    case FieldText::protocol:
-      return protocolText( static_cast< U8 >( bits.low ) );
-    case FieldText::flags:
-    case FieldText::etherType:
-      return fmt::format( "{:#x}", bits.low );
-    case FieldText::fragments:
-      return fragmentsName( Fragments( bits.low ) );
-    default:
-      return std::to_string( bits.low );
-  }
-}
-
 // The length of a mask without holes; empty: it has some.
 std::optional< U32 > prefixLength( const FieldBits & mask, U32 width ) {
   const auto ones = static_cast< U32 >( std::popcount( mask.high ) + std::popcount( mask.low ) );
@@ -74,6 +54,26 @@ std::string actionsText( const AclRule & rule ) {
 }
 
 }  // namespace
+
+std::string valueText( const MatchField & field, const FieldBits & bits ) {
+  switch ( field.text ) {
+    case FieldText::ip4Prefix:
+      return ip4Text( static_cast< U32 >( bits.low ) );
+    case FieldText::ip6Prefix:
+      return ip6Text( addressOf( bits ) );
+    case FieldText::mac:
+      return macText( bits.low );
+    case FieldText::protocol:
+      return protocolText( static_cast< U8 >( bits.low ) );
+    case FieldText::flags:
+    case FieldText::etherType:
+      return fmt::format( "{:#x}", bits.low );
+    case FieldText::fragments:
+      return fragmentsName( Fragments( bits.low ) );
+    default:
+      return std::to_string( bits.low );
+  }
+}
 
 const char * fragmentsName( Fragments fragments ) {
   switch ( fragments ) {

@@ -47,7 +47,7 @@ class RunJob {
                       ports_.size() != portOfEveryCopy( input.platform.chip ).size() ) {}
 
   RunReport run();
-  RunReport lend( const std::function< void( SwitchSession & ) > & use );
+  RunReport lend( const UseOfFeature & use );
 
  private:
   void program();
@@ -61,7 +61,6 @@ class RunJob {
   AclReport reportAcl( U32 index );
   PortKey portKeyOf( const Acl & acl ) const;
   RuleUse reportRule( const RuleIndex & index );
-  const PortPair & portsOfPacket( U64 index ) const;
   void classify();
   void readGroups();
   std::string usersOf( U32 group ) const;
@@ -109,10 +108,10 @@ RunReport RunJob::run() {
   return std::move( report_ );
 }
 
-RunReport RunJob::lend( const std::function< void( SwitchSession & ) > & use ) {
+RunReport RunJob::lend( const UseOfFeature & use ) {
   program();
   reportAcls();
-  use( session_ );
+  use( session_, feature_ );
   return std::move( report_ );
 }
 
@@ -231,19 +230,13 @@ RuleUse RunJob::reportRule( const RuleIndex & index ) {
   return use;
 }
 
-// Kinds of random packets recur every few packets: each of them gets all ports.
-const PortPair & RunJob::portsOfPacket( U64 index ) const {
-  const U64 count = input_.ports.size();
-  return input_.ports[ ( index + index / ( randomKinds * count ) ) % count ];
-}
-
 void RunJob::classify() {
   const bool leaving = hasEgressLists( input_.acls );
   Replay replay( session_, ruleOf() );
   Progress progress( "packets" );
   for ( const Packet & packet : input_.packets.packets ) {
     progress.at( report_.total, input_.packets.packets.size() );
-    const PortPair & ports = portsOfPacket( report_.total++ );
+    const PortPair & ports = input_.portsOfPacket( report_.total++ );
     const PacketFate fate = replay.send( packet, ports );
     report_.ingressPorts.insert( ports.in );
     if ( leaving )
@@ -362,7 +355,18 @@ RunReport run( const RunInput & input ) {
 
 RunReport withProgrammedSwitch( const RunInput & input,
                                 const std::function< void( SwitchSession & ) > & use ) {
+  return withProgrammedFeature(
+      input, [ & ]( SwitchSession & session, AclFeature & ) { use( session ); } );
+}
+
+RunReport withProgrammedFeature( const RunInput & input, const UseOfFeature & use ) {
   return RunJob( input ).lend( use );
+}
+
+// Kinds of random packets recur every few packets: each of them gets all ports.
+const PortPair & RunInput::portsOfPacket( U64 index ) const {
+  const U64 count = ports.size();
+  return ports[ ( index + index / ( randomKinds * count ) ) % count ];
 }
 
 }  // namespace Agent

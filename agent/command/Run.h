@@ -18,6 +18,7 @@
 
 namespace Agent {
 
+class AclFeature;
 class SwitchSession;
 
 // Command line options, unparsed.
@@ -60,6 +61,8 @@ struct RunInput {
   std::vector< ClearRequest > clears;  // after the packets
   std::vector< StageThreshold > thresholds;
 
+  // By which a packet enters and leaves; they are counted from 0.
+  const PortPair & portsOfPacket( U64 index ) const;
   // True if the capacity is monitored.
   bool wantsCapacity() const { return show.view == UsageView::capacity || !thresholds.empty(); }
 };
@@ -109,5 +112,8 @@ RunReport run( const RunInput & input );
 // packets; reports only the lists and the default action. Call with the activity lock held.
 RunReport withProgrammedSwitch( const RunInput & input,
                                 const std::function< void( SwitchSession & ) > & use );
+// The same, with the lists as they were programmed.
+using UseOfFeature = std::function< void( SwitchSession &, AclFeature & ) >;
+RunReport withProgrammedFeature( const RunInput & input, const UseOfFeature & use );
 
 }  // namespace Agent

@@ -55,30 +55,6 @@ void addRuleOptions( CLI::App & app, RunOptions & run ) {
       ->check( CLI::IsMember( { "permit", "drop", "deny", "none" } ) );
 }
 
-void addPacketOptions( CLI::App & app, RunOptions & run ) {
-  app.add_option( "--packets", run.packets,
-                  "Capture (pcap, pcapng), with its time stamps, or trace: `sip dip "
-                  "sport dport proto ...` in decimal, one packet per line" )
-      ->type_name( "FILE" );
-  app.add_option( "--random", run.random, "Random packets generated from the rules" )
-      ->type_name( "N" )
-      ->check( CLI::Range( 0U, randomMax ) );
-  app.add_option( "--seed", run.seed, "Seed of the random packets" )->type_name( "S" );
-  app.add_option( "--pps", run.packetsPerSecond,
-                  "Rate of packets without time stamps (traces, random packets) on the chip's "
-                  "virtual clock" )
-      ->type_name( "N" )
-      ->capture_default_str()
-      ->check( CLI::Range( 1U, packetRateMax ) );
-  app.add_option( "--ingress-port", run.ingressPort,
-                  "Ingress port of the packets, a number or name; default: in turn, one port for "
-                  "each set of lists and of rules on ports that packets can meet" )
-      ->type_name( "PORT" );
-  app.add_option( "--egress-port", run.egressPort,
-                  "Egress port of the packets, likewise for lists for packets that leave" )
-      ->type_name( "PORT" );
-}
-
 void addReportOptions( CLI::App & app, RunOptions & run ) {
   app.add_option( "--clear", run.clears,
                   "Clear packet and byte counters after the packets, of entry:ID, user:NAME, "
@@ -138,6 +114,30 @@ void addListArguments( CLI::App & app, RunOptions & run ) {
 void addListOptions( CLI::App & app, RunOptions & run ) {
   addReaderOptions( app, run );
   addRuleOptions( app, run );
+}
+
+void addPacketOptions( CLI::App & app, RunOptions & run ) {
+  app.add_option( "--packets", run.packets,
+                  "Capture (pcap, pcapng), with its time stamps, or trace: `sip dip "
+                  "sport dport proto ...` in decimal, one packet per line" )
+      ->type_name( "FILE" );
+  app.add_option( "--random", run.random, "Random packets generated from the rules" )
+      ->type_name( "N" )
+      ->check( CLI::Range( 0U, randomMax ) );
+  app.add_option( "--seed", run.seed, "Seed of the random packets" )->type_name( "S" );
+  app.add_option( "--pps", run.packetsPerSecond,
+                  "Rate of packets without time stamps (traces, random packets) on the chip's "
+                  "virtual clock" )
+      ->type_name( "N" )
+      ->capture_default_str()
+      ->check( CLI::Range( 1U, packetRateMax ) );
+  app.add_option( "--ingress-port", run.ingressPort,
+                  "Ingress port of the packets, a number or name; default: in turn, one port for "
+                  "each set of lists and of rules on ports that packets can meet" )
+      ->type_name( "PORT" );
+  app.add_option( "--egress-port", run.egressPort,
+                  "Egress port of the packets, likewise for lists for packets that leave" )
+      ->type_name( "PORT" );
 }
 
 void addRunOptions( CLI::App & app, RunOptions & run, OutputOptions & output ) {

@@ -20,6 +20,8 @@ void addPlatformOption( CLI::App & app, RunOptions & run );
 void addListArguments( CLI::App & app, RunOptions & run );
 // The latter alone.
 void addListOptions( CLI::App & app, RunOptions & run );
+// Packets, and the ports by which they enter and leave.
+void addPacketOptions( CLI::App & app, RunOptions & run );
 // addAclOptions plus packets, monitoring, clearing and report format.
 void addRunOptions( CLI::App & app, RunOptions & run, OutputOptions & output );
 

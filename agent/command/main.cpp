@@ -8,6 +8,7 @@
 
 #include "agent/command/CostCommand.h"
 #include "agent/command/CountCommand.h"
+#include "agent/command/ExplainCommand.h"
 #include "agent/command/FitCommand.h"
 #include "agent/command/Inspect.h"
 #include "agent/command/MapCommand.h"
@@ -187,6 +188,12 @@ int command( int argc, char ** argv ) {
   CLI::App * compact =
       app.add_subcommand( "compact", "Make access lists smaller that mean exactly the same" );
   addCompactOptions( *compact, meaning );
+  Agent::ExplainOptions explainOptions;
+  CLI::App * explain = app.add_subcommand(
+      "explain", "Program access lists and show what happens to one packet, and why" );
+  Agent::addAclOptions( *explain, runOptions );
+  Agent::addPacketOptions( *explain, runOptions );
+  Agent::addExplainOptions( *explain, explainOptions );
   CLI::App * platforms = app.add_subcommand( "platforms", "List the built-in platforms" );
   try {
     app.parse( argc, argv );
@@ -211,6 +218,8 @@ int command( int argc, char ** argv ) {
     return Agent::diffCommand( meaning ) ? exitSuccess : exitDifference;
   if ( compact->parsed() )
     return Agent::compactCommand( meaning ) ? exitSuccess : exitDifference;
+  if ( explain->parsed() )
+    return Agent::explainCommand( runOptions, explainOptions ) ? exitSuccess : exitDifference;
   if ( platforms->parsed() ) {
     Agent::printOutput( Agent::platformsText() );
     return exitSuccess;
