@@ -3,6 +3,7 @@
 #include <fmt/core.h>
 
 #include <bit>
+#include <utility>
 
 #include "agent/acl/AddressText.h"
 #include "agent/acl/Names.h"
@@ -30,9 +31,23 @@ std::string icmpText( const TernaryBits & match ) {
   return fmt::format( "{:#x}/{:#x}", match.value.low, match.mask.low );
 }
 
+// "+syn-ack": bits that are set, and bits that are not; "=syn,ack": the whole byte.
+std::string flagsText( const TernaryBits & match ) {
+  if ( match.mask.low == 0xFF )
+    return "=" + tcpFlagsText( static_cast< U8 >( match.value.low ) );
+  std::string text;
+  for ( U32 bit = 1; bit <= 0x80; bit *= 2 )
+    if ( ( match.mask.low & bit ) != 0 )
+      text +=
+          ( ( match.value.low & bit ) != 0 ? "+" : "-" ) + tcpFlagsText( static_cast< U8 >( bit ) );
+  return text;
+}
+
 std::string matchText( const MatchField & field, const TernaryBits & match ) {
   if ( field.text == FieldText::icmp )
     return icmpText( match );
+  if ( field.text == FieldText::flags )
+    return flagsText( match );
   const std::string value = valueText( field, match.value );
   const auto length = prefixLength( match.mask, field.width );
   if ( length == field.width || field.text == FieldText::fragments )
@@ -45,13 +60,53 @@ std::string matchText( const MatchField & field, const TernaryBits & match ) {
   return fmt::format( "{}/{:#x}", value, match.mask.low );
 }
 
-std::string actionsText( const AclRule & rule ) {
-  std::string text;
-  if ( rule.forwarding != Forwarding::none )
-    text = fmt::format( " {}", forwardingName( rule.forwarding ) );
-  text += rule.copyToCpu ? " copyToCpu" : "";
-  return text + ( rule.mirror ? " mirror" : "" );
+std::string textOf( FieldId id, const AclRule & rule ) {
+  const MatchField & field = matchField( id );
+  return restricts( field, rule ) ? fieldText( field, rule ) : "";
 }
+
+// "any", "10.0.0.0/8:80-90", "[2001:db8::/32]:80".
+std::string endText( bool ip6, const std::string & addresses, const std::string & ports ) {
+  const std::string text = addresses.empty() ? "any" : addresses;
+  if ( ports.empty() )
+    return text;
+  const bool brackets = ip6 && !addresses.empty();
+  return fmt::format( "{}{}{}:{}", brackets ? "[" : "", text, brackets ? "]" : "", ports );
+}
+
+// Protocol, addresses and ports.
+std::string flowText( AclKind kind, const AclRule & rule ) {
+  const bool ip6 = kind == AclKind::ipv6;
+  const std::string protocol = textOf( FieldId::protocol, rule );
+  const std::string source = textOf( ip6 ? FieldId::source6 : FieldId::source, rule );
+  const std::string destination =
+      textOf( ip6 ? FieldId::destination6 : FieldId::destination, rule );
+  const std::string from = textOf( FieldId::sourcePorts, rule );
+  const std::string to = textOf( FieldId::destinationPorts, rule );
+  std::string text = protocol.empty() ? "" : " " + protocol;
+  if ( !source.empty() || !destination.empty() || !from.empty() || !to.empty() )
+    text +=
+        fmt::format( " {} > {}", endText( ip6, source, from ), endText( ip6, destination, to ) );
+  return text;
+}
+
+// Of the fields that flowText leaves out, by the names of packets in words.
+constexpr std::pair< FieldId, const char * > wordedFields[] = {
+    { FieldId::tcpFlags, "flags" },
+    { FieldId::icmp, "type" },
+    { FieldId::fragments, "fragments" },
+    { FieldId::dscp, "dscp" },
+    { FieldId::ecn, "ecn" },
+    { FieldId::ttl, "ttl" },
+    { FieldId::sourceMac, "smac" },
+    { FieldId::destinationMac, "dmac" },
+    { FieldId::etherType, "ethertype" },
+    { FieldId::vlan, "vlan" },
+    { FieldId::vlanPriority, "pcp" },
+    { FieldId::innerVlan, "inner" },
+    { FieldId::inPorts, "in" },
+    { FieldId::outPorts, "out" },
+};
 
 }  // namespace
 
@@ -66,6 +121,9 @@ std::string valueText( const MatchField & field, const FieldBits & bits ) {
     case FieldText::protocol:
       return protocolText( static_cast< U8 >( bits.low ) );
     case FieldText::flags:
+      return tcpFlagsText( static_cast< U8 >( bits.low ) );
+    case FieldText::icmp:
+      return icmpText( { bits, { 0, 0xFFFF } } );
     case FieldText::etherType:
       return fmt::format( "{:#x}", bits.low );
     case FieldText::fragments:
@@ -121,15 +179,37 @@ std::string fieldText( const MatchField & field, const AclRule & rule ) {
   return text;
 }
 
-std::string ruleText( AclKind kind, const AclRule & rule ) {
-  std::string text = rule.name.empty() ? "" : rule.name + ":";
-  for ( const MatchField & field : matchFields() )
-    if ( field.isIn( kind ) && restricts( field, rule ) )
-      text += fmt::format( " {}={}", field.name, fieldText( field, rule ) );
+std::string tcpFlagsText( U8 flags ) {
+  constexpr const char * names[] = { "fin", "syn", "rst", "psh", "ack", "urg", "ece", "cwr" };
+  std::string text;
+  for ( U32 bit = 0; bit < 8; ++bit )
+    if ( ( flags >> bit & 1 ) != 0 )
+      text += ( text.empty() ? "" : "," ) + std::string( names[ bit ] );
+  return text.empty() ? "none" : text;
+}
+
+std::string matchText( AclKind kind, const AclRule & rule ) {
+  std::string text = kind == AclKind::mac ? "" : flowText( kind, rule );
+  for ( const auto & [ id, word ] : wordedFields )
+    if ( matchField( id ).isIn( kind ) && restricts( matchField( id ), rule ) )
+      text += fmt::format( " {} {}", word, textOf( id, rule ) );
   for ( const UdfMatch & udf : rule.udf )
-    text += fmt::format( " udf@{}={:#010x}/{:#010x}", udf.fromL3(), udf.value, udf.mask );
-  text += actionsText( rule );
-  return text.starts_with( ' ' ) ? text.substr( 1 ) : text;
+    text += fmt::format( " udf@{} {:#010x}/{:#010x}", udf.fromL3(), udf.value, udf.mask );
+  return ( rule.name.empty() ? "" : rule.name + ": " ) +
+         ( text.empty() ? "any" : text.substr( 1 ) );
+}
+
+std::string actionsText( const AclRule & rule ) {
+  std::string text;
+  if ( rule.forwarding != Forwarding::none )
+    text = fmt::format( " {}", forwardingName( rule.forwarding ) );
+  text += rule.copyToCpu ? " copyToCpu" : "";
+  text += rule.mirror ? " mirror" : "";
+  return text.empty() ? "none" : text.substr( 1 );
+}
+
+std::string ruleText( AclKind kind, const AclRule & rule ) {
+  return matchText( kind, rule ) + " " + actionsText( rule );
 }
 
 }  // namespace Agent

@@ -1,10 +1,8 @@
 #include "agent/command/MapCommand.h"
 
 #include <fmt/core.h>
-#include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <cstdlib>
 
 #include "agent/feature/AclShares.h"
 #include "agent/report/OutputFile.h"
@@ -14,19 +12,6 @@
 namespace Agent {
 
 namespace {
-
-// NO_COLOR disables colours if set and not empty.
-bool useColours( ColourUse use ) {
-  const auto variable = []( const char * name ) {
-    const char * value = std::getenv( name );
-    return std::string( value == nullptr ? "" : value );
-  };
-  if ( use != ColourUse::automatic )
-    return use == ColourUse::always;
-  const std::string terminal = variable( "TERM" );
-  return ::isatty( STDOUT_FILENO ) == 1 && variable( "NO_COLOR" ).empty() && !terminal.empty() &&
-         terminal != "dumb";
-}
 
 void nameLists( const RunInput & input, const RunReport & report, Map::SliceMap & slices ) {
   for ( U32 i = 0; i < input.acls.size(); ++i ) {
@@ -78,7 +63,9 @@ bool mapCommand( const RunOptions & options, const MapOptions & map ) {
     printError( line );
   for ( std::string & line : unfitLists( report ) )
     slices.notes.push_back( std::move( line ) );
-  const Map::PictureOptions picture = { map.all, useColours( map.colour ) };
+  const bool colours = map.colour == ColourUse::always ||
+                       ( map.colour == ColourUse::automatic && Terminal::standardOutput().colours );
+  const Map::PictureOptions picture = { map.all, colours };
   if ( !map.svg.empty() ) {
     writeFile( map.svg, Map::svgMap( slices, picture ) );
     for ( const std::string & line : slices.notes )

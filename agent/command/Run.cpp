@@ -63,6 +63,7 @@ class RunJob {
   RuleUse reportRule( const RuleIndex & index );
   void classify();
   void readGroups();
+  void readUsers();
   std::string usersOf( U32 group ) const;
   std::vector< std::string > listsIn( U32 group ) const;
   void verify();
@@ -101,6 +102,7 @@ RunReport RunJob::run() {
   if ( input_.verify )
     verify();
   report_.sdkCalls = session_.sdkCalls();
+  readUsers();
   feature_.clear();
   readAlarms();
   if ( input_.verify )
@@ -225,8 +227,10 @@ RuleUse RunJob::reportRule( const RuleIndex & index ) {
   use.wanted = rule.counters;
   use.counters = feature_.counters( index );
   use.police = rule.police;
-  if ( programmed != nullptr )
-    use.text = ruleText( acl.kind, rule );
+  if ( programmed != nullptr ) {
+    use.match = matchText( acl.kind, rule );
+    use.actions = actionsText( rule );
+  }
   return use;
 }
 
@@ -261,13 +265,34 @@ void RunJob::readGroups() {
     SDK_CHECKED( bcm_field_group_status_get( unit, pipeGroup, &status ) );
     const U32 group = it.key().groupId();
     report_.groups.push_back( { group, usersOf( group ), listsIn( group ), it.key().pipe(),
-                                it.key().copy(), static_cast< U32 >( status.entry_count ),
-                                static_cast< U32 >( status.entries_free ) } );
+                                it.key().copy(), static_cast< U32 >( status.entry_count ) } );
   }
   std::stable_sort(
       report_.groups.begin(), report_.groups.end(), []( const GroupUse & a, const GroupUse & b ) {
         return std::tie( a.group, a.pipe, a.copy ) < std::tie( b.group, b.pipe, b.copy );
       } );
+}
+
+// Asks the library, which calls the SDK: after the run's own calls were counted.
+void RunJob::readUsers() {
+  for ( const Platform::ReservationData & share : input_.platform.reservations ) {
+    UserUse user = { share.name, {}, share.group, 0, share.size, 0 };
+    bool wanted = false;
+    for ( U32 i = 0; i < input_.acls.size(); ++i ) {
+      if ( shareOf( input_.platform, classOf( input_.acls[ i ] ) ) != &share )
+        continue;
+      wanted = true;
+      if ( !feature_.shortage( i ) )
+        user.lists.push_back( input_.acls[ i ].name );
+    }
+    const auto manager = session_.groupManager().entryManager( share.assignment );
+    const auto entries = manager ? manager->internalUnitEntry( SwitchSession::unit ) : nullptr;
+    user.used = entries ? static_cast< U32 >( entries->entryCreatedSize() ) : 0;
+    if ( !manager || ( !wanted && manager->entriesAllocated( SwitchSession::unit ) == 0 ) )
+      continue;
+    user.available = manager->entriesAvailable( SwitchSession::unit );
+    report_.users.push_back( std::move( user ) );
+  }
 }
 
 std::string RunJob::usersOf( U32 group ) const {

@@ -5,6 +5,7 @@ namespace Agent {
 namespace {
 
 constexpr U32 randomMax = 10'000'000;  // all packets are in memory
+constexpr U32 topMax = 1'000'000;
 constexpr U32 packetRateMax = 1'000'000'000;
 
 std::vector< std::string > formatChoices() {
@@ -147,12 +148,20 @@ void addRunOptions( CLI::App & app, RunOptions & run, OutputOptions & output ) {
          "--show",
          [ &run, &output ]( const std::string & form ) {
            run.show = form;
-           output.detail = form == "detail";
+           output.text.detail = form == "detail";
          },
          "Add a library report of TCAM use: summary; detail, with entries (and all rules "
          "instead of the ten busiest); raw, the slices; banks; capacity; entry:ID; group-dump:ID; "
          "entry-dump:ID" )
       ->type_name( "VIEW" );
+  app.add_option( "--filter", output.text.filter,
+                  "Show only rules with this text in their list, name, match or action, in the "
+                  "table of the busiest rules or of all rules" )
+      ->type_name( "TEXT" );
+  app.add_option( "--top", output.text.top, "Rules in the tables of the busiest and the largest" )
+      ->type_name( "N" )
+      ->capture_default_str()
+      ->check( CLI::Range( 1U, topMax ) );
   app.add_flag( "--verify", run.verify,
                 "Compare every packet on every pipe and copy with the reference model, and audit "
                 "the records" );

@@ -10,7 +10,7 @@ namespace Agent {
 // Report format.
 struct OutputOptions {
   bool json = false;
-  bool detail = false;
+  TextOptions text;
 };
 
 // Platform and access lists, as options.

@@ -36,11 +36,12 @@ void printRefusals( const Agent::ReaderRemarks & remarks ) {
     Agent::printError( line );
 }
 
-int runCommand( const Agent::RunOptions & options, const Agent::OutputOptions & output ) {
+int runCommand( const Agent::RunOptions & options, Agent::OutputOptions output ) {
+  output.text.terminal = Agent::Terminal::standardOutput();
   const Agent::RunInput input = Agent::readInput( options );
   printRefusals( input.remarks );
   const Agent::RunReport report = Agent::run( input );
-  Agent::printOutput( output.json ? jsonReport( report ) : textReport( report, output.detail ) );
+  Agent::printOutput( output.json ? jsonReport( report ) : textReport( report, output.text ) );
   if ( output.json )
     for ( const std::string & difference : report.differences )
       Agent::printError( difference );

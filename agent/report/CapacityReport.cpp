@@ -10,7 +10,7 @@ namespace Agent {
 
 namespace {
 
-std::string percentText( U32 percent ) {
+std::string limitText( U32 percent ) {
   return percent == 0 ? "" : fmt::format( "{} %", percent );
 }
 
@@ -29,8 +29,8 @@ U32 percentUsed( const Morvane::TcamCapacityRow & row ) {
 }
 
 std::string capacityText( const CapacityReport & report ) {
-  std::vector< std::string > titles = { ">unit", "stage",    ">used",
-                                        ">free", ">maximum", ">high watermark" };
+  std::vector< std::string > titles = { ">unit",    "stage",    ">used",          ">free",
+                                        ">maximum", ">percent", ">high watermark" };
   const bool watched =
       std::any_of( report.rows.begin(), report.rows.end(),
                    []( const StageCapacity & stage ) { return stage.threshold.upper != 0; } );
@@ -40,12 +40,13 @@ std::string capacityText( const CapacityReport & report ) {
   for ( const CapacityReport::Row & stage : report.rows ) {
     const Morvane::TcamCapacityRow & row = stage.row;
     std::vector< std::string > cells = {
-        std::to_string( stage.unit ), stage.stage,
-        countText( row.used ),        countText( row.free ),
-        countText( row.maxLimit ),    countText( row.highWatermark ) };
+        std::to_string( stage.unit ),  stage.stage,
+        countText( row.used ),         countText( row.free ),
+        countText( row.maxLimit ),     percentText( row.used, row.maxLimit ),
+        countText( row.highWatermark ) };
     if ( watched )
-      cells.insert( cells.end(), { percentText( stage.threshold.upper ),
-                                   percentText( stage.threshold.clear ) } );
+      cells.insert( cells.end(),
+                    { limitText( stage.threshold.upper ), limitText( stage.threshold.clear ) } );
     table.add( cells );
   }
   std::string text = "TCAM capacity\n" + table.text();

@@ -7,10 +7,6 @@ namespace Agent {
 
 namespace {
 
-std::string percentText( U64 used, U64 total ) {
-  return fmt::format( "{}%", used * 100 / total );
-}
-
 std::string bindingOf( const ListVerdict & list ) {
   if ( !list.fault.empty() )
     return "not supported";

@@ -10,6 +10,7 @@
 #include "agent/feature/AclFeature.h"
 #include "agent/packets/Packet.h"
 #include "agent/report/CapacityReport.h"
+#include "agent/report/Terminal.h"
 
 namespace Agent {
 
@@ -32,7 +33,8 @@ struct RuleUse {
   // Over all pipes and copies, before verification.
   RuleCounters counters;
   std::optional< PoliceRate > police;
-  std::string text;  // its match and actions; empty if the list does not fit
+  std::string match;    // as text; empty if the list does not fit
+  std::string actions;  // likewise
 };
 
 struct AclReport {
@@ -60,7 +62,16 @@ struct GroupUse {
   U32 pipe = 0;
   U32 copy = 0;
   U32 used = 0;  // entries in it
-  U32 free = 0;  // remaining capacity, including free slices
+};
+
+// A user of the TCAM that has lists or entries. Each entry is in every pipe and copy.
+struct UserUse {
+  std::string name;                  // of the reservation
+  std::vector< std::string > lists;  // access lists in its share
+  U32 group = 0;
+  U32 used = 0;       // entries, without those that are set aside for it
+  U32 share = 0;      // entries that it may have; 0: no bound
+  U32 available = 0;  // entries that it could still get now
 };
 
 // What the readers report about the files of the access lists.
@@ -92,6 +103,7 @@ struct RunReport {
   U64 mismatches = 0;  // of `total`: unexpected result on some port; 0 without verification
   std::optional< MadeUpHeaders > madeUp;  // of `total`: no Ethernet header in the capture
 
+  std::vector< UserUse > users;
   std::vector< GroupUse > groups;  // on the chip
   U32 rangeCheckers = 0;           // in use
   std::map< std::string, U64 > sdkCalls;
@@ -113,8 +125,15 @@ std::string partialText( const ReaderRemarks & remarks );
 std::string withPartial( const ReaderRemarks & remarks, const std::string & shown );
 // One line per list that does not fit, and for the default action: reason and first rule.
 std::vector< std::string > unfitLists( const RunReport & report );
-// `detail` lists every rule instead of the ten busiest.
-std::string textReport( const RunReport & report, bool detail );
+
+// What a text report shows, and for whom.
+struct TextOptions {
+  bool detail = false;      // every rule in place of the busiest ones
+  std::string filter = {};  // only rules with this in list, name, match or action; empty: all
+  U32 top = 10;             // rules that are named as the busiest or the largest
+  Terminal terminal = {};
+};
+std::string textReport( const RunReport & report, const TextOptions & options );
 // One JSON object with a final newline.
 std::string jsonReport( const RunReport & report );
 

@@ -42,6 +42,10 @@ Json ruleJson( const RuleUse & use ) {
     json[ "packets" ] = use.counters.packets;
   if ( use.wanted.bytes )
     json[ "bytes" ] = use.counters.bytes;
+  if ( !use.match.empty() ) {
+    json[ "match" ] = use.match;
+    json[ "action" ] = use.actions;
+  }
   if ( use.police )
     json[ "police" ] = policeJson( *use.police, use.counters );
   return json;
@@ -63,7 +67,8 @@ Json aclJson( const AclReport & acl ) {
     const U32 rule = acl.shortage->rule;
     json[ "binding" ] = resourceName( acl.shortage->resource );
     if ( rule < acl.rules.size() )
-      json[ "firstRuleThatDoesNotFit" ] = { { "line", acl.rules[ rule ].line }, { "rule", rule + 1 } };
+      json[ "firstRuleThatDoesNotFit" ] = { { "line", acl.rules[ rule ].line },
+                                            { "rule", rule + 1 } };
   }
   Json & uses = json[ "ruleUse" ] = Json::array();
   for ( const RuleUse & use : acl.rules )
@@ -107,8 +112,21 @@ void addGroups( Json & json, const std::vector< GroupUse > & groups ) {
                       { "lists", use.lists },
                       { "pipe", use.pipe },
                       { "copy", use.copy },
-                      { "used", use.used },
-                      { "free", use.free } } );
+                      { "used", use.used } } );
+}
+
+void addUsers( Json & json, const std::vector< UserUse > & users ) {
+  Json & rows = json[ "users" ] = Json::array();
+  for ( const UserUse & user : users ) {
+    rows.push_back( { { "user", user.name },
+                      { "lists", user.lists },
+                      { "group", user.group },
+                      { "used", user.used },
+                      { "share", nullptr },
+                      { "available", user.available } } );
+    if ( user.share != 0 )
+      rows.back()[ "share" ] = user.share;
+  }
 }
 
 // Names from the command line need not be valid UTF-8.
@@ -148,6 +166,7 @@ std::string jsonReport( const RunReport & report ) {
     json[ "packets" ][ "madeUpEthernetHeaders" ] = { { "packets", report.madeUp->packets },
                                                      { "file", report.madeUp->file },
                                                      { "linkType", report.madeUp->linkType } };
+  addUsers( json, report.users );
   addGroups( json, report.groups );
   json[ "rangeCheckers" ] = report.rangeCheckers;
   if ( !report.cleared.empty() )

@@ -10,7 +10,6 @@ namespace Agent {
 
 namespace {
 
-constexpr size_t busiestRules = 10;
 constexpr size_t numbersColumns = 96;
 
 // A rule and the access list that it is in.
@@ -40,10 +39,10 @@ std::string shortageText( const AclReport & acl ) {
   return fmt::format( "{} ran out at {}; rolled back", resourceName( acl.shortage->resource ), at );
 }
 
-std::string fitText( const AclReport & acl ) {
+std::string fitText( const AclReport & acl, const Terminal & terminal ) {
   if ( !acl.shortage )
-    return "yes";
-  return "no: " + shortageText( acl );
+    return painted( terminal, Paint::good, "yes" );
+  return painted( terminal, Paint::bad, "no: " + shortageText( acl ) );
 }
 
 std::string aclLines( const AclReport & acl ) {
@@ -61,11 +60,11 @@ std::string aclLines( const AclReport & acl ) {
   return text;
 }
 
-std::string aclText( const RunReport & report ) {
+std::string aclText( const RunReport & report, const Terminal & terminal ) {
   TextTable table( { "ACL", ">rules", ">entries", ">installed", "fits", "file" } );
   for ( const AclReport & acl : report.acls )
     table.add( { acl.name, countText( acl.rules.size() ), countText( acl.entries ),
-                 countText( acl.installed ), fitText( acl ), acl.file } );
+                 countText( acl.installed ), fitText( acl, terminal ), acl.file } );
   std::string text = "Access lists\n" + table.text();
   for ( const AclReport & acl : report.acls )
     text += aclLines( acl );
@@ -86,13 +85,13 @@ std::string notesText( const ReaderRemarks & remarks ) {
   return text;
 }
 
-std::string groupText( const RunReport & report ) {
-  TextTable table( { ">group", "users", "lists", ">pipe", ">copy", ">used", ">free" } );
-  for ( const GroupUse & use : report.groups )
-    table.add( { std::to_string( use.group ), use.users, namesText( use.lists ),
-                 std::to_string( use.pipe ), std::to_string( use.copy ), countText( use.used ),
-                 countText( use.free ) } );
-  return "TCAM entries, by group, pipe and copy\n" + table.text();
+std::string userText( const RunReport & report ) {
+  TextTable table( { "user", "lists", ">group", ">used", ">share", ">percent", ">available now" } );
+  for ( const UserUse & user : report.users )
+    table.add( { user.name, namesText( user.lists ), std::to_string( user.group ),
+                 countText( user.used ), user.share == 0 ? "-" : countText( user.share ),
+                 percentText( user.used, user.share ), countText( user.available ) } );
+  return "TCAM entries of the users, the same in every pipe and copy\n" + table.text();
 }
 
 bool wasHit( const RuleUse & use ) {
@@ -111,41 +110,62 @@ std::string portsText( const RuleUse & use ) {
   return checker ? "checker" : prefixes ? "prefixes" : "";
 }
 
-std::string ruleText( const std::vector< RuleRow > & rows ) {
+std::string ruleText( const std::vector< RuleRow > & rows, const Terminal & terminal ) {
   TextTable table(
-      { "ACL", ">rule", ">line", ">entries", "ranges", ">packets", ">bytes", "match" } );
+      { "ACL", ">rule", ">line", ">entries", "ranges", ">packets", ">bytes", "action", "match" } );
   for ( const RuleRow & row : rows ) {
     const RuleUse & use = *row.use;
     table.add( { row.acl->name, std::to_string( use.rule + 1 ), std::to_string( use.line ),
                  std::to_string( use.entries ), portsText( use ),
                  use.wanted.packets ? countText( use.counters.packets ) : "-",
-                 use.wanted.bytes ? countText( use.counters.bytes ) : "-", use.text } );
+                 use.wanted.bytes ? countText( use.counters.bytes ) : "-", use.actions,
+                 use.match } );
   }
-  return table.text();
+  return table.text( terminal.columns );
 }
 
-std::vector< RuleRow > installedRules( const RunReport & report ) {
+bool passes( const RuleRow & row, const std::string & filter ) {
+  const RuleUse & use = *row.use;
+  for ( const std::string * text : { &row.acl->name, &use.name, &use.match, &use.actions } )
+    if ( text->find( filter ) != std::string::npos )
+      return true;
+  return false;
+}
+
+std::vector< RuleRow > installedRules( const RunReport & report, const std::string & filter = "" ) {
   std::vector< RuleRow > rows;
   for ( const AclReport & acl : report.acls ) {
     if ( acl.shortage )
       continue;
     for ( const RuleUse & use : acl.rules )
-      rows.push_back( { &acl, &use } );
+      if ( passes( { &acl, &use }, filter ) )
+        rows.push_back( { &acl, &use } );
   }
   return rows;
 }
 
-std::string busiestText( const RunReport & report ) {
-  std::vector< RuleRow > rows = installedRules( report );
+std::string filterText( const TextOptions & options ) {
+  return options.filter.empty() ? "" : fmt::format( " with \"{}\"", options.filter );
+}
+
+std::string detailText( const RunReport & report, const TextOptions & options ) {
+  const std::vector< RuleRow > rows = installedRules( report, options.filter );
+  const std::string heading = "Rules" + filterText( options );
+  return rows.empty() ? heading + ": none\n" : heading + "\n" + ruleText( rows, options.terminal );
+}
+
+std::string busiestText( const RunReport & report, const TextOptions & options ) {
+  std::vector< RuleRow > rows = installedRules( report, options.filter );
   std::erase_if(
       rows, []( const RuleRow & row ) { return !wasHit( *row.use ); } );
   std::stable_sort( rows.begin(), rows.end(), []( const RuleRow & a, const RuleRow & b ) {
     return a.use->counters.packets > b.use->counters.packets;
   } );
-  rows.resize( std::min( rows.size(), busiestRules ) );
+  rows.resize( std::min< size_t >( rows.size(), options.top ) );
+  const std::string heading = "Busiest rules" + filterText( options );
   if ( rows.empty() )
-    return "Busiest rules: none was hit\n";
-  return "Busiest rules\n" + ruleText( rows );
+    return heading + ": none was hit\n";
+  return heading + "\n" + ruleText( rows, options.terminal );
 }
 
 using Choose = bool ( * )( const RuleUse & use );
@@ -210,7 +230,7 @@ std::string rangeText( const RunReport & report ) {
 }
 
 // The rules with the most entries, or all with several. Empty if none has.
-std::string expansionText( const RunReport & report, bool detail ) {
+std::string expansionText( const RunReport & report, const TextOptions & options ) {
   std::vector< RuleRow > rows = installedRules( report );
   std::erase_if( rows, []( const RuleRow & row ) { return row.use->expansion.empty(); } );
   if ( rows.empty() )
@@ -219,7 +239,7 @@ std::string expansionText( const RunReport & report, bool detail ) {
     return a.use->entries > b.use->entries;
   } );
   const size_t all = rows.size();
-  rows.resize( detail ? all : std::min( all, busiestRules ) );
+  rows.resize( options.detail ? all : std::min< size_t >( all, options.top ) );
   TextTable table( { "ACL", ">rule", ">line", ">entries", "because of" } );
   for ( const RuleRow & row : rows )
     table.add( { row.acl->name, std::to_string( row.use->rule + 1 ),
@@ -259,7 +279,7 @@ std::string portsText( const std::set< U32 > & ports ) {
   return fmt::format( "port{} {}", ports.size() == 1 ? "" : "s", rangesText( ranges ) );
 }
 
-std::string packetText( const RunReport & report ) {
+std::string packetText( const RunReport & report, const Terminal & terminal ) {
   const bool listed = std::any_of( report.acls.begin(), report.acls.end(), []( const auto & acl ) {
     return acl.defaultAction != Forwarding::none;
   } );
@@ -276,7 +296,9 @@ std::string packetText( const RunReport & report ) {
                                                    { "mirrored", report.mirrored } };
   for ( const auto & [ fate, count ] : fates )
     if ( count != 0 )
-      text += fmt::format( "  {}: {}\n", fate, countText( count ) );
+      text += painted( terminal, fate == fates[ 0 ].first ? Paint::bad : Paint::none,
+                       fmt::format( "  {}: {}", fate, countText( count ) ) ) +
+              "\n";
   if ( report.madeUp )
     text += fmt::format( "  with a made-up Ethernet header: {} of {} (link type {})\n",
                          countText( report.madeUp->packets ), report.madeUp->file,
@@ -307,16 +329,16 @@ std::string portsText( const AclReport & acl ) {
   return acl.ports.empty() ? "all" : rangesText( acl.ports );
 }
 
-std::string textReport( const RunReport & report, bool detail ) {
+std::string textReport( const RunReport & report, const TextOptions & options ) {
   std::string text = partialText( report.remarks );
   text += fmt::format( "Platform {}: {}\n\n", report.platform, report.description );
-  text += aclText( report ) + notesText( report.remarks ) + "\n" + rangeText( report ) +
-          expansionText( report, detail ) + groupText( report ) + "\n";
-  if ( report.total != 0 ) {
-    text += packetText( report ) + "\n" + clearedText( report ) + policeText( report );
-    text += ( detail ? "Rules\n" + ruleText( installedRules( report ) ) : busiestText( report ) ) +
+  text += aclText( report, options.terminal ) + notesText( report.remarks ) + "\n" +
+          rangeText( report ) + expansionText( report, options ) + userText( report ) + "\n";
+  if ( report.total != 0 )
+    text += packetText( report, options.terminal ) + "\n" + clearedText( report ) +
+            policeText( report ) +
+            ( options.detail ? detailText( report, options ) : busiestText( report, options ) ) +
             "\n" + neverHitText( report );
-  }
   if ( !report.usage.empty() )
     text += "\n" + report.usage;
   if ( report.capacity )

@@ -3,19 +3,45 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <string_view>
+#include <utility>
 
 namespace Agent {
 
 namespace {
 
+// Without colours.
+size_t widthOf( const std::string & cell ) {
+  size_t width = 0;
+  for ( size_t i = 0; i < cell.size(); ++i )
+    if ( cell[ i ] == '\033' )
+      i = std::min( cell.find( 'm', i ), cell.size() );
+    else
+      ++width;
+  return width;
+}
+
 std::string lineOf( const std::vector< std::string > & cells, const std::vector< bool > & right,
                     const std::vector< size_t > & widths ) {
   std::string line;
-  for ( size_t i = 0; i < cells.size(); ++i )
-    line += right[ i ] ? fmt::format( "  {:>{}}", cells[ i ], widths[ i ] )
-                       : fmt::format( "  {:<{}}", cells[ i ], widths[ i ] );
+  for ( size_t i = 0; i < cells.size(); ++i ) {
+    const std::string pad( widths[ i ] - std::min( widths[ i ], widthOf( cells[ i ] ) ), ' ' );
+    line += "  " + ( right[ i ] ? pad + cells[ i ] : cells[ i ] + pad );
+  }
   line.erase( line.find_last_not_of( ' ' ) + 1 );
   return line + "\n";
+}
+
+// Not within a character of several bytes.
+std::string cut( std::string cell, size_t width ) {
+  constexpr std::string_view mark = "..";
+  if ( cell.size() <= width )
+    return cell;
+  size_t end = width - mark.size();
+  while ( end != 0 && ( static_cast< unsigned char >( cell[ end ] ) & 0xC0 ) == 0x80 )
+    --end;
+  cell.resize( end );
+  return cell += mark;
 }
 
 }  // namespace
@@ -28,19 +54,28 @@ TextTable::TextTable( const std::vector< std::string > & headings ) {
   }
 }
 
-std::string TextTable::text() const {
+std::string TextTable::text( size_t columns ) const {
+  constexpr size_t shortest = 12;
   std::vector< size_t > widths;
-  std::vector< std::string > rule;
+  size_t before = 2;  // the last cell
   for ( size_t i = 0; i < headings_.size(); ++i ) {
     size_t width = headings_[ i ].size();
     for ( const auto & row : rows_ )
-      width = std::max( width, row[ i ].size() );
+      width = std::max( width, widthOf( row[ i ] ) );
     widths.push_back( width );
-    rule.emplace_back( width, '-' );
+    before += i + 1 < headings_.size() ? width + 2 : 0;
   }
+  if ( columns != 0 )
+    widths.back() = std::min( widths.back(), std::max( columns, before + shortest ) - before );
+  std::vector< std::string > rule;
+  for ( const size_t width : widths )
+    rule.emplace_back( width, '-' );
   std::string text = lineOf( headings_, right_, widths ) + lineOf( rule, right_, widths );
-  for ( const auto & row : rows_ )
+  for ( auto row : rows_ ) {
+    if ( columns != 0 )
+      row.back() = cut( std::move( row.back() ), widths.back() );
     text += lineOf( row, right_, widths );
+  }
   return text;
 }
 
@@ -49,6 +84,10 @@ std::string countText( unsigned long long count ) {
   for ( size_t at = text.size(); at > 3; at -= 3 )
     text.insert( at - 3, 1, ',' );
   return text;
+}
+
+std::string percentText( unsigned long long part, unsigned long long whole ) {
+  return whole == 0 ? "-" : fmt::format( "{}.{} %", part * 100 / whole, part * 1000 / whole % 10 );
 }
 
 std::string namesText( const std::vector< std::string > & names ) {

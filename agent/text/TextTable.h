@@ -14,8 +14,10 @@ class TextTable {
   // One cell per column.
   void add( std::vector< std::string > cells ) { rows_.push_back( std::move( cells ) ); }
 
-  // Headings, a rule and the rows, indented by two.
-  std::string text() const;
+  // Headings, a rule and the rows, indented by two. Cells may have colours (escape sequences that
+  // end in "m"). With `columns` the last cells are cut, down to a dozen characters, for lines that
+  // are no longer.
+  std::string text( size_t columns = 0 ) const;
 
  private:
   std::vector< std::string > headings_;
@@ -25,6 +27,9 @@ class TextTable {
 
 // With thousands separators: "12,345".
 std::string countText( unsigned long long count );
+
+// "12.5 %", rounded down; "-" of nothing.
+std::string percentText( unsigned long long part, unsigned long long whole );
 
 // "a, b, c and 2 more".
 std::string namesText( const std::vector< std::string > & names );

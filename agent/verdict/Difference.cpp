@@ -54,12 +54,10 @@ std::string decider( const MeaningRow * row ) {
                           : fmt::format( "rule {} of {}", row->index + 1, row->acl->name );
 }
 
-std::string matchText( AclKind kind, AclRule rule ) {
+std::string packetsText( AclKind kind, AclRule rule ) {
   rule.name.clear();
-  rule.forwarding = Forwarding::none;
-  rule.copyToCpu = rule.mirror = false;
-  const std::string text = ruleText( kind, rule );
-  return text.empty() ? "any packet" : text;
+  const std::string text = matchText( kind, rule );
+  return text == "any" ? "any packet" : text;
 }
 
 // The rows for packets of one fate in the old version and another one in the new.
@@ -104,7 +102,7 @@ class RowMaker {
       if ( decides == nullptr )
         continue;
       row.packets &= decides->matched;
-      apart += ( apart.empty() ? "" : " and " ) + matchText( space_.kind(), *decides->rule );
+      apart += ( apart.empty() ? "" : " and " ) + packetsText( space_.kind(), *decides->rule );
       for ( const MatchField & field : matchFields() )
         if ( box && field.isIn( space_.kind() ) && restricts( field, *decides->rule ) &&
              !narrow( field, row.example, *decides->rule, *box ) )
@@ -112,7 +110,7 @@ class RowMaker {
     }
     const PacketSet boxed = box ? space_.matchedBy( plain_, *box ) : PacketSet();
     const bool fits = row.packets.contains( boxed ) && space_.holds( boxed, row.example );
-    row.text = fits ? matchText( space_.kind(), *box ) : apart;
+    row.text = fits ? packetsText( space_.kind(), *box ) : apart;
     if ( fits )
       row.packets = boxed;
   }

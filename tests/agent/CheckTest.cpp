@@ -179,14 +179,14 @@ TEST( CheckTest, TheTextCountsRulesFrom1 ) {
   EXPECT_EQ( checkText( { checkList( document.lists.front(), {}, options ) } ),
              R"(web (ipv4, 10 rules)
   Can never match, and earlier rules act otherwise: 1
-    rule 4: source=10.0.0.0/24 protocol=udp permit; covered by rule 2
+    rule 4: udp 10.0.0.0/24 > any permit; covered by rule 2
   Can never match: 2
-    rule 3: source=10.1.0.0/16 protocol=tcp destinationPorts=80 permit; covered by rule 1
-    rule 7: source=10.0.0.1 protocol=gre permit; covered by rule 6
+    rule 3: tcp 10.1.0.0/16 > any:80 permit; covered by rule 1
+    rule 7: gre 10.0.0.1 > any permit; covered by rule 6
   Change nothing when removed: 1
     rule 9
   Can be merged: 1
-    rules 1 and 5: source=10.0.0.0/7 protocol=tcp destinationPorts=80 permit
+    rules 1 and 5: tcp 10.0.0.0/7 > any:80 permit
   Overlap with other actions: 1
     rules 2 and 10: port 0: 60 bytes 192.0.2.1 to 10.0.0.9 class 0x00 ttl 64 protocol 17 ports 1024 to 80
 )" );

@@ -152,7 +152,7 @@ TEST_F( CommandTest, MeaningOfLists ) {
   EXPECT_EQ( compact.status, 0 ) << compact.error;
   EXPECT_EQ( compact.out,
              "web (ipv4): 5 entries for 2 rules, before 7 entries for 3 rules\n"
-             "  rules 1, 2 became rule 1: protocol=tcp destinationPorts=80-81 permit\n" );
+             "  rules 1, 2 became rule 1: tcp any > any:80-81 permit\n" );
   const Outcome same = run( "diff " + web + " " + folder_ + "/less.json" );
   EXPECT_EQ( same.status, 0 ) << same.error;
   EXPECT_EQ( same.out, "ipv4 filter lists: both mean the same\n" );
@@ -186,7 +186,9 @@ ip access-list extended web
   EXPECT_THAT( both.out, HasSubstr( "  web: on ports 9\n" ) );
   EXPECT_THAT( both.out, HasSubstr( "  web, out: on ports 3, out\n" ) );
   EXPECT_THAT( both.out, HasSubstr( "Packets from port 9 to port 3: 600, " ) );
-  EXPECT_THAT( both.out, HasSubstr( "     21  Egress IPv4 ACL  web, out " ) );
+  EXPECT_THAT(
+      both.out,
+      HasSubstr( "  Egress IPv4 ACL  web, out     21     7   1,024    0.6 %          1,017\n" ) );
   EXPECT_THAT( run( "map" + web ).out, HasSubstr( "  C  Egress IPv4 ACL: web, out " ) );
   // The same list on other ports, with lists of the other kinds and a policer, on every chip.
   const std::string more =

@@ -85,8 +85,8 @@ TEST( CompactTest, TheTextSaysWhichRulesBecameWhich ) {
                                          Forwarding::none ) } ),
              R"(web (ipv4): 6 entries for 3 rules, before 13 entries for 6 rules
   removed: rules 3, 6
-  rules 1, 4 became rule 1: source=10.0.0.0/7 protocol=tcp destinationPorts=80 permit
-  rule 5 became rule 3, wider: source=10.0.0.1 protocol=udp destinationPorts=0-2047 permit
+  rules 1, 4 became rule 1: tcp 10.0.0.0/7 > any:80 permit
+  rule 5 became rule 3, wider: udp 10.0.0.1 > any:0-2047 permit
 )" );
 }
 

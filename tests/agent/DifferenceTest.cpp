@@ -89,12 +89,12 @@ TEST( DifferenceTest, ARowIsAsWideAsTheDifference ) {
     new: drop by default of web
     example: port 0: 60 bytes 192.0.2.1 to 198.51.100.1 class 0x00 ttl 64 protocol 6 ports 1024 to 80 flags 0x02
     chip: not run
-  source=10.1.0.0/16 protocol=tcp destinationPorts=85
+  tcp 10.1.0.0/16 > any:85
     old: permit by rule 1 of web
     new: drop by rule 1 of web
     example: port 0: 60 bytes 10.1.0.0 to 198.51.100.1 class 0x00 ttl 64 protocol 6 ports 1024 to 85 flags 0x02
     chip: not run
-  destination=10.0.0.0/24 protocol=udp, except what is matched by rule 3 of new web
+  udp any > 10.0.0.0/24, except what is matched by rule 3 of new web
     old: drop by rule 2 of web
     new: permit by rule 4 of web
     example: port 0: 60 bytes 192.0.2.1 to 10.0.0.0 class 0x00 ttl 64 protocol 17 ports 1024 to 80

@@ -165,47 +165,46 @@ TEST( DocumentTest, ReadsEveryField ) {
   expectAll( {
       { ietf( R"("ipv4": { "dscp": 10, "ecn": 2, "ttl": 1, "source-ipv4-network": "10.0.0.0/8" },
                 "udp": { "destination-port": { "operator": "lte", "port": 80 } })" ),
-        "r: source=10.0.0.0/8 protocol=udp dscp=10 ecn=2 ttl=1 destinationPorts=0-80 permit" },
+        "r: udp 10.0.0.0/8 > any:0-80 dscp 10 ecn 2 ttl 1 permit" },
       { ietf( R"("tcp": { "flags": "syn", "source-port": { "operator": "neq", "port": 80 } })",
               "ipv4-acl-type" ),
-        "l ipv4\nr: protocol=tcp sourcePorts=0-79,81-65535 tcpFlags=0x2 permit" },
+        "l ipv4\nr: tcp any:0-79,81-65535 > any flags =syn permit" },
       // Without type or family: both
       { ietf( R"("icmp": { "type": 3 })" ),
-        "l-ipv4 ipv4\nr: protocol=icmp icmp=3 permit\n"
-        "l-ipv6 ipv6\nr: protocol=icmp6 icmp=3 permit\n" },
+        "l-ipv4 ipv4\nr: icmp type 3 permit\n"
+        "l-ipv6 ipv6\nr: icmp6 type 3 permit\n" },
       { ietf( R"("eth": { "ethertype": "lldp", "source-mac-address": "02:00:00:00:00:00",
                 "source-mac-address-mask": "ff:00:00:00:00:00" })",
               "eth-acl-type" ),
-        "l mac\nr: sourceMac=02:00:00:00:00:00/ff:00:00:00:00:00 etherType=0x88cc permit" },
+        "l mac\nr: smac 02:00:00:00:00:00/ff:00:00:00:00:00 ethertype 0x88cc permit" },
       { openConfig( R"("ipv4": { "config": { "source-address-prefix-set": "nets",
                        "dscp-set": [ 8, 16 ], "protocol": "oc-x:IP_TCP" } },
                        "transport": { "config": { "destination-port-set": "web",
                        "source-port": "ANY", "explicit-detail-match-mode": "ANY",
                        "explicit-tcp-flags": [ "TCP_SYN", "TCP_FIN" ] } })" ),
-        "source=10.0.0.0/8,192.0.2.0/24 protocol=tcp dscp=8,16 destinationPorts=80,8000-8007 "
-        "tcpFlags=0x2/0x2,0x1/0x1 permit" },
+        "tcp 10.0.0.0/8,192.0.2.0/24 > any:80,8000-8007 flags +syn,+fin dscp 8,16 permit" },
       { openConfig( R"("ipv4": { "icmpv4": { "config": { "type": "DST_UNREACHABLE",
                        "code": "oc-icmp:PORT_UNREACHABLE" } } })" ),
-        "protocol=icmp icmp=3/3 permit" },
+        "icmp type 3/3 permit" },
       { openConfig( R"("ipv6": { "config": { "protocol": "IP_ICMP" },
                        "icmpv6": { "config": { "type": "ECHO_REPLY" } } })",
                     "ACL_IPV6" ),
-        "protocol=icmp6 icmp=129 permit" },
+        "icmp6 type 129 permit" },
       { openConfig( R"("transport": { "config": { "builtin-detail": "TCP_INITIAL" } })" ),
-        "protocol=tcp tcpFlags=0x2/0x12 permit" },
+        "tcp flags +syn-ack permit" },
       { openConfig( R"("transport": { "config": { "builtin-detail": "FRAGMENT" } })" ),
-        "fragments=fragment permit" },
+        "fragments fragment permit" },
       { openConfig( R"("transport": { "config": { "source-port": 5 } })", "ACL_MIXED" ),
-        "l-ipv4 ipv4\nentry 1: sourcePorts=5 permit\nl-ipv6 ipv6\nentry 1: sourcePorts=5 permit" },
+        "l-ipv4 ipv4\nentry 1: any:5 > any permit\nl-ipv6 ipv6\nentry 1: any:5 > any permit" },
       { sonic( R"("SRC_MAC": "02:00:00:00:00:00/ff:00:00:00:00:00", "ETHER_TYPE": "0x0806")" ),
-        "T_l mac\nr: sourceMac=02:00:00:00:00:00/ff:00:00:00:00:00 etherType=0x806 permit" },
+        "T_l mac\nr: smac 02:00:00:00:00:00/ff:00:00:00:00:00 ethertype 0x806 permit" },
       { sonic( R"("TCP_FLAGS": "0x12", "L4_DST_PORT_RANGE": "0-65535")" ),
-        "r: protocol=tcp tcpFlags=0x12/0x3f permit" },
+        "r: tcp flags -fin+syn-rst-psh+ack-urg permit" },
       // The platform says which ports there are.
       { sonic( R"("IN_PORTS": "e1,3-4", "DSCP": 5)" ),
-        "r: dscp=5 permit\nrule 0 inPorts e1,3-4\n" },
+        "r: dscp 5 permit\nrule 0 inPorts e1,3-4\n" },
       { sonic( R"("ICMP_TYPE": 8, "IP_PROTOCOL": 1)", "L3V4V6" ),
-        "T_l ipv4\nr: protocol=icmp icmp=8 permit" },
+        "T_l ipv4\nr: icmp type 8 permit" },
   } );
 }
 
@@ -219,15 +218,15 @@ TEST( DocumentTest, ListsHaveTheOrderAndPortsOfTheirFormat ) {
       { R"([ { "name": "l", "type": "ACL_IPV4", "acl-entries": { "acl-entry": [
           { "sequence-id": 20)" +
             entry + R"(, { "sequence-id": 3)" + entry + "] } } ]",
-        "l ipv4\nentry 3: drop\nentry 20: drop\n" },
+        "l ipv4\nentry 3: any drop\nentry 20: any drop\n" },
       { R"({ "ACL_RULE": { "T|a": { "PRIORITY": "9", "PACKET_ACTION": "DROP", "SRC_IP": "10.0.0.1" },
           "T|b": { "PRIORITY": "10", "PACKET_ACTION": "DROP" } } })",
-        "T ipv4\nb: drop\na: source=10.0.0.1 drop\n" },
+        "T ipv4\nb: any drop\na: 10.0.0.1 > any drop\n" },
       { R"([ { "ACL_RULE_TABLE:t:a": { "PRIORITY": "1", "PACKET_ACTION": "DROP", "SRC_IP": "10.0.0.1" },
             "OP": "SET" },
           { "ACL_RULE_TABLE:t:b": { "PRIORITY": "2", "PACKET_ACTION": "DROP", "SRC_IP": "10.0.0.2" },
             "OP": "SET" }, { "ACL_RULE_TABLE:t:b": {}, "OP": "DEL" } ])",
-        "t ipv4\na: source=10.0.0.1 drop\n" },
+        "t ipv4\na: 10.0.0.1 > any drop\n" },
   } );
   // Both lists of one name and different types
   const std::string both = readAs( R"({ "acl-set": [
@@ -236,7 +235,7 @@ TEST( DocumentTest, ListsHaveTheOrderAndPortsOfTheirFormat ) {
       { "name": "x", "type": "ACL_IPV4", "acl-entries": { "acl-entry": [ { "sequence-id": 1)" +
                                        entry + "] } } ] }",
                                    "openconfig" );
-  EXPECT_EQ( both, "x-ipv6 ipv6\nentry 1: drop\nx-ipv4 ipv4\nentry 1: drop\n" );
+  EXPECT_EQ( both, "x-ipv6 ipv6\nentry 1: any drop\nx-ipv4 ipv4\nentry 1: any drop\n" );
 }
 
 TEST( DocumentTest, RefusesRulesAtThePlaceOfTheFault ) {

@@ -10,7 +10,7 @@ namespace Agent {
 namespace {
 
 // A terminal of some width whose clock the test sets.
-struct Terminal {
+struct FakeTerminal {
   U64 now = 5000;
   std::string written;
   ProgressOutput output( U32 columns ) {
@@ -48,7 +48,7 @@ std::string shownOn( const std::string & type ) {
 }  // namespace
 
 TEST( ProgressTest, AppearsAfterASecondAndErasesItself ) {
-  Terminal terminal;
+  FakeTerminal terminal;
   {
     Progress progress( "reading", terminal.output( 80 ) );
     terminal.now += 999;
@@ -72,7 +72,7 @@ TEST( ProgressTest, AppearsAfterASecondAndErasesItself ) {
 
 TEST( ProgressTest, FitsTheTerminal ) {
   for ( const U32 columns : { 22U, 30U, 200U } ) {
-    Terminal terminal;
+    FakeTerminal terminal;
     Progress progress( "reading", terminal.output( columns ) );
     terminal.now += 2000;
     progress.at( 1, 3 );

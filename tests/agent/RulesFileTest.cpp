@@ -44,8 +44,7 @@ TEST( RulesFileTest, ReadsAllFieldsOfARule ) {
   const AclRule & tcp = acl.rules[ 1 ];
   EXPECT_EQ( tcp.line, 3U );
   EXPECT_EQ( ruleText( acl.kind, tcp ),
-             "source=10.1.2.3 destination=192.0.2.0/24 protocol=tcp sourcePorts=80 "
-             "destinationPorts=1024-2047 tcpFlags=0x12/0x16 drop copyToCpu" );
+             "tcp 10.1.2.3:80 > 192.0.2.0/24:1024-2047 flags +syn-rst+ack drop copyToCpu" );
   EXPECT_EQ( tcp.sourcePorts, ( PortRange{ 80, 80 } ) );
   EXPECT_EQ( tcp.destinationPorts, ( PortRange{ 1024, 2047 } ) );
   EXPECT_EQ( tcp.tcpFlags.mask, 0x16 );
@@ -69,7 +68,7 @@ TEST( RulesFileTest, ReadsAllFieldsOfARule ) {
     { "source": "2001:db8::/33", "protocol": "tcp", "tcpFlags": { "value": "0x2" } } ] })" );
   EXPECT_TRUE( ip6.rules[ 0 ].isFor( protocolTcp ) );
   EXPECT_EQ( ip6.rules[ 0 ].tcpFlags, ( FieldMatch< U8 >{ 2, 0xFF } ) );
-  EXPECT_THAT( ruleText( ip6.kind, ip6.rules[ 0 ] ), StartsWith( "source=2001:db8::/33 " ) );
+  EXPECT_THAT( ruleText( ip6.kind, ip6.rules[ 0 ] ), StartsWith( "tcp 2001:db8::/33 > any flags =syn " ) );
 }
 
 // Each is the third line of an otherwise valid file.

@@ -65,12 +65,12 @@ TEST( RunTest, ReportsListsPacketsAndUsage ) {
         "binding": null, "firstRuleThatDoesNotFit": null, "ports": "all",
         "direction": "in", "default": "none", "ruleUse": [
           { "rule": 1, "line": 1, "entries": 1, "expansion": null, "sourcePorts": null, "destinationPorts": null,
-            "packets": 2, "bytes": 120 },
+            "packets": 2, "bytes": 120, "match": "tcp 1.0.0.0/8 > any:80-81", "action": "permit" },
           { "rule": 2, "line": 2, "entries": 6,
             "expansion": "destinationPorts 1024-65535: 6 prefixes", "sourcePorts": null, "destinationPorts": "prefixes",
-            "packets": 1, "bytes": 60 },
+            "packets": 1, "bytes": 60, "match": "tcp 1.0.0.0/8 > any:1024-65535", "action": "permit" },
           { "rule": 3, "line": 3, "entries": 1, "expansion": null, "sourcePorts": null, "destinationPorts": null,
-            "packets": 0, "bytes": 0 } ] },
+            "packets": 0, "bytes": 0, "match": "udp 2.0.0.0/8 > any:7", "action": "permit" } ] },
       { "name": "big", "file": "big.acl", "rules": 2, "entries": 901, "installed": 0, "fits": false,
         "binding": "slices", "firstRuleThatDoesNotFit": { "line": 3, "rule": 2 },
         "ports": "all", "direction": "in", "default": "none", "ruleUse": [
@@ -83,12 +83,15 @@ TEST( RunTest, ReportsListsPacketsAndUsage ) {
       "packets": { "total": 4, "ingressPorts": [ 13 ], "egressPorts": [], "matched": 3, "default": 1, "dropped": 1,
         "copiedToCpu": 0, "mirrored": 0, "mismatches": 0,
         "madeUpEthernetHeaders": { "packets": 4, "file": "raw.pcap", "linkType": "RAW" } },
+      "users": [
+        { "user": "acl", "lists": [ "web" ], "group": 1, "used": 9, "share": 512, "available": 87 },
+        { "user": "l2", "lists": [], "group": 2, "used": 0, "share": 8, "available": 8 } ],
       "rangeCheckers": 0 })" ) );
   ASSERT_EQ( groups.size(), 8U );
   // Nine entries including the implicit deny in one slice of 32; the other group has another slice.
   EXPECT_EQ( groups[ 3 ], json::parse( R"({ "group": 1, "lists": [ "web" ], "pipe": 1,
-                                            "copy": 1, "used": 9, "free": 87 })" ) );
-  const std::string text = textReport( report, false );
+                                            "copy": 1, "used": 9 })" ) );
+  const std::string text = textReport( report, {} );
   EXPECT_THAT( text, HasSubstr( "no: slices ran out at rule 2 (line 3); rolled back" ) );
   EXPECT_THAT( text, HasSubstr( "default drop: 1 entry" ) );
   EXPECT_THAT( text, HasSubstr( "Packets at port 13: 4, of which 3 matched a rule and 1 met" ) );
@@ -96,9 +99,9 @@ TEST( RunTest, ReportsListsPacketsAndUsage ) {
   EXPECT_THAT( text, HasSubstr( "web: 1 of 3 by prefixes\n    2\n" ) );
   EXPECT_THAT( text, HasSubstr( "records and chip agree" ) );
   // Busiest first; rules without packets only with `detail`.
-  EXPECT_LT( text.find( "Ports=80-81 " ), text.find( "Ports=1024-65535 " ) );
-  EXPECT_EQ( text.find( "Ports=7 " ), std::string::npos );
-  EXPECT_THAT( textReport( report, true ), HasSubstr( "Ports=7 " ) );
+  EXPECT_LT( text.find( " any:80-81\n" ), text.find( " any:1024-65535\n" ) );
+  EXPECT_EQ( text.find( " any:7\n" ), std::string::npos );
+  EXPECT_THAT( textReport( report, { .detail = true } ), HasSubstr( " any:7\n" ) );
 }
 
 // Packets enter and leave by a port for each set of lists and of rules on ports.
@@ -159,11 +162,11 @@ TEST( RunTest, MonitorsTheCapacity ) {
              json::parse( R"([ { "unit": 0, "stage": "IFP", "used": 17, "free": 111,
     "max-limit": 128, "high-watermark": 104, "used-threshold-upper": 80,
     "used-threshold-upper-clear": 50, "used-threshold-upper-exceeded": false } ])" ) );
-  EXPECT_THAT( textReport( report, false ),
+  EXPECT_THAT( textReport( report, {} ),
                HasSubstr( "  alarm raised: unit 0 IFP, 81 % used, 104 of 128 (upper 80 %)\n"
                           "  alarm cleared: unit 0 IFP, 12 % used, 16 of 128 (clear 50 %)\n" ) );
   EXPECT_EQ( object[ "acls" ][ 0 ][ "ruleUse" ][ 0 ][ "packets" ], 0 );
-  EXPECT_THAT( textReport( report, false ), HasSubstr( "\nRules with counters at 0\n" ) );
+  EXPECT_THAT( textReport( report, {} ), HasSubstr( "\nRules with counters at 0\n" ) );
 }
 
 // A policed rule, a rule with a range checker and a mirroring list, verified on every copy.
@@ -195,7 +198,7 @@ TEST( RunTest, VerifiesPolicersCheckersAndMirrors ) {
       "conformed": { "packets": 2, "bytes": 120 }, "dropped": { "packets": 1, "bytes": 60 } })" ) );
   EXPECT_EQ( web[ 1 ][ "destinationPorts" ], "checker" );
   EXPECT_TRUE( object[ "acls" ][ 1 ][ "ruleUse" ][ 0 ][ "bytes" ].is_null() );
-  const std::string text = textReport( report, true );
+  const std::string text = textReport( report, { .detail = true } );
   EXPECT_THAT( text, HasSubstr( "range checkers in use: 1\n  web: 1 of 3 by range checkers" ) );
 }
 
@@ -205,7 +208,7 @@ TEST( RunTest, ReportsMismatchedPackets ) {
   report.mismatches = 2;
   report.differences = { "port 3: x" };
   EXPECT_FALSE( report.success() );
-  EXPECT_THAT( textReport( report, false ), HasSubstr( "2 packets differ from the rules" ) );
+  EXPECT_THAT( textReport( report, {} ), HasSubstr( "2 packets differ from the rules" ) );
   // A list that is not on the chip.
   TestSwitch sw( {} );
   const Acl acl = input().acls[ 0 ];

@@ -73,30 +73,24 @@ TEST( RouterCliReaderTest, ReadsEveryPartOfAnEntry ) {
   expectRows(
       cli4, "",
       {
-          { " permit ip any any", "permit" },
+          { " permit ip any any", "any permit" },
           { " permit tcp host 10.0.0.1 eq www 443 10.0.0.0 0.255.0.255 gt 1023",
-            "source=10.0.0.1 destination=10.0.0.0/255.0.255.0 protocol=tcp sourcePorts=80,443 "
-            "destinationPorts=1024-65535 permit" },
+            "tcp 10.0.0.1:80,443 > 10.0.0.0/255.0.255.0:1024-65535 permit" },
           { " 20 deny udp 10.0.0.0/8 neq 53 any lt 3",
-            "20: source=10.0.0.0/8 protocol=udp "
-            "sourcePorts=0-52,54-65535 destinationPorts=0-2 drop" },
+            "20: udp 10.0.0.0/8:0-52,54-65535 > any:0-2 drop" },
           // All ports are not any packet: fragments have none.
-          { " deny tcp any range 0 65535 any",
-            "protocol=tcp sourcePorts=0-32767,32768-65535 drop" },
-          { " permit tcp any any established log",
-            "protocol=tcp tcpFlags=0x10/0x10,0x4/0x4 permit" },
-          { " permit tcp any any syn rst", "protocol=tcp tcpFlags=0x2/0x2,0x4/0x4 permit" },
-          { " permit tcp any any match-all +ack -syn", "protocol=tcp tcpFlags=0x10/0x12 permit" },
-          { " permit tcp any any match-any +ack -syn",
-            "protocol=tcp tcpFlags=0x10/0x10,0x0/0x2 permit" },
-          { " permit icmp any any 3 1", "protocol=icmp icmp=3/1 permit" },
-          { " permit icmp any any echo", "protocol=icmp icmp=8 permit" },
-          { " permit 88 any any dscp ef fragments",
-            "protocol=eigrp dscp=46 fragments=later permit" },
-          { " permit ip any any precedence critical tos 9", "dscp=44 ecn=2/0x2 permit" },
-          { " permit ip any any precedence 5", "dscp=40/0x38 permit" },
-          { " permit ip any any ttl range 2 9", "ttl=2-9 permit" },
-          { " permit ip any any ttl neq 1", "ttl=0,2-255 permit" },
+          { " deny tcp any range 0 65535 any", "tcp any:0-32767,32768-65535 > any drop" },
+          { " permit tcp any any established log", "tcp flags +ack,+rst permit" },
+          { " permit tcp any any syn rst", "tcp flags +syn,+rst permit" },
+          { " permit tcp any any match-all +ack -syn", "tcp flags -syn+ack permit" },
+          { " permit tcp any any match-any +ack -syn", "tcp flags +ack,-syn permit" },
+          { " permit icmp any any 3 1", "icmp type 3/1 permit" },
+          { " permit icmp any any echo", "icmp type 8 permit" },
+          { " permit 88 any any dscp ef fragments", "eigrp fragments later dscp 46 permit" },
+          { " permit ip any any precedence critical tos 9", "dscp 44 ecn 2/0x2 permit" },
+          { " permit ip any any precedence 5", "dscp 40/0x38 permit" },
+          { " permit ip any any ttl range 2 9", "ttl 2-9 permit" },
+          { " permit ip any any ttl neq 1", "ttl 0,2-255 permit" },
 
           { " permit tcp 10.0.0.1 255.0.0.0 any", "22: A, rule 10: the source 10.0.0.1 has bits" },
           { " permit tcp 10.0.0.1/8 any", "13: A, rule 10: the source 10.0.0.1 has bits" },
@@ -121,11 +115,9 @@ TEST( RouterCliReaderTest, ReadsEveryPartOfAnEntry ) {
       } );
   expectRows( cli6, "",
               {
-                  { " permit tcp 2001:db8::/32 any eq 22",
-                    "source=2001:db8::/32 protocol=tcp destinationPorts=22 permit" },
+                  { " permit tcp 2001:db8::/32 any eq 22", "tcp 2001:db8::/32 > any:22 permit" },
                   { " sequence 5 permit ipv6 any any", "2: A, rule 10: \"sequence\" where" },
-                  { " permit icmp any host ff02::1 nd-ns",
-                    "destination=ff02::1 protocol=icmp6 icmp=135 permit" },
+                  { " permit icmp any host ff02::1 nd-ns", "icmp6 any > ff02::1 type 135 permit" },
                   { " permit ipv6 2001:db8::1/32 any", "14: A, rule 10: the source" },
                   { " permit ipv6 10.0.0.0/8 any", "14: A, rule 10: the source" },
                   { " permit ip any any", "9: A, rule 10: there is no protocol" },
@@ -156,9 +148,9 @@ TEST( RouterCliReaderTest, ReadsAWholeConfiguration ) {
       "end\n";
   EXPECT_EQ( readAll( text ),
              "EDGE-ipv4 ipv4 default drop in GigabitEthernet0/1 in Vlan7\n"
-             "10: source=1.1.1.1 drop\n30: protocol=tcp permit\nprotocol=udp permit\n"
-             "EDGE-ipv6 ipv6 default drop out GigabitEthernet0/1\ndrop\n"
-             "101 ipv4 default drop out Vlan7\nprotocol=icmp permit\n" );
+             "10: 1.1.1.1 > any drop\n30: tcp permit\nudp permit\n"
+             "EDGE-ipv6 ipv6 default drop out GigabitEthernet0/1\nany drop\n"
+             "101 ipv4 default drop out Vlan7\nicmp permit\n" );
   EXPECT_THAT( documentOf( text ).notes,
                testing::ElementsAre( "lists that no interface has are left out: 7" ) );
   ReaderOptions options;
@@ -170,8 +162,8 @@ TEST( RouterCliReaderTest, ReadsAWholeConfiguration ) {
   // Without indentation; a standard list; an address alone is a host.
   EXPECT_EQ( readAll( "ip access-list standard S\ndeny 10.0.0.1\npermit 10.0.0.0 0.0.0.255 log\n"
                       "ip route 0.0.0.0 0.0.0.0 10.0.0.1\naccess-list 1399 permit any\n" ),
-             "S ipv4 default drop\nsource=10.0.0.1 drop\nsource=10.0.0.0/24 permit\n"
-             "1399 ipv4 default drop\npermit\n" );
+             "S ipv4 default drop\n10.0.0.1 > any drop\n10.0.0.0/24 > any permit\n"
+             "1399 ipv4 default drop\nany permit\n" );
 
   const std::pair< std::string, std::string > wrong[] = {
       { "ip access-list extended A\npermit tcp any any\ndney ip any any\n", "f:3:1: A, rule 20" },
@@ -203,36 +195,34 @@ TEST( IptablesReaderTest, ReadsEveryPartOfARule ) {
       filter, "COMMIT\n",
       {
           { "-A INPUT -p all -s 10.0.0.0/8 -d 10.0.0.0/255.0.255.0 -j ACCEPT",
-            "source=10.0.0.0/8 destination=10.0.0.0/255.0.255.0 permit" },
-          { "-A INPUT ! -s 192.0.0.0/2 -j DROP", "source=0.0.0.0/1,128.0.0.0/2 drop" },
+            "10.0.0.0/8 > 10.0.0.0/255.0.255.0 permit" },
+          { "-A INPUT ! -s 192.0.0.0/2 -j DROP", "0.0.0.0/1,128.0.0.0/2 > any drop" },
           { "-A INPUT -s 10.0.0.1,10.0.0.3 -j REJECT --reject-with tcp-reset",
-            "source=10.0.0.1,10.0.0.3 drop" },
+            "10.0.0.1,10.0.0.3 > any drop" },
           { "-A INPUT -m iprange --src-range 10.0.0.1-10.0.0.4 -j DROP",
-            "source=10.0.0.1,10.0.0.2/31,10.0.0.4 drop" },
+            "10.0.0.1,10.0.0.2/31,10.0.0.4 > any drop" },
           { "-A INPUT -m iprange ! --dst-range 64.0.0.0-255.255.255.255 -j DROP",
-            "destination=0.0.0.0/2 drop" },
+            "any > 0.0.0.0/2 drop" },
           { "[1:9] -A INPUT -p tcp -m tcp --sport 0:65535 ! --dport 80:90 -m comment --comment "
             "\"-j DROP \\\" \" -j ACCEPT",
-            "protocol=tcp sourcePorts=0-32767,32768-65535 destinationPorts=0-79,91-65535 permit" },
+            "tcp any:0-32767,32768-65535 > any:0-79,91-65535 permit" },
           { "-A INPUT -p udp -m multiport --dports 53,67:68 -j ACCEPT",
-            "protocol=udp destinationPorts=53,67-68 permit" },
+            "udp any > any:53,67-68 permit" },
           { "-A INPUT -p udp -m multiport --ports 53 -j ACCEPT",
-            "protocol=udp sourcePorts=53 permit\nprotocol=udp destinationPorts=53 permit" },
+            "udp any:53 > any permit\nudp any > any:53 permit" },
           { "-A INPUT -p udp -m multiport ! --ports 1:65535 -j ACCEPT",
-            "protocol=udp sourcePorts=0 destinationPorts=0 permit" },
-          { "-A INPUT -p tcp --syn -j ACCEPT", "protocol=tcp tcpFlags=0x2/0x17 permit" },
-          { "-A INPUT -p tcp ! --tcp-flags SYN,ACK SYN -j DROP",
-            "protocol=tcp tcpFlags=0x10/0x10,0x0/0x12 drop" },
-          { "-A INPUT -p tcp --tcp-flags NONE NONE -j DROP",
-            "protocol=tcp tcpFlags=0x0/0x80,0x80/0x80 drop" },
-          { "-A INPUT -p icmp -m icmp --icmp-type 3/4 -j DROP", "protocol=icmp icmp=3/4 drop" },
-          { "-A INPUT -p icmp --icmp-type ttl-exceeded -j DROP", "protocol=icmp icmp=11 drop" },
-          { "-A INPUT -f -j DROP", "fragments=later drop" },
-          { "-A INPUT ! -f -j DROP", "fragments=notLater drop" },
+            "udp any:0 > any:0 permit" },
+          { "-A INPUT -p tcp --syn -j ACCEPT", "tcp flags -fin+syn-rst-ack permit" },
+          { "-A INPUT -p tcp ! --tcp-flags SYN,ACK SYN -j DROP", "tcp flags +ack,-syn-ack drop" },
+          { "-A INPUT -p tcp --tcp-flags NONE NONE -j DROP", "tcp flags -cwr,+cwr drop" },
+          { "-A INPUT -p icmp -m icmp --icmp-type 3/4 -j DROP", "icmp type 3/4 drop" },
+          { "-A INPUT -p icmp --icmp-type ttl-exceeded -j DROP", "icmp type 11 drop" },
+          { "-A INPUT -f -j DROP", "fragments later drop" },
+          { "-A INPUT ! -f -j DROP", "fragments notLater drop" },
           { "-A INPUT -m mac --mac-source 02:00:00:00:00:01 -j DROP",
-            "sourceMac=02:00:00:00:00:01 drop" },
-          { "-A INPUT -m ttl --ttl-lt 2 -m dscp --dscp 0x2e -j DROP", "dscp=46 ttl=0-1 drop" },
-          { "-A INPUT ! -i lo -p esp -j DROP", "protocol=esp drop" },
+            "smac 02:00:00:00:00:01 drop" },
+          { "-A INPUT -m ttl --ttl-lt 2 -m dscp --dscp 0x2e -j DROP", "dscp 46 ttl 0-1 drop" },
+          { "-A INPUT ! -i lo -p esp -j DROP", "esp drop" },
 
           { "-A INPUT -s 10.0.0.1/8 -j ACCEPT", "13: INPUT, rule 1: 10.0.0.1 has bits" },
           { "-A INPUT -s 10.0.0.0/ -j DROP", "13: INPUT, rule 1: \"\" is not" },
@@ -267,10 +257,9 @@ TEST( IptablesReaderTest, TakesEstablishedForFlagsOnlyIfAsked ) {
     return readAll( filter + rule + rest + "\nCOMMIT\n", assumed );
   };
   EXPECT_THAT( read( " -j ACCEPT", false ), HasSubstr( "f:3:33: INPUT, rule 1: the state" ) );
-  EXPECT_THAT( read( " -j ACCEPT", true ),
-               HasSubstr( "protocol=tcp tcpFlags=0x10/0x10,0x4/0x4 permit" ) );
+  EXPECT_THAT( read( " -j ACCEPT", true ), HasSubstr( "tcp flags +ack,+rst permit" ) );
   EXPECT_THAT( read( " -p tcp --tcp-flags SYN SYN -j DROP", true ),
-               HasSubstr( "tcpFlags=0x12/0x12,0x6/0x6 drop" ) );
+               HasSubstr( "flags +syn+ack,+syn+rst drop" ) );
   EXPECT_THAT( read( " -j DROP", true ), HasSubstr( "ESTABLISHED needs -p tcp" ) );
   EXPECT_THAT( read( ",RELATED -j ACCEPT", true ), HasSubstr( "the state RELATED" ) );
   EXPECT_THAT( documentOf( filter + rule + " -j ACCEPT\nCOMMIT\n", true ).notes,
@@ -377,7 +366,7 @@ TEST( IptablesReaderTest, ReadsTablesAndChains ) {
                       ":OUTPUT DROP [0:0]\r\n-A FORWARD -i lo -j ACCEPT\r\n"
                       "-A OUTPUT -p ipv6-icmp -m icmp6 --icmpv6-type 135 -j ACCEPT\r\nCOMMIT\r\n" ),
              "FORWARD ipv6 default drop\n"
-             "OUTPUT ipv6 default drop out \nprotocol=icmp6 icmp=135 permit\n" );
+             "OUTPUT ipv6 default drop out \nicmp6 type 135 permit\n" );
   const std::pair< std::string, std::string > wrong[] = {
       { "*nat\n-A POSTROUTING -j MASQUERADE\nCOMMIT\n*filter\n:INPUT DROP\nCOMMIT\n",
         "f:1:1: table nat: only the filter table" },
