@@ -122,8 +122,27 @@ std::string fateText( const SoftAsic::Verdict & verdict ) {
   return text;
 }
 
-std::string foundText( const MatchField & field, const std::optional< FieldBits > & value ) {
-  return value ? valueText( field, *value ) : "no such field";
+std::string seenText( const MatchField & field, const FieldBits & value ) {
+  const bool whole = field.id == FieldId::fragments && Fragments( value.low ) == Fragments::none;
+  return whole ? "none (whole packet)" : valueText( field, value );
+}
+
+// True for the first user-defined field that differs.
+bool blamesUdf( const AclRule & rule, const FrameFields & packet, RuleVerdict & verdict ) {
+  for ( const UdfMatch & udf : rule.udf ) {
+    const size_t at = packet.l3At.value_or( packet.frame.size() ) + udf.fromL3();
+    const bool present = at + 4 <= packet.frame.size();
+    U32 found = 0;
+    for ( size_t i = 0; present && i < 4; ++i )
+      found = found << 8 | packet.frame[ at + i ];
+    if ( present && ( ( found ^ udf.value ) & udf.mask ) == 0 )
+      continue;
+    verdict.field = fmt::format( "udf@{}", udf.fromL3() );
+    verdict.wanted = fmt::format( "{:#010x}/{:#010x}", udf.value, udf.mask );
+    verdict.found = present ? fmt::format( "{:#010x}", found ) : "no such bytes";
+    return true;
+  }
+  return false;
 }
 
 // The rule without its restrictions of other fields, but with its protocol for one that needs it.
@@ -184,7 +203,7 @@ Explanation Explainer::explain( const Packet & packet, const PortPair & ports,
 void Explainer::addFields( const Sent & sent, Explanation & result ) const {
   for ( const MatchField & field : matchFields() )
     if ( const auto value = sent.seen.value( field, Direction::out ) )
-      result.fields.emplace_back( field.name, valueText( field, *value ) );
+      result.fields.emplace_back( field.name, seenText( field, *value ) );
   if ( sent.seen.isTakenAsTagged() )
     result.fields.emplace_back( "vlan", "none; the ingress stage takes it for 0, priority 0" );
   std::string checkers;
@@ -327,18 +346,22 @@ bool Explainer::blamesField( const Sent & sent, const RuleIndex & index,
   const FrameFields fields = sent.fields( input_.platform, acl.direction );
   if ( ruleMatches( acl, rule, fields ) )
     return false;
-  for ( const MatchField & field : matchFields() ) {
-    if ( !field.isIn( acl.kind ) || !restricts( field, rule ) ||
-         ruleMatches( acl, onlyField( rule, field ), fields ) )
-      continue;
-    verdict.field = field.name;
-    verdict.wanted = fieldText( field, rule );
-    verdict.found = foundText( field, sent.seen.value( field, acl.direction ) );
-    verdict.why = fmt::format( "{} differs: the rule wants {}, the packet has {}", field.name,
-                               verdict.wanted, verdict.found );
+  const auto differs = [ & ]( const MatchField & field ) {
+    return field.isIn( acl.kind ) && restricts( field, rule ) &&
+           !ruleMatches( acl, onlyField( rule, field ), fields );
+  };
+  const auto field = std::find_if( matchFields().begin(), matchFields().end(), differs );
+  if ( field != matchFields().end() ) {
+    const auto value = sent.seen.value( *field, acl.direction );
+    verdict.field = field->name;
+    verdict.wanted = fieldText( *field, rule );
+    verdict.found = value ? seenText( *field, *value ) : "no such field";
+  } else if ( !blamesUdf( rule, fields, verdict ) ) {
+    verdict.why = "user-defined fields match only frames with an EtherType";
     return true;
   }
-  verdict.why = "a user-defined field differs";
+  verdict.why = fmt::format( "{} differs: the rule wants {}, the packet has {}", verdict.field,
+                             verdict.wanted, verdict.found );
   return true;
 }
 
