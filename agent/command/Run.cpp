@@ -255,6 +255,7 @@ void RunJob::classify() {
 void RunJob::readGroups() {
   Morvane::MorvaneTcamGroupManager & manager = session_.groupManager();
   const U32 unit = SwitchSession::unit;
+  report_.rangeCheckersMax = input_.platform.chip.rangeCheckers;
   for ( auto it = manager.rangeCheckerIterConst(); it; ++it )
     report_.rangeCheckers += it.member()->unitIdHas( unit ) ? 1 : 0;
   for ( auto it = manager.groupCountsIterConst(); it; ++it ) {

@@ -1,5 +1,6 @@
 #include "agent/report/PlatformList.h"
 
+#include "agent/session/SwitchSession.h"
 #include "agent/text/TextTable.h"
 #include "platform/PlatformLoader.h"
 
@@ -17,6 +18,14 @@ U32 ingressRows( const SoftAsic::ChipProfile & chip ) {
   return rows;
 }
 
+// Entries of IPv4 lists that fit an empty chip: on one with fewer slices than the share has
+// entries, less than the share.
+U32 fittingEntries( const Platform::PlatformData & data ) {
+  SwitchSession session( data );
+  const auto user = session.groupManager().entryManager( Morvane::ipAclTcamGroup );
+  return user ? user->entriesAvailable( SwitchSession::unit ) : 0;
+}
+
 std::string namesOf( const Platform::PlatformData & data ) {
   return data.portNames.empty() ? "" : data.portNames.front() + " to " + data.portNames.back();
 }
@@ -25,7 +34,7 @@ std::string namesOf( const Platform::PlatformData & data ) {
 
 std::string platformsText() {
   TextTable table( { "platform", ">pipes", ">copies", ">ports", "by name", ">ingress rows a copy",
-                     ">IPv4 ACL entries", "description" } );
+                     ">IPv4 ACL share", ">of it fit", "description" } );
   for ( const std::string & name : Platform::builtInPlatforms() ) {
     const Platform::PlatformData data = Platform::loadPlatform( name );
     U32 aclEntries = 0;
@@ -34,7 +43,7 @@ std::string platformsText() {
     table.add( { name, std::to_string( data.chip.pipes ), data.chip.secondCopy ? "2" : "1",
                  std::to_string( data.chip.ports() ), namesOf( data ),
                  countText( ingressRows( data.chip ) ), countText( aclEntries ),
-                 data.description } );
+                 countText( fittingEntries( data ) ), data.description } );
   }
   return table.text();
 }

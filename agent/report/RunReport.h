@@ -106,6 +106,7 @@ struct RunReport {
   std::vector< UserUse > users;
   std::vector< GroupUse > groups;  // on the chip
   U32 rangeCheckers = 0;           // in use
+  U32 rangeCheckersMax = 0;        // that the chip has
   std::map< std::string, U64 > sdkCalls;
 
   std::vector< std::string > cleared;  // counters cleared before reading

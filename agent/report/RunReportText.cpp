@@ -225,8 +225,9 @@ std::string rangeText( const RunReport & report ) {
   }
   if ( text.empty() )
     return text;
-  return fmt::format( "Rules with ranges of ports; range checkers in use: {}\n{}\n",
-                      report.rangeCheckers, text );
+  return fmt::format( "Rules with ranges of ports; range checkers in use: {} of {} ({})\n{}\n",
+                      report.rangeCheckers, report.rangeCheckersMax,
+                      percentText( report.rangeCheckers, report.rangeCheckersMax ), text );
 }
 
 // The rules with the most entries, or all with several. Empty if none has.

@@ -120,7 +120,7 @@ const char wholeText[] = R"(test
 fw does not fit
 
 IFP, ingress: pipe 0 copy 0
-  94 entries, 202 rows open to groups, 2 of 8 slices free
+  94 of 296 rows used (31.7 %), 202 open; 6 of 8 slices taken (75.0 %)
   slice   rows  bits    group |row 0                               last| entries
       0     32   192        2 |::::::::........................|               8
       1     32   192        1 |AAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAA|              32
@@ -131,7 +131,7 @@ IFP, ingress: pipe 0 copy 0
     6-7    100   192     free |                                        |
 
 IFP, ingress: pipe 1 copy 0
-  95 entries, 201 rows open to groups, 2 of 8 slices free
+  95 of 296 rows used (32.0 %), 201 open; 6 of 8 slices taken (75.0 %)
   slice   rows  bits    group |row 0                               last| entries
       0     32   192        2 |::::::::?.......................|               9
       1     32   192        1 |AAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAA|              32
@@ -142,11 +142,11 @@ IFP, ingress: pipe 1 copy 0
     6-7    100   192     free |                                        |
 
 Users
-     user             group  share  used  unused  set aside
-  -  ---------------  -----  -----  ----  ------  ---------
-  A  <a&l>                1     80    80       0          0
-  B  ip6AclTcamGroup      3     64     6      58          0
-  C  l2                   2      8     0       8          8
+     user             group  share  used  percent  unused  set aside
+  -  ---------------  -----  -----  ----  -------  ------  ---------
+  A  <a&l>                1     80    80  100.0 %       0          0
+  B  ip6AclTcamGroup      3     64     6    9.3 %      58          0
+  C  l2                   2      8     0    0.0 %       8          8
   Without slices: macAclTcamGroup, mirroringAclTcamGroup1,
   mirroringAclTcamGroup2, openFlowVxlanUdfTcamGroup
 

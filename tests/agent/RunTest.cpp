@@ -4,11 +4,13 @@
 #include <gmock/gmock.h>
 
 #include <nlohmann/json.hpp>
+#include <regex>
 
 #include "agent/packets/PacketFiles.h"
 #include "agent/packets/PacketMaker.h"
 #include "agent/packets/RandomPackets.h"
 #include "agent/read/ClassBenchReader.h"
+#include "agent/report/PlatformList.h"
 #include "tests/agent/TestSwitch.h"
 
 namespace Agent {
@@ -102,6 +104,44 @@ TEST( RunTest, ReportsListsPacketsAndUsage ) {
   EXPECT_LT( text.find( " any:80-81\n" ), text.find( " any:1024-65535\n" ) );
   EXPECT_EQ( text.find( " any:7\n" ), std::string::npos );
   EXPECT_THAT( textReport( report, { .detail = true } ), HasSubstr( " any:7\n" ) );
+}
+
+// The rules' tables, as wide as the terminal.
+TEST( RunTest, TablesHaveTheWantedRulesAndWidth ) {
+  const RunReport report = runLocked( input() );
+  const auto tables = [ & ]( const TextOptions & options ) {
+    std::string text = textReport( report, options );
+    const size_t begin = text.find( options.detail ? "\nRules with \"" : "\nBusiest" ) + 1;
+    return text.substr( begin, text.find( "\n\n", begin ) - begin );
+  };
+  EXPECT_EQ( tables( { .filter = "udp", .top = 1 } ), "Busiest rules with \"udp\": none was hit" );
+  EXPECT_EQ( tables( { .top = 1, .terminal = { 76, false } } ), R"(Busiest rules
+  ACL  rule  line  entries  ranges  packets  bytes  action  match
+  ---  ----  ----  -------  ------  -------  -----  ------  ----------------
+  web     1     1        1                2    120  permit  tcp 1.0.0.0/8 ..)" );
+  EXPECT_EQ( tables( { .detail = true, .filter = "> any:7", .top = 1, .terminal = { 1, true } } ),
+             R"(Rules with "> any:7"
+  ACL  rule  line  entries  ranges  packets  bytes  action  match
+  ---  ----  ----  -------  ------  -------  -----  ------  ------------
+  web     3     3        1                0      0  permit  udp 2.0.0...)" );
+  const std::string coloured = textReport( report, { .terminal = { 200, true } } );
+  EXPECT_THAT( coloured, HasSubstr( "0  \033[31mno: slices ran out at rule 2 (line 3); rolled "
+                                    "back\033[0m  big.acl\n" ) );
+  EXPECT_THAT( coloured, HasSubstr( "\033[31m  dropped: 1\033[0m\n" ) );
+  EXPECT_EQ( std::regex_replace( coloured, std::regex( "\033\\[[0-9]*m" ), "" ),
+             textReport( report, {} ) );
+}
+
+// The list of platforms says how many entries fit.
+TEST( RunTest, AsManyEntriesFitAsThePlatformPromises ) {
+  RunInput in;
+  in.platform = Platform::loadPlatform( "small" );
+  for ( const U32 entries : { 4608U, 4609U } ) {
+    in.acls = { plainAcl( entries ) };
+    EXPECT_EQ( runLocked( in ).acls[ 0 ].shortage.has_value(), entries != 4608 );
+  }
+  const Kiv::LockGuard activity( Kiv::ActivityUnlockAnchor::lock() );
+  EXPECT_THAT( platformsText(), HasSubstr( "  5,120           8,192      4,608  one pipe, " ) );
 }
 
 // Packets enter and leave by a port for each set of lists and of rules on ports.
@@ -199,7 +239,9 @@ TEST( RunTest, VerifiesPolicersCheckersAndMirrors ) {
   EXPECT_EQ( web[ 1 ][ "destinationPorts" ], "checker" );
   EXPECT_TRUE( object[ "acls" ][ 1 ][ "ruleUse" ][ 0 ][ "bytes" ].is_null() );
   const std::string text = textReport( report, { .detail = true } );
-  EXPECT_THAT( text, HasSubstr( "range checkers in use: 1\n  web: 1 of 3 by range checkers" ) );
+  EXPECT_THAT(
+      text,
+      HasSubstr( "range checkers in use: 1 of 1 (100.0 %)\n  web: 1 of 3 by range checkers" ) );
 }
 
 TEST( RunTest, ReportsMismatchedPackets ) {

@@ -13,6 +13,7 @@ namespace Map {
 namespace {
 
 using Agent::countText;
+using Agent::percentText;
 
 // Okabe and Ito's palette without black, then distinguishable additions.
 constexpr std::array< Colour, 10 > colours = { { { "#56b4e9", 74, false },
@@ -88,9 +89,12 @@ std::string totalsText( const Table & table ) {
   const U32 entries = table.entries();
   if ( table.freeSlices() == table.slices.size() )
     return fmt::format( "all {} slices free", table.slices.size() );
-  return fmt::format( "{} entr{}, {} rows open to groups, {} of {} slices free",
-                      countText( entries ), entries == 1 ? "y" : "ies",
-                      countText( table.openRows() ), table.freeSlices(), table.slices.size() );
+  const U32 rows = entries + table.openRows();
+  const size_t taken = table.slices.size() - table.freeSlices();
+  return fmt::format( "{} of {} rows used ({}), {} open; {} of {} slices taken ({})",
+                      countText( entries ), countText( rows ), percentText( entries, rows ),
+                      countText( table.openRows() ), taken, table.slices.size(),
+                      percentText( taken, table.slices.size() ) );
 }
 
 std::string useText( const SliceMap & map, const Slice & slice, const Segment & segment ) {
@@ -132,7 +136,8 @@ bool hasTwins( const SliceMap & map ) {
 }
 
 std::vector< std::string > userHeadings( const SliceMap & map ) {
-  std::vector< std::string > headings = { "group", "share", "used", "unused", "set aside" };
+  std::vector< std::string > headings = { "group",   "share",  "used",
+                                          "percent", "unused", "set aside" };
   if ( hasTwins( map ) )
     headings.emplace_back( "twins" );
   return headings;
@@ -140,8 +145,10 @@ std::vector< std::string > userHeadings( const SliceMap & map ) {
 
 std::vector< std::string > userCells( const SliceMap & map, const User & user ) {
   std::vector< std::string > cells = {
-      std::to_string( user.group ), user.share ? countText( *user.share ) : "no limit",
+      std::to_string( user.group ),
+      user.share ? countText( *user.share ) : "no limit",
       countText( user.used ),
+      user.share ? percentText( user.used, *user.share ) : "-",
       user.share ? countText( *user.share - std::min( *user.share, user.used ) ) : "",
       countText( user.setAside ) };
   if ( hasTwins( map ) )

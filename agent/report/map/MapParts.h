@@ -15,7 +15,7 @@ std::vector< TableSet > tableSets( const SliceMap & map, bool all );
 
 // "IFP, ingress"
 std::string stageTitle( SoftAsic::StageKind stage );
-// "486 entries, 1,024 rows open to groups, 18 of 20 slices free"
+// "486 of 1,510 rows used (32.1 %), 1,024 open; 2 of 20 slices taken (10.0 %)"
 std::string totalsText( const Table & table );
 // Text for a segment: "IPv4 ACL", "set aside for L2 control", "open to group 3", ...
 std::string useText( const SliceMap & map, const Slice & slice, const Segment & segment );
