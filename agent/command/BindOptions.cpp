@@ -9,6 +9,7 @@
 #include "agent/command/Run.h"
 #include "agent/command/UsageError.h"
 #include "agent/read/MatchSets.h"
+#include "agent/text/Suggestion.h"
 #include "platform/InputError.h"
 #include "platform/PortNames.h"
 
@@ -145,8 +146,9 @@ void applyBindings( const std::vector< std::string > & binds,
   for ( const std::string & argument : binds ) {
     auto [ list, binding ] = readBind( argument );
     if ( !names.contains( list ) )
-      failBind( argument, fmt::format( "there is no list {}; there are {}", list,
-                                       fmt::join( names, ", " ) ) );
+      failBind( argument,
+                fmt::format( "there is no list {}; there are {}{}", list, fmt::join( names, ", " ),
+                             suggestion( list, { names.begin(), names.end() } ) ) );
     given[ list ].push_back( std::move( binding ) );
   }
   std::vector< Acl > bound;

@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "agent/command/Help.h"
 #include "agent/feature/AclShares.h"
 #include "agent/report/OutputFile.h"
 #include "agent/report/map/SliceMap.h"
@@ -42,7 +43,8 @@ void addMapOptions( CLI::App & app, MapOptions & map ) {
                                          : ColourUse::automatic;
          },
          "Colours of the text; auto: on a terminal, unless NO_COLOR is set" )
-      ->check( CLI::IsMember( { "auto", "always", "never" } ) );
+      ->default_str( "auto" )
+      ->check( oneOf( { "auto", "always", "never" } ) );
 }
 
 bool mapCommand( const RunOptions & options, const MapOptions & map ) {

@@ -1,5 +1,7 @@
 #include "agent/command/RunCommandLine.h"
 
+#include "agent/command/Help.h"
+
 namespace Agent {
 
 namespace {
@@ -27,7 +29,8 @@ void addRuleOptions( CLI::App & app, RunOptions & run ) {
          "How port ranges are matched: checkers, by range checkers only; expand, by prefixes; "
          "auto, by range checkers while available; best, by range checkers for the ranges that "
          "save most entries" )
-      ->check( CLI::IsMember( { "checkers", "expand", "auto", "best" } ) );
+      ->default_str( "auto" )
+      ->check( oneOf( { "checkers", "expand", "auto", "best" } ) );
   app.add_option(
          "--police", run.police,
          "Drop packets of a rule above a rate: RULE is a number from 1, or LIST/NUMBER; RATE is "
@@ -53,7 +56,8 @@ void addRuleOptions( CLI::App & app, RunOptions & run ) {
          },
          "Packets that no rule matches, of lists whose format does not say: permit or drop (deny), "
          "by one entry per table, or none" )
-      ->check( CLI::IsMember( { "permit", "drop", "deny", "none" } ) );
+      ->default_str( "none" )
+      ->check( oneOf( { "permit", "drop", "deny", "none" } ) );
 }
 
 void addReportOptions( CLI::App & app, RunOptions & run ) {
@@ -75,13 +79,14 @@ void addReaderOptions( CLI::App & app, RunOptions & run ) {
   app.add_option_function< std::string >(
          "--format", [ &run ]( const std::string & name ) { run.format = formatNamed( name ); },
          "Format of the access lists: auto, by content, or one of " + formatList() )
-      ->check( CLI::IsMember( formatChoices() ) );
+      ->default_str( "auto" )
+      ->check( oneOf( formatChoices() ) );
   app.add_option_function< std::string >(
          "--assume-established",
          [ &run ]( const std::string & ) { run.reader.assumeEstablished = true; },
          "Take rules on the connection state ESTABLISHED for rules on TCP packets with ACK or RST: "
          "tcp-flags" )
-      ->check( CLI::IsMember( { "tcp-flags" } ) );
+      ->check( oneOf( { "tcp-flags" } ) );
   app.add_flag( "--partial", run.partial,
                 "Run without the rules that are refused; a list of none but these has its default "
                 "action; the exit status is then 1" );
@@ -124,8 +129,12 @@ void addPacketOptions( CLI::App & app, RunOptions & run ) {
       ->type_name( "FILE" );
   app.add_option( "--random", run.random, "Random packets generated from the rules" )
       ->type_name( "N" )
+      ->capture_default_str()
       ->check( CLI::Range( 0U, randomMax ) );
-  app.add_option( "--seed", run.seed, "Seed of the random packets" )->type_name( "S" );
+  app.add_option( "--seed", run.seed, "Seed of the random packets" )
+      ->type_name( "S" )
+      ->capture_default_str()
+      ->check( wholeNumber() );
   app.add_option( "--pps", run.packetsPerSecond,
                   "Rate of packets without time stamps (traces, random packets) on the chip's "
                   "virtual clock" )
@@ -151,7 +160,7 @@ void addRunOptions( CLI::App & app, RunOptions & run, OutputOptions & output ) {
            output.text.detail = form == "detail";
          },
          "Add a library report of TCAM use: summary; detail, with entries (and all rules "
-         "instead of the ten busiest); raw, the slices; banks; capacity; entry:ID; group-dump:ID; "
+         "instead of the busiest); raw, the slices; banks; capacity; entry:ID; group-dump:ID; "
          "entry-dump:ID" )
       ->type_name( "VIEW" );
   app.add_option( "--filter", output.text.filter,

@@ -11,6 +11,7 @@
 #include "agent/packets/PacketMaker.h"
 #include "agent/packets/RandomPackets.h"
 #include "agent/report/Progress.h"
+#include "agent/text/Suggestion.h"
 #include "platform/InputError.h"
 #include "platform/PlatformLoader.h"
 
@@ -105,6 +106,18 @@ void checkPlatform( const RunOptions & options, const RunInput & input ) {
         fmt::format( "--default: {} has no share for IPv4 lists", input.platform.name ) );
 }
 
+Platform::PlatformData readPlatform( const std::string & name ) {
+  std::error_code ignored;
+  try {
+    return Platform::loadPlatform( name );
+  } catch ( const Platform::InputError & error ) {
+    if ( std::filesystem::exists( name, ignored ) )
+      throw;
+    throw Platform::InputError( name, error.place(),
+                                error.reason() + suggestion( name, Platform::builtInPlatforms() ) );
+  }
+}
+
 // Packets of the file, then random ones; the built-in example's by default.
 PacketFile readAllPackets( const RunOptions & options, const std::vector< Acl > & acls ) {
   const U64 interval = nanosecondsPerSecond / options.packetsPerSecond;
@@ -112,6 +125,8 @@ PacketFile readAllPackets( const RunOptions & options, const std::vector< Acl > 
   U32 random = options.random;
   if ( !options.packets.empty() ) {
     result = readPackets( options.packets, interval );
+    if ( result.packets.empty() )
+      throw Platform::InputError( options.packets, 0, "there are no packets in this file" );
   } else if ( options.acls.empty() && random == 0 ) {
     appendFrames( result.packets, exampleFrames(), interval );
     random = examplePackets;
@@ -124,7 +139,7 @@ PacketFile readAllPackets( const RunOptions & options, const std::vector< Acl > 
 
 RunInput readInput( const RunOptions & options ) {
   RunInput input;
-  input.platform = Platform::loadPlatform( options.platform );
+  input.platform = readPlatform( options.platform );
   input.portMethod = options.ports;
   input.defaultAction = options.defaultAction;
   input.verify = options.verify;

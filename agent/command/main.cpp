@@ -10,6 +10,7 @@
 #include "agent/command/CountCommand.h"
 #include "agent/command/ExplainCommand.h"
 #include "agent/command/FitCommand.h"
+#include "agent/command/Help.h"
 #include "agent/command/Inspect.h"
 #include "agent/command/MapCommand.h"
 #include "agent/command/MeaningCommands.h"
@@ -196,10 +197,13 @@ int command( int argc, char ** argv ) {
   Agent::addPacketOptions( *explain, runOptions );
   Agent::addExplainOptions( *explain, explainOptions );
   CLI::App * platforms = app.add_subcommand( "platforms", "List the built-in platforms" );
+  Agent::addHelp( app );
   try {
     app.parse( argc, argv );
   } catch ( const CLI::Success & help ) {
     return app.exit( help );
+  } catch ( const CLI::ExtrasError & ) {
+    return fail( Agent::unknownArgument( app, { argv + 1, argv + argc } ) );
   } catch ( const CLI::ParseError & error ) {
     return fail( fmt::format( "morvane-tcam: {}", error.what() ) );
   }

@@ -1,51 +1,18 @@
 // The command: exit status, standard output and standard error.
 #include <gmock/gmock.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <nlohmann/json.hpp>
 #include <regex>
 
+#include "tests/agent/CommandRunner.h"
+
 namespace {
 
+using CommandTest = Agent::CommandRunner;
+using Agent::Outcome;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::StartsWith;
-
-struct Outcome {
-  int status = -1;
-  std::string out;
-  std::string error;
-};
-
-class CommandTest : public testing::Test {
- protected:
-  CommandTest() : folder_( testing::TempDir() + "/morvane-tcam-" + std::to_string( getpid() ) ) {
-    std::filesystem::create_directories( folder_ );
-  }
-  ~CommandTest() override { std::filesystem::remove_all( folder_ ); }
-
-  std::string write( const std::string & name, const std::string & text ) {
-    std::ofstream( folder_ + "/" + name ) << text;
-    return folder_ + "/" + name;
-  }
-  std::string read( const std::string & name ) {
-    std::ifstream in( folder_ + "/" + name );
-    return { std::istreambuf_iterator< char >( in ), {} };
-  }
-  Outcome run( const std::string & arguments ) { return run( arguments, folder_ + "/out" ); }
-  Outcome run( const std::string & arguments, const std::string & output ) {
-    const std::string line = std::string( MORVANE_TCAM ) + " " + arguments + " > " + output +
-                             " 2> " + folder_ + "/error";
-    const int status = std::system( line.c_str() );
-    return { WIFEXITED( status ) ? WEXITSTATUS( status ) : -1, read( "out" ), read( "error" ) };
-  }
-
-  const std::string folder_;
-};
 
 TEST_F( CommandTest, RunsTheExampleWithoutArguments ) {
   const Outcome outcome = run( "" );
@@ -455,7 +422,6 @@ TEST_F( CommandTest, InvalidInputGivesOneLineAndStatus2 ) {
       { "run --acl " + good + " --packets " + cut, cut + ": [^\n]*\n" },
       { "run --acl " + cut, cut + ": a packet capture; give it with --packets\n" },
       { "run --packets " + binary, binary + ": neither a capture [^\n]* nor a trace[^\n]*\n" },
-      { "walk", usage },
       { "inspect groupManager/numPipes", usage },
       { "inspect --set groupManager/numPipe=two", usage },
   };
