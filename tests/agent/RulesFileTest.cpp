@@ -68,7 +68,8 @@ TEST( RulesFileTest, ReadsAllFieldsOfARule ) {
     { "source": "2001:db8::/33", "protocol": "tcp", "tcpFlags": { "value": "0x2" } } ] })" );
   EXPECT_TRUE( ip6.rules[ 0 ].isFor( protocolTcp ) );
   EXPECT_EQ( ip6.rules[ 0 ].tcpFlags, ( FieldMatch< U8 >{ 2, 0xFF } ) );
-  EXPECT_THAT( ruleText( ip6.kind, ip6.rules[ 0 ] ), StartsWith( "tcp 2001:db8::/33 > any flags =syn " ) );
+  EXPECT_THAT( ruleText( ip6.kind, ip6.rules[ 0 ] ),
+               StartsWith( "tcp 2001:db8::/33 > any flags =syn " ) );
 }
 
 // Each is the third line of an otherwise valid file.
