@@ -29,6 +29,19 @@ constexpr CommandHelp commandHelp[] = {
       "  morvane-tcam map --platform small --acl edge.acl\n"
       "  morvane-tcam map --acl edge.acl --svg picture.svg\n" },
     { "count", "  morvane-tcam count --acl long.acl --platform shared --json\n" },
+    { "cost",
+      "  morvane-tcam cost edge.acl --platform small --all\n"
+      "  morvane-tcam cost edge=rules.json --ports best --json\n" },
+    { "fit",
+      "  morvane-tcam fit edge.acl web.json --platform small --platform shared\n"
+      "  morvane-tcam fit edge.acl --platform small --what-if range-checkers=0\n" },
+    { "check",
+      "  morvane-tcam check edge.acl\n"
+      "  morvane-tcam check edge.acl web.json --overlaps --json\n" },
+    { "diff",
+      "  morvane-tcam diff old.acl new.acl\n"
+      "  morvane-tcam diff edge=old.acl edge=new.json --apply --platform small\n" },
+    { "compact", "  morvane-tcam compact edge.acl --output short.json\n" },
     { "explain",
       "  morvane-tcam explain --acl edge.acl --packet \"tcp 10.0.0.1:1024 > 192.0.2.9:443 flags "
       "syn\"\n"
@@ -39,7 +52,7 @@ constexpr CommandHelp commandHelp[] = {
 constexpr const char * statuses =
     "Exit status:\n"
     "  0  success\n"
-    "  1  a list does not fit, refused rules were left out, or a difference was found\n"
+    "  1  a list does not fit, refused rules were left out, or a difference or fault was found\n"
     "  2  usage error, invalid input or failed output\n";
 
 std::string footerOf( const std::string & command ) {

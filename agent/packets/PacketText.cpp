@@ -248,12 +248,14 @@ void Reader::readFlags( const std::string & word ) {
 void Reader::readProtocol( const std::string & word ) {
   const auto named = protocolFromText( word );
   const auto number = anyNumber( word );
-  if ( !named && !number )
-    failText( fmt::format(
-        "unknown word {}{}", word,
-        suggestion( word, { "in",   "out", "vlan", "pcp",      "inner", "flags", "icmp",
-                            "dscp", "ecn", "ttl",  "fragment", "smac",  "dmac",  "ethertype",
-                            "tcp",  "udp", "gre",  "esp",      "ospf",  "sctp" } ) ) );
+  if ( !named && !number ) {
+    std::vector< std::string > known = { "in",   "out",  "vlan", "pcp",      "inner",    "flags",
+                                         "icmp", "dscp", "ecn",  "ttl",      "smac",     "dmac",
+                                         "tcp",  "udp",  "gre",  "fragment", "ethertype" };
+    for ( const std::string_view name : protocolNames() )
+      known.emplace_back( name );
+    failText( fmt::format( "unknown word {}{}", word, suggestion( word, known ) ) );
+  }
   once( "the protocol" );
   packet_.fields.protocol =
       named ? *named : static_cast< U8 >( numberUpTo( 0xFF, word, "a protocol" ) );

@@ -311,15 +311,15 @@ Platform test:
 Resources of one pipe and copy, when ranges ran out
   resource                     used  total  percent  held by
   ---------------------------  ----  -----  -------  -----------------------
-  entries of acl                 64    512      12%  plain, ranges
-  IFP slices of 32 x 192 bits     3      3     100%  plain, ranges: 2; l2: 1
-  key bits of group 1           132    192      68%  plain, ranges
-  key bits of group 2            48    192      25%  l2
-  IFP statistics                 64  1,024       6%  plain, ranges
-  range checkers                  1      1     100%  ranges
-  policers of a pipe              0      4       0%
-  UDF packet formats              0     16       0%
-  preselectors                    0     64       0%
+  entries of acl                 64    512   12.5 %  plain, ranges
+  IFP slices of 32 x 192 bits     3      3  100.0 %  plain, ranges: 2; l2: 1
+  key bits of group 1           132    192   68.7 %  plain, ranges
+  key bits of group 2            48    192   25.0 %  l2
+  IFP statistics                 64  1,024    6.2 %  plain, ranges
+  range checkers                  1      1  100.0 %  ranges
+  policers of a pipe              0      4    0.0 %
+  UDF packet formats              0     16    0.0 %
+  preselectors                    0     64    0.0 %
 )" );
   EXPECT_EQ(
       costText( platform, costOf( platform, acls, rangeChoice( PortMethod::best, platform, acls ) ),

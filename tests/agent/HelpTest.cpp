@@ -15,8 +15,8 @@ using testing::MatchesRegex;
 
 TEST_F( HelpTest, EveryCommandHasExamplesAndStatuses ) {
   EXPECT_THAT( run( "--version" ).out, MatchesRegex( "morvane-tcam [0-9]+\\.[0-9]+\\.[0-9]+\n" ) );
-  for ( const std::string command :
-        { "", "run", "inspect", "map", "count", "cost", "fit", "explain", "platforms" } ) {
+  for ( const std::string command : { "", "run", "inspect", "map", "count", "cost", "fit", "check",
+                                      "diff", "compact", "explain", "platforms" } ) {
     const Outcome help = run( command + " --help" );
     EXPECT_EQ( help.status, 0 ) << command;
     EXPECT_THAT( help.out, AllOf( HasSubstr( "Examples:\n  morvane-tcam " + command ),
@@ -53,8 +53,8 @@ TEST_F( HelpTest, MistypedWordsGetOneLineAndTheNearestName ) {
       { "run --police 358:1M", "morvane-tcam: --police .*: campus-edge has the rules 1 to 357" },
       { "run --seed -1", "morvane-tcam: --seed: a whole number is expected, not -1" },
       { "run --packets " + capture, capture + ": there are no packets in this file" },
-      { "run --acl " + empty, empty + ": the file is empty" },
-      { "run --acl " + none, none + ":1:12: there are no rules" },
+      { "run --acl " + empty, empty + ":1:1: the file is empty" },
+      { "run --acl " + none, none + ":1:12: none: there are no rules" },
       { "explain", "morvane-tcam: --packet is required" },
       { "explain --packet 10021", ".* the run has the packets 1 to 10020" },
       { "explain --packet \"in x ethertype arp\"",
