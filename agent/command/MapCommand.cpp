@@ -12,21 +12,6 @@
 
 namespace Agent {
 
-namespace {
-
-void nameLists( const RunInput & input, const RunReport & report, Map::SliceMap & slices ) {
-  for ( U32 i = 0; i < input.acls.size(); ++i ) {
-    if ( report.acls[ i ].shortage )
-      continue;
-    const std::string & share = shareOf( input.platform, classOf( input.acls[ i ] ) )->name;
-    for ( Map::User & user : slices.users )
-      if ( user.name == share )
-        user.lists.push_back( input.acls[ i ].name );
-  }
-}
-
-}  // namespace
-
 void addMapOptions( CLI::App & app, MapOptions & map ) {
   app.add_option( "--svg", map.svg, "Write an SVG file instead of text" )
       ->type_name( "FILE" )
@@ -45,6 +30,17 @@ void addMapOptions( CLI::App & app, MapOptions & map ) {
          "Colours of the text; auto: on a terminal, unless NO_COLOR is set" )
       ->default_str( "auto" )
       ->check( oneOf( { "auto", "always", "never" } ) );
+}
+
+void nameLists( const RunInput & input, const RunReport & report, Map::SliceMap & slices ) {
+  for ( U32 i = 0; i < input.acls.size(); ++i ) {
+    if ( report.acls[ i ].shortage )
+      continue;
+    const std::string & share = shareOf( input.platform, classOf( input.acls[ i ] ) )->name;
+    for ( Map::User & user : slices.users )
+      if ( user.name == share )
+        user.lists.push_back( input.acls[ i ].name );
+  }
 }
 
 bool mapCommand( const RunOptions & options, const MapOptions & map ) {

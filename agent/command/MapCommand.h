@@ -4,6 +4,7 @@
 #include <string>
 
 #include "agent/command/Run.h"
+#include "agent/report/map/SliceMap.h"
 
 namespace CLI {
 class App;
@@ -21,6 +22,9 @@ struct MapOptions {
 };
 
 void addMapOptions( CLI::App & app, MapOptions & map );
+
+// Adds to the users of a map the lists that are in their shares.
+void nameLists( const RunInput & input, const RunReport & report, Map::SliceMap & slices );
 
 // Programs the access lists on a new switch and prints the map or writes it to a file. Returns
 // whether all lists fit; those that do not are named in the picture and, if it goes to a file, on

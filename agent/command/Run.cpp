@@ -4,6 +4,7 @@
 #include <tuple>
 
 #include "agent/acl/RuleText.h"
+#include "agent/command/MapCommand.h"
 #include "agent/feature/AclFeature.h"
 #include "agent/feature/AclShares.h"
 #include "agent/feature/FieldCover.h"
@@ -63,6 +64,7 @@ class RunJob {
   RuleUse reportRule( const RuleIndex & index );
   void classify();
   void readGroups();
+  void drawMap();
   void readUsers();
   std::string usersOf( U32 group ) const;
   std::vector< std::string > listsIn( U32 group ) const;
@@ -97,6 +99,7 @@ RunReport RunJob::run() {
   }
   reportAcls();
   readGroups();
+  drawMap();
   report_.usage = usageText( session_.groupManager(), report_.platform, report_.unit, input_.show );
   readCapacity();
   if ( input_.verify )
@@ -272,6 +275,15 @@ void RunJob::readGroups() {
       report_.groups.begin(), report_.groups.end(), []( const GroupUse & a, const GroupUse & b ) {
         return std::tie( a.group, a.pipe, a.copy ) < std::tie( b.group, b.pipe, b.copy );
       } );
+}
+
+void RunJob::drawMap() {
+  if ( !input_.map )
+    return;
+  Map::SliceMap slices =
+      Map::sliceMap( session_.groupManager(), session_.chip(), SwitchSession::unit );
+  nameLists( input_, report_, slices );
+  report_.map = Map::svgMap( slices, {} );
 }
 
 // Asks the library, which calls the SDK: after the run's own calls were counted.

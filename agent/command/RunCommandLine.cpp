@@ -175,6 +175,9 @@ void addRunOptions( CLI::App & app, RunOptions & run, OutputOptions & output ) {
                 "Compare every packet on every pipe and copy with the reference model, and audit "
                 "the records" );
   app.add_flag( "--json", output.json, "Write one JSON object instead of tables" );
+  app.add_option( "--html", run.html,
+                  "Write the report as a web page as well: one file, which needs no network" )
+      ->type_name( "FILE" );
   addReportOptions( app, run );
 }
 

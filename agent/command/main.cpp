@@ -42,6 +42,8 @@ int runCommand( const Agent::RunOptions & options, Agent::OutputOptions output )
   const Agent::RunInput input = Agent::readInput( options );
   printRefusals( input.remarks );
   const Agent::RunReport report = Agent::run( input );
+  if ( !options.html.empty() )
+    Agent::writeFile( options.html, htmlReport( report ) );
   Agent::printOutput( output.json ? jsonReport( report ) : textReport( report, output.text ) );
   if ( output.json )
     for ( const std::string & difference : report.differences )

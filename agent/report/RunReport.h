@@ -54,6 +54,8 @@ struct AclReport {
 
 // "2,5-6"; "all" for an empty list.
 std::string portsText( const AclReport & acl );
+// "slices ran out at rule 3 (line 4); rolled back", of a list that does not fit.
+std::string shortageText( const AclReport & acl );
 
 struct GroupUse {
   U32 group = 0;
@@ -104,6 +106,7 @@ struct RunReport {
   std::optional< MadeUpHeaders > madeUp;  // of `total`: no Ethernet header in the capture
 
   std::vector< UserUse > users;
+  std::string map;                 // of the slices, an SVG file; empty unless it is wanted
   std::vector< GroupUse > groups;  // on the chip
   U32 rangeCheckers = 0;           // in use
   U32 rangeCheckersMax = 0;        // that the chip has
@@ -135,6 +138,9 @@ struct TextOptions {
   Terminal terminal = {};
 };
 std::string textReport( const RunReport & report, const TextOptions & options );
+// A self-contained HTML page: lists, users, rules of several entries, hits, and the map. It is a
+// plain page without scripts; with them, tables are sorted by a click on a heading.
+std::string htmlReport( const RunReport & report );
 // One JSON object with a final newline.
 std::string jsonReport( const RunReport & report );
 

@@ -30,15 +30,6 @@ std::string rangesText( const PortRanges & ranges ) {
   return text;
 }
 
-// Requires a shortage.
-std::string shortageText( const AclReport & acl ) {
-  const U32 rule = acl.shortage->rule;
-  const std::string at = rule == acl.rules.size()
-                             ? "the default action"
-                             : fmt::format( "rule {} (line {})", rule + 1, acl.rules[ rule ].line );
-  return fmt::format( "{} ran out at {}; rolled back", resourceName( acl.shortage->resource ), at );
-}
-
 std::string fitText( const AclReport & acl, const Terminal & terminal ) {
   if ( !acl.shortage )
     return painted( terminal, Paint::good, "yes" );
@@ -325,6 +316,14 @@ std::string verificationText( const RunReport & report ) {
 }
 
 }  // namespace
+
+std::string shortageText( const AclReport & acl ) {
+  const U32 rule = acl.shortage->rule;
+  const std::string at = rule == acl.rules.size()
+                             ? "the default action"
+                             : fmt::format( "rule {} (line {})", rule + 1, acl.rules[ rule ].line );
+  return fmt::format( "{} ran out at {}; rolled back", resourceName( acl.shortage->resource ), at );
+}
 
 std::string portsText( const AclReport & acl ) {
   return acl.ports.empty() ? "all" : rangesText( acl.ports );

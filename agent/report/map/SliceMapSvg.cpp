@@ -5,17 +5,18 @@
 
 #include <algorithm>
 #include <cmath>
-#include <nlohmann/json.hpp>
 #include <set>
 
 #include "agent/report/map/MapParts.h"
 #include "agent/text/TextTable.h"
+#include "agent/text/XmlText.h"
 
 namespace Map {
 
 namespace {
 
 using Agent::countText;
+using Agent::xmlEscaped;
 using SoftAsic::WideMode;
 
 // Lengths in pixels.
@@ -40,34 +41,6 @@ constexpr double textWidth = 6.8;      // at 12 px
 constexpr double digitWidth = 7.6;     // digit or wide letter at 12 px
 constexpr size_t absentColumns = 140;  // characters
 
-// XML escape. User text such as file names need not be UTF-8: invalid sequences become replacement
-// characters, control characters question marks.
-std::string escaped( const std::string & text ) {
-  using Json = nlohmann::json;
-  const Json valid =
-      Json::parse( Json( text ).dump( -1, ' ', false, Json::error_handler_t::replace ) );
-  std::string out;
-  for ( const char c : valid.get_ref< const std::string & >() ) {
-    switch ( c ) {
-      case '&':
-        out += "&amp;";
-        break;
-      case '<':
-        out += "&lt;";
-        break;
-      case '>':
-        out += "&gt;";
-        break;
-      case '"':
-        out += "&quot;";
-        break;
-      default:
-        out += static_cast< U8 >( c ) < ' ' ? '?' : c;
-    }
-  }
-  return out;
-}
-
 class Drawing {
  public:
   Drawing( const SliceMap & map, const PictureOptions & options )
@@ -80,7 +53,7 @@ class Drawing {
     body_ += fmt::format( format, std::forward< A >( args )... ) + "\n";
   }
   void text( double x, double y, const char * looks, const std::string & words ) {
-    put( R"(<text x="{:.1f}" y="{:.1f}" class="{}">{}</text>)", x, y, looks, escaped( words ) );
+    put( R"(<text x="{:.1f}" y="{:.1f}" class="{}">{}</text>)", x, y, looks, xmlEscaped( words ) );
     width_ = std::max( width_, x + 2 * margin );
   }
   // Left-aligned text; widens the picture to fit.
@@ -157,7 +130,7 @@ void Drawing::drawSegment( const Slice & slice, const Segment & segment, double 
     what += fmt::format( ", of these {} twins", countText( segment.twins ) );
   put(
       R"(<rect x="{:.1f}" y="{:.2f}" width="{:.1f}" height="{:.2f}" fill="{}"><title>{}</title></rect>)",
-      x, y, sliceWidth, high, fillOf( segment ), escaped( what ) );
+      x, y, sliceWidth, high, fillOf( segment ), xmlEscaped( what ) );
   const bool lettered = segment.use == RowUse::used || segment.use == RowUse::setAside;
   if ( !lettered || high < letterHeight )
     return;
@@ -201,7 +174,7 @@ void Drawing::drawSlice( const Slice & slice, double x, double top, double heigh
   put( "<g>" );
   put(
       "<title>{}</title>",
-      escaped( fmt::format(
+      xmlEscaped( fmt::format(
           "slice {}: {} rows of {} bits, {}", slice.number, countText( slice.depth ), slice.keyBits,
           slice.group ? fmt::format( "group {}, {} of {} entries", *slice.group,
                                      countText( slice.entries() ), countText( slice.rows ) )
@@ -239,7 +212,7 @@ void Drawing::drawTable( const TableSet & set ) {
   const std::vector< Slice > & slices = set.table->slices;
   put(
       R"(<text x="{:.1f}" y="{:.1f}" class="stage">{}<tspan class="text" dx="10">{}</tspan></text>)",
-      margin, y_, escaped( stageTitle( set.table->stage ) ), escaped( set.where ) );
+      margin, y_, xmlEscaped( stageTitle( set.table->stage ) ), xmlEscaped( set.where ) );
   width_ =
       std::max( width_, 2 * margin + 160 + textWidth * static_cast< double >( set.where.size() ) );
   y_ += 18;
@@ -396,7 +369,7 @@ text {{ font-family: Helvetica, Arial, "Liberation Sans", "DejaVu Sans", sans-se
 <rect width="{0:.0f}" height="{1:.0f}" fill="#ffffff"/>
 )",
              width_, height,
-             escaped( map_.title.empty() ? "TCAM slices" : "TCAM slices of " + map_.title ),
+             xmlEscaped( map_.title.empty() ? "TCAM slices" : "TCAM slices of " + map_.title ),
              patterns() ) +
          body_ + "</svg>\n";
 }
