@@ -201,6 +201,25 @@ const char * replacementName( Replacement by ) {
   return "unknown";
 }
 
+std::string replacementText( const ReplaceReport & replace ) {
+  if ( !replace.fault.empty() )
+    return fmt::format( "  replacement: not possible: {}\n", replace.fault );
+  std::string text = fmt::format(
+      "  replacement: {}, at most {} entries of {}: {} kept, {} moved, {} added, {} removed, in {} "
+      "SDK calls\n",
+      replacementName( replace.by ), replace.peakEntries, replace.room.entries(),
+      replace.counts.kept, replace.counts.moved, replace.counts.added, replace.counts.removed,
+      replace.sdkCalls );
+  if ( replace.callsBetween != 0 )
+    text += fmt::format( "    packets can meet neither list during {} SDK calls\n",
+                         replace.callsBetween );
+  if ( replace.packets != 0 )
+    text += fmt::format(
+        "    applied: {} packets were sent during these, of which {} met neither list\n",
+        replace.packets, replace.neither );
+  return text;
+}
+
 ReplaceReport replaceLists( const Platform::PlatformData & platform, const std::vector< Acl > & old,
                             const std::vector< Acl > & fresh, PortMethod method,
                             const std::vector< Packet > & packets,

@@ -40,5 +40,7 @@ ReplaceReport replaceLists( const Platform::PlatformData & platform, const std::
                             const std::vector< PortPair > & ports );
 
 const char * replacementName( Replacement by );
+// For people, indented by two blanks.
+std::string replacementText( const ReplaceReport & report );
 
 }  // namespace Agent

@@ -4,7 +4,6 @@
 
 #include "agent/packets/PacketMaker.h"
 #include "agent/packets/RandomPackets.h"
-#include "agent/verdict/Difference.h"
 #include "agent/verdict/Replace.h"
 #include "tests/agent/TestSwitch.h"
 
@@ -158,14 +157,10 @@ TEST( ReplaceTest, ReportIsWhole ) {
   fresh[ 0 ].rules.pop_back();
   const Kiv::LockGuard activity( Kiv::ActivityUnlockAnchor::lock() );
   Random random( 1 );
-  TableDifference table;
-  table.name = "lists";
-  table.rows.emplace_back();
-  table.replacement =
+  const ReplaceReport edit =
       replaceLists( platform, old, fresh, PortMethod::automatic, packetsOf( random ), { {} } );
-  const std::string text = differenceText( { table } );
   EXPECT_EQ(
-      text.substr( text.find( "  replacement" ) ),
+      replacementText( edit ),
       "  replacement: edit in place, at most 21 entries of 32: 19 kept, 20 moved, 1 added, 1 "
       "removed, in 33 SDK calls\n"
       "    applied: 132 packets were sent during these, of which 0 met neither list\n" );
