@@ -1,0 +1,203 @@
+// Range checkers, preselectors and data qualifiers.
+#include <algorithm>
+
+#include "sdkcheck/Checks.h"
+
+namespace SdkCheck {
+
+namespace {
+
+using Kind = Unit::Kind;
+
+// --- Range checkers --------------------------------------------------------------------------
+
+U32 makeRange( Unit & u, U32 low, U32 high ) {
+  bcm_field_range_t range = 0;
+  u.needs( u.sdk.bcm_field_range_create( u.unit, &range, BCM_FIELD_RANGE_DSTPORT, low, high ) );
+  u.created( Kind::range, range );
+  u.holds( "a range checker's id is not 0, which means none", range != 0 );
+  return range;
+}
+
+void rangeStates( Unit & u ) {
+  const U32 range = makeRange( u, 1024, 2047 );
+  u.holds( "two range checkers have different ids", makeRange( u, 5, 9 ) != range );
+  bcm_field_group_config_t config = u.config( 1, 0 );
+  config.qset.remove( bcmFieldQualifyOuterVlanId );
+  config.qset.add( bcmFieldQualifyRangeCheck );
+  const U32 entry = u.entry( u.group( config ), 1 );
+  u.ok( u.sdk.bcm_field_qualify_RangeCheck( u.unit, entry, range, 0 ) );
+  u.ok( u.sdk.bcm_field_entry_install( u.unit, entry ) );
+  u.refused( u.sdk.bcm_field_range_destroy( u.unit, range ) );
+  u.ok( u.sdk.bcm_field_entry_remove( u.unit, entry ) );
+  u.ok( u.sdk.bcm_field_qualify_clear( u.unit, entry ) );
+  u.destroy( Kind::range, range );
+  u.refused( u.sdk.bcm_field_range_destroy( u.unit, range ) );
+  u.refused( u.sdk.bcm_field_qualify_RangeCheck( u.unit, entry, range, 0 ) );
+}
+
+void rangeFull( Unit & u ) {
+  const U32 first = makeRange( u, 0, 1 );
+  Outcome outcome{ {}, 0 };
+  for ( U32 count = 1; outcome.rc >= 0; ++count ) {
+    if ( count == u.limit )
+      u.notApplicable( "none of " + std::to_string( count ) + " range checkers was refused" );
+    bcm_field_range_t range = 0;
+    outcome = u.sdk.bcm_field_range_create( u.unit, &range, BCM_FIELD_RANGE_SRCPORT, count % 65536,
+                                            65535 );
+    if ( outcome.rc >= 0 )
+      u.created( Kind::range, range );
+  }
+  u.is( BCM_E_RESOURCE, outcome );
+  u.destroy( Kind::range, first );
+  makeRange( u, 7, 8 );
+}
+
+// --- Preselectors ----------------------------------------------------------------------------
+
+void presels( Unit & u ) {
+  if ( !u.preselected() )
+    u.notApplicable( "groups are not chosen by preselector" );
+  bcm_field_presel_t presel = BCM_FIELD_PRESEL_MAX;
+  bcm_field_presel_t other = BCM_FIELD_PRESEL_MAX;
+  u.ok( u.sdk.bcm_field_presel_create( u.unit, &presel ) );
+  u.created( Kind::presel, presel );
+  u.holds( "a preselector's id is below BCM_FIELD_PRESEL_MAX", presel < BCM_FIELD_PRESEL_MAX );
+  u.ok( u.sdk.bcm_field_presel_create( u.unit, &other ) );
+  u.created( Kind::presel, other );
+  u.holds( "two preselectors have different ids", presel != other );
+  u.ok( u.sdk.bcm_field_qualify_Stage( u.unit, presel | BCM_FIELD_QUALIFY_PRESEL,
+                                       bcmFieldStageIngress ) );
+  bcm_field_group_config_t config = u.config( 1, 0 );
+  config.preselset = {};
+  config.preselset.add( presel );
+  const U32 group = u.group( config );
+  u.refused( u.sdk.bcm_field_presel_destroy( u.unit, presel ) );
+  u.destroy( Kind::presel, other );
+  u.destroy( Kind::group, group );
+  u.destroy( Kind::presel, presel );
+  u.refused( u.sdk.bcm_field_presel_destroy( u.unit, presel ) );
+  u.refused( u.sdk.bcm_field_qualify_Stage( u.unit, presel | BCM_FIELD_QUALIFY_PRESEL,
+                                            bcmFieldStageIngress ) );
+  u.refused( u.sdk.bcm_field_group_config_create( u.unit, &config ) );
+}
+
+// --- Data qualifiers -------------------------------------------------------------------------
+
+int makeData( Unit & u, U32 offset, U32 length ) {
+  bcm_field_data_qualifier_s record = {};
+  record.offset_base = bcmFieldDataOffsetBaseOuterL3Header;
+  record.offset = offset;
+  record.length = length;
+  u.needs( u.sdk.bcm_field_data_qualifier_create( u.unit, &record ) );
+  u.created( Kind::data, static_cast< U32 >( record.qual_id ) );
+  u.holds( "a data qualifier's id is 1 to 255", record.qual_id >= 1 && record.qual_id <= 255 );
+  return record.qual_id;
+}
+
+bcm_field_data_packet_format_s ipv4() {
+  bcm_field_data_packet_format_s format = {};
+  format.l2 = BCM_FIELD_DATA_FORMAT_ANY;
+  format.vlan_tag = BCM_FIELD_DATA_FORMAT_ANY;
+  format.outer_ip = BCM_FIELD_DATA_FORMAT_IP4;
+  format.inner_ip = BCM_FIELD_DATA_FORMAT_ANY;
+  format.tunnel = BCM_FIELD_DATA_FORMAT_ANY;
+  return format;
+}
+
+void dataStates( Unit & u ) {
+  const int id = makeData( u, 20, 4 );
+  const int other = makeData( u, 24, 8 );
+  u.holds( "two data qualifiers have different ids", id != other );
+  bcm_field_data_qualifier_s record = {};
+  u.ok( u.sdk.bcm_field_data_qualifier_get( u.unit, id, &record ) );
+  u.equal( "qual_id that was read", record.qual_id, id );
+  u.equal( "offset that was read", record.offset, 20 );
+  u.equal( "length that was read", record.length, 4 );
+  u.equal( "base that was read", record.offset_base, bcmFieldDataOffsetBaseOuterL3Header );
+  bcm_field_data_packet_format_s format = ipv4();
+  u.ok( u.sdk.bcm_field_data_qualifier_packet_format_add( u.unit, id, &format ) );
+  u.ok( u.sdk.bcm_field_data_qualifier_packet_format_delete( u.unit, id, &format ) );
+  u.refused( u.sdk.bcm_field_data_qualifier_packet_format_delete( u.unit, id, &format ) );
+  bcm_field_data_ethertype_s type = {};
+  type.ethertype = 0x0800;
+  u.ok( u.sdk.bcm_field_data_qualifier_ethertype_add( u.unit, id, &type ) );
+  u.ok( u.sdk.bcm_field_data_qualifier_ethertype_delete( u.unit, id, &type ) );
+  u.refused( u.sdk.bcm_field_data_qualifier_ethertype_delete( u.unit, id, &type ) );
+  u.destroy( Kind::data, static_cast< U32 >( id ) );
+  u.refused( u.sdk.bcm_field_data_qualifier_get( u.unit, id, &record ) );
+  u.refused( u.sdk.bcm_field_data_qualifier_destroy( u.unit, id ) );
+}
+
+void dataGroup( Unit & u ) {
+  const int id = makeData( u, 20, 4 );
+  bcm_field_group_config_t config = u.config( 1, 0 );
+  u.ok( u.sdk.bcm_field_qset_data_qualifier_add( u.unit, &config.qset, id ) );
+  u.holds( "bcm_field_qset_data_qualifier_add adds the id to the set",
+           config.qset.hasData( static_cast< U32 >( id ) ) );
+  const U32 group = u.group( config );
+  u.refused( u.sdk.bcm_field_data_qualifier_destroy( u.unit, id ) );
+  const U32 entry = u.entry( group, 1 );
+  const U8 bytes[ 4 ] = { 1, 2, 3, 4 };
+  u.ok( u.sdk.bcm_field_qualify_data( u.unit, entry, id, bytes, bytes, 4 ) );
+  u.refused( u.sdk.bcm_field_qualify_data( u.unit, entry, id, bytes, bytes, 3 ) );
+  u.refused( u.sdk.bcm_field_qualify_data( u.unit, entry, id + 1, bytes, bytes, 4 ) );
+  u.destroy( Kind::entry, entry );
+  // As a field's last use is released: the live group is narrowed, then the qualifier destroyed.
+  u.ok( u.sdk.bcm_field_group_set( u.unit, group, u.qualifiers() ) );
+  bcm_field_qset_t qset = {};
+  u.ok( u.sdk.bcm_field_group_get( u.unit, group, &qset ) );
+  u.holds( "a set without data qualifiers after the group was narrowed", qset == u.qualifiers() );
+  u.destroy( Kind::data, static_cast< U32 >( id ) );
+}
+
+void dataFull( Unit & u ) {
+  const int first = makeData( u, 0, 4 );
+  int rc = 0;
+  for ( U32 count = 1; rc >= 0; ++count ) {
+    u.holds( "there are at most 255 data qualifiers", count < BCM_FIELD_DATA_QUAL_MAX );
+    bcm_field_data_qualifier_s record = {};
+    record.offset_base = bcmFieldDataOffsetBaseOuterL3Header;
+    record.offset = count % 128;
+    record.length = 4;
+    const Outcome outcome = u.sdk.bcm_field_data_qualifier_create( u.unit, &record );
+    rc = outcome.rc;
+    if ( rc < 0 )
+      u.is( BCM_E_RESOURCE, outcome );
+    else
+      u.created( Kind::data, static_cast< U32 >( record.qual_id ) );
+  }
+  u.destroy( Kind::data, static_cast< U32 >( first ) );
+  makeData( u, 64, 4 );
+}
+
+void dataFormats( Unit & u ) {
+  const int id = makeData( u, 20, 4 );
+  bcm_field_data_ethertype_s type = {};
+  for ( type.ethertype = 0x8000;; ++type.ethertype ) {
+    const Outcome outcome = u.sdk.bcm_field_data_qualifier_ethertype_add( u.unit, id, &type );
+    if ( outcome.rc == BCM_E_RESOURCE )
+      break;
+    u.ok( outcome );
+    if ( type.ethertype == 0x8400 )
+      u.notApplicable( "none of 1,024 EtherTypes was refused" );
+  }
+  // What was refused can be added after another was deleted with its qualifier.
+  u.destroy( Kind::data, static_cast< U32 >( id ) );
+  const int next = makeData( u, 20, 4 );
+  u.ok( u.sdk.bcm_field_data_qualifier_ethertype_add( u.unit, next, &type ) );
+}
+
+}  // namespace
+
+const std::vector< Check > selectionChecks = {
+    { "range-states", "a range checker in use is not destroyed", rangeStates },
+    { "range-full", "a range checker too many is refused with -14", rangeFull },
+    { "preselectors", "a preselector in use is not destroyed", presels },
+    { "data-states", "data qualifiers and their formats are added and removed", dataStates },
+    { "data-group", "groups match on data qualifiers, which are then in use", dataGroup },
+    { "data-full", "a data qualifier too many is refused with -14", dataFull },
+    { "data-formats", "an EtherType too many is refused with -14", dataFormats },
+};
+
+}  // namespace SdkCheck

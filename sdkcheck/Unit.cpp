@@ -1,0 +1,249 @@
+#include "sdkcheck/Unit.h"
+
+#include <algorithm>
+
+namespace SdkCheck {
+
+namespace {
+
+constexpr U32 copyBit = 1U << 26;
+constexpr U32 groupShift = 16;
+
+bool empty( const bcm_pbmp_t & ports ) {
+  return ports == bcm_pbmp_t{};
+}
+
+}  // namespace
+
+Unit::Unit( Shim::SdkShim & shim, U32 number, U32 most )
+    : sdk( shim ),
+      unit( number ),
+      limit( most ),
+      shared_( shim.kelmor_field_shared_by_pipes( number ) ),
+      preselected_( shim.kelmor_field_group_by_preselector( number ) ),
+      secondCopy_( shim.kelmor_field_second_copy( number ) ),
+      singlePort_( shim.kelmor_field_single_port_key( number ) ) {
+  ( void )sdk.bcm_port_config_get( unit, &ports_ );  // the check of ports reports a failure
+  while ( pipes_ < BCM_PIPES_MAX && !empty( ports_.per_pipe( pipes_ ) ) )
+    ++pipes_;
+  for ( U32 pipe = 0; pipe < ( shared_ ? 1 : std::max( pipes_, 1U ) ); ++pipe )
+    for ( U32 copy = 0; copy < ( secondCopy_ ? 2 : 1 ); ++copy )
+      instances_.push_back( pipe << pipeShift | ( copy != 0 ? copyBit : 0 ) );
+}
+
+// --- Expectations ----------------------------------------------------------------------------
+
+void Unit::fail( const std::string & reason ) const {
+  throw CheckEnd{ Verdict::failed, reason };
+}
+
+void Unit::notApplicable( const std::string & reason ) const {
+  throw CheckEnd{ Verdict::notApplicable, reason };
+}
+
+void Unit::ok( const Outcome & outcome ) const {
+  if ( outcome.rc < 0 )
+    fail( outcome.call + ": expected 0 or more, got " + textOfCode( outcome.rc ) );
+}
+
+void Unit::refused( const Outcome & outcome ) const {
+  if ( outcome.rc >= 0 || outcome.rc == BCM_E_RESOURCE || outcome.rc == BCM_E_UNAVAIL )
+    fail( outcome.call + ": expected a negative code other than -14 and -16, got " +
+          textOfCode( outcome.rc ) );
+}
+
+void Unit::is( int code, const Outcome & outcome ) const {
+  if ( outcome.rc != code )
+    fail( outcome.call + ": expected " + textOfCode( code ) + ", got " + textOfCode( outcome.rc ) );
+}
+
+void Unit::isOneOf( std::initializer_list< int > codes, const Outcome & outcome ) const {
+  if ( std::find( codes.begin(), codes.end(), outcome.rc ) != codes.end() )
+    return;
+  std::string expected;
+  for ( const int code : codes )
+    expected += ( expected.empty() ? "" : " or " ) + textOfCode( code );
+  fail( outcome.call + ": expected " + expected + ", got " + textOfCode( outcome.rc ) );
+}
+
+void Unit::equal( const std::string & what, S64 actual, S64 expected ) const {
+  if ( actual != expected )
+    fail( what + ": expected " + Internal::textOf( expected ) + ", got " +
+          Internal::textOf( actual ) );
+}
+
+void Unit::holds( const std::string & what, bool condition ) const {
+  if ( !condition )
+    fail( "not true: " + what );
+}
+
+void Unit::needs( const Outcome & outcome ) const {
+  if ( outcome.rc == BCM_E_UNAVAIL )
+    throw CheckEnd{ Verdict::notSupported, outcome.call + ": " + textOfCode( outcome.rc ) };
+  ok( outcome );
+}
+
+// --- Objects ---------------------------------------------------------------------------------
+
+bcm_field_qset_t Unit::qualifiers() const {
+  bcm_field_qset_t qset = {};
+  qset.add( bcmFieldQualifyStageIngress );
+  qset.add( bcmFieldQualifyDstIp );
+  qset.add( bcmFieldQualifyOuterVlanId );
+  qset.add( singlePort_   ? bcmFieldQualifyInPort
+            : secondCopy_ ? bcmFieldQualifyInPortsClass
+                          : bcmFieldQualifyInPorts );
+  return qset;
+}
+
+// One for all groups of the instance: chips have few.
+U32 Unit::preselector( U32 instance ) {
+  if ( const auto found = presels_.find( instance ); found != presels_.end() )
+    return found->second;
+  bcm_field_presel_t presel = 0;
+  ok( sdk.bcm_field_presel_create( unit, &presel ) );
+  created( Kind::presel, presel );
+  presels_[ instance ] = presel;
+  const U32 pipe = instance >> pipeShift & ( BCM_PIPES_MAX - 1 );
+  const U32 id = presel | BCM_FIELD_QUALIFY_PRESEL;
+  ok( sdk.bcm_field_qualify_Stage( unit, id, bcmFieldStageIngress ) );
+  ok( sdk.bcm_field_qualify_MixedSrcClassId( unit, id, ports_.per_pipe( pipe ), { pipe },
+                                             { BCM_PIPES_MAX - 1 } ) );
+  return presel;
+}
+
+bcm_field_group_config_t Unit::config( U32 number, U32 instance ) {
+  bcm_field_group_config_t config = {};
+  config.flags = BCM_FIELD_GROUP_CREATE_WITH_ID;
+  config.group = number | instance;
+  config.qset = qualifiers();
+  config.priority = static_cast< std::int32_t >( number );
+  config.action_res_id = -1;
+  if ( secondCopy_ ) {
+    config.flags |= BCM_FIELD_GROUP_CREATE_WITH_MODE | BCM_FIELD_GROUP_CREATE_PER_COPY;
+    config.mode = bcmFieldGroupModePerCopy;
+  }
+  if ( secondCopy_ || preselected_ ) {
+    config.flags |= BCM_FIELD_GROUP_CREATE_WITH_PORT;
+    config.ports = ports_.per_pipe( instance >> pipeShift & ( BCM_PIPES_MAX - 1 ) );
+  }
+  if ( preselected_ )
+    config.preselset.add( preselector( instance ) );
+  return config;
+}
+
+U32 Unit::group( bcm_field_group_config_t config ) {
+  const U32 id = config.group;
+  ok( sdk.bcm_field_group_config_create( unit, &config ) );
+  created( Kind::group, id );
+  equal( "id of the group that was created with an id", config.group, id );
+  return id;
+}
+
+U32 Unit::group( U32 number, U32 instance ) {
+  return group( config( number, instance ) );
+}
+
+U32 Unit::entryId( U32 group, U32 number ) {
+  const U32 bits = group >> pipeShift << pipeShift;
+  return bits | ( group << groupShift & ~( ~0U << pipeShift ) ) | number;
+}
+
+U32 Unit::entry( U32 group, U32 number ) {
+  const U32 id = entryId( group, number );
+  ok( sdk.bcm_field_entry_create_id( unit, group, id ) );
+  created( Kind::entry, id );
+  return id;
+}
+
+void Unit::created( Kind kind, U32 id ) {
+  objects_.emplace_back( kind, id );
+}
+
+void Unit::gone( Kind kind, U32 id ) {
+  const auto found = std::find( objects_.rbegin(), objects_.rend(), std::pair( kind, id ) );
+  if ( found != objects_.rend() )
+    objects_.erase( std::next( found ).base() );
+}
+
+Outcome Unit::makeDestroy( Kind kind, U32 id ) const {
+  switch ( kind ) {
+    case Kind::presel:
+      return sdk.bcm_field_presel_destroy( unit, id );
+    case Kind::group:
+      return sdk.bcm_field_group_destroy( unit, id );
+    case Kind::range:
+      return sdk.bcm_field_range_destroy( unit, id );
+    case Kind::data:
+      return sdk.bcm_field_data_qualifier_destroy( unit, static_cast< int >( id ) );
+    case Kind::policer:
+      return sdk.bcm_policer_destroy( unit, id );
+    case Kind::stat:
+      return sdk.bcm_field_stat_destroy( unit, id );
+    case Kind::entry:
+      break;
+  }
+  return sdk.bcm_field_entry_destroy( unit, id );
+}
+
+void Unit::destroy( Kind kind, U32 id ) {
+  ok( makeDestroy( kind, id ) );
+  gone( kind, id );
+}
+
+bcm_field_group_status_s Unit::status( U32 group ) const {
+  bcm_field_group_status_s status = {};
+  ok( sdk.bcm_field_group_status_get( unit, group, &status ) );
+  return status;
+}
+
+U32 Unit::priority( U32 entry ) const {
+  std::uint32_t priority = ~0U;
+  ok( sdk.bcm_field_entry_prio_get( unit, entry, &priority ) );
+  return priority;
+}
+
+std::pair< U32, U32 > Unit::vlan( U32 entry ) const {
+  bcm_vlan_t data = 0xFFFF;
+  bcm_vlan_t mask = 0xFFFF;
+  ok( sdk.bcm_field_qualify_OuterVlanId_get( unit, entry, &data, &mask ) );
+  return { data, mask };
+}
+
+std::vector< U32 > Unit::takeAllSlices( U32 number ) {
+  std::vector< U32 > groups;
+  for ( ; groups.size() < BCM_FIELD_DATA_QUAL_MAX - 2; ++number ) {
+    bcm_field_group_config_t wanted = config( number, 0 );
+    const Outcome outcome = sdk.bcm_field_group_config_create( unit, &wanted );
+    if ( outcome.rc < 0 ) {
+      is( BCM_E_RESOURCE, outcome );
+      return groups;
+    }
+    created( Kind::group, wanted.group );
+    groups.push_back( wanted.group );
+  }
+  notApplicable( "no group was refused for lack of slices" );
+}
+
+// Entries before what they use, groups before their preselectors. A failed check may have left
+// entries installed or objects attached.
+void Unit::clean( bool strict ) {
+  std::stable_sort( objects_.begin(), objects_.end(),
+                    []( const auto & a, const auto & b ) { return a.first < b.first; } );
+  const auto objects = std::exchange( objects_, {} );
+  presels_.clear();
+  for ( auto object = objects.rbegin(); object != objects.rend(); ++object ) {
+    if ( !strict && object->first == Kind::entry ) {
+      ( void )sdk.bcm_field_entry_remove( unit, object->second );
+      ( void )sdk.bcm_field_entry_policer_detach_all( unit, object->second );
+      for ( const auto & [ kind, id ] : objects )
+        if ( kind == Kind::stat )
+          ( void )sdk.bcm_field_entry_stat_detach( unit, object->second, id );
+    }
+    const Outcome outcome = makeDestroy( object->first, object->second );
+    if ( strict )
+      ok( outcome );
+  }
+}
+
+}  // namespace SdkCheck
