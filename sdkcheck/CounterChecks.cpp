@@ -71,7 +71,7 @@ void otherTypes( Unit & u ) {
     u.ok( u.sdk.bcm_field_stat_set( u.unit, stat, static_cast< bcm_field_stat_t >( type ), 0 ) );
   const bcm_field_stat_t colours[] = { bcmFieldStatGreenPackets, bcmFieldStatRedPackets };
   bcm_field_stat_id_t coloured = 0;
-  u.ok( u.sdk.bcm_field_stat_create( u.unit, group, 2, colours, &coloured ) );
+  u.needs( u.sdk.bcm_field_stat_create( u.unit, group, 2, colours, &coloured ) );
   u.created( Kind::stat, coloured );
   u.ok( u.sdk.bcm_field_stat_set( u.unit, coloured, bcmFieldStatRedPackets, 3 ) );
   u.equal( "green packets", S64( valueOf( u, coloured, bcmFieldStatGreenPackets ) ), 0 );

@@ -9,9 +9,12 @@
 #include "sdkcheck/Checks.h"
 #include "sdkcheck/Chips.h"
 #include "sdkcheck/SdkLibrary.h"
+#include "shim/SdkPlugin.h"
 #include "shim/UnavailableSdk.h"
 #include "softasic/SoftAsic.h"
 #include "tests/sdkcheck/FaultySdk.h"
+
+MORVANE_SDK_PLUGIN( Shim::UnavailableSdk )
 
 namespace SdkCheckTest {
 namespace {
@@ -415,6 +418,15 @@ TEST( SdkCheckTest, WhatABindingLacksIsNotSupported ) {
   EXPECT_THAT(
       failures( nothing ),
       Contains( HasSubstr( "bcm_field_group_config_create( 0, {group 1} ): expected 0" ) ) );
+}
+
+TEST( SdkCheckTest, APluginRefusesAHostOfAnotherVersion ) {
+  U32 version = 0;
+  EXPECT_EQ( morvane_sdk( Shim::sdkInterfaceVersion + 1, &version ), nullptr );
+  EXPECT_EQ( version, Shim::sdkInterfaceVersion );
+  Shim::SdkShim * const sdk = morvane_sdk( version, &version );
+  ASSERT_NE( sdk, nullptr );
+  EXPECT_EQ( morvane_sdk( version, &version ), sdk );
 }
 
 TEST( SdkCheckTest, RefusesWhatIsNoBinding ) {
