@@ -21,7 +21,8 @@ U32 makeRange( Unit & u, U32 low, U32 high ) {
 
 void rangeStates( Unit & u ) {
   const U32 range = makeRange( u, 1024, 2047 );
-  u.holds( "two range checkers have different ids", makeRange( u, 5, 9 ) != range );
+  const U32 other = makeRange( u, 5, 9 );
+  u.holds( "two range checkers have different ids", other != range );
   bcm_field_group_config_t config = u.config( 1, 0 );
   config.qset.remove( bcmFieldQualifyOuterVlanId );
   config.qset.add( bcmFieldQualifyRangeCheck );
@@ -34,6 +35,10 @@ void rangeStates( Unit & u ) {
   u.destroy( Kind::range, range );
   u.refused( u.sdk.bcm_field_range_destroy( u.unit, range ) );
   u.refused( u.sdk.bcm_field_qualify_RangeCheck( u.unit, entry, range, 0 ) );
+  // An entry that is destroyed uses nothing any more.
+  u.ok( u.sdk.bcm_field_qualify_RangeCheck( u.unit, entry, other, 1 ) );
+  u.destroy( Kind::entry, entry );
+  u.destroy( Kind::range, other );
 }
 
 void rangeFull( Unit & u ) {
