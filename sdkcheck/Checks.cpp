@@ -1,6 +1,8 @@
 #include "sdkcheck/Checks.h"
 
-#include <cstring>
+#include <algorithm>
+#include <exception>
+#include <optional>
 
 namespace SdkCheck {
 
@@ -48,18 +50,25 @@ const std::vector< Check > & checks() {
 }
 
 Result run( const Check & check, Shim::SdkShim & sdk, U32 number, U32 limit ) {
-  Unit unit( sdk, number, limit );
-  const std::string before = capacityOf( unit );
+  std::optional< Unit > unit;
+  const auto ended = [ & ]( Verdict verdict, const std::string & reason ) {
+    if ( unit )
+      unit->clean( false );
+    return Result{ &check, verdict, reason };
+  };
   try {
-    check.run( unit );
-    unit.clean( true );
-    if ( capacityOf( unit ) != before )
-      unit.fail( "after everything was destroyed, the capacity record is not as before" );
+    unit.emplace( sdk, number, limit );
+    const std::string before = capacityOf( *unit );
+    check.run( *unit );
+    unit->clean( true );
+    if ( capacityOf( *unit ) != before )
+      unit->fail( "after everything was destroyed, the capacity record is not as before" );
   } catch ( const CheckEnd & end ) {
-    unit.clean( false );
-    return { &check, end.verdict, end.reason };
+    return ended( end.verdict, end.reason );
+  } catch ( const std::exception & error ) {
+    return ended( Verdict::failed, std::string( "an operation threw: " ) + error.what() );
   }
-  return { &check, Verdict::ok, {} };
+  return ended( Verdict::ok, {} );
 }
 
 std::string textOf( const Result & result ) {

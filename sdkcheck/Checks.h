@@ -1,7 +1,6 @@
 // The checks of a binding, and their run.
 #pragma once
 
-#include <functional>
 #include <string>
 #include <vector>
 

@@ -1,6 +1,7 @@
 #include "sdkcheck/Unit.h"
 
 #include <algorithm>
+#include <exception>
 
 namespace SdkCheck {
 
@@ -81,6 +82,12 @@ void Unit::needs( const Outcome & outcome ) const {
   if ( outcome.rc == BCM_E_UNAVAIL )
     throw CheckEnd{ Verdict::notSupported, outcome.call + ": " + textOfCode( outcome.rc ) };
   ok( outcome );
+}
+
+void Unit::needsAny( const Outcome & outcome ) const {
+  if ( outcome.rc == BCM_E_RESOURCE )
+    throw CheckEnd{ Verdict::notSupported, outcome.call + ": " + textOfCode( outcome.rc ) };
+  needs( outcome );
 }
 
 // --- Objects ---------------------------------------------------------------------------------
@@ -225,24 +232,32 @@ std::vector< U32 > Unit::takeAllSlices( U32 number ) {
   notApplicable( "no group was refused for lack of slices" );
 }
 
-// Entries before what they use, groups before their preselectors. A failed check may have left
-// entries installed or objects attached.
+// Users before what they use.
 void Unit::clean( bool strict ) {
   std::stable_sort( objects_.begin(), objects_.end(),
                     []( const auto & a, const auto & b ) { return a.first < b.first; } );
   const auto objects = std::exchange( objects_, {} );
   presels_.clear();
-  for ( auto object = objects.rbegin(); object != objects.rend(); ++object ) {
-    if ( !strict && object->first == Kind::entry ) {
-      ( void )sdk.bcm_field_entry_remove( unit, object->second );
-      ( void )sdk.bcm_field_entry_policer_detach_all( unit, object->second );
-      for ( const auto & [ kind, id ] : objects )
-        if ( kind == Kind::stat )
-          ( void )sdk.bcm_field_entry_stat_detach( unit, object->second, id );
-    }
-    const Outcome outcome = makeDestroy( object->first, object->second );
+  for ( auto object = objects.rbegin(); object != objects.rend(); ++object )
     if ( strict )
-      ok( outcome );
+      ok( makeDestroy( object->first, object->second ) );
+    else
+      forceDestroy( object->first, object->second, objects );
+}
+
+// A failed check may have left entries installed and counters attached.
+void Unit::forceDestroy( Kind kind, U32 id, const Objects & objects ) const {
+  try {
+    if ( kind == Kind::entry ) {
+      ( void )sdk.bcm_field_entry_remove( unit, id );
+      ( void )sdk.bcm_field_entry_policer_detach_all( unit, id );
+      for ( const auto & [ other, stat ] : objects )
+        if ( other == Kind::stat )
+          ( void )sdk.bcm_field_entry_stat_detach( unit, id, stat );
+    }
+    ( void )makeDestroy( kind, id );
+  } catch ( const std::exception & ) {
+    return;  // the check has failed already
   }
 }
 

@@ -50,6 +50,8 @@ class Unit {
   void holds( const std::string & what, bool condition ) const;
   // The operation that a check cannot do without: BCM_E_UNAVAIL ends it as not supported.
   void needs( const Outcome & outcome ) const;
+  // The same for a resource that a chip may have none of: BCM_E_RESOURCE says so, too.
+  void needsAny( const Outcome & outcome ) const;
   [[noreturn]] void fail( const std::string & reason ) const;
   [[noreturn]] void notApplicable( const std::string & reason ) const;
 
@@ -79,11 +81,14 @@ class Unit {
   // slices; returns those created.
   std::vector< U32 > takeAllSlices( U32 number );
 
-  // Destroys what is left. `strict`: every call must succeed.
+  // Destroys what is left. `strict`: every call must succeed; otherwise failures are ignored.
   void clean( bool strict );
 
  private:
+  using Objects = std::vector< std::pair< Kind, U32 > >;
+
   Outcome makeDestroy( Kind kind, U32 id ) const;
+  void forceDestroy( Kind kind, U32 id, const Objects & objects ) const;
   U32 preselector( U32 instance );
 
   bool shared_;
@@ -93,7 +98,7 @@ class Unit {
   U32 pipes_ = 0;
   bcm_port_config_t ports_ = {};
   std::vector< U32 > instances_;
-  std::vector< std::pair< Kind, U32 > > objects_;
+  Objects objects_;
   std::map< U32, U32 > presels_;  // by instance
 };
 

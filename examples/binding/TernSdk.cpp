@@ -4,7 +4,7 @@
 // - A result of the chip becomes the code that the library acts on: out of room is BCM_E_RESOURCE,
 //   which it survives; nothing else may become that.
 // - The library's higher priority matches first, the chip's lower order does.
-// - What the chip lacks stays as in UnavailableSdk: policers, range checkers, data qualifiers.
+// - What the chip lacks stays as in UnavailableSdk: policers and data qualifiers.
 #include <map>
 #include <mutex>
 
@@ -304,6 +304,13 @@ class TernSdk : public Shim::UnavailableSdk {
       return rc;  // the library clears the counters of all colours
     values[ type ] = value;
     return code( tern_counter_set( stat, values[ 0 ], values[ 1 ] ) );
+  }
+
+  // The chip has no range checkers. BCM_E_RESOURCE lets features use prefixes; BCM_E_UNAVAIL would
+  // end the process.
+  int bcm_field_range_create( U32, bcm_field_range_t *, std::uint32_t, std::uint32_t,
+                              std::uint32_t ) override {
+    return BCM_E_RESOURCE;
   }
 
   // Every release of an entry detaches a policer, if there is one: there is none.

@@ -28,6 +28,12 @@ execute_process(COMMAND ${work}/prefix/bin/morvane-sdk-check --sdk ./libexample.
 if(NOT result EQUAL 0 OR NOT output MATCHES "ok +copy\n.*not supported +policer-states .*, 0 failed, ")
   message(FATAL_ERROR "the check of the example binding ended with ${result}: ${output}")
 endif()
+# The library runs on it, as on the software ASIC: here without range checkers.
+execute_process(COMMAND ${work}/build/outside ${work}/binding/libexample.so
+  OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
+if(NOT output STREQUAL "entry 0x10003 installed 0 checker 0\n0 entries left\ntraces 1 1\n")
+  message(FATAL_ERROR "the outside program wrote on the example binding: ${output}")
+endif()
 # A binding of another interface version is refused.
 execute_process(COMMAND ${work}/prefix/bin/morvane-sdk-check --sdk ./libother_version.so
   WORKING_DIRECTORY ${work}/build OUTPUT_QUIET ERROR_VARIABLE output RESULT_VARIABLE result)

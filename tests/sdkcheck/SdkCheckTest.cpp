@@ -349,6 +349,8 @@ const Fault faults[] = {
         ++call.arg< kelmor_tcam_capacity_info_t * >( 0 )->stage[ 0 ].slice[ 1 ].entries_free;
         return rc;
       } },
+    { "compress", SdkOp::bcm_field_group_compress, "throws",
+      []( Call & ) -> int { throw std::runtime_error( "no answer" ); } },
     { "texts", SdkOp::kelmor_field_entry_show, "no text", lost },
     { "entry-dump", SdkOp::bcm_field_entry_dump, "not available", returning( 0, BCM_E_UNAVAIL ) },
     // A leak after a refusal: the entry is created all the same.
