@@ -37,7 +37,7 @@ void printRefusals( const Agent::ReaderRemarks & remarks ) {
     Agent::printError( line );
 }
 
-int runCommand( const Agent::RunOptions & options, Agent::OutputOptions output ) {
+bool runCommand( const Agent::RunOptions & options, Agent::OutputOptions output ) {
   output.text.terminal = Agent::Terminal::standardOutput();
   const Agent::RunInput input = Agent::readInput( options );
   printRefusals( input.remarks );
@@ -48,7 +48,7 @@ int runCommand( const Agent::RunOptions & options, Agent::OutputOptions output )
   if ( output.json )
     for ( const std::string & difference : report.differences )
       Agent::printError( difference );
-  return report.success() ? exitSuccess : exitDifference;
+  return report.success();
 }
 
 void addInspectOptions( CLI::App & app, Agent::InspectOptions & inspect ) {
@@ -63,7 +63,7 @@ void addInspectOptions( CLI::App & app, Agent::InspectOptions & inspect ) {
   app.add_flag( "--json", inspect.json, "Write JSON instead of text" );
 }
 
-int inspectCommand( const Agent::RunOptions & options, const Agent::InspectOptions & inspect ) {
+bool inspectCommand( const Agent::RunOptions & options, const Agent::InspectOptions & inspect ) {
   const Agent::RunInput input = Agent::readInput( options );
   std::string shown;
   const auto look = [ & ]( Agent::SwitchSession & session ) {
@@ -78,7 +78,7 @@ int inspectCommand( const Agent::RunOptions & options, const Agent::InspectOptio
                                    : partialText( input.remarks ) + shown );
   for ( const std::string & line : unfit )
     Agent::printError( line );
-  return unfit.empty() && input.remarks.refused == 0 ? exitSuccess : exitDifference;
+  return unfit.empty() && input.remarks.refused == 0;
 }
 
 void addCostOptions( CLI::App & app, Agent::RunOptions & run, Agent::CostOptions & cost ) {
@@ -147,58 +147,94 @@ int fail( std::string message ) {
   return exitUsage;
 }
 
+// Of all commands; those of the given one are read.
+struct Options {
+  Agent::RunOptions run;
+  Agent::OutputOptions output;
+  Agent::InspectOptions inspect;
+  Agent::MapOptions map;
+  bool countJson = false;
+  Agent::CostOptions cost;
+  Agent::FitOptions fit;
+  Agent::MeaningOptions meaning;
+  Agent::ExplainOptions explain;
+};
+
+struct Verb {
+  const char * name;
+  const char * what;
+  void ( *add )( CLI::App & app, Options & options );
+  bool ( *run )( const Options & options );  // returns whether the exit status is 0
+};
+
+bool printPlatforms( const Options & ) {
+  Agent::printOutput( Agent::platformsText() );
+  return true;
+}
+
+// The first one is the default.
+constexpr Verb verbs[] = {
+    { "run", "Program access lists and classify packets",
+      []( CLI::App & app, Options & all ) { Agent::addRunOptions( app, all.run, all.output ); },
+      []( const Options & all ) { return runCommand( all.run, all.output ); } },
+    { "inspect", "Program access lists and show or set the library's state by name",
+      []( CLI::App & app, Options & all ) {
+        Agent::addAclOptions( app, all.run );
+        addInspectOptions( app, all.inspect );
+      },
+      []( const Options & all ) { return inspectCommand( all.run, all.inspect ); } },
+    { "map", "Program access lists and draw the TCAM occupancy map",
+      []( CLI::App & app, Options & all ) {
+        Agent::addAclOptions( app, all.run );
+        Agent::addMapOptions( app, all.map );
+      },
+      []( const Options & all ) { return mapCommand( all.run, all.map ); } },
+    { "count", "Count the rules and TCAM entries of access lists of any length",
+      []( CLI::App & app, Options & all ) {
+        Agent::addAclOptions( app, all.run );
+        app.add_flag( "--json", all.countJson, "Write one JSON object instead of a table" );
+      },
+      []( const Options & all ) { return Agent::countCommand( all.run, all.countJson ); } },
+    { "cost", "Say which entries and range checkers the rules of access lists take, and why",
+      []( CLI::App & app, Options & all ) {
+        Agent::addListArguments( app, all.run );
+        addCostOptions( app, all.run, all.cost );
+      },
+      []( const Options & all ) { return Agent::costCommand( all.run, all.cost ); } },
+    { "fit", "Say whether access lists fit platforms, what binds, and what would make them fit",
+      []( CLI::App & app, Options & all ) {
+        Agent::addListArguments( app, all.run );
+        addFitOptions( app, all.fit );
+      },
+      []( const Options & all ) { return Agent::fitCommand( all.run, all.fit ); } },
+    { "check", "Find rules that can never match, change nothing, can be merged or conflict",
+      []( CLI::App & app, Options & all ) { addCheckOptions( app, all.meaning ); },
+      []( const Options & all ) { return Agent::checkCommand( all.meaning ); } },
+    { "diff", "Show the packets whose fate differs between two versions of access lists",
+      []( CLI::App & app, Options & all ) { addDiffOptions( app, all.meaning ); },
+      []( const Options & all ) { return Agent::diffCommand( all.meaning ); } },
+    { "compact", "Make access lists smaller that mean exactly the same",
+      []( CLI::App & app, Options & all ) { addCompactOptions( app, all.meaning ); },
+      []( const Options & all ) { return Agent::compactCommand( all.meaning ); } },
+    { "explain", "Program access lists and show what happens to one packet, and why",
+      []( CLI::App & app, Options & all ) {
+        Agent::addAclOptions( app, all.run );
+        Agent::addPacketOptions( app, all.run );
+        Agent::addExplainOptions( app, all.explain );
+      },
+      []( const Options & all ) { return Agent::explainCommand( all.run, all.explain ); } },
+    { "platforms", "List the built-in platforms", []( CLI::App &, Options & ) {}, printPlatforms },
+};
+
 int command( int argc, char ** argv ) {
   CLI::App app(
       "Runs access lists on a software switch through the TCAM manager library. Without "
       "a command: run, on the built-in example.",
       "morvane-tcam" );
-  Agent::RunOptions runOptions;
-  Agent::OutputOptions output;
   app.require_subcommand( 0, 1 );
-  CLI::App * run = app.add_subcommand( "run", "Program access lists and classify packets" );
-  Agent::addRunOptions( *run, runOptions, output );
-  Agent::InspectOptions inspectOptions;
-  CLI::App * inspect = app.add_subcommand(
-      "inspect", "Program access lists and show or set the library's state by name" );
-  Agent::addAclOptions( *inspect, runOptions );
-  addInspectOptions( *inspect, inspectOptions );
-  Agent::MapOptions mapOptions;
-  CLI::App * map =
-      app.add_subcommand( "map", "Program access lists and draw the TCAM occupancy map" );
-  Agent::addAclOptions( *map, runOptions );
-  Agent::addMapOptions( *map, mapOptions );
-  bool countJson = false;
-  CLI::App * count = app.add_subcommand(
-      "count", "Count the rules and TCAM entries of access lists of any length" );
-  Agent::addAclOptions( *count, runOptions );
-  count->add_flag( "--json", countJson, "Write one JSON object instead of a table" );
-  Agent::CostOptions costOptions;
-  CLI::App * cost = app.add_subcommand(
-      "cost", "Say which entries and range checkers the rules of access lists take, and why" );
-  Agent::addListArguments( *cost, runOptions );
-  addCostOptions( *cost, runOptions, costOptions );
-  Agent::FitOptions fitOptions;
-  CLI::App * fit = app.add_subcommand(
-      "fit", "Say whether access lists fit platforms, what binds, and what would make them fit" );
-  Agent::addListArguments( *fit, runOptions );
-  addFitOptions( *fit, fitOptions );
-  Agent::MeaningOptions meaning;
-  CLI::App * check = app.add_subcommand(
-      "check", "Find rules that can never match, change nothing, can be merged or conflict" );
-  addCheckOptions( *check, meaning );
-  CLI::App * diff = app.add_subcommand(
-      "diff", "Show the packets whose fate differs between two versions of access lists" );
-  addDiffOptions( *diff, meaning );
-  CLI::App * compact =
-      app.add_subcommand( "compact", "Make access lists smaller that mean exactly the same" );
-  addCompactOptions( *compact, meaning );
-  Agent::ExplainOptions explainOptions;
-  CLI::App * explain = app.add_subcommand(
-      "explain", "Program access lists and show what happens to one packet, and why" );
-  Agent::addAclOptions( *explain, runOptions );
-  Agent::addPacketOptions( *explain, runOptions );
-  Agent::addExplainOptions( *explain, explainOptions );
-  CLI::App * platforms = app.add_subcommand( "platforms", "List the built-in platforms" );
+  Options options;
+  for ( const Verb & verb : verbs )
+    verb.add( *app.add_subcommand( verb.name, verb.what ), options );
   Agent::addHelp( app );
   try {
     app.parse( argc, argv );
@@ -209,29 +245,11 @@ int command( int argc, char ** argv ) {
   } catch ( const CLI::ParseError & error ) {
     return fail( fmt::format( "morvane-tcam: {}", error.what() ) );
   }
-  if ( inspect->parsed() )
-    return inspectCommand( runOptions, inspectOptions );
-  if ( map->parsed() )
-    return mapCommand( runOptions, mapOptions ) ? exitSuccess : exitDifference;
-  if ( count->parsed() )
-    return Agent::countCommand( runOptions, countJson ) ? exitSuccess : exitDifference;
-  if ( cost->parsed() )
-    return Agent::costCommand( runOptions, costOptions ) ? exitSuccess : exitDifference;
-  if ( fit->parsed() )
-    return Agent::fitCommand( runOptions, fitOptions ) ? exitSuccess : exitDifference;
-  if ( check->parsed() )
-    return Agent::checkCommand( meaning ) ? exitSuccess : exitDifference;
-  if ( diff->parsed() )
-    return Agent::diffCommand( meaning ) ? exitSuccess : exitDifference;
-  if ( compact->parsed() )
-    return Agent::compactCommand( meaning ) ? exitSuccess : exitDifference;
-  if ( explain->parsed() )
-    return Agent::explainCommand( runOptions, explainOptions ) ? exitSuccess : exitDifference;
-  if ( platforms->parsed() ) {
-    Agent::printOutput( Agent::platformsText() );
-    return exitSuccess;
-  }
-  return runCommand( runOptions, output );
+  const Verb * chosen = verbs;
+  for ( const Verb & verb : verbs )
+    if ( app.got_subcommand( verb.name ) )
+      chosen = &verb;
+  return chosen->run( options ) ? exitSuccess : exitDifference;
 }
 
 }  // namespace

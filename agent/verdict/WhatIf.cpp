@@ -152,7 +152,7 @@ std::string whatIfNames() {
   std::vector< std::string > names;
   for ( const Quantity & quantity : quantities )
     names.push_back( quantity.name );
-  return namesText( names );
+  return fmt::format( "{}", fmt::join( names, ", " ) );
 }
 
 std::optional< std::string > applyWhatIf( const std::string & change,
