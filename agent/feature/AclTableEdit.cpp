@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <deque>
 #include <map>
-#include <numeric>
 #include <utility>
 
 #include "agent/feature/AclTable.h"
@@ -89,6 +88,11 @@ class AclTable::Edit {
     bool stays() const { return old && fresh; }
   };
 
+  // Whether the place's entries are present while new ones are added.
+  bool present( const Place & place ) const {
+    return place.old && ( place.fresh || by_ != Replacement::breakBeforeMake );
+  }
+
   bool idsSuffice( const std::vector< ProgrammedRule > & fresh,
                    const std::vector< size_t > & equal ) const;
   void addOld( size_t end );
@@ -97,6 +101,7 @@ class AclTable::Edit {
   void moveDown();
   std::optional< AclShortage > add();
   void removeIf( bool old );
+  void keepStaying();
   void finish();
 
   AclTable & table_;
@@ -158,25 +163,22 @@ std::optional< AclShortage > AclTable::Edit::acquireAll() {
 bool AclTable::Edit::addsBetween() const {
   const auto added = std::find_if(
       places_.begin(), places_.end(), []( const Place & place ) { return !place.old; } );
-  return std::any_of( added, places_.end(), [ this ]( const Place & place ) {
-    return place.old && ( place.fresh || by_ != Replacement::breakBeforeMake );
-  } );
+  return std::any_of( added, places_.end(),
+                      [ this ]( const Place & place ) { return present( place ); } );
 }
 
 // The entries take the lowest priorities that the share has, so that the others fit in between. The
 // last ones move first, so that their order does not change.
 void AclTable::Edit::moveDown() {
-  const U32 last = table_.manager_->defaultPrio( table_.manager_->endEntry() - 1 );
-  U32 priority = last;
+  U32 priority = table_.manager_->defaultPrio( table_.manager_->endEntry() - 1 );
   for ( auto place = places_.rbegin(); place != places_.rend(); ++place ) {
     ProgrammedRule & rule = place->rule;
-    const bool present = place->old && ( place->fresh || by_ == Replacement::inPlace );
-    if ( place->old && !present )
+    if ( place->old && !present( *place ) )
       continue;
     const U64 entries =
         place->old ? rule.entries
                    : EntryPlan( *rule.acl, rule.rule(), rule.checkers, table_.portKey_ ).size();
-    for ( U32 i = rule.entries; present && i-- != 0; ++counts_.moved )
+    for ( U32 i = rule.entries; i-- != 0; ++counts_.moved )
       table_.manager_->setPriorityForEntry( table_.unit_,
                                             table_.manager_->baseEntry() + rule.firstEntry + i,
                                             priority + ( rule.entries - 1 - i ) );
@@ -203,10 +205,20 @@ void AclTable::Edit::removeIf( bool old ) {
     if ( place->old != old || place->stays() )
       continue;
     ProgrammedRule & rule = place->rule;
+    counts_.removed += old ? rule.entries : 0;
     for ( ; rule.entries != 0; --rule.entries )
       table_.vacate( rule.firstEntry + rule.entries - 1 );
     table_.releaseResources( rule );
   }
+}
+
+// The old rules that were removed have released their resources already.
+void AclTable::Edit::keepStaying() {
+  table_.rules_.clear();
+  for ( Place & place : places_ )
+    if ( place.stays() )
+      table_.rules_.push_back( std::move( place.rule ) );
+  table_.programmed_ = table_.rules_.size();
 }
 
 void AclTable::Edit::finish() {
@@ -227,10 +239,6 @@ void AclTable::Edit::finish() {
 }
 
 std::optional< AclShortage > AclTable::Edit::run() {
-  const U32 before = static_cast< U32 >(
-      std::accumulate( places_.begin(), places_.end(), 0U, []( U32 sum, const Place & place ) {
-        return sum + ( place.old && !place.stays() ? place.rule.entries : 0 );
-      } ) );
   if ( by_ == Replacement::breakBeforeMake )
     removeIf( true );
   auto shortage = acquireAll();
@@ -240,11 +248,12 @@ std::optional< AclShortage > AclTable::Edit::run() {
     shortage = add();
   if ( shortage ) {
     removeIf( false );
+    if ( by_ == Replacement::breakBeforeMake )
+      keepStaying();
     return shortage;
   }
   if ( by_ != Replacement::breakBeforeMake )
     removeIf( true );
-  counts_.removed = before;
   finish();
   return std::nullopt;
 }

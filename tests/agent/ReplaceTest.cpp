@@ -172,4 +172,36 @@ TEST( ReplaceTest, ReportIsWhole ) {
   EXPECT_EQ( report.counts.moved, 0U );
 }
 
+// The new list fits in no way. What stays of the old one is as it was, and nothing is released
+// twice.
+TEST( ReplaceTest, ListThatDoesNotFitLeavesWhatStays ) {
+  for ( const Replacement by :
+        { Replacement::makeBeforeBreak, Replacement::inPlace, Replacement::breakBeforeMake } ) {
+    SCOPED_TRACE( static_cast< int >( by ) );
+    ChipSize size = { 2, true };
+    size.slices = 3;
+    TestSwitch sw( size );
+    Acl old = plainAcl( 10 );
+    Acl fresh = plainAcl( 80 );
+    old.rules[ 3 ].destinationPorts = { 1, 6 };
+    old.rules[ 4 ].police = PoliceRate{ 8'000'000, 1000 };
+    fresh.rules[ 60 ].destinationPorts = { 5, 7 };
+    fresh.rules[ 5 ].police = PoliceRate{ 8'000'000, 1000 };
+    U32 policers = 4;
+    AclTable table( sw.manager(), 0, sw.session.platform(), classOf( old ), sw.choice, policers );
+    ASSERT_FALSE( table.addAcl( old, 0, {} ) );
+    EditCounts counts;
+    EXPECT_TRUE( table.replace( { { 1, &fresh } }, by, counts ) );
+    EXPECT_TRUE( sw.audit().empty() );
+    const bool broken = by == Replacement::breakBeforeMake;
+    EXPECT_EQ( table.find( { 0, 3 } ) == nullptr, broken );
+    EXPECT_NE( table.find( { 0, 2 } ), nullptr );
+    EXPECT_EQ( policers, broken ? 4U : 3U );
+    table.clear();
+    EXPECT_EQ( policers, 4U );
+    EXPECT_TRUE( sw.audit().empty() );
+    EXPECT_TRUE( sw.chip().ranges( 0 ).empty() );
+  }
+}
+
 }  // namespace Agent
