@@ -1,6 +1,7 @@
 #include <nlohmann/json.hpp>
 
 #include "agent/report/CostReport.h"
+#include "agent/text/JsonText.h"
 
 namespace Agent {
 
@@ -58,7 +59,7 @@ std::string costJson( const Platform::PlatformData & platform, const CostReport 
                                  { "rules", rulesJson( list ) } } );
   for ( const RangeCost & range : report.ranges )
     json[ "ranges" ].push_back( rangeJson( range, report ) );
-  return json.dump( 2, ' ', false, Json::error_handler_t::replace ) + "\n";
+  return jsonText( json );
 }
 
 }  // namespace Agent

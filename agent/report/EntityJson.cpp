@@ -1,6 +1,7 @@
 #include <nlohmann/json.hpp>
 
 #include "agent/report/EntityView.h"
+#include "agent/text/JsonText.h"
 #include "kiv/GenericIf.h"
 
 namespace Agent {
@@ -92,7 +93,7 @@ Json targetJson( const PathTarget & target ) {
 
 // Strings need not be valid UTF-8.
 std::string dumped( const Json & json ) {
-  return json.dump( 2, ' ', false, Json::error_handler_t::replace ) + "\n";
+  return jsonText( json );
 }
 
 }  // namespace

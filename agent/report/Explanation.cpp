@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "agent/text/JsonText.h"
 #include "agent/text/TextTable.h"
 
 namespace Agent {
@@ -120,7 +121,7 @@ std::string explanationJson( const Explanation & explanation ) {
   json[ "result" ] = explanation.fate;
   if ( explanation.rule )
     json[ "rule" ] = verdictJson( *explanation.rule );
-  return json.dump( 2, ' ', false, nlohmann::ordered_json::error_handler_t::replace ) + "\n";
+  return jsonText( json );
 }
 
 }  // namespace Agent

@@ -1,6 +1,7 @@
 #include <nlohmann/json.hpp>
 
 #include "agent/report/FitReport.h"
+#include "agent/text/JsonText.h"
 
 namespace Agent {
 
@@ -57,7 +58,7 @@ std::string fitJson( const std::vector< FitReport > & reports,
       { "partial", remarks.refused }, { "whatIf", changes }, { "platforms", Json::array() } };
   for ( const FitReport & report : reports )
     json[ "platforms" ].push_back( platformJson( report ) );
-  return json.dump( 2, ' ', false, Json::error_handler_t::replace ) + "\n";
+  return jsonText( json );
 }
 
 }  // namespace Agent

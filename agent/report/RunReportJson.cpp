@@ -2,6 +2,7 @@
 
 #include "agent/acl/RuleText.h"
 #include "agent/report/RunReport.h"
+#include "agent/text/JsonText.h"
 
 namespace Agent {
 
@@ -131,7 +132,7 @@ void addUsers( Json & json, const std::vector< UserUse > & users ) {
 
 // Names from the command line need not be valid UTF-8.
 std::string lineOf( const Json & json ) {
-  return json.dump( 2, ' ', false, Json::error_handler_t::replace ) + "\n";
+  return jsonText( json );
 }
 
 void addRemarks( Json & json, const ReaderRemarks & remarks ) {

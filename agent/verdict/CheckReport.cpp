@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "agent/acl/RuleText.h"
+#include "agent/text/JsonText.h"
 #include "agent/verdict/Check.h"
 #include "agent/verdict/ExamplePacket.h"
 #include "agent/verdict/RuleNumbers.h"
@@ -106,7 +107,7 @@ std::string checkJson( const std::vector< ListCheck > & checks, U64 refused ) {
   Json json = { { "partial", refused }, { "lists", Json::array() } };
   for ( const ListCheck & check : checks )
     json[ "lists" ].push_back( listJson( check ) );
-  return json.dump( 2, ' ', false, Json::error_handler_t::replace ) + "\n";
+  return jsonText( json );
 }
 
 }  // namespace Agent

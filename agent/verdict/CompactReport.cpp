@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "agent/acl/RuleText.h"
+#include "agent/text/JsonText.h"
 #include "agent/verdict/Compact.h"
 #include "agent/verdict/RuleNumbers.h"
 
@@ -57,7 +58,7 @@ std::string compactJson( const std::vector< CompactList > & lists, U64 refused )
                                  { "removed", numbers( list.removed ) },
                                  { "rules", std::move( rules ) } } );
   }
-  return json.dump( 2, ' ', false, CompactJson::error_handler_t::replace ) + "\n";
+  return jsonText( json );
 }
 
 }  // namespace Agent

@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "agent/text/JsonText.h"
 #include "agent/verdict/Difference.h"
 #include "agent/verdict/ExamplePacket.h"
 
@@ -78,7 +79,7 @@ std::string differenceJson( const std::vector< TableDifference > & tables, U64 r
     if ( table.replacement )
       json[ "tables" ].back()[ "replacement" ] = replacementJson( *table.replacement );
   }
-  return json.dump( 2, ' ', false, nlohmann::ordered_json::error_handler_t::replace ) + "\n";
+  return jsonText( json );
 }
 
 }  // namespace Agent

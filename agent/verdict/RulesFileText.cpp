@@ -5,6 +5,7 @@
 
 #include "agent/acl/RuleText.h"
 #include "agent/feature/FieldCover.h"
+#include "agent/text/JsonText.h"
 #include "agent/verdict/Compact.h"
 
 namespace Agent {
@@ -154,7 +155,7 @@ std::string rulesFileText( const Acl & acl ) {
     json[ "rules" ].push_back( ruleJson( acl.kind, rule ) );
   if ( acl.boundDefault )
     json[ "rules" ].push_back( ruleJson( acl.kind, *acl.boundDefault ) );
-  return json.dump( 2, ' ', false, RulesJson::error_handler_t::replace ) + "\n";
+  return jsonText( json );
 }
 
 }  // namespace Agent

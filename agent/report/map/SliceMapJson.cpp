@@ -1,6 +1,7 @@
 #include <nlohmann/json.hpp>
 
 #include "agent/report/map/SliceMap.h"
+#include "agent/text/JsonText.h"
 
 namespace Map {
 
@@ -65,7 +66,7 @@ std::string jsonMap( const SliceMap & map ) {
                        { "notes", map.notes },
                        { "users", std::move( users ) },
                        { "tables", std::move( tables ) } };
-  return whole.dump( 2, ' ', false, Json::error_handler_t::replace ) + "\n";
+  return Agent::jsonText( whole );
 }
 
 }  // namespace Map
