@@ -41,6 +41,7 @@ class SwitchSession {
 
   // Call counts by SDK name, without operations that were never called.
   std::map< std::string, U64 > sdkCalls() const;
+  U64 sdkCallTotal() const { return calls_.total(); }
 
  private:
   Platform::PlatformModel platform_;

@@ -45,7 +45,7 @@ std::vector< TernaryBits > joinedMatches( const std::vector< TernaryBits > & mat
   return { { a.value & mask, mask } };
 }
 
-// The values of both rules in the field, if they are no more than those of one of them.
+// Both rules as one with the values of both in the field; empty: it would have more than either.
 std::optional< AclRule > joined( const MatchField & field, const AclRule & a, const AclRule & b ) {
   AclRule merged = a;
   const auto join = [ & ]( const auto & first, const auto & second, const auto & merge,

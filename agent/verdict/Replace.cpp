@@ -63,33 +63,39 @@ class AfterCalls : public Shim::SdkDecorator {
   const std::function< void() > then_;
 };
 
+// A packet, and what both versions do with it.
+struct Probe {
+  const Packet * packet;
+  PortPair ports;
+  Treatment before;
+  Treatment after;
+};
+
+Treatment expected( const Platform::PlatformData & platform, const std::vector< Acl > & acls,
+                    const Packet & packet, const PortPair & ports ) {
+  Policy policy;
+  policy.tables.push_back(
+      { acls.front().kind, acls.front().direction, listsOf( acls, 0 ), Forwarding::none } );
+  const FrameFields fields = readFrame( packet.frame );
+  const auto conforms = []( const RuleIndex &, const PoliceRate & ) { return true; };
+  return treatment( expectedFate( policy, fieldsAtPort( platform, ports.in, fields ),
+                                  fieldsLeaving( ports.out, fields ), conforms ) );
+}
+
 class ReplaceJob {
  public:
   ReplaceJob( const Platform::PlatformData & platform, const std::vector< Acl > & old,
               const std::vector< Acl > & fresh, const RangeChoice & choice,
-              ReplaceReport & report );
+              const std::vector< Probe > & probes, ReplaceReport & report );
   ~ReplaceJob() { table_.clear(); }
 
   bool programOld();
-  bool replace( Replacement by, const std::vector< Packet > & packets,
-                const std::vector< PortPair > & ports );
+  bool replace( Replacement by );
 
  private:
-  struct Probe {
-    const Packet * packet;
-    PortPair ports;
-    Treatment before;
-    Treatment after;
-  };
-
-  void expect( const std::vector< Packet > & packets, const std::vector< PortPair > & ports );
-  Treatment expected( const std::vector< PolicyTable::List > & lists, const Packet & packet,
-                      const PortPair & ports ) const;
   void sendSome();
-  U64 calls() const;
   U32 entries() const { return manager_->entriesAllocated( SwitchSession::unit ); }
 
-  const Platform::PlatformData & platform_;
   const ListClass class_;
   const std::vector< PolicyTable::List > old_;
   const std::vector< PolicyTable::List > fresh_;
@@ -98,15 +104,14 @@ class ReplaceJob {
   U32 policersLeft_;
   AclTable table_;
   Kiv::Ptr< Morvane::MorvaneBoundedTcamEntryManager > manager_;
-  std::vector< Probe > probes_;
+  const std::vector< Probe > & probes_;
   size_t next_ = 0;
 };
 
 ReplaceJob::ReplaceJob( const Platform::PlatformData & platform, const std::vector< Acl > & old,
                         const std::vector< Acl > & fresh, const RangeChoice & choice,
-                        ReplaceReport & report )
-    : platform_( platform ),
-      class_( classOf( old.front() ) ),
+                        const std::vector< Probe > & probes, ReplaceReport & report )
+    : class_( classOf( old.front() ) ),
       old_( listsOf( old, 0 ) ),
       fresh_( listsOf( fresh, static_cast< U32 >( old.size() ) ) ),
       report_( report ),
@@ -114,7 +119,8 @@ ReplaceJob::ReplaceJob( const Platform::PlatformData & platform, const std::vect
       policersLeft_( platform.chip.policers ),
       table_( session_.groupManager(), SwitchSession::unit, platform, class_, choice,
               policersLeft_ ),
-      manager_( session_.groupManager().entryManager( shareOf( platform, class_ )->assignment ) ) {
+      manager_( session_.groupManager().entryManager( shareOf( platform, class_ )->assignment ) ),
+      probes_( probes ) {
   report_.room = table_.room( old.front() );
 }
 
@@ -127,25 +133,6 @@ bool ReplaceJob::programOld() {
     }
   report_.oldEntries = entries();
   return true;
-}
-
-Treatment ReplaceJob::expected( const std::vector< PolicyTable::List > & lists,
-                                const Packet & packet, const PortPair & ports ) const {
-  Policy policy;
-  policy.tables.push_back( { class_.kind, class_.direction, lists, Forwarding::none } );
-  const FrameFields fields = readFrame( packet.frame );
-  const auto conforms = []( const RuleIndex &, const PoliceRate & ) { return true; };
-  return treatment( expectedFate( policy, fieldsAtPort( platform_, ports.in, fields ),
-                                  fieldsLeaving( ports.out, fields ), conforms ) );
-}
-
-void ReplaceJob::expect( const std::vector< Packet > & packets,
-                         const std::vector< PortPair > & ports ) {
-  for ( const Packet & packet : packets ) {
-    const PortPair & pair = ports[ probes_.size() % ports.size() ];
-    probes_.push_back(
-        { &packet, pair, expected( old_, packet, pair ), expected( fresh_, packet, pair ) } );
-  }
 }
 
 void ReplaceJob::sendSome() {
@@ -161,23 +148,14 @@ void ReplaceJob::sendSome() {
   }
 }
 
-U64 ReplaceJob::calls() const {
-  U64 sum = 0;
-  for ( const auto & [ name, count ] : session_.sdkCalls() )
-    sum += count;
-  return sum;
-}
-
-bool ReplaceJob::replace( Replacement by, const std::vector< Packet > & packets,
-                          const std::vector< PortPair > & ports ) {
+bool ReplaceJob::replace( Replacement by ) {
   report_.by = by;
   report_.packets = report_.neither = 0;
-  const U64 before = calls();
-  expect( packets, ports );
+  const U64 before = session_.sdkCallTotal();
   const AfterCalls watch( [ & ] { sendSome(); } );
   if ( table_.replace( fresh_, by, report_.counts ) )
     return false;
-  report_.sdkCalls = calls() - before;
+  report_.sdkCalls = session_.sdkCallTotal() - before;
   report_.newEntries = entries();
   report_.callsBetween = by == Replacement::breakBeforeMake ? report_.sdkCalls : 0;
   const EditCounts & counts = report_.counts;
@@ -229,12 +207,18 @@ ReplaceReport replaceLists( const Platform::PlatformData & platform, const std::
     for ( const Acl & acl : *lists )
       all.push_back( &acl );
   const RangeChoice choice = rangeChoice( method, platform, all );
+  std::vector< Probe > probes;
+  for ( const Packet & packet : packets ) {
+    const PortPair & pair = ports[ probes.size() % ports.size() ];
+    probes.push_back( { &packet, pair, expected( platform, old, packet, pair ),
+                        expected( platform, fresh, packet, pair ) } );
+  }
   ReplaceReport report;
   for ( const Replacement by :
         { Replacement::makeBeforeBreak, Replacement::inPlace, Replacement::breakBeforeMake } ) {
     // What an attempt that does not fit has moved would be in the way of the next one.
-    ReplaceJob job( platform, old, fresh, choice, report );
-    if ( !job.programOld() || job.replace( by, packets, ports ) )
+    ReplaceJob job( platform, old, fresh, choice, probes, report );
+    if ( !job.programOld() || job.replace( by ) )
       return report;
   }
   report.fault = fmt::format( "{} does not fit", fresh.front().name );
