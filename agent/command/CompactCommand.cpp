@@ -11,8 +11,7 @@ bool compactCommand( const MeaningOptions & options ) {
   RunOptions reading = options.run;
   reading.boundLists = false;
   const RunInput input = readInput( reading );
-  for ( const std::string & line : input.remarks.refusals )
-    printError( line );
+  printRefusals( input.remarks );
   if ( !options.output.empty() && input.acls.size() != 1 )
     throw UsageError(
         fmt::format( "--output: a rules file has one list, and there are {}", input.acls.size() ) );

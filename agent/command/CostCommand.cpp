@@ -10,8 +10,7 @@ bool costCommand( RunOptions run, const CostOptions & options ) {
   const RunInput input = readInput( run );
   const RangeChoice choice = rangeChoice( input.portMethod, input.platform, input.acls );
   const CostReport report = costOf( input.platform, input.acls, choice );
-  for ( const std::string & line : input.remarks.refusals )
-    printError( line );
+  printRefusals( input.remarks );
   printOutput( options.json ? costJson( input.platform, report, input.remarks )
                             : costText( input.platform, report, options.all, input.remarks ) );
   return input.remarks.refused == 0;

@@ -9,6 +9,7 @@
 #include "agent/feature/RangeChoice.h"
 #include "agent/report/OutputFile.h"
 #include "agent/report/Progress.h"
+#include "agent/text/JsonText.h"
 #include "agent/text/TextTable.h"
 
 namespace Agent {
@@ -37,7 +38,7 @@ std::string countJson( const RunInput & input, const std::vector< ListCount > & 
                                  { "entriesWithCheckers", count.withChecker },
                                  { "ranges", count.ranges },
                                  { "share", count.share } } );
-  return json.dump( 2, ' ', false, nlohmann::ordered_json::error_handler_t::replace ) + "\n";
+  return jsonText( json );
 }
 
 }  // namespace
@@ -70,8 +71,7 @@ bool countCommand( RunOptions options, bool json ) {
   std::vector< ListCount > counts;
   for ( const Acl & acl : input.acls )
     counts.push_back( countList( input.platform, acl ) );
-  for ( const std::string & line : input.remarks.refusals )
-    printError( line );
+  printRefusals( input.remarks );
   if ( json )
     printOutput( countJson( input, counts ) );
   else

@@ -96,8 +96,7 @@ bool explainCommand( const RunOptions & options, const ExplainOptions & explain 
             Explainer( input, session, feature ).explain( wanted.packet, wanted.ports, rule );
       } );
   explanation.packet = wanted.name;
-  for ( const std::string & line : input.remarks.refusals )
-    printError( line );
+  printRefusals( input.remarks );
   printOutput( explain.json ? withPartial( input.remarks, explanationJson( explanation ) )
                             : partialText( input.remarks ) + explanationText( explanation ) );
   const std::vector< std::string > unfit = unfitLists( report );

@@ -22,9 +22,7 @@ void apply( const std::vector< std::string > & changes, RunInput & input ) {
 }
 
 FitReport fitOn( const RunInput & input ) {
-  U64 total = 0;
-  for ( const Acl & acl : input.acls )
-    total += acl.size();
+  const U64 total = rulesIn( input.acls );
   Progress progress( "programming" );
   U64 done = 0;
   return fitLists( input.platform, input.acls, input.portMethod,
@@ -47,8 +45,7 @@ bool fitCommand( RunOptions run, const FitOptions & options ) {
     reports.push_back( fitOn( inputs.back() ) );
   }
   const ReaderRemarks & remarks = inputs.front().remarks;
-  for ( const std::string & line : remarks.refusals )
-    printError( line );
+  printRefusals( remarks );
   printOutput( options.json ? fitJson( reports, options.changes, remarks )
                             : fitText( reports, options.changes, remarks ) );
   return remarks.refused == 0 &&

@@ -57,8 +57,7 @@ bool mapCommand( const RunOptions & options, const MapOptions & map ) {
     const std::string partial = partialText( input.remarks );
     slices.notes.push_back( partial.substr( 0, partial.size() - 1 ) );
   }
-  for ( const std::string & line : input.remarks.refusals )
-    printError( line );
+  printRefusals( input.remarks );
   for ( std::string & line : unfitLists( report ) )
     slices.notes.push_back( std::move( line ) );
   const bool colours = map.colour == ColourUse::always ||

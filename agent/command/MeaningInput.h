@@ -13,8 +13,7 @@ inline RunInput readLists( RunOptions options ) {
   options.boundLists = false;
   options.supportedLists = false;
   RunInput input = readInput( options );
-  for ( const std::string & line : input.remarks.refusals )
-    printError( line );
+  printRefusals( input.remarks );
   return input;
 }
 

@@ -126,9 +126,7 @@ void RunJob::program() {
   poll();
   Progress progress( "programming" );
   U64 done = 0;
-  U64 total = 0;
-  for ( const Acl & acl : input_.acls )
-    total += acl.size();
+  const U64 total = rulesIn( input_.acls );
   // Rules are programmed again when a group is rebuilt.
   feature_.onRuleIs( [ & ] { progress.at( std::min( ++done, total ), total ); } );
   for ( const Acl & acl : input_.acls ) {

@@ -74,6 +74,12 @@ struct RunInput {
 // conflicting options, RefusedRules for rules that readers refuse unless `partial` is set.
 RunInput readInput( const RunOptions & options );
 
+// Prints the refused rules to standard error, where a command continues without them.
+void printRefusals( const ReaderRemarks & remarks );
+
+// Rules of all lists, with the default actions.
+U64 rulesIn( const std::vector< Acl > & acls );
+
 // Resolves the ports of rules that their file names. Rules with ports that the platform does not
 // have are refused.
 void resolvePorts( const Platform::PlatformData & platform, AclDocument & document );

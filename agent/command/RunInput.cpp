@@ -10,6 +10,7 @@
 #include "agent/packets/PacketFiles.h"
 #include "agent/packets/PacketMaker.h"
 #include "agent/packets/RandomPackets.h"
+#include "agent/report/OutputFile.h"
 #include "agent/report/Progress.h"
 #include "agent/text/Suggestion.h"
 #include "platform/InputError.h"
@@ -93,9 +94,7 @@ std::vector< Frame > exampleFrames() {
 
 void checkPlatform( const RunOptions & options, const RunInput & input ) {
   for ( const Acl & acl : input.acls ) {
-    auto fault = listFault( input.platform, acl );
-    if ( !fault )
-      fault = flowFieldFault( input.acls, acl );
+    const auto fault = listFault( input.platform, input.acls, acl );
     if ( fault && fault->line == 0 )
       throw UsageError( fmt::format( "list {}: {}", acl.name, fault->what ) );
     if ( fault )
@@ -160,6 +159,18 @@ RunInput readInput( const RunOptions & options ) {
     checkPlatform( options, input );
   input.packets = readAllPackets( options, input.acls );
   return input;
+}
+
+void printRefusals( const ReaderRemarks & remarks ) {
+  for ( const std::string & line : remarks.refusals )
+    printError( line );
+}
+
+U64 rulesIn( const std::vector< Acl > & acls ) {
+  U64 rules = 0;
+  for ( const Acl & acl : acls )
+    rules += acl.size();
+  return rules;
 }
 
 }  // namespace Agent

@@ -32,15 +32,10 @@ constexpr int exitSuccess = 0;
 constexpr int exitDifference = 1;
 constexpr int exitUsage = 2;
 
-void printRefusals( const Agent::ReaderRemarks & remarks ) {
-  for ( const std::string & line : remarks.refusals )
-    Agent::printError( line );
-}
-
 bool runCommand( const Agent::RunOptions & options, Agent::OutputOptions output ) {
   output.text.terminal = Agent::Terminal::standardOutput();
   const Agent::RunInput input = Agent::readInput( options );
-  printRefusals( input.remarks );
+  Agent::printRefusals( input.remarks );
   const Agent::RunReport report = Agent::run( input );
   if ( !options.html.empty() )
     Agent::writeFile( options.html, htmlReport( report ) );
@@ -73,7 +68,7 @@ bool inspectCommand( const Agent::RunOptions & options, const Agent::InspectOpti
         inspect );
   };
   const std::vector< std::string > unfit = unfitLists( Agent::withProgrammedSwitch( input, look ) );
-  printRefusals( input.remarks );
+  Agent::printRefusals( input.remarks );
   Agent::printOutput( inspect.json ? withPartial( input.remarks, shown )
                                    : partialText( input.remarks ) + shown );
   for ( const std::string & line : unfit )

@@ -223,4 +223,10 @@ std::optional< ListFault > listFault( const PlatformData & platform, const Acl &
   return std::nullopt;
 }
 
+std::optional< ListFault > listFault( const PlatformData & platform,
+                                      const std::vector< Acl > & acls, const Acl & acl ) {
+  const auto fault = listFault( platform, acl );
+  return fault ? fault : flowFieldFault( acls, acl );
+}
+
 }  // namespace Agent

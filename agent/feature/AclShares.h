@@ -51,5 +51,8 @@ struct ListFault {
 // use determines the group's fields.
 std::optional< ListFault > flowFieldFault( const std::vector< Acl > & acls, const Acl & acl );
 std::optional< ListFault > listFault( const Platform::PlatformData & platform, const Acl & acl );
+// Both: of a list among all that are programmed.
+std::optional< ListFault > listFault( const Platform::PlatformData & platform,
+                                      const std::vector< Acl > & acls, const Acl & acl );
 
 }  // namespace Agent

@@ -26,9 +26,8 @@ class FitJob {
   void finish();
 
  private:
-  void notePools( const Acl & acl );
+  SwitchRoom roomFor( const Acl & acl );
   void noteFull( const Acl & acl );
-  std::optional< SoftAsic::GroupView > groupOf( const Acl & acl );
 
   const Platform::PlatformData & platform_;
   const RangeChoice choice_;
@@ -37,13 +36,7 @@ class FitJob {
   AclFeature feature_;
   CheckerModel checkers_;  // of the lists that fit
   std::vector< const Acl * > fitting_;
-  // Before the current list, and of its group when it is full.
-  U64 freeStatistics_ = 0;
-  U64 freePolicers_ = 0;
-  U64 freeChunks_ = 0;
-  U32 sliceDepth_ = 0;
-  U32 entriesPerSlice_ = 0;
-  U32 spareKeyBits_ = 0;
+  SwitchRoom left_;  // of the current list
 };
 
 FitJob::FitJob( const Platform::PlatformData & platform, RangeChoice choice, FitReport & report,
@@ -58,29 +51,28 @@ FitJob::FitJob( const Platform::PlatformData & platform, RangeChoice choice, Fit
   feature_.onRuleIs( onRule );
 }
 
-void FitJob::notePools( const Acl & acl ) {
+SwitchRoom FitJob::roomFor( const Acl & acl ) {
+  SwitchRoom left;
+  left.entries = feature_.room( acl );
   const auto stage =
       acl.direction == Direction::out ? SoftAsic::StageKind::efp : SoftAsic::StageKind::ifp;
   for ( const SoftAsic::TableView & table : session_.chip().tables( SwitchSession::unit ) )
     if ( table.stage == stage && table.pipe == 0 && table.copy == 0 )
-      freeStatistics_ = table.freeStatistics;
-  freePolicers_ = platform_.chip.policers - policersInUse( session_ );
-  freeChunks_ = platform_.chip.dataChunks - udfChunksInUse( session_ );
-  sliceDepth_ = entriesPerSlice_ = spareKeyBits_ = 0;
-}
-
-std::optional< SoftAsic::GroupView > FitJob::groupOf( const Acl & acl ) {
-  return session_.chip().group( SwitchSession::unit, shareOf( platform_, classOf( acl ) )->group );
+      left.statistics = table.freeStatistics;
+  left.policers = platform_.chip.policers - policersInUse( session_ );
+  left.udfChunks = platform_.chip.dataChunks - udfChunksInUse( session_ );
+  return left;
 }
 
 // The chip's state, before the list is rolled back.
 void FitJob::noteFull( const Acl & acl ) {
-  if ( const auto group = groupOf( acl ) ) {
-    entriesPerSlice_ = group->rowsPerSlice;
+  const U32 id = shareOf( platform_, classOf( acl ) )->group;
+  if ( const auto group = session_.chip().group( SwitchSession::unit, id ) ) {
+    left_.entriesPerSlice = group->rowsPerSlice;
     for ( const SoftAsic::SliceView & slice : session_.chip().slices( SwitchSession::unit ) )
-      if ( slice.group == group->id ) {
-        sliceDepth_ = slice.depth;
-        spareKeyBits_ = slice.rowBits() - group->keyBits;
+      if ( slice.group == id ) {
+        left_.sliceDepth = slice.depth;
+        left_.spareKeyBits = slice.rowBits() - group->keyBits;
       }
   }
   if ( !report_.fullAt.empty() )
@@ -93,8 +85,8 @@ void FitJob::noteFull( const Acl & acl ) {
 
 void FitJob::fit( ListVerdict & verdict ) {
   const Acl & acl = *verdict.acl;
-  verdict.room = feature_.room( acl );
-  notePools( acl );
+  left_ = roomFor( acl );
+  verdict.room = left_.entries;
   CheckerModel checkers = checkers_;
   const ListCost cost = listCost( platform_, acl, checkers, false );
   verdict.needed = cost.entries;
@@ -104,10 +96,8 @@ void FitJob::fit( ListVerdict & verdict ) {
     fitting_.push_back( &acl );
     return;
   }
-  const Shortfall shortfall = { platform_,     acl,         *verdict.shortage, choice_.method,
-                                checkers_,     cost,        verdict.room,      freeStatistics_,
-                                freePolicers_, freeChunks_, sliceDepth_,       entriesPerSlice_,
-                                spareKeyBits_ };
+  const Shortfall shortfall = { platform_, acl,  *verdict.shortage, choice_.method, checkers_,
+                                cost,      left_ };
   verdict.shortBy = shortBy( shortfall );
   verdict.remedies = remedies( shortfall );
 }
@@ -131,10 +121,7 @@ FitReport fitLists( const Platform::PlatformData & platform, const std::vector< 
   for ( const Acl & acl : acls ) {
     ListVerdict & verdict = report.lists.emplace_back();
     verdict.acl = &acl;
-    auto fault = listFault( platform, acl );
-    if ( !fault )
-      fault = flowFieldFault( acls, acl );
-    if ( fault )
+    if ( const auto fault = listFault( platform, acls, acl ) )
       verdict.fault = fault->what;
     else
       supported.push_back( &acl );

@@ -5,12 +5,11 @@
 #include <algorithm>
 
 #include "agent/feature/AclShares.h"
+#include "softasic/KeyLayout.h"
 
 namespace Agent {
 
 namespace {
-
-constexpr U32 rangeCheckersMax = 48;  // of a chip
 
 std::optional< U64 > missing( U64 needed, U64 free ) {
   return needed > free ? std::optional( needed - free ) : std::nullopt;
@@ -41,11 +40,11 @@ bool usesFields( const Shortfall & at ) {
 }
 
 std::string moreSlices( const Shortfall & at, U64 entries ) {
-  if ( at.entriesPerSlice == 0 )
+  if ( at.left.entriesPerSlice == 0 )
     return fmt::format( "slices for {} more entries", entries );
-  const U64 slices = ( entries + at.entriesPerSlice - 1 ) / at.entriesPerSlice;
+  const U64 slices = ( entries + at.left.entriesPerSlice - 1 ) / at.left.entriesPerSlice;
   return fmt::format( "{} of {} rows", counted( slices, "more slice", "more slices" ),
-                      at.sliceDepth );
+                      at.left.sliceDepth );
 }
 
 // Everything that is missing. Empty if that is not known: the fields of a list can make its group's
@@ -53,21 +52,21 @@ std::string moreSlices( const Shortfall & at, U64 entries ) {
 std::string allThatIsMissing( const Shortfall & at ) {
   const U64 needed = at.cost.entries;
   std::vector< std::string > parts;
-  if ( const auto more = missing( needed, at.room.chip ) ) {
+  if ( const auto more = missing( needed, at.left.entries.chip ) ) {
     if ( usesFields( at ) )
       return "";
     parts.push_back( moreSlices( at, *more ) );
   }
-  if ( const auto more = missing( needed, at.room.share ) )
+  if ( const auto more = missing( needed, at.left.entries.share ) )
     parts.push_back( fmt::format( "a share of {} entries in place of {}",
                                   shareAt( at ).size + *more, shareAt( at ).size ) );
-  if ( const auto more = missing( needed, at.freeStatistics ) )
+  if ( const auto more = missing( needed, at.left.statistics ) )
     parts.push_back( counted( *more, "more statistic", "more statistics" ) );
   if ( const auto more = missingCheckers( at ) )
     parts.push_back( counted( *more, "more range checker", "more range checkers" ) );
-  if ( const auto more = missing( at.cost.policers, at.freePolicers ) )
+  if ( const auto more = missing( at.cost.policers, at.left.policers ) )
     parts.push_back( counted( *more, "more policer", "more policers" ) );
-  if ( const auto more = missing( at.cost.userFields, at.freeChunks ) )
+  if ( const auto more = missing( at.cost.userFields, at.left.udfChunks ) )
     parts.push_back( counted( *more, "more UDF chunk", "more UDF chunks" ) );
   return fmt::format( "{}", fmt::join( parts, " and " ) );
 }
@@ -75,8 +74,8 @@ std::string allThatIsMissing( const Shortfall & at ) {
 // Whether nothing else is missing if the list takes so many entries.
 bool fitsWith( const Shortfall & at, CheckerModel checkers ) {
   const U64 entries = listCost( at.platform, at.acl, checkers, false ).entries;
-  return entries <= std::min< U64 >( at.room.entries(), at.freeStatistics ) &&
-         at.cost.policers <= at.freePolicers;
+  return entries <= std::min< U64 >( at.left.entries.entries(), at.left.statistics ) &&
+         at.cost.policers <= at.left.policers;
 }
 
 // The fewest more checkers that are enough; empty: no number of them is. More checkers never cost
@@ -88,7 +87,9 @@ std::string moreCheckers( const Shortfall & at ) {
     return fitsWith( at, checkers );
   };
   const U32 has = at.platform.chip.rangeCheckers;
-  U32 enough = has < rangeCheckersMax ? std::min( rangeCheckersMax - has, at.spareKeyBits ) : 0;
+  U32 enough = has < SoftAsic::rangeCheckersMax
+                   ? std::min( SoftAsic::rangeCheckersMax - has, at.left.spareKeyBits )
+                   : 0;
   if ( enough == 0 || !fits( enough ) )
     return "";
   for ( U32 tooFew = 0; enough - tooFew > 1; ) {
@@ -112,17 +113,17 @@ bool fitsWithBest( const Shortfall & at ) {
 std::optional< U64 > shortBy( const Shortfall & at ) {
   switch ( at.shortage.resource ) {
     case AclResource::entries:
-      return missing( at.cost.entries, at.room.share );
+      return missing( at.cost.entries, at.left.entries.share );
     case AclResource::slices:
-      return missing( at.cost.entries, at.room.chip );
+      return missing( at.cost.entries, at.left.entries.chip );
     case AclResource::statistics:
-      return missing( at.cost.entries, at.freeStatistics );
+      return missing( at.cost.entries, at.left.statistics );
     case AclResource::rangeCheckers:
       return missingCheckers( at );
     case AclResource::policers:
-      return missing( at.cost.policers, at.freePolicers );
+      return missing( at.cost.policers, at.left.policers );
     case AclResource::udfQualifiers:
-      return missing( at.cost.userFields, at.freeChunks );
+      return missing( at.cost.userFields, at.left.udfChunks );
   }
   return std::nullopt;
 }

@@ -9,7 +9,18 @@
 
 namespace Agent {
 
-// What is known of a list and of the switch when the list ran out.
+// What a switch had left before a list, and the slices of the list's group when it ran out.
+struct SwitchRoom {
+  AclRoom entries;
+  U64 statistics = 0;
+  U64 policers = 0;
+  U64 udfChunks = 0;
+  U32 sliceDepth = 0;  // 0: the group has no slices
+  U32 entriesPerSlice = 0;
+  U32 spareKeyBits = 0;  // each range checker takes one
+};
+
+// What is known of a list that ran out.
 struct Shortfall {
   const Platform::PlatformData & platform;
   const Acl & acl;
@@ -17,13 +28,7 @@ struct Shortfall {
   PortMethod method;
   const CheckerModel & before;  // checkers of the lists before it
   const ListCost & cost;
-  AclRoom room;        // before the list
-  U64 freeStatistics;  // likewise
-  U64 freePolicers;    // likewise
-  U64 freeChunks;      // likewise
-  U32 sliceDepth = 0;  // of the slices of the list's group; 0: it has none
-  U32 entriesPerSlice = 0;
-  U32 spareKeyBits = 0;  // of its key; each range checker takes one
+  const SwitchRoom & left;
 };
 
 // How much of the resource that ran out is missing; empty: not a number.

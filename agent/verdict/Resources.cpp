@@ -8,7 +8,6 @@
 
 #include "agent/feature/AclShares.h"
 #include "agent/text/TextTable.h"
-#include "morvane/TcamIds.h"
 #include "softasic/InstanceId.h"
 
 namespace Agent {
