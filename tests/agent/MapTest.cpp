@@ -142,11 +142,11 @@ IFP, ingress: pipe 1 copy 0
     6-7    100   192     free |                                        |
 
 Users
-     user             group  share  used  percent  unused  set aside
-  -  ---------------  -----  -----  ----  -------  ------  ---------
-  A  <a&l>                1     80    80  100.0 %       0          0
-  B  ip6AclTcamGroup      3     64     6    9.3 %      58          0
-  C  l2                   2      8     0    0.0 %       8          8
+     user             group  share  used  percent  available  set aside
+  -  ---------------  -----  -----  ----  -------  ---------  ---------
+  A  <a&l>                1     80    80  100.0 %          0          0
+  B  ip6AclTcamGroup      3     64     6    9.3 %         58          0
+  C  l2                   2      8     0    0.0 %          8          8
   Without slices: macAclTcamGroup, mirroringAclTcamGroup1,
   mirroringAclTcamGroup2, openFlowVxlanUdfTcamGroup
 

@@ -136,8 +136,8 @@ bool hasTwins( const SliceMap & map ) {
 }
 
 std::vector< std::string > userHeadings( const SliceMap & map ) {
-  std::vector< std::string > headings = { "group",   "share",  "used",
-                                          "percent", "unused", "set aside" };
+  std::vector< std::string > headings = { "group",   "share",     "used",
+                                          "percent", "available", "set aside" };
   if ( hasTwins( map ) )
     headings.emplace_back( "twins" );
   return headings;
@@ -145,12 +145,9 @@ std::vector< std::string > userHeadings( const SliceMap & map ) {
 
 std::vector< std::string > userCells( const SliceMap & map, const User & user ) {
   std::vector< std::string > cells = {
-      std::to_string( user.group ),
-      user.share ? countText( *user.share ) : "no limit",
-      countText( user.used ),
-      user.share ? percentText( user.used, *user.share ) : "-",
-      user.share ? countText( *user.share - std::min( *user.share, user.used ) ) : "",
-      countText( user.setAside ) };
+      std::to_string( user.group ), user.share ? countText( *user.share ) : "no limit",
+      countText( user.used ),       user.share ? percentText( user.used, *user.share ) : "-",
+      countText( user.available ),  countText( user.setAside ) };
   if ( hasTwins( map ) )
     cells.push_back( countText( user.twins ) );
   return cells;

@@ -39,6 +39,8 @@ class MapMaker {
  public:
   MapMaker( const Morvane::MorvaneTcamGroupManager & manager, U32 unit );
   void add( const SoftAsic::SliceView & view );
+  // What the users on the chip could still get.
+  void askAvailable( U32 unit );
   SliceMap finish();
 
  private:
@@ -49,7 +51,8 @@ class MapMaker {
   const Morvane::MorvaneTcamGroupManager & manager_;
   Owners owners_;
   SliceMap map_;
-  std::vector< bool > hasRows_;  // by user
+  std::vector< Kiv::Ptr< EntryManager > > records_;  // by user
+  std::vector< bool > hasRows_;                      // likewise
 };
 
 MapMaker::MapMaker( const Morvane::MorvaneTcamGroupManager & manager, U32 unit )
@@ -57,6 +60,7 @@ MapMaker::MapMaker( const Morvane::MorvaneTcamGroupManager & manager, U32 unit )
   for ( const Morvane::TcamReservation * reservation : manager.getTcamReservationData() )
     if ( const Kiv::Ptr< EntryManager > user = manager.managerOf( *reservation ) ) {
       map_.users.emplace_back();
+      records_.push_back( user );
       readRecords( *user, unit, map_.users.back(), static_cast< U32 >( map_.users.size() - 1 ),
                    owners_ );
     }
@@ -120,6 +124,12 @@ void MapMaker::count( const Segment & segment, bool firstCopy ) {
   user.setAside += segment.use == RowUse::setAside ? segment.rows : 0;
 }
 
+void MapMaker::askAvailable( U32 unit ) {
+  for ( size_t i = 0; i < records_.size(); ++i )
+    if ( map_.users[ i ].onChip )
+      map_.users[ i ].available = records_[ i ]->entriesAvailable( unit );
+}
+
 SliceMap MapMaker::finish() {
   char next = 'A';
   for ( U32 i = 0; i < hasRows_.size(); ++i )
@@ -165,6 +175,7 @@ SliceMap sliceMap( const Morvane::MorvaneTcamGroupManager & manager,
   MapMaker maker( manager, unit );
   for ( const SoftAsic::SliceView & view : chip.slices( unit ) )
     maker.add( view );
+  maker.askAvailable( unit );
   return maker.finish();
 }
 

@@ -9,7 +9,8 @@
 // A row holds one entry: two physical rows of a double-wide slice, the same row of both slices of a
 // pair.
 //
-// Locking: call sliceMap with the activity lock held; the chip's inspection takes the SDK lock.
+// Locking: call sliceMap with the activity lock held; the chip's inspection takes the SDK lock. It
+// asks the library for what users could still get, which makes SDK calls.
 #pragma once
 
 #include <optional>
@@ -79,6 +80,7 @@ struct User {
   // Entries that it may allocate; empty: unbounded.
   std::optional< U32 > share = {};
   U32 used = 0;                       // allocated entries; each is in every pipe and copy
+  U32 available = 0;                  // entries that it could still get; 0 if not on the chip
   bool onChip = false;                // its group has slices
   std::optional< char > letter = {};  // its symbol in the map; empty: no rows
   // Rows of pipe 0, copy 0.

@@ -40,10 +40,10 @@ Json json( const SliceMap & map, const Slice & slice ) {
 }
 
 Json json( const User & user ) {
-  return { { "user", user.name },   { "lists", user.lists },
-           { "group", user.group }, { "share", user.share ? Json( *user.share ) : Json() },
-           { "used", user.used },   { "setAside", user.setAside },
-           { "twins", user.twins } };
+  return { { "user", user.name },           { "lists", user.lists },
+           { "group", user.group },         { "share", user.share ? Json( *user.share ) : Json() },
+           { "available", user.available }, { "used", user.used },
+           { "setAside", user.setAside },   { "twins", user.twins } };
 }
 
 }  // namespace
