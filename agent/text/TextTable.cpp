@@ -79,6 +79,21 @@ std::string TextTable::text( size_t columns ) const {
   return text;
 }
 
+std::string wrapped( const std::string & words, size_t indent, size_t columns ) {
+  std::string text;
+  size_t line = columns;  // characters in the last line: the first word begins one
+  for ( size_t begin = 0; begin < words.size(); ) {
+    const size_t end = std::min( words.find( ' ', begin ), words.size() );
+    const bool fits = line + 1 + end - begin <= columns;
+    if ( !fits )
+      text += ( text.empty() ? "" : "\n" ) + std::string( indent, ' ' );
+    text.append( fits ? " " : "" ).append( words, begin, end - begin );
+    line = ( fits ? line + 1 : indent ) + end - begin;
+    begin = end + 1;
+  }
+  return text + "\n";
+}
+
 std::string countText( unsigned long long count ) {
   std::string text = std::to_string( count );
   for ( size_t at = text.size(); at > 3; at -= 3 )

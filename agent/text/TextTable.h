@@ -25,6 +25,9 @@ class TextTable {
   std::vector< std::vector< std::string > > rows_;
 };
 
+// Words in indented lines that end at `columns`, unless a word is longer; with a final newline.
+std::string wrapped( const std::string & words, size_t indent, size_t columns );
+
 // With thousands separators: "12,345".
 std::string countText( unsigned long long count );
 

@@ -129,7 +129,44 @@ void Checker::findOverlaps() {
   }
 }
 
+// The rows of one list among those of its table.
+TakenByOthers takenRows( const std::vector< MeaningRow > & rows, size_t begin, size_t end ) {
+  TakenByOthers taken;
+  taken.all = true;
+  PacketSet before;  // matched by earlier rows of the list
+  PacketSet lost;
+  for ( size_t row = begin; row < end; ++row ) {
+    const PacketSet own = rows[ row ].matched - before;
+    before |= rows[ row ].matched;
+    taken.all = taken.all && rows[ row ].decided.empty();
+    if ( own.empty() || !rows[ row ].decided.empty() )
+      continue;
+    lost |= own;
+    if ( !rows[ row ].isDefault() )
+      taken.rules.push_back( rows[ row ].index );
+  }
+  taken.all = taken.all && !lost.empty();
+  for ( size_t row = 0; row < begin; ++row )
+    if ( ( taken.lists.empty() || taken.lists.back() != rows[ row ].acl ) &&
+         !( rows[ row ].decided & lost ).empty() )
+      taken.lists.push_back( rows[ row ].acl );
+  return taken;
+}
+
 }  // namespace
+
+std::vector< TakenByOthers > takenByOthers( const std::vector< const Acl * > & lists,
+                                            const SpaceLimits & limits ) {
+  const Space space( lists.front()->kind, limits );
+  const Meaning meaning( space, lists, Forwarding::none );
+  std::vector< TakenByOthers > taken;
+  size_t begin = 0;
+  for ( const Acl * acl : lists ) {
+    taken.push_back( takenRows( meaning.rows(), begin, begin + acl->size() ) );
+    begin += acl->size();
+  }
+  return taken;
+}
 
 ListCheck checkList( const Acl & acl, const SpaceLimits & limits, const CheckOptions & options ) {
   return Checker( acl, limits, options ).check( options.overlaps );

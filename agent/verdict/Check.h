@@ -1,5 +1,5 @@
-// What is wrong with a list, whatever it is looked up with: rules that can never match, rules and
-// pairs that others can stand for, rules in conflict.
+// What is wrong with a list: rules that can never match, rules and pairs that others can stand for,
+// rules in conflict; and rules whose packets earlier lists of the same table decide.
 #pragma once
 
 #include <optional>
@@ -25,6 +25,13 @@ struct ActionOverlap {
   PacketPoint example;
 };
 
+// What earlier lists of the table leave of a list.
+struct TakenByOthers {
+  std::vector< U32 > rules;          // that match packets, but only ones that these lists decide
+  std::vector< const Acl * > lists;  // in order of precedence; empty: no rule is taken
+  bool all = false;                  // no packet reaches the list, its default action included
+};
+
 struct ListCheck {
   const Acl * acl;
   std::vector< NeverMatches > never;
@@ -33,9 +40,11 @@ struct ListCheck {
   std::vector< MergePair > mergeable;  // no rule is in two pairs
   std::optional< Fate > onlyFate;      // of all packets
   std::vector< ActionOverlap > overlaps;
+  TakenByOthers taken;
 
   bool clean() const {
-    return never.empty() && redundant.empty() && mergeable.empty() && !onlyFate && overlaps.empty();
+    return never.empty() && redundant.empty() && mergeable.empty() && !onlyFate &&
+           overlaps.empty() && taken.rules.empty() && !taken.all;
   }
 };
 
@@ -47,8 +56,12 @@ struct CheckOptions {
 // The list must outlive the result. Throws what Meaning throws.
 ListCheck checkList( const Acl & acl, const SpaceLimits & limits, const CheckOptions & options );
 
-// The findings as text, and as one JSON object.
-std::string checkText( const std::vector< ListCheck > & checks );
+// Of each of the lists, which are looked up as one, in order of precedence.
+std::vector< TakenByOthers > takenByOthers( const std::vector< const Acl * > & lists,
+                                            const SpaceLimits & limits );
+
+// The findings as text, and as one JSON object. `columns`: where numbers of rules are wrapped.
+std::string checkText( const std::vector< ListCheck > & checks, size_t columns = 100 );
 std::string checkJson( const std::vector< ListCheck > & checks, U64 refused );
 
 }  // namespace Agent

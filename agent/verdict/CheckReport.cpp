@@ -4,6 +4,7 @@
 
 #include "agent/acl/RuleText.h"
 #include "agent/text/JsonText.h"
+#include "agent/text/TextTable.h"
 #include "agent/verdict/Check.h"
 #include "agent/verdict/ExamplePacket.h"
 #include "agent/verdict/RuleNumbers.h"
@@ -43,7 +44,25 @@ std::vector< std::string > neverLines( const ListCheck & check, bool agree ) {
   return lines;
 }
 
-std::string listText( const ListCheck & check ) {
+std::string namesOf( const std::vector< const Acl * > & lists ) {
+  std::vector< std::string > names;
+  for ( const Acl * acl : lists )
+    names.push_back( acl->name );
+  return namesText( names );
+}
+
+std::string takenText( const TakenByOthers & taken, size_t columns ) {
+  if ( taken.all )
+    return fmt::format( "  Without effect after {}, which {} all its packets\n",
+                        namesOf( taken.lists ), taken.lists.size() == 1 ? "decides" : "decide" );
+  if ( taken.rules.empty() )
+    return "";
+  return fmt::format( "  Can never match after {}: {}\n", namesOf( taken.lists ),
+                      taken.rules.size() ) +
+         wrapped( numberedRules( taken.rules ), 4, columns );
+}
+
+std::string listText( const ListCheck & check, size_t columns ) {
   std::string text = fmt::format( "{} ({}, {})\n", check.acl->name, kindName( check.acl->kind ),
                                   check.acl->rules.size() == 1
                                       ? "1 rule"
@@ -53,11 +72,12 @@ std::string listText( const ListCheck & check ) {
   if ( check.onlyFate )
     text += fmt::format( "  Without effect: every packet has the same fate, {}\n",
                          fateText( *check.onlyFate ) );
+  text += takenText( check.taken, columns );
   text += section( "Can never match, and earlier rules act otherwise", neverLines( check, false ) );
   text += section( "Can never match", neverLines( check, true ) );
   if ( !check.redundant.empty() )
-    text += fmt::format( "  Change nothing when removed: {}\n    {}\n", check.redundant.size(),
-                         numberedRules( check.redundant ) );
+    text += fmt::format( "  Change nothing when removed: {}\n", check.redundant.size() ) +
+            wrapped( numberedRules( check.redundant ), 4, columns );
   std::vector< std::string > lines;
   for ( const MergePair & pair : check.mergeable )
     lines.push_back( fmt::format( "rules {} and {}: {}", pair.first + 1, pair.second + 1,
@@ -78,6 +98,14 @@ Json listJson( const ListCheck & check ) {
                 { "redundant", numbers( check.redundant ) },
                 { "mergeable", Json::array() },
                 { "overlaps", Json::array() } };
+  if ( !check.taken.lists.empty() ) {
+    Json lists = Json::array();
+    for ( const Acl * acl : check.taken.lists )
+      lists.push_back( acl->name );
+    json[ "taken" ] = { { "by", std::move( lists ) },
+                        { "rules", numbers( check.taken.rules ) },
+                        { "all", check.taken.all } };
+  }
   if ( check.onlyFate )
     json[ "onlyFate" ] = fateText( *check.onlyFate );
   for ( const NeverMatches & never : check.never )
@@ -96,10 +124,10 @@ Json listJson( const ListCheck & check ) {
 
 }  // namespace
 
-std::string checkText( const std::vector< ListCheck > & checks ) {
+std::string checkText( const std::vector< ListCheck > & checks, size_t columns ) {
   std::string text;
   for ( const ListCheck & check : checks )
-    text += ( text.empty() ? "" : "\n" ) + listText( check );
+    text += ( text.empty() ? "" : "\n" ) + listText( check, columns );
   return text;
 }
 

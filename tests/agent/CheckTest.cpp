@@ -160,6 +160,38 @@ TEST( CheckTest, FindingsAreThoseOfEnumeration ) {
   EXPECT_GT( std::min( { never, redundant, merged, overlaps } ), 50U );
 }
 
+TEST( CheckTest, RulesThatEarlierListsTakeAreThoseOfEnumeration ) {
+  U32 rules = 0, whole = 0;
+  for ( U32 seed = 0; seed < 3000; ++seed ) {
+    FewBits bits( AclKind::ipv4, seed );
+    const Acl lists[] = { bits.list( 5 ), bits.list( 5 ), bits.list( 5 ) };
+    const std::vector< PacketPoint > packets = bits.packets();
+    const auto found = takenByOthers( { &lists[ 0 ], &lists[ 1 ], &lists[ 2 ] }, fewNodes );
+    std::vector< bool > decided( packets.size() );  // by earlier lists
+    for ( U32 list = 0; list < 3; ++list ) {
+      const Acl & acl = lists[ list ];
+      const Enumeration all( acl, packets );
+      std::set< U32 > matched, reached;
+      for ( size_t packet = 0; packet < packets.size(); ++packet ) {
+        const U32 rule = static_cast< U32 >( all.first( packet ) );
+        if ( rule == acl.rules.size() && acl.defaultAction == Forwarding::none )
+          continue;
+        ( decided[ packet ] ? matched : reached ).insert( rule );
+        decided[ packet ] = true;
+      }
+      std::set< U32 > taken( found[ list ].rules.begin(), found[ list ].rules.end() );
+      rules += taken.size();
+      whole += found[ list ].all;
+      ASSERT_EQ( found[ list ].all, reached.empty() && !matched.empty() ) << seed;
+      for ( const U32 rule : reached )
+        matched.erase( rule );
+      matched.erase( static_cast< U32 >( acl.rules.size() ) );
+      ASSERT_EQ( taken, matched ) << seed << " list " << list;
+    }
+  }
+  EXPECT_GT( std::min( rules, whole ), 500U );
+}
+
 TEST( CheckTest, TheTextCountsRulesFrom1 ) {
   const AclDocument document = parseAclText( { "web", true }, "web.cfg",
                                              R"(ip access-list extended web
@@ -190,6 +222,37 @@ TEST( CheckTest, TheTextCountsRulesFrom1 ) {
   Overlap with other actions: 1
     rules 2 and 10: port 0: 60 bytes 192.0.2.1 to 10.0.0.9 class 0x00 ttl 64 protocol 17 ports 1024 to 80
 )" );
+}
+
+TEST( CheckTest, TextNamesTheListsThatTakePackets ) {
+  const AclDocument document = parseAclText( { "web", true }, "web.cfg",
+                                             R"(ip access-list extended first
+ permit tcp any any
+ permit udp any any eq 53
+ip access-list extended second
+ permit tcp any any eq 80
+ permit udp any any
+ permit tcp any any eq 443
+)",
+                                             nullptr, {} );
+  std::vector< Acl > lists = document.lists;
+  ASSERT_EQ( lists.size(), 2U );
+  const auto text = [ & ] {
+    const auto taken = takenByOthers( { &lists[ 0 ], &lists[ 1 ] }, {} );
+    EXPECT_TRUE( taken[ 0 ].lists.empty() );
+    ListCheck check = {};
+    check.acl = &lists[ 1 ];
+    check.taken = taken[ 1 ];
+    return checkText( { check }, 12 );
+  };
+  lists[ 0 ].defaultAction = Forwarding::none;
+  EXPECT_EQ( text(),
+             "web-second (ipv4, 3 rules)\n  Can never match after web-first: 2\n"
+             "    rules 1,\n    3\n" );
+  lists[ 0 ].defaultAction = Forwarding::drop;
+  EXPECT_EQ( text(),
+             "web-second (ipv4, 3 rules)\n  Without effect after web-first, which decides all its "
+             "packets\n" );
 }
 
 }  // namespace
