@@ -17,6 +17,7 @@
 #include "agent/command/Run.h"
 #include "agent/command/RunCommandLine.h"
 #include "agent/command/UsageError.h"
+#include "agent/report/FitReport.h"
 #include "agent/report/OutputFile.h"
 #include "agent/report/PlatformList.h"
 #include "agent/session/SwitchSession.h"
@@ -38,7 +39,8 @@ bool runCommand( const Agent::RunOptions & options, Agent::OutputOptions output 
   Agent::printRefusals( input.remarks );
   const Agent::RunReport report = Agent::run( input );
   if ( !options.html.empty() )
-    Agent::writeFile( options.html, htmlReport( report ) );
+    Agent::writeFile( options.html, htmlReport( report, Agent::fitLists( input.platform, input.acls,
+                                                                         input.portMethod ) ) );
   Agent::printOutput( output.json ? jsonReport( report ) : textReport( report, output.text ) );
   if ( output.json )
     for ( const std::string & difference : report.differences )

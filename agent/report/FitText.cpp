@@ -30,23 +30,6 @@ std::string verdictTable( const std::vector< FitReport > & reports ) {
   return table.text();
 }
 
-std::string adviceOn( const ListVerdict & list ) {
-  const std::string & name = list.acl->name;
-  if ( !list.fault.empty() )
-    return fmt::format( "  {}: {}\n", name, list.fault );
-  if ( !list.shortage )
-    return "";
-  const auto & rules = list.acl->rules;
-  const U32 fitting = list.shortage->fitting;
-  std::string text = fitting == 0
-                         ? fmt::format( "  {}: none of its rules fits\n", name )
-                         : fmt::format( "  {}: its first {} rules fit, up to line {}\n", name,
-                                        countText( fitting ), rules[ fitting - 1 ].line );
-  for ( const std::string & remedy : list.remedies )
-    text += fmt::format( "    would fit with {}\n", remedy );
-  return text;
-}
-
 std::string resourceTable( const std::vector< ResourceUse > & resources ) {
   TextTable table( { "resource", ">used", ">total", ">percent", "held by" } );
   for ( const ResourceUse & use : resources )
@@ -57,16 +40,35 @@ std::string resourceTable( const std::vector< ResourceUse > & resources ) {
 
 std::string platformText( const FitReport & report ) {
   std::string advice;
-  for ( const ListVerdict & list : report.lists )
-    advice += adviceOn( list );
-  const std::string when =
-      report.fullAt.empty() ? "with the lists that it holds" : "when " + report.fullAt + " ran out";
-  return fmt::format( "\nPlatform {}: {}\n{}Resources of one pipe and copy, {}\n{}",
-                      report.platform, report.description, advice, when,
-                      resourceTable( report.resources ) );
+  for ( const ListVerdict & list : report.lists ) {
+    if ( const std::string verdict = verdictText( list ); !verdict.empty() )
+      advice += fmt::format( "  {}\n", verdict );
+    for ( const std::string & remedy : list.remedies )
+      advice += fmt::format( "    would fit with {}\n", remedy );
+  }
+  return fmt::format( "\nPlatform {}: {}\n{}{}\n{}", report.platform, report.description, advice,
+                      resourcesTitle( report ), resourceTable( report.resources ) );
 }
 
 }  // namespace
+
+std::string verdictText( const ListVerdict & list ) {
+  const std::string & name = list.acl->name;
+  if ( !list.fault.empty() )
+    return name + ": " + list.fault;
+  if ( !list.shortage )
+    return "";
+  const U32 fitting = list.shortage->fitting;
+  return fitting == 0 ? name + ": none of its rules fits"
+                      : fmt::format( "{}: its first {} rules fit, up to line {}", name,
+                                     countText( fitting ), list.acl->rules[ fitting - 1 ].line );
+}
+
+std::string resourcesTitle( const FitReport & report ) {
+  return "Resources of one pipe and copy, " + ( report.fullAt.empty()
+                                                    ? "with the lists that it holds"
+                                                    : "when " + report.fullAt + " ran out" );
+}
 
 std::string fitText( const std::vector< FitReport > & reports,
                      const std::vector< std::string > & changes, const ReaderRemarks & remarks ) {

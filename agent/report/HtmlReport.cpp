@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "agent/acl/RuleText.h"
-#include "agent/report/RunReport.h"
+#include "agent/report/FitReport.h"
 #include "agent/text/TextTable.h"
 #include "agent/text/XmlText.h"
 
@@ -132,6 +132,28 @@ std::string verdictHtml( const RunReport & report ) {
          section( "TCAM entries of the users, the same in every pipe and copy", users.text() );
 }
 
+// What is wrong with the lists that do not fit, and what the chip has.
+std::string fitHtml( const FitReport & fit ) {
+  std::string text;
+  for ( const ListVerdict & list : fit.lists ) {
+    if ( const std::string verdict = verdictText( list ); !verdict.empty() )
+      text += fmt::format( "<p class=\"page-bad\">{}</p>\n", xmlEscaped( verdict ) );
+    std::string remedies;
+    for ( const std::string & remedy : list.remedies )
+      remedies += fmt::format( "<li>{}</li>\n", xmlEscaped( remedy ) );
+    if ( !remedies.empty() )
+      text += "<p>Each of these would make it fit:</p>\n<ul>\n" + remedies + "</ul>\n";
+  }
+  HtmlTable table( { "resource", ">used", ">total", ">percent", "held by" } );
+  for ( const ResourceUse & use : fit.resources )
+    table.add( { { use.name },
+                 { countText( use.used ) },
+                 { countText( use.total ) },
+                 { percentText( use.used, use.total ) },
+                 { use.holders } } );
+  return section( xmlEscaped( resourcesTitle( fit ) ), text + table.text() );
+}
+
 std::string costHtml( const RunReport & report ) {
   HtmlTable table( { "list", ">rule", ">line", ">entries", "because of" } );
   bool any = false;
@@ -204,7 +226,7 @@ std::string remarksHtml( const RunReport & report ) {
 
 }  // namespace
 
-std::string htmlReport( const RunReport & report ) {
+std::string htmlReport( const RunReport & report, const FitReport & fit ) {
   const std::string title = xmlEscaped( "TCAM report: " + report.platform );
   return fmt::format(
              "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
@@ -212,7 +234,7 @@ std::string htmlReport( const RunReport & report ) {
              "<style>{1}</style>\n</head>\n<body>\n<h1>{0}</h1>\n",
              title, pageStyle ) +
          paragraph( report.description ) + remarksHtml( report ) + verdictHtml( report ) +
-         costHtml( report ) + hitsHtml( report ) + mapHtml( report ) +
+         fitHtml( fit ) + costHtml( report ) + hitsHtml( report ) + mapHtml( report ) +
          fmt::format( "<script>{}</script>\n</body>\n</html>\n", pageScript );
 }
 

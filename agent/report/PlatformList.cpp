@@ -34,7 +34,7 @@ std::string namesOf( const Platform::PlatformData & data ) {
 
 std::string platformsText() {
   TextTable table( { "platform", ">pipes", ">copies", ">ports", "by name", ">ingress rows a copy",
-                     ">IPv4 ACL share", ">of it fit", "description" } );
+                     ">IPv4 ACL share", ">entries that fit", "description" } );
   for ( const std::string & name : Platform::builtInPlatforms() ) {
     const Platform::PlatformData data = Platform::loadPlatform( name );
     U32 aclEntries = 0;

@@ -138,9 +138,6 @@ struct TextOptions {
   Terminal terminal = {};
 };
 std::string textReport( const RunReport & report, const TextOptions & options );
-// A self-contained HTML page: lists, users, rules of several entries, hits, and the map. It is a
-// plain page without scripts; with them, tables are sorted by a click on a heading.
-std::string htmlReport( const RunReport & report );
 // One JSON object with a final newline.
 std::string jsonReport( const RunReport & report );
 

@@ -58,6 +58,8 @@ TEST_F( HtmlTest, PageIsWholeAndNeedsNoNetwork ) {
              HasSubstr( "<td>a&amp;b</td><td class=\"page-count\">3</td>" ),
              HasSubstr( "<td class=\"page-bad\">no: slices ran out at rule " ),
              HasSubstr( "&lt;b&gt;one: tcp any &gt; any:1-9" ),
+             HasSubstr( "<p class=\"page-bad\">big: its first 5 rules fit, up to line 5</p>\n" ),
+             HasSubstr( "<li>62 more slices of 512 rows and a share" ),
              HasSubstr( "<td>protocol: 2 values</td>" ), HasSubstr( ">IPv4 ACL: a&amp;b<" ) ) );
   EXPECT_THAT( page, AllOf( Not( HasSubstr( "<b>one" ) ), Not( HasSubstr( "<?xml" ) ),
                             Not( HasSubstr( "src=" ) ), Not( HasSubstr( "href" ) ),
@@ -86,7 +88,7 @@ TEST_F( HtmlTest, BrowserSortsTables ) {
     return read( "dom" );
   };
   const std::string click =
-      "var heads = document.querySelectorAll('section:nth-of-type(4) th'); heads[4].click();";
+      "var heads = document.querySelectorAll('section:nth-of-type(5) th'); heads[4].click();";
   const std::string up = shown( click, "1" );
   const std::string down = shown( click + "heads[4].click();", "0" );
   if ( up.empty() )
