@@ -3,7 +3,7 @@
 #include <fmt/core.h>
 
 #include <algorithm>
-#include <map>
+#include <set>
 
 #include "agent/acl/RuleText.h"
 #include "agent/command/TcamNames.h"
@@ -127,22 +127,47 @@ std::string seenText( const MatchField & field, const FieldBits & value ) {
   return whole ? "none (whole packet)" : valueText( field, value );
 }
 
+std::string udfName( U32 fromL3 ) {
+  return fmt::format( "udf@{}", fromL3 );
+}
+
+// The four bytes of a user-defined field; empty: the packet ends before them.
+std::optional< U32 > udfOf( const FrameFields & packet, U32 fromL3 ) {
+  const size_t at = packet.l3At.value_or( packet.frame.size() ) + fromL3;
+  if ( at + 4 > packet.frame.size() )
+    return std::nullopt;
+  U32 value = 0;
+  for ( size_t i = 0; i < 4; ++i )
+    value = value << 8 | packet.frame[ at + i ];
+  return value;
+}
+
+std::string udfText( const std::optional< U32 > & value ) {
+  return value ? fmt::format( "{:#010x}", *value ) : "no such bytes";
+}
+
 // True for the first user-defined field that differs.
 bool blamesUdf( const AclRule & rule, const FrameFields & packet, RuleVerdict & verdict ) {
   for ( const UdfMatch & udf : rule.udf ) {
-    const size_t at = packet.l3At.value_or( packet.frame.size() ) + udf.fromL3();
-    const bool present = at + 4 <= packet.frame.size();
-    U32 found = 0;
-    for ( size_t i = 0; present && i < 4; ++i )
-      found = found << 8 | packet.frame[ at + i ];
-    if ( present && ( ( found ^ udf.value ) & udf.mask ) == 0 )
+    const auto found = udfOf( packet, udf.fromL3() );
+    if ( found && ( ( *found ^ udf.value ) & udf.mask ) == 0 )
       continue;
-    verdict.field = fmt::format( "udf@{}", udf.fromL3() );
+    verdict.field = udfName( udf.fromL3() );
     verdict.wanted = fmt::format( "{:#010x}/{:#010x}", udf.value, udf.mask );
-    verdict.found = present ? fmt::format( "{:#010x}", found ) : "no such bytes";
+    verdict.found = udfText( found );
     return true;
   }
   return false;
+}
+
+// Those that rules of the lists match, from the start of the L3 header.
+std::set< U32 > udfsOf( const std::vector< Acl > & acls ) {
+  std::set< U32 > udfs;
+  for ( const Acl & acl : acls )
+    for ( const AclRule & rule : acl.rules )
+      for ( const UdfMatch & udf : rule.udf )
+        udfs.insert( udf.fromL3() );
+  return udfs;
 }
 
 // The rule without its restrictions of other fields, but with its protocol for one that needs it.
@@ -206,6 +231,9 @@ void Explainer::addFields( const Sent & sent, Explanation & result ) const {
       result.fields.emplace_back( field.name, seenText( field, *value ) );
   if ( sent.seen.isTakenAsTagged() )
     result.fields.emplace_back( "vlan", "none; the ingress stage takes it for 0, priority 0" );
+  const FrameFields read = sent.fields( input_.platform, Direction::in );
+  for ( const U32 udf : udfsOf( input_.acls ) )
+    result.fields.emplace_back( udfName( udf ), udfText( udfOf( read, udf ) ) );
   std::string checkers;
   for ( const SoftAsic::RangeView & range : session_.chip().ranges( explained ) ) {
     const bool source = ( range.flags & BCM_FIELD_RANGE_SRCPORT ) != 0;

@@ -13,7 +13,7 @@ namespace Agent {
 
 namespace {
 
-using Rows = std::vector< const MeaningRow * >;
+constexpr const char * anyPacket = "any packet";
 
 // Restricts the box to the one of the rule's values in the field that holds the packet. False: the
 // result is no rule, or the rule matches the packet by other fields, as it does later fragments.
@@ -57,7 +57,7 @@ std::string decider( const MeaningRow * row ) {
 std::string packetsText( AclKind kind, AclRule rule ) {
   rule.name.clear();
   const std::string text = matchText( kind, rule );
-  return text == "any" ? "any packet" : text;
+  return text == "any" ? anyPacket : text;
 }
 
 // The rows for packets of one fate in the old version and another one in the new.
@@ -102,7 +102,11 @@ class RowMaker {
       if ( decides == nullptr )
         continue;
       row.packets &= decides->matched;
-      apart += ( apart.empty() ? "" : " and " ) + packetsText( space_.kind(), *decides->rule );
+      const std::string text = packetsText( space_.kind(), *decides->rule );
+      if ( apart.empty() || apart == anyPacket )
+        apart = text;
+      else if ( text != anyPacket && text != apart )
+        apart += " and " + text;
       for ( const MatchField & field : matchFields() )
         if ( box && field.isIn( space_.kind() ) && restricts( field, *decides->rule ) &&
              !narrow( field, row.example, *decides->rule, *box ) )

@@ -15,6 +15,7 @@ namespace Agent {
 namespace {
 
 using testing::EndsWith;
+using testing::HasSubstr;
 
 class ExplainTest : public testing::Test {
  protected:
@@ -188,6 +189,8 @@ TEST_F( ExplainTest, NamesWhatKeptARuleFromWinning ) {
     EXPECT_EQ( verdict->why, c.why ) << c.packet;
     EXPECT_EQ( verdict->won, verdict->why.empty() ) << c.packet;
   }
+  EXPECT_THAT( explanationText( explain( "tcp 10.0.0.2 > 1.1.1.1" ) ),
+               HasSubstr( "\n  udf@12            0x0a000002\n" ) );
 }
 
 TEST( PacketTextTest, ReadsEveryWord ) {

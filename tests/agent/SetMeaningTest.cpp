@@ -1,5 +1,5 @@
-// What check and compact say of real rule sets, against the reference model on packets near the
-// rules.
+// What check, diff and compact say of real rule sets, against the reference model on packets near
+// the rules.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -11,7 +11,9 @@
 #include "agent/read/AclFiles.h"
 #include "agent/verdict/Check.h"
 #include "agent/verdict/Compact.h"
+#include "agent/verdict/Difference.h"
 #include "agent/verify/BruteForce.h"
+#include "agent/verify/SeenPacket.h"
 #include "platform/PlatformLoader.h"
 
 namespace Agent {
@@ -33,7 +35,73 @@ Forwarding forwardingOf( const Acl & acl, const FrameFields & packet ) {
   return rule == acl.rules.size() ? acl.defaultAction : acl.rules[ rule ].forwarding;
 }
 
+// An IPv4 packet as a point of the space.
+PacketPoint pointOf( const SoftAsic::ChipProfile & chip, const Frame & frame ) {
+  const SeenPacket seen( chip, frame, { 0, 0 } );
+  PacketPoint point;
+  point.kind = AclKind::ipv4;
+  point.present[ static_cast< size_t >( Presence::etherType ) ] = true;
+  for ( const MatchField & field : matchFields() )
+    if ( const auto value = seen.value( field, Direction::in ) ) {
+      point.values[ static_cast< size_t >( field.id ) ] = *value;
+      if ( field.id == FieldId::sourcePorts || field.id == FieldId::tcpFlags ||
+           field.id == FieldId::icmp )
+        point.present[ static_cast< size_t >( Presence::l4Header ) ] = true;
+    }
+  point.values[ static_cast< size_t >( FieldId::fragments ) ].low =
+      static_cast< U64 >( readFrame( frame ).fragment.value() );
+  return point;
+}
+
 }  // namespace
+
+// Every packet that the lists treat differently is in a row with its fates, and no other packet.
+TEST( SetMeaningTest, RowsOfADifferenceHoldThePacketsThatDiffer ) {
+  const std::filesystem::path data = MORVANE_TEST_DATA "/classbench";
+  if ( !std::filesystem::exists( data ) )
+    GTEST_SKIP() << "no ClassBench sets";
+  const SoftAsic::ChipProfile chip = Platform::loadPlatform( "large" ).chip;
+  for ( const char * set : { "acl4_1k", "ipc1_1k" } ) {
+    SCOPED_TRACE( set );
+    Acl before = readAclFile( { set, true }, data / set, nullptr ).lists.at( 0 );
+    before.defaultAction = Forwarding::drop;
+    Acl after = before;
+    for ( size_t rule = 5; rule < after.rules.size(); rule += 40 ) {
+      after.rules[ rule ].forwarding = Forwarding::drop;
+      after.rules.erase( after.rules.begin() + static_cast< std::ptrdiff_t >( rule / 2 ) );
+    }
+    Space space( AclKind::ipv4, setLimits );
+    const Meaning old( space, { &before }, Forwarding::none );
+    const Meaning fresh( space, { &after }, Forwarding::none );
+    const TableDifference found = differenceOf( space, old, fresh, 10'000 );
+    EXPECT_FALSE( found.more );
+    std::vector< Acl > changed = { before };
+    std::erase_if( changed[ 0 ].rules, [ & ]( const AclRule & rule ) {
+      return std::any_of( after.rules.begin(), after.rules.end(), [ & ]( const AclRule & kept ) {
+        return kept.line == rule.line && kept.forwarding == rule.forwarding;
+      } );
+    } );
+    U32 differ = 0, wrong = 0;
+    for ( const auto & lists : { changed, { before } } )
+      for ( const Frame & frame : randomFrames( lists, 3, 500 ) ) {
+        const FrameFields packet = readFrame( frame );
+        const Forwarding fates[] = { forwardingOf( before, packet ),
+                                     forwardingOf( after, packet ) };
+        const PacketPoint point = pointOf( chip, frame );
+        differ += fates[ 0 ] != fates[ 1 ] ? 1 : 0;
+        const auto row =
+            std::find_if( found.rows.begin(), found.rows.end(),
+                          [ & ]( const auto & r ) { return space.holds( r.packets, point ); } );
+        const bool right = row == found.rows.end()
+                               ? fates[ 0 ] == fates[ 1 ]
+                               : fates[ 0 ] != fates[ 1 ] && row->before.forwarding == fates[ 0 ] &&
+                                     row->after.forwarding == fates[ 1 ];
+        wrong += right ? 0 : 1;
+      }
+    EXPECT_EQ( wrong, 0U );
+    EXPECT_GT( differ, 20U );
+  }
+}
 
 TEST( SetMeaningTest, AgreesWithTheReferenceModel ) {
   const std::filesystem::path data = MORVANE_TEST_DATA "/classbench";
