@@ -14,6 +14,7 @@ else()
 endif()
 set_target_properties(MorvaneTcamTesting PROPERTIES LINKER_LANGUAGE CXX EXPORT_NAME Testing)
 target_link_libraries(MorvaneTcamTesting PUBLIC MorvaneTcamManager)
+add_library(Morvane::Testing ALIAS MorvaneTcamTesting)
 
 install(TARGETS MorvaneTcamTesting EXPORT MorvaneTcamTestingTargets)
 install(EXPORT MorvaneTcamTestingTargets NAMESPACE Morvane::
