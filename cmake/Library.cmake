@@ -33,6 +33,9 @@ foreach(folder IN LISTS library_headers)
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/morvane-tcam
     FILES_MATCHING PATTERN "*.h" PATTERN "*.inc" PATTERN "MorvaneTcam*/*" EXCLUDE)
 endforeach()
+install(FILES ${PROJECT_BINARY_DIR}/include/morvane/Version.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/morvane-tcam/morvane)
+morvane_pkgconfig(morvane-tcam-manager)
 
 # The agent's command finds the library under any prefix.
 set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")

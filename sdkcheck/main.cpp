@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "morvane/Version.h"
 #include "sdkcheck/Checks.h"
 #include "sdkcheck/Chips.h"
 #include "sdkcheck/SdkLibrary.h"
@@ -48,6 +49,8 @@ void addOptions( CLI::App & app, Options & options ) {
       ->check( CLI::IsMember( names ) )
       ->type_name( "" );
   app.add_flag( "--list", options.list, "List the checks" );
+  app.set_version_flag( "--version", "morvane-sdk-check " MORVANE_VERSION,
+                        "Print the version and exit" );
 }
 
 void list() {

@@ -6,6 +6,7 @@
 
 #include "agent/acl/PoliceRate.h"
 #include "agent/text/Suggestion.h"
+#include "morvane/Version.h"
 
 namespace Agent {
 

@@ -14,13 +14,43 @@ execute_process(COMMAND ${work}/build/outside OUTPUT_VARIABLE output COMMAND_ERR
 if(NOT output STREQUAL "entry 0x10003 installed 0 checker 1\n0 entries left\ntraces 1 1\n")
   message(FATAL_ERROR "the outside program wrote: ${output}")
 endif()
-# The examples, with the testing kit; their own tests compare what they write.
+# The examples, with the testing kit; their own tests compare what they write. The first one covers
+# what further flags change.
+set(target all)
+set(pattern examples)
+if(FLAGS)
+  set(target first_entry)
+  set(pattern first_entry)
+endif()
 execute_process(COMMAND ${CMAKE_COMMAND} -S ${SOURCE}/../../examples/code -B ${work}/examples
   -DCMAKE_PREFIX_PATH=${work}/prefix -DCMAKE_CXX_COMPILER=${COMPILER} "-DCMAKE_CXX_FLAGS=${FLAGS}"
   ${quiet})
-execute_process(COMMAND ${CMAKE_COMMAND} --build ${work}/examples ${quiet})
-execute_process(COMMAND ${CMAKE_CTEST_COMMAND} --test-dir ${work}/examples --output-on-failure
-  COMMAND_ERROR_IS_FATAL ANY)
+execute_process(COMMAND ${CMAKE_COMMAND} --build ${work}/examples --target ${target} ${quiet})
+execute_process(COMMAND ${CMAKE_CTEST_COMMAND} --test-dir ${work}/examples -R ${pattern} --output-on-failure
+  --no-tests=error COMMAND_ERROR_IS_FATAL ANY)
+# pkg-config finds the same library and kit, without the prefix in its files.
+find_program(pkgconfig pkg-config REQUIRED)
+file(GLOB_RECURSE pc ${work}/prefix/*/morvane-tcam-testing.pc)
+cmake_path(GET pc PARENT_PATH pc)
+execute_process(COMMAND ${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${pc}
+  ${pkgconfig} --cflags --libs morvane-tcam-testing OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
+separate_arguments(output UNIX_COMMAND "${output}")
+separate_arguments(flags UNIX_COMMAND "${FLAGS}")
+execute_process(COMMAND ${COMPILER} ${flags} -std=c++20 ${SOURCE}/../../examples/code/first_entry.cpp
+  ${output} -Wl,-rpath,${pc}/.. -o ${work}/by_pkgconfig COMMAND_ERROR_IS_FATAL ANY)
+execute_process(COMMAND ${CMAKE_COMMAND} -DPROGRAM=${work}/by_pkgconfig
+  -DEXPECTED=${SOURCE}/../../examples/code/output/first_entry.txt
+  -P ${SOURCE}/../../examples/code/Compare.cmake ${quiet})
+# A component that there is not is refused by name.
+file(WRITE ${work}/component/CMakeLists.txt "cmake_minimum_required(VERSION 3.25)\n"
+  "project(Component LANGUAGES CXX)\n"
+  "find_package(MorvaneTcamManager REQUIRED COMPONENTS Nonsense)\n")
+execute_process(COMMAND ${CMAKE_COMMAND} -S ${work}/component -B ${work}/component/build
+  -DCMAKE_PREFIX_PATH=${work}/prefix -DCMAKE_CXX_COMPILER=${COMPILER} "-DCMAKE_CXX_FLAGS=${FLAGS}"
+  OUTPUT_QUIET ERROR_VARIABLE output RESULT_VARIABLE result)
+if(result EQUAL 0 OR NOT output MATCHES "no component Nonsense")
+  message(FATAL_ERROR "an unknown component ended with ${result}: ${output}")
+endif()
 # The example binding, built on its own, passes its checks; what its chip lacks is no failure.
 execute_process(COMMAND ${CMAKE_COMMAND} -S ${SOURCE}/../../examples/binding -B ${work}/binding
   -DCMAKE_PREFIX_PATH=${work}/prefix -DCMAKE_CXX_COMPILER=${COMPILER} "-DCMAKE_CXX_FLAGS=${FLAGS}"
