@@ -13,7 +13,18 @@ set_target_properties(MorvaneTcamManager PROPERTIES
   SOVERSION ${PROJECT_VERSION_MAJOR}
   EXPORT_NAME TcamManager)
 target_link_libraries(MorvaneTcamManager PUBLIC Threads::Threads)
-target_link_options(MorvaneTcamManager PRIVATE -Wl,-z,defs)
+# Which names are exported, of those that KIV_API lets out.
+set(exported_names)
+foreach(namespace 3Fru 3Kiv 4Shim 7Morvane 9Snaptrace)
+  foreach(kind N NK TVN TIN TSN TTN THN TWN TCN GVN "Th*_N" "Tv*_N")
+    string(APPEND exported_names "    _Z${kind}${namespace}*;\n")
+  endforeach()
+endforeach()
+configure_file(cmake/Library.map.in ${PROJECT_BINARY_DIR}/Library.map @ONLY)
+target_link_options(MorvaneTcamManager PRIVATE
+  -Wl,-z,defs -Wl,--version-script=${PROJECT_BINARY_DIR}/Library.map)
+set_target_properties(MorvaneTcamManager PROPERTIES
+  LINK_DEPENDS ${PROJECT_BINARY_DIR}/Library.map)
 target_include_directories(MorvaneTcamManager INTERFACE
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/morvane-tcam>)
