@@ -76,7 +76,8 @@ std::vector< std::string > optionsOf( const CLI::App & app ) {
 std::vector< std::string > commandsOf( const CLI::App & app ) {
   std::vector< std::string > names;
   for ( const CLI::App * command : app.get_subcommands( {} ) )
-    names.push_back( command->get_name() );
+    if ( !command->get_group().empty() )
+      names.push_back( command->get_name() );
   return names;
 }
 

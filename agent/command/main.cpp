@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
+#include "agent/command/Completion.h"
 #include "agent/command/CostCommand.h"
 #include "agent/command/CountCommand.h"
 #include "agent/command/ExplainCommand.h"
@@ -232,6 +233,8 @@ int command( int argc, char ** argv ) {
   Options options;
   for ( const Verb & verb : verbs )
     verb.add( *app.add_subcommand( verb.name, verb.what ), options );
+  std::string shell;
+  const CLI::App & completion = Agent::addCompletion( app, shell );
   Agent::addHelp( app );
   try {
     app.parse( argc, argv );
@@ -241,6 +244,10 @@ int command( int argc, char ** argv ) {
     return fail( Agent::unknownArgument( app, { argv + 1, argv + argc } ) );
   } catch ( const CLI::ParseError & error ) {
     return fail( fmt::format( "morvane-tcam: {}", error.what() ) );
+  }
+  if ( completion.parsed() ) {
+    Agent::printOutput( Agent::completionScript( app, shell ) );
+    return exitSuccess;
   }
   const Verb * chosen = verbs;
   for ( const Verb & verb : verbs )
