@@ -13,6 +13,7 @@
 #include "agent/command/FitCommand.h"
 #include "agent/command/Help.h"
 #include "agent/command/Inspect.h"
+#include "agent/command/ManualPage.h"
 #include "agent/command/MapCommand.h"
 #include "agent/command/MeaningCommands.h"
 #include "agent/command/Run.h"
@@ -235,6 +236,7 @@ int command( int argc, char ** argv ) {
     verb.add( *app.add_subcommand( verb.name, verb.what ), options );
   std::string shell;
   const CLI::App & completion = Agent::addCompletion( app, shell );
+  const CLI::App & manual = Agent::addManual( app );
   Agent::addHelp( app );
   try {
     app.parse( argc, argv );
@@ -247,6 +249,10 @@ int command( int argc, char ** argv ) {
   }
   if ( completion.parsed() ) {
     Agent::printOutput( Agent::completionScript( app, shell ) );
+    return exitSuccess;
+  }
+  if ( manual.parsed() ) {
+    Agent::printOutput( Agent::manualPage( app ) );
     return exitSuccess;
   }
   const Verb * chosen = verbs;
