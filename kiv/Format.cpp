@@ -1,5 +1,6 @@
 #include "kiv/Format.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <string>
@@ -12,20 +13,17 @@ String8 formatArgs( const char * fmt, std::va_list args ) {
   std::va_list again;
   va_copy( again, args );
   char line[ 256 ];
-  int size = std::vsnprintf( line, sizeof line, fmt, args );
-  if ( size < 0 ) {
-    va_end( again );
-    throw ErrnoException( errno, "Failed to format text" );
+  const int size = std::vsnprintf( line, sizeof line, fmt, args );
+  const auto length = static_cast< std::size_t >( std::max( size, 0 ) );
+  std::string text;
+  if ( length >= sizeof line ) {
+    text.resize( length );
+    std::vsnprintf( text.data(), length + 1, fmt, again );
   }
-  auto length = static_cast< std::size_t >( size );
-  if ( length < sizeof line ) {
-    va_end( again );
-    return String8( std::string_view( line, length ) );
-  }
-  std::string text( length, '\0' );
-  std::vsnprintf( text.data(), length + 1, fmt, again );
   va_end( again );
-  return String8( text );
+  if ( size < 0 )
+    throw ErrnoException( errno, "Failed to format text" );
+  return text.empty() ? String8( std::string_view( line, length ) ) : String8( text );
 }
 
 String8 format( const char * fmt, ... ) {

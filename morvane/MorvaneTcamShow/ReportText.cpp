@@ -7,10 +7,9 @@
 
 #include <cerrno>
 #include <cstdarg>
-#include <cstdio>
 #include <ctime>
 
-#include "kiv/Assert.h"
+#include "kiv/Format.h"
 
 namespace Morvane {
 
@@ -72,16 +71,8 @@ bool writeAll( int fd, std::string_view text ) {
 void appendFormatted( std::string & text, const char * format, ... ) {
   va_list arguments;
   va_start( arguments, format );
-  va_list again;
-  va_copy( again, arguments );
-  const int size = std::vsnprintf( nullptr, 0, format, arguments );
+  text += Kiv::formatArgs( format, arguments ).view();
   va_end( arguments );
-  KIV_ASSERT( size >= 0 );
-  const std::size_t before = text.size();
-  text.resize( before + static_cast< std::size_t >( size ) );
-  // Its final zero byte overwrites the string's own.
-  std::vsnprintf( text.data() + before, static_cast< std::size_t >( size ) + 1, format, again );
-  va_end( again );
 }
 
 void ReportWriter::flush() {
