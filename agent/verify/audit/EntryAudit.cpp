@@ -127,6 +127,8 @@ void UnitAudit::auditRecords( const EntryManager & owner, const EntryRecords & r
   };
   for ( auto it = records.entryStatsIterConst(); it; ++it )
     orphan( "a statistics id", it.key() );
+  for ( auto it = records.statTypesIterConst(); it; ++it )
+    orphan( "a list of counters", it.key() );
   for ( auto it = records.groupIdIterConst(); it; ++it )
     orphan( "a group id", it.key() );
   for ( auto it = records.entryInstalledIterConst(); it; ++it )
@@ -147,6 +149,8 @@ void UnitAudit::auditRecords( const EntryManager & owner, const EntryRecords & r
     orphan( "a store of input ports", it.key() );
   for ( auto it = records.outportsBcmPbmpIterConst(); it; ++it )
     orphan( "a store of output ports", it.key() );
+  if ( records.multicastWarEntry() != 0 )
+    orphan( "the multicast entry", records.multicastWarEntry() );
   for ( auto it = records.rangeEntryMissingIterConst(); it; ++it )
     if ( !records.rangeCreated() || records.entryCreatedHas( it.key() ) ||
          it.key() < owner.baseEntry() || it.key() >= owner.endEntry() )
