@@ -400,6 +400,7 @@ TEST_F( GenericIfTest, InvalidOperationsAreRefusedAndChangeNothing ) {
       { write, "mode", none, one, "type: attribute mode takes Mode, not U32" },
       { write, "mode", none, none, "type: attribute mode takes Mode, not nothing" },
       { read, "mode", one, none, "type: attribute mode has no keys" },
+      { read, "name", one, none, "type: attribute name has no keys" },
       { read, "mode", none, one, "type: only a write of attribute mode takes a value" },
       { write, "uplink", none, me, "type: attribute uplink takes entities of another class" },
       { write, "label", Any( U16( 1 ) ), text,

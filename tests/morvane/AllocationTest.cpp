@@ -65,7 +65,7 @@ TEST( StrategyTest, RangesAreCreatedInOrderWithDefaultPriorities ) {
 
 TEST( StrategyTest, EntriesHaveIdentifiersAndDefaultPriorities ) {
   TestSwitch sw;
-  sw.platform.acl( 1, 4 );
+  sw.platform.acl( 1, 4 ).user( qosTcamGroup, 1, 2, tcamAllocateAsChunk );
   sw.start();
   MorvaneBoundedTcamEntryManager & acl = sw.bounded( ipAclTcamGroup );
   EXPECT_EQ( acl.getPipeEntryId( 9, 3, 0x1234567, 1 ), 0x07234567U );
@@ -79,6 +79,9 @@ TEST( StrategyTest, EntriesHaveIdentifiersAndDefaultPriorities ) {
   EXPECT_THAT( deathOf( [ & ] { acl.allocateAllEntries( 0 ); } ), noRange );
   sw.groups->numPipeIs( 0 );
   EXPECT_THAT( deathOf( [ & ] { acl.deallocateAllEntries( 0 ); } ), noRange );
+  sw.bounded( qosTcamGroup ).exhaustedIs( 0, true );
+  sw.bounded( qosTcamGroup ).deallocateAllEntries( 0 );
+  EXPECT_FALSE( sw.bounded( qosTcamGroup ).exhausted( 0 ) );
 }
 
 TEST( StrategyTest, EntriesThatEndFreeTheSlicesTheyLeave ) {
@@ -145,6 +148,11 @@ TEST( StrategyTest, MarksOfExhaustionReachWhomTheyConcern ) {
   }
 }
 
+struct MarkObserver : MorvaneTcamEntryManager::Notifiee {
+  void onExhausted( U32 unit ) override { units.push_back( unit ); }
+  std::vector< U32 > units;
+};
+
 TEST( StrategyTest, OnlyALackOfRoomMarksAUnit ) {
   const struct {
     SdkOp op;
@@ -161,6 +169,8 @@ TEST( StrategyTest, OnlyALackOfRoomMarksAUnit ) {
       sw.platform.acl( 1, 4 );
       sw.start();
       MorvaneTcamEntryManager & acl = sw.manager( ipAclTcamGroup );
+      MarkObserver observer;
+      observer.notifierIs( Kiv::Ptr< MorvaneTcamEntryManager >( &acl ) );
       acl.exhaustedIs( 0, before );
       sw.faults.arm( { .op = row.op, .times = row.calls, .rc = row.rc } );
       EXPECT_EQ( sw.take( ipAclTcamGroup ), 0U );
@@ -168,6 +178,8 @@ TEST( StrategyTest, OnlyALackOfRoomMarksAUnit ) {
       EXPECT_FALSE( acl.exhausted( 1 ) || sw.groups->sliceFreedHas( 1 ) );
       EXPECT_NE( sw.take( ipAclTcamGroup ), 0U );
       EXPECT_FALSE( acl.exhausted( 0 ) );
+      EXPECT_EQ( observer.units.empty(), !before && !row.marks );
+      EXPECT_THAT( observer.units, testing::Each( 0U ) );
     }
 }
 

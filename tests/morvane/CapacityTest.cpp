@@ -60,6 +60,10 @@ TEST( CapacityTest, RowsAreWrittenOnChangeAndAlarmsOnce ) {
     fill( row.unit, row.entries );
     EXPECT_EQ( poll(), row.told ) << "row " << &row - rows;
   }
+  capacity->thresholdIs( { 0, 0 }, { 101, 0 } );
+  fill( 0, 10 );
+  EXPECT_EQ( poll(), "0.0=10/0/10/10 " );  // never reached
+  fill( 0, 0 ), poll();
   table.text.clear();
   capacity->clearHighWatermarks();
   EXPECT_EQ( table.text, "0.0=0/10/10/0 1.0=1/9/10/1 " );

@@ -190,7 +190,12 @@ TEST( GroupCreationTest, AMirroringTypeLastsWithTheGroupOfAnyUnit ) {
   EXPECT_TRUE( create( 1, 1 ) );
   EXPECT_FALSE( create( 0, 2 ) );  // unit 1 has the group
   EXPECT_EQ( sw.groups->groupMirroringAclType( 1 ), 2 );
-  EXPECT_TRUE( create( 0, 0 ) );
+  sw.groups->uninitializeGroup( 1, 1 );
+  sw.groups->groupMirroringAclTypeIs( 1, 2 );
+  sw.faults.arm( { .op = SdkOp::bcm_field_group_config_create, .times = 2, .rc = -14 } );
+  EXPECT_EQ( sw.groups->entriesAvailable( 0, 1 ), 0U );
+  EXPECT_EQ( sw.groups->groupMirroringAclType( 1 ), 2 );
+  EXPECT_TRUE( create( 0, 0 ) && create( 1, 0 ) );
   EXPECT_TRUE( sw.asic.group( 0, 1 )->qset.has( srcMac ) );
   sw.groups->uninitializeGroup( 1, 1 );
   EXPECT_EQ( sw.groups->groupMirroringAclType( 1 ), 2 );
@@ -218,6 +223,10 @@ TEST( GroupQueryTest, WhatThePlatformAndTheChipSay ) {
   sw.take( ipAclTcamGroup );
   EXPECT_EQ( sw.groups->getNumOfTcamEntries( 0, 1 ), 16U );
   EXPECT_TRUE( isIPv4( 1 ) && !isIPv6( 1 ) && highestTcamGroupId() == 2 );
+  TestPlatform empty;
+  platformIs( &empty );
+  EXPECT_EQ( highestTcamGroupId(), 0U );
+  platformIs( &sw.platform );
   EXPECT_EQ( getLoopbackPortId( 0, 3 ), 31U );
   for ( const auto & beyond : { std::function< void() >( [] { getTcamGroup( 2 ); } ),
                                 std::function< void() >( [] { getTcamReservation( 2 ); } ),
@@ -267,6 +276,7 @@ TEST( GroupTeardownTest, CountsReferencesStepByStep ) {
   EXPECT_EQ( sw.log.total(), 0U );
   EXPECT_TRUE( groups.initializeGroup( 1, 1 ) );  // a stored -1 counts as 0
   EXPECT_EQ( groups.groupCounts( 1 )->unitRefCount( 1 ), 1 );
+  EXPECT_TRUE( groups.groupCounts( 1 )->unitAllocatedHas( 1 ) );
 }
 
 TEST( GroupTest, UnreleasedPreselectorIsDestroyedBeforeTheNextCreation ) {

@@ -120,6 +120,24 @@ TEST( OvidWarTest, ChangedBitmapUpdatesTheTwinsOfItsVlan ) {
   EXPECT_EQ( touched( 10, 5 ) + s.audit(), "" );
 }
 
+// A group that lacks the VLAN has idle twins; elsewhere the refusal ends the process.
+TEST( OvidWarTest, TwinOfAGroupWithoutTheVlanIsIdle ) {
+  {
+    OvidSwitch s;
+    s.take( ipAclTcamGroup );
+    s.faults.arm( { .op = SdkOp::bcm_field_qualify_OuterVlanId_get, .rc = BCM_E_PARAM } );
+    EXPECT_THAT( deathOf( [ & ] { s.install( id, 10 ); } ), HasSubstr( "OuterVlanId_get" ) );
+  }
+  TestSwitch sw( { .pipes = 2, .shared = true } );
+  sw.platform.acl( 1, 0, tcamAllocateUnbounded );
+  sw.start();
+  sw.groups->ovidWarIs( 1, true );
+  const U32 entry = sw.take( ipAclTcamGroup );
+  sw.manager( ipAclTcamGroup ).installEntry( 0, entry );
+  EXPECT_TRUE( sw.records( sw.manager( ipAclTcamGroup ) ).ovidTwinIdle( entry ) );
+  EXPECT_EQ( sw.audit(), "" );
+}
+
 // Throws from call 1, 2, 3 ... of a change; AnomalyTest covers the calls of entries with twins.
 TEST( OvidWarTest, RecordsMatchTheChipWhenACallThrows ) {
   bool fired = true;

@@ -47,6 +47,9 @@ TEST( ProgrammingTest, InputPortsAreAppliedToEveryCopy ) {
     check( []( U32 ) { return true; } );  // a temporary store is applied once
     acl.inPortForEntryIs( 0, 0x10000, 2, true );
     check( []( U32 port ) { return port == 2; } );
+    for ( const U32 id : copiesOf( sw, 0x10000 ) )
+      EXPECT_TRUE( records.entryInPorts( id ).data == bcm_pbmp_t{ { 4 } } &&
+                   records.entryInPorts( id ).mask.has( 0 ) );
     acl.removeEntry( 0, 0x10000 );
     sw.match( 0, 0x10000, 5 );
     check( []( U32 port ) { return port == 2; } );  // a permanent one at each installation

@@ -208,6 +208,7 @@ TEST( SliceTableTest, ShowsUnusualRecords ) {
   odd.record.stage_count = 2;
   odd.record.stage[ 0 ].stage = 5;
   odd.record.stage[ 1 ].stage = 6;
+  odd.record.stage[ 0 ].slice[ 0 ] = { 3, 5 };  // beyond the slices
   const std::string text = stage( "CLASS", "", 0, 0 ) + stage( "6", "", 0, 0 );
   EXPECT_EQ( sw.groups->tcamUsage( 0 ).view(), text + std::string( 47, '-' ) + "\n" );
   odd.record.stage[ 1 ].slice_count = KELMOR_TCAM_SLICES_MAX;

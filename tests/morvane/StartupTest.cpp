@@ -367,6 +367,7 @@ TEST( StartupTest, RunsAgainAfterAnExceptionFromAnyCall ) {
           .user( qosTcamGroup, 1, 3, tcamAllocateAsChunk )
           .acl( 2, 200, tcamAllocateAsChunk, macAclTcamGroup );  // does not fit
       sw.platform.settings.allocAtBeginning = true;
+      sw.platform.exclude( 1, 5, {} ).include( 1, 5, {} );
       sw.construct();
       if ( nth != 0 )
         sw.faults.arm( { .nth = nth, .times = times, .exception = bus } );
@@ -376,6 +377,9 @@ TEST( StartupTest, RunsAgainAfterAnExceptionFromAnyCall ) {
       } catch ( const std::runtime_error & ) {
         sw.faults.disarm();
         EXPECT_FALSE( sw.groups->exhaustedMarks() != 0 || sw.groups->started() ) << "call " << nth;
+        EXPECT_EQ( sw.groups->groupIdToIndexSize() + sw.groups->groupIdToExcludeIndexSize() +
+                       sw.groups->groupIdToIncludeIndexSize() + sw.groups->groupCountsSize(),
+                   0U );
         if ( nth % 2 == 0 ) {
           sw.groups->finishCleanup( 0 );
           EXPECT_EQ( sw.groups->unfinishedCleanup( 0 ), 0U );
@@ -450,10 +454,13 @@ TEST( StartupTest, SecondManagerOfAUserMustHaveTheSameParameters ) {
   TestSwitch sw;
   sw.platform.acl( 1, 4 );
   sw.start();
-  const auto ask = [ & ]( U32 base, U32 end, TcamAllocationStrategy strategy ) -> std::string {
+  const Kiv::Ptr< MorvaneTcamGroupManager > others =
+      Kiv::make< MorvaneTcamGroupManager >( Kiv::Name( "others" ), sw.vlans, false );
+  const auto ask = [ & ]( U32 base, U32 end, TcamAllocationStrategy strategy, U32 group = 1,
+                          const char * desc = "ipAclTcamGroup", bool own = true ) -> std::string {
     try {
-      const auto manager = sw.groups->entryManagerIs( ipAclTcamGroup, "ipAclTcamGroup",
-                                                      sw.groups.rawPtr_, 1, base, end, strategy );
+      const auto manager = sw.groups->entryManagerIs(
+          ipAclTcamGroup, desc, ( own ? sw.groups : others ).rawPtr_, group, base, end, strategy );
       return &*manager == &sw.bounded( ipAclTcamGroup ) ? "the same" : "another";
     } catch ( const Kiv::NameInUseException & e ) {
       return e.what();
@@ -471,6 +478,11 @@ TEST( StartupTest, SecondManagerOfAUserMustHaveTheSameParameters ) {
   EXPECT_EQ( ask( 65536, 65541, tcamAllocateAsChunk ), text( "endEntry", 65541, 65540 ) );
   EXPECT_EQ( ask( 65536, 65540, tcamAllocateAsChunk ),
              text( "strategy", "tcamAllocateAsChunk", "tcamAllocateOnDemand" ) );
+  EXPECT_EQ( ask( 65536, 65540, tcamAllocateOnDemand, 2 ), text( "group", 2, 1 ) );
+  EXPECT_EQ( ask( 65536, 65540, tcamAllocateOnDemand, 1, "x" ),
+             text( "desc", "'x'", "'ipAclTcamGroup'" ) );
+  EXPECT_EQ( ask( 65536, 65540, tcamAllocateOnDemand, 1, "ipAclTcamGroup", false ),
+             text( "groupManager", "'others'", "'groups'" ) );
 }
 
 }  // namespace Test::Startup

@@ -101,8 +101,14 @@ TEST( StatisticsTest, InvalidTypesEndTheProcess ) {
   sw.bounded( qosTcamGroup ).clearBytesForEntry( 0, bare );
   sw.bounded( qosTcamGroup ).removeStats( 0, bare );
   EXPECT_EQ( sw.log.total(), 0U );
-  EXPECT_THAT( deathOf( [ & ] { sw.bounded( qosTcamGroup ).hitsForEntry( 0, bare ); } ),
-               HasSubstr( "Assertion `statsId > 0' failed." ) );
+  acl.removeStats( 0, id );
+  const std::function< void() > uses[] = {
+      [ & ] { sw.bounded( qosTcamGroup ).hitsForEntry( 0, bare ); },
+      [ & ] { acl.clearHitsForEntry( 0, id ); }, [ & ] { acl.clearBytesForEntry( 0, id ); },
+      [ & ] { acl.clearCountersForEntry( 0, id ); } };
+  for ( const auto & use : uses )
+    EXPECT_THAT( deathOf( use ), HasSubstr( "Assertion `statsId > 0' failed." ) );
+  acl.installStats( 0, 1, id, nullptr );
 }
 
 }  // namespace Test::Statistics

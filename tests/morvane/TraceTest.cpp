@@ -251,6 +251,7 @@ TEST( TraceTest, RebuildOfAGroup ) {
   sw.groups->groupMirroringAclTypeIs( 1, Acl::mac() );
   sw.manager( sw.user( 1 ) ).initializeGroup( 0 );
   sw.set( { UdfBaseL3HeaderStart, 4 } );
+  sw.take( sw.user( 1 ) );
   EXPECT_EQ( traced( [ & ] { sw.set( far ); } ), R"(
 1 Unit: 0 setMirroringAclUdf group: 1 udf: base=UdfBaseL3HeaderEnd offset=0 length=4 ether type=4294967295 add: true
 3 Unit: 0 getMirroringAclUdf group: 1 udf: base=UdfBaseL3HeaderEnd offset=0 length=4 ether type=4294967295
@@ -263,6 +264,12 @@ TEST( TraceTest, RebuildOfAGroup ) {
 4 fp data qualifier format add 2
 1 Created udf unit in hw with qual_id: 2 group 1 for acl type 0
 0 Attempt 1: FAILED, not added qual_id: 2 to group 1 for acl type 0
+2 Unit: 0 mirroringAclTcamGroup1 releaseEntry(entry=0x10000)
+4 fp policer detach entry=65536 all
+3 Unit: 0 Attempting to detach statId 1
+4 fp stat detach entry=65536 StatId=1
+4 fp stat destroy StatId= 1
+4 fp entry destroy 65536
 1 Unit: 0 reInitializeGroupWithMirroringAclUdf Successfully cleared all entries in group: 1
 1 Unit: 0 group 1 ref count is now 0
 1 Unit: 0 Destroying group 1
@@ -371,6 +378,8 @@ TEST( TraceTest, Refusals ) {
 4 fp data qualifier format delete 1
 4 fp data qualifier destroy 1
 )" );
+  EXPECT_EQ( sw.messages.text, "FULL NORMAL " );
+  EXPECT_FALSE( sw.groups->udfResourceError( 0 ) );
 }
 
 TEST( TraceTest, CreationOfAFlowGroup ) {
@@ -390,6 +399,7 @@ TEST( TraceTest, CreationOfAFlowGroup ) {
 4 fp group create 4 prio 4
 1 Unit: 0 group 4 ref count is now 1
 )" );
+  EXPECT_EQ( traced( flow ), "\n1 Unit: 0 group 4 ref count is now 2\n" );
 }
 
 TEST( TraceTest, EntryOfManagedPriority ) {
@@ -493,7 +503,9 @@ TEST( TraceTest, OtherOperations ) {
   const SoftAsic::ControlsView controls = sw.asic.controls( 1 );
   EXPECT_EQ( controls.controls,
              ( std::map< int, U32 >{ { 1, 1 }, { 2, 1 }, { 3, 1 }, { 4, 1 } } ) );
-  EXPECT_EQ( controls.portControls.size(), 2U );
+  using testing::Pair;
+  EXPECT_THAT( controls.portControls,
+               ElementsAre( Pair( Pair( 0U, 1 ), 1 ), Pair( Pair( 0U, 2 ), 1 ) ) );
   MorvaneBoundedTcamEntryManager & acl = sw.bounded( ipAclTcamGroup );
   const U32 id = sw.take( ipAclTcamGroup );
   bcm_policer_config_t limits = { 0, bcmPolicerModeCommitted, 1000, 64, 0, 0 };

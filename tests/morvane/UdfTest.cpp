@@ -367,12 +367,19 @@ TEST( FlowProgrammingTest, QualifiersAreFreedWithTheirGroup ) {
     for ( const auto & qualifier : sw.asic.dataQualifiers( 1 ) )
       offsets.push_back( qualifier.record.offset );
     EXPECT_EQ( offsets, row.offsets );
+    for ( auto it = row.user == openFlowUdfTcamGroup ? sw.groups->openFlowAclUdfIterConst()
+                                                     : sw.groups->openFlowVxlanAclUdfIterConst();
+          it; ++it )
+      EXPECT_TRUE( it.value().base == UdfBaseL3HeaderStart &&
+                   it.value().ipProtocol == row.ipProto && it.value().refCount == 1 );
     EXPECT_EQ( sw.counts( 1 ), "2/1 2/1 2/1 2/1" );
     sw.groups->uninitializeGroup( 1, 1 );
     EXPECT_EQ( sw.audit(), "" );
     sw.manager( row.user ).releaseEntry( 1, entry );
     EXPECT_EQ( sw.audit(), "" );
     EXPECT_TRUE( sw.asic.dataQualifiers( 1 ).empty() );
+    EXPECT_EQ( sw.log.count( SdkOp::bcm_field_data_qualifier_packet_format_delete ),
+               row.offsets.size() );
   }
 }
 
