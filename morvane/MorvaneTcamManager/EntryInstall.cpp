@@ -22,11 +22,10 @@ void EntryInstall::install( U32 entry ) {
 }
 
 void EntryInstall::reinstallCopies( U32 entry ) {
-  Rollback rollback( groups_ );
+  Rollback none( groups_ );  // an installed entry has nothing to be undone
   for ( const PipeCopy c : copies() )
-    writeCopy( entry, c, rollback, true );
+    writeCopy( entry, c, none, true );
   PortBitmaps( *this ).programLoopback( entry, nullptr );
-  rollback.commit();
 }
 
 void EntryInstall::writeCopies( U32 entry, Rollback & rollback, bool wasInstalled ) {

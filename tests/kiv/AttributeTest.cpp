@@ -425,6 +425,9 @@ TEST_F( GenericIfTest, InvalidOperationsAreRefusedAndChangeNothing ) {
   }
   EXPECT_EQ( refusal( [ & ] { generic.genericIfAttributeIteratorKey( "slot" ); } ),
              "not supported: attribute slot has no keys to walk" );
+  EXPECT_TRUE( card->attribute( "mode" )->has( none ) );
+  EXPECT_EQ( refusal( [ & ] { card->attribute( "mode" )->has( one ); } ),
+             "type: attribute mode has no keys" );
   EXPECT_EQ( refusal( [ & ] { generic.attribute( "modes" ); } ),
              "not supported: Test::Card has no attribute modes" );
   EXPECT_EQ( refusal( [ & ] { generic.genericIfAttributeOp( "mode", AttributeOp( 4 ) ); } ),

@@ -86,6 +86,9 @@ TEST_F( ObserverTest, ObserversAreCalledInOrderAndOnlyOnChange ) {
   watchers[ 0 ]->isRegisteredNotifieeIs( true );
   watchers[ 0 ]->isRegisteredNotifieeIs( true );
   EXPECT_EQ( change(), "bca" );
+  watchers[ 0 ]->isRegisteredNotifieeIs( false );
+  watchers[ 0 ]->notifierIs( subject );  // registers it again
+  EXPECT_EQ( change(), "bca" );
   auto other = Kiv::make< Subject >( "other" );
   watchers[ 1 ]->notifierIs( other );
   EXPECT_EQ( change(), "ca" );

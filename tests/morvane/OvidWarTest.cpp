@@ -130,7 +130,11 @@ TEST( OvidWarTest, TwinOfAGroupWithoutTheVlanIsIdle ) {
   }
   TestSwitch sw( { .pipes = 2, .shared = true } );
   sw.platform.acl( 1, 0, tcamAllocateUnbounded );
+  sw.platform.include( 1, 0, { bcmFieldQualifyOuterVlanId } );
   sw.start();
+  sw.faults.arm( { .op = SdkOp::bcm_field_group_config_create, .times = 2, .rc = -14 } );
+  EXPECT_FALSE( sw.groups->initializeGroup( 0, 1 ) || sw.groups->ovidWar( 1 ) );
+  sw.groups->groupIdToIncludeIndexDelAll();
   sw.groups->ovidWarIs( 1, true );
   const U32 entry = sw.take( ipAclTcamGroup );
   sw.manager( ipAclTcamGroup ).installEntry( 0, entry );

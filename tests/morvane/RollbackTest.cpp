@@ -78,6 +78,25 @@ TEST( RollbackTest, EveryCallOfEveryOperationMayThrow ) {
         failEachCall( operation, chip );
 }
 
+TEST( RollbackTest, CleanupResumesInTheMiddleOfAStep ) {
+  TestSwitch sw;
+  sw.platform.acl( 1, 4, tcamAllocateAsChunk );
+  sw.start();
+  const U32 id = sw.take( ipAclTcamGroup );
+  const auto failDestroy = [ & ]( U32 nth ) {
+    sw.faults.arm( { .op = SdkOp::bcm_field_entry_destroy,
+                     .nth = nth,
+                     .exception = std::make_exception_ptr( Bus() ) } );
+  };
+  failDestroy( 1 );
+  EXPECT_THROW( sw.manager( ipAclTcamGroup ).releaseEntry( 0, id ), Bus );
+  failDestroy( 3 );
+  EXPECT_THROW( sw.groups->finishCleanup( 0 ), Bus );
+  EXPECT_EQ( sw.audit(), "" );
+  sw.groups->finishCleanup( 0 );
+  EXPECT_EQ( sw.audit() + sw.counts(), "0/0" );
+}
+
 // What an operation echoes after its last SDK call throws.
 std::string undoing( const TableOperation & operation ) {
   const auto echo = [ & ]( bool throws ) {

@@ -80,6 +80,8 @@ TEST( StartupTest, WritesItsRecordsStepByStep ) {
   TestSwitch sw( { .pipes = 2, .secondCopy = true, .units = 2 } );
   sw.chipInfo.maxPorts = 9;
   sw.platform.settings.ipv6MirroringSupported = true;
+  sw.platform.settings.qosAclSharingSupported = true;
+  sw.platform.settings.ingressRaclSharingSupported = true;
   sw.platform.acl( 1, 10 ).group( 0, lookup ).group( 2, { bcmFieldQualifyStageIngress } );
   sw.platform.group( 3, { bcmFieldQualifyInPorts } ).group( 4, { bcmFieldQualifyInPort } );
   sw.platform.user( ipAclVfpTcamGroup, 0, 4, tcamAllocateOnDemand )
@@ -102,6 +104,7 @@ TEST( StartupTest, WritesItsRecordsStepByStep ) {
   setenv( "SIMULATION_VMID", "", 1 );
   sw.groups->handleInitialized();
   unsetenv( "SIMULATION_VMID" );
+  EXPECT_TRUE( sw.groups->qosAclSharingSupported() && sw.groups->ingressRaclSharingSupported() );
   EXPECT_EQ( record.text + "\n", R"(
 started true, maxPorts 9, ipv6 true, simulation true
 unit 0: ranges false, fields false

@@ -254,6 +254,9 @@ TEST( UdfProgrammingTest, VerificationReadsTheAsic ) {
       ElementsAre( "bcm_field_data_qualifier_get( unit, currentQualId, &udfQual) (rv:0)" ) );
   sw.faults.arm( { .op = SdkOp::bcm_field_data_qualifier_get, .rc = -7 } );
   EXPECT_THAT( deathOf( [ & ] { verify( near ); } ), HasSubstr( "err == BCM_E_NONE" ) );
+  for ( const bool adds : { true, false } )
+    EXPECT_THAT( deathOf( [ & ] { sw.set( near, adds ); } ),
+                 HasSubstr( "udfQual.qual_id() == currentQualId" ) );
 }
 
 TEST( UdfProgrammingTest, InvalidUseIsRefused ) {
