@@ -18,9 +18,6 @@ class CheckerModel {
   // every range one, also those that the chip does not have.
   RangeCheckers take( const AclRule & rule );
 
-  // Adds checkers to the chip.
-  void extend( U32 more ) { checkers_ += more; }
-
   // Checkers by range, from 1 in the order in which they were taken.
   const std::map< PlacedRange, U32 > & taken() const { return taken_; }
 

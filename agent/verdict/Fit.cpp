@@ -18,8 +18,9 @@ namespace {
 // Programs one list after the other and keeps what remedies need.
 class FitJob {
  public:
-  FitJob( const Platform::PlatformData & platform, RangeChoice choice, FitReport & report,
-          const std::function< void() > & onRule );
+  // `lists`: those that the platform supports.
+  FitJob( const Platform::PlatformData & platform, const std::vector< const Acl * > & lists,
+          PortMethod method, FitReport & report, const std::function< void() > & onRule );
   ~FitJob() { feature_.clear(); }
 
   void fit( ListVerdict & verdict );
@@ -30,6 +31,7 @@ class FitJob {
   void noteFull( const Acl & acl );
 
   const Platform::PlatformData & platform_;
+  const std::vector< const Acl * > & lists_;
   const RangeChoice choice_;
   FitReport & report_;
   SwitchSession session_;
@@ -39,10 +41,11 @@ class FitJob {
   SwitchRoom left_;  // of the current list
 };
 
-FitJob::FitJob( const Platform::PlatformData & platform, RangeChoice choice, FitReport & report,
-                const std::function< void() > & onRule )
+FitJob::FitJob( const Platform::PlatformData & platform, const std::vector< const Acl * > & lists,
+                PortMethod method, FitReport & report, const std::function< void() > & onRule )
     : platform_( platform ),
-      choice_( std::move( choice ) ),
+      lists_( lists ),
+      choice_( rangeChoice( method, platform, lists ) ),
       report_( report ),
       session_( platform ),
       feature_( session_.groupManager(), SwitchSession::unit, platform, choice_ ),
@@ -96,8 +99,8 @@ void FitJob::fit( ListVerdict & verdict ) {
     fitting_.push_back( &acl );
     return;
   }
-  const Shortfall shortfall = { platform_, acl,  *verdict.shortage, choice_.method, checkers_,
-                                cost,      left_ };
+  const Shortfall shortfall = {
+      platform_, acl, *verdict.shortage, choice_, lists_, fitting_, checkers_, cost, left_ };
   verdict.shortBy = shortBy( shortfall );
   verdict.remedies = remedies( shortfall );
 }
@@ -126,7 +129,7 @@ FitReport fitLists( const Platform::PlatformData & platform, const std::vector< 
     else
       supported.push_back( &acl );
   }
-  FitJob job( platform, rangeChoice( method, platform, supported ), report, onRule );
+  FitJob job( platform, supported, method, report, onRule );
   for ( ListVerdict & verdict : report.lists )
     if ( verdict.fault.empty() )
       job.fit( verdict );

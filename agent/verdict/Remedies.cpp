@@ -26,9 +26,17 @@ U64 checkersNeeded( const Shortfall & at ) {
 }
 
 std::optional< U64 > missingCheckers( const Shortfall & at ) {
-  if ( at.method != PortMethod::checkers )
+  if ( at.choice.method != PortMethod::checkers )
     return std::nullopt;
   return missing( checkersNeeded( at ), at.platform.chip.rangeCheckers );
+}
+
+// How many checkers the chip could have more, as far as the group's key has room for them.
+U32 checkersToAdd( const Shortfall & at ) {
+  const U32 has = at.platform.chip.rangeCheckers;
+  return has < SoftAsic::rangeCheckersMax
+             ? std::min( SoftAsic::rangeCheckersMax - has, at.left.spareKeyBits )
+             : 0;
 }
 
 const Platform::ReservationData & shareAt( const Shortfall & at ) {
@@ -47,8 +55,8 @@ std::string moreSlices( const Shortfall & at, U64 entries ) {
                       at.left.sliceDepth );
 }
 
-// Everything that is missing. Empty if that is not known: the fields of a list can make its group's
-// key so wide that fewer entries fit than before.
+// Everything that is missing. Empty if that is not known, because the fields of a list can make its
+// group's key too wide or so wide that fewer entries fit than before, or if no chip has it.
 std::string allThatIsMissing( const Shortfall & at ) {
   const U64 needed = at.cost.entries;
   std::vector< std::string > parts;
@@ -62,34 +70,46 @@ std::string allThatIsMissing( const Shortfall & at ) {
                                   shareAt( at ).size + *more, shareAt( at ).size ) );
   if ( const auto more = missing( needed, at.left.statistics ) )
     parts.push_back( counted( *more, "more statistic", "more statistics" ) );
-  if ( const auto more = missingCheckers( at ) )
+  if ( const auto more = missingCheckers( at ) ) {
+    if ( *more > checkersToAdd( at ) )
+      return "";
     parts.push_back( counted( *more, "more range checker", "more range checkers" ) );
+  }
   if ( const auto more = missing( at.cost.policers, at.left.policers ) )
     parts.push_back( counted( *more, "more policer", "more policers" ) );
-  if ( const auto more = missing( at.cost.userFields, at.left.udfChunks ) )
-    parts.push_back( counted( *more, "more UDF chunk", "more UDF chunks" ) );
+  if ( at.cost.userFields > at.left.udfChunks )
+    return "";
   return fmt::format( "{}", fmt::join( parts, " and " ) );
 }
 
-// Whether nothing else is missing if the list takes so many entries.
+// Whether nothing else is missing if the lists that fit and this one get these checkers, in this
+// order, as when all are programmed again.
 bool fitsWith( const Shortfall & at, CheckerModel checkers ) {
+  CheckerModel had( at.platform.chip.rangeCheckers, at.choice );
+  U64 saved = 0;  // by lists of the same class
+  U64 more = 0;
+  for ( const Acl * acl : at.fitting ) {
+    const U64 was = listCost( at.platform, *acl, had, false ).entries;
+    const U64 now = listCost( at.platform, *acl, checkers, false ).entries;
+    const bool same = classOf( *acl ) == classOf( at.acl );
+    if ( now > was && !same )
+      return false;  // what that takes from this list is not known
+    saved += same && was > now ? was - now : 0;
+    more += now > was ? now - was : 0;
+  }
   const U64 entries = listCost( at.platform, at.acl, checkers, false ).entries;
-  return entries <= std::min< U64 >( at.left.entries.entries(), at.left.statistics ) &&
-         at.cost.policers <= at.left.policers;
+  const U64 left = std::min< U64 >( at.left.entries.entries(), at.left.statistics );
+  return entries + more <= left + saved && at.cost.policers <= at.left.policers;
 }
 
 // The fewest more checkers that are enough; empty: no number of them is. More checkers never cost
 // entries, unless the key becomes too wide.
 std::string moreCheckers( const Shortfall & at ) {
-  const auto fits = [ & ]( U32 more ) {
-    CheckerModel checkers = at.before;
-    checkers.extend( more );
-    return fitsWith( at, checkers );
-  };
   const U32 has = at.platform.chip.rangeCheckers;
-  U32 enough = has < SoftAsic::rangeCheckersMax
-                   ? std::min( SoftAsic::rangeCheckersMax - has, at.left.spareKeyBits )
-                   : 0;
+  const auto fits = [ & ]( U32 more ) {
+    return fitsWith( at, CheckerModel( has + more, at.choice ) );
+  };
+  U32 enough = checkersToAdd( at );
   if ( enough == 0 || !fits( enough ) )
     return "";
   for ( U32 tooFew = 0; enough - tooFew > 1; ) {
@@ -99,13 +119,9 @@ std::string moreCheckers( const Shortfall & at ) {
   return counted( enough, "more range checker", "more range checkers" );
 }
 
-// The checkers must be free: other lists keep theirs.
-bool fitsWithBest( const Shortfall & at ) {
-  if ( !at.before.taken().empty() )
-    return false;
-  const Acl * const lists[] = { &at.acl };
-  const RangeChoice best = rangeChoice( PortMethod::best, at.platform, lists );
-  return fitsWith( at, CheckerModel( at.platform.chip.rangeCheckers, best ) );
+bool fitsWithPorts( const Shortfall & at, PortMethod method ) {
+  const RangeChoice choice = rangeChoice( method, at.platform, at.lists );
+  return fitsWith( at, CheckerModel( at.platform.chip.rangeCheckers, choice ) );
 }
 
 }  // namespace
@@ -135,9 +151,13 @@ std::vector< std::string > remedies( const Shortfall & at ) {
       all.push_back( remedy );
   };
   add( allThatIsMissing( at ) );
-  if ( at.method == PortMethod::automatic && matchesRanges( at.platform, shareAt( at ) ) ) {
-    add( fitsWithBest( at ) ? "--ports best" : "" );
-    add( moreCheckers( at ) );
+  if ( matchesRanges( at.platform, shareAt( at ) ) ) {
+    if ( at.choice.method < PortMethod::automatic && fitsWithPorts( at, PortMethod::automatic ) )
+      add( "--ports auto" );
+    else if ( at.choice.method != PortMethod::best && fitsWithPorts( at, PortMethod::best ) )
+      add( "--ports best" );
+    if ( at.choice.method == PortMethod::automatic )
+      add( moreCheckers( at ) );
   }
   if ( at.shortage.fitting != 0 )
     add( counted( at.acl.rules.size() - at.shortage.fitting, "rule fewer", "rules fewer" ) );

@@ -25,8 +25,10 @@ struct Shortfall {
   const Platform::PlatformData & platform;
   const Acl & acl;
   const AclShortage & shortage;
-  PortMethod method;
-  const CheckerModel & before;  // checkers of the lists before it
+  const RangeChoice & choice;
+  const std::vector< const Acl * > & lists;    // all of them, for which checkers are chosen
+  const std::vector< const Acl * > & fitting;  // those before it that fit
+  const CheckerModel & before;                 // checkers of these
   const ListCost & cost;
   const SwitchRoom & left;
 };
