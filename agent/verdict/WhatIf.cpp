@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "agent/text/Suggestion.h"
 #include "agent/text/TextTable.h"
 
 namespace Agent {
@@ -143,16 +144,21 @@ std::optional< std::string > repeatList( const std::string & text, std::vector< 
       acl.rules.insert( acl.rules.end(), once.begin(), once.end() );
     return std::nullopt;
   }
-  return fmt::format( "there is no list {}, but {}", name, namesText( names ) );
+  return fmt::format( "there is no list {}, but {}{}", name, namesText( names ),
+                      suggestion( name, names ) );
+}
+
+std::vector< std::string > quantityNames() {
+  std::vector< std::string > names;
+  for ( const Quantity & quantity : quantities )
+    names.push_back( quantity.name );
+  return names;
 }
 
 }  // namespace
 
 std::string whatIfNames() {
-  std::vector< std::string > names;
-  for ( const Quantity & quantity : quantities )
-    names.push_back( quantity.name );
-  return fmt::format( "{}", fmt::join( names, ", " ) );
+  return fmt::format( "{}", fmt::join( quantityNames(), ", " ) );
 }
 
 std::optional< std::string > applyWhatIf( const std::string & change,
@@ -165,7 +171,8 @@ std::optional< std::string > applyWhatIf( const std::string & change,
   for ( const Quantity & quantity : quantities )
     if ( equals != std::string::npos && change.substr( 0, equals ) == quantity.name )
       return changeChip( quantity, change.substr( equals + 1 ), platform );
-  return fmt::format( "one of {}=N, +N or -N, or list:NAME*N is expected", whatIfNames() );
+  return fmt::format( "one of {}=N, +N or -N, or list:NAME*N is expected{}", whatIfNames(),
+                      suggestion( change.substr( 0, equals ), quantityNames() ) );
 }
 
 }  // namespace Agent

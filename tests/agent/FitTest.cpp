@@ -273,7 +273,9 @@ TEST( WhatIfTest, ChangesChipsAndLists ) {
       { "ports=", "N, +N or -N is expected" },
       { "ports=0", "without ports" },
       { "depth=1", "one of ports, range-checkers, " },
+      { "slcies=1", "did you mean slices?" },
       { "list:other*2", "there is no list other, but plain" },
+      { "list:plian*2", "did you mean plain?" },
       { "list:plain*0", "N from 1 to 1000" },
   };
   for ( const auto & c : cases ) {
