@@ -165,7 +165,7 @@ void addRunOptions( CLI::App & app, RunOptions & run, OutputOptions & output ) {
       ->type_name( "VIEW" );
   app.add_option( "--filter", output.text.filter,
                   "Show only rules with this text in their list, name, match or action, in the "
-                  "table of the busiest rules or of all rules" )
+                  "table of the busiest rules (of packets) or of all rules (--show detail)" )
       ->type_name( "TEXT" );
   app.add_option( "--top", output.text.top, "Rules in the tables of the busiest and the largest" )
       ->type_name( "N" )

@@ -35,9 +35,20 @@ constexpr int exitSuccess = 0;
 constexpr int exitDifference = 1;
 constexpr int exitUsage = 2;
 
+// The filter acts on the tables of rules only.
+void requireFiltered( const Agent::RunInput & input, const Agent::OutputOptions & output ) {
+  if ( output.text.filter.empty() )
+    return;
+  if ( output.json )
+    throw Agent::UsageError( "--filter is for the text report, not for --json" );
+  if ( !output.text.detail && input.packets.packets.empty() )
+    throw Agent::UsageError( "--filter needs --show detail, or packets for the busiest rules" );
+}
+
 bool runCommand( const Agent::RunOptions & options, Agent::OutputOptions output ) {
   output.text.terminal = Agent::Terminal::standardOutput();
   const Agent::RunInput input = Agent::readInput( options );
+  requireFiltered( input, output );
   Agent::printRefusals( input.remarks );
   const Agent::RunReport report = Agent::run( input );
   if ( !options.html.empty() )

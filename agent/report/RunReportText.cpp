@@ -339,6 +339,8 @@ std::string textReport( const RunReport & report, const TextOptions & options ) 
             policeText( report ) +
             ( options.detail ? detailText( report, options ) : busiestText( report, options ) ) +
             "\n" + neverHitText( report );
+  else if ( options.detail )
+    text += detailText( report, options );
   if ( !report.usage.empty() )
     text += "\n" + report.usage;
   if ( report.capacity )

@@ -35,6 +35,7 @@ TEST_F( HelpTest, MistypedWordsGetOneLineAndTheNearestName ) {
       write( "none.pcap",
              std::string( "\xD4\xC3\xB2\xA1\2\0\4\0\0\0\0\0\0\0\0\0\xFF\xFF\0\0\1\0\0\0", 24 ) );
   const std::string empty = write( "empty", "" );
+  const std::string written = write( "udp.json", R"({ "rules": [ { "protocol": "udp" } ] })" );
   const std::string none = write( "none.json", R"({ "rules": [] })" );
   const std::pair< std::string, std::string > cases[] = {
       { "rnu --acl x",
@@ -51,6 +52,8 @@ TEST_F( HelpTest, MistypedWordsGetOneLineAndTheNearestName ) {
       { "run --bind campus-egde=1", ".* there is no list .*; did you mean campus-edge\\?" },
       { "run --police Campus-edge/1:1M", ".* no access list is .*; did you mean campus-edge\\?" },
       { "run --police 358:1M", "morvane-tcam: --police .*: campus-edge has the rules 1 to 357" },
+      { "run --random 5 --json --filter x", "morvane-tcam: --filter is for the text report, .*" },
+      { "run --filter x --acl " + written, "morvane-tcam: --filter needs --show detail, .*" },
       { "run --seed -1", "morvane-tcam: --seed: a whole number is expected, not -1" },
 #ifdef MORVANE_PCAP
       { "run --packets " + capture, capture + ": there are no packets in this file" },
