@@ -13,7 +13,7 @@
 //     through newName( k ), which the class defines as name_.make( parameters... ); nameDel returns
 //     the removed member.
 //
-// Map is Kiv::HashMap or Kiv::RbTreeMap. An absent value reads as V(), an absent entity as null.
+// Map is Kiv::HashMap, Kiv::PageMap or Kiv::RbTreeMap. An absent value reads as V(), an absent entity as null.
 // Setters notify the observers (onName, onName( k )) after the change and only if there was one;
 // setting an absent key to V() is a change. Deleting an absent key, or through an iterator at its
 // end, notifies nobody and returns false or null. nameDelAll deletes one by one through nameDel.

@@ -1,5 +1,5 @@
-// An unordered map of 32-bit ids that come in families: ids that differ only in bitCount bits from
-// firstBit on (the copies of one object) share one node.
+// A map of 32-bit ids that come in families: ids that differ only in bitCount bits from firstBit on
+// (the copies of one object) lie side by side. A walk visits one family after the other.
 //
 //   template < class K, class V >
 //   using CopyMap = Kiv::FamilyMap< K, V, 24, 3 >;     // a Map for Kiv::Values
@@ -7,15 +7,14 @@
 //   counterId.insert( 1 << 24 | object, 7 );           // copy 1 of the object
 //   if( U32 * id = counterId[ object ] ) { ... }        // copy 0; null when absent
 //
-// Invariants: as for HashMap: members keep their address until they are removed, and the destructor
+// Invariants: as for PageMap: members keep their address until they are removed, and the destructor
 // of a value that is being removed may change, clear and destroy the map.
 //
-// Cost: as for HashMap, but a family is searched, created and freed once for all its members: a
-// walk over them searches once. A FamilyMap< U32, U32, 24, 3 > takes 46 or 47 bytes a family,
-// whatever the number of its members. V has a cheap default value, which fills the places that are
-// free.
+// Cost: as for PageMap, with families in place of keys. A FamilyMap< U32, U32, 24, 3 > takes 36
+// bytes a family, whatever the number of its members. V has a cheap default value, which fills the
+// places that are free.
 //
-// When not to use it: for keys of which most are alone in their family; use HashMap.
+// When not to use it: for keys of which most are alone in their family; use PageMap or HashMap.
 //
 // Locks: none; even a search changes the map, see also kiv/MapIter.h.
 #pragma once
@@ -25,8 +24,8 @@
 #include <type_traits>
 #include <utility>
 
-#include "kiv/HashMap.h"
 #include "kiv/MapIter.h"
+#include "kiv/PageMap.h"
 #include "kiv/Types.h"
 
 namespace Kiv {
@@ -63,7 +62,7 @@ class FamilyMap {
   std::pair< V *, bool > insert( const K & key, V && value ) {
     Family * family = familyOf( key );
     if ( !family )
-      family = insertFamily( key );
+      family = families_.insert( keyOf( key ), Family() ).first;
     V & place = family->values[ placeOf( key ) ];
     if ( family->has( placeOf( key ) ) )
       return { &place, false };
@@ -83,21 +82,18 @@ class FamilyMap {
     if ( !family || !family->has( placeOf( key ) ) )
       return std::nullopt;
     if ( !iters_.empty() )
-      Iter::memberRemoved( iters_, last_.node * places + placeOf( key ) );
+      Iter::memberRemoved( iters_, families_.lastNode( keyOf( key ) ) * places + placeOf( key ) );
     std::optional< V > value( std::exchange( family->values[ placeOf( key ) ], V() ) );
     family->present &= static_cast< U8 >( ~bitOf( key ) );
     --size_;
-    if ( family->present == 0 ) {
-      last_ = {};
+    if ( family->present == 0 )
       families_.erase( keyOf( key ) );
-    }
     return value;
   }
 
   // Removes all members; iterators are at the end afterwards.
   void clear() {
     Iter::mapEnded( iters_ );
-    last_ = {};
     size_ = 0;
     families_.clear();
   }
@@ -125,25 +121,8 @@ class FamilyMap {
   // The key of the family: that of its first place.
   static U32 keyOf( U32 key ) { return key & ~( ( places - 1 ) << firstBit ); }
 
-  Family & familyAt( U32 node ) { return families_.table_.nodes[ node ].value; }
-  const Family & familyAt( U32 node ) const { return families_.table_.nodes[ node ].value; }
-
-  // The family of the key, which is then the last one; or null.
-  Family * familyOf( U32 key ) {
-    if ( !last_.family || last_.key != keyOf( key ) )
-      search( keyOf( key ) );
-    return last_.family;
-  }
-  void search( U32 family ) {
-    const U32 node = families_.findNode( family );
-    last_ = { family, node, node == noNode ? nullptr : &familyAt( node ) };
-  }
-  Family * insertFamily( U32 key ) {
-    const U32 node = families_.insertNode( keyOf( key ), Family(), iters_.empty() );
-    KIV_ASSERT( node < noNode / places );
-    last_ = { keyOf( key ), node, &familyAt( node ) };
-    return last_.family;
-  }
+  Family * familyOf( U32 key ) { return families_.find( keyOf( key ) ); }
+  const Family & familyAt( U32 node ) const { return families_.nodeValue( node ); }
 
   // The iterator's steps; it counts places.
   U32 firstNode() const { return firstIn( families_.firstNode(), 0 ); }
@@ -160,13 +139,7 @@ class FamilyMap {
     return noNode;
   }
 
-  HashMap< U32, Family > families_;
-  // The family that was searched last, if it was found. Families do not move.
-  struct {
-    U32 key = 0;
-    U32 node = noNode;
-    Family * family = nullptr;
-  } last_;
+  PageMap< U32, Family > families_;
   U32 size_ = 0;
   mutable MapIterList iters_;
 };

@@ -1,4 +1,4 @@
-// The iterator of HashMap and RbTreeMap, and the list through which a map knows its iterators.
+// The iterator of the maps, and the list through which a map knows its iterators.
 //
 //   for( auto i = map.iter(); i; ++i ) {
 //     map.erase( i.key() );               // own member, or any other

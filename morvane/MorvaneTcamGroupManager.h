@@ -24,6 +24,7 @@
 #include "kiv/Entity.h"
 #include "kiv/Export.h"
 #include "kiv/HashMap.h"
+#include "kiv/PageMap.h"
 #include "kiv/Ptr.h"
 #include "kiv/RbTreeMap.h"
 #include "morvane/GroupCounts.h"
@@ -165,7 +166,7 @@ class KIV_API MorvaneTcamGroupManager : public GroupShape {
   // One record per pipe group id, in order of the group word.
   KIV_MEMBERS( Kiv::RbTreeMap, GroupIdToPipeGroupId, GroupCounts, groupCounts, GroupCounts );
   // The manager that owns an entry id, whatever the unit.
-  KIV_VALUES( Kiv::HashMap, U32, Kiv::Ptr< MorvaneTcamEntryManager >, tcamManagerForEntry,
+  KIV_VALUES( Kiv::PageMap, U32, Kiv::Ptr< MorvaneTcamEntryManager >, tcamManagerForEntry,
               TcamManagerForEntry );
   bool isOwner( const MorvaneTcamEntryManager & user, U32 entry ) const {
     const auto owner = tcamManagerForEntry_.map().find( entry );

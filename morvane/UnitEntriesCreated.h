@@ -9,7 +9,7 @@
 #include "kiv/Export.h"
 #include "kiv/FamilyMap.h"
 #include "kiv/HashMap.h"
-#include "kiv/RbTreeMap.h"
+#include "kiv/PageMap.h"
 #include "kiv/String8.h"
 #include "kiv/ValueType.h"
 #include "morvane/OvidTwin.h"
@@ -114,7 +114,7 @@ class KIV_API UnitEntriesCreated final : public Kiv::Entity {
   const char * fwkType() const override { return "Morvane::UnitEntriesCreated"; }
 
   // Entries handed out, with their caller's description.
-  KIV_VALUES( Kiv::RbTreeMap, U32, Kiv::String8, entryCreated, EntryCreated );
+  KIV_VALUES( Kiv::PageMap, U32, Kiv::String8, entryCreated, EntryCreated );
   // Statistics id by pipe entry; 0 or absent means none.
   KIV_VALUES( PipeEntryMap, U32, U32, entryStats, EntryStats );
   // Pipe group in which a pipe entry was created.
@@ -127,7 +127,7 @@ class KIV_API UnitEntriesCreated final : public Kiv::Entity {
   // Types of a pipe entry's statistics, one bit each; absent means packets and bytes.
   KIV_VALUES( Kiv::HashMap, U32, U32, statTypes, StatTypes );
   // Whether a logical entry is installed; present for every member of entryCreated.
-  KIV_VALUES( Kiv::HashMap, U32, bool, entryInstalled, EntryInstalled );
+  KIV_VALUES( Kiv::PageMap, U32, bool, entryInstalled, EntryInstalled );
   // The same: null where entryCreated has no member either, except for a placeholder.
   const bool * installedMark( U32 entry ) const { return entryInstalled_.map().find( entry ); }
   // Disabled logical entries; absent means enabled.

@@ -13,6 +13,7 @@
 #include "kiv/Exception.h"
 #include "kiv/FamilyMap.h"
 #include "kiv/HashMap.h"
+#include "kiv/PageMap.h"
 #include "kiv/Ptr.h"
 #include "kiv/RbTreeMap.h"
 #include "kiv/String8.h"
@@ -38,7 +39,8 @@ template < class M >
 class MapTest : public testing::Test {};
 
 using Maps = testing::Types< Kiv::HashMap< U32, String8 >, Kiv::RbTreeMap< U32, String8 >,
-                             CopyMap< U32, String8 >, Kiv::FamilyMap< U32, String8, 1, 2 > >;
+                             Kiv::PageMap< U32, String8 >, CopyMap< U32, String8 >,
+                             Kiv::FamilyMap< U32, String8, 1, 2 > >;
 TYPED_TEST_SUITE( MapTest, Maps );
 
 TYPED_TEST( MapTest, RandomOperationsMatchTheModel ) {
@@ -168,8 +170,14 @@ TYPED_TEST( MapTest, InsertionDuringAWalkSkipsNoMember ) {
   EXPECT_EQ( map.size(), 8 + 400u );
 }
 
-TEST( RbTreeMapTest, WalksInKeyOrderAcrossRemovals ) {
-  Kiv::RbTreeMap< U32, int > map;
+template < class M >
+class OrderedMapTest : public testing::Test {};
+
+using OrderedMaps = testing::Types< Kiv::RbTreeMap< U32, int >, Kiv::PageMap< U32, int > >;
+TYPED_TEST_SUITE( OrderedMapTest, OrderedMaps );
+
+TYPED_TEST( OrderedMapTest, WalksInKeyOrderAcrossRemovals ) {
+  TypeParam map;
   for ( U32 key : { 50, 10, 30, 20, 40 } )
     map.insert( key, 0 );
   auto i = map.iter();
@@ -179,6 +187,11 @@ TEST( RbTreeMapTest, WalksInKeyOrderAcrossRemovals ) {
   map.insert( 25, 0 );  // above the iterator: visited
   map.insert( 15, 0 );
   EXPECT_EQ( keysFrom( ++i ), ( std::vector< U32 >{ 25, 40, 50 } ) );
+  // Neighbours that no page holds together, and the last key of all.
+  for ( U32 key : { 0xffffffffu, 63u, 64u, 32u, 31u, 0x80000000u } )
+    map.insert( key, 0 );
+  EXPECT_EQ( keysFrom( map.iter() ),
+             ( std::vector< U32 >{ 10, 15, 25, 31, 32, 40, 50, 63, 64, 0x80000000, 0xffffffff } ) );
 }
 
 // A value whose destructor changes the map that held it.
@@ -236,10 +249,12 @@ struct Ender : Kiv::PtrInterface {
 TEST( MapReentryTest, ValueDestructorMayChangeOrDestroyTheMap ) {
   Echo< Kiv::HashMap >::removeAll();
   Echo< Kiv::RbTreeMap >::removeAll();
+  Echo< Kiv::PageMap >::removeAll();
   Echo< CopyMap >::removeAll();
   for ( bool destroys : { false, true } ) {
     Ender::endMap< Kiv::HashMap >( destroys );
     Ender::endMap< Kiv::RbTreeMap >( destroys );
+    Ender::endMap< Kiv::PageMap >( destroys );
     Ender::endMap< CopyMap >( destroys );
   }
 }
