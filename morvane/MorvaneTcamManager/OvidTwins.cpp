@@ -42,10 +42,8 @@ void OvidTwins::installAs( U32 entry, const OvidTwin & twin, Rollback * rollback
   const U32 unit = unit_;
   const U32 tcamEntryId = ovidTwinId( entry );
   if ( rollback )
-    rollback->addRecord( [ user = &user_, unit, entry ] {
-      OvidTwins( *user, unit ).forget( entry );
-      user->unitEntries( unit )->entryInPortsDel( ovidTwinId( entry ) );
-    } );
+    rollback->addRecord(
+        [ user = &user_, unit, entry ] { OvidTwins( *user, unit ).forget( entry ); } );
   if ( twin.match.needsTwin() ) {
     // Before the ports are read, so that a change during the calls finds the entry and waits.
     tcamMgrUpdateOvidEntryMap( entry, twin );

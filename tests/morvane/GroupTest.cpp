@@ -3,6 +3,7 @@
 
 #include <stdexcept>
 
+#include "shim/SdkDecorator.h"
 #include "tests/morvane/TestSwitch.h"
 
 namespace Test::GroupLife {
@@ -125,6 +126,38 @@ TEST( GroupCreationTest, EveryCopyHasItsFlagsAndPorts ) {
                                                     : SoftAsic::StageKind::ifp );
     }
   }
+}
+
+// What the chip and the records do not keep.
+struct CreationNotes : Shim::SdkDecorator, MorvaneTcamGroupManager::Notifiee {
+  CreationNotes( TestSwitch & sw ) : SdkDecorator( sw.log ), groups( *sw.groups ) {
+    notifierIs( sw.groups );
+  }
+  int bcm_field_group_config_create( U32 unit, bcm_field_group_config_t * config ) override {
+    text += fmt::format( "actions {}, ", config->action_res_id );
+    return SdkDecorator::bcm_field_group_config_create( unit, config );
+  }
+  void onStageIngress( U32 group ) override {
+    text += fmt::format( "ingress {}, ", groups.stageIngress( group ) );
+  }
+  void onOvidWar( U32 group ) override {
+    text += fmt::format( "twins {}, ", groups.ovidWar( group ) );
+  }
+  MorvaneTcamGroupManager & groups;
+  std::string text;
+};
+
+TEST( GroupCreationTest, StageIsIngressUntilTheListSaysOtherwise ) {
+  TestSwitch sw( { .pipes = 2, .shared = true, .largeSlices = 2 } );
+  sw.platform.group( 1, { dstIp, lookup } ).user( qosTcamGroup, 1, 0, tcamAllocateUnbounded );
+  sw.platform.group( 2, { dstIp, vlan } ).user( urpfTcamGroup, 2, 0, tcamAllocateUnbounded );
+  sw.start();
+  CreationNotes notes( sw );
+  Shim::sdk_ = &notes;
+  EXPECT_TRUE( sw.groups->initializeGroup( 0, 1 ) && sw.groups->initializeGroup( 0, 2 ) );
+  Shim::sdk_ = &sw.log;
+  EXPECT_EQ( notes.text,
+             "ingress true, ingress false, actions -1, ingress true, twins true, actions -1, " );
 }
 
 TEST( GroupCreationTest, PreselectorsSelectThePipe ) {

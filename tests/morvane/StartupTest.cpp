@@ -381,7 +381,8 @@ TEST( StartupTest, RunsAgainAfterAnExceptionFromAnyCall ) {
         sw.faults.disarm();
         EXPECT_FALSE( sw.groups->exhaustedMarks() != 0 || sw.groups->started() ) << "call " << nth;
         EXPECT_EQ( sw.groups->groupIdToIndexSize() + sw.groups->groupIdToExcludeIndexSize() +
-                       sw.groups->groupIdToIncludeIndexSize() + sw.groups->groupCountsSize(),
+                       sw.groups->groupIdToIncludeIndexSize() +
+                       sw.groups->rangeCheckersExhaustedSize() + sw.groups->groupCountsSize(),
                    0U );
         if ( nth % 2 == 0 ) {
           sw.groups->finishCleanup( 0 );

@@ -386,6 +386,15 @@ TEST( FlowProgrammingTest, QualifiersAreFreedWithTheirGroup ) {
   }
 }
 
+TEST( FlowProgrammingTest, QualifiersMayOutliveTheirGroup ) {
+  UdfSwitch sw( {}, Acl::ip() );
+  ASSERT_TRUE( sw.groups->initializeGroup( 0, 4 ) );
+  sw.groups->uninitializeTcamGroup( 0, 4, false );
+  EXPECT_EQ( sw.asic.dataQualifiers( 0 ).size(), 2U );
+  sw.groups->destroyOpenFlowUdfQualifiers( 0, 4 );
+  EXPECT_EQ( sw.emptied(), "" );
+}
+
 TEST( UdfAuditTest, AuditorReportsEveryDifference ) {
   using Spoil = void ( * )( MorvaneTcamGroupManager &, GroupUdfQual & carried );
   const std::pair< const char *, Spoil > cases[] = {
