@@ -16,6 +16,7 @@
 #include "agent/command/ManualPage.h"
 #include "agent/command/MapCommand.h"
 #include "agent/command/MeaningCommands.h"
+#include "agent/command/Messages.h"
 #include "agent/command/Run.h"
 #include "agent/command/RunCommandLine.h"
 #include "agent/command/UsageError.h"
@@ -168,6 +169,7 @@ struct Options {
   Agent::FitOptions fit;
   Agent::MeaningOptions meaning;
   Agent::ExplainOptions explain;
+  Agent::MessageOptions messages;
 };
 
 struct Verb {
@@ -185,20 +187,34 @@ bool printPlatforms( const Options & ) {
 // The first one is the default.
 constexpr Verb verbs[] = {
     { "run", "Program access lists and classify packets",
-      []( CLI::App & app, Options & all ) { Agent::addRunOptions( app, all.run, all.output ); },
-      []( const Options & all ) { return runCommand( all.run, all.output ); } },
+      []( CLI::App & app, Options & all ) {
+        Agent::addRunOptions( app, all.run, all.output );
+        Agent::addMessageOptions( app, all.messages );
+      },
+      []( const Options & all ) {
+        const Agent::Messages messages( all.messages );
+        return runCommand( all.run, all.output );
+      } },
     { "inspect", "Program access lists and show or set the library's state by name",
       []( CLI::App & app, Options & all ) {
         Agent::addAclOptions( app, all.run );
         addInspectOptions( app, all.inspect );
+        Agent::addMessageOptions( app, all.messages );
       },
-      []( const Options & all ) { return inspectCommand( all.run, all.inspect ); } },
+      []( const Options & all ) {
+        const Agent::Messages messages( all.messages );
+        return inspectCommand( all.run, all.inspect );
+      } },
     { "map", "Program access lists and draw the TCAM occupancy map",
       []( CLI::App & app, Options & all ) {
         Agent::addAclOptions( app, all.run );
         Agent::addMapOptions( app, all.map );
+        Agent::addMessageOptions( app, all.messages );
       },
-      []( const Options & all ) { return mapCommand( all.run, all.map ); } },
+      []( const Options & all ) {
+        const Agent::Messages messages( all.messages );
+        return mapCommand( all.run, all.map );
+      } },
     { "count", "Count the rules and TCAM entries of access lists of any length",
       []( CLI::App & app, Options & all ) {
         Agent::addAclOptions( app, all.run );
@@ -231,8 +247,12 @@ constexpr Verb verbs[] = {
         Agent::addAclOptions( app, all.run );
         Agent::addPacketOptions( app, all.run );
         Agent::addExplainOptions( app, all.explain );
+        Agent::addMessageOptions( app, all.messages );
       },
-      []( const Options & all ) { return Agent::explainCommand( all.run, all.explain ); } },
+      []( const Options & all ) {
+        const Agent::Messages messages( all.messages );
+        return Agent::explainCommand( all.run, all.explain );
+      } },
     { "platforms", "List the built-in platforms", []( CLI::App &, Options & ) {}, printPlatforms },
 };
 

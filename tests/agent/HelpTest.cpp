@@ -1,4 +1,5 @@
 // What the command says of itself, and of words that it does not know.
+#include <fmt/core.h>
 #include <gmock/gmock.h>
 
 #include "agent/text/Suggestion.h"
@@ -86,7 +87,7 @@ TEST_F( HelpTest, CompletionOffersCommandsOptionsAndValues ) {
     return read( "out" );
   };
   EXPECT_EQ( offered( "co" ), "count cost compact\n" );
-  EXPECT_EQ( offered( "map --s" ), "--svg\n" );
+  EXPECT_EQ( offered( "map --s" ), "--svg --syslog\n" );
   EXPECT_EQ( offered( "fit edge.acl --platform s" ), "small shared\n" );
   EXPECT_EQ( offered( "run --acl map --ports e" ), "expand\n" );
   EXPECT_EQ( offered( "fit --svg --s" ), "\n" );
@@ -105,6 +106,37 @@ TEST( SuggestionTest, FewEditsLeadToAName ) {
     EXPECT_EQ( suggestion( wrong, { "run", "map", "explain", "inspect" } ),
                *name == '\0' ? "" : std::string( "; did you mean " ) + name + "?" )
         << wrong;
+}
+
+// The library's traces and log, where a person can see them.
+TEST_F( HelpTest, ShowsTheLibrarysMessages ) {
+  const auto list = [ & ]( int fields ) {
+    std::string rules;
+    for ( int i = 0; i < fields; ++i )
+      rules += fmt::format( R"({}{{ "udf": {{ "base": "l3Start", "offset": {}, "value": "0x1" }} }})",
+                            i == 0 ? "" : ", ", i * 4 );
+    return write( "taps.json",
+                  R"({ "use": "mirror", "mirrorPort": 1, "rules": [ )" + rules + "] }" );
+  };
+  const std::string arguments = "run --platform small --acl " + list( 1 );
+  EXPECT_EQ( run( arguments ).error, "" );
+  const std::string all = run( arguments + " --trace SdkShim --trace ApiMorvane:9" ).error;
+  EXPECT_THAT(
+      all, AllOf( HasSubstr( "\nUnit: 0 setMirroringAclUdf group: 8 " ),
+                  HasSubstr( " bcm_field_entry_install( " ), HasSubstr( "\nfp entry create " ) ) );
+  const std::string few = run( arguments + " --trace ApiMorvane:0" ).error;
+  EXPECT_THAT( few, testing::Not( HasSubstr( "fp entry create" ) ) );
+  const std::string ring = folder_ + "/ring";
+  EXPECT_EQ( run( arguments + " --trace-ring " + ring ).error, "" );
+  EXPECT_THAT( read( "ring" ), HasSubstr( "\nfp entry create " ) );
+  // A chip with fewer chunks than fields.
+  std::ifstream in( MORVANE_EXAMPLES "/../platform/data/small.json" );
+  std::string platform( std::istreambuf_iterator< char >( in ), {} );
+  platform.replace( platform.find( "\"dataChunks\": 8" ), 15, "\"dataChunks\": 5" );
+  EXPECT_EQ( run( "run --acl " + list( 6 ) + " --platform " + write( "few.json", platform ) ).error,
+             "log, error: MORVANE_UDF_HW_RESOURCE_FULL: Hardware resources insufficient to program "
+             "UDF. Reconfigure other ACLs or features that use UDF to free up UDF hardware "
+             "resources.\n" );
 }
 
 }  // namespace
