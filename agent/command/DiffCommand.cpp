@@ -200,6 +200,7 @@ bool diffCommand( const MeaningOptions & options ) {
         found.replacement = replacement( before, table, found.rows, rest, options.apply );
       found.forgetSets();
       found.name = tableName( table );
+      found.direction = table.lists.direction;
       return found;
     } ) );
   }

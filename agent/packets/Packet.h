@@ -33,6 +33,7 @@ struct PacketFields {
   U8 hopLimit = 64;                     // or TTL
   FragmentKind fragment = FragmentKind::whole;
   U16 etherType = 0x88B5;  // unless IPv4 or IPv6
+  bool cut = false;        // the IP packet ends before its L4 header
 
   bool hasPorts() const { return protocol == protocolTcp || protocol == protocolUdp; }
   friend bool operator==( const PacketFields &, const PacketFields & ) = default;

@@ -155,7 +155,7 @@ Frame makeFrame( const PacketFields & packet ) {
   const size_t l3 = !ip                         ? 0
                     : packet.l3 == L3Kind::ipv4 ? ipv4Size
                                                 : ipv6Size + ( fragment ? fragmentHeaderSize : 0 );
-  const size_t l4 = ip ? l4Size( packet.protocol ) : 0;
+  const size_t l4 = ip && !packet.cut ? l4Size( packet.protocol ) : 0;
   Frame frame( std::max( l2 + l3 + l4, frameSizeMin ) );
   const std::span< U8 > bytes( frame );
   putEthernet( bytes.first( l2 ), packet );
@@ -163,7 +163,7 @@ Frame makeFrame( const PacketFields & packet ) {
     putIpv4( bytes.subspan( l2, l3 ), packet, l4 );
   else if ( packet.l3 == L3Kind::ipv6 )
     putIpv6( bytes.subspan( l2, l3 ), packet, l4 );
-  if ( ip )
+  if ( l4 != 0 )
     putL4( bytes.subspan( l2 + l3, l4 ), packet );
   return frame;
 }

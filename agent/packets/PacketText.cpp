@@ -9,6 +9,7 @@
 
 #include "agent/acl/AddressText.h"
 #include "agent/acl/Names.h"
+#include "agent/acl/RuleText.h"
 #include "agent/text/Suggestion.h"
 
 namespace Agent {
@@ -23,7 +24,7 @@ namespace {
 std::vector< std::string > wordsOf( const std::string & text ) {
   std::vector< std::string > words( 1 );
   for ( const char c : text )
-    if ( c == ' ' || c == '\t' || c == '>' ) {
+    if ( c == ' ' || c == '\t' || c == '\n' || c == '>' ) {
       words.emplace_back();
       if ( c == '>' ) {
         words.back() = c;
@@ -104,6 +105,7 @@ class Reader {
   void resolveIp();
   void resolvePorts();
   void resolveIcmp();
+  U32 icmpOf( bool ip6 ) const;
 
   bool atArrow( size_t index ) const { return index < words_.size() && words_[ index ] == ">"; }
   const std::string & value( const std::string & of );
@@ -120,7 +122,9 @@ class Reader {
   TextPacket packet_;
   Endpoint source_;
   Endpoint destination_;
+  bool icmpByName_ = false;
   std::string icmp_;  // the type in words; empty: not given
+  std::optional< U32 > code_;
 };
 
 TextPacket Reader::read() {
@@ -171,6 +175,12 @@ bool Reader::readKeyword( const std::string & word ) {
       failText(
           fmt::format( "{} {}: six bytes are expected, e.g. 02:00:5e:00:00:01", word, text ) );
     ( word == "smac" ? fields.sourceMac : fields.destinationMac ) = *mac;
+  } else if ( word == "type" ) {
+    once( "the ICMP type" );
+    icmp_ = value( word );
+  } else if ( word == "code" ) {
+    once( word );
+    code_ = numberUpTo( 0xFF, value( word ), "an ICMP code" );
   } else if ( word == "ethertype" ) {
     once( word );
     const std::string & text = value( word );
@@ -207,6 +217,9 @@ bool Reader::readIp( const std::string & word ) {
     if ( text != "first" && text != "later" )
       failText( fmt::format( "fragment is first or later, not {}", text ) );
     fields.fragment = text == "first" ? FragmentKind::first : FragmentKind::later;
+  } else if ( word == "cut" ) {
+    once( word );
+    fields.cut = true;
   } else if ( word == "dscp" ) {
     once( word );
     const std::string & text = value( word );
@@ -249,9 +262,9 @@ void Reader::readProtocol( const std::string & word ) {
   const auto named = protocolFromText( word );
   const auto number = anyNumber( word );
   if ( !named && !number ) {
-    std::vector< std::string > known = { "in",   "out",  "vlan", "pcp",      "inner",    "flags",
-                                         "icmp", "dscp", "ecn",  "ttl",      "smac",     "dmac",
-                                         "tcp",  "udp",  "gre",  "fragment", "ethertype" };
+    std::vector< std::string > known = {
+        "in",   "out",  "vlan", "pcp", "inner", "flags",    "icmp",      "dscp", "ecn",  "ttl",
+        "smac", "dmac", "tcp",  "udp", "gre",   "fragment", "ethertype", "type", "code", "cut" };
     for ( const std::string_view name : protocolNames() )
       known.emplace_back( name );
     failText( fmt::format( "unknown word {}{}", word, suggestion( word, known ) ) );
@@ -259,6 +272,7 @@ void Reader::readProtocol( const std::string & word ) {
   once( "the protocol" );
   packet_.fields.protocol =
       named ? *named : static_cast< U8 >( numberUpTo( 0xFF, word, "a protocol" ) );
+  icmpByName_ = named == protocolIcmp;
   if ( named == protocolIcmp || named == protocolIcmp6 )
     readIcmp();
 }
@@ -272,6 +286,7 @@ void Reader::readIcmp() {
   if ( !number && !icmpTypeFromText( AclKind::ipv4, word ) &&
        !icmpTypeFromText( AclKind::ipv6, word ) )
     return;
+  once( "the ICMP type" );
   icmp_ = word;
   ++next_;
 }
@@ -280,8 +295,10 @@ void Reader::readIcmp() {
 
 void Reader::resolve() {
   const bool ip = has( "A > B" );
-  for ( const char * what : { "the protocol", "flags", "fragment", "dscp", "ecn", "ttl" } )
+  for ( const char * what :
+        { "the protocol", "the ICMP type", "flags", "fragment", "cut", "dscp", "ecn", "ttl" } )
     require( ip, what, "addresses: A > B" );
+  require( has( "the ICMP type" ), "code", "the ICMP type" );
   require( !ip, "ethertype", "a packet without addresses: theirs gives it" );
   const bool tagged = has( "vlan" );
   require( tagged, "pcp", "vlan" );
@@ -312,13 +329,14 @@ void Reader::resolveIp() {
 
 void Reader::resolvePorts() {
   PacketFields & fields = packet_.fields;
-  const bool l4 = fields.fragment != FragmentKind::later;
+  const bool l4 = fields.fragment != FragmentKind::later && !fields.cut;
   const bool ports = source_.port || destination_.port;
   if ( ports && !fields.hasPorts() )
     failText( "ports need the protocol tcp or udp" );
   require( fields.protocol == protocolTcp, "flags", "the protocol tcp" );
   if ( !l4 && ( ports || has( "flags" ) || !icmp_.empty() ) )
-    failText( "a later fragment has no ports, flags or ICMP type" );
+    failText( fmt::format( "a {} has no ports, flags or ICMP type",
+                           fields.cut ? "cut packet" : "later fragment" ) );
   fields.sourcePort = source_.port.value_or( 0 );
   fields.destinationPort = destination_.port.value_or( 0 );
 }
@@ -326,27 +344,101 @@ void Reader::resolvePorts() {
 void Reader::resolveIcmp() {
   PacketFields & fields = packet_.fields;
   const bool ip6 = fields.l3 == L3Kind::ipv6;
-  if ( fields.protocol == protocolIcmp && ip6 )
+  if ( icmpByName_ && ip6 )
     fields.protocol = protocolIcmp6;
-  if ( icmp_.empty() )
-    return;
-  if ( const auto named = icmpTypeFromText( ip6 ? AclKind::ipv6 : AclKind::ipv4, icmp_ ) ) {
-    fields.icmpTypeCode = named->value;
-    return;
-  }
+  require( fields.protocol == protocolIcmp || fields.protocol == protocolIcmp6, "the ICMP type",
+           "the protocol icmp" );
+  if ( !icmp_.empty() )
+    fields.icmpTypeCode = static_cast< U16 >( icmpOf( ip6 ) );
+}
+
+// Type and code. The code may be in the word for the type.
+U32 Reader::icmpOf( bool ip6 ) const {
+  const auto withCode = [ this ]( U32 typeCode, bool hasCode ) {
+    if ( hasCode && code_ )
+      failText( "code is given twice" );
+    return typeCode | code_.value_or( 0 );
+  };
+  if ( const auto named = icmpTypeFromText( ip6 ? AclKind::ipv6 : AclKind::ipv4, icmp_ ) )
+    return withCode( named->value, ( named->mask & 0xFF ) != 0 );
   const size_t slash = std::min( icmp_.find( '/' ), icmp_.size() );
   const std::string type = icmp_.substr( 0, slash );
   if ( !anyNumber( type ) )
     failText( fmt::format( "{} is a type of {} only", icmp_, ip6 ? "ICMP" : "ICMPv6" ) );
   const U32 code =
       slash == icmp_.size() ? 0 : numberUpTo( 0xFF, icmp_.substr( slash + 1 ), "an ICMP code" );
-  fields.icmpTypeCode = static_cast< U16 >( numberUpTo( 0xFF, type, "an ICMP type" ) << 8 | code );
+  return withCode( numberUpTo( 0xFF, type, "an ICMP type" ) << 8 | code, slash != icmp_.size() );
+}
+
+// --- Words of a packet -------------------------------------------------------------------------
+
+std::string endpointWord( const PacketFields & fields, U32 ip, const Ip6Address & ip6, U16 port ) {
+  const bool ports = fields.hasPorts() && !fields.cut && fields.fragment != FragmentKind::later;
+  const bool isIp6 = fields.l3 == L3Kind::ipv6;
+  const std::string address = isIp6 ? ip6Text( ip6 ) : ip4Text( ip );
+  if ( !ports )
+    return address;
+  return fmt::format( "{}{}{}:{}", isIp6 ? "[" : "", address, isIp6 ? "]" : "", port );
+}
+
+std::string l4Words( const PacketFields & fields ) {
+  const bool ip6 = fields.l3 == L3Kind::ipv6;
+  std::string text;
+  // By name, it would be ICMPv6.
+  text += ip6 && fields.protocol == protocolIcmp ? std::to_string( protocolIcmp )
+                                                 : protocolText( fields.protocol );
+  text += " " + endpointWord( fields, fields.sourceIp, fields.source6, fields.sourcePort ) + " > " +
+          endpointWord( fields, fields.destinationIp, fields.destination6, fields.destinationPort );
+  if ( fields.protocol == protocolTcp && fields.tcpFlags != 0 )
+    text += " flags " + tcpFlagsText( fields.tcpFlags );
+  const bool icmp = fields.protocol == protocolIcmp || fields.protocol == protocolIcmp6;
+  const U32 code = fields.icmpTypeCode & 0xFF;
+  if ( icmp && fields.icmpTypeCode != 0 )
+    text += fmt::format( " type {}{}", fields.icmpTypeCode >> 8,
+                         code == 0 ? "" : fmt::format( "/{}", code ) );
+  if ( fields.fragment != FragmentKind::whole )
+    text += fields.fragment == FragmentKind::first ? " fragment first" : " fragment later";
+  return text + ( fields.cut ? " cut" : "" );
+}
+
+std::string ipWords( const PacketFields & fields ) {
+  std::string text = l4Words( fields );
+  const auto add = [ & ]( const char * word, U32 value, U32 usual ) {
+    if ( value != usual )
+      text += fmt::format( " {} {}", word, value );
+  };
+  add( "dscp", fields.trafficClass >> 2, 0 );
+  add( "ecn", fields.trafficClass & 3, 0 );
+  add( "ttl", fields.hopLimit, PacketFields().hopLimit );
+  return text;
 }
 
 }  // namespace
 
 TextPacket packetFromText( const std::string & text ) {
   return Reader( text ).read();
+}
+
+std::string packetWords( const TextPacket & packet ) {
+  const PacketFields & fields = packet.fields;
+  std::string text;
+  if ( packet.inPort )
+    text += fmt::format( "in {} ", *packet.inPort );
+  if ( packet.outPort )
+    text += fmt::format( "out {} ", *packet.outPort );
+  text += fields.l3 == L3Kind::other ? fmt::format( "ethertype {:#06x}", fields.etherType )
+                                     : ipWords( fields );
+  if ( fields.vlan )
+    text += fmt::format( " vlan {}", *fields.vlan );
+  if ( fields.vlanPriority != 0 )
+    text += fmt::format( " pcp {}", fields.vlanPriority );
+  if ( fields.innerVlan )
+    text += fmt::format( " inner {}", *fields.innerVlan );
+  if ( fields.sourceMac != PacketFields().sourceMac )
+    text += " smac " + macText( fields.sourceMac );
+  if ( fields.destinationMac != PacketFields().destinationMac )
+    text += " dmac " + macText( fields.destinationMac );
+  return text;
 }
 
 }  // namespace Agent

@@ -10,8 +10,10 @@
 //             ADDRESS[:PORT] ">" ADDRESS[:PORT]     IPv6 in brackets where a port follows; names of
 //                                                   services are ports as well
 //             "icmp" TYPE[/CODE]                    numbers, or the name of a type
+//             "type" TYPE[/CODE] | "code" N         likewise, of protocol ICMP or ICMPv6
 //             "flags" FLAG{,FLAG}                   of TCP: names, or the byte (0x12)
 //             "fragment" ("first" | "later")
+//             "cut"                                 the IP packet ends before its L4 header
 //             "dscp" CLASS | "ecn" N | "ttl" N
 //             "vlan" N | "pcp" N | "inner" N        id and priority of the tag, id of a second one
 //             "smac" MAC | "dmac" MAC
@@ -42,5 +44,8 @@ struct TextPacket {
 };
 
 TextPacket packetFromText( const std::string & text );
+// The words that are read as this packet, without those for what a packet has anyway. The packet
+// must have no fields that its headers have no place for.
+std::string packetWords( const TextPacket & packet );
 
 }  // namespace Agent

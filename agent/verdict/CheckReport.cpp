@@ -86,7 +86,7 @@ std::string listText( const ListCheck & check, size_t columns ) {
   lines.clear();
   for ( const ActionOverlap & overlap : check.overlaps )
     lines.push_back( fmt::format( "rules {} and {}: {}", overlap.first + 1, overlap.second + 1,
-                                  packetText( overlap.example ) ) );
+                                  packetText( overlap.example, check.acl->direction ) ) );
   return text + section( "Overlap with other actions", lines );
 }
 
@@ -117,8 +117,9 @@ Json listJson( const ListCheck & check ) {
     json[ "mergeable" ].push_back( { { "rules", { pair.first + 1, pair.second + 1 } },
                                      { "merged", ruleText( check.acl->kind, pair.merged ) } } );
   for ( const ActionOverlap & overlap : check.overlaps )
-    json[ "overlaps" ].push_back( { { "rules", { overlap.first + 1, overlap.second + 1 } },
-                                    { "example", packetText( overlap.example ) } } );
+    json[ "overlaps" ].push_back(
+        { { "rules", { overlap.first + 1, overlap.second + 1 } },
+          { "example", packetText( overlap.example, check.acl->direction ) } } );
   return json;
 }
 

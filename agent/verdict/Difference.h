@@ -28,6 +28,7 @@ struct DifferenceRow {
 
 struct TableDifference {
   std::string name;  // of the lists
+  Direction direction = Direction::in;
   std::vector< DifferenceRow > rows;
   bool more = false;  // there are packets in none of the rows
   // How the old lists are replaced by the new ones on a switch; empty: they mean the same, or one

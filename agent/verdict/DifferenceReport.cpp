@@ -47,7 +47,7 @@ std::string tableText( const TableDifference & table ) {
     text += fmt::format( "  {}\n    old: {}\n    new: {}{}\n    example: {}\n    chip: {}\n",
                          row.text + exceptText( row ), sideText( row.before, row.oldRule ),
                          sideText( row.after, row.newRule ), sharingText( row ),
-                         packetText( row.example ), row.chip );
+                         packetText( row.example, table.direction ), row.chip );
   text += table.more ? "  and more packets; --rows shows more\n" : "";
   return text + ( table.replacement ? replacementText( *table.replacement ) : "" );
 }
@@ -72,7 +72,7 @@ std::string differenceJson( const std::vector< TableDifference > & tables, U64 r
                         { "oldRule", row.oldRule },
                         { "new", fateText( row.after ) },
                         { "newRule", row.newRule },
-                        { "example", packetText( row.example ) },
+                        { "example", packetText( row.example, table.direction ) },
                         { "chip", row.chip } } );
     json[ "tables" ].push_back(
         { { "name", table.name }, { "more", table.more }, { "rows", std::move( rows ) } } );

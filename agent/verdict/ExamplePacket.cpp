@@ -1,9 +1,7 @@
 #include "agent/verdict/ExamplePacket.h"
 
-#include <fmt/core.h>
-
-#include "agent/packets/FrameReader.h"
 #include "agent/packets/PacketMaker.h"
+#include "agent/packets/PacketText.h"
 
 namespace Agent {
 
@@ -11,8 +9,11 @@ namespace {
 
 constexpr U16 etherIpv4 = 0x0800;
 constexpr U16 lengthField = 46;  // in place of a type
-constexpr size_t ipv4Size = 20;
-constexpr size_t ipv6Size = 40;
+
+bool hasL4( U64 protocol ) {
+  return protocol == protocolTcp || protocol == protocolUdp || protocol == protocolIcmp ||
+         protocol == protocolIcmp6;
+}
 
 PacketFields packetFields( const PacketPoint & point ) {
   const auto value = [ & ]( FieldId field ) { return point.of( field ).low; };
@@ -41,51 +42,29 @@ PacketFields packetFields( const PacketPoint & point ) {
   packet.hopLimit = static_cast< U8 >( value( FieldId::ttl ) );
   packet.protocol = static_cast< U8 >( value( FieldId::protocol ) );
   packet.fragment = FragmentKind( value( FieldId::fragments ) );
-  packet.sourcePort = static_cast< U16 >( value( FieldId::sourcePorts ) );
-  packet.destinationPort = static_cast< U16 >( value( FieldId::destinationPorts ) );
-  packet.tcpFlags = static_cast< U8 >( value( FieldId::tcpFlags ) );
-  packet.icmpTypeCode = static_cast< U16 >( value( FieldId::icmp ) );
-  return packet;
-}
-
-// Ends the IP packet before its L4 header.
-void cutL4( Frame & frame, bool ipv4, bool fragment ) {
-  const size_t ip = *readFrame( frame ).l3At;
-  U8 * const header = frame.data() + ip;
-  if ( !ipv4 ) {
-    header[ 5 ] = fragment ? 8 : 0;
-    return;
+  if ( point.has( Presence::l4Header ) ) {
+    packet.sourcePort = static_cast< U16 >( value( FieldId::sourcePorts ) );
+    packet.destinationPort = static_cast< U16 >( value( FieldId::destinationPorts ) );
+    packet.tcpFlags = static_cast< U8 >( value( FieldId::tcpFlags ) );
+    packet.icmpTypeCode = static_cast< U16 >( value( FieldId::icmp ) );
   }
-  // The checksum of a header in which one word has become less.
-  const U32 old = static_cast< U32 >( header[ 2 ] << 8 | header[ 3 ] );
-  U32 sum = static_cast< U32 >( header[ 10 ] << 8 | header[ 11 ] ) + old - ipv4Size;
-  sum = ( sum & 0xFFFF ) + ( sum >> 16 );
-  header[ 3 ] = ipv4Size;
-  header[ 10 ] = static_cast< U8 >( sum >> 8 );
-  header[ 11 ] = static_cast< U8 >( sum );
-}
-
-bool hasL4( U64 protocol ) {
-  return protocol == protocolTcp || protocol == protocolUdp || protocol == protocolIcmp ||
-         protocol == protocolIcmp6;
+  packet.cut = packet.fragment != FragmentKind::later && !point.has( Presence::l4Header ) &&
+               hasL4( packet.protocol );
+  return packet;
 }
 
 }  // namespace
 
 Frame frameOf( const PacketPoint & point ) {
-  Frame frame = makeFrame( packetFields( point ) );
-  const bool later =
-      point.of( FieldId::fragments ).low == static_cast< U64 >( FragmentPart::later );
-  if ( point.kind != AclKind::mac && !later && !point.has( Presence::l4Header ) &&
-       hasL4( point.of( FieldId::protocol ).low ) )
-    cutL4( frame, point.kind == AclKind::ipv4, point.of( FieldId::fragments ).low != 0 );
-  return frame;
+  return makeFrame( packetFields( point ) );
 }
 
-std::string packetText( const PacketPoint & point ) {
-  const Frame frame = frameOf( point );
-  return fmt::format( "port {}: {}", point.of( FieldId::inPorts ).low,
-                      describe( readFrame( frame ) ) );
+std::string packetText( const PacketPoint & point, Direction direction ) {
+  const auto port = [ & ]( FieldId field ) { return std::to_string( point.of( field ).low ); };
+  TextPacket packet = { packetFields( point ), port( FieldId::inPorts ), {} };
+  if ( direction == Direction::out )
+    packet.outPort = port( FieldId::outPorts );
+  return packetWords( packet );
 }
 
 }  // namespace Agent

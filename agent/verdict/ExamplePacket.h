@@ -10,7 +10,8 @@ namespace Agent {
 
 Frame frameOf( const PacketPoint & point );
 
-// "port 3: 60 bytes 192.0.2.1 to 198.51.100.1 ...", what the reference model reads in the frame.
-std::string packetText( const PacketPoint & point );
+// In words that packetFromText reads (agent/packets/PacketText.h). The port by which the packet
+// leaves is given for lists for packets that leave.
+std::string packetText( const PacketPoint & point, Direction direction );
 
 }  // namespace Agent

@@ -220,7 +220,7 @@ TEST( CheckTest, TheTextCountsRulesFrom1 ) {
   Can be merged: 1
     rules 1 and 5: tcp 10.0.0.0/7 > any:80 permit
   Overlap with other actions: 1
-    rules 2 and 10: port 0: 60 bytes 192.0.2.1 to 10.0.0.9 class 0x00 ttl 64 protocol 17 ports 1024 to 80
+    rules 2 and 10: in 0 udp 192.0.2.1:1024 > 10.0.0.9:80
 )" );
 }
 

@@ -1,8 +1,11 @@
 // Differences of two lists against enumeration, and their text.
 #include <gtest/gtest.h>
 
+#include "agent/packets/PacketMaker.h"
+#include "agent/packets/PacketText.h"
 #include "agent/read/AclFiles.h"
 #include "agent/verdict/Difference.h"
+#include "agent/verdict/ExamplePacket.h"
 #include "tests/agent/FewBits.h"
 
 namespace Agent {
@@ -60,6 +63,31 @@ TEST( DifferenceTest, RowsHoldThePacketsWhoseFateChangesAndNoOthers ) {
   EXPECT_LT( static_cast< double >( rows ) / ( 10'000 - same ), 5 );
 }
 
+// What is written of an example is read as the same packet.
+TEST( DifferenceTest, ExamplesAreReadBack ) {
+  U32 cut = 0;
+  for ( U32 seed = 0; seed < 60; ++seed ) {
+    FewBits bits( AclKind( seed % 3 ), seed );
+    for ( PacketPoint & point : bits.packets() ) {
+      for ( const auto & [ field, below ] :
+            { std::pair( FieldId::dscp, 64 ), std::pair( FieldId::ecn, 4 ),
+              std::pair( FieldId::ttl, 256 ), std::pair( FieldId::outPorts, 9 ),
+              std::pair( FieldId::vlanPriority, point.has( Presence::tag ) ? 8 : 1 ),
+              std::pair( FieldId::destinationMac, 99 ), std::pair( FieldId::etherType, 0x10000 ) } )
+        point.values[ static_cast< size_t >( field ) ].low = bits.pick( below );
+      if ( bits.pick( 4 ) == 0 )
+        point.values[ static_cast< size_t >( FieldId::etherType ) ].low = 0x0800;
+      const std::string words = packetText( point, Direction::out );
+      const TextPacket read = packetFromText( words );
+      ASSERT_EQ( makeFrame( read.fields ), frameOf( point ) ) << words;
+      ASSERT_EQ( read.inPort, std::to_string( point.of( FieldId::inPorts ).low ) ) << words;
+      ASSERT_EQ( read.outPort, std::to_string( point.of( FieldId::outPorts ).low ) ) << words;
+      cut += read.fields.cut ? 1 : 0;
+    }
+  }
+  EXPECT_GT( cut, 0U );
+}
+
 TEST( DifferenceTest, ARowIsAsWideAsTheDifference ) {
   const auto list = []( const char * rules ) {
     return parseAclText( { "web", true }, "web.cfg",
@@ -87,17 +115,17 @@ TEST( DifferenceTest, ARowIsAsWideAsTheDifference ) {
   any packet, except what is matched by rules 1, 2 of old web or rules 2, 4 of new web
     old: permit by rule 3 of web
     new: drop by default of web
-    example: port 0: 60 bytes 192.0.2.1 to 198.51.100.1 class 0x00 ttl 64 protocol 6 ports 1024 to 80 flags 0x02
+    example: in 0 tcp 192.0.2.1:1024 > 198.51.100.1:80 flags syn
     chip: not run
   tcp 10.1.0.0/16 > any:85
     old: permit by rule 1 of web
     new: drop by rule 1 of web
-    example: port 0: 60 bytes 10.1.0.0 to 198.51.100.1 class 0x00 ttl 64 protocol 6 ports 1024 to 85 flags 0x02
+    example: in 0 tcp 10.1.0.0:1024 > 198.51.100.1:85 flags syn
     chip: not run
   udp any > 10.0.0.0/24, except what is matched by rule 3 of new web
     old: drop by rule 2 of web
     new: permit by rule 4 of web
-    example: port 0: 60 bytes 192.0.2.1 to 10.0.0.0 class 0x00 ttl 64 protocol 17 ports 1024 to 80
+    example: in 0 udp 192.0.2.1:1024 > 10.0.0.0:80
     chip: not run
 ipv4 filter lists: both mean the same
 )" );
