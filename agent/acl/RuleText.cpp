@@ -21,14 +21,24 @@ std::optional< U32 > prefixLength( const FieldBits & mask, U32 width ) {
   return ones == 0 || trailing == zeros ? std::optional( ones ) : std::nullopt;
 }
 
-// "TYPE" or "TYPE/CODE".
+// "TYPE", "TYPE/CODE" or "any/CODE"; all that the mask allows, "3,11", if they are few.
 std::string icmpText( const TernaryBits & match ) {
-  const std::string type = std::to_string( match.value.low >> 8 );
-  if ( match.mask.low == 0xFF00 )
-    return type;
-  if ( match.mask.low == 0xFFFF )
-    return fmt::format( "{}/{}", type, match.value.low & 0xFF );
-  return fmt::format( "{:#x}/{:#x}", match.value.low, match.mask.low );
+  constexpr int fewBits = 3;
+  const U64 mask = match.mask.low;
+  const bool anyType = mask >> 8 == 0;
+  const bool anyCode = ( mask & 0xFF ) == 0;
+  const U64 open = ~mask & ( ( anyType ? 0U : 0xFF00U ) | ( anyCode ? 0U : 0xFFU ) );
+  if ( std::popcount( open ) > fewBits )
+    return fmt::format( "{:#x}/{:#x}", match.value.low, mask );
+  std::string text;
+  U64 choice = 0;  // of the open bits
+  do {
+    const U64 value = match.value.low | choice;
+    text += ( text.empty() ? "" : "," ) + ( anyType ? "any" : std::to_string( value >> 8 ) ) +
+            ( anyCode ? "" : fmt::format( "/{}", value & 0xFF ) );
+    choice = ( choice - open ) & open;
+  } while ( choice != 0 );
+  return text;
 }
 
 // "+syn-ack": bits that are set, and bits that are not; "=syn,ack": the whole byte.

@@ -236,6 +236,23 @@ TEST( AclFeatureTest, DefaultActionsDecideAboutOtherPackets ) {
   EXPECT_THAT( sw.audit(), IsEmpty() );
 }
 
+// Types that were merged are listed, unless they are many.
+TEST( RuleTextTest, IcmpTypesAreListed ) {
+  const std::pair< FieldMatch< U16 >, const char * > cases[] = {
+      { { 0x0300, 0xF700 }, "3,11" },
+      { { 0x0304, 0xFFFF }, "3/4" },
+      { { 0x0300, 0xFFFC }, "3/0,3/1,3/2,3/3" },
+      { { 0x0004, 0x00FF }, "any/4" },
+      { { 0x0001, 0xF7FF }, "0/1,8/1" },
+      { { 0x0000, 0xF000 }, "0x0/0xf000" } };
+  for ( const auto & [ types, text ] : cases ) {
+    AclRule rule;
+    rule.protocol = { protocolIcmp, 0xFF };
+    rule.icmpTypeCode = types;
+    EXPECT_EQ( matchText( AclKind::ipv4, rule ), std::string( "icmp type " ) + text );
+  }
+}
+
 TEST( NamesTest, AreThoseOfCommonTools ) {
   EXPECT_EQ( protocolFromText( "OSPF" ), 89 );
   EXPECT_EQ( protocolFromText( "ipv6_icmp" ), 58 );
