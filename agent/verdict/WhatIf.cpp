@@ -104,6 +104,19 @@ void dropRangeChecks( Platform::PlatformData & platform ) {
   }
 }
 
+// Replaces the count where the description has it, and adds it otherwise.
+void describeChange( const char * name, U32 had, U32 has, std::string & description ) {
+  const std::string before = fmt::format( "{} {}", had, name );
+  const std::string now = fmt::format( "{} {}", has, name );
+  size_t at = description.find( before );
+  while ( at != description.npos && at != 0 && description[ at - 1 ] != ' ' )
+    at = description.find( before, at + 1 );
+  if ( at != description.npos )
+    description.replace( at, before.size(), now );
+  else
+    description += ( description.empty() ? "" : ", " ) + now;
+}
+
 std::optional< std::string > changeChip( const Quantity & quantity, const std::string & text,
                                          Platform::PlatformData & platform ) {
   const U32 has = quantity.get( platform.chip );
@@ -116,6 +129,7 @@ std::optional< std::string > changeChip( const Quantity & quantity, const std::s
   quantity.set( platform.chip, *count );
   if ( quantity.get( platform.chip ) < *count )
     return fmt::format( "{} has no {}", platform.name, quantity.name );
+  describeChange( quantity.name, has, quantity.get( platform.chip ), platform.description );
   if ( platform.chip.rangeCheckers == 0 )
     dropRangeChecks( platform );
   if ( platform.portNames.size() > platform.chip.ports() )
