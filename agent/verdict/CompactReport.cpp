@@ -5,6 +5,7 @@
 
 #include "agent/acl/RuleText.h"
 #include "agent/text/JsonText.h"
+#include "agent/text/TextTable.h"
 #include "agent/verdict/Compact.h"
 #include "agent/verdict/RuleNumbers.h"
 
@@ -18,11 +19,16 @@ bool isWidened( const CompactList & list, U32 rule ) {
   return std::find( list.widened.begin(), list.widened.end(), rule ) != list.widened.end();
 }
 
+std::string sizeText( U64 entries, size_t rules ) {
+  return fmt::format( "{} {} for {} {}", countText( entries ), entries == 1 ? "entry" : "entries",
+                      countText( rules ), rules == 1 ? "rule" : "rules" );
+}
+
 std::string compactListText( const CompactList & list ) {
   std::string text =
-      fmt::format( "{} ({}): {} entries for {} rules, before {} entries for {} rules\n",
-                   list.after.name, kindName( list.after.kind ), list.entriesAfter,
-                   list.after.rules.size(), list.entriesBefore, list.before->rules.size() );
+      fmt::format( "{} ({}): {}, before {}\n", list.after.name, kindName( list.after.kind ),
+                   sizeText( list.entriesAfter, list.after.rules.size() ),
+                   sizeText( list.entriesBefore, list.before->rules.size() ) );
   if ( !list.removed.empty() )
     text += fmt::format( "  removed: {}\n", numberedRules( list.removed ) );
   for ( U32 rule = 0; rule < list.from.size(); ++rule )

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "agent/feature/AclShares.h"
+#include "agent/text/TextTable.h"
 #include "softasic/KeyLayout.h"
 
 namespace Agent {
@@ -16,7 +17,7 @@ std::optional< U64 > missing( U64 needed, U64 free ) {
 }
 
 std::string counted( U64 count, const char * one, const char * several ) {
-  return fmt::format( "{} {}", count, count == 1 ? one : several );
+  return fmt::format( "{} {}", countText( count ), count == 1 ? one : several );
 }
 
 U64 checkersNeeded( const Shortfall & at ) {
@@ -49,10 +50,10 @@ bool usesFields( const Shortfall & at ) {
 
 std::string moreSlices( const Shortfall & at, U64 entries ) {
   if ( at.left.entriesPerSlice == 0 )
-    return fmt::format( "slices for {} more entries", entries );
+    return fmt::format( "slices for {} more entries", countText( entries ) );
   const U64 slices = ( entries + at.left.entriesPerSlice - 1 ) / at.left.entriesPerSlice;
   return fmt::format( "{} of {} rows", counted( slices, "more slice", "more slices" ),
-                      at.left.sliceDepth );
+                      countText( at.left.sliceDepth ) );
 }
 
 // Everything that is missing. Empty if that is not known, because the fields of a list can make its
@@ -67,7 +68,8 @@ std::string allThatIsMissing( const Shortfall & at ) {
   }
   if ( const auto more = missing( needed, at.left.entries.share ) )
     parts.push_back( fmt::format( "a share of {} entries in place of {}",
-                                  shareAt( at ).size + *more, shareAt( at ).size ) );
+                                  countText( shareAt( at ).size + *more ),
+                                  countText( shareAt( at ).size ) ) );
   if ( const auto more = missing( needed, at.left.statistics ) )
     parts.push_back( counted( *more, "more statistic", "more statistics" ) );
   if ( const auto more = missingCheckers( at ) ) {

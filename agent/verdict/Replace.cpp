@@ -8,6 +8,7 @@
 
 #include "agent/feature/AclShares.h"
 #include "agent/session/SwitchSession.h"
+#include "agent/text/TextTable.h"
 #include "shim/SdkDecorator.h"
 
 namespace Agent {
@@ -185,16 +186,17 @@ std::string replacementText( const ReplaceReport & replace ) {
   std::string text = fmt::format(
       "  replacement: {}, at most {} entries of {}: {} kept, {} moved, {} added, {} removed, in {} "
       "SDK calls\n",
-      replacementName( replace.by ), replace.peakEntries, replace.room.entries(),
-      replace.counts.kept, replace.counts.moved, replace.counts.added, replace.counts.removed,
-      replace.sdkCalls );
+      replacementName( replace.by ), countText( replace.peakEntries ),
+      countText( replace.room.entries() ), countText( replace.counts.kept ),
+      countText( replace.counts.moved ), countText( replace.counts.added ),
+      countText( replace.counts.removed ), countText( replace.sdkCalls ) );
   if ( replace.callsBetween != 0 )
     text += fmt::format( "    packets can meet neither list during {} SDK calls\n",
-                         replace.callsBetween );
+                         countText( replace.callsBetween ) );
   if ( replace.packets != 0 )
     text += fmt::format(
         "    applied: {} packets were sent during these, of which {} met neither list\n",
-        replace.packets, replace.neither );
+        countText( replace.packets ), countText( replace.neither ) );
   return text;
 }
 

@@ -105,7 +105,8 @@ bool apply( const std::string & remedy, const Acl & acl, Platform::PlatformData 
     changes.insert( remedy );
     return true;
   }
-  std::istringstream parts( std::regex_replace( remedy, std::regex( " and " ), "\n" ) );
+  std::istringstream parts( std::regex_replace( std::regex_replace( remedy, std::regex( "," ), "" ),
+                                                std::regex( " and " ), "\n" ) );
   std::smatch match;
   for ( std::string part; std::getline( parts, part ); ) {
     std::vector< Acl > none;
@@ -293,6 +294,7 @@ TEST( WhatIfTest, ChangesChipsAndLists ) {
     applyWhatIf( change, platform, acls );
   EXPECT_EQ( platform.chip.stages[ 0 ].slices[ 0 ].count, 5U );
   EXPECT_EQ( platform.chip.ports(), 17U );
+  EXPECT_EQ( platform.description, "5 slices, 17 ports, 7 policers" );
   EXPECT_EQ( platform.chip.policers, 7U );
   ASSERT_EQ( acls[ 0 ].rules.size(), 6U );
   EXPECT_EQ( acls[ 0 ].rules[ 5 ].line, 2U );
