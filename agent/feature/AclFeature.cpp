@@ -25,6 +25,10 @@ AclFeature::Table & AclFeature::tableOf( const ListClass & lists ) {
     if ( onRule_ )
       onRule_();
   } );
+  tables_.back().table->onFieldIs( [ this ] {
+    if ( onField_ )
+      onField_();
+  } );
   if ( wantsFitting_ )
     tables_.back().table->wantFitting();
   // Higher groups of a stage take precedence.

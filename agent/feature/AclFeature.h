@@ -27,6 +27,8 @@ class AclFeature {
   AclFeature( Morvane::MorvaneTcamGroupManager & groupManager, U32 unit,
               const Platform::PlatformData & platform, RangeChoice choice );
 
+  // Called before a user-defined field is added to a group (AclTable).
+  void onFieldIs( std::function< void() > onField ) { onField_ = std::move( onField ); }
   // Called after each rule that is programmed.
   void onRuleIs( std::function< void() > onRule ) { onRule_ = std::move( onRule ); }
 
@@ -85,6 +87,7 @@ class AclFeature {
   std::vector< std::optional< AclShortage > > shortages_;  // by list
   Policy policy_;
   std::function< void() > onRule_;
+  std::function< void() > onField_;
   bool wantsFitting_ = false;
 };
 

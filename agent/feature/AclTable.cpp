@@ -36,6 +36,8 @@ const char * resourceName( AclResource resource ) {
       return "policers";
     case AclResource::udfQualifiers:
       return "UDF qualifiers";
+    case AclResource::keyBits:
+      return "key bits";
   }
   return "unknown";
 }
@@ -248,6 +250,8 @@ AclTable::Outcome AclTable::programRule( ProgrammedRule & rule ) {
 AclTable::Outcome AclTable::acquireFields( ProgrammedRule & rule ) {
   const std::vector< UdfMatch > & udf = rule.rule().udf;
   while ( rule.fields < udf.size() ) {
+    if ( onField_ && !fields_.has( rule.rule(), udf[ rule.fields ] ) )
+      onField_();
     switch ( fields_.acquire( rule.rule(), udf[ rule.fields ] ) ) {
       case Morvane::udfCreateSuccessNoGroupRecreate:
         ++rule.fields;
@@ -256,7 +260,7 @@ AclTable::Outcome AclTable::acquireFields( ProgrammedRule & rule ) {
         return { true, {} };
       case Morvane::udfCreateFailureWithGroupRecreateFailure:
         forgetEntries();
-        return { false, AclResource::udfQualifiers };
+        return { false, AclResource::keyBits };
       default:
         return { false, AclResource::udfQualifiers };
     }

@@ -36,7 +36,8 @@ enum class AclResource {
   statistics,     // no counters left for an entry
   rangeCheckers,  // a range requires a checker, and none is left
   policers,       // no policer left
-  udfQualifiers,  // no user-defined field left, or group key too wide
+  udfQualifiers,  // no chunk or packet format left for a user-defined field
+  keyBits,        // the group's slices are too narrow for its key with one more such field
 };
 const char * resourceName( AclResource resource );
 
@@ -117,6 +118,9 @@ class AclTable {
 
   // Before a list is added.
   AclRoom room( const Acl & acl );
+
+  // Called before a user-defined field is added to the group, which is lost if it does not fit.
+  void onFieldIs( std::function< void() > onField ) { onField_ = std::move( onField ); }
 
   // Called after each rule.
   void onRuleIs( std::function< void() > onRule ) { onRule_ = std::move( onRule ); }
@@ -203,6 +207,7 @@ class AclTable {
   std::vector< EntryOwner > owners_;     // by entry id, from the share's first on
   std::vector< std::pair< U32, AclShortage > > lost_;
   std::function< void() > onRule_;
+  std::function< void() > onField_;
   bool wantsFitting_ = false;
 };
 

@@ -24,6 +24,10 @@ class GroupFields {
   // Sets packet kind and field locations. Call before the group is created.
   void prepareGroup( const Acl & acl );
 
+  // True if the group, which must exist, has the field.
+  bool has( const AclRule & rule, const UdfMatch & udf ) const {
+    return qualifierOf( rule, udf ) > 0;
+  }
   // Counts one user of the field. Mirroring lists only.
   Morvane::GroupUdfCreateStatus acquire( const AclRule & rule, const UdfMatch & udf );
   void release( const AclRule & rule, const UdfMatch & udf );

@@ -27,7 +27,7 @@ Json listJson( const ListVerdict & list ) {
   json[ "shareLeft" ] = list.room.share;
   json[ "chipLeft" ] = list.room.chip;
   if ( list.shortage ) {
-    json[ "binding" ] = resourceName( list.shortage->resource );
+    json[ "binding" ] = list.binding;
     json[ "shortBy" ] = orNull( list.shortBy );
     json[ "rulesThatFit" ] = list.shortage->fitting;
     json[ "remedies" ] = list.remedies;

@@ -8,9 +8,7 @@ namespace Agent {
 namespace {
 
 std::string bindingOf( const ListVerdict & list ) {
-  if ( !list.fault.empty() )
-    return "not supported";
-  return list.shortage ? resourceName( list.shortage->resource ) : "";
+  return list.fault.empty() ? list.binding : "not supported";
 }
 
 std::string verdictTable( const std::vector< FitReport > & reports ) {

@@ -28,7 +28,10 @@ class FitJob {
 
  private:
   SwitchRoom roomFor( const Acl & acl );
+  void noteField( const Acl & acl );
   void noteFull( const Acl & acl );
+  void noteSlices( const Acl & acl );
+  std::vector< ResourceUse > resourcesWith( const Acl & acl );
 
   const Platform::PlatformData & platform_;
   const std::vector< const Acl * > & lists_;
@@ -39,6 +42,9 @@ class FitJob {
   CheckerModel checkers_;  // of the lists that fit
   std::vector< const Acl * > fitting_;
   SwitchRoom left_;  // of the current list
+  // Before its last user-defined field was added. Empty: it has none.
+  std::vector< ResourceUse > beforeField_;
+  std::string fieldPool_;  // that was full when it ran out; empty: none
 };
 
 FitJob::FitJob( const Platform::PlatformData & platform, const std::vector< const Acl * > & lists,
@@ -67,8 +73,35 @@ SwitchRoom FitJob::roomFor( const Acl & acl ) {
   return left;
 }
 
+std::vector< ResourceUse > FitJob::resourcesWith( const Acl & acl ) {
+  std::vector< const Acl * > lists = fitting_;
+  lists.push_back( &acl );
+  return resourcesOf( session_, lists );
+}
+
+// The chip's state while it still has the group, which is lost if the field makes its key too wide.
+void FitJob::noteField( const Acl & acl ) {
+  if ( report_.fullAt.empty() )
+    beforeField_ = resourcesWith( acl );
+}
+
 // The chip's state, before the list is rolled back.
 void FitJob::noteFull( const Acl & acl ) {
+  const SoftAsic::ChipProfile & chip = platform_.chip;
+  if ( udfChunksInUse( session_ ) == chip.dataChunks )
+    fieldPool_ = "UDF chunks";
+  else if ( udfFormatsInUse( session_ ) == chip.dataFormats )
+    fieldPool_ = "UDF packet formats";
+  noteSlices( acl );
+  if ( !report_.fullAt.empty() )
+    return;
+  report_.fullAt = acl.name;
+  const U32 group = shareOf( platform_, classOf( acl ) )->group;
+  const bool lost = !session_.chip().group( SwitchSession::unit, group ).has_value();
+  report_.resources = lost && !beforeField_.empty() ? beforeField_ : resourcesWith( acl );
+}
+
+void FitJob::noteSlices( const Acl & acl ) {
   const U32 id = shareOf( platform_, classOf( acl ) )->group;
   if ( const auto group = session_.chip().group( SwitchSession::unit, id ) ) {
     left_.entriesPerSlice = group->rowsPerSlice;
@@ -78,12 +111,6 @@ void FitJob::noteFull( const Acl & acl ) {
         left_.spareKeyBits = slice.rowBits() - group->keyBits;
       }
   }
-  if ( !report_.fullAt.empty() )
-    return;
-  report_.fullAt = acl.name;
-  std::vector< const Acl * > lists = fitting_;
-  lists.push_back( &acl );
-  report_.resources = resourcesOf( session_, lists );
 }
 
 void FitJob::fit( ListVerdict & verdict ) {
@@ -93,6 +120,9 @@ void FitJob::fit( ListVerdict & verdict ) {
   CheckerModel checkers = checkers_;
   const ListCost cost = listCost( platform_, acl, checkers, false );
   verdict.needed = cost.entries;
+  beforeField_.clear();
+  fieldPool_.clear();
+  feature_.onFieldIs( [ & ] { noteField( acl ); } );
   verdict.shortage = feature_.addAcl( acl, [ & ] { noteFull( acl ); } );
   if ( !verdict.shortage ) {
     checkers_ = std::move( checkers );
@@ -101,7 +131,11 @@ void FitJob::fit( ListVerdict & verdict ) {
   }
   const Shortfall shortfall = {
       platform_, acl, *verdict.shortage, choice_, lists_, fitting_, checkers_, cost, left_ };
-  verdict.shortBy = shortBy( shortfall );
+  const bool field = verdict.shortage->resource == AclResource::udfQualifiers;
+  verdict.binding =
+      field && !fieldPool_.empty() ? fieldPool_ : resourceName( verdict.shortage->resource );
+  if ( !field || fieldPool_ == "UDF chunks" )
+    verdict.shortBy = shortBy( shortfall );
   verdict.remedies = remedies( shortfall );
 }
 

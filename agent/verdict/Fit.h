@@ -31,7 +31,8 @@ struct ListVerdict {
   U64 needed = 0;                         // entries
   AclRoom room;                           // before the list
   std::optional< AclShortage > shortage;  // with AclShortage::fitting; empty: it fits
-  std::optional< U64 > shortBy;           // of the shortage's resource; empty: not a number
+  std::string binding;                    // what ran out; empty: it fits
+  std::optional< U64 > shortBy;           // of this; empty: not a number
   std::vector< std::string > remedies;    // each of which would make it fit
 
   bool fits() const { return fault.empty() && !shortage; }

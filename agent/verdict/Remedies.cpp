@@ -142,6 +142,8 @@ std::optional< U64 > shortBy( const Shortfall & at ) {
       return missing( at.cost.policers, at.left.policers );
     case AclResource::udfQualifiers:
       return missing( at.cost.userFields, at.left.udfChunks );
+    case AclResource::keyBits:
+      return std::nullopt;
   }
   return std::nullopt;
 }

@@ -164,12 +164,9 @@ void Census::addPools() {
        listsWith( []( const AclRule & rule ) { return !checkerRanges( rule ).empty(); } ) );
   add( "policers of a pipe", policersInUse( session_ ), chip_.policers,
        listsWith( []( const AclRule & rule ) { return rule.police.has_value(); } ) );
-  U64 formats = 0;
-  for ( const SoftAsic::DataQualifierView & field : chip.dataQualifiers( unit ) )
-    formats += field.formats.size() + field.etherTypes.size();
   const std::string users = listsWith( []( const AclRule & rule ) { return !rule.udf.empty(); } );
   add( "UDF chunks", udfChunksInUse( session_ ), chip_.dataChunks, users );
-  add( "UDF packet formats", formats, chip_.dataFormats, users );
+  add( "UDF packet formats", udfFormatsInUse( session_ ), chip_.dataFormats, users );
   add( "preselectors", chip.preselectors( unit ).size(), chip_.preselectors, "groups" );
 }
 
@@ -195,6 +192,13 @@ U64 policersInUse( const SwitchSession & session ) {
       std::count_if( policers.begin(), policers.end(), []( const SoftAsic::PolicerView & policer ) {
         return SoftAsic::idPipe( policer.id ) == 0;
       } ) );
+}
+
+U64 udfFormatsInUse( const SwitchSession & session ) {
+  U64 formats = 0;
+  for ( const SoftAsic::DataQualifierView & field : session.chip().dataQualifiers( unit ) )
+    formats += field.formats.size() + field.etherTypes.size();
+  return formats;
 }
 
 U64 udfChunksInUse( const SwitchSession & session ) {

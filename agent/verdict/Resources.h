@@ -15,5 +15,6 @@ std::vector< ResourceUse > resourcesOf( SwitchSession & session,
 // Of the first pipe, which is like the others.
 U64 policersInUse( const SwitchSession & session );
 U64 udfChunksInUse( const SwitchSession & session );
+U64 udfFormatsInUse( const SwitchSession & session );
 
 }  // namespace Agent

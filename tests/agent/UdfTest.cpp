@@ -87,7 +87,7 @@ TEST( MirroringTest, RollsBackAListThatDoesNotFit ) {
       // No chunk for the first field: no rebuild.
       { "no chunk", mirrorSize( oneFieldBits, 12, 1 ), 0, AclResource::udfQualifiers },
       // Two fields do not fit in 192 bits or in any wide mode: the rebuild fails.
-      { "rebuild", mirrorSize( 192, 12, 8 ), 1, AclResource::udfQualifiers },
+      { "rebuild", mirrorSize( 192, 12, 8 ), 1, AclResource::keyBits },
       // In double-wide mode the earlier list's entries take more slices than there are.
       { "slices", mirrorSize( oneFieldBits, 3, 8 ), 0, AclResource::slices },
   };
