@@ -182,6 +182,7 @@ std::optional< ReplaceReport > replacement( const RunInput & before, const ListT
 
 bool diffCommand( const MeaningOptions & options ) {
   RunOptions reading = options.run;
+  reading.reader.mayBeEmpty = true;
   reading.acls = { options.before };
   const RunInput before = readLists( reading );
   reading.acls = { options.after };

@@ -80,7 +80,7 @@ void readAcls( const RunOptions & options, RunInput & input ) {
   }
   if ( remarks.refused != 0 && !options.partial )
     throw RefusedRules( std::move( remarks.refusals ) );
-  if ( input.acls.empty() )
+  if ( input.acls.empty() && ( remarks.refused != 0 || !options.reader.mayBeEmpty ) )
     throw RefusedRules( std::move( remarks.refusals ) );
   checkNames( input.acls );
 }

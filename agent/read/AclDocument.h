@@ -24,6 +24,7 @@ struct RuleBound {
 // What readers assume and accept.
 struct ReaderOptions {
   bool assumeEstablished = false;  // TCP packets with ACK or RST belong to a connection
+  bool mayBeEmpty = false;         // a file without lists is no error
   RuleBound bound;
   // Refused rules after which the rest of a file is not read.
   U64 refusalsMax = std::numeric_limits< U64 >::max();

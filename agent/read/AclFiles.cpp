@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "agent/read/ForeignFormats.h"
+#include "agent/read/WordReader.h"
 
 namespace Agent {
 
@@ -15,6 +16,19 @@ namespace {
 bool beginsJson( std::string_view text ) {
   const size_t first = text.find_first_not_of( " \t\r\n" );
   return first != text.npos && ( text[ first ] == '{' || text[ first ] == '[' );
+}
+
+// Of any format.
+bool onlyComments( std::string_view text ) {
+  TextLines lines( text );
+  while ( lines.next() ) {
+    const std::string_view line = lines.line();
+    const size_t first = line.find_first_not_of( " \t\r" );
+    if ( first != line.npos && line[ first ] != '#' && line[ first ] != '!' &&
+         !line.substr( first ).starts_with( "//" ) )
+      return false;
+  }
+  return true;
 }
 
 // Tools store a document under the path that it is sent to. Blanks in its place keep the lines.
@@ -73,8 +87,13 @@ AclDocument parseAclText( const AclName & name, const std::string & file, std::s
     throw Platform::InputError( file, {}, "a packet capture; give it with --packets" );
   text.erase( 0, text.size() - Platform::textBody( file, text ).size() );
   source.text = std::move( text );
-  if ( source.text.find_first_not_of( " \t\r\n" ) == std::string::npos )
-    throw Platform::InputError( file, { 1, 1 }, "the file is empty" );
+  const bool blank = source.text.find_first_not_of( " \t\r\n" ) == std::string::npos;
+  if ( onlyComments( source.text ) ) {
+    if ( options.mayBeEmpty )
+      return { {}, Refusals( file ), {}, options.bound, {} };
+    throw Platform::InputError( file, { 1, 1 },
+                                blank ? "the file is empty" : "there are no rules, only comments" );
+  }
   blankPath( source.text );
   std::optional< Platform::JsonNode > root;
   if ( format == nullptr ? beginsJson( source.text ) : format->json )

@@ -55,7 +55,7 @@ std::string tableText( const TableDifference & table ) {
 }  // namespace
 
 std::string differenceText( const std::vector< TableDifference > & tables ) {
-  std::string text;
+  std::string text = tables.empty() ? "neither version has lists\n" : "";
   for ( const TableDifference & table : tables )
     text += tableText( table );
   return text;

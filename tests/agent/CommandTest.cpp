@@ -123,6 +123,9 @@ TEST_F( CommandTest, MeaningOfLists ) {
   const Outcome same = run( "diff " + web + " " + folder_ + "/less.json" );
   EXPECT_EQ( same.status, 0 ) << same.error;
   EXPECT_EQ( same.out, "ipv4 filter lists: both mean the same\n" );
+  const Outcome cleared = run( "diff " + web + " " + write( "none.cfg", "! no lists\n" ) );
+  EXPECT_EQ( cleared.status, 1 ) << cleared.error;
+  EXPECT_THAT( cleared.out, HasSubstr( "    new: " ) );
   const Outcome different = run( "diff --json " + web + " " + more );
   EXPECT_EQ( different.status, 1 ) << different.error;
   const auto rows =

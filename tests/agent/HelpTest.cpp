@@ -37,6 +37,7 @@ TEST_F( HelpTest, MistypedWordsGetOneLineAndTheNearestName ) {
              std::string( "\xD4\xC3\xB2\xA1\2\0\4\0\0\0\0\0\0\0\0\0\xFF\xFF\0\0\1\0\0\0", 24 ) );
   const std::string empty = write( "empty", "" );
   const std::string written = write( "udp.json", R"({ "rules": [ { "protocol": "udp" } ] })" );
+  const std::string comments = write( "comments", "# none\n\n ! yet\n" );
   const std::string none = write( "none.json", R"({ "rules": [] })" );
   const std::pair< std::string, std::string > cases[] = {
       { "rnu --acl x",
@@ -60,6 +61,7 @@ TEST_F( HelpTest, MistypedWordsGetOneLineAndTheNearestName ) {
       { "run --packets " + capture, capture + ": there are no packets in this file" },
 #endif
       { "run --acl " + empty, empty + ":1:1: the file is empty" },
+      { "run --acl " + comments, comments + ":1:1: there are no rules, only comments" },
       { "run --acl " + none, none + ":1:12: none: there are no rules" },
       { "explain", "morvane-tcam: --packet is required" },
       { "explain --packet 10021", ".* the run has the packets 1 to 10020" },
