@@ -6,6 +6,7 @@
 #include "agent/command/MeaningInput.h"
 #include "agent/feature/AclShares.h"
 #include "agent/packets/RandomPackets.h"
+#include "agent/report/Terminal.h"
 #include "agent/verdict/Difference.h"
 #include "agent/verdict/ExamplePacket.h"
 
@@ -206,9 +207,10 @@ bool diffCommand( const MeaningOptions & options ) {
     } ) );
   }
   const U64 refused = before.remarks.refused + after.remarks.refused;
-  printOutput( options.json ? differenceJson( differences, refused )
-                            : partialText( before.remarks ) + partialText( after.remarks ) +
-                                  differenceText( differences ) );
+  printOutput( options.json
+                   ? differenceJson( differences, refused )
+                   : partialText( before.remarks ) + partialText( after.remarks ) +
+                         differenceText( differences, Terminal::standardOutput().columns ) );
   const bool same =
       std::all_of( differences.begin(), differences.end(),
                    []( const TableDifference & table ) { return table.rows.empty(); } );

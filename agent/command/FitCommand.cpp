@@ -47,7 +47,8 @@ bool fitCommand( RunOptions run, const FitOptions & options ) {
   const ReaderRemarks & remarks = inputs.front().remarks;
   printRefusals( remarks );
   printOutput( options.json ? fitJson( reports, options.changes, remarks )
-                            : fitText( reports, options.changes, remarks ) );
+                            : fitText( reports, options.changes, remarks,
+                                       Terminal::standardOutput().columns ) );
   return remarks.refused == 0 &&
          std::all_of( reports.begin(), reports.end(),
                       []( const FitReport & report ) { return report.fits(); } );

@@ -9,9 +9,11 @@
 
 namespace Agent {
 
-// One report for each platform. `changes`: what was assumed of them and of the lists.
+// One report for each platform. `changes`: what was assumed of them and of the lists. With
+// `columns`, longer lines are cut or wrapped.
 std::string fitText( const std::vector< FitReport > & reports,
-                     const std::vector< std::string > & changes, const ReaderRemarks & remarks );
+                     const std::vector< std::string > & changes, const ReaderRemarks & remarks,
+                     size_t columns = 0 );
 std::string fitJson( const std::vector< FitReport > & reports,
                      const std::vector< std::string > & changes, const ReaderRemarks & remarks );
 

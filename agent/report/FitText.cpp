@@ -11,7 +11,7 @@ std::string bindingOf( const ListVerdict & list ) {
   return list.fault.empty() ? list.binding : "not supported";
 }
 
-std::string verdictTable( const std::vector< FitReport > & reports ) {
+std::string verdictTable( const std::vector< FitReport > & reports, size_t columns ) {
   TextTable table( { "platform", "list", "fits", ">rules", ">needs", ">available", ">share left",
                      ">chip left", ">short by", "binding" } );
   for ( const FitReport & report : reports )
@@ -25,18 +25,18 @@ std::string verdictTable( const std::vector< FitReport > & reports ) {
                    count( list.room.entries() ), count( list.room.share ), count( list.room.chip ),
                    list.shortBy ? countText( *list.shortBy ) : "", bindingOf( list ) } );
     }
-  return table.text();
+  return table.text( columns );
 }
 
-std::string resourceTable( const std::vector< ResourceUse > & resources ) {
+std::string resourceTable( const std::vector< ResourceUse > & resources, size_t columns ) {
   TextTable table( { "resource", ">used", ">total", ">percent", "held by" } );
   for ( const ResourceUse & use : resources )
     table.add( { use.name, countText( use.used ), countText( use.total ),
                  percentText( use.used, use.total ), use.holders } );
-  return table.text();
+  return table.text( columns );
 }
 
-std::string platformText( const FitReport & report ) {
+std::string platformText( const FitReport & report, size_t columns ) {
   std::string advice;
   for ( const ListVerdict & list : report.lists ) {
     if ( const std::string verdict = verdictText( list ); !verdict.empty() )
@@ -44,8 +44,9 @@ std::string platformText( const FitReport & report ) {
     for ( const std::string & remedy : list.remedies )
       advice += fmt::format( "    would fit with {}\n", remedy );
   }
-  return fmt::format( "\nPlatform {}: {}\n{}{}\n{}", report.platform, report.description, advice,
-                      resourcesTitle( report ), resourceTable( report.resources ) );
+  const std::string lines = fmt::format( "\nPlatform {}: {}\n{}{}\n", report.platform,
+                                         report.description, advice, resourcesTitle( report ) );
+  return linesWithin( lines, columns ) + resourceTable( report.resources, columns );
 }
 
 }  // namespace
@@ -69,13 +70,14 @@ std::string resourcesTitle( const FitReport & report ) {
 }
 
 std::string fitText( const std::vector< FitReport > & reports,
-                     const std::vector< std::string > & changes, const ReaderRemarks & remarks ) {
+                     const std::vector< std::string > & changes, const ReaderRemarks & remarks,
+                     size_t columns ) {
   std::string text = partialText( remarks );
   if ( !changes.empty() )
     text += fmt::format( "What if {}\n", fmt::join( changes, ", " ) );
-  text += verdictTable( reports );
+  text += verdictTable( reports, columns );
   for ( const FitReport & report : reports )
-    text += platformText( report );
+    text += platformText( report, columns );
   return text;
 }
 

@@ -94,6 +94,22 @@ std::string wrapped( const std::string & words, size_t indent, size_t columns ) 
   return text + "\n";
 }
 
+std::string linesWithin( const std::string & text, size_t columns ) {
+  constexpr size_t further = 4;
+  std::string result;
+  for ( size_t begin = 0; begin < text.size(); ) {
+    const size_t end = std::min( text.find( '\n', begin ), text.size() );
+    const std::string line = text.substr( begin, end - begin );
+    const size_t indent = std::min( line.find_first_not_of( ' ' ), line.size() );
+    if ( columns == 0 || line.size() <= columns )
+      result += line + "\n";
+    else  // The first line is indented less.
+      result += wrapped( line.substr( indent ), indent + further, columns ).substr( further );
+    begin = end + 1;
+  }
+  return result;
+}
+
 std::string countText( unsigned long long count ) {
   std::string text = std::to_string( count );
   for ( size_t at = text.size(); at > 3; at -= 3 )

@@ -43,8 +43,8 @@ struct TableDifference {
 TableDifference differenceOf( const Space & space, const Meaning & before, const Meaning & after,
                               size_t rowsMax );
 
-// Empty differences have no rows.
-std::string differenceText( const std::vector< TableDifference > & tables );
+// Empty differences have no rows. With `columns`, longer lines are wrapped.
+std::string differenceText( const std::vector< TableDifference > & tables, size_t columns = 0 );
 std::string differenceJson( const std::vector< TableDifference > & tables, U64 refused );
 
 }  // namespace Agent

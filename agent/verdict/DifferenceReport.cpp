@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "agent/text/JsonText.h"
+#include "agent/text/TextTable.h"
 #include "agent/verdict/Difference.h"
 #include "agent/verdict/ExamplePacket.h"
 
@@ -54,11 +55,11 @@ std::string tableText( const TableDifference & table ) {
 
 }  // namespace
 
-std::string differenceText( const std::vector< TableDifference > & tables ) {
+std::string differenceText( const std::vector< TableDifference > & tables, size_t columns ) {
   std::string text = tables.empty() ? "neither version has lists\n" : "";
   for ( const TableDifference & table : tables )
     text += tableText( table );
-  return text;
+  return linesWithin( text, columns );
 }
 
 std::string differenceJson( const std::vector< TableDifference > & tables, U64 refused ) {

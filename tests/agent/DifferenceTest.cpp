@@ -129,6 +129,19 @@ TEST( DifferenceTest, ARowIsAsWideAsTheDifference ) {
     chip: not run
 ipv4 filter lists: both mean the same
 )" );
+  tables[ 0 ].rows.erase( tables[ 0 ].rows.begin(), tables[ 0 ].rows.end() - 1 );
+  EXPECT_EQ( differenceText( tables, 36 ), R"(ipv4 filter lists: 1 difference
+  udp any > 10.0.0.0/24, except
+      what is matched by rule 3 of
+      new web
+    old: drop by rule 2 of web
+    new: permit by rule 4 of web
+    example: in 0 udp
+        192.0.2.1:1024 > 10.0.0.0:80
+    chip: not run
+ipv4 filter lists: both mean the
+    same
+)" );
 }
 
 }  // namespace
