@@ -14,7 +14,6 @@ U32 MorvaneTcamEntryManager::installStats( U32 unit, U32 groupId, U32 entryId,
     statTypes = defaultStatTypes().ptr();
   EntryStats stats( *this, unit );
   Rollback rollback( *groupManager() );
-  rollback.addRecord( [ this, unit, entryId ] { EntryStats( *this, unit ).forget( entryId ); } );
   const U32 id = stats.install( groupId, entryId, StatTypesList( *statTypes ), rollback );
   rollback.commit();
   return id;

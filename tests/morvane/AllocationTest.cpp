@@ -267,11 +267,14 @@ TEST( AllocationTest, GroupFlagsChangeItsEntries ) {
   sw.chipInfo.multicastWar = true;
   sw.platform.acl( 1, 4 )
       .acl( 2, 0, tcamAllocateUnbounded, macAclTcamGroup )
-      .group( 3, { bcmFieldQualifyDstIp } );
-  sw.platform.user( qosTcamGroup, 3, 4, tcamAllocateOnDemand );
+      .group( 3, { bcmFieldQualifyDstIp } )
+      .group( 4, { bcmFieldQualifyDstIp6 } );
+  sw.platform.user( qosTcamGroup, 3, 4, tcamAllocateOnDemand )
+      .user( mlagTcamGroup, 4, 0, tcamAllocateUnbounded );
   sw.platform.users[ 0 ].managedPriority = sw.platform.users[ 2 ].noStatsPerEntry = true;
   sw.platform.noStats = { 3 };
-  sw.platform.multicast = { 2 };
+  sw.platform.multicast = { 2, 4 };
+  sw.platform.ipv6 = { 4 };
   sw.platform.settings.dumpEntries = sw.platform.settings.dumpNewEntries = true;
   sw.start();
   EXPECT_NE( sw.take( qosTcamGroup ), 0U );
@@ -295,6 +298,13 @@ TEST( AllocationTest, GroupFlagsChangeItsEntries ) {
   sw.faults.arm( { .op = SdkOp::bcm_field_entry_create, .nth = 2, .rc = -14 } );
   EXPECT_EQ( flows.getEntry( 0, "rule" ), 0U );
   EXPECT_TRUE( flows.exhausted( 0 ) && !sw.asic.group( 0, 2 ) );
+  sw.take( mlagTcamGroup );
+  const auto rule =
+      sw.asic.entry( 0, sw.records( sw.manager( mlagTcamGroup ) ).multicastWarEntry() )->effective;
+  EXPECT_EQ( rule.qualifiers.at( 0 ).qualifier, bcmFieldQualifyDstIp6 );
+  EXPECT_EQ( fmt::format( "{:x}", fmt::join( rule.qualifiers.at( 0 ).value, "." ) ),
+             "ff00000000000000.0" );
+  EXPECT_EQ( rule.qualifiers.at( 0 ).value, rule.qualifiers.at( 0 ).mask );
   EXPECT_EQ( sw.audit(), "" );
 }
 

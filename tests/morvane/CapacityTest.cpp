@@ -79,6 +79,7 @@ TEST( CapacityTest, RowsAreWrittenOnChangeAndAlarmsOnce ) {
   fill( 0, 1 );
   sw.second.arm( 2, Arrival::afterCall, { [ & ] { sw.groups->modChipInfoDel( 1 ); } } );
   EXPECT_EQ( poll(), "0.0=1/9/10/1 1.0 clear 1.0 gone 1.1 gone 1.2 gone " );
+  EXPECT_TRUE( capacity->rowHas( { 0, 0 } ) && !capacity->rowHas( { 1, 0 } ) );
 }
 
 TEST( CapacityTest, ReadsEachUnitOnceAndFailureEndsTheProcess ) {

@@ -352,8 +352,10 @@ TEST( StartupTest, InitializedRunsStartUpBeforeNotifying ) {
   } observer;
   observer.sw = &sw;
   observer.notifierIs( sw.groups );
-  for ( const bool value : { true, true, false } )
+  for ( const bool value : { true, true, false } ) {
     sw.groups->initializedIs( value );
+    EXPECT_EQ( sw.groups->initialized(), value );
+  }
   EXPECT_THAT( observer.calls, ElementsAre( 6, 12 ) );
 }
 

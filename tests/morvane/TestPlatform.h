@@ -43,8 +43,8 @@ class TestPlatform : public PlatformTables {
   }
 
   std::deque< TcamReservation > users;
-  std::map< U32, S32 > chipTypes;      // by unit; absent: 0
-  std::set< U32 > noStats, multicast;  // groups; all are IPv4 groups
+  std::map< U32, S32 > chipTypes;            // by unit; absent: 0
+  std::set< U32 > noStats, multicast, ipv6;  // groups
   MorvaneCentral::Attributes settings = {};
 
   U32 numTcamGroups() const override { return static_cast< U32 >( groups_.size() ); }
@@ -63,8 +63,8 @@ class TestPlatform : public PlatformTables {
   U32 loopbackPort( U32, U32 pipe ) const override { return 8 * pipe + 7; }
   bool noStatsPerEntry( U32 group ) const override { return noStats.contains( group ); }
   bool requiresMulticastWar( U32 group ) const override { return multicast.contains( group ); }
-  bool matchesIPv4( U32 ) const override { return true; }
-  bool matchesIPv6( U32 ) const override { return false; }
+  bool matchesIPv4( U32 group ) const override { return !ipv6.contains( group ); }
+  bool matchesIPv6( U32 group ) const override { return ipv6.contains( group ); }
   const MorvaneCentral::Attributes & attributes() const override { return settings; }
 
  private:
