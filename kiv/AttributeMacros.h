@@ -13,12 +13,12 @@
 //     through newName( k ), which the class defines as name_.make( parameters... ); nameDel returns
 //     the removed member.
 //
-// Map is Kiv::HashMap, Kiv::PageMap or Kiv::RbTreeMap. An absent value reads as V(), an absent entity as null.
-// Setters notify the observers (onName, onName( k )) after the change and only if there was one;
-// setting an absent key to V() is a change. Deleting an absent key, or through an iterator at its
-// end, notifies nobody and returns false or null. nameDelAll deletes one by one through nameDel.
-// Keys are passed by value, so that a key inside the deleted member is safe to pass. Generic tools
-// go through nameIs and nameDel.
+// Map is Kiv::HashMap, Kiv::PageMap or Kiv::RbTreeMap. An absent value reads as V(), an absent
+// entity as null. Setters notify the observers (onName, onName( k )) after the change and only if
+// there was one; setting an absent key to V() is a change. Deleting an absent key, or through an
+// iterator at its end, notifies nobody and returns false or null. nameDelAll deletes one by one
+// through nameDel. Keys are passed by value, so that a key inside the deleted member is safe to
+// pass. Generic tools go through nameIs and nameDel.
 #pragma once
 
 // clang-format off

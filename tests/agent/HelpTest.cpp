@@ -115,8 +115,9 @@ TEST_F( HelpTest, ShowsTheLibrarysMessages ) {
   const auto list = [ & ]( int fields ) {
     std::string rules;
     for ( int i = 0; i < fields; ++i )
-      rules += fmt::format( R"({}{{ "udf": {{ "base": "l3Start", "offset": {}, "value": "0x1" }} }})",
-                            i == 0 ? "" : ", ", i * 4 );
+      rules +=
+          fmt::format( R"({}{{ "udf": {{ "base": "l3Start", "offset": {}, "value": "0x1" }} }})",
+                       i == 0 ? "" : ", ", i * 4 );
     return write( "taps.json",
                   R"({ "use": "mirror", "mirrorPort": 1, "rules": [ )" + rules + "] }" );
   };
