@@ -141,7 +141,8 @@ TEST( RunTest, AsManyEntriesFitAsThePlatformPromises ) {
     EXPECT_EQ( runLocked( in ).acls[ 0 ].shortage.has_value(), entries != 4608 );
   }
   const Kiv::LockGuard activity( Kiv::ActivityUnlockAnchor::lock() );
-  EXPECT_THAT( platformsText(), HasSubstr( "  5,120           8,192      4,608  one pipe, " ) );
+  EXPECT_THAT( platformsText(),
+               HasSubstr( "  5,120           8,192             4,608  one pipe, " ) );
 }
 
 // Packets enter and leave by a port for each set of lists and of rules on ports.
