@@ -11,21 +11,36 @@ std::string bindingOf( const ListVerdict & list ) {
   return list.fault.empty() ? list.binding : "not supported";
 }
 
-std::string verdictTable( const std::vector< FitReport > & reports, size_t columns ) {
-  TextTable table( { "platform", "list", "fits", ">rules", ">needs", ">available", ">share left",
-                     ">chip left", ">short by", "binding" } );
+// Without `all`, only the least of the entries that are left.
+TextTable verdicts( const std::vector< FitReport > & reports, bool all ) {
+  const auto shown = [ all ]( std::vector< std::string > cells ) {
+    if ( !all )
+      cells.erase( cells.begin() + 6, cells.begin() + 8 );
+    return cells;
+  };
+  TextTable table( shown( { "platform", "list", "fits", ">rules", ">needs", ">available",
+                            ">share left", ">chip left", ">short by", "binding" } ) );
   for ( const FitReport & report : reports )
     for ( const ListVerdict & list : report.lists ) {
       const bool known = list.fault.empty();
       const auto count = [ known ]( U64 number ) {
         return known ? countText( number ) : std::string( "-" );
       };
-      table.add( { report.platform, list.acl->name, list.fits() ? "yes" : "no",
+      table.add(
+          shown( { report.platform, list.acl->name, list.fits() ? "yes" : "no",
                    countText( list.acl->rules.size() ), count( list.needed ),
                    count( list.room.entries() ), count( list.room.share ), count( list.room.chip ),
-                   list.shortBy ? countText( *list.shortBy ) : "", bindingOf( list ) } );
+                   list.shortBy ? countText( *list.shortBy ) : "", bindingOf( list ) } ) );
     }
-  return table.text( columns );
+  return table;
+}
+
+std::string verdictTable( const std::vector< FitReport > & reports, size_t columns ) {
+  const std::string whole = verdicts( reports, true ).text( columns );
+  const size_t rule = whole.find( '\n' ) + 1;  // the widest line
+  return columns == 0 || whole.find( '\n', rule ) - rule <= columns
+             ? whole
+             : verdicts( reports, false ).text( columns );
 }
 
 std::string resourceTable( const std::vector< ResourceUse > & resources, size_t columns ) {

@@ -18,6 +18,7 @@ namespace {
 
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::StartsWith;
 
 PortRange someRange( Random & random ) {
   static constexpr PortRange ranges[] = {
@@ -330,7 +331,13 @@ TEST( FitTest, ReportsAreWhole ) {
   for ( const U32 rule : { 4U, 6U } )
     acls[ 1 ].rules[ rule ].destinationPorts = { 1, 6 };
   acls[ 1 ].rules[ 6 ].sourcePorts = { 5, 7 };
-  EXPECT_EQ( fitText( { verdictOn( platform, acls, PortMethod::automatic ) }, { "slices=3" }, {} ),
+  const std::vector< FitReport > reports = { verdictOn( platform, acls, PortMethod::automatic ) };
+  EXPECT_THAT( fitText( reports, {}, {}, 68 ), StartsWith( R"(
+  platform  list    fits  rules  needs  available  short by  binding
+  --------  ------  ----  -----  -----  ---------  --------  -------
+  test      plain   yes      40     40         64
+)" + 1 ) );
+  EXPECT_EQ( fitText( reports, { "slices=3" }, {} ),
              R"(What if slices=3
   platform  list    fits  rules  needs  available  share left  chip left  short by  binding
   --------  ------  ----  -----  -----  ---------  ----------  ---------  --------  -------
