@@ -14,6 +14,8 @@ U32 MorvaneTcamEntryManager::installStats( U32 unit, U32 groupId, U32 entryId,
     statTypes = defaultStatTypes().ptr();
   EntryStats stats( *this, unit );
   Rollback rollback( *groupManager() );
+  // The second of two records can fail to be written.
+  rollback.addRecord( [ this, unit, entryId ] { EntryStats( *this, unit ).forget( entryId ); } );
   const U32 id = stats.install( groupId, entryId, StatTypesList( *statTypes ), rollback );
   rollback.commit();
   return id;
