@@ -252,14 +252,12 @@ bool MorvaneTcamGroupManager::groupExists( U32 unit, U32 groupId ) const {
 }
 
 bool MorvaneTcamGroupManager::groupComplete( U32 unit, U32 groupId ) const {
-  bool exists = false;
   for ( const PipeCopy c : pipeCopies( unit, groupId ) ) {
     const Kiv::Ptr< GroupCounts > counts = groupCounts( c.pipeGroup );
-    exists = counts && counts->unitRefCount( unit ) > 0;
-    if ( !exists )
+    if ( !counts || counts->unitRefCount( unit ) <= 0 )
       return false;
   }
-  return exists;
+  return true;
 }
 
 // --- Queries ---------------------------------------------------------------------------------

@@ -91,7 +91,9 @@ TEST( StartupTest, WritesItsRecordsStepByStep ) {
       .user( openFlowVxlanUdfTcamGroup, 4, 0, tcamAllocateUnbounded )
       .user( qosTcamGroup, 3, 3, tcamAllocateOnDemand )
       .exclude( 1, 5, {} )
+      .exclude( 2, 5, {} )
       .include( 1, 0, {} )
+      .include( 1, 6, {} )
       .map( 1, qosTcamGroup, 3 )
       .map( 0, qosTcamGroup, 1 )  // the first of the chip type counts
       .map( 0, qosTcamGroup, 2 );
@@ -120,7 +122,9 @@ unit 1: ranges false, fields false
 3 index 3
 4 index 4
 1.5 excludes 0
+2.5 excludes 1
 1.0 includes 0
+1.6 includes 1
 1 ingress true, 1, 4000001, 1000001, 5000001
 1 ingress false
 1 managed false, 1 type -1, 1 has fields
@@ -190,6 +194,10 @@ TEST( StartupTest, InconsistentTablesEndTheProcess ) {
         } },
       { "excludes[1].qualifiers[0]: 4294967295 is no qualifier of the SDK",
         []( TestSwitch & sw ) { sw.platform.exclude( 1, 5, {} ).exclude( 1, 6, { ~0U } ); } },
+      { "excludes[0].qualifiers[0]: 761 is no qualifier of the SDK",
+        []( TestSwitch & sw ) { sw.platform.exclude( 1, 5, { 761 } ); } },
+      { "includes[0].qualifiers[0]: 760 is no qualifier of the SDK",
+        []( TestSwitch & sw ) { sw.platform.include( 1, 5, { 760 } ); } },
       { "includes[1].qualifiers[0]: 767 is no qualifier of the SDK",
         []( TestSwitch & sw ) { sw.platform.include( 1, 5, {} ).include( 9, 0, { 767 } ); } },
       { "units[1].chipType: 65536 is not 0 to 65535",
@@ -293,6 +301,13 @@ TEST( StartupTest, RangeMayReachTheLastEntry ) {
   TestSwitch sw;
   sw.platform.acl( 1, 4 ).user( qosTcamGroup, 1, entryNumberEnd - 0x10004, tcamAllocateOnDemand );
   EXPECT_EQ( inChild( [ & ] { sw.start(); } ).text, "" );
+}
+
+TEST( StartupTest, RangesMayTouch ) {
+  TestSwitch sw;
+  sw.platform.acl( 2, 4 ).group( 1, lookup );
+  sw.platform.user( qosTcamGroup, 1, 65536, tcamAllocateOnDemand );
+  EXPECT_THAT( checkPlatformTables( sw.platform, { {} } ), ElementsAre() );
 }
 
 // Ids outside the SDK's record sets.
