@@ -113,6 +113,7 @@ TEST( FormatTest, FormatsLengthsAroundTheStackBuffer ) {
   for ( int length : { 1, 254, 255, 256, 257, 5000 } )
     EXPECT_EQ( Kiv::format( "%*s|", length, "x" ).view(),
                std::string( static_cast< std::size_t >( length - 1 ), ' ' ) + "x|" );
+  EXPECT_EQ( Kiv::format( "%s", "" ).view(), "" );
 }
 
 TEST( StrepTest, ValuesHaveOneTextForm ) {

@@ -216,6 +216,9 @@ TEST( SliceTableTest, ShowsUnusualRecords ) {
   EXPECT_THAT( sw.groups->tcamUsage( 0 ).view(), HasSubstr( "  63 |      0 |       0 |\n" ) );
   odd.record.stage[ 1 ].slice_count = KELMOR_TCAM_SLICES_MAX + 1;
   EXPECT_THAT( deathOf( [ & ] { sw.groups->tcamUsage( 0 ); } ), HasSubstr( "slice_count" ) );
+  odd.record.stage[ 1 ].slice_count = 0;
+  odd.record.stage[ 0 ].slice_count = KELMOR_TCAM_SLICES_MAX + 1;
+  EXPECT_THAT( deathOf( [ & ] { sw.groups->tcamUsage( 0 ); } ), HasSubstr( "slice_count" ) );
   odd.record.stage_count = KELMOR_TCAM_STAGES_MAX + 1;
   EXPECT_THAT( deathOf( [ & ] { sw.groups->tcamUsage( 0 ); } ), HasSubstr( "stage_count" ) );
 }
