@@ -48,15 +48,15 @@ class TestPlatform : public PlatformTables {
   MorvaneCentral::Attributes settings = {};
 
   U32 numTcamGroups() const override { return static_cast< U32 >( groups_.size() ); }
-  const TcamGroup & tcamGroup( U32 i ) const override { return groups_[ i ]; }
+  const TcamGroup & tcamGroup( U32 i ) const override { return groups_.at( i ); }
   U32 numTcamReservations() const override { return static_cast< U32 >( users.size() ); }
-  TcamReservation & tcamReservation( U32 i ) override { return users[ i ]; }
+  TcamReservation & tcamReservation( U32 i ) override { return users.at( i ); }
   U32 numGroupMapEntries() const override { return static_cast< U32 >( maps_.size() ); }
-  const TcamGroupMap & groupMap( U32 i ) const override { return maps_[ i ]; }
+  const TcamGroupMap & groupMap( U32 i ) const override { return maps_.at( i ); }
   U32 numGroupExcludes() const override { return static_cast< U32 >( excludes_.size() ); }
-  const TcamGroupQualifiers & groupExcludes( U32 i ) const override { return excludes_[ i ]; }
+  const TcamGroupQualifiers & groupExcludes( U32 i ) const override { return excludes_.at( i ); }
   U32 numGroupIncludes() const override { return static_cast< U32 >( includes_.size() ); }
-  const TcamGroupQualifiers & groupIncludes( U32 i ) const override { return includes_[ i ]; }
+  const TcamGroupQualifiers & groupIncludes( U32 i ) const override { return includes_.at( i ); }
   S32 chipType( U32 unit ) const override {
     return chipTypes.contains( unit ) ? chipTypes.at( unit ) : 0;
   }
