@@ -3,13 +3,25 @@
 #include <execinfo.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <memory>
-#include <system_error>
 
 namespace Kiv {
+namespace {
+
+// strerror_r comes in two forms: the one returns the text, the other a status and fills the buffer.
+[[maybe_unused]] const char * strerrorText( const char * text, const char * ) {
+  return text;
+}
+[[maybe_unused]] const char * strerrorText( int status, const char * buffer ) {
+  return status == 0 ? buffer : "Unknown error";
+}
+
+}  // namespace
 
 String8 errorString( int errnum ) {
-  return String8( std::generic_category().message( errnum ) );
+  char buffer[ 256 ] = "";
+  return strerrorText( strerror_r( errnum, buffer, sizeof buffer ), buffer );
 }
 
 Backtrace::Backtrace() {
