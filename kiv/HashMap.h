@@ -59,7 +59,7 @@ class HashMap {
   std::pair< V *, bool > insert( const K & key, V && value ) {
     if ( V * present = valueOrNull( findNode( key ) ) )
       return { present, false };
-    return { valueOrNull( insertNode( key, std::move( value ), iters_.empty() ) ), true };
+    return { valueOrNull( insertNode( key, std::move( value ) ) ), true };
   }
 
   // Whether there was such a member.
@@ -108,8 +108,6 @@ class HashMap {
 
  private:
   friend class MapIter< HashMap >;
-  template < class, class, U32, U32 >
-  friend class FamilyMap;
 
   struct Node {
     U32 next;
@@ -161,10 +159,10 @@ class HashMap {
     return node;
   }
 
-  // The node of a new member. No iterator may be under way where the buckets are to grow.
-  U32 insertNode( const K & key, V && value, bool grows ) {
+  // The node of a new member. While an iterator is under way the buckets do not grow.
+  U32 insertNode( const K & key, V && value ) {
     const U32 room = table_.bucketCount * membersPerBucket;
-    if ( table_.size >= room && ( grows || room == 0 ) ) [[unlikely]]
+    if ( table_.size >= room && ( iters_.empty() || room == 0 ) ) [[unlikely]]
       growFor( table_.size + 1 );
     const U32 node = table_.nodes.create( Node{ noNode, key, std::move( value ) } );
     table_.nodes[ node ].next = std::exchange( table_.heads[ bucketOf( hash( key ) ) ], node );
