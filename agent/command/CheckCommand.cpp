@@ -2,7 +2,6 @@
 
 #include "agent/command/MeaningCommands.h"
 #include "agent/command/MeaningInput.h"
-#include "agent/feature/AclShares.h"
 #include "agent/report/OutputFile.h"
 #include "agent/report/Progress.h"
 #include "agent/report/Terminal.h"
@@ -12,33 +11,27 @@ namespace Agent {
 
 namespace {
 
-// Indices of the lists that are looked up as one.
-std::vector< std::vector< size_t > > tablesOf( const std::vector< Acl > & acls ) {
-  std::vector< std::vector< size_t > > tables;
-  for ( size_t i = 0; i < acls.size(); ++i ) {
-    const auto table = std::find_if( tables.begin(), tables.end(), [ & ]( const auto & lists ) {
-      return classOf( acls[ lists.front() ] ) == classOf( acls[ i ] );
-    } );
-    if ( table == tables.end() )
-      tables.push_back( { i } );
-    else
-      table->push_back( i );
-  }
-  return tables;
-}
+// Lists that are looked up as one, and what was found in each.
+struct CheckedTable {
+  ListClass lists;
+  std::vector< const Acl * > acls;
+  std::vector< ListCheck * > checks;
+};
 
-void checkTables( const RunInput & input, const SpaceLimits & limits,
-                  std::vector< ListCheck > & checks ) {
-  for ( const std::vector< size_t > & table : tablesOf( input.acls ) ) {
-    if ( table.size() == 1 )
+void checkTables( const SpaceLimits & limits, std::vector< ListCheck > & checks ) {
+  std::vector< CheckedTable > tables;
+  for ( ListCheck & check : checks ) {
+    CheckedTable & table = tableFor( classOf( *check.acl ), tables );
+    table.acls.push_back( check.acl );
+    table.checks.push_back( &check );
+  }
+  for ( const CheckedTable & table : tables ) {
+    if ( table.acls.size() == 1 )
       continue;
-    std::vector< const Acl * > lists;
-    for ( const size_t list : table )
-      lists.push_back( &input.acls[ list ] );
     const std::vector< TakenByOthers > taken =
-        withinNodes( [ & ] { return takenByOthers( lists, limits ); } );
-    for ( size_t i = 0; i < table.size(); ++i )
-      checks[ table[ i ] ].taken = taken[ i ];
+        withinNodes( [ & ] { return takenByOthers( table.acls, limits ); } );
+    for ( size_t i = 0; i < taken.size(); ++i )
+      table.checks[ i ]->taken = taken[ i ];
   }
 }
 
@@ -55,11 +48,10 @@ bool checkCommand( const MeaningOptions & options ) {
       return checkList( acl, limits, { options.overlaps, restOf( input, acl ) } );
     } ) );
   }
-  checkTables( input, limits, checks );
-  const U32 columns = Terminal::standardOutput().columns;
+  checkTables( limits, checks );
   printOutput( options.json ? checkJson( checks, input.remarks.refused )
                             : partialText( input.remarks ) +
-                                  checkText( checks, columns == 0 ? 100 : columns ) );
+                                  checkText( checks, Terminal::standardOutput().columns ) );
   const bool clean = std::all_of( checks.begin(), checks.end(),
                                   []( const ListCheck & check ) { return check.clean(); } );
   return clean && input.remarks.refused == 0;

@@ -25,17 +25,10 @@ struct ListTable {
 
 std::vector< ListTable > tablesOf( const RunInput & before, const RunInput & after ) {
   std::vector< ListTable > tables;
-  const auto tableOf = [ & ]( const Acl & acl ) -> ListTable & {
-    const auto found =
-        std::find_if( tables.begin(), tables.end(),
-                      [ & ]( const ListTable & table ) { return table.lists == classOf( acl ); } );
-    return found != tables.end() ? *found
-                                 : tables.emplace_back( ListTable{ classOf( acl ), {}, {} } );
-  };
   for ( const Acl & acl : before.acls )
-    tableOf( acl ).before.push_back( &acl );
+    tableFor( classOf( acl ), tables ).before.push_back( &acl );
   for ( const Acl & acl : after.acls )
-    tableOf( acl ).after.push_back( &acl );
+    tableFor( classOf( acl ), tables ).after.push_back( &acl );
   return tables;
 }
 

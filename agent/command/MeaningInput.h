@@ -1,8 +1,12 @@
 // What the commands about the meaning of lists have in common.
 #pragma once
 
+#include <algorithm>
+#include <vector>
+
 #include "agent/command/MeaningCommands.h"
 #include "agent/command/UsageError.h"
+#include "agent/feature/AclShares.h"
 #include "agent/report/OutputFile.h"
 #include "agent/space/Space.h"
 
@@ -24,6 +28,14 @@ inline SpaceLimits limitsOf( const MeaningOptions & options, const RunInput & in
 // What happens to packets about which the list does not decide.
 inline Forwarding restOf( const RunInput & input, const Acl & acl ) {
   return acl.use == AclUse::filter ? input.defaultAction : Forwarding::none;
+}
+
+// The table for lists of the class, which is added if it is new. A Table begins with its ListClass.
+template < class Table >
+Table & tableFor( const ListClass & lists, std::vector< Table > & tables ) {
+  const auto found = std::find_if( tables.begin(), tables.end(),
+                                   [ & ]( const Table & table ) { return table.lists == lists; } );
+  return found != tables.end() ? *found : tables.emplace_back( Table{ lists, {}, {} } );
 }
 
 template < class F >

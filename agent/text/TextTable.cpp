@@ -44,6 +44,22 @@ std::string cut( std::string cell, size_t width ) {
   return cell += mark;
 }
 
+// Words in indented lines that end at `columns`, unless a word is longer; with a final newline.
+std::string wrapped( const std::string & words, size_t indent, size_t columns ) {
+  std::string text;
+  size_t line = columns;  // characters in the last line: the first word begins one
+  for ( size_t begin = 0; begin < words.size(); ) {
+    const size_t end = std::min( words.find( ' ', begin ), words.size() );
+    const bool fits = line + 1 + end - begin <= columns;
+    if ( !fits )
+      text += ( text.empty() ? "" : "\n" ) + std::string( indent, ' ' );
+    text.append( fits ? " " : "" ).append( words, begin, end - begin );
+    line = ( fits ? line + 1 : indent ) + end - begin;
+    begin = end + 1;
+  }
+  return text + "\n";
+}
+
 }  // namespace
 
 TextTable::TextTable( const std::vector< std::string > & headings ) {
@@ -77,21 +93,6 @@ std::string TextTable::text( size_t columns ) const {
     text += lineOf( row, right_, widths );
   }
   return text;
-}
-
-std::string wrapped( const std::string & words, size_t indent, size_t columns ) {
-  std::string text;
-  size_t line = columns;  // characters in the last line: the first word begins one
-  for ( size_t begin = 0; begin < words.size(); ) {
-    const size_t end = std::min( words.find( ' ', begin ), words.size() );
-    const bool fits = line + 1 + end - begin <= columns;
-    if ( !fits )
-      text += ( text.empty() ? "" : "\n" ) + std::string( indent, ' ' );
-    text.append( fits ? " " : "" ).append( words, begin, end - begin );
-    line = ( fits ? line + 1 : indent ) + end - begin;
-    begin = end + 1;
-  }
-  return text + "\n";
 }
 
 std::string linesWithin( const std::string & text, size_t columns ) {

@@ -25,9 +25,6 @@ class TextTable {
   std::vector< std::vector< std::string > > rows_;
 };
 
-// Words in indented lines that end at `columns`, unless a word is longer; with a final newline.
-std::string wrapped( const std::string & words, size_t indent, size_t columns );
-
 // The lines of a text. Those longer than `columns`, unless that is 0, go on in lines that are
 // indented by four more, unless a word is longer.
 std::string linesWithin( const std::string & text, size_t columns );

@@ -60,8 +60,9 @@ ListCheck checkList( const Acl & acl, const SpaceLimits & limits, const CheckOpt
 std::vector< TakenByOthers > takenByOthers( const std::vector< const Acl * > & lists,
                                             const SpaceLimits & limits );
 
-// The findings as text, and as one JSON object. `columns`: where numbers of rules are wrapped.
-std::string checkText( const std::vector< ListCheck > & checks, size_t columns = 100 );
+// The findings as text, and as one JSON object. With `columns`, longer lines are
+// wrapped.
+std::string checkText( const std::vector< ListCheck > & checks, size_t columns = 0 );
 std::string checkJson( const std::vector< ListCheck > & checks, U64 refused );
 
 }  // namespace Agent

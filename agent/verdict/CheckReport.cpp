@@ -51,18 +51,17 @@ std::string namesOf( const std::vector< const Acl * > & lists ) {
   return namesText( names );
 }
 
-std::string takenText( const TakenByOthers & taken, size_t columns ) {
+std::string takenText( const TakenByOthers & taken ) {
   if ( taken.all )
     return fmt::format( "  Without effect after {}, which {} all its packets\n",
                         namesOf( taken.lists ), taken.lists.size() == 1 ? "decides" : "decide" );
   if ( taken.rules.empty() )
     return "";
-  return fmt::format( "  Can never match after {}: {}\n", namesOf( taken.lists ),
-                      taken.rules.size() ) +
-         wrapped( numberedRules( taken.rules ), 4, columns );
+  return fmt::format( "  Can never match after {}: {}\n    {}\n", namesOf( taken.lists ),
+                      taken.rules.size(), numberedRules( taken.rules ) );
 }
 
-std::string listText( const ListCheck & check, size_t columns ) {
+std::string listText( const ListCheck & check ) {
   std::string text = fmt::format( "{} ({}, {})\n", check.acl->name, kindName( check.acl->kind ),
                                   check.acl->rules.size() == 1
                                       ? "1 rule"
@@ -72,12 +71,12 @@ std::string listText( const ListCheck & check, size_t columns ) {
   if ( check.onlyFate )
     text += fmt::format( "  Without effect: every packet has the same fate, {}\n",
                          fateText( *check.onlyFate ) );
-  text += takenText( check.taken, columns );
+  text += takenText( check.taken );
   text += section( "Can never match, and earlier rules act otherwise", neverLines( check, false ) );
   text += section( "Can never match", neverLines( check, true ) );
   if ( !check.redundant.empty() )
-    text += fmt::format( "  Change nothing when removed: {}\n", check.redundant.size() ) +
-            wrapped( numberedRules( check.redundant ), 4, columns );
+    text += fmt::format( "  Change nothing when removed: {}\n    {}\n", check.redundant.size(),
+                         numberedRules( check.redundant ) );
   std::vector< std::string > lines;
   for ( const MergePair & pair : check.mergeable )
     lines.push_back( fmt::format( "rules {} and {}: {}", pair.first + 1, pair.second + 1,
@@ -128,8 +127,8 @@ Json listJson( const ListCheck & check ) {
 std::string checkText( const std::vector< ListCheck > & checks, size_t columns ) {
   std::string text;
   for ( const ListCheck & check : checks )
-    text += ( text.empty() ? "" : "\n" ) + listText( check, columns );
-  return text;
+    text += ( text.empty() ? "" : "\n" ) + listText( check );
+  return linesWithin( text, columns );
 }
 
 std::string checkJson( const std::vector< ListCheck > & checks, U64 refused ) {

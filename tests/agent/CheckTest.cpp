@@ -243,12 +243,12 @@ ip access-list extended second
     ListCheck check = {};
     check.acl = &lists[ 1 ];
     check.taken = taken[ 1 ];
-    return checkText( { check }, 12 );
+    return checkText( { check } );
   };
   lists[ 0 ].defaultAction = Forwarding::none;
   EXPECT_EQ( text(),
              "web-second (ipv4, 3 rules)\n  Can never match after web-first: 2\n"
-             "    rules 1,\n    3\n" );
+             "    rules 1, 3\n" );
   lists[ 0 ].defaultAction = Forwarding::drop;
   EXPECT_EQ( text(),
              "web-second (ipv4, 3 rules)\n  Without effect after web-first, which decides all its "
