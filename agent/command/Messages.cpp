@@ -1,6 +1,6 @@
 #include "agent/command/Messages.h"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 #include <syslog.h>
 
 #include <charconv>
@@ -36,11 +36,8 @@ void enableTrace( const std::string & trace ) {
   Kiv::TraceHandle * const handle = Kiv::traceHandle( name );
   if ( handle == nullptr ) {
     const std::vector< std::string > names = traceNames();
-    std::string list;
-    for ( const std::string & known : names )
-      list += ( list.empty() ? "" : ", " ) + known;
-    refuseTrace( trace, fmt::format( "there is no trace \"{}\"; there are {}{}", name, list,
-                                     suggestion( name, names ) ) );
+    refuseTrace( trace, fmt::format( "there is no trace \"{}\"; there are {}{}", name,
+                                     fmt::join( names, ", " ), suggestion( name, names ) ) );
   }
   U32 last = Kiv::TraceHandle::levels - 1;
   if ( colon != std::string::npos ) {
@@ -98,12 +95,10 @@ class Messages::Log : public Kiv::LogSink {
 };
 
 void addMessageOptions( CLI::App & app, MessageOptions & options ) {
-  std::string names;
-  for ( const std::string & name : traceNames() )
-    names += ( names.empty() ? "" : " or " ) + name;
   app.add_option( "--trace", options.traces,
-                  "Write a trace of the library to standard error: " + names +
-                      ", with levels from 0 to LEVEL (default: all, 9); repeatable" )
+                  fmt::format( "Write a trace of the library to standard error: {}, with levels",
+                               fmt::join( traceNames(), " or " ) ) +
+                      " from 0 to LEVEL (default: all, 9); repeatable" )
       ->type_name( "NAME[:LEVEL]" )
       ->take_all()
       ->allow_extra_args( false );

@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <optional>
 
 #include "agent/command/Completion.h"
 #include "agent/command/CostCommand.h"
@@ -177,6 +178,7 @@ struct Verb {
   const char * what;
   void ( *add )( CLI::App & app, Options & options );
   bool ( *run )( const Options & options );  // returns whether the exit status is 0
+  bool messages = false;  // programs one switch: has options for the library's messages
 };
 
 bool printPlatforms( const Options & ) {
@@ -187,34 +189,20 @@ bool printPlatforms( const Options & ) {
 // The first one is the default.
 constexpr Verb verbs[] = {
     { "run", "Program access lists and classify packets",
-      []( CLI::App & app, Options & all ) {
-        Agent::addRunOptions( app, all.run, all.output );
-        Agent::addMessageOptions( app, all.messages );
-      },
-      []( const Options & all ) {
-        const Agent::Messages messages( all.messages );
-        return runCommand( all.run, all.output );
-      } },
+      []( CLI::App & app, Options & all ) { Agent::addRunOptions( app, all.run, all.output ); },
+      []( const Options & all ) { return runCommand( all.run, all.output ); }, true },
     { "inspect", "Program access lists and show or set the library's state by name",
       []( CLI::App & app, Options & all ) {
         Agent::addAclOptions( app, all.run );
         addInspectOptions( app, all.inspect );
-        Agent::addMessageOptions( app, all.messages );
       },
-      []( const Options & all ) {
-        const Agent::Messages messages( all.messages );
-        return inspectCommand( all.run, all.inspect );
-      } },
+      []( const Options & all ) { return inspectCommand( all.run, all.inspect ); }, true },
     { "map", "Program access lists and draw the TCAM occupancy map",
       []( CLI::App & app, Options & all ) {
         Agent::addAclOptions( app, all.run );
         Agent::addMapOptions( app, all.map );
-        Agent::addMessageOptions( app, all.messages );
       },
-      []( const Options & all ) {
-        const Agent::Messages messages( all.messages );
-        return mapCommand( all.run, all.map );
-      } },
+      []( const Options & all ) { return mapCommand( all.run, all.map ); }, true },
     { "count", "Count the rules and TCAM entries of access lists of any length",
       []( CLI::App & app, Options & all ) {
         Agent::addAclOptions( app, all.run );
@@ -247,12 +235,8 @@ constexpr Verb verbs[] = {
         Agent::addAclOptions( app, all.run );
         Agent::addPacketOptions( app, all.run );
         Agent::addExplainOptions( app, all.explain );
-        Agent::addMessageOptions( app, all.messages );
       },
-      []( const Options & all ) {
-        const Agent::Messages messages( all.messages );
-        return Agent::explainCommand( all.run, all.explain );
-      } },
+      []( const Options & all ) { return Agent::explainCommand( all.run, all.explain ); }, true },
     { "platforms", "List the built-in platforms", []( CLI::App &, Options & ) {}, printPlatforms },
 };
 
@@ -263,8 +247,12 @@ int command( int argc, char ** argv ) {
       "morvane-tcam" );
   app.require_subcommand( 0, 1 );
   Options options;
-  for ( const Verb & verb : verbs )
-    verb.add( *app.add_subcommand( verb.name, verb.what ), options );
+  for ( const Verb & verb : verbs ) {
+    CLI::App & added = *app.add_subcommand( verb.name, verb.what );
+    verb.add( added, options );
+    if ( verb.messages )
+      Agent::addMessageOptions( added, options.messages );
+  }
   std::string shell;
   const CLI::App & completion = Agent::addCompletion( app, shell );
   const CLI::App & manual = Agent::addManual( app );
@@ -290,6 +278,9 @@ int command( int argc, char ** argv ) {
   for ( const Verb & verb : verbs )
     if ( app.got_subcommand( verb.name ) )
       chosen = &verb;
+  std::optional< Agent::Messages > messages;
+  if ( chosen->messages )
+    messages.emplace( options.messages );
   return chosen->run( options ) ? exitSuccess : exitDifference;
 }
 
