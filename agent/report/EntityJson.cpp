@@ -91,15 +91,10 @@ Json targetJson( const PathTarget & target ) {
   return valueJson( target.attribute->read( target.key ) );
 }
 
-// Strings need not be valid UTF-8.
-std::string dumped( const Json & json ) {
-  return jsonText( json );
-}
-
 }  // namespace
 
 std::string entityJson( const PathTarget & target ) {
-  return dumped( targetJson( target ) );
+  return jsonText( targetJson( target ) );
 }
 
 std::string rootsJson( const EntityRoots & roots ) {
@@ -107,7 +102,7 @@ std::string rootsJson( const EntityRoots & roots ) {
   for ( const EntityRoot & root : roots )
     all[ root.name ] =
         TreeWriter( { root.entity, root.entity, nullptr, {} } ).entity( *root.entity );
-  return dumped( all );
+  return jsonText( all );
 }
 
 }  // namespace Agent

@@ -130,11 +130,6 @@ void addUsers( Json & json, const std::vector< UserUse > & users ) {
   }
 }
 
-// Names from the command line need not be valid UTF-8.
-std::string lineOf( const Json & json ) {
-  return jsonText( json );
-}
-
 void addRemarks( Json & json, const ReaderRemarks & remarks ) {
   if ( remarks.refused != 0 )
     json[ "partial" ] = { { "refused", remarks.refused }, { "refusals", remarks.refusals } };
@@ -179,7 +174,7 @@ std::string jsonReport( const RunReport & report ) {
   Json & calls = json[ "sdkCalls" ] = Json::object();
   for ( const auto & [ operation, count ] : report.sdkCalls )
     calls[ operation ] = count;
-  return lineOf( json );
+  return jsonText( json );
 }
 
 std::string withPartial( const ReaderRemarks & remarks, const std::string & shown ) {
@@ -188,7 +183,7 @@ std::string withPartial( const ReaderRemarks & remarks, const std::string & show
   Json json = Json::object();
   addRemarks( json, remarks );
   json[ "shown" ] = Json::parse( shown );
-  return lineOf( json );
+  return jsonText( json );
 }
 
 }  // namespace Agent
