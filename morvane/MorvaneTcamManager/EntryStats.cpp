@@ -32,7 +32,7 @@ U32 EntryStats::install( U32 groupId, U32 entryId, const StatTypesList & list,
   if ( statIdx == 2 )
     KIV_ASSERT( abs( statTypesList[ 0 ] - statTypesList[ 1 ] ) == 1 );
 
-  bcm_field_stat_id_t statsId = 0;
+  bcm_field_stat_id_t statsId{};
   const int rc =
       SDK_CALL( bcm_field_stat_create( unit, groupId, statIdx, statTypesList, &statsId ) );
   FP_COMMAND() << "fp stat create group=" << groupId << " type0=packets";
@@ -92,7 +92,7 @@ U64 EntryStats::packetsByColour( U32 pipeEntry ) const {
         { bcmFieldStatGreenPackets, bcmFieldStatYellowPackets, bcmFieldStatRedPackets } ) {
     if ( !counts( pipeEntry, statPackets ) )
       continue;
-    U64 pktHits = 0;
+    U64 pktHits{};
     SDK_CHECKED( bcm_field_stat_get( unit, statsId, statPackets, &pktHits ) );
     sum += pktHits;
   }
@@ -107,7 +107,7 @@ U64 EntryStats::bytesByColour( U32 pipeEntry ) const {
         { bcmFieldStatGreenBytes, bcmFieldStatYellowBytes, bcmFieldStatRedBytes } ) {
     if ( !counts( pipeEntry, statBytes ) )
       continue;
-    U64 byteHits = 0;
+    U64 byteHits{};
     SDK_CHECKED( bcm_field_stat_get( unit, statsId, statBytes, &byteHits ) );
     sum += byteHits;
   }
@@ -119,7 +119,7 @@ U64 EntryStats::packets( U32 pipeEntry ) const {
   const U32 statsId = idOf( pipeEntry );
   if ( !counts( pipeEntry, bcmFieldStatPackets ) )
     return packetsByColour( pipeEntry );
-  U64 statsCount = 0;
+  U64 statsCount{};
   SDK_CHECKED( bcm_field_stat_get( unit, statsId, bcmFieldStatPackets, &statsCount ) );
   return statsCount;
 }
@@ -129,7 +129,7 @@ U64 EntryStats::bytes( U32 pipeEntry ) const {
   const U32 statsId = idOf( pipeEntry );
   if ( !counts( pipeEntry, bcmFieldStatBytes ) )
     return bytesByColour( pipeEntry );
-  U64 statsCount = 0;
+  U64 statsCount{};
   SDK_CHECKED( bcm_field_stat_get( unit, statsId, bcmFieldStatBytes, &statsCount ) );
   return statsCount;
 }
@@ -137,7 +137,7 @@ U64 EntryStats::bytes( U32 pipeEntry ) const {
 U64 EntryStats::greenPackets( U32 pipeEntry ) const {
   const U32 unit = unit_;
   const U32 statsId = idOf( pipeEntry );
-  U64 statsCount = 0;
+  U64 statsCount{};
   SDK_CHECKED( bcm_field_stat_get( unit, statsId, bcmFieldStatGreenPackets, &statsCount ) );
   return statsCount;
 }
@@ -145,7 +145,7 @@ U64 EntryStats::greenPackets( U32 pipeEntry ) const {
 U64 EntryStats::greenBytes( U32 pipeEntry ) const {
   const U32 unit = unit_;
   const U32 statsId = idOf( pipeEntry );
-  U64 statsCount = 0;
+  U64 statsCount{};
   SDK_CHECKED( bcm_field_stat_get( unit, statsId, bcmFieldStatGreenBytes, &statsCount ) );
   return statsCount;
 }
@@ -153,7 +153,7 @@ U64 EntryStats::greenBytes( U32 pipeEntry ) const {
 U64 EntryStats::yellowPackets( U32 pipeEntry ) const {
   const U32 unit = unit_;
   const U32 statsId = idOf( pipeEntry );
-  U64 statsCount = 0;
+  U64 statsCount{};
   SDK_CHECKED( bcm_field_stat_get( unit, statsId, bcmFieldStatYellowPackets, &statsCount ) );
   return statsCount;
 }
@@ -161,7 +161,7 @@ U64 EntryStats::yellowPackets( U32 pipeEntry ) const {
 U64 EntryStats::yellowBytes( U32 pipeEntry ) const {
   const U32 unit = unit_;
   const U32 statsId = idOf( pipeEntry );
-  U64 statsCount = 0;
+  U64 statsCount{};
   SDK_CHECKED( bcm_field_stat_get( unit, statsId, bcmFieldStatYellowBytes, &statsCount ) );
   return statsCount;
 }
@@ -169,7 +169,7 @@ U64 EntryStats::yellowBytes( U32 pipeEntry ) const {
 U64 EntryStats::redPackets( U32 pipeEntry ) const {
   const U32 unit = unit_;
   const U32 statsId = idOf( pipeEntry );
-  U64 statsCount = 0;
+  U64 statsCount{};
   SDK_CHECKED( bcm_field_stat_get( unit, statsId, bcmFieldStatRedPackets, &statsCount ) );
   return statsCount;
 }
@@ -177,7 +177,7 @@ U64 EntryStats::redPackets( U32 pipeEntry ) const {
 U64 EntryStats::redBytes( U32 pipeEntry ) const {
   const U32 unit = unit_;
   const U32 statsId = idOf( pipeEntry );
-  U64 statsCount = 0;
+  U64 statsCount{};
   SDK_CHECKED( bcm_field_stat_get( unit, statsId, bcmFieldStatRedBytes, &statsCount ) );
   return statsCount;
 }

@@ -120,7 +120,7 @@ void GroupBuilder::createPreselector( const PipeCopy & at, bcm_field_group_confi
   const U32 unit = unit_;
   const U32 pipe = at.pipe;
   const bcm_port_config_t & portConfig = portConfig_;
-  bcm_field_presel_t preselId = 0;
+  bcm_field_presel_t preselId{};
   SDK_CHECKED( bcm_field_presel_create( unit, &preselId ) );
   KIV_ASSERT( preselId < BCM_FIELD_PRESEL_MAX );
   FP_COMMAND() << "fp presel create " << preselId;

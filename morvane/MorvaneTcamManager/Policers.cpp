@@ -18,10 +18,10 @@ U32 Policers::create( U8 * policerCfg ) const {
   KIV_ASSERT( __null != policerCfg && "Invalid parameter, policer config is empty" );
   const U32 unit = unit_;
   bcm_policer_config_t * const polCfg = ( bcm_policer_config_t * )policerCfg;
-  U32 basePolicerId = 0;
+  U32 basePolicerId{};
   Rollback rollback( manager_ );
   for ( U32 pipe = 0; pipe < manager_.numPipe(); ++pipe ) {
-    U32 policerId = 0;
+    U32 policerId{};
     if ( pipe == 0 ) {
       SDK_CHECKED( bcm_policer_create( unit, polCfg, ( bcm_policer_t * )&basePolicerId ) );
       policerId = basePolicerId;

@@ -28,7 +28,7 @@ U32 RangeCheckers::get( const RangeCheckerDesc & desc ) {
 
 U32 RangeCheckers::create( const RangeCheckerDesc & desc, RangeCheckerData & data ) {
   const U32 unit = unit_;
-  bcm_field_range_t id = 0;
+  bcm_field_range_t id{};
   const int rc =
       SDK_CALL( bcm_field_range_create( unit, &id, desc.rangeFlags(), desc.low(), desc.high() ) );
   FP_COMMAND() << "fp range create " << id << " " << desc.rangeFlags() << " " << desc.low() << " "

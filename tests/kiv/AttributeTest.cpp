@@ -478,6 +478,12 @@ TEST( AnyTest, IntegersKeepTheirWidthAndSign ) {
   EXPECT_ANY_THROW( Kiv::typeOf< U8 >().fromStrRep( "7 8" ) );
 }
 
+TEST( AnyTest, OnlyValuesOfOneTypeAreOrdered ) {
+  const Any none, one( U32( 1 ) ), two( U32( 2 ) ), otherType( U16( 2 ) );
+  EXPECT_TRUE( one < two );
+  EXPECT_FALSE( two < one || one < one || one < otherType || none < one || one < none );
+}
+
 // Reflection costs an attribute two offsets and one pointer.
 static_assert( sizeof( Kiv::AttributeBase ) == 2 * sizeof( void * ) + 8 );
 static_assert( sizeof( Kiv::Scalar< void * > ) == 4 * sizeof( void * ) + 8 );

@@ -242,7 +242,11 @@ TEST( GroupQueryTest, WhatThePlatformAndTheChipSay ) {
   TestSwitch sw( { .slices = 2, .depth = 16 } );
   sw.auditedAtEnd = false;  // units without a chip
   sw.platform.acl( 1, 4 ).acl( 2, 4, tcamAllocateOnDemand, qosTcamGroup );
-  sw.start();
+  sw.construct();
+  sw.groups->modChipInfoDelAll();
+  EXPECT_EQ( sw.groups->getMaxPorts(), 0 );
+  sw.groups->modChipInfoIs( 0, sw.chipInfo );
+  sw.groups->initializedIs( true );
   for ( const U16 unit : { 1, 2, 3 } ) {
     sw.chipInfo.maxPorts = unit == 2 ? 130 : 10;
     sw.groups->modChipInfoIs( unit, sw.chipInfo );

@@ -217,6 +217,8 @@ TEST( ReflectionTest, EveryPublishedOperationByItsName ) {
   };
   const Any unit( U32( 0 ) ), rule( String8( "rule" ) );
   const Any types{ Kiv::Ptr< Kiv::Entity >( defaultStatTypes() ) };
+  const auto type = [ & ]( int at ) { return defaultStatTypes()->type( at ); };
+  EXPECT_TRUE( type( 0 ) == bcmFieldStatPackets && type( 1 ) == bcmFieldStatBytes );
   const U32 first = call( 2, "getEntry", { unit, rule } ).as< U32 >();
   const U32 second = call( 2, "getEntryWithStats", { unit, rule, types } ).as< U32 >();
   EXPECT_TRUE( first != 0 && second != 0 && first != second );
