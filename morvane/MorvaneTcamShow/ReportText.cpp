@@ -30,8 +30,7 @@ class SigpipeGuard {
     // Discards a signal raised under the guard; one that was pending before stays.
     const timespec now = {};
     if ( !wasPending_ )
-      while ( sigtimedwait( &sigpipe_, nullptr, &now ) < 0 && errno == EINTR ) {
-      }
+      sigtimedwait( &sigpipe_, nullptr, &now );
     pthread_sigmask( SIG_SETMASK, &before_, nullptr );
   }
   SigpipeGuard( const SigpipeGuard & ) = delete;
@@ -40,17 +39,13 @@ class SigpipeGuard {
  private:
   sigset_t sigpipe_;
   sigset_t before_;
-  bool wasPending_ = false;
+  bool wasPending_{};
 };
 
-// Waits until the descriptor takes more or has an error.
-bool waitForRoom( int fd ) {
+// Waits until the descriptor takes more, has an error, or a signal came.
+void waitForRoom( int fd ) {
   pollfd room = { fd, POLLOUT, 0 };
-  int ready;
-  do
-    ready = poll( &room, 1, -1 );
-  while ( ready < 0 && errno == EINTR );
-  return ready > 0;
+  poll( &room, 1, -1 );
 }
 
 // Whether all of the text was written.
@@ -60,7 +55,9 @@ bool writeAll( int fd, std::string_view text ) {
     const ssize_t size = write( fd, text.data(), text.size() );
     if ( size >= 0 )
       text.remove_prefix( static_cast< std::size_t >( size ) );
-    else if ( errno == EAGAIN ? !waitForRoom( fd ) : errno != EINTR )
+    else if ( errno == EAGAIN )
+      waitForRoom( fd );
+    else if ( errno != EINTR )
       return false;
   }
   return true;

@@ -217,6 +217,16 @@ TEST( UdfProgrammingTest, EveryOutcomeLeavesMatchingRecords ) {
       }
 }
 
+// A positive code is no error, and no success.
+TEST( UdfProgrammingTest, CodeThatTheLibraryDoesNotKnowAddsNothing ) {
+  UdfSwitch sw( {}, Acl::mac() );
+  ASSERT_TRUE( sw.manager( sw.user( 1 ) ).initializeGroup( 0 ) );
+  const std::string before = sw.state();
+  sw.faults.arm( { .op = SdkOp::bcm_field_group_set, .rc = 1 } );
+  EXPECT_EQ( sw.set( near ), GroupUdfQualApplyStatus( -1, udfCreateFailure ) );
+  EXPECT_EQ( sw.state(), before );
+}
+
 // A group has to be rebuilt for a field that it shares: the uses of other groups stay.
 TEST( UdfProgrammingTest, RebuildForASharedFieldKeepsOtherUses ) {
   UdfSwitch sw( { .presels = true, .fixedKeys = true }, Acl::mac() );
