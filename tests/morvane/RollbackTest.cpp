@@ -3,6 +3,7 @@
 // operation (after it for a release), and nothing stays allocated.
 
 #include <stdexcept>
+#include <utility>
 
 #include "tests/morvane/OperationTable.h"
 
@@ -76,6 +77,49 @@ TEST( RollbackTest, EveryCallOfEveryOperationMayThrow ) {
     for ( const Chip & chip : tableChips )
       if ( operation.left != Left::observed )  // OvidWarTest
         failEachCall( operation, chip );
+}
+
+// Runs in a child; any text on standard error is a failure.
+void refuseAndThrow( OperationSwitch & sw, const TableOperation & operation,
+                     const SoftAsic::Fault & refusal ) {
+  const U32 next = refusal.nth + refusal.times;
+  SoftAsic::FaultInjector undo( *Shim::sdk_ );
+  undo.arm( { .nth = next, .exception = std::make_exception_ptr( Bus() ) } );
+  sw.faults.arm( refusal );
+  const auto below = std::exchange( Shim::sdk_, &undo );
+  bool thrown = false;
+  try {
+    operation.run( sw, 0 );
+  } catch ( const Bus & ) {
+    thrown = true;
+  }
+  Shim::sdk_ = below;
+  if ( undo.fired() && !thrown )
+    std::fputs( "swallowed an exception\n", stderr );
+  settled( sw, next % 2 == 0 );
+  std::fputs( sw.audit().c_str(), stderr );
+  std::fputs( sw.emptied().c_str(), stderr );
+}
+
+// The caller of an operation that ran out of resources learns that the undo failed, too.
+TEST( RollbackTest, UndoOfARefusalMayThrow ) {
+  for ( const TableOperation & operation : tableOperations() )
+    for ( const Chip & chip : tableChips ) {
+      if ( operation.left == Left::observed )
+        continue;
+      OperationSwitch sw( chip );
+      operation.prepare( sw, 0 );
+      const size_t calls = sw.callsOf( [ & ] { operation.run( sw, 0 ); } ).size();
+      for ( U32 nth = 1; nth <= calls; ++nth )
+        for ( const U32 times : { 1U, 2U } ) {
+          const Ending end = inChild( [ & ] {
+            refuseAndThrow( sw, operation, { .nth = nth, .times = times, .rc = BCM_E_RESOURCE } );
+          } );
+          EXPECT_TRUE( end.aborted || end.text.empty() )
+              << operation.name << " on " << testing::PrintToString( chip ) << ", call " << nth
+              << ", times " << times << ": " << end.text;
+        }
+    }
 }
 
 TEST( RollbackTest, CleanupResumesInTheMiddleOfAStep ) {

@@ -227,6 +227,15 @@ TEST( UdfProgrammingTest, CodeThatTheLibraryDoesNotKnowAddsNothing ) {
   EXPECT_EQ( sw.state(), before );
 }
 
+TEST( UdfProgrammingTest, CopyThatIsCreatedAgainCarriesTheFields ) {
+  UdfSwitch sw( { .pipes = 2 }, Acl::mac() );
+  ASSERT_TRUE( sw.manager( sw.user( 1 ) ).initializeGroup( 0 ) );
+  sw.set( near );
+  sw.groups->uninitializeTcamGroup( 0, sw.groups->getPipeGroupId( 0, 1, 0, 1 ), false );
+  EXPECT_TRUE( sw.groups->initializeGroup( 0, 1 ) );
+  EXPECT_EQ( sw.audit(), "" );
+}
+
 // A group has to be rebuilt for a field that it shares: the uses of other groups stay.
 TEST( UdfProgrammingTest, RebuildForASharedFieldKeepsOtherUses ) {
   UdfSwitch sw( { .presels = true, .fixedKeys = true }, Acl::mac() );
