@@ -414,6 +414,22 @@ TEST( FlowProgrammingTest, QualifiersMayOutliveTheirGroup ) {
   EXPECT_EQ( sw.emptied(), "" );
 }
 
+TEST( FlowProgrammingTest, QualifiersWithoutAGroupAreDestroyed ) {
+  UdfSwitch sw( {}, Acl::ip() );
+  sw.faults.arm( { .op = SdkOp::bcm_field_group_config_create, .times = 2, .rc = -14 } );
+  EXPECT_FALSE( sw.groups->createGroupOpenFlowAclUdf( 0, 4 ) );
+  EXPECT_EQ( sw.audit() + sw.emptied(), "" );
+  SoftAsic::FaultInjector undo( *Shim::sdk_ );
+  undo.arm( { .op = SdkOp::bcm_field_data_qualifier_destroy,
+              .exception = std::make_exception_ptr( std::runtime_error( "bus" ) ) } );
+  sw.faults.arm( { .op = SdkOp::bcm_field_group_config_create, .times = 2, .rc = -14 } );
+  const auto below = std::exchange( Shim::sdk_, &undo );
+  EXPECT_THROW( sw.groups->createGroupOpenFlowAclUdf( 0, 4 ), std::runtime_error );
+  Shim::sdk_ = below;
+  sw.groups->finishCleanup( 0 );
+  EXPECT_EQ( sw.audit() + sw.emptied(), "" );
+}
+
 TEST( UdfAuditTest, AuditorReportsEveryDifference ) {
   using Spoil = void ( * )( MorvaneTcamGroupManager &, GroupUdfQual & carried );
   const std::pair< const char *, Spoil > cases[] = {
