@@ -49,6 +49,13 @@ bool matches( const AclRule & rule, FieldId id, const FieldMatch< T > & first,
              } );
 }
 
+// The same for an IPv4 address, by which most rules are rejected.
+bool addressMatches( const AclRule & rule, FieldId id, const FieldMatch< U32 > & first,
+                     U32 address ) {
+  return ( ( first.value ^ address ) & first.mask ) == 0 ||
+         ( !rule.alternatives.empty() && matches( rule, id, first, bitsOf( address ) ) );
+}
+
 // True if the field is in one of the ranges that the rule allows in it. A range from 0 to the
 // type's maximum needs no field.
 template < class T >
@@ -154,19 +161,26 @@ bool l2Matches( const AclRule & rule, const FrameFields & packet ) {
          inRange( rule, FieldId::outPorts, rule.outPorts, packet.outPort );
 }
 
+bool addressesMatch( AclKind kind, const AclRule & rule, const FrameFields & packet ) {
+  switch ( kind ) {
+    case AclKind::ipv4:
+      return addressMatches( rule, FieldId::source, rule.source, packet.sourceIp ) &&
+             addressMatches( rule, FieldId::destination, rule.destination, packet.destinationIp );
+    case AclKind::ipv6:
+      return matches( rule, FieldId::source6, rule.source6, bitsOf( packet.source6 ) ) &&
+             matches( rule, FieldId::destination6, rule.destination6,
+                      bitsOf( packet.destination6 ) );
+    case AclKind::mac:
+      return true;
+  }
+  return false;
+}
+
 bool l3Matches( const Acl & acl, const AclRule & rule, const FrameFields & packet ) {
   if ( acl.kind == AclKind::mac )
     return true;
-  const bool addresses =
-      acl.kind == AclKind::ipv4
-          ? matches( rule, FieldId::source, rule.source, bitsOf( packet.sourceIp ) ) &&
-                matches( rule, FieldId::destination, rule.destination,
-                         bitsOf( packet.destinationIp ) )
-          : matches( rule, FieldId::source6, rule.source6, bitsOf( packet.source6 ) ) &&
-                matches( rule, FieldId::destination6, rule.destination6,
-                         bitsOf( packet.destination6 ) );
   const U8 tos = packet.trafficClass.value_or( 0 );
-  return addresses && matches( rule, FieldId::dscp, rule.dscp, bitsOf( tos / 4U ) ) &&
+  return matches( rule, FieldId::dscp, rule.dscp, bitsOf( tos / 4U ) ) &&
          matches( rule, FieldId::ecn, rule.ecn, bitsOf( tos % 4U ) ) &&
          inRange( rule, FieldId::ttl, rule.ttl, packet.hopLimit ) &&
          fragmentMatches( rule.fragments, packet ) && l4Matches( acl, rule, packet );
@@ -269,8 +283,10 @@ void passTables( const Policy & policy, Direction direction, const FrameFields &
 }  // namespace
 
 bool ruleMatches( const Acl & acl, const AclRule & rule, const FrameFields & packet ) {
-  return ofKind( acl.kind, packet ) && l2Matches( rule, packet ) &&
-         l3Matches( acl, rule, packet ) && udfsMatch( acl.kind, rule, packet );
+  // Addresses first: they reject most rules.
+  return ofKind( acl.kind, packet ) && addressesMatch( acl.kind, rule, packet ) &&
+         l2Matches( rule, packet ) && l3Matches( acl, rule, packet ) &&
+         udfsMatch( acl.kind, rule, packet );
 }
 
 PacketFate expectedFate( const Policy & policy, const FrameFields & entering,
