@@ -76,6 +76,73 @@ U32 AclFeature::defaultEntries() const {
       []( const Table & table ) { return table.rest != Forwarding::none; } ) );
 }
 
+// Tables of lists that are programmed again as a whole come first: if others do not fit, they find
+// what they had.
+std::vector< AclFeature::Share > AclFeature::sharesOf( const std::vector< Acl > & acls,
+                                                       Forwarding rest ) {
+  for ( const Acl & acl : acls )
+    tableOf( classOf( acl ) );
+  if ( rest != Forwarding::none && std::none_of( acls.begin(), acls.end(), []( const Acl & acl ) {
+         return acl.use == AclUse::filter;
+       } ) )
+    tableOf( {} );
+  std::vector< Share > shares;
+  for ( Table & table : tables_ ) {
+    Share & share = shares.emplace_back( Share{ &table, {}, nullptr } );
+    for ( U32 i = 0; i < acls.size(); ++i )
+      if ( classOf( acls[ i ] ) == table.lists )
+        share.lists.push_back( { i, &acls[ i ] } );
+    const bool decided =
+        !share.lists.empty() && share.lists.back().acl->defaultAction != Forwarding::none;
+    const bool wanted = !share.lists.empty() || table.lists == ListClass();
+    if ( rest == Forwarding::none || table.lists.use != AclUse::filter || decided || !wanted )
+      continue;
+    share.restList = std::make_unique< Acl >();
+    share.restList->name = "implicit";
+    share.restList->kind = table.lists.kind;
+    share.restList->direction = table.lists.direction;
+    share.restList->defaultAction = rest;
+    share.lists.push_back( { static_cast< U32 >( acls.size() ), share.restList.get() } );
+  }
+  std::stable_partition( shares.begin(), shares.end(), []( const Share & share ) {
+    return share.table->lists.use != AclUse::filter;
+  } );
+  return shares;
+}
+
+// Old rules are removed only when all new ones are there.
+bool AclFeature::replaceFrom( std::vector< Share > & shares, size_t at, AclChange & change ) {
+  if ( at == shares.size() )
+    return true;
+  Share & share = shares[ at ];
+  bool done = true;
+  EditCounts counts;
+  const auto shortage =
+      share.table->table->replace( share.lists, Replacement::inPlace, counts,
+                                   [ & ] { return done = replaceFrom( shares, at + 1, change ); } );
+  change.counts.add( counts );
+  if ( shortage )
+    change.shortage = shortage;
+  return done && !shortage;
+}
+
+AclChange AclFeature::replaceAcls( const std::vector< Acl > & acls, Forwarding rest ) {
+  AclChange change;
+  std::vector< Share > shares = sharesOf( acls, rest );
+  if ( replaceFrom( shares, 0, change ) ) {
+    acls_.clear();
+    for ( const Acl & acl : acls )
+      acls_.push_back( &acl );
+    shortages_.assign( acls.size(), std::nullopt );
+    for ( Share & share : shares ) {
+      share.table->rest = share.restList ? rest : Forwarding::none;
+      share.table->restList = std::move( share.restList );
+    }
+    rebuildPolicy();
+  }
+  return change;
+}
+
 void AclFeature::refillPolicers() {
   for ( Table & table : tables_ )
     table.table->refillPolicers();
@@ -107,7 +174,9 @@ std::optional< RuleIndex > AclFeature::ruleOf( U32 entryId ) const {
   for ( const Table & table : tables_ )
     if ( const auto owner = table.table->ownerOf( entryId ) ) {
       const auto & rule = owner->rule;
-      return rule && rule->rule < acls_[ rule->acl ]->rules.size() ? rule : std::nullopt;
+      return rule && rule->acl < acls_.size() && rule->rule < acls_[ rule->acl ]->rules.size()
+                 ? rule
+                 : std::nullopt;
     }
   return std::nullopt;
 }

@@ -21,6 +21,12 @@
 
 namespace Agent {
 
+// What AclFeature::replaceAcls did.
+struct AclChange {
+  std::optional< AclShortage > shortage;  // why it is not done
+  EditCounts counts;
+};
+
 class AclFeature {
  public:
   // `platform` must outlive the feature.
@@ -47,6 +53,12 @@ class AclFeature {
   // lists whose last list does not state one, or in the IPv4 table for packets that enter if there
   // is none. Stops at the first that does not fit.
   std::optional< AclResource > addDefault( Forwarding action );
+  // Replaces all lists by others, entry by entry (AclTable::replace), and the default action. Those
+  // of both keep their entries and counters. All of them fit, or nothing changes. The platform must
+  // support them together (listFault); they must outlive the feature or the next replacement, and
+  // the old ones this call. Not after addAcl and addDefault; follow it only with itself, queries,
+  // refillPolicers() and clear().
+  AclChange replaceAcls( const std::vector< Acl > & acls, Forwarding rest );
   // Resets all policers to full buckets.
   void refillPolicers();
   // Releases everything.
@@ -72,8 +84,17 @@ class AclFeature {
     ListClass lists;
     std::unique_ptr< AclTable > table;
     Forwarding rest = Forwarding::none;
+    std::unique_ptr< Acl > restList = {};  // `rest` as the last list, of replaceAcls
+  };
+  // What a table gets in replaceAcls.
+  struct Share {
+    Table * table;
+    std::vector< PolicyTable::List > lists;
+    std::unique_ptr< Acl > restList;
   };
 
+  std::vector< Share > sharesOf( const std::vector< Acl > & acls, Forwarding rest );
+  bool replaceFrom( std::vector< Share > & shares, size_t at, AclChange & change );
   Table & tableOf( const ListClass & lists );
   void rebuildPolicy();
 

@@ -48,6 +48,7 @@ AclTable::AclTable( Morvane::MorvaneTcamGroupManager & groupManager, U32 unit,
     : groupManager_( groupManager ),
       unit_( unit ),
       kind_( lists.kind ),
+      use_( lists.use ),
       choice_( choice ),
       matchesRanges_( matchesRanges( platform, *shareOf( platform, lists ) ) ),
       portKey_( portKey( platform, *shareOf( platform, lists ), kind_ ) ),
@@ -277,8 +278,7 @@ std::optional< AclResource > AclTable::addEntries( ProgrammedRule & rule ) {
   const Kiv::Ptr< Morvane::StatTypes > statTypes = statTypesOf( rule.rule() );
   const EntryActions actions = { rule.rule().forwarding, rule.rule().copyToCpu,
                                  rule.rule().mirror ? acl.mirrorPort : std::nullopt };
-  rule.firstEntry = static_cast< U32 >( owners_.size() );
-  rule.entries = 0;
+  rule.entries.clear();
   const EntryPlan plan( acl, rule.rule(), rule.checkers, portKey_ );
   for ( U64 i = 0; i < plan.size(); ++i ) {
     EntryMatch match = plan.entry( i );
@@ -290,13 +290,14 @@ std::optional< AclResource > AclTable::addEntries( ProgrammedRule & rule ) {
         manager_->inPortsForEntryIs( unit_, entryId, *match.ports, allPorts(), true );
       if ( rule.policer )
         manager_->attachPolicer( unit_, entryId, *rule.policer, true );
-      if ( rule.priority )
-        manager_->setPriorityForEntry( unit_, entryId, *rule.priority - rule.entries );
+      const auto before = static_cast< U32 >( rule.entries.size() );
+      if ( rule.priority && *rule.priority - before != manager_->defaultPrio( entryId ) )
+        manager_->setPriorityForEntry( unit_, entryId, *rule.priority - before );
       manager_->installEntry( unit_, entryId );
+      rule.entries.push_back( entryId - manager_->baseEntry() );
     };
     if ( const auto resource = addEntry( desc, { rule.index }, statTypes, program ) )
       return resource;
-    ++rule.entries;
   }
   return std::nullopt;
 }
@@ -305,15 +306,30 @@ std::optional< AclResource > AclTable::addEntry( const Kiv::String8 & desc,
                                                  const EntryOwner & owner,
                                                  const Kiv::Ptr< Morvane::StatTypes > & statTypes,
                                                  const std::function< void( U32 ) > & program ) {
-  const U32 wanted = manager_->baseEntry() + static_cast< U32 >( owners_.size() );
+  const U32 offset = freeOffset();
+  const U32 wanted = manager_->baseEntry() + offset;
   if ( wanted == manager_->endEntry() )
     return AclResource::entries;
   const U32 entryId = manager_->getEntryWithStats( unit_, wanted, desc, statTypes );
   if ( entryId == 0 )
     return shortage();
-  owners_.push_back( owner );
+  if ( offset == owners_.size() ) {
+    owners_.push_back( owner );
+  } else {
+    owners_[ offset ] = owner;
+    --vacant_;
+  }
   program( entryId );
   return std::nullopt;
+}
+
+// The first one that a removed entry has left, or the next after all others.
+U32 AclTable::freeOffset() const {
+  const auto first = vacant_ == 0
+                         ? owners_.end()
+                         : std::find_if( owners_.begin(), owners_.end(),
+                                         []( const EntryOwner & owner ) { return owner.vacant; } );
+  return static_cast< U32 >( first - owners_.begin() );
 }
 
 // If the group has room for an entry, only its counters can be missing.
@@ -331,6 +347,7 @@ AclResource AclTable::shortage() {
 void AclTable::forgetEntries() {
   groupRebuilt_ = true;
   owners_.clear();
+  vacant_ = 0;
   programmed_ = 0;
   for ( ProgrammedRule & rule : rules_ )
     rule.fields = 0;
@@ -349,15 +366,20 @@ void AclTable::unprogramLastRule() {
 void AclTable::releaseLastEntry() {
   const bool vacant = owners_.back().vacant;
   owners_.pop_back();
-  if ( !vacant )
+  if ( vacant )
+    --vacant_;
+  else
     manager_->releaseEntry( unit_, manager_->baseEntry() + static_cast< U32 >( owners_.size() ) );
 }
 
 void AclTable::vacate( U32 offset ) {
   manager_->releaseEntry( unit_, manager_->baseEntry() + offset );
   owners_[ offset ] = { {}, true };
-  while ( !owners_.empty() && owners_.back().vacant )
+  ++vacant_;
+  while ( !owners_.empty() && owners_.back().vacant ) {
     owners_.pop_back();
+    --vacant_;
+  }
 }
 
 void AclTable::unprogramAll() {
@@ -409,8 +431,8 @@ RuleCounters AclTable::counters( const ProgrammedRule & rule ) {
   if ( !manager_->allocateStatsPerEntry() )
     return sum;
   const WantedCounters & wanted = rule.rule().counters;
-  for ( U32 i = 0; i < rule.entries; ++i ) {
-    const U32 entry = manager_->baseEntry() + rule.firstEntry + i;
+  for ( const U32 offset : rule.entries ) {
+    const U32 entry = manager_->baseEntry() + offset;
     if ( wanted.packets )
       sum.packets += manager_->hitsForEntry( unit_, entry );
     for ( const Morvane::PipeCopy at : groupManager_.pipeCopies( unit_, group() ) ) {

@@ -47,6 +47,7 @@ struct AclShortage {
   AclResource resource = AclResource::entries;
   // Leading rules of the list that fit, with its default action; only if it is wanted.
   U32 fitting = 0;
+  U32 acl = 0;  // of a replacement: the list, by the index given
 };
 
 // Entries that a list could still get; the least of both.
@@ -86,6 +87,13 @@ struct EditCounts {
   U32 moved = 0;  // their priority changed
   U32 added = 0;
   U32 removed = 0;
+
+  void add( const EditCounts & other ) {
+    kept += other.kept;
+    moved += other.moved;
+    added += other.added;
+    removed += other.removed;
+  }
 };
 
 // A rule, or a list's default action, with its resources.
@@ -94,9 +102,8 @@ struct ProgrammedRule {
   RuleIndex index;
   RangeCheckers checkers;
   std::optional< U32 > policer;
-  U32 firstEntry = 0;  // relative to the table's first entry
-  U32 entries = 0;
-  U32 fields = 0;  // user-defined fields that it holds
+  std::vector< U32 > entries;  // relative to the table's first entry
+  U32 fields = 0;              // user-defined fields that it holds
   // Of its first entry; the others follow. Empty: the library's, by entry id.
   std::optional< U32 > priority;
 
@@ -130,13 +137,18 @@ class AclTable {
   // Platform::InputError for a field that the group lacks.
   std::optional< AclShortage > addAcl( const Acl & acl, U32 index,
                                        const std::function< void() > & whenFull );
-  // Replaces all lists, whose default actions are their own (isDecided), by others of the class.
-  // Not for lists with user-defined fields. Packets meet the old lists or the new ones at any time,
-  // except with Replacement::breakBeforeMake. Returns nothing if it is done; otherwise the table
-  // has the old lists, and with breakBeforeMake only those of their rules that are also in the new
-  // ones. Call nothing but queries and clear() afterwards.
+  // Replaces all lists by others of the class, which must be supported together; not after
+  // addDefault. Packets meet the old lists or the new ones at any time, except with
+  // Replacement::breakBeforeMake. Lists whose group depends on their rules (user-defined fields)
+  // are programmed again as a whole if their rules differ. Returns nothing if it is done; otherwise
+  // the table has the old lists, and with breakBeforeMake only those of their rules that are also
+  // in the new ones. Call nothing but replace, queries and clear() afterwards.
+  //
+  // `others` is called while the table has the new rules beside the old ones. If it returns false,
+  // the table has the old lists.
   std::optional< AclShortage > replace( const std::vector< PolicyTable::List > & lists,
-                                        Replacement by, EditCounts & counts );
+                                        Replacement by, EditCounts & counts,
+                                        const std::function< bool() > & others = {} );
   // Lists that were lost in a group rebuild since the last call.
   std::vector< std::pair< U32, AclShortage > > takeLost();
   // Programs what happens to packets of the kind that no list decides about: permit or drop.
@@ -167,6 +179,11 @@ class AclTable {
   using ListShortage = std::pair< U32, AclShortage >;
   class Edit;
 
+  std::vector< PolicyTable::List > lists() const;
+  std::optional< AclShortage > addAll( const std::vector< PolicyTable::List > & lists );
+  std::optional< AclShortage > programAgain( const std::vector< PolicyTable::List > & lists,
+                                             EditCounts & counts,
+                                             const std::function< bool() > & others );
   std::optional< AclShortage > programAcl( const Acl & acl, U32 index );
   std::optional< AclResource > acquire( ProgrammedRule & rule );
   void releaseResources( ProgrammedRule & rule );
@@ -188,6 +205,9 @@ class AclTable {
   void unprogramAll();
   void releaseLastEntry();
   void vacate( U32 offset );
+  U32 freeOffset() const;
+  U32 priorityOf( const ProgrammedRule & rule ) const;
+  U32 plannedEntries( const ProgrammedRule & rule ) const;
   void releaseIdleGroup();
   bool groupIsLive() const;
   void addColours( U32 entryId, RuleCounters & sum );
@@ -195,6 +215,7 @@ class AclTable {
   Morvane::MorvaneTcamGroupManager & groupManager_;
   const U32 unit_;
   const AclKind kind_;
+  const AclUse use_;
   const RangeChoice & choice_;
   const bool matchesRanges_;  // the group can match range checker results
   const PortKey portKey_;
@@ -205,6 +226,7 @@ class AclTable {
   size_t programmed_ = 0;                // leading rules that have their entries
   bool groupRebuilt_ = false;            // rebuilt or lost while programming the current list
   std::vector< EntryOwner > owners_;     // by entry id, from the share's first on
+  size_t vacant_ = 0;                    // of `owners_`
   std::vector< std::pair< U32, AclShortage > > lost_;
   std::function< void() > onRule_;
   std::function< void() > onField_;

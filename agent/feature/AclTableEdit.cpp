@@ -3,13 +3,15 @@
 // Rules of both keep their entries. All rules, old and new, form one sequence of precedence. While
 // new rules are added, the first ones first, all old rules are present; while old rules are
 // removed, the last ones first, all new rules are. So the first match of a packet is always that of
-// the old lists or that of the new ones, unless old rules must be removed first.
+// the old lists or that of the new ones, unless old rules must be removed first. Entries that move
+// to make room for others do so in an order that keeps their precedence.
 #include <algorithm>
 #include <deque>
 #include <map>
 #include <utility>
 
 #include "agent/feature/AclTable.h"
+#include "agent/feature/PriorityPlan.h"
 #include "agent/feature/RuleKey.h"
 #include "kiv/Assert.h"
 
@@ -29,20 +31,50 @@ std::vector< ProgrammedRule > rulesOf( const std::vector< PolicyTable::List > & 
   return rules;
 }
 
-// For each new rule an equal old one that no other has, or none.
-std::vector< size_t > equalRules( const std::vector< ProgrammedRule > & old,
-                                  const std::vector< ProgrammedRule > & fresh ) {
-  std::map< std::string, std::deque< size_t > > places;
-  for ( size_t i = 0; i < old.size(); ++i )
-    places[ ruleKey( *old[ i ].acl, old[ i ].rule() ) ].push_back( i );
-  std::vector< size_t > equal;
-  for ( const ProgrammedRule & rule : fresh ) {
-    std::deque< size_t > & left = places[ ruleKey( *rule.acl, rule.rule() ) ];
-    equal.push_back( left.empty() ? none : left.front() );
-    if ( !left.empty() )
+std::vector< std::string > keysOf( const std::vector< ProgrammedRule > & rules ) {
+  std::vector< std::string > keys;
+  for ( const ProgrammedRule & rule : rules )
+    keys.push_back( ruleKey( *rule.acl, rule.rule() ) );
+  return keys;
+}
+
+// For each new rule an equal old one that no other has, or none. Rules before and after all changes
+// have the one in their place, though others are equal as well.
+std::vector< size_t > equalRules( const std::vector< std::string > & old,
+                                  const std::vector< std::string > & fresh ) {
+  const auto first = std::mismatch( old.begin(), old.end(), fresh.begin(), fresh.end() );
+  const auto head = static_cast< size_t >( first.first - old.begin() );
+  const size_t tailMax = std::min( old.size(), fresh.size() ) - head;
+  size_t tail = 0;
+  while ( tail < tailMax && old[ old.size() - 1 - tail ] == fresh[ fresh.size() - 1 - tail ] )
+    ++tail;
+  std::map< std::string_view, std::deque< size_t > > places;
+  for ( size_t i = head; i < old.size() - tail; ++i )
+    places[ old[ i ] ].push_back( i );
+  std::vector< size_t > equal( fresh.size(), none );
+  for ( size_t i = 0; i < fresh.size(); ++i ) {
+    std::deque< size_t > & left = places[ fresh[ i ] ];
+    if ( i < head ) {
+      equal[ i ] = i;
+    } else if ( i >= fresh.size() - tail ) {
+      equal[ i ] = i + old.size() - fresh.size();
+    } else if ( !left.empty() ) {
+      equal[ i ] = left.front();
       left.pop_front();
+    }
   }
   return equal;
+}
+
+// Whether the lists that they are of can stay as they are programmed.
+bool sameRules( const std::vector< ProgrammedRule > & old,
+                const std::vector< ProgrammedRule > & fresh ) {
+  return std::equal(
+      old.begin(), old.end(), fresh.begin(), fresh.end(),
+      []( const ProgrammedRule & a, const ProgrammedRule & b ) {
+        return a.acl->flowProtocol == b.acl->flowProtocol &&
+               ruleKey( *a.acl, a.rule() ) == ruleKey( *b.acl, b.rule() );
+      } );
 }
 
 // Keeps a longest part whose values ascend; the others become `none`.
@@ -75,7 +107,7 @@ class AclTable::Edit {
   Edit( AclTable & table, const std::vector< PolicyTable::List > & lists, Replacement by,
         EditCounts & counts );
 
-  std::optional< AclShortage > run();
+  std::optional< AclShortage > run( const std::function< bool() > & others );
 
  private:
   // A rule of the table, one that is added to it, or one that is both.
@@ -93,12 +125,17 @@ class AclTable::Edit {
     return place.old && ( place.fresh || by_ != Replacement::breakBeforeMake );
   }
 
-  bool idsSuffice( const std::vector< ProgrammedRule > & fresh,
-                   const std::vector< size_t > & equal ) const;
+  static AclShortage shortageAt( const Place & place, AclResource resource ) {
+    return { place.rule.index.rule, resource, 0, place.rule.index.acl };
+  }
+
   void addOld( size_t end );
+  std::optional< AclShortage > addAll();
   std::optional< AclShortage > acquireAll();
-  bool addsBetween() const;
-  void moveDown();
+  std::optional< AclShortage > makeRoom();
+  std::vector< PrioritySlot > slots() const;
+  void moveTo( const std::vector< PrioritySlot > & slots );
+  void move( ProgrammedRule & rule, U32 priority );
   std::optional< AclShortage > add();
   void removeIf( bool old );
   void keepStaying();
@@ -116,14 +153,12 @@ AclTable::Edit::Edit( AclTable & table, const std::vector< PolicyTable::List > &
     : table_( table ), by_( by ), counts_( counts ) {
   std::vector< ProgrammedRule > fresh = rulesOf( lists );
   std::vector< size_t > equal( fresh.size(), none );
-  if ( by_ != Replacement::makeBeforeBreak ) {
-    equal = equalRules( table_.rules_, fresh );
+  if ( by_ == Replacement::makeBeforeBreak ) {
+    addOld( table_.rules_.size() );
+  } else {
+    equal = equalRules( keysOf( table_.rules_ ), keysOf( fresh ) );
     keepAscending( equal );
   }
-  if ( by_ == Replacement::breakBeforeMake && !idsSuffice( fresh, equal ) )
-    std::fill( equal.begin(), equal.end(), none );
-  if ( by_ == Replacement::makeBeforeBreak )
-    addOld( table_.rules_.size() );
   for ( size_t i = 0; i < fresh.size(); ++i ) {
     if ( equal[ i ] == none ) {
       places_.push_back( { std::move( fresh[ i ] ), false, true, {}, nullptr } );
@@ -136,16 +171,6 @@ AclTable::Edit::Edit( AclTable & table, const std::vector< PolicyTable::List > &
   addOld( table_.rules_.size() );
 }
 
-// The ids of removed entries are not used again while later ones are.
-bool AclTable::Edit::idsSuffice( const std::vector< ProgrammedRule > & fresh,
-                                 const std::vector< size_t > & equal ) const {
-  U64 ids = table_.owners_.size();
-  for ( size_t i = 0; i < fresh.size(); ++i )
-    if ( equal[ i ] == none )
-      ids += EntryPlan( *fresh[ i ].acl, fresh[ i ].rule(), {}, table_.portKey_ ).size();
-  return ids <= table_.manager_->endEntry() - table_.manager_->baseEntry();
-}
-
 void AclTable::Edit::addOld( size_t end ) {
   for ( ; oldPlaced_ < end; ++oldPlaced_ )
     places_.push_back( { table_.rules_[ oldPlaced_ ], true, false, {}, nullptr } );
@@ -155,36 +180,71 @@ std::optional< AclShortage > AclTable::Edit::acquireAll() {
   for ( Place & place : places_ )
     if ( !place.old )
       if ( const auto resource = table_.acquire( place.rule ) )
-        return AclShortage{ place.rule.index.rule, *resource };
+        return shortageAt( place, *resource );
   return std::nullopt;
 }
 
-// New entries take ids after all others, and have their precedence by id unless others follow them.
-bool AclTable::Edit::addsBetween() const {
-  const auto added = std::find_if(
-      places_.begin(), places_.end(), []( const Place & place ) { return !place.old; } );
-  return std::any_of( added, places_.end(),
-                      [ this ]( const Place & place ) { return present( place ); } );
+// Of the places whose entries are present, and of those that are to be added.
+std::vector< PrioritySlot > AclTable::Edit::slots() const {
+  std::vector< PrioritySlot > slots;
+  for ( const Place & place : places_ )
+    if ( present( place ) )
+      slots.push_back(
+          { static_cast< U32 >( place.rule.entries.size() ), table_.priorityOf( place.rule ) } );
+    else if ( !place.old )
+      slots.push_back( { table_.plannedEntries( place.rule ), {} } );
+  return slots;
 }
 
-// The entries take the lowest priorities that the share has, so that the others fit in between. The
-// last ones move first, so that their order does not change.
-void AclTable::Edit::moveDown() {
-  U32 priority = table_.manager_->defaultPrio( table_.manager_->endEntry() - 1 );
-  for ( auto place = places_.rbegin(); place != places_.rend(); ++place ) {
-    ProgrammedRule & rule = place->rule;
-    if ( place->old && !present( *place ) )
+std::optional< AclShortage > AclTable::Edit::makeRoom() {
+  std::vector< PrioritySlot > planned = slots();
+  U64 entries = 0;
+  for ( const PrioritySlot & slot : planned )
+    entries += slot.top ? slot.entries : 0;
+  const U32 first = table_.manager_->baseEntry();
+  const U32 end = table_.manager_->endEntry();
+  for ( const Place & place : places_ )
+    if ( !place.old && ( entries += table_.plannedEntries( place.rule ) ) > end - first )
+      return shortageAt( place, AclResource::entries );
+  // In an empty table the library's priorities are those that are wanted.
+  if ( table_.owners_.empty() )
+    return std::nullopt;
+  planPriorities( planned, table_.manager_->defaultPrio( first ),
+                  table_.manager_->defaultPrio( end - 1 ) );
+  moveTo( planned );
+  return std::nullopt;
+}
+
+// Those that move down do so from the last one on, then the others from the first one on.
+void AclTable::Edit::moveTo( const std::vector< PrioritySlot > & slots ) {
+  std::vector< std::pair< ProgrammedRule *, U32 > > up;
+  std::vector< std::pair< ProgrammedRule *, U32 > > down;
+  auto slot = slots.begin();
+  for ( Place & place : places_ ) {
+    if ( place.old && !present( place ) )
       continue;
-    const U64 entries =
-        place->old ? rule.entries
-                   : EntryPlan( *rule.acl, rule.rule(), rule.checkers, table_.portKey_ ).size();
-    for ( U32 i = rule.entries; i-- != 0; ++counts_.moved )
-      table_.manager_->setPriorityForEntry( table_.unit_,
-                                            table_.manager_->baseEntry() + rule.firstEntry + i,
-                                            priority + ( rule.entries - 1 - i ) );
-    priority += static_cast< U32 >( entries );
-    rule.priority = priority - 1;
+    const U32 top = *( slot++ )->top;
+    if ( !place.old )
+      place.rule.priority = top;
+    else if ( const U32 now = table_.priorityOf( place.rule ); now != top )
+      ( top > now ? up : down ).emplace_back( &place.rule, top );
   }
+  for ( auto each = down.rbegin(); each != down.rend(); ++each )
+    move( *each->first, each->second );
+  for ( const auto & [ rule, top ] : up )
+    move( *rule, top );
+}
+
+void AclTable::Edit::move( ProgrammedRule & rule, U32 priority ) {
+  const auto size = static_cast< U32 >( rule.entries.size() );
+  const bool down = priority < table_.priorityOf( rule );
+  for ( U32 i = 0; i < size; ++i ) {
+    const U32 each = down ? size - 1 - i : i;
+    table_.manager_->setPriorityForEntry(
+        table_.unit_, table_.manager_->baseEntry() + rule.entries[ each ], priority - each );
+  }
+  rule.priority = priority;
+  counts_.moved += size;
 }
 
 std::optional< AclShortage > AclTable::Edit::add() {
@@ -192,9 +252,9 @@ std::optional< AclShortage > AclTable::Edit::add() {
     if ( place.old )
       continue;
     const auto resource = table_.addEntries( place.rule );
-    counts_.added += place.rule.entries;
+    counts_.added += static_cast< U32 >( place.rule.entries.size() );
     if ( resource )
-      return AclShortage{ place.rule.index.rule, *resource };
+      return shortageAt( place, *resource );
   }
   return std::nullopt;
 }
@@ -205,9 +265,9 @@ void AclTable::Edit::removeIf( bool old ) {
     if ( place->old != old || place->stays() )
       continue;
     ProgrammedRule & rule = place->rule;
-    counts_.removed += old ? rule.entries : 0;
-    for ( ; rule.entries != 0; --rule.entries )
-      table_.vacate( rule.firstEntry + rule.entries - 1 );
+    counts_.removed += old ? static_cast< U32 >( rule.entries.size() ) : 0;
+    for ( ; !rule.entries.empty(); rule.entries.pop_back() )
+      table_.vacate( rule.entries.back() );
     table_.releaseResources( rule );
   }
 }
@@ -216,7 +276,7 @@ void AclTable::Edit::removeIf( bool old ) {
 void AclTable::Edit::keepStaying() {
   table_.rules_.clear();
   for ( Place & place : places_ )
-    if ( place.stays() )
+    if ( present( place ) )
       table_.rules_.push_back( std::move( place.rule ) );
   table_.programmed_ = table_.rules_.size();
 }
@@ -229,27 +289,34 @@ void AclTable::Edit::finish() {
     if ( place.old ) {
       place.rule.acl = place.freshAcl;
       place.rule.index = place.freshIndex;
-      counts_.kept += place.rule.entries;
-      for ( U32 i = 0; i < place.rule.entries; ++i )
-        table_.owners_[ place.rule.firstEntry + i ].rule = place.rule.index;
+      counts_.kept += static_cast< U32 >( place.rule.entries.size() );
+      for ( const U32 offset : place.rule.entries )
+        table_.owners_[ offset ].rule = place.rule.index;
     }
     table_.rules_.push_back( std::move( place.rule ) );
   }
   table_.programmed_ = table_.rules_.size();
 }
 
-std::optional< AclShortage > AclTable::Edit::run() {
+std::optional< AclShortage > AclTable::Edit::addAll() {
+  if ( auto shortage = acquireAll() )
+    return shortage;
+  if ( auto shortage = makeRoom() )
+    return shortage;
+  return add();
+}
+
+std::optional< AclShortage > AclTable::Edit::run( const std::function< bool() > & others ) {
   if ( by_ == Replacement::breakBeforeMake )
     removeIf( true );
-  auto shortage = acquireAll();
-  if ( !shortage && addsBetween() )
-    moveDown();
-  if ( !shortage )
-    shortage = add();
-  if ( shortage ) {
+  std::vector< PrioritySlot > before = slots();
+  for ( PrioritySlot & slot : before )
+    slot.top = slot.top.value_or( 0 );
+  const auto shortage = addAll();
+  if ( shortage || ( others && !others() ) ) {
     removeIf( false );
-    if ( by_ == Replacement::breakBeforeMake )
-      keepStaying();
+    moveTo( before );
+    keepStaying();
     return shortage;
   }
   if ( by_ != Replacement::breakBeforeMake )
@@ -258,11 +325,60 @@ std::optional< AclShortage > AclTable::Edit::run() {
   return std::nullopt;
 }
 
+// --- The table -------------------------------------------------------------------------------
+
+U32 AclTable::priorityOf( const ProgrammedRule & rule ) const {
+  return rule.priority ? *rule.priority
+                       : manager_->defaultPrio( manager_->baseEntry() + rule.entries.front() );
+}
+
+U32 AclTable::plannedEntries( const ProgrammedRule & rule ) const {
+  return static_cast< U32 >( EntryPlan( *rule.acl, rule.rule(), rule.checkers, portKey_ ).size() );
+}
+
+std::vector< PolicyTable::List > AclTable::lists() const {
+  std::vector< PolicyTable::List > lists;
+  for ( const ProgrammedRule & rule : rules_ )
+    if ( lists.empty() || lists.back().acl != rule.acl )
+      lists.push_back( { rule.index.acl, rule.acl } );
+  return lists;
+}
+
+std::optional< AclShortage > AclTable::addAll( const std::vector< PolicyTable::List > & lists ) {
+  for ( const PolicyTable::List & list : lists )
+    if ( auto shortage = addAcl( *list.acl, list.index, {} ) ) {
+      clear();
+      lost_.clear();
+      shortage->acl = list.index;
+      return shortage;
+    }
+  return std::nullopt;
+}
+
+// What was programmed before fits again: nothing else has taken its place.
+std::optional< AclShortage > AclTable::programAgain( const std::vector< PolicyTable::List > & fresh,
+                                                     EditCounts & counts,
+                                                     const std::function< bool() > & others ) {
+  const std::vector< PolicyTable::List > old = lists();
+  counts.removed = static_cast< U32 >( owners_.size() );
+  clear();
+  const auto shortage = addAll( fresh );
+  counts.added = static_cast< U32 >( owners_.size() );
+  if ( shortage || ( others && !others() ) ) {
+    clear();
+    KIV_ASSERT( !addAll( old ) );
+  }
+  return shortage;
+}
+
 std::optional< AclShortage > AclTable::replace( const std::vector< PolicyTable::List > & lists,
-                                                Replacement by, EditCounts & counts ) {
-  KIV_ASSERT( !fields_.acquiredPerRule() && programmed_ == rules_.size() );
+                                                Replacement by, EditCounts & counts,
+                                                const std::function< bool() > & others ) {
+  KIV_ASSERT( programmed_ == rules_.size() );
   counts = {};
-  return Edit( *this, lists, by, counts ).run();
+  if ( use_ != AclUse::filter && !sameRules( rules_, rulesOf( lists ) ) )
+    return programAgain( lists, counts, others );
+  return Edit( *this, lists, by, counts ).run( others );
 }
 
 }  // namespace Agent

@@ -221,7 +221,7 @@ TEST( CostTest, AgreesWithWhatIsProgrammed ) {
     for ( U32 acl = 0; acl < 2; ++acl ) {
       ASSERT_FALSE( feature.addAcl( acls[ acl ] ) );
       for ( U32 rule = 0; rule < acls[ acl ].size(); ++rule )
-        EXPECT_EQ( feature.find( { acl, rule } )->entries,
+        EXPECT_EQ( feature.find( { acl, rule } )->entries.size(),
                    cost.lists[ acl ].rules[ rule ].entries );
     }
     U32 taken = 0;

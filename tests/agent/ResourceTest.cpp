@@ -27,7 +27,7 @@ Acl rangeAcl( const std::vector< PortRange > & ranges ) {
 std::vector< U32 > entriesOf( const AclFeature & feature, const Acl & acl, U32 index ) {
   std::vector< U32 > entries;
   for ( U32 rule = 0; rule < acl.rules.size(); ++rule )
-    entries.push_back( feature.find( { index, rule } )->entries );
+    entries.push_back( static_cast< U32 >( feature.find( { index, rule } )->entries.size() ) );
   return entries;
 }
 
