@@ -337,8 +337,9 @@ std::string Explainer::whyNone( const Sent & sent, const SoftAsic::GroupView & g
 
 std::string Explainer::nameOf( const RuleIndex & index ) const {
   const Acl & acl = input_.acls[ index.acl ];
-  return fmt::format( "{} rule {} (line {})", acl.name, index.rule + 1,
-                      acl.rules[ index.rule ].line );
+  const U32 line = acl.rules[ index.rule ].line;
+  return fmt::format( "{} rule {}{}", acl.name, index.rule + 1,
+                      line == 0 ? "" : fmt::format( " (line {})", line ) );
 }
 
 RuleVerdict Explainer::verdictOf( const Sent & sent, const RuleIndex & index ) const {

@@ -19,9 +19,7 @@ namespace Agent {
 namespace {
 
 // What to explain: a packet of the run, after those before it, or one in words.
-struct Wanted {
-  Packet packet;
-  PortPair ports;
+struct Wanted : SentPacket {
   std::string name;
   U64 before = 0;  // packets of the run to send first
 };
@@ -37,33 +35,35 @@ void setPort( const RunInput & input, const char * word, const std::optional< st
   port = ports->low;
 }
 
-Wanted inWords( const RunInput & input, const std::string & text ) {
-  TextPacket read;
-  try {
-    read = packetFromText( text );
-  } catch ( const PacketTextError & error ) {
-    throw UsageError( fmt::format( "--packet: {}", error.what() ) );
-  }
-  Wanted wanted = { { makeFrame( read.fields ), 0 },
-                    input.ports.front(),
-                    fmt::format( "Packet \"{}\"", text ),
-                    0 };
-  setPort( input, "in", read.inPort, wanted.ports.in );
-  setPort( input, "out", read.outPort, wanted.ports.out );
-  return wanted;
-}
-
 Wanted ofRun( const RunInput & input, U64 number ) {
   const std::vector< Packet > & packets = input.packets.packets;
   if ( packets.empty() )
     throw UsageError( "--packet: a number needs packets: --packets FILE or --random N" );
   if ( number == 0 || number > packets.size() )
     throw UsageError( fmt::format( "--packet: the run has the packets 1 to {}", packets.size() ) );
-  return { packets[ number - 1 ], input.portsOfPacket( number - 1 ),
-           fmt::format( "Packet {} of {}", number, packets.size() ), number - 1 };
+  return { { packets[ number - 1 ], input.portsOfPacket( number - 1 ) },
+           fmt::format( "Packet {} of {}", number, packets.size() ),
+           number - 1 };
+}
+
+Wanted inWords( const RunInput & input, const std::string & text ) {
+  return { packetInWords( input, text ), fmt::format( "Packet \"{}\"", text ), 0 };
 }
 
 }  // namespace
+
+SentPacket packetInWords( const RunInput & input, const std::string & text ) {
+  TextPacket read;
+  try {
+    read = packetFromText( text );
+  } catch ( const PacketTextError & error ) {
+    throw UsageError( fmt::format( "--packet: {}", error.what() ) );
+  }
+  SentPacket sent = { { makeFrame( read.fields ), 0 }, input.ports.front() };
+  setPort( input, "in", read.inPort, sent.ports.in );
+  setPort( input, "out", read.outPort, sent.ports.out );
+  return sent;
+}
 
 void addExplainOptions( CLI::App & app, ExplainOptions & explain ) {
   app.add_option( "--packet", explain.packet,

@@ -18,6 +18,16 @@ struct ExplainOptions {
   bool json = false;
 };
 
+// A packet, and the ports by which it enters and leaves.
+struct SentPacket {
+  Packet packet;
+  PortPair ports;
+};
+
+// A packet in words (agent/packets/PacketText.h); by default it has the first ports of the input.
+// Throws UsageError.
+SentPacket packetInWords( const RunInput & input, const std::string & text );
+
 void addExplainOptions( CLI::App & app, ExplainOptions & explain );
 
 // Earlier packets of the run are sent first: they use up policers. Returns whether all lists fit

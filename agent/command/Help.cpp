@@ -47,6 +47,9 @@ constexpr CommandHelp commandHelp[] = {
       "  morvane-tcam explain --acl edge.acl --packet \"tcp 10.0.0.1:1024 > 192.0.2.9:443 flags "
       "syn\"\n"
       "  morvane-tcam explain --acl edge.acl --packets web.pcap --packet 17 --rule edge/4\n" },
+    { "shell",
+      "  morvane-tcam shell --platform small --acl edge.acl\n"
+      "  morvane-tcam shell --script changes.txt --stop-on-error\n" },
     { "platforms", "  morvane-tcam platforms\n" },
 };
 

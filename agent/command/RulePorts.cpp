@@ -26,14 +26,18 @@ std::vector< AnyRange > rangesOf( const Platform::PlatformData & platform, const
 
 }  // namespace
 
+void resolvePorts( const Platform::PlatformData & platform, const std::string & file,
+                   const NamedPorts & ports, AclRule & rule ) {
+  setRanges( rule, ports.field, rangesOf( platform, file, ports ) );
+}
+
 void resolvePorts( const Platform::PlatformData & platform, AclDocument & document ) {
   for ( Acl & acl : document.lists ) {
     std::vector< bool > refused( acl.rules.size() );
     for ( const NamedPorts & ports : acl.namedPorts ) {
       AclRule & rule = acl.rules[ ports.rule ];
-      if ( !document.refusals.guard( acl.name, rule.name.empty() ? "a rule" : rule.name, [ & ] {
-             setRanges( rule, ports.field, rangesOf( platform, acl.file, ports ) );
-           } ) )
+      if ( !document.refusals.guard( acl.name, rule.name.empty() ? "a rule" : rule.name,
+                                     [ & ] { resolvePorts( platform, acl.file, ports, rule ); } ) )
         refused[ ports.rule ] = true;
     }
     acl.namedPorts.clear();

@@ -83,6 +83,9 @@ U64 rulesIn( const std::vector< Acl > & acls );
 // Resolves the ports of rules that their file names. Rules with ports that the platform does not
 // have are refused.
 void resolvePorts( const Platform::PlatformData & platform, AclDocument & document );
+// Those of one rule. Throws Platform::InputError for ports that the platform does not have.
+void resolvePorts( const Platform::PlatformData & platform, const std::string & file,
+                   const NamedPorts & ports, AclRule & rule );
 
 // Sets policers of rules from a list of RULE:RATE[:BURST] (units: docs/rules-file.md). RULE is a
 // number from 1 or, with several lists, LIST/NUMBER. Throws UsageError.

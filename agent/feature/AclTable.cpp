@@ -271,9 +271,11 @@ AclTable::Outcome AclTable::acquireFields( ProgrammedRule & rule ) {
 
 std::optional< AclResource > AclTable::addEntries( ProgrammedRule & rule ) {
   const Acl & acl = *rule.acl;
-  const std::string text = rule.isDefault() ? fmt::format( "{} default", acl.name )
-                                            : fmt::format( "{} rule {} line {}", acl.name,
-                                                           rule.index.rule + 1, rule.rule().line );
+  const std::string text =
+      rule.isDefault() ? fmt::format( "{} default", acl.name )
+      : rule.rule().line == 0
+          ? fmt::format( "{} rule {}", acl.name, rule.index.rule + 1 )
+          : fmt::format( "{} rule {} line {}", acl.name, rule.index.rule + 1, rule.rule().line );
   const Kiv::String8 desc( text.c_str() );
   const Kiv::Ptr< Morvane::StatTypes > statTypes = statTypesOf( rule.rule() );
   const EntryActions actions = { rule.rule().forwarding, rule.rule().copyToCpu,

@@ -97,20 +97,6 @@ void readCounters( JsonFields & fields, AclRule & rule ) {
   rule.counters = wanted;
 }
 
-AclRule readRule( const Acl & acl, const JsonNode & node, std::vector< NamedPorts > & ports ) {
-  JsonFields fields( acl.file, node, "a rule" );
-  AclRule rule;
-  rule.line = node.line;
-  rule.column = node.column;
-  rule.name = fields.text( "name", "" );
-  readRuleMatch( fields, acl.kind, acl.use, rule, ports );
-  readActions( fields, acl, rule );
-  readPolice( fields, rule );
-  readCounters( fields, rule );
-  fields.finish();
-  return rule;
-}
-
 void readUse( JsonFields & fields, Acl & acl ) {
   acl.kind = readName< AclKind >(
       fields, "type", "ipv4",
@@ -181,6 +167,20 @@ bool isRulesFile( const AclSource & source ) {
                       []( const auto & member ) { return member.name == "rules"; } );
 }
 
+AclRule readFileRule( const Acl & acl, const JsonNode & node, std::vector< NamedPorts > & ports ) {
+  JsonFields fields( acl.file, node, "a rule" );
+  AclRule rule;
+  rule.line = node.line;
+  rule.column = node.column;
+  rule.name = fields.text( "name", "" );
+  readRuleMatch( fields, acl.kind, acl.use, rule, ports );
+  readActions( fields, acl, rule );
+  readPolice( fields, rule );
+  readCounters( fields, rule );
+  fields.finish();
+  return rule;
+}
+
 void readRulesFile( const AclSource & source, AclDocument & document ) {
   JsonFields fields( source.file, *source.root, "a rules file" );
   Acl acl;
@@ -204,7 +204,7 @@ void readRulesFile( const AclSource & source, AclDocument & document ) {
         acl.name, [ & ] { return ruleName( node, index ); },
         [ & ] {
           std::vector< NamedPorts > ports;
-          AclRule rule = readRule( acl, node, ports );
+          AclRule rule = readFileRule( acl, node, ports );
           document.requireRoom( acl.name, acl.rules.size(), node.place() );
           for ( NamedPorts & each : ports ) {
             each.rule = static_cast< U32 >( acl.rules.size() );

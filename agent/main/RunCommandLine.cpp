@@ -1,4 +1,4 @@
-#include "agent/command/RunCommandLine.h"
+#include "agent/main/RunCommandLine.h"
 
 #include "agent/command/Help.h"
 

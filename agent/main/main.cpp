@@ -19,12 +19,13 @@
 #include "agent/command/MeaningCommands.h"
 #include "agent/command/Messages.h"
 #include "agent/command/Run.h"
-#include "agent/command/RunCommandLine.h"
 #include "agent/command/UsageError.h"
+#include "agent/main/RunCommandLine.h"
 #include "agent/report/FitReport.h"
 #include "agent/report/OutputFile.h"
 #include "agent/report/PlatformList.h"
 #include "agent/session/SwitchSession.h"
+#include "agent/shell/ShellCommand.h"
 #include "agent/verdict/WhatIf.h"
 #include "kiv/Lock.h"
 #include "platform/InputError.h"
@@ -170,6 +171,7 @@ struct Options {
   Agent::FitOptions fit;
   Agent::MeaningOptions meaning;
   Agent::ExplainOptions explain;
+  Agent::ShellOptions shell;
   Agent::MessageOptions messages;
 };
 
@@ -237,6 +239,12 @@ constexpr Verb verbs[] = {
         Agent::addExplainOptions( app, all.explain );
       },
       []( const Options & all ) { return Agent::explainCommand( all.run, all.explain ); }, true },
+    { "shell", "Keep a switch alive and change its access lists, command by command",
+      []( CLI::App & app, Options & all ) {
+        Agent::addAclOptions( app, all.run );
+        Agent::addShellOptions( app, all.shell );
+      },
+      []( const Options & all ) { return Agent::shellCommand( all.run, all.shell ); }, true },
     { "platforms", "List the built-in platforms", []( CLI::App &, Options & ) {}, printPlatforms },
 };
 
