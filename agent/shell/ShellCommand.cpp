@@ -1,12 +1,14 @@
 #include "agent/shell/ShellCommand.h"
 
 #include <fmt/core.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <fstream>
 #include <iostream>
 
 #include "agent/report/OutputFile.h"
+#include "agent/shell/LineEditor.h"
 #include "agent/shell/Shell.h"
 #include "platform/InputError.h"
 
@@ -28,6 +30,19 @@ bool runScript( Shell & shell, std::istream & script, const std::string & name, 
       break;
   }
   return done;
+}
+
+// What is wrong ends nothing here: its reader sees it, and types on.
+void runTerminal( Shell & shell ) {
+  LineEditor editor( "morvane> ", historyFile(),
+                     [ & ]( std::string_view line ) { return completions( shell.live(), line ); } );
+  while ( !shell.ended() ) {
+    const auto line = editor.next();
+    if ( !line )
+      break;
+    if ( const auto fault = shell.run( *line ) )
+      printError( *fault );
+  }
 }
 
 }  // namespace
@@ -52,6 +67,10 @@ bool shellCommand( const RunOptions & options, const ShellOptions & shell ) {
     done = false;
   }
   Shell commands( live );
+  if ( shell.script.empty() && ::isatty( STDIN_FILENO ) == 1 && ::isatty( STDOUT_FILENO ) == 1 ) {
+    runTerminal( commands );
+    return true;
+  }
   if ( done || !shell.stopOnError )
     done &= runScript( commands, shell.script.empty() ? std::cin : script,
                        shell.script.empty() ? "standard input" : shell.script, shell.stopOnError );

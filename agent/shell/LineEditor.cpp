@@ -1,0 +1,145 @@
+#include "agent/shell/LineEditor.h"
+
+#include <fmt/core.h>
+#include <histedit.h>
+#include <signal.h>
+
+#include <cerrno>
+#include <clocale>
+#include <cstdio>
+
+#include "agent/report/Terminal.h"
+
+namespace Agent {
+
+namespace {
+
+constexpr int historyMax = 1000;
+
+void interrupt( int ) {}
+
+// The words in columns, below the line.
+std::string inColumns( const std::vector< std::string > & words ) {
+  size_t width = 0;
+  for ( const std::string & word : words )
+    width = std::max( width, word.size() + 2 );
+  const size_t columns =
+      std::max< size_t >( 1, Terminal::standardOutput().columns / std::max< size_t >( width, 1 ) );
+  std::string text = "\n";
+  for ( size_t i = 0; i < words.size(); ++i )
+    text += i % columns == columns - 1 || i + 1 == words.size()
+                ? words[ i ] + "\n"
+                : fmt::format( "{:<{}}", words[ i ], width );
+  return text;
+}
+
+}  // namespace
+
+class LineEditor::Impl {
+ public:
+  Impl( std::string prompt, std::string file, Complete complete );
+  Impl( const Impl & ) = delete;
+  Impl & operator=( const Impl & ) = delete;
+  ~Impl();
+
+  std::optional< std::string > next();
+
+ private:
+  static Impl & of( EditLine * editor ) {
+    void * self = nullptr;
+    el_get( editor, EL_CLIENTDATA, &self );
+    return *static_cast< Impl * >( self );
+  }
+  static char * promptOf( EditLine * editor ) { return of( editor ).prompt_.data(); }
+  static unsigned char completeAt( EditLine * editor, int ) { return of( editor ).completeLine(); }
+  unsigned char completeLine();
+
+  std::string prompt_;
+  const std::string file_;
+  const Complete complete_;
+  EditLine * editor_;
+  History * history_;
+  HistEvent event_ = {};
+  struct sigaction former_ = {};
+};
+
+LineEditor::Impl::Impl( std::string prompt, std::string file, Complete complete )
+    : prompt_( std::move( prompt ) ),
+      file_( std::move( file ) ),
+      complete_( std::move( complete ) ),
+      editor_( nullptr ),
+      history_( history_init() ) {
+  std::setlocale( LC_CTYPE, "" );  // for characters of several bytes
+  editor_ = el_init( "morvane-tcam", stdin, stdout, stderr );
+  el_set( editor_, EL_CLIENTDATA, this );
+  el_set( editor_, EL_PROMPT, &Impl::promptOf );
+  el_set( editor_, EL_EDITOR, "emacs" );
+  el_set( editor_, EL_ADDFN, "complete", "Complete the word", &Impl::completeAt );
+  el_set( editor_, EL_BIND, "^I", "complete", nullptr );
+  history( history_, &event_, H_SETSIZE, historyMax );
+  history( history_, &event_, H_SETUNIQUE, 1 );
+  if ( !file_.empty() )
+    history( history_, &event_, H_LOAD, file_.c_str() );
+  el_set( editor_, EL_HIST, history, history_ );
+  // Reading ends, and with it the line, not the process.
+  struct sigaction action = {};
+  action.sa_handler = interrupt;
+  sigaction( SIGINT, &action, &former_ );
+}
+
+LineEditor::Impl::~Impl() {
+  sigaction( SIGINT, &former_, nullptr );
+  if ( !file_.empty() )
+    history( history_, &event_, H_SAVE, file_.c_str() );
+  el_end( editor_ );
+  history_end( history_ );
+}
+
+std::optional< std::string > LineEditor::Impl::next() {
+  int size = 0;
+  errno = 0;
+  const char * const line = el_gets( editor_, &size );
+  if ( line == nullptr || size <= 0 ) {
+    std::fputs( "\n", stdout );
+    std::fflush( stdout );
+    if ( errno != EINTR )
+      return std::nullopt;
+    el_reset( editor_ );
+    return "";
+  }
+  std::string text( line, static_cast< size_t >( size ) );
+  if ( text.ends_with( '\n' ) )
+    text.pop_back();
+  if ( text.find_first_not_of( " \t" ) != std::string::npos )
+    history( history_, &event_, H_ENTER, text.c_str() );
+  return text;
+}
+
+// A word that is complete gets a blank after it, unless it goes on.
+unsigned char LineEditor::Impl::completeLine() {
+  const LineInfo * const info = el_line( editor_ );
+  const std::string_view typed( info->buffer,
+                                static_cast< size_t >( info->cursor - info->buffer ) );
+  const Completions found = complete_( typed );
+  if ( found.words.empty() )
+    return CC_REFRESH_BEEP;
+  const std::string start = commonStart( found.words );
+  std::string more = start.substr( typed.size() - found.from );
+  if ( found.words.size() == 1 && !start.ends_with( '/' ) && !start.ends_with( ':' ) )
+    more += ' ';
+  if ( !more.empty() )
+    return el_insertstr( editor_, more.c_str() ) == 0 ? CC_REFRESH : CC_REFRESH_BEEP;
+  std::fputs( inColumns( found.words ).c_str(), stdout );
+  std::fflush( stdout );
+  return CC_REDISPLAY;
+}
+
+LineEditor::LineEditor( std::string prompt, std::string historyFile, Complete complete )
+    : impl_( std::make_unique< Impl >( std::move( prompt ), std::move( historyFile ),
+                                       std::move( complete ) ) ) {}
+LineEditor::~LineEditor() = default;
+std::optional< std::string > LineEditor::next() {
+  return impl_->next();
+}
+
+}  // namespace Agent

@@ -1,0 +1,37 @@
+// Lines that a person types at a terminal: editing, history, completion.
+//
+// One editor at a time: the signal that interrupts a line is the process's.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "agent/shell/ShellCompletion.h"
+
+namespace Agent {
+
+class LineEditor {
+ public:
+  // `complete`: what can be typed after a text. The history is read from the file, and written to
+  // it at the end; empty: it is not kept.
+  using Complete = std::function< Completions( std::string_view ) >;
+  LineEditor( std::string prompt, std::string historyFile, Complete complete );
+  LineEditor( const LineEditor & ) = delete;
+  LineEditor & operator=( const LineEditor & ) = delete;
+  ~LineEditor();
+
+  // Empty at the end of the input. An interrupted line is an empty one.
+  std::optional< std::string > next();
+
+ private:
+  class Impl;
+  std::unique_ptr< Impl > impl_;
+};
+
+// $XDG_STATE_HOME/morvane-tcam/history, or in ~/.local/state; creates the folder. Empty: there is
+// no such place.
+std::string historyFile();
+
+}  // namespace Agent
