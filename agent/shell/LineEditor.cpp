@@ -2,9 +2,8 @@
 
 #include <fmt/core.h>
 #include <histedit.h>
-#include <signal.h>
 
-#include <cerrno>
+#include <algorithm>
 #include <clocale>
 #include <cstdio>
 
@@ -15,8 +14,6 @@ namespace Agent {
 namespace {
 
 constexpr int historyMax = 1000;
-
-void interrupt( int ) {}
 
 // The words in columns, below the line.
 std::string inColumns( const std::vector< std::string > & words ) {
@@ -52,6 +49,10 @@ class LineEditor::Impl {
   }
   static char * promptOf( EditLine * editor ) { return of( editor ).prompt_.data(); }
   static unsigned char completeAt( EditLine * editor, int ) { return of( editor ).completeLine(); }
+  static unsigned char cancelAt( EditLine * editor, int ) {
+    of( editor ).cancelled_ = true;
+    return CC_NEWLINE;
+  }
   unsigned char completeLine();
 
   std::string prompt_;
@@ -60,7 +61,7 @@ class LineEditor::Impl {
   EditLine * editor_;
   History * history_;
   HistEvent event_ = {};
-  struct sigaction former_ = {};
+  bool cancelled_ = false;
 };
 
 LineEditor::Impl::Impl( std::string prompt, std::string file, Complete complete )
@@ -81,14 +82,13 @@ LineEditor::Impl::Impl( std::string prompt, std::string file, Complete complete 
   if ( !file_.empty() )
     history( history_, &event_, H_LOAD, file_.c_str() );
   el_set( editor_, EL_HIST, history, history_ );
-  // Reading ends, and with it the line, not the process.
-  struct sigaction action = {};
-  action.sa_handler = interrupt;
-  sigaction( SIGINT, &action, &former_ );
+  // While a line is edited, its key ends the line, not the process.
+  el_set( editor_, EL_SETTY, "-d", "-isig", nullptr );
+  el_set( editor_, EL_ADDFN, "cancel", "Drop the line", &Impl::cancelAt );
+  el_set( editor_, EL_BIND, "^C", "cancel", nullptr );
 }
 
 LineEditor::Impl::~Impl() {
-  sigaction( SIGINT, &former_, nullptr );
   if ( !file_.empty() )
     history( history_, &event_, H_SAVE, file_.c_str() );
   el_end( editor_ );
@@ -97,15 +97,13 @@ LineEditor::Impl::~Impl() {
 
 std::optional< std::string > LineEditor::Impl::next() {
   int size = 0;
-  errno = 0;
+  cancelled_ = false;
   const char * const line = el_gets( editor_, &size );
-  if ( line == nullptr || size <= 0 ) {
+  const bool ended = line == nullptr || size <= 0;
+  if ( ended || cancelled_ ) {
     std::fputs( "\n", stdout );
     std::fflush( stdout );
-    if ( errno != EINTR )
-      return std::nullopt;
-    el_reset( editor_ );
-    return "";
+    return cancelled_ ? std::optional< std::string >( "" ) : std::nullopt;
   }
   std::string text( line, static_cast< size_t >( size ) );
   if ( text.ends_with( '\n' ) )

@@ -1,6 +1,4 @@
 // Lines that a person types at a terminal: editing, history, completion.
-//
-// One editor at a time: the signal that interrupts a line is the process's.
 #pragma once
 
 #include <functional>
@@ -22,7 +20,7 @@ class LineEditor {
   LineEditor & operator=( const LineEditor & ) = delete;
   ~LineEditor();
 
-  // Empty at the end of the input. An interrupted line is an empty one.
+  // Empty at the end of the input. A line that is dropped (Ctrl-C) is an empty one.
   std::optional< std::string > next();
 
  private:

@@ -82,7 +82,11 @@ std::span< const Shell::Verb > Shell::verbs() {
         "compare the library's records with the chip",
         { Words::none },
         &Shell::verify },
-      { "help", "[COMMAND]", "show the commands, or one of them", { Words::verb }, &Shell::help },
+      { "help",
+        "[COMMAND]",
+        "show the commands, or one of them",
+        { Words::verb, Words::none },
+        &Shell::help },
       { "quit", "", "end the shell; so does the end of the input", { Words::none }, &Shell::quit },
   };
   return all;
