@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "agent/feature/PriorityPlan.h"
 #include "agent/packets/PacketMaker.h"
 #include "agent/packets/RandomPackets.h"
 #include "agent/verdict/Replace.h"
@@ -273,6 +274,44 @@ TEST( ReplaceTest, ChangesFollowEachOther ) {
     EXPECT_FALSE( sw.manager().groupExists( 0, 1 ) );
   }
   EXPECT_GT( refused, 20U );
+}
+
+// Of any slots, with room for all: their order holds, nothing overlaps, and what has a gap, or
+// nothing to make room for, stays.
+TEST( PriorityPlanTest, MakesRoomInOrder ) {
+  Random random( 3 );
+  U32 stayed = 0;
+  for ( U32 round = 0; round < 3000; ++round ) {
+    const U32 lowest = random.below( 5 );
+    U32 next = lowest + 60;  // the highest
+    std::vector< PrioritySlot > slots;
+    U64 wanted = 0;
+    for ( U32 i = random.below( 14 ); i != 0; --i ) {
+      const U32 entries = 1 + random.below( 4 );
+      const U32 gap = random.below( 3 );
+      wanted += entries;
+      const bool placed = random.below( 3 ) != 0 && next >= lowest + gap + entries;
+      slots.push_back( { entries, placed ? std::optional( next - gap ) : std::nullopt } );
+      next -= placed ? gap + entries : 0;
+    }
+    ASSERT_LE( wanted, 61U );
+    const std::vector< PrioritySlot > before = slots;
+    planPriorities( slots, lowest + 60, lowest );
+    S64 above = lowest + 61;
+    bool moved = false;
+    bool allPlaced = true;
+    for ( size_t i = 0; i < slots.size(); ++i ) {
+      ASSERT_TRUE( slots[ i ].top && *slots[ i ].top < above ) << round;
+      above = S64{ *slots[ i ].top } - slots[ i ].entries + 1;
+      moved = moved || ( before[ i ].top && before[ i ].top != slots[ i ].top );
+      allPlaced = allPlaced && before[ i ].top;
+    }
+    ASSERT_GE( above, S64{ lowest } );
+    EXPECT_FALSE( allPlaced && moved );
+    stayed += moved ? 0 : 1;
+  }
+  EXPECT_GT( stayed, 500U );
+  EXPECT_LT( stayed, 2500U );
 }
 
 // Only what is in the way of a new rule moves, to the nearer gap.

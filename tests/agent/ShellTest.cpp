@@ -212,6 +212,74 @@ TEST_F( ShellTest, ScriptsNameTheLineThatFails ) {
   EXPECT_EQ( run( "shell --script " + folder_ + "/none" ).status, 2 );
 }
 
+// Rules that a change does not concern keep their counters; one that is removed and comes back
+// starts at zero. Reports count the rules as they are now.
+TEST_F( ShellTest, CommandsShowTheSwitchAsItIs ) {
+  const std::string script = write( "script", R"(list
+send in 4 tcp 10.0.0.1:1 > 10.0.0.2:81
+send udp 10.0.0.1 > 10.0.0.2
+rule add edge before 1 { "name": "odd", "inPorts": "4", "protocol": "tcp", "sourcePorts": 7 }
+send in 4 tcp 10.0.0.1:1 > 10.0.0.2:81
+list show edge
+rule remove edge 4
+undo
+list show edge
+counters clear user:nobody
+counters clear
+list remove edge
+list
+send tcp 10.0.0.1 > 10.0.0.2
+)" );
+  const Outcome outcome =
+      run( "shell --platform small --acl " + options_.acls[ 0 ] +
+           " --bind edge=Ethernet4-5 --default permit --ports expand < " + script );
+  EXPECT_EQ( outcome.error, "standard input:10: clear user:nobody: small has no user nobody\n" );
+  const size_t head = outcome.out.find( "dropped" );
+  EXPECT_THAT( outcome.out.substr( 0, head ),
+               HasSubstr( "edge      3        5  ipv4  filter  in 4-5  none " ) );
+  EXPECT_EQ( outcome.out.substr( head ), R"(dropped
+  edge rule 1: tcp 10.0.0.0/8 > any:80-90 in 4-5 drop; packets: 1, bytes: 60
+forwarded, copied to the CPU
+  edge rule 3: udp in 4-5 permit copyToCpu; packets: 1, bytes: 60
+edge rule 1 added; entries: 1 installed, 0 released, 6 moved; 17 SDK calls
+dropped
+  edge rule 2: tcp 10.0.0.0/8 > any:80-90 in 4-5 drop; packets: 2, bytes: 120
+  rule  line  entries  packets  bytes  action            match
+  ----  ----  -------  -------  -----  ----------------  ---------------------------------
+     1              1        0      0  permit            odd: tcp any:7 > any in 4
+     2     2        3        2    120  drop              tcp 10.0.0.0/8 > any:80-90 in 4-5
+     3     3        1        0      0  permit            10.1.0.0/16 > any in 4-5
+     4     4        1        1     60  permit copyToCpu  udp in 4-5
+edge rule 4 removed; entries: 0 installed, 1 released, 0 moved; 5 SDK calls
+undone: edge rule 4 removed; entries: 1 installed, 0 released, 0 moved; 10 SDK calls
+  rule  line  entries  packets  bytes  action            match
+  ----  ----  -------  -------  -----  ----------------  ---------------------------------
+     1              1        0      0  permit            odd: tcp any:7 > any in 4
+     2     2        3        2    120  drop              tcp 10.0.0.0/8 > any:80-90 in 4-5
+     3     3        1        0      0  permit            10.1.0.0/16 > any in 4-5
+     4     4        1        0      0  permit copyToCpu  udp in 4-5
+counters cleared: all
+edge removed; entries: 0 installed, 6 released, 0 moved; 31 SDK calls
+there are no lists
+forwarded: no rule matches
+)" );
+}
+
+// Each list of the command line by itself, so that one without room does not keep others out.
+TEST_F( ShellTest, StartsWithTheListsThatFit ) {
+  const std::string lists = " --acl " + folder_ + "/web --acl " + folder_ + "/many --acl " +
+                            options_.acls[ 0 ] + " --ports checkers";
+  const Outcome outcome = run( "shell" + lists + " < " + write( "script", "list show edge\n" ) );
+  EXPECT_EQ( outcome.status, 1 );
+  EXPECT_THAT( outcome.error, MatchesRegex( "no room: range checkers .* many rule [^\n]*\n" ) );
+  EXPECT_THAT( outcome.out, HasSubstr( "10.1.0.0/16" ) );
+  EXPECT_EQ( run( "shell --stop-on-error" + lists + " < " + folder_ + "/script" ).out, "" );
+  const std::string bad = write( "bad", "ip access-list extended b\n permit blue any any\n" );
+  const Outcome refused = run( "shell --acl " + bad + " < /dev/null" );
+  EXPECT_EQ( refused.status, 2 );
+  EXPECT_THAT( run( "shell --partial --acl " + bad + " < /dev/null" ).error, refused.error );
+}
+
 // A shell at a terminal of its own.
 class ShellTerminal {
  public:
@@ -225,7 +293,8 @@ class ShellTerminal {
     _exit( 127 );
   }
   ~ShellTerminal() {
-    close( fd_ );
+    if ( fd_ >= 0 )
+      close( fd_ );
     if ( pid_ > 0 )
       waitpid( pid_, nullptr, 0 );
   }
@@ -240,13 +309,19 @@ class ShellTerminal {
     EXPECT_NE( until, "" ) << "no " << text << " in " << shown_;
     return until;
   }
-  std::string type( const std::string & keys, const std::string & text ) {
+  void type( const std::string & keys ) {
     EXPECT_EQ( ::write( fd_, keys.data(), keys.size() ), static_cast< ssize_t >( keys.size() ) );
-    return until( text );
+  }
+  // Types at the prompt, which is back after `text` is shown.
+  void type( const std::string & keys, const std::string & text ) {
+    type( keys );
+    until( text );
+    until( "morvane> " );
   }
   int status() {
     while ( readMore() ) {
     }
+    close( std::exchange( fd_, -1 ) );  // ends a shell that goes on
     int status = -1;
     waitpid( std::exchange( pid_, 0 ), &status, 0 );
     return WIFEXITED( status ) ? WEXITSTATUS( status ) : -1;
@@ -279,19 +354,18 @@ TEST_F( ShellTest, TerminalEditsCompletesAndRemembers ) {
     ShellTerminal terminal( folder_ );
     terminal.until( "morvane> " );
     terminal.type( "lis\ta\tweb " + folder_ + "/we\t\r", "web added, 1 rules" );
-    terminal.type( "list sh\t\t", "web " );
-    terminal.type( "\r", "permit  tcp any > any:443" );
-    terminal.type( "show \t", "summary" );                   // the views, and the line again
-    terminal.type( "\x03", "morvane> " );                    // drops it
-    terminal.type( "nothing\r", "no command nothing" );      // and ends nothing
-    terminal.type( "\x1b[A\x1b[A\r", "tcp any > any:443" );  // the command before the last
-    terminal.type( "\x04", "\n" );
+    terminal.type( "list sh\t\t\r", "permit  tcp any > any:443" );
+    terminal.type( "show \t", "summary" );               // the views, and the line again
+    terminal.type( "\x03", "\n" );                       // drops it
+    terminal.type( "nothing\r", "no command nothing" );  // and ends nothing
+    terminal.type( "\x1b[A\x1b[A\r", "permit  tcp any > any:443" );  // the command before the last
+    terminal.type( "\x04" );
     EXPECT_EQ( terminal.status(), 0 );
   }
   ShellTerminal next( folder_ );
   next.until( "morvane> " );
   next.type( "\x1b[A\r", "there is no list web" );
-  next.type( "quit\r", "\n" );
+  next.type( "quit\r" );
   EXPECT_EQ( next.status(), 0 );
   EXPECT_THAT( read( "morvane-tcam/history" ), HasSubstr( "nothing" ) );
 }
