@@ -48,6 +48,9 @@ void runTerminal( Shell & shell ) {
 }  // namespace
 
 void addShellOptions( CLI::App & app, ShellOptions & shell ) {
+  app.get_option( "--acl" )->description(
+      "Access list to start with, FILE or NAME=FILE; repeatable, in order of precedence; default: "
+      "none" );
   app.add_option( "--script", shell.script, "Read commands from a file, not from standard input" )
       ->type_name( "FILE" );
   app.add_flag( "--stop-on-error", shell.stopOnError,

@@ -16,6 +16,7 @@ struct ShellOptions {
   bool stopOnError = false;
 };
 
+// After addAclOptions().
 void addShellOptions( CLI::App & app, ShellOptions & shell );
 
 // Returns whether all commands were done; on a terminal always true. Throws what readInput throws.
