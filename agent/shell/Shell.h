@@ -39,6 +39,8 @@ class Shell {
   const LiveSwitch & live() const { return live_; }
 
  private:
+  static const Verb verbs_[];
+
   void load( ShellWords & words );
   void lists( ShellWords & words );
   void listShow( ShellWords & words );

@@ -128,7 +128,7 @@ void Shell::send( ShellWords & words ) {
   }
 }
 
-// The virtual clock goes on by what --pps says.
+// A packet for itself: the virtual clock goes on as for those of a trace.
 void Shell::sendOne( const std::string & text ) {
   SentPacket sent = packetInWords( live_.input(), text );
   sent.packet.time = nanosecondsPerSecond / live_.options().packetsPerSecond;
