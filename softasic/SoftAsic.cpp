@@ -45,6 +45,8 @@ void SoftAsic::addUnit( U32 unit, const ChipProfile & profile ) {
 void SoftAsic::reset( U32 unit ) {
   const Guard guard( *this );
   const ChipProfile profile = at( unit ).profile();
+  if ( watcher_ != nullptr )
+    watcher_->reset( unit );
   units_[ unit ] = std::make_unique< Unit >( profile );
 }
 
@@ -54,6 +56,8 @@ Verdict SoftAsic::inject( U32 unit, U32 port, const U8 * frame, size_t length, U
     if ( number >= at( unit ).ports().count() )
       throw std::out_of_range( "unit " + std::to_string( unit ) + " has no port " +
                                std::to_string( number ) );
+  if ( watcher_ != nullptr )
+    watcher_->packet( unit, units_[ unit ]->now(), port, egressPort, frame, length );
   return units_[ unit ]->inject( port, egressPort, frame, length );
 }
 

@@ -41,6 +41,18 @@ namespace SoftAsic {
 
 class Unit;
 
+// Notified of what happens to a chip apart from SDK calls, before it happens and under the SDK lock.
+class ChipWatcher {
+ public:
+  // `time`: the unit's virtual clock.
+  virtual void packet( U32 unit, U64 time, U32 port, U32 egressPort, const U8 * frame,
+                       size_t length ) = 0;
+  virtual void reset( U32 unit ) = 0;
+
+ protected:
+  ~ChipWatcher() = default;
+};
+
 class SoftAsic : public Shim::SdkShim {
  public:
   SoftAsic();
@@ -62,6 +74,9 @@ class SoftAsic : public Shim::SdkShim {
   // Virtual clock in nanoseconds, from 0; only advance() moves it.
   U64 now( U32 unit ) const;
   void advance( U32 unit, U64 nanoseconds );
+
+  // At most one; null: none. It must outlive the chip or be taken away.
+  void watcherIs( ChipWatcher * watcher ) { watcher_ = watcher; }
 
   // Inspection
   std::vector< U32 > units() const;
@@ -108,6 +123,7 @@ class SoftAsic : public Shim::SdkShim {
   mutable std::atomic< std::thread::id > owner_;  // thread that holds mutex_
   std::atomic< U64 > lockViolations_ = 0;
   std::map< U32, std::unique_ptr< Unit > > units_;
+  ChipWatcher * watcher_ = nullptr;
 };
 
 }  // namespace SoftAsic
