@@ -50,6 +50,10 @@ constexpr CommandHelp commandHelp[] = {
     { "shell",
       "  morvane-tcam shell --platform small --acl edge.acl\n"
       "  morvane-tcam shell --script changes.txt --stop-on-error\n" },
+    { "replay",
+      "  morvane-tcam run --acl edge.acl --record calls.rec\n"
+      "  morvane-tcam replay calls.rec --platform small --minimise fewest.rec\n"
+      "  morvane-tcam replay calls.rec --sdk ./libmybinding.so\n" },
     { "platforms", "  morvane-tcam platforms\n" },
 };
 

@@ -40,7 +40,7 @@ class RunJob {
  public:
   explicit RunJob( const RunInput & input )
       : input_( input ),
-        session_( input.platform ),
+        session_( input.platform, input.record ),
         feature_( session_.groupManager(), SwitchSession::unit, input.platform,
                   rangeChoice( input.portMethod, input.platform, input.acls ) ),
         ports_( portsToVerify( input.platform.chip, input.acls, input.ports ) ),
@@ -110,6 +110,7 @@ RunReport RunJob::run() {
   readAlarms();
   if ( input_.verify )
     audit( "after release: " );
+  session_.requireRecorded();
   return std::move( report_ );
 }
 
@@ -117,6 +118,7 @@ RunReport RunJob::lend( const UseOfFeature & use ) {
   program();
   reportAcls();
   use( session_, feature_ );
+  session_.requireRecorded();
   return std::move( report_ );
 }
 

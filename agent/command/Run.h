@@ -42,6 +42,7 @@ struct RunOptions {
   std::string egressPort;
   Forwarding defaultAction = Forwarding::none;  // of lists that do not state one
   bool verify = false;
+  std::string record;                     // file for the SDK calls; empty: none
   std::string html;                       // file for htmlReport; empty: none
   std::string show;                       // for usageRequest; empty: none
   std::vector< std::string > clears;      // for clearRequest
@@ -58,7 +59,8 @@ struct RunInput {
   std::vector< PortPair > ports = { {} };       // of the packets, in turn
   Forwarding defaultAction = Forwarding::none;  // of lists that do not state one
   bool verify = false;
-  bool map = false;  // draw the slices for the report
+  std::string record;  // file for the SDK calls; empty: none
+  bool map = false;    // draw the slices for the report
   UsageRequest show;
   std::vector< ClearRequest > clears;  // after the packets
   std::vector< StageThreshold > thresholds;

@@ -142,6 +142,7 @@ RunInput readInput( const RunOptions & options ) {
   input.portMethod = options.ports;
   input.defaultAction = options.defaultAction;
   input.verify = options.verify;
+  input.record = options.record;
   input.map = !options.html.empty();
   if ( !options.show.empty() )
     input.show = usageRequest( options.show, input.platform );

@@ -150,6 +150,12 @@ void addPacketOptions( CLI::App & app, RunOptions & run ) {
       ->type_name( "PORT" );
 }
 
+void addRecordOption( CLI::App & app, RunOptions & run ) {
+  app.add_option( "--record", run.record,
+                  "Write every SDK call with its results to a file, for the command replay" )
+      ->type_name( "FILE" );
+}
+
 void addRunOptions( CLI::App & app, RunOptions & run, OutputOptions & output ) {
   addAclOptions( app, run );
   addPacketOptions( app, run );

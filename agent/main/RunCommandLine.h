@@ -22,6 +22,8 @@ void addListArguments( CLI::App & app, RunOptions & run );
 void addListOptions( CLI::App & app, RunOptions & run );
 // Packets, and the ports by which they enter and leave.
 void addPacketOptions( CLI::App & app, RunOptions & run );
+// Of commands that program one switch
+void addRecordOption( CLI::App & app, RunOptions & run );
 // addAclOptions plus packets, monitoring, clearing and report format.
 void addRunOptions( CLI::App & app, RunOptions & run, OutputOptions & output );
 

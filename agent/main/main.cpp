@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <optional>
+#include <system_error>
 
 #include "agent/command/Completion.h"
 #include "agent/command/CostCommand.h"
@@ -18,6 +19,7 @@
 #include "agent/command/MapCommand.h"
 #include "agent/command/MeaningCommands.h"
 #include "agent/command/Messages.h"
+#include "agent/command/ReplayCommand.h"
 #include "agent/command/Run.h"
 #include "agent/command/UsageError.h"
 #include "agent/main/RunCommandLine.h"
@@ -172,6 +174,7 @@ struct Options {
   Agent::MeaningOptions meaning;
   Agent::ExplainOptions explain;
   Agent::ShellOptions shell;
+  Agent::ReplayOptions replay;
   Agent::MessageOptions messages;
 };
 
@@ -180,7 +183,7 @@ struct Verb {
   const char * what;
   void ( *add )( CLI::App & app, Options & options );
   bool ( *run )( const Options & options );  // returns whether the exit status is 0
-  bool messages = false;  // programs one switch: has options for the library's messages
+  bool oneSwitch = false;  // has options for the library's messages and a record of SDK calls
 };
 
 bool printPlatforms( const Options & ) {
@@ -245,6 +248,9 @@ constexpr Verb verbs[] = {
         Agent::addShellOptions( app, all.shell );
       },
       []( const Options & all ) { return Agent::shellCommand( all.run, all.shell ); }, true },
+    { "replay", "Make the SDK calls of a record again and find the first other result",
+      []( CLI::App & app, Options & all ) { Agent::addReplayOptions( app, all.replay ); },
+      []( const Options & all ) { return Agent::replayCommand( all.replay ); } },
     { "platforms", "List the built-in platforms", []( CLI::App &, Options & ) {}, printPlatforms },
 };
 
@@ -258,8 +264,10 @@ int command( int argc, char ** argv ) {
   for ( const Verb & verb : verbs ) {
     CLI::App & added = *app.add_subcommand( verb.name, verb.what );
     verb.add( added, options );
-    if ( verb.messages )
+    if ( verb.oneSwitch ) {
       Agent::addMessageOptions( added, options.messages );
+      Agent::addRecordOption( added, options.run );
+    }
   }
   std::string shell;
   const CLI::App & completion = Agent::addCompletion( app, shell );
@@ -287,7 +295,7 @@ int command( int argc, char ** argv ) {
     if ( app.got_subcommand( verb.name ) )
       chosen = &verb;
   std::optional< Agent::Messages > messages;
-  if ( chosen->messages )
+  if ( chosen->oneSwitch )
     messages.emplace( options.messages );
   return chosen->run( options ) ? exitSuccess : exitDifference;
 }
@@ -306,6 +314,8 @@ int main( int argc, char ** argv ) {
   } catch ( const Platform::InputError & error ) {
     return fail( error.what() );
   } catch ( const Agent::OutputError & error ) {
+    return fail( error.what() );
+  } catch ( const std::system_error & error ) {
     return fail( error.what() );
   } catch ( const Agent::UsageError & error ) {
     return fail( fmt::format( "morvane-tcam: {}", error.what() ) );

@@ -1,5 +1,9 @@
 #include "agent/session/SwitchSession.h"
 
+#include <system_error>
+
+#include "sdkrecord/Recorder.h"
+
 namespace Agent {
 
 namespace {
@@ -17,11 +21,22 @@ Kiv::Ptr< const Morvane::MorvaneOvidUtBitmapDir > untaggedPorts(
   return directory;
 }
 
+std::unique_ptr< SdkRecord::Recorder > recorderOf( SoftAsic::SoftAsic & chip,
+                                                   const std::string & file ) {
+  return file.empty() ? nullptr : std::make_unique< SdkRecord::Recorder >( chip, file );
+}
+
+SoftAsic::SoftAsic & withUnit( SoftAsic::SoftAsic & chip, const SoftAsic::ChipProfile & profile ) {
+  chip.addUnit( SwitchSession::unit, profile );
+  return chip;
+}
+
 }  // namespace
 
-SwitchSession::SwitchSession( const Platform::PlatformData & platform )
-    : platform_( platform ), calls_( chip_ ) {
-  chip_.addUnit( unit, platform.chip );
+SwitchSession::SwitchSession( const Platform::PlatformData & platform, const std::string & record )
+    : platform_( platform ),
+      recorder_( recorderOf( withUnit( chip_, platform.chip ), record ) ),
+      calls_( recorder_ ? static_cast< Shim::SdkShim & >( *recorder_ ) : chip_ ) {
   calls_.keepRecords( false );
   Shim::sdk_ = &calls_;
   Morvane::platformIs( &platform_ );
@@ -50,6 +65,11 @@ std::map< std::string, U64 > SwitchSession::sdkCalls() const {
       counts[ Shim::sdkOpName( operation ) ] = count;
   }
   return counts;
+}
+
+void SwitchSession::requireRecorded() const {
+  if ( recorder_ && recorder_->error() != 0 )
+    throw std::system_error( recorder_->error(), std::generic_category(), recorder_->file() );
 }
 
 }  // namespace Agent

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <string>
 
 #include "agent/session/CapacityTable.h"
@@ -14,6 +15,10 @@
 #include "softasic/CallLog.h"
 #include "softasic/SoftAsic.h"
 
+namespace SdkRecord {
+class Recorder;
+}
+
 namespace Agent {
 
 using namespace Kiv::Integers;
@@ -22,8 +27,10 @@ class SwitchSession {
  public:
   // Creates the chip, installs SDK shim and platform, and starts the library. The platform must
   // have been validated by its loader. The library asserts if a pre-created entry range does not
-  // fit the chip.
-  explicit SwitchSession( const Platform::PlatformData & platform );
+  // fit the chip. `record`: a file for all SDK calls and packets; empty: none. Throws
+  // std::system_error if it cannot be written.
+  explicit SwitchSession( const Platform::PlatformData & platform,
+                          const std::string & record = "" );
   ~SwitchSession();
   SwitchSession( const SwitchSession & ) = delete;
   SwitchSession & operator=( const SwitchSession & ) = delete;
@@ -42,10 +49,13 @@ class SwitchSession {
   // Call counts by SDK name, without operations that were never called.
   std::map< std::string, U64 > sdkCalls() const;
   U64 sdkCallTotal() const { return calls_.total(); }
+  // Throws std::system_error if a part of the record could not be written.
+  void requireRecorded() const;
 
  private:
   Platform::PlatformModel platform_;
   SoftAsic::SoftAsic chip_;
+  std::unique_ptr< SdkRecord::Recorder > recorder_;  // null: nothing is recorded
   SoftAsic::CallLog calls_;
   Kiv::Ptr< Morvane::MorvaneTcamGroupManager > groupManager_;
   CapacityTable capacityTable_;
