@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "agent/verify/audit/Auditor.h"
+#include "sdkrecord/Recorder.h"
 
 namespace Test {
 
@@ -85,9 +86,22 @@ std::string traced( const std::function< void() > & code, U32 highest ) {
   return sink.lines;
 }
 
-TestSwitch::TestSwitch( const Chip & geometry ) KIV_NO_THREAD_SAFETY_ANALYSIS : chip( geometry ) {
+namespace {
+
+std::unique_ptr< SdkRecord::Recorder > recorderOf( SoftAsic::SoftAsic & asic, const Chip & chip,
+                                                   const std::string & record ) {
   for ( U32 unit = 0; unit < chip.units; ++unit )
     asic.addUnit( unit, profile( chip ) );
+  return record.empty() ? nullptr : std::make_unique< SdkRecord::Recorder >( asic, record );
+}
+
+}  // namespace
+
+TestSwitch::TestSwitch( const Chip & geometry,
+                        const std::string & record ) KIV_NO_THREAD_SAFETY_ANALYSIS
+    : chip( geometry ),
+      recorder( recorderOf( asic, chip, record ) ),
+      faults( recorder ? static_cast< Shim::SdkShim & >( *recorder ) : asic ) {
   Shim::sdk_ = &log;
   platformIs( &platform );
   Kiv::ActivityUnlockAnchor::lock().lock();

@@ -12,6 +12,7 @@
 #include <gmock/gmock.h>
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -26,6 +27,10 @@
 #include "tests/morvane/SecondActivity.h"
 #include "tests/morvane/TestPlatform.h"
 #include "tests/shim/Death.h"
+
+namespace SdkRecord {
+class Recorder;
+}
 
 namespace Test {
 
@@ -77,7 +82,8 @@ std::string difference( const std::string & before, const std::string & after );
 
 class TestSwitch {
  public:
-  explicit TestSwitch( const Chip & chip = {} );
+  // `record`: a file for the calls that reach the chips; empty: none.
+  explicit TestSwitch( const Chip & chip = {}, const std::string & record = "" );
   ~TestSwitch();
   TestSwitch( const TestSwitch & ) = delete;
   TestSwitch & operator=( const TestSwitch & ) = delete;
@@ -134,7 +140,8 @@ class TestSwitch {
 
   const Chip chip;
   SoftAsic::SoftAsic asic;
-  SoftAsic::FaultInjector faults{ asic };
+  std::unique_ptr< SdkRecord::Recorder > recorder;
+  SoftAsic::FaultInjector faults;
   SecondActivity second{ faults };
   SoftAsic::CallLog log{ second };
   TestPlatform platform;

@@ -1,6 +1,9 @@
 #include "tools/random-walk/Stretch.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <filesystem>
 #include <random>
 
 namespace Test::RandomWalk {
@@ -15,7 +18,7 @@ Stretch makeStretch( const Plan & plan, U64 number ) {
   // In a single view every entry id has one owner, over all units.
   const bool singleView = shape.chip.units == 1 && random() % 2 == 0;
   return { shape.name,
-           { shape.chip, singleView, plan.auditEvery },
+           { shape.chip, singleView, plan.auditEvery, "" },
            makeScript( random(), steps, plan.mix ) };
 }
 
@@ -81,8 +84,12 @@ std::string shrink( Stretch stretch ) {
     if ( !leaveOut( stretch, at, 1 ) )
       calm( stretch, at );
   stretch.setting.auditEvery = 1;
+  static U32 findings = 0;
+  stretch.setting.record = std::filesystem::temp_directory_path() /
+                           fmt::format( "walk-{}-{}.rec", getpid(), ++findings );
   const std::string wrong = playInChild( stretch );
-  return text( stretch.script ) + wrong;
+  return fmt::format( "{}{}\nIts SDK calls: {}\n", text( stretch.script ), wrong,
+                      stretch.setting.record );
 }
 
 }  // namespace Test::RandomWalk

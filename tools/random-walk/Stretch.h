@@ -32,7 +32,8 @@ std::string play( const Stretch & stretch, Tally & tally );
 // The same in a child.
 std::string playInChild( const Stretch & stretch );
 
-// The shortest script found that still fails, with its finding. Runs in children.
+// The shortest script found that still fails, with its finding. Runs in children. Its SDK calls are
+// in a file that is named last.
 std::string shrink( Stretch stretch );
 
 }  // namespace Test::RandomWalk

@@ -58,7 +58,7 @@ Tally & Tally::operator+=( const Tally & other ) {
 Walk::Walk( const Setting & setting, Tally & tally )
     : setting_( setting ),
       tally_( tally ),
-      sw_( setting.chip ),
+      sw_( setting.chip, setting.record ),
       units_( setting.chip.units ),
       nowhere_( open( "/dev/null", O_WRONLY ) ) {
   Qualifiers ingress = { bcmFieldQualifyDstIp, bcmFieldQualifyInPorts };

@@ -35,6 +35,7 @@ struct Setting {
   Chip chip;
   bool singleView = false;
   U32 auditEvery = 16;  // steps
+  std::string record;   // file for the calls that reach the chips; empty: none
 };
 
 class Walk {
