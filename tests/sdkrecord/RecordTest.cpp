@@ -11,6 +11,7 @@
 #include "sdkrecord/Recorder.h"
 #include "shim/UnavailableSdk.h"
 #include "softasic/CallLog.h"
+#include "softasic/FaultInjector.h"
 #include "tools/random-walk/Stretch.h"
 
 namespace SdkRecordTest {
@@ -181,14 +182,13 @@ TEST_F( RecordTest, LinesThatAreNoneAreRefusedWithTheirNumber ) {
 
 // --- Differences -----------------------------------------------------------------------------
 
-// Gives out other ids, and keeps 12 bits of priorities, if it is told so.
+// Keeps 12 bits of priorities.
 class OtherSdk : public Shim::SdkDecorator {
  public:
   using SdkDecorator::SdkDecorator;
   int bcm_field_entry_prio_set( U32 unit, bcm_field_entry_t entry, U32 priority ) override {
-    return next().bcm_field_entry_prio_set( unit, entry, shortens ? priority & 0xFFF : priority );
+    return next().bcm_field_entry_prio_set( unit, entry, priority & 0xFFF );
   }
-  bool shortens = false;
 };
 
 SoftAsic::ChipProfile chipWith( U32 statistics ) {
@@ -197,27 +197,36 @@ SoftAsic::ChipProfile chipWith( U32 statistics ) {
   return chip;
 }
 
-bcm_field_group_config_t groupConfig( U32 presel ) {
+bcm_field_group_config_t groupConfig( U32 presel, S32 data ) {
   bcm_field_group_config_t config = {};
   config.flags = BCM_FIELD_GROUP_CREATE_WITH_ID;
   config.group = 1;
   config.qset.add( bcmFieldQualifyDstIp );
   config.qset.add( bcmFieldQualifyOuterVlanId );
+  config.qset.add( bcmFieldQualifyRangeCheck );
+  config.qset.addData( static_cast< U32 >( data ) );
   config.preselset.add( presel );
   return config;
 }
 
-// Entries with counters and policers in a group with a preselector; every tenth priority is read.
+// Entries with counters in a group with a preselector, a range checker and a data qualifier, and a
+// policer without the one that its number comes from; every tenth priority is read.
 void useSdk( Shim::SdkShim & sdk, U32 entries ) KIV_NO_THREAD_SAFETY_ANALYSIS {
   sdk.sdkLock();
   U32 presel = 0;
   U32 policer = 0;
   U32 priority = 0;
+  U32 range = 0;
+  bcm_field_data_qualifier_s data = { 0, 0, bcmFieldDataOffsetBaseOuterL3Header, 20, 4 };
+  bcm_field_qset_t qset = {};
   std::ostringstream shown;
   sdk.bcm_field_presel_create( 0, &presel );
   sdk.bcm_field_qualify_Stage( 0, presel | BCM_FIELD_QUALIFY_PRESEL, bcmFieldStageIngress );
-  bcm_field_group_config_t config = groupConfig( presel );
+  EXPECT_EQ( sdk.bcm_field_data_qualifier_create( 0, &data ), 0 );
+  EXPECT_EQ( sdk.bcm_field_range_create( 0, &range, BCM_FIELD_RANGE_SRCPORT, 1, 9 ), 0 );
+  bcm_field_group_config_t config = groupConfig( presel, data.qual_id );
   EXPECT_EQ( sdk.bcm_field_group_config_create( 0, &config ), 0 );
+  EXPECT_EQ( sdk.bcm_field_group_get( 0, 1, &qset ), 0 );
   bcm_policer_config_t rate = { 0, bcmPolicerModeCommitted, 1000, 100, 0, 0 };
   sdk.bcm_policer_create( 0, &rate, &policer );
   rate.flags = BCM_POLICER_WITH_ID;
@@ -233,6 +242,7 @@ void useSdk( Shim::SdkShim & sdk, U32 entries ) KIV_NO_THREAD_SAFETY_ANALYSIS {
     EXPECT_EQ( sdk.bcm_field_entry_stat_attach( 0, entry, stat ), 0 );
     EXPECT_EQ( sdk.bcm_field_entry_prio_set( 0, entry, 4090 + entry ), 0 );
     EXPECT_EQ( sdk.bcm_field_qualify_DstIp( 0, entry, entry, 0xFFFFFFFF ), 0 );
+    EXPECT_EQ( sdk.bcm_field_qualify_RangeCheck( 0, entry, range, 0 ), 0 );
     if ( entry % 10 == 0 )
       sdk.bcm_field_entry_prio_get( 0, entry, &priority );
   }
@@ -267,7 +277,6 @@ TEST_F( DifferenceTest, AWrongValueIsFoundAtItsCallAndNeedsOnlyWhatLeadsToIt ) {
   const SdkRecord::Trial trial = [ & ]( const Events & some ) {
     const auto chips = SdkRecord::chipsOf( record.units );
     OtherSdk sdk( *chips );
-    sdk.shortens = true;
     return play( some, sdk, chips.get() ).difference;
   };
   const std::optional< SdkRecord::Difference > difference = trial( events );
@@ -277,9 +286,9 @@ TEST_F( DifferenceTest, AWrongValueIsFoundAtItsCallAndNeedsOnlyWhatLeadsToIt ) {
   EXPECT_EQ( difference->where + " " + difference->recorded + " " + difference->got,
              "priority 0x1004 4" );
   EXPECT_THAT( fewest( trial ),
-               ElementsAre( "bcm_field_presel_create", "bcm_field_group_config_create",
-                            "bcm_field_entry_create_id", "bcm_field_entry_prio_set",
-                            "bcm_field_entry_prio_get" ) );
+               ElementsAre( "bcm_field_presel_create", "bcm_field_data_qualifier_create",
+                            "bcm_field_group_config_create", "bcm_field_entry_create_id",
+                            "bcm_field_entry_prio_set", "bcm_field_entry_prio_get" ) );
 }
 
 TEST_F( DifferenceTest, AResourceThatRunsOutNeedsThoseThatTakeIt ) {
@@ -288,10 +297,44 @@ TEST_F( DifferenceTest, AResourceThatRunsOutNeedsThoseThatTakeIt ) {
   };
   const std::vector< std::string > calls = fewest( trial );
   EXPECT_EQ( std::count( calls.begin(), calls.end(), "bcm_field_stat_create" ), 13 );
-  EXPECT_EQ( calls.size(), 15U );  // with preselector and group
+  EXPECT_EQ( calls.size(), 16U );  // with preselector, data qualifier and group
 }
 
-// Chips on which the first ids of preselectors, counters and policers are taken.
+TEST_F( DifferenceTest, AFaultIsFoundAtItsCall ) {
+  for ( const auto & [ exception, got ] :
+        { std::pair( std::exception_ptr(), "-11 (Operation failed)" ),
+          std::pair( std::make_exception_ptr( 1 ), "did not return" ) } ) {
+    const auto chips = SdkRecord::chipsOf( record.units );
+    SoftAsic::FaultInjector faults( *chips );
+    faults.arm( { .op = SdkOp::bcm_field_entry_prio_set,
+                  .nth = 37,
+                  .rc = BCM_E_FAIL,
+                  .exception = exception } );
+    EXPECT_EQ( textOf( play( events, faults, chips.get() ), events ),
+               "bcm_field_entry_prio_set unit=0 entry=37 priority=0x101f -> 0\nresult got " +
+                   std::string( got ) );
+  }
+}
+
+TEST_F( DifferenceTest, ACallThatDidNotReturnIsInTheRecord ) {
+  {
+    const auto chips = SdkRecord::chipsOf( record.units );
+    SoftAsic::FaultInjector faults( *chips );
+    SdkRecord::Recorder recorder( faults, file );
+    faults.arm( { .exception = std::make_exception_ptr( 1 ) } );
+    EXPECT_ANY_THROW( recorder.bcm_field_group_destroy( 0, 5 ) );
+  }
+  std::ofstream( file, std::ios::app ) << "bcm_field_group_compress unit=0 group=1";
+  const Recording threw = recording();
+  ASSERT_EQ( threw.events.size(), 2U );
+  EXPECT_TRUE( threw.units.empty() );
+  for ( const SdkRecord::Event & event : threw.events ) {
+    const Events events{ &event };
+    EXPECT_EQ( playOn( record.units, events ).difference->recorded, "did not return" );
+  }
+}
+
+// Chips on which the first id of every kind that the SDK chooses is taken.
 std::unique_ptr< SoftAsic::SoftAsic > usedChips( const SdkRecord::Units & units )
     KIV_NO_THREAD_SAFETY_ANALYSIS {
   auto chips = SdkRecord::chipsOf( units );
