@@ -41,7 +41,8 @@ namespace SoftAsic {
 
 class Unit;
 
-// Notified of what happens to a chip apart from SDK calls, before it happens and under the SDK lock.
+// Notified of what happens to a chip apart from SDK calls, before it happens and under the SDK
+// lock.
 class ChipWatcher {
  public:
   // `time`: the unit's virtual clock.

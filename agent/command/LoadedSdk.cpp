@@ -5,9 +5,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
-#include <optional>
+#include <memory>
+#include <new>
 #include <system_error>
 
 #include "agent/command/UsageError.h"

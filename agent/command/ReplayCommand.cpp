@@ -3,11 +3,13 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <stdexcept>
 
 #include "agent/command/LoadedSdk.h"
 #include "agent/command/UsageError.h"
 #include "agent/report/OutputFile.h"
+#include "agent/report/Progress.h"
 #include "platform/InputError.h"
 #include "platform/PlatformLoader.h"
 #include "sdkrecord/Minimise.h"
@@ -16,6 +18,7 @@ namespace Agent {
 
 namespace {
 
+using namespace Kiv::Integers;
 using SdkRecord::Difference;
 using SdkRecord::Events;
 using SdkRecord::Played;
@@ -73,8 +76,13 @@ class Replaying {
     }
   }
   Events minimised( const Events & events, const Difference & difference ) const {
-    return SdkRecord::minimise(
-        events, difference, [ & ]( const Events & some ) { return play( some ).difference; } );
+    Progress progress( "minimising" );
+    const U64 most = 2 * ( difference.event + 1 );  // usually, if none can be left out
+    U64 done = 0;
+    return SdkRecord::minimise( events, difference, [ & ]( const Events & some ) {
+      progress.at( std::min( ++done, most ), most );
+      return play( some ).difference;
+    } );
   }
 
  private:

@@ -137,6 +137,34 @@ TEST_F( RecordTest, EveryOperationIsReadAsItWasWrittenAndIsTheOneThatIsCalled ) 
   EXPECT_EQ( log.total(), static_cast< U64 >( SdkOp::count ) );
 }
 
+// Bytes of the record that no leaf refers to.
+template < class... Records >
+std::vector< size_t > bytesWithoutLeaf( Records... records ) {
+  const auto missing = []( auto & record ) {
+    std::vector< SdkRecord::Leaf > leaves;
+    SdkRecord::Leaves( leaves, "record", SdkRecord::IdKind::none ).add( record );
+    size_t missed = sizeof record;
+    for ( const SdkRecord::Leaf & leaf : leaves )
+      if ( const auto * const number = std::get_if< SdkRecord::Number >( &leaf.value ) )
+        missed -= number->size;
+      else if ( const auto * const bits = std::get_if< SdkRecord::Bits >( &leaf.value ) )
+        missed -= bits->words.size_bytes();
+      else
+        missed -= std::get< SdkRecord::Bytes >( leaf.value ).size_bytes();
+    return missed;
+  };
+  return { missing( records )... };
+}
+
+TEST_F( RecordTest, NoFieldOfARecordOfTheSdkIsForgotten ) {
+  EXPECT_THAT(
+      bytesWithoutLeaf( bcm_field_group_config_t{}, bcm_field_group_status_s{}, bcm_port_config_t{},
+                        bcm_field_src_class_t{}, bcm_mac_t{}, bcm_ip6_t{}, bcm_policer_config_t{},
+                        bcm_field_data_qualifier_s{}, bcm_field_data_packet_format_s{},
+                        bcm_field_data_ethertype_s{}, kelmor_tcam_capacity_info_t{} ),
+      testing::Each( 0U ) );
+}
+
 TEST_F( RecordTest, LinesThatAreNoneAreRefusedWithTheirNumber ) {
   const std::string chip = "sdk-record 1\nchip unit=0 name=\"c\" pipes=1 ";
   const struct {
