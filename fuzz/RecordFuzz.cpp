@@ -37,7 +37,7 @@ bool isSmall( const SdkRecord::Units & units ) {
 void play( const SdkRecord::Recording & recording ) {
   try {
     const auto chips = SdkRecord::chipsOf( recording.units );
-    // Calls that fail must be harmless too: go on after a difference.
+    // Calls that fail must be harmless too: continue after a difference.
     for ( const SdkRecord::Event & event : recording.events )
       ( void )SdkRecord::play( { &event }, *chips, chips.get() );
   } catch ( const std::invalid_argument & ) {  // an inconsistent chip

@@ -1,6 +1,6 @@
 // Plays a record of SDK calls on a binding.
 //
-// Each play runs in a process of its own, which loads the binding anew: it starts with an SDK that
+// Each play runs in a process of its own, which loads the binding again: it starts with an SDK that
 // was just initialised, and a binding that ends its process is a difference like others.
 #pragma once
 
