@@ -25,6 +25,7 @@
 #include <utility>
 
 #include "kiv/MapIter.h"
+#include "kiv/NodePool.h"
 #include "kiv/PageMap.h"
 #include "kiv/Types.h"
 
@@ -106,6 +107,9 @@ class FamilyMap {
 
  private:
   friend class MapIter< FamilyMap >;
+
+  using NodeRef = U32;
+  static constexpr NodeRef noNodeRef() { return noNode; }
 
   static constexpr U32 places = 1u << bitCount;
 

@@ -109,6 +109,9 @@ class HashMap {
  private:
   friend class MapIter< HashMap >;
 
+  using NodeRef = U32;
+  static constexpr NodeRef noNodeRef() { return noNode; }
+
   struct Node {
     U32 next;
     K key;

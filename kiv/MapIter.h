@@ -17,7 +17,7 @@
 #include <optional>
 
 #include "kiv/Export.h"
-#include "kiv/NodePool.h"
+#include "kiv/Types.h"
 
 namespace Kiv {
 
@@ -60,6 +60,7 @@ class MapIter : private MapIterLink {
  public:
   using Key = typename Map::Key;
   using Mapped = typename Map::Mapped;
+  using NodeRef = typename Map::NodeRef;
 
   explicit MapIter( const Map & map ) : map_( &map ) {
     link( map.iters_ );
@@ -82,14 +83,14 @@ class MapIter : private MapIterLink {
   }
 
   // Whether a member is being visited, removed since or not.
-  explicit operator bool() const { return node_ != noNode || removed_; }
+  explicit operator bool() const { return node_ != Map::noNodeRef() || removed_; }
 
   // Goes to the next member; stays where it is at the end.
   MapIter & operator++() {
     if ( removed_ ) {
       removed_ = false;
       visit( map_->resumeNode( *key_, node_ ) );
-    } else if ( node_ != noNode ) {
+    } else if ( node_ != Map::noNodeRef() ) {
       visit( map_->nextNode( node_ ) );
     }
     return *this;
@@ -105,7 +106,7 @@ class MapIter : private MapIterLink {
 
   // Throws RangeException at the end and after the member was removed.
   const Mapped & value() const {
-    if ( node_ == noNode || removed_ ) [[unlikely]]
+    if ( node_ == Map::noNodeRef() || removed_ ) [[unlikely]]
       throwOutOfRange();
     return map_->nodeValue( node_ );
   }
@@ -117,7 +118,7 @@ class MapIter : private MapIterLink {
   friend Map;
 
   // Called by the map: before it takes a node out, and when all members go.
-  static void memberRemoved( const MapIterList & list, U32 node ) {
+  static void memberRemoved( const MapIterList & list, const NodeRef & node ) {
     for ( auto * i = first( list ); i; i = next( *i ) ) {
       if ( i->node_ == node ) {
         i->node_ = i->map_->nextNode( node );
@@ -130,7 +131,7 @@ class MapIter : private MapIterLink {
     while ( auto * i = first( list ) ) {
       i->unlink();
       i->map_ = nullptr;
-      i->node_ = noNode;
+      i->node_ = Map::noNodeRef();
       i->removed_ = false;
     }
   }
@@ -142,14 +143,15 @@ class MapIter : private MapIterLink {
     return static_cast< MapIter * >( iter.nextLink() );
   }
 
-  void visit( U32 node ) {
+  void visit( const NodeRef & node ) {
     node_ = node;
-    if ( node != noNode )
+    if ( node != Map::noNodeRef() )
       key_ = map_->nodeKey( node );
   }
 
   const Map * map_ = nullptr;
-  U32 node_ = noNode;     // the member being visited; after its removal, the one that followed
+  // The member being visited; after its removal, the one that followed.
+  NodeRef node_ = Map::noNodeRef();
   bool removed_ = false;  // the member being visited was removed
   std::optional< Key > key_;
 };

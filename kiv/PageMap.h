@@ -31,6 +31,7 @@
 
 #include "kiv/Assert.h"
 #include "kiv/MapIter.h"
+#include "kiv/NodePool.h"
 #include "kiv/Types.h"
 
 namespace Kiv {
@@ -118,6 +119,9 @@ class PageMap {
 
  private:
   friend class MapIter< PageMap >;
+
+  using NodeRef = U32;
+  static constexpr NodeRef noNodeRef() { return noNode; }
   template < class, class, U32, U32 >
   friend class FamilyMap;
 

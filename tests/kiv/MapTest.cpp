@@ -2,7 +2,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <bit>
 #include <functional>
 #include <map>
 #include <memory>
@@ -256,30 +255,6 @@ TEST( MapReentryTest, ValueDestructorMayChangeOrDestroyTheMap ) {
     Ender::endMap< Kiv::RbTreeMap >( destroys );
     Ender::endMap< Kiv::PageMap >( destroys );
     Ender::endMap< CopyMap >( destroys );
-  }
-}
-
-// Counts its comparisons.
-struct Counted {
-  U32 key;
-  static inline int comparisons = 0;
-  friend bool operator<( Counted a, Counted b ) { return ++comparisons, a.key < b.key; }
-};
-
-TEST( RbTreeMapTest, SearchDepthIsThatOfABalancedTree ) {
-  std::mt19937 random( 3 );
-  Kiv::RbTreeMap< Counted, int > map;
-  for ( U32 step = 0; step < 30000; ++step ) {
-    // First a rising window of keys, the worst case for balance, then random keys.
-    const bool climbs = step < 8000;
-    const auto key = [ & ]( U32 climbing ) {
-      return Counted{ climbs ? climbing : static_cast< U32 >( random() % 10000 ) };
-    };
-    map.insert( key( step ), 0 );
-    map.erase( key( step - 500 ) );
-    Counted::comparisons = 0;
-    map.find( key( step ) );
-    ASSERT_LE( Counted::comparisons, 2 * std::bit_width( map.size() ) + 1 ) << "step " << step;
   }
 }
 
