@@ -51,7 +51,9 @@ function(morvane_floor)
     set_target_properties(${FLOOR_NAME} PROPERTIES POSITION_INDEPENDENT_CODE ON)
     if(FLOOR_LEVEL LESS MORVANE_LIBRARY_LEVELS)
       # Nothing replaces the library's functions at run time, so that they can be inlined.
-      target_compile_options(${FLOOR_NAME} PRIVATE -Wshadow -fno-semantic-interposition)
+      # A bundle of sources may grow as much by it as they would one by one.
+      target_compile_options(${FLOOR_NAME} PRIVATE -Wshadow -fno-semantic-interposition
+        $<$<CXX_COMPILER_ID:GNU>:--param=inline-unit-growth=200>)
     endif()
   else()
     add_library(${FLOOR_NAME} INTERFACE)
