@@ -85,6 +85,7 @@ class BenchSwitch {
   void directCycle();
 
   U64 sdkCalls() const { return sdk_.calls(); }
+  const Morvane::MorvaneTcamGroupManager & groups() const { return *groups_; }
   Morvane::MorvaneTcamEntryManager & manager() { return *manager_; }
   // Building blocks of benchmarks of single operations.
   U32 nextEntry();

@@ -2,35 +2,23 @@
 // calls, in alternating batches of one run. Results are medians over the batches, so that the ratio
 // hardly depends on other load of the machine.
 
-#include <benchmark/benchmark.h>
-
 #include <algorithm>
-#include <chrono>
 #include <string>
 #include <vector>
 
 #include "bench/BenchSwitch.h"
+#include "bench/Compare.h"
 #include "bench/HeapCount.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using Bench::median;
 
 constexpr int batch = 200;
 
 template < class Work >
 double nanoseconds( Work work ) {
-  const Clock::time_point start = Clock::now();
-  for ( int i = 0; i < batch; ++i )
-    work();
-  return std::chrono::duration< double, std::nano >( Clock::now() - start ).count() / batch;
-}
-
-// The median ignores batches with preemptions.
-double median( std::vector< double > & values ) {
-  const auto middle = values.begin() + static_cast< std::ptrdiff_t >( values.size() / 2 );
-  std::nth_element( values.begin(), middle, values.end() );
-  return *middle;
+  return Bench::nanoseconds( batch, work );
 }
 
 // Arguments: live entries, pipes, copies, units, other users.

@@ -1,0 +1,36 @@
+// Runs the comparisons and prints a line for each: what was measured, what is wanted, and whether
+// it falls short.
+
+#include <cstdio>
+
+#include "bench/BenchSwitch.h"
+#include "bench/Compare.h"
+
+namespace {
+
+class TableReporter : public benchmark::BenchmarkReporter {
+ public:
+  bool ReportContext( const Context & ) override { return true; }
+  void ReportRuns( const std::vector< Run > & runs ) override {
+    for ( const Run & run : runs ) {
+      const double measured = run.counters.at( "measured" ), wanted = run.counters.at( "wanted" );
+      std::printf( "%-62s %9.4g", run.run_name.function_name.c_str(), measured );
+      if ( wanted != 0 )
+        std::printf( " %9.4g  %s", wanted, measured <= wanted ? "met" : "SHORT" );
+      std::printf( "\n" );
+      std::fflush( stdout );
+    }
+  }
+};
+
+}  // namespace
+
+int main( int argc, char ** argv ) {
+  const Bench::SecondThread other;
+  benchmark::Initialize( &argc, argv );
+  if ( benchmark::ReportUnrecognizedArguments( argc, argv ) )
+    return 2;
+  TableReporter table;
+  benchmark::RunSpecifiedBenchmarks( &table );
+  return 0;
+}
