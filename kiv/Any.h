@@ -212,7 +212,7 @@ class AnyContent final : public Any::Content {
           [ & ]( const auto &... field ) {
             ( list.push_back( anyPart( field.name, value_.*field.member ) ), ... );
           },
-          T::fields() );
+          FieldsOf< T >::fields() );
     }
     return list;
   }

@@ -25,11 +25,23 @@ namespace Kiv {
 
 class Entity;
 
-// A type that lists its fields and has a full name (kiv/ValueType.h).
+// The fields of a type, and its full name (kiv/ValueType.h). To be specialised for a type that
+// cannot list them itself, such as a structure of a C header.
 template < class T >
-concept HasFields = requires {
+struct FieldsOf {};
+template < class T >
+requires requires {
   T::fields();
   { T::typeName } -> std::convertible_to< const char * >;
+}
+struct FieldsOf< T > {
+  static constexpr const char * typeName = T::typeName;
+  static constexpr auto fields() { return T::fields(); }
+};
+
+template < class T >
+concept HasFields = requires {
+  FieldsOf< T >::fields();
 };
 
 KIV_API String8 stringStrep( std::string_view text );
@@ -80,7 +92,7 @@ String8 enumStrep( T value ) {
 template < HasFields T >
 String8 fieldsStrep( const T & value ) {
   String8 text( "Value('" );
-  text += T::typeName;
+  text += FieldsOf< T >::typeName;
   text += "', ** {";
   const char * separator = "'";
   auto append = [ & ]( const auto & field ) {
@@ -90,7 +102,8 @@ String8 fieldsStrep( const T & value ) {
     text += valueToStrep( value.*field.member );
     separator = ", '";
   };
-  std::apply( [ & ]( const auto &... field ) { ( append( field ), ... ); }, T::fields() );
+  std::apply( [ & ]( const auto &... field ) { ( append( field ), ... ); },
+              FieldsOf< T >::fields() );
   return text += "})";
 }
 

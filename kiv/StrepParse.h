@@ -44,7 +44,7 @@ constexpr const char * typeName() {
   } else if constexpr ( std::is_same_v< T, Name > ) {
     return "Name";
   } else if constexpr ( HasFields< T > ) {
-    return T::typeName;
+    return FieldsOf< T >::typeName;
   } else {
     static_assert( std::is_same_v< T, Ptr< Entity > >,
                    "the type needs a text form: fields() and typeName (kiv/ValueType.h)" );
@@ -94,7 +94,7 @@ T strepReadEnum( StrepReader & reader ) {
 template < HasFields T >
 T strepReadFields( StrepReader & reader ) {
   reader.expect( "Value('" );
-  reader.expect( T::typeName );
+  reader.expect( FieldsOf< T >::typeName );
   reader.expect( "', ** {" );
   T value{};
   const char * separator = "'";
@@ -118,7 +118,7 @@ T strepReadFields( StrepReader & reader ) {
     }
     separator = ", '";
   };
-  std::apply( [ & ]( const auto &... field ) { ( read( field ), ... ); }, T::fields() );
+  std::apply( [ & ]( const auto &... field ) { ( read( field ), ... ); }, FieldsOf< T >::fields() );
   reader.expect( "})" );
   return value;
 }
