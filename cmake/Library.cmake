@@ -27,7 +27,10 @@ set_target_properties(MorvaneTcamManager PROPERTIES
   LINK_DEPENDS ${PROJECT_BINARY_DIR}/Library.map)
 target_include_directories(MorvaneTcamManager INTERFACE
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+  $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include>
   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/morvane-tcam>)
+target_include_directories(MorvaneTcamManager SYSTEM INTERFACE
+  $<BUILD_INTERFACE:${MORVANE_SDK_INCLUDE}>)
 target_compile_features(MorvaneTcamManager INTERFACE cxx_std_20)
 add_library(Morvane::TcamManager ALIAS MorvaneTcamManager)
 
@@ -46,6 +49,8 @@ foreach(folder IN LISTS library_headers)
 endforeach()
 install(FILES ${PROJECT_BINARY_DIR}/include/morvane/Version.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/morvane-tcam/morvane)
+install(FILES ${sdk_config_headers}
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/morvane-tcam/shim)
 morvane_pkgconfig(morvane-tcam-manager)
 
 # The agent's command finds the library under any prefix.

@@ -47,7 +47,7 @@ U32 firstId( const First & first, const Rest &... ) {
   if constexpr ( std::is_integral_v< First > )
     return static_cast< U32 >( first );
   else if constexpr ( std::is_same_v< First, bcm_field_group_config_t * > )
-    return first->group;
+    return Fields::groupId( *first );
   else
     return 0;
 }

@@ -17,8 +17,8 @@
 
 namespace Shim {
 
-// To be incremented with every change of a record, enumeration or code in shim/SdkTypes.h that
-// keeps the records' sizes, and of what an operation must do.
+// To be incremented with every change of a record, enumeration or code in shim/SdkDeclarations.h
+// that keeps the records' sizes, and of what an operation must do.
 inline constexpr U32 sdkRecordsVersion = 1;
 
 namespace Internal {
@@ -45,6 +45,9 @@ constexpr U32 interfaceVersion() {
           sizeof( bcm_field_data_packet_format_s ), sizeof( bcm_field_data_ethertype_s ),
           sizeof( kelmor_tcam_capacity_info_t ) } )
     hash = mixNumber( hash, size );
+#ifdef MORVANE_SDK_HEADER
+  hash = mixText( hash, MORVANE_SDK_HEADER );
+#endif
   return hash;
 }
 

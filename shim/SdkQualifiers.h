@@ -4,6 +4,11 @@
 // other code uses only the names. Lists of qualifiers end with bcmFieldQualifyCount.
 #pragma once
 
+#include "shim/SdkConfig.h"
+
+#ifdef MORVANE_SDK_HEADER
+#include "shim/SdkTypes.h"
+#else
 #include <cstdint>
 
 enum bcm_field_qualify_t : std::uint32_t {
@@ -39,3 +44,4 @@ enum bcm_field_qualify_t : std::uint32_t {
   bcmFieldQualifyInPortsClass = 585,    // ingress ports, class form used by per-copy tables
   bcmFieldQualifyCount = 759,           // number of qualifiers; ends a qualifier list
 };
+#endif

@@ -10,6 +10,8 @@
 
 namespace Morvane {
 
+using Shim::Fields;
+
 namespace TcamCapacity {
 constinit const Kiv::LogHandle MORVANE_CONFIG_CHANGE = handleOf( configChange );
 constinit const Kiv::LogHandle MORVANE_UNEXPECTED_RESTART = handleOf( unexpectedRestart );
@@ -18,9 +20,10 @@ constinit const Kiv::LogHandle MORVANE_UNEXPECTED_RESTART = handleOf( unexpected
 namespace {
 
 bool lists( const kelmor_tcam_capacity_info_t & info, S32 stage ) {
-  return std::any_of(
-      info.stage, info.stage + info.stage_count,
-      [ & ]( const kelmor_tcam_stage_info_t & s ) { return s.stage == stage; } );
+  for ( S32 i = 0; i < Fields::stageCount( info ); ++i )
+    if ( Fields::stageNumber( Fields::stage( info, i ) ) == stage )
+      return true;
+  return false;
 }
 
 // Whether the use is at least that many percent of the size. False for size 0.
@@ -73,12 +76,12 @@ void MorvaneTcamCapacitySm::poll() {
 }
 
 void MorvaneTcamCapacitySm::pollUnit( U32 unit, const kelmor_tcam_capacity_info_t & info ) {
-  for ( S32 i = 0; i < info.stage_count; ++i ) {
-    const kelmor_tcam_stage_info_t & stage = info.stage[ i ];
-    const TcamCapacityKey key( unit, stage.stage );
+  for ( S32 i = 0; i < Fields::stageCount( info ); ++i ) {
+    const auto & stage = Fields::stage( info, i );
+    const TcamCapacityKey key( unit, Fields::stageNumber( stage ) );
     TcamCapacityRow row;
     row.used = usedEntries( stage );
-    row.maxLimit = static_cast< U32 >( stage.entries_total );
+    row.maxLimit = static_cast< U32 >( Fields::stageTotal( stage ) );
     // Not the slices' own free counts: where ingress keys take two rows, an empty slice of a depth
     // that checkCapacity does not know reports rows instead of keys.
     row.free = row.maxLimit - std::min( row.used, row.maxLimit );

@@ -19,15 +19,17 @@ void readMaxPrio( MorvaneTcamEntryManager & user, U32 unit ) {
   const auto group = [ & ] { return user.group(); };
   bcm_field_group_status_s status = {};
   SDK_CHECKED( bcm_field_group_status_get( unit, group(), &status ) );
-  user.maxPrioIs( static_cast< U32 >( status.prio_max ) );
+  user.maxPrioIs( static_cast< U32 >( Shim::Fields::groupPrioMax( status ) ) );
 }
 
 void qualifyMulticast( U32 unit, U32 entry, U32 group ) {
   if ( isIPv4( group ) ) {
     SDK_CHECKED( bcm_field_qualify_DstIp( unit, entry, 0xe0000000, 0xf0000000 ) );
   } else {
-    const bcm_ip6_t ip6_mask = { { 0xFF } };
-    const bcm_ip6_t ip6_mcast_prefix = { { 0xFF } };
+    bcm_ip6_t ip6_mask = {};
+    bcm_ip6_t ip6_mcast_prefix = {};
+    Shim::Fields::ip6ByteIs( ip6_mask, 0, 0xFF );
+    Shim::Fields::ip6ByteIs( ip6_mcast_prefix, 0, 0xFF );
     SDK_CHECKED( bcm_field_qualify_DstIp6( unit, entry, ip6_mask, ip6_mcast_prefix ) );
   }
   FP_COMMAND() << "fp qual " << entry << " multicast";
@@ -183,7 +185,7 @@ int EntryAllocation::createCopy( const PipeCopy & at, Rollback & rollback ) {
   }
   if ( rc >= 0 ) {
     FP_COMMAND() << "fp entry create " << groupId << " " << entryId;
-    rollback.add( unit, { cleanupDestroyEntries, entryId, 1, groupId } );
+    rollback.add( unit, { cleanupDestroyEntries, U32( entryId ), 1, groupId } );
     GroupCounts * const counts = &user_.countsOf( at );
     counts->unitAllocatedInc( unit, 1 );
     rollback.addRecord( [ counts, unit ] { counts->unitAllocatedInc( unit, -1 ); } );

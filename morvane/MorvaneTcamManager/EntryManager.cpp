@@ -362,9 +362,8 @@ void MorvaneTcamEntryManager::addInPortsForEntry( U32 unit, U32 tcamEntryId,
 
 void MorvaneTcamEntryManager::addInPortForEntry( U32 unit, U32 tcamEntryId, U32 port ) {
   EntryInPorts ports;
-  ports.data.add( port );
-  for ( auto & word : ports.mask.pbits )
-    word = ~0U;
+  Shim::portsAdd( ports.data, port );
+  ports.mask = Shim::allPorts();
   unitEntries( unit )->entryInPortsIs( tcamEntryId, ports );
 }
 

@@ -39,10 +39,10 @@ U32 EntryStats::install( U32 groupId, U32 entryId, const StatTypesList & list,
   if ( rc == BCM_E_RESOURCE )
     return 0;
   SDK_RESULT_OF( rc, bcm_field_stat_create( unit, groupId, statIdx, statTypesList, &statsId ) );
-  rollback.add( unit, { cleanupDestroyStats, statsId } );
+  rollback.add( unit, { cleanupDestroyStats, U32( statsId ) } );
   SDK_CHECKED( bcm_field_entry_stat_attach( unit, entryId, statsId ) );
   FP_COMMAND() << "fp stat attach entry=" << entryId << " StatId=" << statsId;
-  rollback.add( unit, { cleanupDetachStats, entryId, statsId } );
+  rollback.add( unit, { cleanupDetachStats, entryId, U32( statsId ) } );
   entries().entryStatsIs( entryId, statsId );
   if ( list.bits != usualStatTypes )
     entries().statTypesIs( entryId, list.bits );

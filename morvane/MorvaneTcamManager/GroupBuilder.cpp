@@ -6,6 +6,25 @@
 
 namespace Morvane {
 
+using Shim::Fields;
+
+namespace {
+
+void addFlags( bcm_field_group_config_t & config, U32 flags ) {
+  Fields::groupFlagsIs( config, Fields::groupFlags( config ) | flags );
+}
+void removeFlags( bcm_field_group_config_t & config, U32 flags ) {
+  Fields::groupFlagsIs( config, Fields::groupFlags( config ) & ~flags );
+}
+
+// The SDK's record with an accessor whose name is part of a traced text.
+struct PipePorts {
+  const bcm_port_config_t & record;
+  bcm_pbmp_t per_pipe( U32 pipe ) const { return Fields::pipePorts( record, pipe ); }
+};
+
+}  // namespace
+
 // --- Qualifier set ---------------------------------------------------------------------------
 
 void GroupBuilder::makeQualifierSet( Rollback & rollback ) {
@@ -81,18 +100,18 @@ void GroupBuilder::prepare() {
   bcm_port_config_t & portConfig = portConfig_;
   SDK_CHECKED( bcm_port_config_get( unit, &portConfig ) );
 
-  common_ = {};
+  Fields::initialise( common_ );
   if ( set_.largeSlice && !request_.forUdf )
-    common_.flags |= BCM_FIELD_GROUP_CREATE_LARGE;
+    addFlags( common_, BCM_FIELD_GROUP_CREATE_LARGE );
   if ( !Shim::sdkShim().kelmor_field_group_by_preselector( unit_ ) &&
        manager_.managedPriority( group_ ) )
-    common_.flags |= BCM_FIELD_GROUP_CREATE_MANAGED_PRIO;
-  common_.qset = set_.qset;
-  common_.flags |= BCM_FIELD_GROUP_CREATE_WITH_ID;
-  common_.action_res_id = -1;
+    addFlags( common_, BCM_FIELD_GROUP_CREATE_MANAGED_PRIO );
+  Fields::groupQualifiersIs( common_, set_.qset );
+  addFlags( common_, BCM_FIELD_GROUP_CREATE_WITH_ID );
+  Fields::groupActionResolutionIs( common_, -1 );
   if ( Shim::sdkShim().kelmor_field_second_copy( unit_ ) && manager_.stageIngress( group_ ) ) {
-    common_.mode = bcmFieldGroupModePerCopy;
-    common_.flags |= BCM_FIELD_GROUP_CREATE_PER_COPY | BCM_FIELD_GROUP_CREATE_WITH_MODE;
+    Fields::groupModeIs( common_, bcmFieldGroupModePerCopy );
+    addFlags( common_, BCM_FIELD_GROUP_CREATE_PER_COPY | BCM_FIELD_GROUP_CREATE_WITH_MODE );
   }
 }
 
@@ -105,12 +124,13 @@ bool GroupBuilder::placedByPort() const {
 // Every copy starts from the common part: a retry without a flag affects only its own copy.
 bcm_field_group_config_t GroupBuilder::configFor( const PipeCopy & at ) const {
   bcm_field_group_config_t config = common_;
-  config.group = at.pipeGroup;
-  config.priority = static_cast< S32 >( manager_.getGroupPriority( unit_, at.pipeGroup ) );
+  Fields::groupIdIs( config, at.pipeGroup );
+  Fields::groupPriorityIs( config,
+                           static_cast< S32 >( manager_.getGroupPriority( unit_, at.pipeGroup ) ) );
   if ( placedByPort() ) {
-    config.flags |= BCM_FIELD_GROUP_CREATE_WITH_PORT;
-    config.flags &= ~BCM_FIELD_GROUP_CREATE_LARGE;
-    config.ports = portConfig_.per_pipe( at.pipe );
+    addFlags( config, BCM_FIELD_GROUP_CREATE_WITH_PORT );
+    removeFlags( config, BCM_FIELD_GROUP_CREATE_LARGE );
+    Fields::groupPortsIs( config, Fields::pipePorts( portConfig_, at.pipe ) );
   }
   return config;
 }
@@ -119,12 +139,12 @@ void GroupBuilder::createPreselector( const PipeCopy & at, bcm_field_group_confi
                                       Rollback & rollback ) {
   const U32 unit = unit_;
   const U32 pipe = at.pipe;
-  const bcm_port_config_t & portConfig = portConfig_;
+  const PipePorts portConfig{ portConfig_ };
   bcm_field_presel_t preselId{};
   SDK_CHECKED( bcm_field_presel_create( unit, &preselId ) );
   KIV_ASSERT( preselId < BCM_FIELD_PRESEL_MAX );
   FP_COMMAND() << "fp presel create " << preselId;
-  rollback.add( unit, { cleanupDestroyPreselector, preselId } );
+  rollback.add( unit, { cleanupDestroyPreselector, U32( preselId ) } );
   // Overwrites a preselector id from before a re-initialisation.
   manager_.doStoreGroupPreselId( unit, at.pipeGroup, preselId );
   rollback.addRecord( [ manager = &manager_, unit, group = at.pipeGroup ] {
@@ -133,13 +153,15 @@ void GroupBuilder::createPreselector( const PipeCopy & at, bcm_field_group_confi
   SDK_CHECKED(
       bcm_field_qualify_Stage( unit, preselId | BCM_FIELD_QUALIFY_PRESEL, bcmFieldStageIngress ) );
   FP_COMMAND() << "fp presel qualify " << preselId << " stage ingress";
-  const bcm_field_src_class_t preselKeyData = { pipe };
-  const bcm_field_src_class_t preselKeyMask = { BCM_PIPES_MAX - 1 };
+  bcm_field_src_class_t preselKeyData = {};
+  bcm_field_src_class_t preselKeyMask = {};
+  Fields::sourceClassIs( preselKeyData, pipe );
+  Fields::sourceClassIs( preselKeyMask, BCM_PIPES_MAX - 1 );
   SDK_CHECKED( bcm_field_qualify_MixedSrcClassId( unit, preselId | BCM_FIELD_QUALIFY_PRESEL,
                                                   portConfig.per_pipe( pipe ), preselKeyData,
                                                   preselKeyMask ) );
   FP_COMMAND() << "fp presel qualify " << preselId << " pipe " << pipe;
-  config.preselset.add( preselId );
+  Fields::groupPreselectorAdd( config, preselId );
 }
 
 // --- Creation --------------------------------------------------------------------------------
@@ -155,7 +177,8 @@ bool GroupBuilder::create( const PipeCopy & at, Rollback & rollback ) {
   if ( preselects() )
     createPreselector( at, groupConfig, copy );
   if ( createInHardware( groupConfig ) ) {
-    FP_COMMAND() << "fp group create " << groupId << " prio " << groupConfig.priority;
+    FP_COMMAND() << "fp group create " << groupId << " prio "
+                 << Fields::groupPriority( groupConfig );
     copy.add( unit, { cleanupDestroyGroup, groupId } );
     rollback.take( copy );
     return true;
@@ -192,9 +215,9 @@ bool GroupBuilder::createInHardware( bcm_field_group_config_t & groupConfig ) {
   int rc = SDK_CALL( bcm_field_group_config_create( unit, &groupConfig ) );
   if ( isTriedAgain( rc ) ) {
     if ( request_.forUdf )
-      groupConfig.flags |= BCM_FIELD_GROUP_CREATE_LARGE;
+      addFlags( groupConfig, BCM_FIELD_GROUP_CREATE_LARGE );
     else
-      groupConfig.flags &= ~BCM_FIELD_GROUP_CREATE_LARGE;
+      removeFlags( groupConfig, BCM_FIELD_GROUP_CREATE_LARGE );
     rc = SDK_CALL( bcm_field_group_config_create( unit, &groupConfig ) );
   }
   if ( rc == BCM_E_RESOURCE || ( rc == BCM_E_UNAVAIL && request_.forUdf ) )

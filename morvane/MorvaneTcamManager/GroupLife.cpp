@@ -167,11 +167,11 @@ U32 GroupLife::freeEntries( U32 group ) {
   SDK_CHECKED( bcm_field_group_status_get( unit, group, &status ) );
   // An entry and its twin are in the same group.
   const int needed = manager_.ovidWar( group ) ? 2 : 1;
-  if ( status.entries_free < needed && manager_.sliceFreedSize() != 0 ) {
+  if ( Shim::Fields::groupEntriesFree( status ) < needed && manager_.sliceFreedSize() != 0 ) {
     compressFreedSlices();
     SDK_CHECKED( bcm_field_group_status_get( unit, group, &status ) );
   }
-  return static_cast< U32 >( status.entries_free / needed );
+  return static_cast< U32 >( Shim::Fields::groupEntriesFree( status ) / needed );
 }
 
 // All copies, even if one throws: copies with unequal free rows do not take the same entries.

@@ -292,7 +292,7 @@ U32 MorvaneTcamGroupManager::getNumOfTcamEntries( U32 unit, U32 groupId ) const 
     return 0;
   bcm_field_group_status_s status = {};
   SDK_CHECKED( bcm_field_group_status_get( unit, groupId, &status ) );
-  return static_cast< U32 >( status.entries_total );
+  return static_cast< U32 >( Shim::Fields::groupEntriesTotal( status ) );
 }
 
 U16 MorvaneTcamGroupManager::getMaxPorts() {
@@ -326,7 +326,8 @@ void MorvaneTcamGroupManager::traceGroupStatus( U32 unit, U32 pipeGroupId ) cons
   bcm_field_group_status_s status = {};
   SDK_CHECKED( bcm_field_group_status_get( unit, groupId, &status ) );
   MORVANE_TRACE( traceDetail ) << "Unit: " << unit << " group " << pipeGroupId << " entries total "
-                               << status.entries_total << " free " << status.entries_free;
+                               << Shim::Fields::groupEntriesTotal( status ) << " free "
+                               << Shim::Fields::groupEntriesFree( status );
 }
 
 // --- Range checkers and policers -------------------------------------------------------------

@@ -1,7 +1,7 @@
 // The fixed qualifier lists of mirroring groups, by ACL type. Ended by bcmFieldQualifyCount.
 #pragma once
 
-#include "shim/SdkQualifiers.h"
+#include "shim/SdkTypes.h"
 
 namespace Morvane {
 

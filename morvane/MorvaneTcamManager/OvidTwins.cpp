@@ -77,8 +77,7 @@ OvidTwin OvidTwins::read( U32 entry ) const {
   if ( rc < 0 || !twin.match.needsTwin() )
     return {};
   const EntryInPorts own = PortBitmaps( *this ).read( entry );
-  for ( U32 word = 0; word < BCM_PBMP_PORT_MAX / 32; ++word )
-    twin.ports.pbits[ word ] = own.data.pbits[ word ] | ~own.mask.pbits[ word ];
+  twin.ports = Shim::portsOf( own.data, own.mask, []( U32 a, U32 b ) { return a | ~b; } );
   return twin;
 }
 
@@ -87,7 +86,7 @@ bool OvidTwins::groupMatchesVlan() const {
   const U32 pipeGroupId = user_.group();
   bcm_field_qset_t qset = {};
   SDK_CHECKED( bcm_field_group_get( unit, pipeGroupId, &qset ) );
-  return qset.has( bcmFieldQualifyOuterVlanId );
+  return Shim::Fields::qualifierHas( qset, bcmFieldQualifyOuterVlanId );
 }
 
 void OvidTwins::rewrite( U32 entry ) {
@@ -110,11 +109,9 @@ void OvidTwins::rewrite( U32 entry ) {
 
 EntryInPorts OvidTwins::portsOf( const OvidTwin & twin ) const {
   EntryInPorts ports;
-  ports.data = warSmOf( groups_ ).untaggedPorts( unit_, twin.match );
-  for ( U32 word = 0; word < BCM_PBMP_PORT_MAX / 32; ++word ) {
-    ports.data.pbits[ word ] &= twin.ports.pbits[ word ];
-    ports.mask.pbits[ word ] = ~0U;
-  }
+  ports.data = Shim::portsOf( warSmOf( groups_ ).untaggedPorts( unit_, twin.match ), twin.ports,
+                              []( U32 a, U32 b ) { return a & b; } );
+  ports.mask = Shim::allPorts();
   return ports;
 }
 

@@ -46,9 +46,8 @@ bcm_pbmp_t MorvaneOvidWarSm::untaggedPorts( U32 unit, const OvidMatch & match ) 
   if ( !directory() )
     return ports;
   match.forEachVlan( [ & ]( U16 vlan ) {
-    const bcm_pbmp_t untagged = directory()->ovidUtBitmap( { unit, vlan } );
-    for ( U32 word = 0; word < BCM_PBMP_PORT_MAX / 32; ++word )
-      ports.pbits[ word ] |= untagged.pbits[ word ];
+    ports = Shim::portsOf( ports, directory()->ovidUtBitmap( { unit, vlan } ),
+                           []( U32 a, U32 b ) { return a | b; } );
   } );
   return ports;
 }

@@ -111,12 +111,12 @@ bool doAllocAtBeginning( TcamAllocationStrategy strategy, U32 /* group */, bool 
 void tcamGroupQsetExcludes( bcm_field_qset_t * qset, U32 /* group */, bool excludeTtl,
                             bool excludeRangeChecks, bool groupByPreselector, bool secondCopy ) {
   if ( excludeTtl )
-    qset->remove( bcmFieldQualifyTtl );
+    Shim::Fields::qualifierDel( *qset, bcmFieldQualifyTtl );
   if ( excludeRangeChecks )
-    qset->remove( bcmFieldQualifyRangeCheck );
+    Shim::Fields::qualifierDel( *qset, bcmFieldQualifyRangeCheck );
   // The preselector, or the choice of the copy, has already matched the source class.
   if ( groupByPreselector || secondCopy )
-    qset->remove( bcmFieldQualifyMixedSrcClassId );
+    Shim::Fields::qualifierDel( *qset, bcmFieldQualifyMixedSrcClassId );
 }
 
 const MorvaneCentral::Attributes & MorvaneCentral::morvaneAttributes() {

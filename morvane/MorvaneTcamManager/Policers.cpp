@@ -27,7 +27,8 @@ U32 Policers::create( U8 * policerCfg ) const {
       policerId = basePolicerId;
     } else {
       policerId = ofPipe( pipe, basePolicerId );
-      polCfg->flags |= BCM_POLICER_WITH_ID;
+      Shim::Fields::policerFlagsIs( *polCfg,
+                                    Shim::Fields::policerFlags( *polCfg ) | BCM_POLICER_WITH_ID );
       SDK_CHECKED( bcm_policer_create( unit, polCfg, ( bcm_policer_t * )&policerId ) );
     }
     FP_COMMAND() << "fp policer create " << policerId;

@@ -101,7 +101,7 @@ void PortBitmaps::programLoopback( U32 entry, Rollback * rollback ) {
     const U32 port = getLoopbackPortId( unit, firstPipe ? 0 : c.pipe );
     MORVANE_TRACE( traceEntry ) << "Looback portId pipe " << c.pipe << ": " << port;
     bcm_pbmp_t outPorts = wanted.ports;
-    outPorts.add( port );
+    Shim::portsAdd( outPorts, port );
     SDK_CHECKED( bcm_field_action_ports_add( unit, tcamEntryId, lbAction, outPorts ) );
     FP_COMMAND() << "fp action add " << tcamEntryId << " " << U32( lbAction ) << " port " << port;
     // The rules of the other copies are cleared as a whole.

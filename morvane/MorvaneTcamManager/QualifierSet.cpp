@@ -71,9 +71,11 @@ class QualifierSetMaker {
     return qualifier;
   }
 
-  bool has( U32 qualifier ) const { return set_.qset.has( known( qualifier ) ); }
-  void add( U32 qualifier ) { set_.qset.add( known( qualifier ) ); }
-  void remove( U32 qualifier ) { set_.qset.remove( known( qualifier ) ); }
+  bool has( U32 qualifier ) const {
+    return Shim::Fields::qualifierHas( set_.qset, known( qualifier ) );
+  }
+  void add( U32 qualifier ) { Shim::Fields::qualifierAdd( set_.qset, known( qualifier ) ); }
+  void remove( U32 qualifier ) { Shim::Fields::qualifierDel( set_.qset, known( qualifier ) ); }
 
   void addList( const U32 * qualifiers ) {
     for ( ; *qualifiers != bcmFieldQualifyCount; ++qualifiers ) {

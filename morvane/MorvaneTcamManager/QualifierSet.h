@@ -62,7 +62,8 @@ KIV_API QualifierSet makeQualifierSet( const QualifierSetInput & input,
 // Entries of an ingress group that matches the outer VLAN need twins where all pipes share one
 // field processor. `set` is the finished set.
 inline bool keepsTwins( const QualifierSet & set, const ChipProperties & chip ) {
-  return chip.sharedByPipes && set.stageIngress && set.qset.has( bcmFieldQualifyOuterVlanId );
+  return chip.sharedByPipes && set.stageIngress &&
+         Shim::Fields::qualifierHas( set.qset, bcmFieldQualifyOuterVlanId );
 }
 
 }  // namespace Morvane

@@ -10,6 +10,8 @@
 
 namespace Morvane {
 
+using Shim::Fields;
+
 namespace {
 
 constexpr const char * sliceDashes = "-----------------------------------------------\n";
@@ -20,13 +22,15 @@ void appendRow( std::string & table, const char * label, S32 total, S32 free ) {
 
 void appendStage( std::string & table, const kelmor_tcam_stage_info_t & stage ) {
   appendFormatted( table, "%s|Stage%39s |\n%s|%25s |%7s |%8s |\n%s", sliceDashes,
-                   tcamStageName( stage.stage ).charPtr(), sliceDashes, "SliceNumber", "Total",
-                   "Free", sliceDashes );
-  for ( S32 j = 0; j < stage.slice_count; ++j )
-    appendRow( table, std::to_string( j ).c_str(), stage.slice[ j ].entries_total,
-               stage.slice[ j ].entries_free );
+                   tcamStageName( Fields::stageNumber( stage ) ).charPtr(), sliceDashes,
+                   "SliceNumber", "Total", "Free", sliceDashes );
+  for ( S32 j = 0; j < Fields::sliceCount( stage ); ++j ) {
+    const auto & slice = Fields::slice( stage, j );
+    appendRow( table, std::to_string( j ).c_str(), Fields::sliceTotal( slice ),
+               Fields::sliceFree( slice ) );
+  }
   table += sliceDashes;
-  appendRow( table, "", stage.entries_total, freeEntries( stage ) );
+  appendRow( table, "", Fields::stageTotal( stage ), freeEntries( stage ) );
 }
 
 }  // namespace
@@ -38,8 +42,8 @@ Kiv::String8 MorvaneTcamGroupManager::tcamUsage( U32 unit ) const {
   SDK_CHECKED( kelmor_bcm_tcam_capacity_info_get( unit, &info ) );
   checkCapacity( unit, info );
   std::string table;
-  for ( S32 i = 0; i < info.stage_count; ++i )
-    appendStage( table, info.stage[ i ] );
+  for ( S32 i = 0; i < Fields::stageCount( info ); ++i )
+    appendStage( table, Fields::stage( info, i ) );
   if ( !table.empty() )
     table += sliceDashes;
   return Kiv::String8( std::string_view( table ) );

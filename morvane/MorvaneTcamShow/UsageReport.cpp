@@ -95,7 +95,7 @@ bool UsageReport::showGroup( GroupIdToPipeGroupId at ) {
   if ( keptPerPipe( at.groupId() ) )
     appendFormatted( pipeText, " in PIPE %d", asInt( at.pipe() ) );
   U32 used = counts->unitAllocated( unit );
-  int free = status.entries_free;
+  int free = Shim::Fields::groupEntriesFree( status );
   if ( manager_.ovidWar( at.groupId() ) ) {
     // Every entry has a twin.
     used >>= 1;

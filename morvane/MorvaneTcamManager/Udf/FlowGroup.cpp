@@ -120,11 +120,11 @@ std::vector< DataQualifier > FlowGroup::qualifiers() const {
   for ( UnitUdfQualIter qualIter( *carried_, unit_ ); qualIter; ++qualIter ) {
     const UdfUnitSpec recorded = spec( qualIter.recordKey() );
     udfQual.push_back( outerL3Qualifier( recorded.offset, recorded.length ) );
-    static_cast< bcm_field_data_qualifier_s & >( udfQual.back() ).qual_id = recorded.qualId;
+    Shim::Fields::dataIdIs( udfQual.back().record(), recorded.qualId );
   }
   std::sort( udfQual.begin(), udfQual.end(),
              []( const bcm_field_data_qualifier_s & a, const bcm_field_data_qualifier_s & b ) {
-               return a.offset < b.offset;
+               return Shim::Fields::dataOffset( a ) < Shim::Fields::dataOffset( b );
              } );
   return udfQual;
 }

@@ -44,7 +44,7 @@ int MirroringUdfPlacement::widen( U32 pipeGroupId, Rollback & rollback ) {
   bcm_field_qset_t qset = {};
   SDK_CHECKED( bcm_field_group_get( unit, pipeGroupId, &qset ) );
   // The set may still have the qualifier from an earlier use.
-  const bool had = qset.hasData( qualId );
+  const bool had = Shim::Fields::dataQualifierHas( qset, qualId );
   const int rc = manager_.addUdfQualifierToQset( unit, &qset, udf_.qualId );
   SDK_RESULT( rc );
   const int rv = SDK_CALL_RV( bcm_field_group_set( unit, pipeGroupId, qset ) );

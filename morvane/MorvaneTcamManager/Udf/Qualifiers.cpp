@@ -9,6 +9,8 @@
 
 namespace Morvane {
 
+using Shim::Fields;
+
 namespace {
 
 // An IPv4 header without options.
@@ -23,16 +25,22 @@ constexpr const char * createSignature =
 // The packets to which a qualifier applies: a packet format or an ether type.
 struct PacketSelection {
   bool byEthType = false;
-  bcm_field_data_packet_format_s format = {};
-  bcm_field_data_ethertype_s ethertype = {};
+  bcm_field_data_packet_format_s format;
+  bcm_field_data_ethertype_s ethertype;
+
+  PacketSelection() {
+    Fields::initialise( format );
+    Fields::initialise( ethertype );
+  }
 };
 
 bcm_field_data_packet_format_s packetFormat( U16 l2, U16 outerIp ) {
-  bcm_field_data_packet_format_s format = {};
-  format.l2 = l2;
-  format.outer_ip = outerIp;
-  format.vlan_tag = BCM_FIELD_DATA_FORMAT_ANY;
-  format.tunnel = BCM_FIELD_DATA_FORMAT_ANY;
+  bcm_field_data_packet_format_s format;
+  Fields::initialise( format );
+  Fields::formatL2Is( format, l2 );
+  Fields::formatOuterIpIs( format, outerIp );
+  Fields::formatVlanTagIs( format, BCM_FIELD_DATA_FORMAT_ANY );
+  Fields::formatTunnelIs( format, BCM_FIELD_DATA_FORMAT_ANY );
   return format;
 }
 
@@ -41,9 +49,9 @@ PacketSelection selectFrames( U32 ethType ) {
   frames.byEthType = ethType != noEthType;
   if ( frames.byEthType ) {
     MORVANE_TRACE( traceDetail ) << "MAC ACL UDF Ether Type = " << ethType;
-    frames.ethertype.ethertype = static_cast< U16 >( ethType );
-    frames.ethertype.l2 = BCM_FIELD_DATA_FORMAT_ANY;
-    frames.ethertype.vlan_tag = BCM_FIELD_DATA_FORMAT_ANY;
+    Fields::formatEtherTypeIs( frames.ethertype, static_cast< U16 >( ethType ) );
+    Fields::formatL2Is( frames.ethertype, BCM_FIELD_DATA_FORMAT_ANY );
+    Fields::formatVlanTagIs( frames.ethertype, BCM_FIELD_DATA_FORMAT_ANY );
   } else {
     MORVANE_TRACE( traceDetail ) << "MAC ACL UDF Ether Type not set";
   }
@@ -104,10 +112,10 @@ U8 normalizedUdfOffset( UdfOffsetBase base, U8 offset ) {
 
 DataQualifier outerL3Qualifier( U8 offset, U8 length ) {
   DataQualifier qualifier = {};
-  bcm_field_data_qualifier_s & record = qualifier;
-  record.offset_base = bcmFieldDataOffsetBaseOuterL3Header;
-  record.offset = offset;
-  record.length = length;
+  Fields::initialise( qualifier.record() );
+  Fields::dataBaseIs( qualifier.record(), bcmFieldDataOffsetBaseOuterL3Header );
+  Fields::dataOffsetIs( qualifier.record(), offset );
+  Fields::dataLengthIs( qualifier.record(), length );
   return qualifier;
 }
 
@@ -169,9 +177,9 @@ void destroyUdfQualifier( U8 unit, U32 ethType, UdfOffsetBase base, int udfQualI
 void narrowGroup( U32 unit, U32 pipeGroupId, U32 qualId ) {
   bcm_field_qset_t qset = {};
   SDK_CHECKED( bcm_field_group_get( unit, pipeGroupId, &qset ) );
-  if ( !qset.hasData( qualId ) )
+  if ( !Fields::dataQualifierHas( qset, qualId ) )
     return;
-  qset.removeData( qualId );
+  Fields::dataQualifierDel( qset, qualId );
   SDK_CHECKED_RV( bcm_field_group_set( unit, pipeGroupId, qset ) );
   FP_COMMAND() << "fp group set " << pipeGroupId;
 }

@@ -15,9 +15,13 @@ inline constexpr U32 noEthType = 0xFFFFFFFF;
 
 // The SDK's record with accessors, whose names are part of traced texts.
 struct DataQualifier : bcm_field_data_qualifier_s {
-  S32 qual_id() const { return bcm_field_data_qualifier_s::qual_id; }
-  U32 length() const { return bcm_field_data_qualifier_s::length; }
-  S32 offset_base() const { return bcm_field_data_qualifier_s::offset_base; }
+  S32 qual_id() const { return Shim::Fields::dataId( record() ); }
+  U32 length() const { return Shim::Fields::dataLength( record() ); }
+  S32 offset_base() const { return Shim::Fields::dataBase( record() ); }
+
+  // The accessors hide the fields of their names.
+  bcm_field_data_qualifier_s & record() { return *this; }
+  const bcm_field_data_qualifier_s & record() const { return *this; }
 };
 
 // Whether the SDK's record sets can hold the id.
