@@ -6,78 +6,13 @@
 
 #include <cstdio>
 
-#include "kiv/Lock.h"
+#include "OutsideSwitch.h"
 #include "kiv/Trace.h"
-#include "morvane/MorvaneTcamGroupManager.h"
 #include "shim/SdkPlugin.h"
 
 namespace {
 
 using namespace Morvane;
-
-// Every operation succeeds; create operations return increasing ids.
-class GrantingSdk : public Shim::SdkShim {
- public:
-  void sdkLock() override KIV_NO_THREAD_SAFETY_ANALYSIS { lock_.lock(); }
-  void sdkUnlock() override KIV_NO_THREAD_SAFETY_ANALYSIS { lock_.unlock(); }
-  const char * sdkErrorText( int ) const override { return "none"; }
-
-#define SDK_OP( name, params, args )                                 \
-  int name( [[maybe_unused]] U32 unit SDK_UNPACK params ) override { \
-    return grant args;                                               \
-  }
-#define SDK_QUERY( name )           \
-  bool name( U32 ) const override { \
-    return false;                   \
-  }
-#include "shim/SdkOperations.inc"
-
- private:
-  template < class... Args >
-  int grant( const Args &... args ) {
-    ( fill( args ), ... );
-    return 0;
-  }
-  template < class T >
-  void fill( const T & ) {}
-  void fill( U32 * id ) {
-    *id = ++lastId_;
-  }
-
-  Kiv::Lock lock_;
-  U32 lastId_ = 0;
-};
-
-// One group that matches destinations, with one user.
-class OnePlatform : public PlatformTables {
- public:
-  U32 numTcamGroups() const override { return 1; }
-  const TcamGroup & tcamGroup( U32 ) const override { return group_; }
-  U32 numTcamReservations() const override { return 1; }
-  TcamReservation & tcamReservation( U32 ) override { return user_; }
-  U32 numGroupMapEntries() const override { return 0; }
-  const TcamGroupMap & groupMap( U32 ) const override { return map_; }
-  U32 numGroupExcludes() const override { return 0; }
-  const TcamGroupQualifiers & groupExcludes( U32 ) const override { return none_; }
-  U32 numGroupIncludes() const override { return 0; }
-  const TcamGroupQualifiers & groupIncludes( U32 ) const override { return none_; }
-  S32 chipType( U32 ) const override { return 0; }
-  U32 loopbackPort( U32, U32 ) const override { return 0; }
-  bool noStatsPerEntry( U32 ) const override { return false; }
-  bool requiresMulticastWar( U32 ) const override { return false; }
-  bool matchesIPv4( U32 ) const override { return true; }
-  bool matchesIPv6( U32 ) const override { return false; }
-  const MorvaneCentral::Attributes & attributes() const override { return attributes_; }
-
- private:
-  static constexpr U32 list_[] = { bcmFieldQualifyStageIngress, bcmFieldQualifyDstIp,
-                                   bcmFieldQualifyCount };
-  TcamGroup group_{ 1, list_ };
-  TcamReservation user_{ "acl", ipAclTcamGroup, 1, 16, false, false, false, tcamAllocateOnDemand };
-  TcamGroupMap map_{};
-  TcamGroupQualifiers none_{};
-  MorvaneCentral::Attributes attributes_{};
-};
 
 // Null if it cannot be loaded.
 Shim::SdkShim * loadBinding( const char * path ) {
