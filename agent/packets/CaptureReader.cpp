@@ -126,7 +126,7 @@ using Capture = std::unique_ptr< pcap_t, void ( * )( pcap_t * ) >;
 
 // What to do with a file that libpcap refuses. editcap writes what it can read before any damage,
 // but no file of one link type from a file of several, unless told which. Messages are short: the
-// commands are in docs/captures.md.
+// commands are in docs/packets.md.
 const char * wayOut( const std::string & error ) {
   return error.find( "different from the type of the first interface" ) == std::string::npos
              ? "to convert it: editcap -F nsecpcap FILE NEW.pcap"
