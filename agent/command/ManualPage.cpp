@@ -38,7 +38,7 @@ std::string optionItem( const CLI::Option & option ) {
 // The help's examples and exit statuses, line by line.
 std::string footerText( const std::string & footer ) {
   std::istringstream lines( footer );
-  std::string text = ".PP\n.nf\n";
+  std::string text = ".nf\n";
   for ( std::string line; std::getline( lines, line ); )
     text += literal( line ) + "\n";
   return text + ".fi\n";
@@ -50,7 +50,7 @@ std::string commandSection( const CLI::App & command ) {
   for ( const CLI::Option * option : command.get_options() )
     text += optionItem( *option );
   const std::string footer = command.get_footer();
-  return text + footerText( footer.substr( 0, footer.find( "\nExit status" ) ) );
+  return text + ".PP\n" + footerText( footer.substr( 0, footer.find( "\nExit status" ) ) );
 }
 
 }  // namespace
@@ -63,11 +63,11 @@ CLI::App & addManual( CLI::App & app ) {
 
 std::string manualPage( const CLI::App & app ) {
   std::string text = fmt::format(
-      ".TH MORVANE\\-TCAM 1 \"\" \"morvane\\-tcam {}\"\n"
+      ".TH MORVANE\\-TCAM 1 \"{}\" \"morvane\\-tcam {}\"\n"
       ".ad l\n.SH NAME\nmorvane\\-tcam \\- access lists on a software switch\n"
       ".SH SYNOPSIS\n.B morvane\\-tcam\n.RI [ command ]\n.RI [ option ...]\n.RI [ file ...]\n"
       ".SH DESCRIPTION\n{}\n.SH OPTIONS\n",
-      MORVANE_VERSION, literal( app.get_description() ) );
+      MORVANE_VERSION_DATE, MORVANE_VERSION, literal( app.get_description() ) );
   for ( const CLI::Option * option : app.get_options() )
     text += optionItem( *option );
   text += ".SH COMMANDS\n";
@@ -77,7 +77,9 @@ std::string manualPage( const CLI::App & app ) {
   const std::string footer = app.get_footer();
   const size_t statuses = footer.find( '\n', footer.find( "Exit status" ) ) + 1;
   return text + ".SH \"EXIT STATUS\"\n" + footerText( footer.substr( statuses ) ) +
-         ".SH \"SEE ALSO\"\n.BR morvane\\-sdk\\-check (1)\n";
+         ".SH \"SEE ALSO\"\n.BR morvane\\-sdk\\-check (1),\n.BR morvane\\-formats (5),\n"
+         ".BR morvane\\-packets (5),\n.BR morvane\\-platform (5),\n.BR morvane\\-records (5),\n"
+         ".BR morvane\\-rules (5),\n.BR morvane\\-shell (5)\n";
 }
 
 }  // namespace Agent

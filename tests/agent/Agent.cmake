@@ -42,3 +42,7 @@ foreach(platform small shared large)
       ${overlay} --random 1000 --verify)
   endforeach()
 endforeach()
+
+add_test(NAME agent/ManualPages COMMAND ${CMAKE_COMMAND} -DPAGES=${PROJECT_BINARY_DIR}/share/man
+  -DSOURCE=${PROJECT_SOURCE_DIR} -P ${CMAKE_CURRENT_LIST_DIR}/ManualPages.cmake)
+set_tests_properties(agent/ManualPages PROPERTIES SKIP_REGULAR_EXPRESSION "mandoc is absent")
