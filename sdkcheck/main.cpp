@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "cli/Completion.h"
 #include "morvane/Version.h"
 #include "sdkcheck/Checks.h"
 #include "sdkcheck/Chips.h"
@@ -92,10 +93,16 @@ int main( int argc, char ** argv ) {
   CLI::App app( "Checks a binding to an SDK through the operations that the library makes",
                 "morvane-sdk-check" );
   addOptions( app, options );
+  std::string shell;
+  const CLI::App & completion = Cli::addCompletion( app, shell );
   try {
     app.parse( argc, argv );
   } catch ( const CLI::ParseError & error ) {
     return app.exit( error ) == 0 ? exitPassed : exitUsage;
+  }
+  if ( completion.parsed() ) {
+    std::fputs( Cli::completionScript( app, shell ).c_str(), stdout );
+    return exitPassed;
   }
   if ( options.list ) {
     list();

@@ -8,7 +8,6 @@
 #include <optional>
 #include <system_error>
 
-#include "agent/command/Completion.h"
 #include "agent/command/CostCommand.h"
 #include "agent/command/CountCommand.h"
 #include "agent/command/ExplainCommand.h"
@@ -29,8 +28,10 @@
 #include "agent/session/SwitchSession.h"
 #include "agent/shell/ShellCommand.h"
 #include "agent/verdict/WhatIf.h"
+#include "cli/Completion.h"
 #include "kiv/Lock.h"
 #include "platform/InputError.h"
+#include "platform/PlatformLoader.h"
 
 namespace {
 
@@ -270,7 +271,7 @@ int command( int argc, char ** argv ) {
     }
   }
   std::string shell;
-  const CLI::App & completion = Agent::addCompletion( app, shell );
+  const CLI::App & completion = Cli::addCompletion( app, shell );
   const CLI::App & manual = Agent::addManual( app );
   Agent::addHelp( app );
   try {
@@ -283,7 +284,8 @@ int command( int argc, char ** argv ) {
     return fail( fmt::format( "morvane-tcam: {}", error.what() ) );
   }
   if ( completion.parsed() ) {
-    Agent::printOutput( Agent::completionScript( app, shell ) );
+    Agent::printOutput(
+        Cli::completionScript( app, shell, { { "platform", Platform::builtInPlatforms() } } ) );
     return exitSuccess;
   }
   if ( manual.parsed() ) {

@@ -1,12 +1,13 @@
 # Additional agent tests: the command, and runs on real rule sets.
 target_compile_definitions(agent_test PRIVATE
   MORVANE_TCAM="$<TARGET_FILE:morvane-tcam>" MORVANE_TEST_DATA="${MORVANE_TEST_DATA}"
-  MORVANE_EXAMPLES="${PROJECT_SOURCE_DIR}/examples")
+  MORVANE_EXAMPLES="${PROJECT_SOURCE_DIR}/examples"
+  MORVANE_COMPLETE="${CMAKE_CURRENT_LIST_DIR}/complete")
 add_library(test_binding MODULE agent/Binding.cpp)
 target_link_libraries(test_binding PRIVATE platform softasic MorvaneTcamManager)
 target_compile_definitions(agent_test PRIVATE
   MORVANE_TEST_BINDING_FILE="$<TARGET_FILE:test_binding>")
-add_dependencies(agent_test morvane-tcam test_binding)
+add_dependencies(agent_test morvane-tcam morvane-sdk-check test_binding)
 
 # morvane_real_set( platform set ports entries )
 function(morvane_real_set platform set ports entries)

@@ -60,6 +60,7 @@ TEST_F( HelpTest, MistypedWordsGetOneLineAndTheNearestName ) {
 #ifdef MORVANE_PCAP
       { "run --packets " + capture, capture + ": there are no packets in this file" },
 #endif
+      { "completion tcsh", "morvane-tcam: SHELL: tcsh not in \\{bash,zsh,fish\\}" },
       { "run --acl " + empty, empty + ":1:1: the file is empty" },
       { "run --acl " + comments, comments + ":1:1: there are no rules, only comments" },
       { "run --acl " + none, none + ":1:12: none: there are no rules" },
@@ -74,29 +75,6 @@ TEST_F( HelpTest, MistypedWordsGetOneLineAndTheNearestName ) {
     EXPECT_EQ( outcome.out, "" ) << arguments;
     EXPECT_THAT( outcome.error, MatchesRegex( error + "\n" ) ) << arguments;
   }
-}
-
-// In the words of each shell; what bash completes is what it would offer.
-TEST_F( HelpTest, CompletionOffersCommandsOptionsAndValues ) {
-  ASSERT_EQ( run( "completion bash" ).status, 0 );
-  const std::string script = read( "out" );
-  const auto offered = [ & ]( const std::string & words ) {
-    write( "complete.sh", script + "COMP_WORDS=( morvane-tcam " + words +
-                              " )\nCOMP_CWORD=$(( ${#COMP_WORDS[@]} - 1 ))\n_morvane_tcam\n"
-                              "echo \"${COMPREPLY[*]}\"\n" );
-    const std::string line = "bash " + folder_ + "/complete.sh > " + folder_ + "/out";
-    EXPECT_EQ( std::system( line.c_str() ), 0 );
-    return read( "out" );
-  };
-  EXPECT_EQ( offered( "co" ), "count cost compact\n" );
-  EXPECT_EQ( offered( "map --s" ), "--svg --syslog\n" );
-  EXPECT_EQ( offered( "fit edge.acl --platform s" ), "small shared\n" );
-  EXPECT_EQ( offered( "run --acl map --ports e" ), "expand\n" );
-  EXPECT_EQ( offered( "fit --svg --s" ), "\n" );
-  EXPECT_THAT( run( "completion zsh" ).out,
-               HasSubstr( "'*--ports[How port ranges are matched\\: " ) );
-  EXPECT_THAT( run( "completion fish" ).out, HasSubstr( " -l ports -d 'How port" ) );
-  EXPECT_EQ( run( "completion tcsh" ).status, 2 );
 }
 
 TEST( SuggestionTest, FewEditsLeadToAName ) {
