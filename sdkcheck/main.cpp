@@ -94,10 +94,11 @@ int main( int argc, char ** argv ) {
                 "morvane-sdk-check" );
   addOptions( app, options );
   std::string shell;
-  const CLI::App & completion = Cli::addCompletion( app, shell );
+  CLI::App & completion = Cli::addCompletion( app, shell );
   try {
     app.parse( argc, argv );
   } catch ( const CLI::ParseError & error ) {
+    completion.disabled();  // not in help
     return app.exit( error ) == 0 ? exitPassed : exitUsage;
   }
   if ( completion.parsed() ) {
