@@ -121,6 +121,11 @@ BEGIN {
   next
 }
 code { line(literal($0)); next }
+/^(###|[*+] |    |\t|!\[)/ {
+  print FILENAME ":" FNR ": page.awk does not know this form" >"/dev/stderr"
+  failed = 1
+  exit
+}
 /^# / { next }
 /^## / { flush(); heading(".SH", inline(substr($0, 4))); next }
 /^\|/ {
@@ -152,6 +157,8 @@ code { line(literal($0)); next }
 { sub(/^ +/, ""); text = text (text == "" ? "" : " ") $0 }
 
 END {
+  if (failed)
+    exit 1
   flush()
   heading(".SH", "SEE ALSO")
   n = split(also, list, " ")
