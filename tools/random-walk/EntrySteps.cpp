@@ -78,6 +78,8 @@ std::string Walk::get( const Turn & turn ) {
 void Walk::writeRule( const Turn & turn, U32 id, Rule & rule ) {
   MorvaneTcamEntryManager & manager = sw_.manager( turn.user.assignment );
   const U32 value = turn.action.b, unit = turn.unit;
+  // Else a reinstallation that waits would write the stored ports into the rule that follows.
+  sw_.groups->finishCleanup( unit );
   rule.written = { .dstIp = 1 + value % 4 };
   rule.unclear = false;
   sw_.match( unit, id, rule.written.dstIp );
