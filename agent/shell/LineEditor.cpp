@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <clocale>
 #include <cstdio>
+#include <cwchar>
 
 #include "agent/report/Terminal.h"
 
@@ -48,8 +49,10 @@ class LineEditor::Impl {
     return *static_cast< Impl * >( self );
   }
   static char * promptOf( EditLine * editor ) { return of( editor ).prompt_.data(); }
-  static unsigned char completeAt( EditLine * editor, int ) { return of( editor ).completeLine(); }
-  static unsigned char cancelAt( EditLine * editor, int ) {
+  static unsigned char completeAt( EditLine * editor, wint_t ) {
+    return of( editor ).completeLine();
+  }
+  static unsigned char cancelAt( EditLine * editor, wint_t ) {
     of( editor ).cancelled_ = true;
     return CC_NEWLINE;
   }
@@ -75,7 +78,8 @@ LineEditor::Impl::Impl( std::string prompt, std::string file, Complete complete 
   el_set( editor_, EL_CLIENTDATA, this );
   el_set( editor_, EL_PROMPT, &Impl::promptOf );
   el_set( editor_, EL_EDITOR, "emacs" );
-  el_set( editor_, EL_ADDFN, "complete", "Complete the word", &Impl::completeAt );
+  // By way of el_set, libedit copies the two texts and never frees them.
+  el_wset( editor_, EL_ADDFN, L"complete", L"Complete the word", &Impl::completeAt );
   el_set( editor_, EL_BIND, "^I", "complete", nullptr );
   history( history_, &event_, H_SETSIZE, historyMax );
   history( history_, &event_, H_SETUNIQUE, 1 );
@@ -84,7 +88,7 @@ LineEditor::Impl::Impl( std::string prompt, std::string file, Complete complete 
   el_set( editor_, EL_HIST, history, history_ );
   // While a line is edited, its key ends the line, not the process.
   el_set( editor_, EL_SETTY, "-d", "-isig", nullptr );
-  el_set( editor_, EL_ADDFN, "cancel", "Drop the line", &Impl::cancelAt );
+  el_wset( editor_, EL_ADDFN, L"cancel", L"Drop the line", &Impl::cancelAt );
   el_set( editor_, EL_BIND, "^C", "cancel", nullptr );
 }
 
