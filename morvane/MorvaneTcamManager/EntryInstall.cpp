@@ -129,8 +129,13 @@ void EntryInstall::writePriority( U32 entry, U32 priority, Rollback * rollback )
       rollback->sourceIs( entryId );
     SDK_CHECKED( bcm_field_entry_prio_set( unit, entryId, priority ) );
     FP_COMMAND() << "fp entry prio " << entryId << " " << priority;
-    if ( rollback )
-      rollback->add( unit, { cleanupCopyPriority, entryId } );
+    if ( !rollback )
+      continue;
+    // The way there and back may leave other free rows than the remaining copies have, which then
+    // do not take the same entries.
+    if ( c.first() )
+      rollback->add( unit, { cleanupCompressEntries, c.pipeGroup } );
+    rollback->add( unit, { cleanupCopyPriority, entryId } );
   }
 }
 

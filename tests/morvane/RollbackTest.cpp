@@ -241,6 +241,8 @@ disable
 4 fp entry enable 65537 1
 set a priority
 4 fp entry prio 65537 2147418109
+4 fp group compress 1
+4 fp group compress 16777217
 attach a policer
 4 fp policer detach entry=65537
 detach a policer
