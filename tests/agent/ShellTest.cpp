@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <pty.h>
 #include <sys/select.h>
+#include <termios.h>
+#include <unistd.h>
 
 #include "agent/packets/PacketMaker.h"
 #include "agent/packets/RandomPackets.h"
@@ -309,7 +311,12 @@ class ShellTerminal {
     EXPECT_NE( until, "" ) << "no " << text << " in " << shown_;
     return until;
   }
+  // The prompt is shown before the editor takes the keys; until then they are the terminal's own.
   void type( const std::string & keys ) {
+    termios mode = {};
+    for ( int i = 0; i < 20000 && tcgetattr( fd_, &mode ) == 0 && ( mode.c_lflag & ICANON ) != 0;
+          ++i )
+      usleep( 1000 );
     EXPECT_EQ( ::write( fd_, keys.data(), keys.size() ), static_cast< ssize_t >( keys.size() ) );
   }
   // Types at the prompt, which is back after `text` is shown.
