@@ -68,7 +68,7 @@ bool writeAll( int fd, std::string_view text ) {
 void appendFormatted( std::string & text, const char * format, ... ) {
   va_list arguments;
   va_start( arguments, format );
-  text += Kiv::formatArgs( format, arguments ).view();
+  Kiv::appendArgs( text, format, arguments );
   va_end( arguments );
 }
 

@@ -1,9 +1,5 @@
 // The usage report: each group with its users, and in detail their entries.
 
-#include <charconv>
-#include <iterator>
-#include <string_view>
-
 #include "morvane/MorvaneTcamEntryManager.h"
 #include "morvane/MorvaneTcamGroupManager.h"
 #include "morvane/MorvaneTcamManager/Trace.h"
@@ -19,22 +15,6 @@ namespace {
 // Reports print signed numbers.
 constexpr int asInt( U32 number ) {
   return static_cast< int >( number );
-}
-
-// "    %-10d %12lld hits - %s\n". A report has a line for each entry, and printf costs more than
-// the rest of it.
-void appendEntryLine( std::string & text, S32 pipeEntry, S64 packets, std::string_view desc ) {
-  constexpr std::size_t idWidth = 10, packetsWidth = 12;
-  char digits[ 20 ];
-  const auto decimal = [ & ]( S64 number ) {
-    return std::string_view( digits, std::to_chars( digits, std::end( digits ), number ).ptr );
-  };
-  const std::string_view id = decimal( pipeEntry );
-  text.append( 4, ' ' ).append( id );
-  text.append( id.size() < idWidth ? idWidth - id.size() : 0, ' ' ) += ' ';
-  const std::string_view count = decimal( packets );
-  text.append( count.size() < packetsWidth ? packetsWidth - count.size() : 0, ' ' ).append( count );
-  text.append( " hits - " ).append( desc ) += '\n';
 }
 
 class UsageReport {
@@ -148,8 +128,8 @@ void UsageReport::showEntries( MorvaneTcamEntryManager & user, const UnitEntries
       // Twins have no line.
       if ( twins )
         packets += hits( user, entries, ovidTwinId( entry ) );
-      appendEntryLine( out_.text(), asInt( pipeEntry ), static_cast< S64 >( packets ),
-                       desc.view() );
+      appendFormatted( out_.text(), "    %-10d %12lld hits - %s\n", asInt( pipeEntry ),
+                       static_cast< long long >( packets ), desc.charPtr() );
       out_.written();
     }
   }
