@@ -11,6 +11,8 @@
 #include <chrono>
 #include <vector>
 
+#include "bench/BenchSwitch.h"
+
 namespace Bench {
 
 using Clock = std::chrono::steady_clock;
@@ -35,6 +37,17 @@ double nanoseconds( int count, Work && work ) {
 inline void report( benchmark::State & state, double measured, double wanted ) {
   state.counters[ "measured" ] = measured;
   state.counters[ "wanted" ] = wanted;
+}
+
+// The main function of the programs, which run beside a second thread. null: the usual report.
+inline int runBenchmarks( int argc, char ** argv,
+                          benchmark::BenchmarkReporter * reporter = nullptr ) {
+  const SecondThread other;
+  benchmark::Initialize( &argc, argv );
+  if ( benchmark::ReportUnrecognizedArguments( argc, argv ) )
+    return 2;
+  benchmark::RunSpecifiedBenchmarks( reporter );
+  return 0;
 }
 
 template < class Ours, class Theirs >

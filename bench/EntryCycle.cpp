@@ -103,10 +103,5 @@ BENCHMARK( allocations )
 }  // namespace
 
 int main( int argc, char ** argv ) {
-  const Bench::SecondThread other;
-  benchmark::Initialize( &argc, argv );
-  if ( benchmark::ReportUnrecognizedArguments( argc, argv ) )
-    return 2;
-  benchmark::RunSpecifiedBenchmarks();
-  return 0;
+  return Bench::runBenchmarks( argc, argv );
 }

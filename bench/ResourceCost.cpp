@@ -13,6 +13,7 @@
 #include "agent/read/AclFiles.h"
 #include "agent/session/SwitchSession.h"
 #include "bench/BenchSwitch.h"
+#include "bench/Compare.h"
 #include "kiv/Lock.h"
 #include "morvane/AclType.h"
 #include "platform/PlatformLoader.h"
@@ -100,7 +101,7 @@ Programmed program( const Agent::Acl & acl, Agent::PortMethod ports ) {
   result.seconds = secondsSince( start );
   result.calls = totalCalls( session ) - before;
   for ( U32 rule = 0; rule < acl.rules.size(); ++rule )
-    result.entries += feature.find( { 0, rule } )->entries();
+    result.entries += feature.find( { 0, rule } )->entries.size();
   return result;
 }
 
@@ -148,10 +149,5 @@ BENCHMARK( ports )->UseManualTime()->Iterations( 2 )->Unit( benchmark::kMillisec
 }  // namespace
 
 int main( int argc, char ** argv ) {
-  const Bench::SecondThread other;
-  benchmark::Initialize( &argc, argv );
-  if ( benchmark::ReportUnrecognizedArguments( argc, argv ) )
-    return 2;
-  benchmark::RunSpecifiedBenchmarks();
-  return 0;
+  return Bench::runBenchmarks( argc, argv );
 }

@@ -3,7 +3,6 @@
 
 #include <cstdio>
 
-#include "bench/BenchSwitch.h"
 #include "bench/Compare.h"
 
 namespace {
@@ -26,11 +25,6 @@ class TableReporter : public benchmark::BenchmarkReporter {
 }  // namespace
 
 int main( int argc, char ** argv ) {
-  const Bench::SecondThread other;
-  benchmark::Initialize( &argc, argv );
-  if ( benchmark::ReportUnrecognizedArguments( argc, argv ) )
-    return 2;
   TableReporter table;
-  benchmark::RunSpecifiedBenchmarks( &table );
-  return 0;
+  return Bench::runBenchmarks( argc, argv, &table );
 }
