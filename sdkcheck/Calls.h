@@ -11,7 +11,7 @@
 #include <string>
 #include <type_traits>
 
-#include "shim/SdkShim.h"
+#include "shim/SdkCall.h"
 
 namespace SdkCheck {
 
@@ -60,7 +60,7 @@ class Calls {
 
 #define SDK_OP( name, params, args )                                      \
   Outcome name( U32 unit SDK_UNPACK params ) const {                      \
-    const Lock lock( sdk_ );                                              \
+    const Shim::SdkLockGuard lock( sdk_ );                                \
     const int rc = sdk_.name( unit SDK_UNPACK args );                     \
     return { #name "( " + textOfAll( unit SDK_UNPACK args ) + " )", rc }; \
   }
@@ -74,19 +74,6 @@ class Calls {
   }
 
  private:
-  class Lock {
-   public:
-    explicit Lock( Shim::SdkShim & sdk ) KIV_NO_THREAD_SAFETY_ANALYSIS : sdk_( sdk ) {
-      sdk_.sdkLock();
-    }
-    ~Lock() KIV_NO_THREAD_SAFETY_ANALYSIS { sdk_.sdkUnlock(); }
-    Lock( const Lock & ) = delete;
-    Lock & operator=( const Lock & ) = delete;
-
-   private:
-    Shim::SdkShim & sdk_;
-  };
-
   template < class First, class... Rest >
   static std::string textOfAll( const First & first, const Rest &... rest ) {
     std::string text = Internal::textOf( first );

@@ -6,23 +6,11 @@
 #include <stdexcept>
 
 #include "sdkrecord/IdMap.h"
+#include "shim/SdkCall.h"
 
 namespace SdkRecord {
 
 namespace {
-
-class SdkLock {
- public:
-  explicit SdkLock( Shim::SdkShim & sdk ) KIV_NO_THREAD_SAFETY_ANALYSIS : sdk_( sdk ) {
-    sdk_.sdkLock();
-  }
-  ~SdkLock() KIV_NO_THREAD_SAFETY_ANALYSIS { sdk_.sdkUnlock(); }
-  SdkLock( const SdkLock & ) = delete;
-  SdkLock & operator=( const SdkLock & ) = delete;
-
- private:
-  Shim::SdkShim & sdk_;
-};
 
 const Leaf * leafOfKind( const std::vector< Leaf > & leaves, IdKind kind ) {
   const auto found = std::find_if( leaves.begin(), leaves.end(), [ & ]( const Leaf & leaf ) {
@@ -123,7 +111,7 @@ void Player::call( const Event & event ) {
   int rc = 0;
   bool threw = false;
   try {
-    const SdkLock lock( sdk_ );
+    const Shim::SdkLockGuard lock( sdk_ );
     rc = arguments->call( sdk_, event.unit );
   } catch ( ... ) {
     threw = true;
