@@ -117,7 +117,7 @@ std::optional< std::string > LineEditor::Impl::next() {
   return text;
 }
 
-// A word that is complete gets a blank after it, unless it goes on.
+// A blank follows a word that is complete.
 unsigned char LineEditor::Impl::completeLine() {
   const LineInfo * const info = el_line( editor_ );
   const std::string_view typed( info->buffer,

@@ -11,7 +11,7 @@ namespace Agent {
 
 struct Completions {
   size_t from = 0;                   // where the word begins that they replace
-  std::vector< std::string > words;  // sorted; one that ends in "/" or ":" goes on
+  std::vector< std::string > words;  // sorted; one that ends in "/" or ":" is not the whole word
 };
 
 // For the text before the cursor. Empty where nothing is known: numbers, addresses, new names.

@@ -128,7 +128,7 @@ void Shell::send( ShellWords & words ) {
   }
 }
 
-// A packet for itself: the virtual clock goes on as for those of a trace.
+// A packet for itself: the virtual clock advances as for those of a trace.
 void Shell::sendOne( const std::string & text ) {
   SentPacket sent = packetInWords( live_.input(), text );
   sent.packet.time = nanosecondsPerSecond / live_.options().packetsPerSecond;

@@ -328,7 +328,7 @@ class ShellTerminal {
   int status() {
     while ( readMore() ) {
     }
-    close( std::exchange( fd_, -1 ) );  // ends a shell that goes on
+    close( std::exchange( fd_, -1 ) );  // ends a shell that did not
     int status = -1;
     waitpid( std::exchange( pid_, 0 ), &status, 0 );
     return WIFEXITED( status ) ? WEXITSTATUS( status ) : -1;
