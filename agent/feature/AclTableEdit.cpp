@@ -69,12 +69,12 @@ std::vector< size_t > equalRules( const std::vector< std::string > & old,
 // Whether the lists that they are of can stay as they are programmed.
 bool sameRules( const std::vector< ProgrammedRule > & old,
                 const std::vector< ProgrammedRule > & fresh ) {
-  return std::equal(
-      old.begin(), old.end(), fresh.begin(), fresh.end(),
-      []( const ProgrammedRule & a, const ProgrammedRule & b ) {
-        return a.acl->flowProtocol == b.acl->flowProtocol &&
-               ruleKey( *a.acl, a.rule() ) == ruleKey( *b.acl, b.rule() );
-      } );
+  return keysOf( old ) == keysOf( fresh ) &&
+         std::equal(
+             old.begin(), old.end(), fresh.begin(),
+             []( const ProgrammedRule & a, const ProgrammedRule & b ) {
+               return a.acl->flowProtocol == b.acl->flowProtocol;
+             } );
 }
 
 // Keeps a longest part whose values ascend; the others become `none`.
