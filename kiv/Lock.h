@@ -4,10 +4,11 @@
 //   ... a slow call ...
 //   // the end of the scope retakes the lock
 //
-// Invariants: the mutex checks errors, so that a second lock by one thread and an unlock by a
-// thread that does not hold it are errors, not deadlocks. The held flag is the id of the holding
-// thread; it is set after the mutex is taken and cleared before it is released, so that it names
-// nobody while the mutex is free.
+// Invariants: a second lock by one thread and an unlock by a thread that does not hold it are
+// errors, not deadlocks. The held flag is the id of the holding thread; it is set after the mutex
+// is taken and cleared before it is released, so that it names nobody while the mutex is free. A
+// thread finds its own id there only if it holds the lock, so that the mutex need not check errors
+// itself.
 //
 // Order of calls: an UnlockAnchor needs a held lock; misuse fails at construction.
 #pragma once
@@ -50,9 +51,12 @@ class KIV_CAPABILITY( "mutex" ) KIV_API Lock {
   // Take and release without an exception; the result is an errno value, 0 for success. Inline,
   // because every SDK call takes and releases the activity lock.
   int grab() noexcept KIV_NO_THREAD_SAFETY_ANALYSIS {
+    const pthread_t self = pthread_self();
+    if ( heldBy( self ) ) [[unlikely]]
+      return EDEADLK;
     const int rc = pthread_mutex_lock( &mutex_ );
     if ( rc == 0 ) [[likely]]
-      owner_.store( pthread_self(), std::memory_order_relaxed );
+      owner_.store( self, std::memory_order_relaxed );
     return rc;
   }
   int drop() noexcept KIV_NO_THREAD_SAFETY_ANALYSIS {
@@ -65,7 +69,7 @@ class KIV_CAPABILITY( "mutex" ) KIV_API Lock {
 
   static constexpr pthread_t nobody = 0;  // no thread has this name on Linux
 
-  pthread_mutex_t mutex_ = PTHREAD_ERRORCHECK_MUTEX_INITIALIZER_NP;
+  pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
   std::atomic< pthread_t > owner_{ nobody };
 };
 
