@@ -6,8 +6,8 @@
 // The buffer is on the stack of the thread that builds the line: a function called while the
 // line is built may trace too.
 //
-// Cost: what builds a line is marked cold, because traces are rarely on. Compilers then keep it
-// away from the code around the trace.
+// Cost: traces are rarely on, so that what opens a line is to be marked cold; compilers then keep
+// the line away from the code around it.
 #pragma once
 
 #include <concepts>
@@ -42,13 +42,13 @@ class KIV_API LineBuffer {
   // Ends with a zero byte.
   const char * charPtr() const { return text_; }
 
-  [[gnu::cold]] void append( std::string_view text );
+  void append( std::string_view text );
   void append( const char * text ) { append( std::string_view( text ? text : "(null)" ) ); }
   void append( const String8 & text ) { append( text.view() ); }
   void append( const Name & name ) { append( name.value().view() ); }
   void append( char character ) { append( std::string_view( &character, 1 ) ); }
   void append( bool value ) { append( value ? "true" : "false" ); }
-  [[gnu::cold]] void append( Hex number );
+  void append( Hex number );
 
   template < std::integral T >
   void append( T number ) {
@@ -72,8 +72,8 @@ class KIV_API LineBuffer {
   }
 
  private:
-  [[gnu::cold]] void appendSigned( S64 number );
-  [[gnu::cold]] void appendUnsigned( U64 number );
+  void appendSigned( S64 number );
+  void appendUnsigned( U64 number );
 
   U32 size_ = 0;
   char text_[ capacity ];

@@ -17,6 +17,8 @@ constinit TraceRegistration * registrations = nullptr;
 
 }  // namespace
 
+constinit std::atomic< U32 > tracesOn{ 0 };
+
 TraceSink::~TraceSink() = default;
 
 TraceSink * traceSinkIs( TraceSink * sink ) {
@@ -34,11 +36,11 @@ void traceLine( const TraceHandle & handle, U32 level, std::string_view text ) {
 void TraceHandle::levelIs( U32 level, bool enabled ) {
   if ( level >= levels )
     throw RangeException( "trace level above 9" );
-  U32 bit = 1u << level;
-  if ( enabled )
-    enabled_.fetch_or( bit, std::memory_order_relaxed );
-  else
-    enabled_.fetch_and( ~bit, std::memory_order_relaxed );
+  const U32 bit = 1u << level;
+  const U32 before = enabled ? enabled_.fetch_or( bit, std::memory_order_relaxed )
+                             : enabled_.fetch_and( ~bit, std::memory_order_relaxed );
+  if ( ( ( before & bit ) != 0 ) != enabled )
+    tracesOn.fetch_add( enabled ? 1U : ~0U, std::memory_order_relaxed );
 }
 
 TraceRegistration::TraceRegistration( TraceHandle & handle ) : handle_( handle ) {

@@ -27,6 +27,12 @@
 
 namespace Kiv {
 
+// How many levels and rings of all handles are on; while it is 0 no trace needs a closer look.
+extern KIV_API constinit std::atomic< U32 > tracesOn;
+inline bool anyTraceOn() {
+  return tracesOn.load( std::memory_order_relaxed ) != 0;
+}
+
 class KIV_API TraceHandle {
  public:
   static constexpr U32 levels = 10;

@@ -99,7 +99,7 @@ int makeSdkCall( const SdkBoundCall< Call > & bound ) {
 // Trace lines of a call: with its result, or with " no rc check".
 extern KIV_API Kiv::TraceHandle sdkTrace;  // the text trace of the calls
 inline bool sdkTraceEnabled() {
-  return bcmFpCmd.enabled() || sdkTrace.enabled( 0 );
+  return Kiv::anyTraceOn() && ( bcmFpCmd.enabled() || sdkTrace.enabled( 0 ) );
 }
 [[gnu::cold]] KIV_API void traceSdkResult( const SdkCallSite & site, int rc );
 [[gnu::cold]] KIV_API void traceSdkUnchecked( const SdkCallSite & site );

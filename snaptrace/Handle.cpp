@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "kiv/Exception.h"
+#include "kiv/Trace.h"
 #include "snaptrace/BcmFpCmd.h"
 
 constinit Snaptrace::Facility bcmFpCmd( "bcmFpCmd" );
@@ -25,7 +26,7 @@ void MtTraceFile::write( std::string_view message ) {
 }
 
 Handle::~Handle() {
-  enabled_.store( false, std::memory_order_relaxed );
+  enabledIs( false );
   delete ringBuf_.exchange( nullptr );
   delete mtTraceFile_.exchange( nullptr );
 }
@@ -37,7 +38,8 @@ void Handle::enabledIs( bool enabled, U32 bytes ) {
     if ( ringBuf_.compare_exchange_strong( none, ring.get(), std::memory_order_acq_rel ) )
       static_cast< void >( ring.release() );  // the handle owns it now
   }
-  enabled_.store( enabled, std::memory_order_relaxed );
+  if ( enabled_.exchange( enabled, std::memory_order_relaxed ) != enabled )
+    Kiv::tracesOn.fetch_add( enabled ? 1U : ~0U, std::memory_order_relaxed );
 }
 
 std::vector< std::string > Handle::lines() const {

@@ -4,8 +4,9 @@
 //   SNAPTRACE( bcmFpCmd, nullptr, 0 ) << "fp group compress " << group;      // ring only
 //
 // The first argument is a facility or a handle, the second a Kiv::TraceHandle or nullptr; both may
-// be pointers. When neither side is enabled nothing of the statement is evaluated beyond two
-// relaxed loads. Lines are cut at 255 characters (kiv/LineBuffer.h). Nothing is allocated.
+// be pointers. When neither side is enabled nothing of the statement is evaluated beyond three
+// relaxed loads, and beyond one while no trace of the process is on. Lines are cut at 255
+// characters (kiv/LineBuffer.h). Nothing is allocated.
 //
 // Locks: safe from any thread.
 #pragma once
@@ -55,7 +56,7 @@ class TextTarget {
 };
 
 inline bool isEnabled( RingTarget ring, TextTarget text, U32 level ) {
-  return ring.enabledHandle() || text.enabledHandle( level );
+  return Kiv::anyTraceOn() && ( ring.enabledHandle() || text.enabledHandle( level ) );
 }
 
 // One line; written to each side that was enabled at its construction when it is destroyed.
