@@ -22,6 +22,7 @@
 // Locks: the caller holds the activity lock and not the SDK lock.
 #pragma once
 
+#include <string_view>
 #include <utility>
 
 #include "kiv/Assert.h"
@@ -35,11 +36,11 @@ namespace Shim {
 
 // The place of a call in the source.
 struct SdkCallSite {
-  const char * text;  // the call as written
-  const char * file;  // relative to the project
+  std::string_view traced;       // "FILE:LINE CALL", the file relative to the project
+  std::string_view resultLabel;  // printed before the result in the trace, " (rc:" or " (rv:"
+  const char * file;
   int line;
-  const char * function;     // full signature of the enclosing function
-  const char * resultLabel;  // printed before the result in the trace, " (rc:" or " (rv:"
+  const char * function;  // full signature of the enclosing function
 };
 
 // A call with its arguments evaluated, not made yet.
@@ -141,12 +142,15 @@ void callSdkUnchecked( const SdkCallSite & site, const SdkBoundCall< Call > & bo
 }  // namespace Shim
 
 // An expression: the site as a constant, so that a call does not build it.
-#define SDK_SITE( text, resultLabel )                                                     \
-  *__extension__( {                                                                       \
-    static constexpr ::Shim::SdkCallSite sdkCallSite{ text, __FILE__, __LINE__,           \
-                                                      __PRETTY_FUNCTION__, resultLabel }; \
-    &sdkCallSite;                                                                         \
+#define SDK_SITE( text, resultLabel )                                                             \
+  *__extension__( {                                                                               \
+    static constexpr ::Shim::SdkCallSite sdkCallSite{ __FILE__ ":" SDK_TEXT( __LINE__ ) " " text, \
+                                                      resultLabel, __FILE__, __LINE__,            \
+                                                      __PRETTY_FUNCTION__ };                      \
+    &sdkCallSite;                                                                                 \
   } )
+#define SDK_TEXT( line ) SDK_TEXT_OF( line )
+#define SDK_TEXT_OF( line ) #line
 
 #define SDK_CALL( ... ) \
   ::Shim::callSdk( SDK_SITE( #__VA_ARGS__, " (rc:" ), ::Shim::SdkCalls{}.__VA_ARGS__ )
