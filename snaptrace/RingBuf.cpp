@@ -2,35 +2,46 @@
 
 #include <algorithm>
 #include <cstring>
+#include <ctime>
+#include <utility>
 
 #include "kiv/Exception.h"
 
 namespace Snaptrace {
 
+namespace {
+
+U64 now() {
+  timespec time;
+  clock_gettime( CLOCK_REALTIME, &time );
+  return static_cast< U64 >( time.tv_sec ) * 1000000000 + static_cast< U64 >( time.tv_nsec );
+}
+
+}  // namespace
+
 RingBuf::RingBuf( U32 bytes )
-    : bytes_( std::max( bytes, minBytes ) / headerSize * headerSize ),
-      storage_( new char[ bytes_ ] ) {}
+    : bytes_( std::max( bytes, minBytes ) / unitSize * unitSize ), storage_( new char[ bytes_ ] ) {}
 
 RingBuf::~RingBuf() = default;
 
-U32 RingBuf::headerAt( U32 offset ) const {
-  U32 header;
-  std::memcpy( &header, &storage_[ offset ], headerSize );
-  return header;
+U32 RingBuf::sizeAt( U32 offset ) const {
+  U32 size;
+  std::memcpy( &size, &storage_[ offset ], sizeof size );
+  return size;
 }
 
-void RingBuf::headerIs( U32 offset, U32 header ) {
-  std::memcpy( &storage_[ offset ], &header, headerSize );
+void RingBuf::sizeIs( U32 offset, U32 size ) {
+  std::memcpy( &storage_[ offset ], &size, sizeof size );
 }
 
-// Bytes that a message takes; headers stay aligned, so that one always fits before the end.
+// Bytes that a message takes; offsets stay aligned, so that a mark always fits before the end.
 U32 RingBuf::room( U32 size ) {
-  return headerSize + ( size + headerSize - 1 ) / headerSize * headerSize;
+  return headerSize + ( size + unitSize - 1 ) / unitSize * unitSize;
 }
 
 U32 RingBuf::next( U32 offset ) const {
-  offset += room( headerAt( offset ) );
-  return offset == bytes_ || headerAt( offset ) == wrapMark ? 0 : offset;
+  offset += room( sizeAt( offset ) );
+  return offset == bytes_ || sizeAt( offset ) == wrapMark ? 0 : offset;
 }
 
 // Forgets the oldest messages as long as they start in these bytes.
@@ -49,13 +60,15 @@ char * RingBuf::startMsg( U32 size ) {
   if ( needed > bytes_ - end_ ) {
     dropFrom( end_, bytes_ );
     if ( end_ != bytes_ )
-      headerIs( end_, wrapMark );
+      sizeIs( end_, wrapMark );
     end_ = 0;
   }
   dropFrom( end_, end_ + needed );
   if ( count_ == 0 )
     oldest_ = end_;
-  headerIs( end_, size );
+  sizeIs( end_, size );
+  const U64 time = now();
+  std::memcpy( &storage_[ end_ + unitSize ], &time, sizeof time );
   char * text = &storage_[ end_ + headerSize ];
   end_ += needed;
   return text;
@@ -66,15 +79,24 @@ void RingBuf::endMsg() {
   lock_.unlock();
 }
 
-std::vector< std::string > RingBuf::lines() const {
+std::vector< Message > RingBuf::messages() const {
   Kiv::LockGuard guard( lock_ );
-  std::vector< std::string > lines;
+  std::vector< Message > messages;
   U32 offset = oldest_;
   for ( U32 i = 0; i < count_; ++i ) {
-    lines.emplace_back( &storage_[ offset + headerSize ], headerAt( offset ) );
+    Message & message = messages.emplace_back();
+    std::memcpy( &message.time, &storage_[ offset + unitSize ], sizeof message.time );
+    message.text.assign( &storage_[ offset + headerSize ], sizeAt( offset ) );
     if ( i + 1 < count_ )
       offset = next( offset );
   }
+  return messages;
+}
+
+std::vector< std::string > RingBuf::lines() const {
+  std::vector< std::string > lines;
+  for ( Message & message : messages() )
+    lines.push_back( std::move( message.text ) );
   return lines;
 }
 

@@ -3,9 +3,11 @@
 //   char * room = ring.startMsg( size );
 //   std::memcpy( room, text, size );
 //   ring.endMsg();
+//   ...
+//   for( const Snaptrace::Message & message : ring.messages() ) { ... message.text ... }
 //
-// Invariants: each message is contiguous. Recording allocates nothing. No message that is being
-// written is ever read.
+// Invariants: each message is contiguous and has the time at which it was recorded. Recording
+// allocates nothing. No message that is being written is ever read.
 //
 // Locks: one inside, held from startMsg to endMsg; any thread may record and read. Nothing else
 // may be called between the two.
@@ -23,10 +25,16 @@
 namespace Snaptrace {
 
 using Kiv::U32;
+using Kiv::U64;
+
+struct Message {
+  U64 time;  // nanoseconds since 1970, UTC
+  std::string text;
+};
 
 class KIV_API RingBuf {
  public:
-  // Size in bytes, messages' headers of 4 bytes included; at least minBytes are taken.
+  // Size in bytes, messages' headers of 12 bytes included; at least minBytes are taken.
   explicit RingBuf( U32 bytes );
   ~RingBuf();
 
@@ -41,17 +49,20 @@ class KIV_API RingBuf {
   // The longest message: a quarter of the ring.
   U32 maxSize() const { return bytes_ / 4; }
 
-  // The messages that are kept now, oldest first.
+  // The messages that are kept now, oldest first, and their texts alone.
+  std::vector< Message > messages() const;
   std::vector< std::string > lines() const;
   // Forgets all messages.
   void clear();
 
  private:
-  static constexpr U32 headerSize = sizeof( U32 );  // the message's size, or wrapMark
-  static constexpr U32 wrapMark = 0xffffffff;       // the next message is at offset 0
+  static constexpr U32 unitSize = sizeof( U32 );               // offsets are multiples of it
+  static constexpr U32 headerSize = unitSize + sizeof( U64 );  // size and time
+  static constexpr U32 wrapMark =
+      0xffffffff;  // in place of a size: the next message is at offset 0
 
-  U32 headerAt( U32 offset ) const KIV_REQUIRES( lock_ );
-  void headerIs( U32 offset, U32 header ) KIV_REQUIRES( lock_ );
+  U32 sizeAt( U32 offset ) const KIV_REQUIRES( lock_ );
+  void sizeIs( U32 offset, U32 size ) KIV_REQUIRES( lock_ );
   static U32 room( U32 size );
   U32 next( U32 offset ) const KIV_REQUIRES( lock_ );
   void dropFrom( U32 begin, U32 end ) KIV_REQUIRES( lock_ );

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <cstring>
 #include <deque>
 #include <map>
@@ -35,9 +36,9 @@ TEST( RingBufTest, KeepsTheNewestMessagesWhole ) {
       ASSERT_TRUE( std::equal( lines.rbegin(), lines.rend(), written.rbegin() ) ) << seed;
       std::size_t kept = 0;
       for ( const std::string & line : lines )
-        kept += line.size() + 4;
+        kept += line.size() + 12;
       // Room that a message may displace: its own, the rounding, and the rest before the wrap.
-      const bool full = kept + 3 * lines.size() + 2 * ( longest + 8 ) >= 1024u;
+      const bool full = kept + 3 * lines.size() + 2 * ( longest + 16 ) >= 1024u;
       ASSERT_TRUE( full || lines.size() == written.size() ) << seed;
     }
   }
@@ -46,12 +47,33 @@ TEST( RingBufTest, KeepsTheNewestMessagesWhole ) {
 TEST( RingBufTest, KeepsAsManyAsFit ) {
   RingBuf ring( 1024 );
   for ( int i = 0; i < 100; ++i )
-    record( ring, std::string( 60, 'x' ) );  // 64 bytes with its length
+    record( ring, std::string( 52, 'x' ) );  // 64 bytes with its length and time
   EXPECT_EQ( ring.lines().size(), 16U );
   ring.clear();
   EXPECT_TRUE( ring.lines().empty() );
   record( ring, "first" );
   EXPECT_EQ( ring.lines(), std::vector< std::string >{ "first" } );
+}
+
+TEST( RingBufTest, MessagesHaveTheTimeOfTheirRecording ) {
+  const auto now = [] {
+    return static_cast< Kiv::U64 >( std::chrono::duration_cast< std::chrono::nanoseconds >(
+                                        std::chrono::system_clock::now().time_since_epoch() )
+                                        .count() );
+  };
+  RingBuf ring( 1024 );
+  std::vector< Kiv::U64 > times{ now() };
+  for ( const char * const text : { "a", "", "longer" } ) {
+    record( ring, text );
+    times.push_back( now() );
+  }
+  const std::vector< Snaptrace::Message > messages = ring.messages();
+  ASSERT_EQ( messages.size(), 3u );
+  for ( std::size_t i = 0; i < 3; ++i ) {
+    EXPECT_GE( messages[ i ].time, times[ i ] );
+    EXPECT_LE( messages[ i ].time, times[ i + 1 ] );
+  }
+  EXPECT_EQ( messages[ 2 ].text, "longer" );
 }
 
 TEST( RingBufTest, RefusesOversizedMessagesAndStaysUsable ) {
