@@ -1,6 +1,10 @@
 // Strings, formatting, value types, enumerations, hashes, and text forms read back.
 #include <gtest/gtest.h>
 
+#include <array>
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
 #include <random>
 #include <set>
 #include <sstream>
@@ -109,11 +113,34 @@ TEST( String8Test, HoldsEmptyAndBinaryText ) {
   EXPECT_LT( String8( "a\x7f" ), String8( "a\x80" ) );  // bytes compare unsigned
 }
 
-TEST( FormatTest, FormatsLengthsAroundTheStackBuffer ) {
+[[gnu::format( printf, 1, 2 )]] void expectTextOfPrintf( const char * fmt, ... ) {
+  std::va_list args;
+  va_start( args, fmt );
+  std::va_list again;
+  va_copy( again, args );
+  std::string text = "before ";
+  Kiv::appendArgs( text, fmt, args );
+  std::array< char, 8192 > expected;
+  std::vsnprintf( expected.data(), expected.size(), fmt, again );
+  EXPECT_EQ( text, "before " + std::string( expected.data() ) ) << fmt;
+  va_end( again );
+  va_end( args );
+}
+
+TEST( FormatTest, TextsAreThoseOfPrintf ) {
+  expectTextOfPrintf( "no conversion" );
+  expectTextOfPrintf( "%s", "" );
+  expectTextOfPrintf( "    %-10d %12lld hits - %s\n", -65536, 1234567890123LL, "rule" );
+  expectTextOfPrintf( "%d%u%x%3d|%-3u|%8x|%10s|%-10s|", INT_MIN, 4000000000U, 0xdeadbeefU, 1234, 5U,
+                      255U, "right", "left" );
+  expectTextOfPrintf( "%lld %llu %-20llx|", LLONG_MIN, ULLONG_MAX, ULLONG_MAX );
+  // From the first conversion of another kind on.
+  expectTextOfPrintf( "%d %% %05d %s %+d %.2f %c %ld %#x %hhd", 1, 2, "three", 4, 5.0, 'c', 7L, 8,
+                      9 );
   for ( int length : { 1, 254, 255, 256, 257, 5000 } )
-    EXPECT_EQ( Kiv::format( "%*s|", length, "x" ).view(),
-               std::string( static_cast< std::size_t >( length - 1 ), ' ' ) + "x|" );
-  EXPECT_EQ( Kiv::format( "%s", "" ).view(), "" );
+    expectTextOfPrintf( "%d:%*s|", length, length, "x" );
+  const std::string text( 5000, 'x' );
+  EXPECT_EQ( Kiv::format( "%s|%d", text.c_str(), 1 ).view(), text + "|1" );
 }
 
 TEST( StrepTest, ValuesHaveOneTextForm ) {
