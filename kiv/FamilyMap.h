@@ -48,8 +48,8 @@ class FamilyMap {
 
   // The member, or null. Valid until the member is removed.
   V * find( const K & key ) {
-    Family * const family = familyOf( key );
-    return family && family->has( placeOf( key ) ) ? &family->values[ placeOf( key ) ] : nullptr;
+    Family * const family = familyWith( key );
+    return family ? &family->values[ placeOf( key ) ] : nullptr;
   }
   const V * find( const K & key ) const { return const_cast< FamilyMap * >( this )->find( key ); }
   V * operator[]( const K & key ) { return find( key ); }
@@ -74,21 +74,26 @@ class FamilyMap {
   }
 
   // Whether there was such a member.
-  bool erase( const K & key ) { return take( key ).has_value(); }
+  bool erase( const K & key ) {
+    // Only a destructor can touch the map while its value is in the table.
+    if constexpr ( std::is_trivially_destructible_v< V > ) {
+      Family * const family = familyWith( key );
+      if ( family )
+        unlink( *family, key );
+      return family != nullptr;
+    } else {
+      return take( key ).has_value();
+    }
+  }
 
   // Removes a member and returns its value, or nothing. The value is destroyed by the caller, so
   // that its destructor may change, clear or destroy the map.
   std::optional< V > take( const K & key ) {
-    Family * const family = familyOf( key );
-    if ( !family || !family->has( placeOf( key ) ) )
+    Family * const family = familyWith( key );
+    if ( !family )
       return std::nullopt;
-    if ( !iters_.empty() )
-      Iter::memberRemoved( iters_, families_.lastNode( keyOf( key ) ) * places + placeOf( key ) );
     std::optional< V > value( std::exchange( family->values[ placeOf( key ) ], V() ) );
-    family->present &= static_cast< U8 >( ~bitOf( key ) );
-    --size_;
-    if ( family->present == 0 )
-      families_.erase( keyOf( key ) );
+    unlink( *family, key );
     return value;
   }
 
@@ -126,6 +131,22 @@ class FamilyMap {
   static U32 keyOf( U32 key ) { return key & ~( ( places - 1 ) << firstBit ); }
 
   Family * familyOf( U32 key ) { return families_.find( keyOf( key ) ); }
+  // That of a member; null: there is no such member.
+  Family * familyWith( U32 key ) {
+    Family * const family = familyOf( key );
+    return family && family->has( placeOf( key ) ) ? family : nullptr;
+  }
+
+  // Takes a member out whose value is moved away or trivial. Its family was searched last.
+  void unlink( Family & family, U32 key ) {
+    if ( !iters_.empty() )
+      Iter::memberRemoved( iters_, families_.lastNode( keyOf( key ) ) * places + placeOf( key ) );
+    family.present &= static_cast< U8 >( ~bitOf( key ) );
+    --size_;
+    if ( family.present == 0 )
+      families_.erase( keyOf( key ) );
+  }
+
   const Family & familyAt( U32 node ) const { return families_.nodeValue( node ); }
 
   // The iterator's steps; it counts places.

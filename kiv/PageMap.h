@@ -223,7 +223,12 @@ class PageMap {
   U32 lastNode( K key ) const { return table_.last->index * pageSize + slotOf( key ); }
 
   U32 firstNode() const { return firstFrom( table_.order.begin() ); }
-  U32 nextNode( U32 node ) const { return firstAbove( nodeKey( node ) ); }
+  U32 nextNode( U32 node ) const {
+    const U32 page = node / pageSize;
+    const U32 above = ~1u << node % pageSize;  // no bit for the last slot
+    return ( table_.pages[ page ]->present & above ) != 0 ? lowestIn( page, above )
+                                                          : firstAbove( nodeKey( node ) );
+  }
   U32 resumeNode( K key, U32 ) const { return firstAbove( key ); }
 
   // The first member from the page of that place on.

@@ -4,7 +4,7 @@
 #include "kiv/Attribute.h"
 #include "kiv/Entity.h"
 #include "kiv/Export.h"
-#include "kiv/HashMap.h"
+#include "kiv/PageMap.h"
 
 namespace Morvane {
 
@@ -21,10 +21,10 @@ class KIV_API GroupCounts final : public Kiv::Entity {
   const char * fwkType() const override { return "Morvane::GroupCounts"; }
 
   // Hardware entries that exist in the group copy.
-  KIV_COUNTS( Kiv::HashMap, U32, U32, unitAllocated, UnitAllocated );
+  KIV_COUNTS( Kiv::PageMap, U32, U32, unitAllocated, UnitAllocated );
   // Users of the group copy, which exists in hardware exactly while this is above 0. A release on a
   // unit without references leaves -1, which counts as 0.
-  KIV_COUNTS( Kiv::HashMap, U32, S32, unitRefCount, UnitRefCount );
+  KIV_COUNTS( Kiv::PageMap, U32, S32, unitRefCount, UnitRefCount );
 };
 
 }  // namespace Morvane
