@@ -122,7 +122,8 @@ void UsageReport::showEntries( MorvaneTcamEntryManager & user, const UnitEntries
     if ( !user.parent() || !entries.entryCreatedHas( entry ) )
       continue;
     const Kiv::String8 desc = entries.entryCreated( entry );
-    for ( U32 copy = 0; copy < copiesOf( at.groupId() ); ++copy ) {
+    const U32 copies = copiesOf( at.groupId() );
+    for ( U32 copy = 0; copy < copies; ++copy ) {
       const U32 pipeEntry = tcamId( entry, at.pipe(), copy );
       U64 packets = hits( user, entries, pipeEntry );
       // Twins have no line.
