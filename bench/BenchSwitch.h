@@ -77,6 +77,8 @@ struct BenchShape {
 class BenchSwitch {
  public:
   explicit BenchSwitch( const BenchShape & shape );
+  BenchSwitch( U32 pipes, U32 copies, U32 live )
+      : BenchSwitch( { .live = live, .pipes = pipes, .copies = copies } ) {}
   ~BenchSwitch();
 
   // Release, get, install, set priority and remove on the next entry, of the units in turn.
