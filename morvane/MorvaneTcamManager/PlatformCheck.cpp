@@ -1,9 +1,11 @@
 #include "morvane/PlatformCheck.h"
 
+#include <iterator>
 #include <map>
 #include <optional>
 #include <utility>
 
+#include "morvane/MorvaneTcamManager/GroupMap.h"
 #include "morvane/MorvaneTcamManager/QualifierSet.h"
 #include "morvane/TcamIds.h"
 
@@ -42,6 +44,8 @@ class TableCheck {
     for ( U32 i = 0; i < tables_.numGroupIncludes(); ++i )
       checkList( Table::includes, i, tables_.groupIncludes( i ).qualifiers );
     checkUnits();
+    if ( chipType_ )
+      groupOfUser_ = groupsByUser( tables_, *chipType_ );
     for ( U32 i = 0; i < tables_.numTcamReservations(); ++i )
       checkReservation( i, tables_.tcamReservation( i ) );
     return std::move( faults_ );
@@ -84,11 +88,13 @@ class TableCheck {
 
   void checkList( Table table, U32 row, const U32 * qualifiers ) {
     for ( U32 i = 0; qualifiers[ i ] != bcmFieldQualifyCount; ++i )
-      checkQualifier( table, row, "qualifiers[" + std::to_string( i ) + "]", qualifiers[ i ] );
+      if ( !isQualifier( qualifiers[ i ] ) )
+        checkQualifier( table, row, "qualifiers[" + std::to_string( i ) + "]", qualifiers[ i ] );
   }
 
+  static bool isQualifier( U32 number ) { return number < bcmFieldQualifyCount; }
   void checkQualifier( Table table, U32 row, const std::string & field, U32 qualifier ) {
-    if ( qualifier >= bcmFieldQualifyCount )
+    if ( !isQualifier( qualifier ) )
       fail( table, row, field, std::to_string( qualifier ) + " is no qualifier of the SDK" );
   }
 
@@ -122,14 +128,9 @@ class TableCheck {
 
   // --- Reservations --------------------------------------------------------------------------
 
-  // The first matching map record applies.
   U32 groupOf( const TcamReservation & user ) const {
-    for ( U32 i = 0; i < tables_.numGroupMapEntries(); ++i ) {
-      const TcamGroupMap & record = tables_.groupMap( i );
-      if ( record.chipType == chipType_ && record.assignment == user.assignment )
-        return record.group;
-    }
-    return user.group;
+    const auto mapped = groupOfUser_.find( user.assignment );
+    return mapped == groupOfUser_.end() ? user.group : mapped->second;
   }
 
   void checkReservation( U32 row, const TcamReservation & user ) {
@@ -213,23 +214,27 @@ class TableCheck {
       return fail( Table::reservations, range.row, "size",
                    rangeText( range.first, range.end ) + " pass the last entry, " +
                        std::to_string( entryNumberEnd - 1 ) );
-    for ( const EntryRange & other : ranges_ )
-      if ( range.first < other.end && other.first < range.end )
-        return fail( Table::reservations, range.row, "size",
-                     rangeText( range.first, range.end ) + " overlap " +
-                         rangeText( other.first, other.end ) + " of " +
-                         rowName( Table::reservations, other.row ) );
-    ranges_.push_back( range );
+    // Those before do not overlap each other.
+    auto other = ranges_.upper_bound( range.first );
+    if ( other != ranges_.begin() && std::prev( other )->second.end > range.first )
+      --other;
+    if ( other != ranges_.end() && other->first < range.end )
+      return fail( Table::reservations, range.row, "size",
+                   rangeText( range.first, range.end ) + " overlap " +
+                       rangeText( other->first, other->second.end ) + " of " +
+                       rowName( Table::reservations, other->second.row ) );
+    ranges_.emplace( range.first, range );
   }
 
   PlatformTables & tables_;
   const std::vector< PlatformUnit > & units_;
   std::optional< S32 > chipType_;
   std::map< U32, U32 > rowOfGroup_;
+  std::map< TcamGroupAssignment, U32 > groupOfUser_;  // where the group map has one
   std::map< TcamGroupAssignment, U32 > rowOfUser_;
   std::map< U32, U32 > rowOfUserOfGroup_;
   std::map< U32, U64 > nextEntry_;
-  std::vector< EntryRange > ranges_;
+  std::map< U64, EntryRange > ranges_;  // by their first entry
   std::vector< Fault > faults_;
 };
 

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "kiv/Assert.h"
+#include "morvane/MorvaneTcamManager/GroupMap.h"
 #include "morvane/MorvaneTcamManager/Managers.h"
 #include "morvane/MorvaneTcamManager/QualifierSet.h"
 #include "morvane/MorvaneTcamManager/Rollback.h"
@@ -67,7 +68,7 @@ void Startup::start() {
         Kiv::make< MorvaneOvidWarSm >( Kiv::Name( "ovidWarSm" ), manager_.ovidUtBitmapDir() ) );
 
   std::vector< U32 > nextEntry;
-  for ( U32 group = 0; group <= highestTcamGroupId(); ++group )
+  for ( U32 group = 0, last = highestTcamGroupId(); group <= last; ++group )
     nextEntry.push_back( firstBaseEntry( group ) );
   const auto groupIdToIndexIteratorConst = [ this ] {
     return manager_.groupIdToIndexIteratorConst();
@@ -135,7 +136,7 @@ bool Startup::applyUnitControls() {
 }
 
 void Startup::clearGroupFlags() {
-  for ( U32 group = 0; group <= highestTcamGroupId(); ++group ) {
+  for ( U32 group = 0, last = highestTcamGroupId(); group <= last; ++group ) {
     const U8 key = static_cast< U8 >( group );
     manager_.groupOpenFlowAclUdfValidIs( key, false );
     manager_.groupOpenFlowVxlanAclUdfValidIs( key, false );
@@ -145,6 +146,7 @@ void Startup::clearGroupFlags() {
 }
 
 void Startup::indexGroupTables() {
+  const auto highestTcamGroupId = [ id = Morvane::highestTcamGroupId() ] { return id; };
   for ( U32 i = 0; i < numTcamGroups(); ++i ) {
     const U32 groupNum = getTcamGroup( i )->group;
     KIV_ASSERT( groupNum <= highestTcamGroupId() );
@@ -162,19 +164,6 @@ void Startup::indexGroupTables() {
   }
 }
 
-namespace {
-
-const TcamGroupMap * findGroupMap( S32 chipType, TcamGroupAssignment assignment ) {
-  for ( U32 i = 0; i < numGroupMapEntries(); ++i ) {
-    const TcamGroupMap * const record = getGroupMap( i );
-    if ( record->chipType == chipType && record->assignment == assignment )
-      return record;
-  }
-  return nullptr;
-}
-
-}  // namespace
-
 void Startup::mapReservations() {
   std::optional< S32 > found;
   for ( auto unitIter = manager_.modChipInfoIterConst(); unitIter; ++unitIter ) {
@@ -186,10 +175,11 @@ void Startup::mapReservations() {
   if ( !found )
     FAIL_ASSERTION( "chipTypeFound != -1" );
 
+  const std::map< TcamGroupAssignment, U32 > groups = groupsByUser( platformTables(), *found );
   for ( U32 i = 0; i < numTcamReservations(); ++i ) {
     TcamReservation & reservation = *getTcamReservation( i );
-    if ( const TcamGroupMap * const map = findGroupMap( *found, reservation.assignment ) )
-      reservation.group = map->group;
+    if ( const auto group = groups.find( reservation.assignment ); group != groups.end() )
+      reservation.group = group->second;
   }
 }
 
