@@ -6,6 +6,7 @@
 #include "agent/read/AclFiles.h"
 #include "agent/verdict/Check.h"
 #include "agent/verdict/ExamplePacket.h"
+#include "tests/Rounds.h"
 #include "tests/agent/FewBits.h"
 
 namespace Agent {
@@ -146,7 +147,7 @@ class Judge {
 TEST( CheckTest, FindingsAreThoseOfEnumeration ) {
   constexpr AclKind kinds[] = { AclKind::ipv4, AclKind::ipv6, AclKind::mac };
   U32 never = 0, redundant = 0, merged = 0, overlaps = 0;
-  for ( U32 seed = 0; seed < 10'000; ++seed ) {
+  for ( U32 seed = 0; seed < ::Test::rounds( 10'000 ); ++seed ) {
     FewBits bits( kinds[ seed % 3 ], seed );
     const Acl acl = bits.list( 7 );
     Judge judge( acl, bits.packets() );
@@ -157,12 +158,12 @@ TEST( CheckTest, FindingsAreThoseOfEnumeration ) {
     overlaps += judge.check().overlaps.size();
   }
   // The lists do have findings of every sort.
-  EXPECT_GT( std::min( { never, redundant, merged, overlaps } ), 50U );
+  EXPECT_GT( std::min( { never, redundant, merged, overlaps } ), ::Test::rounds( 50 ) );
 }
 
 TEST( CheckTest, RulesThatEarlierListsTakeAreThoseOfEnumeration ) {
   U32 rules = 0, whole = 0;
-  for ( U32 seed = 0; seed < 3000; ++seed ) {
+  for ( U32 seed = 0; seed < ::Test::rounds( 3000 ); ++seed ) {
     FewBits bits( AclKind::ipv4, seed );
     const Acl lists[] = { bits.list( 5 ), bits.list( 5 ), bits.list( 5 ) };
     const std::vector< PacketPoint > packets = bits.packets();

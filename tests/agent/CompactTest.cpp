@@ -5,6 +5,7 @@
 #include "agent/read/AclFiles.h"
 #include "agent/read/RulesFileReader.h"
 #include "agent/verdict/Compact.h"
+#include "tests/Rounds.h"
 #include "tests/agent/FewBits.h"
 #include "tests/agent/TestSwitch.h"
 
@@ -41,7 +42,7 @@ TEST( CompactTest, SmallerListsAndTheirFilesMeanTheSame ) {
   constexpr PortMethod methods[] = { PortMethod::expand, PortMethod::automatic };
   U64 before = 0, after = 0;
   U32 merged = 0, widened = 0;
-  for ( U32 seed = 0; seed < 10'000; ++seed ) {
+  for ( U32 seed = 0; seed < ::Test::rounds( 10'000 ); ++seed ) {
     FewBits bits( kinds[ seed % 3 ], seed );
     Acl acl = bits.list( 7 );
     for ( size_t i = 0; i < acl.rules.size(); ++i )
@@ -67,7 +68,7 @@ TEST( CompactTest, SmallerListsAndTheirFilesMeanTheSame ) {
       merged += from.size() > 1 ? 1 : 0;
   }
   EXPECT_LT( after * 10, before * 8 );
-  EXPECT_GT( std::min( merged, widened ), 10U );
+  EXPECT_GT( std::min( merged, widened ), ::Test::rounds( 10 ) );
 }
 
 TEST( CompactTest, TheTextSaysWhichRulesBecameWhich ) {

@@ -6,6 +6,7 @@
 #include "agent/read/AclFiles.h"
 #include "agent/verdict/Difference.h"
 #include "agent/verdict/ExamplePacket.h"
+#include "tests/Rounds.h"
 #include "tests/agent/FewBits.h"
 
 namespace Agent {
@@ -25,7 +26,7 @@ TEST( DifferenceTest, RowsHoldThePacketsWhoseFateChangesAndNoOthers ) {
   constexpr AclKind kinds[] = { AclKind::ipv4, AclKind::ipv6, AclKind::mac };
   U32 same = 0;
   size_t rows = 0;
-  for ( U32 seed = 0; seed < 10'000; ++seed ) {
+  for ( U32 seed = 0; seed < ::Test::rounds( 10'000 ); ++seed ) {
     FewBits bits( kinds[ seed % 3 ], seed );
     const Acl before = bits.list( 6 );
     Acl after = before;
@@ -59,7 +60,7 @@ TEST( DifferenceTest, RowsHoldThePacketsWhoseFateChangesAndNoOthers ) {
     for ( const DifferenceRow & row : difference.rows )
       ASSERT_TRUE( space.holds( row.packets, row.example ) );
   }
-  EXPECT_GT( same, 1000U );
+  EXPECT_GT( same, ::Test::rounds( 1000 ) );
   EXPECT_LT( static_cast< double >( rows ) / ( 10'000 - same ), 5 );
 }
 

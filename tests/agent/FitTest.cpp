@@ -10,6 +10,7 @@
 #include "agent/verdict/Cost.h"
 #include "agent/verdict/Fit.h"
 #include "agent/verdict/WhatIf.h"
+#include "tests/Rounds.h"
 #include "tests/agent/TestSwitch.h"
 
 namespace Agent {
@@ -152,7 +153,7 @@ bool apply( const std::string & remedy, const Acl & acl, Platform::PlatformData 
 TEST( FitTest, SaysWhatTheChipSays ) {
   std::set< AclResource > ranOut;
   std::set< std::string > tried;
-  for ( U32 seed = 0; seed < 400; ++seed ) {
+  for ( U32 seed = 0; seed < ::Test::rounds( 400 ); ++seed ) {
     SCOPED_TRACE( seed );
     Random random( seed );
     const ChipSize size = someChip( random );
@@ -195,7 +196,7 @@ TEST( FitTest, SaysWhatTheChipSays ) {
 
 // The model of checkers against the library's: entries of every rule, and whose checkers they are.
 TEST( CostTest, AgreesWithWhatIsProgrammed ) {
-  for ( U32 seed = 0; seed < 60; ++seed ) {
+  for ( U32 seed = 0; seed < ::Test::rounds( 60 ); ++seed ) {
     SCOPED_TRACE( seed );
     Random random( seed );
     ChipSize size = someChip( random );
@@ -332,11 +333,11 @@ TEST( FitTest, ReportsAreWhole ) {
     acls[ 1 ].rules[ rule ].destinationPorts = { 1, 6 };
   acls[ 1 ].rules[ 6 ].sourcePorts = { 5, 7 };
   const std::vector< FitReport > reports = { verdictOn( platform, acls, PortMethod::automatic ) };
-  EXPECT_THAT( fitText( reports, {}, {}, 68 ), StartsWith( R"(
-  platform  list    fits  rules  needs  available  short by  binding
+  EXPECT_THAT( fitText( reports, {}, {}, 68 ),
+               StartsWith( R"(  platform  list    fits  rules  needs  available  short by  binding
   --------  ------  ----  -----  -----  ---------  --------  -------
   test      plain   yes      40     40         64
-)" + 1 ) );
+)" ) );
   EXPECT_EQ( fitText( reports, { "slices=3" }, {} ),
              R"(What if slices=3
   platform  list    fits  rules  needs  available  share left  chip left  short by  binding

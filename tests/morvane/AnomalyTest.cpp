@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "tests/Rounds.h"
 #include "tests/morvane/OperationTable.h"
 
 namespace Test::Anomaly {
@@ -67,6 +68,8 @@ void failEachCall( const TableOperation & operation, const Chip & chip ) {
     const SoftAsic::CallRecord & call = calls[ nth - 1 ];
     const bool again = std::find( calls.begin(), calls.end(), call ) < calls.begin() + nth - 1;
     for ( const int rc : { -14, -16, -8, -11 } ) {
+      if ( !inSample( nth + static_cast< U32 >( -rc ), 3 ) )
+        continue;
       sw.faults.arm( { .nth = nth, .rc = rc } );
       const Ending end = inChild( [ & ] { attempt( sw, operation, call.op ); } );
       const std::string where =

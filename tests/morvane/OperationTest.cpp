@@ -3,6 +3,7 @@
 
 #include "kiv/Exception.h"
 #include "shim/SdkDecorator.h"
+#include "tests/Rounds.h"
 #include "tests/morvane/OperationTable.h"
 
 namespace Test::Operations {
@@ -58,20 +59,13 @@ void meet( const Pair & pair, const Chip & chip, U32 from ) {
   }
 }
 
-// Forking takes long under a sanitizer: it gets a sample of the pairs.
-#if defined( __SANITIZE_ADDRESS__ ) || defined( __SANITIZE_THREAD__ )
-constexpr U32 stride = 7;
-#else
-constexpr U32 stride = 1;
-#endif
-
 TEST( OperationTest, EveryPairEndsAsInOneOfTheTwoOrders ) {
   const auto table = tableOperations();
   for ( U32 i = 0; i < table.size(); ++i )
     for ( U32 j = 0; j < table.size(); ++j ) {
       // Each pair runs at one place on one chip; the table as a whole covers all of them.
       const U32 turn = i * 5 + j;
-      if ( turn % stride != 0 )
+      if ( !inSample( turn, 7 ) )
         continue;
       meet( { table[ i ], table[ j ], 1 + turn % 3 },
             tableChips[ turn / 3 % std::size( tableChips ) ], turn );

@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "tests/Rounds.h"
 #include "tests/morvane/OperationTable.h"
 
 namespace Test::Rollback {
@@ -64,6 +65,8 @@ void failEachCall( const TableOperation & operation, const Chip & chip ) {
   const U32 calls = static_cast< U32 >( sw.callsOf( [ & ] { operation.run( sw, 0 ); } ).size() );
   for ( U32 nth = 1; nth <= calls; ++nth )
     for ( const U32 times : { 1U, 2U, 3U, 0U } ) {
+      if ( !inSample( nth + times, 3 ) )
+        continue;
       const SoftAsic::Fault fault{
           .nth = nth, .times = times, .exception = std::make_exception_ptr( Bus() ) };
       const Ending end = inChild( [ & ] { attempt( sw, operation, fault, before, after ); } );
@@ -112,6 +115,8 @@ TEST( RollbackTest, UndoOfARefusalMayThrow ) {
       const size_t calls = sw.callsOf( [ & ] { operation.run( sw, 0 ); } ).size();
       for ( U32 nth = 1; nth <= calls; ++nth )
         for ( const U32 times : { 1U, 2U } ) {
+          if ( !inSample( nth + times, 3 ) )
+            continue;
           const Ending end = inChild( [ & ] {
             refuseAndThrow( sw, operation, { .nth = nth, .times = times, .rc = BCM_E_RESOURCE } );
           } );

@@ -55,7 +55,7 @@ class SecondActivity : public Shim::SdkDecorator {
   bool arrived() const { return !threads_.empty(); }
   // Drops the activity lock until the activities that have arrived are done. Returns whether any
   // had.
-  bool join() {
+  bool join() KIV_NO_THREAD_SAFETY_ANALYSIS {
     disarm();
     if ( !arrived() )
       return false;
