@@ -22,12 +22,16 @@ foreach(namespace 3Fru 3Kiv 4Shim 7Morvane 9Snaptrace)
 endforeach()
 configure_file(cmake/Library.map.in ${PROJECT_BINARY_DIR}/Library.map @ONLY)
 target_link_options(MorvaneTcamManager PRIVATE
-  -Wl,-z,defs -Wl,--version-script=${PROJECT_BINARY_DIR}/Library.map)
+  -Wl,--version-script=${PROJECT_BINARY_DIR}/Library.map)
+# clang has the sanitizers' functions in programs only.
+if(NOT (MORVANE_SANITIZE AND CMAKE_CXX_COMPILER_ID MATCHES Clang))
+  target_link_options(MorvaneTcamManager PRIVATE -Wl,-z,defs)
+endif()
 set_target_properties(MorvaneTcamManager PROPERTIES
   LINK_DEPENDS ${PROJECT_BINARY_DIR}/Library.map)
 target_include_directories(MorvaneTcamManager INTERFACE
-  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
   $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include>
+  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/morvane-tcam>)
 target_include_directories(MorvaneTcamManager SYSTEM INTERFACE
   $<BUILD_INTERFACE:${MORVANE_SDK_INCLUDE}>)

@@ -43,8 +43,8 @@ class Merger {
       for ( auto & [ longer, others ] : byMask_ )
         if ( longer != mask && ( longer & mask ) == mask )
           std::erase_if(
-              others,
-              [ & ]( const FieldBits & other ) { return values.contains( other & mask ); } );
+              others, [ &covering = values, &bits = mask ](
+                          const FieldBits & other ) { return covering.contains( other & bits ); } );
   }
 
   // Low bits first: that joins neighbouring prefixes.
