@@ -14,8 +14,8 @@ if(MORVANE_SDK_HEADER)
     message(FATAL_ERROR "MORVANE_SDK_HEADER: ${MORVANE_SDK_HEADER} is not in MORVANE_SDK_INCLUDE "
             "(${MORVANE_SDK_INCLUDE})")
   endif()
-  message(STATUS "Records of the SDK: ${sdk_header}. Only the library is built; the software ASIC, "
-          "the agent and the tests need the library's own records")
+  message(STATUS "Records of the SDK: ${sdk_header}. Only the library and "
+          "morvane-sdk-check are built; the rest needs the library's own records")
   list(APPEND sdk_config_headers ${sdk_config_folder}/SdkConfig.h)
 elseif(MORVANE_SDK_ADAPTER OR MORVANE_SDK_INCLUDE)
   message(FATAL_ERROR "MORVANE_SDK_ADAPTER and MORVANE_SDK_INCLUDE need MORVANE_SDK_HEADER")

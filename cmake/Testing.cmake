@@ -1,7 +1,7 @@
 # The testing kit: what programs need that test code above the library without a switch. The software
 # ASIC, platform files, records of SDK calls and the auditor, in one static library.
-set(kit_floors softasic sdkrecord platform audit)
-set(kit_headers softasic sdkrecord platform agent/verify/audit)
+set(kit_floors softasic sdktext sdkrecord platform audit)
+set(kit_headers softasic sdktext sdkrecord platform agent/verify/audit)
 
 add_library(MorvaneTcamTesting STATIC)
 foreach(floor IN LISTS kit_floors)

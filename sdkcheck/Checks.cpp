@@ -10,14 +10,16 @@ namespace {
 
 // The capacity record as text; empty if there is none.
 std::string capacityOf( const Unit & u ) {
-  kelmor_tcam_capacity_info_t info = {};
+  auto info = initialised< kelmor_tcam_capacity_info_t >();
   if ( u.sdk.kelmor_bcm_tcam_capacity_info_get( u.unit, &info ).rc < 0 )
     return {};
   std::string text;
-  for ( S32 i = 0; i < info.stage_count && i < KELMOR_TCAM_STAGES_MAX; ++i )
-    for ( S32 j = 0; j < info.stage[ i ].slice_count && j < KELMOR_TCAM_SLICES_MAX; ++j )
-      text += std::to_string( info.stage[ i ].slice[ j ].entries_free ) + "/" +
-              std::to_string( info.stage[ i ].slice[ j ].entries_total ) + " ";
+  for ( S32 i = 0; i < Fields::stageCount( info ) && i < KELMOR_TCAM_STAGES_MAX; ++i ) {
+    const auto & stage = Fields::stage( info, i );
+    for ( S32 j = 0; j < Fields::sliceCount( stage ) && j < KELMOR_TCAM_SLICES_MAX; ++j )
+      text += std::to_string( Fields::sliceFree( Fields::slice( stage, j ) ) ) + "/" +
+              std::to_string( Fields::sliceTotal( Fields::slice( stage, j ) ) ) + " ";
+  }
   return text;
 }
 

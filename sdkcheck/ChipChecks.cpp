@@ -24,18 +24,19 @@ void properties( Unit & u ) {
 }
 
 void ports( Unit & u ) {
-  bcm_port_config_t config = {};
+  auto config = initialised< bcm_port_config_t >();
   u.ok( u.sdk.bcm_port_config_get( u.unit, &config ) );
   u.holds( "pipe 0 has ports", u.pipes() > 0 );
   for ( U32 port = 0; port < BCM_PBMP_PORT_MAX; ++port ) {
     U32 pipes = 0;
     for ( U32 pipe = 0; pipe < BCM_PIPES_MAX; ++pipe )
-      pipes += config.per_pipe( pipe ).has( port ) ? 1 : 0;
-    u.equal( "pipes of port " + std::to_string( port ), pipes, config.all.has( port ) ? 1 : 0 );
+      pipes += has( Fields::pipePorts( config, pipe ), port ) ? 1 : 0;
+    u.equal( "pipes of port " + std::to_string( port ), pipes,
+             has( Fields::allPorts( config ), port ) ? 1 : 0 );
   }
   for ( U32 pipe = u.pipes(); pipe < BCM_PIPES_MAX; ++pipe )
     u.holds( "pipes with ports come before those without",
-             config.per_pipe( pipe ) == bcm_pbmp_t{} );
+             Fields::pipePorts( config, pipe ) == bcm_pbmp_t{} );
 }
 
 void startUp( Unit & u ) {
@@ -48,36 +49,40 @@ void startUp( Unit & u ) {
 }
 
 kelmor_tcam_capacity_info_t capacity( const Unit & u ) {
-  kelmor_tcam_capacity_info_t info = {};
+  auto info = initialised< kelmor_tcam_capacity_info_t >();
   u.needs( u.sdk.kelmor_bcm_tcam_capacity_info_get( u.unit, &info ) );
+  const S32 stages = Fields::stageCount( info );
   u.holds( "stage_count is 1 to " + std::to_string( KELMOR_TCAM_STAGES_MAX ),
-           info.stage_count >= 1 && info.stage_count <= KELMOR_TCAM_STAGES_MAX );
-  for ( S32 i = 0; i < info.stage_count; ++i )
-    u.holds(
-        "slice_count is 1 to " + std::to_string( KELMOR_TCAM_SLICES_MAX ),
-        info.stage[ i ].slice_count >= 1 && info.stage[ i ].slice_count <= KELMOR_TCAM_SLICES_MAX );
+           stages >= 1 && stages <= KELMOR_TCAM_STAGES_MAX );
+  for ( S32 i = 0; i < stages; ++i ) {
+    const S32 slices = Fields::sliceCount( Fields::stage( info, i ) );
+    u.holds( "slice_count is 1 to " + std::to_string( KELMOR_TCAM_SLICES_MAX ),
+             slices >= 1 && slices <= KELMOR_TCAM_SLICES_MAX );
+  }
   return info;
 }
 
 void capacityRecord( Unit & u ) {
   const kelmor_tcam_capacity_info_t info = capacity( u );
   U32 seen = 0;
-  for ( S32 i = 0; i < info.stage_count; ++i ) {
-    const kelmor_tcam_stage_info_t & stage = info.stage[ i ];
-    const std::string of = " of stage " + std::to_string( stage.stage );
+  for ( S32 i = 0; i < Fields::stageCount( info ); ++i ) {
+    const auto & stage = Fields::stage( info, i );
+    const S32 kind = Fields::stageNumber( stage );
+    const std::string of = " of stage " + std::to_string( kind );
     u.holds( "the kind" + of + " is 0 to 5 and appears once",
-             stage.stage >= 0 && stage.stage <= 5 && ( seen >> stage.stage & 1U ) == 0 );
-    seen |= 1U << stage.stage;
+             kind >= 0 && kind <= 5 && ( seen >> kind & 1U ) == 0 );
+    seen |= 1U << kind;
     S32 total = 0;
-    for ( S32 j = 0; j < stage.slice_count; ++j ) {
-      const kelmor_tcam_slice_info_t & slice = stage.slice[ j ];
+    for ( S32 j = 0; j < Fields::sliceCount( stage ); ++j ) {
+      const auto & slice = Fields::slice( stage, j );
       u.holds( "0 <= entries_free <= entries_total in slice " + std::to_string( j ) + of,
-               slice.entries_free >= 0 && slice.entries_free <= slice.entries_total );
-      total += slice.entries_total;
+               Fields::sliceFree( slice ) >= 0 &&
+                   Fields::sliceFree( slice ) <= Fields::sliceTotal( slice ) );
+      total += Fields::sliceTotal( slice );
     }
     // Keys of two rows: the total may be in rows, the slices in entries.
-    if ( stage.stage != 0 || !u.sdk.kelmor_field_ingress_half_size( u.unit ) )
-      u.equal( "entries_total" + of, stage.entries_total, total );
+    if ( kind != 0 || !u.sdk.kelmor_field_ingress_half_size( u.unit ) )
+      u.equal( "entries_total" + of, Fields::stageTotal( stage ), total );
   }
   u.holds( "there is an ingress stage", ( seen & 1U ) != 0 );
 }
@@ -85,9 +90,12 @@ void capacityRecord( Unit & u ) {
 S32 usedOfIngress( const Unit & u ) {
   const kelmor_tcam_capacity_info_t info = capacity( u );
   S32 used = 0;
-  for ( S32 i = 0; i < info.stage_count; ++i )
-    for ( S32 j = 0; info.stage[ i ].stage == 0 && j < info.stage[ i ].slice_count; ++j )
-      used += info.stage[ i ].slice[ j ].entries_total - info.stage[ i ].slice[ j ].entries_free;
+  for ( S32 i = 0; i < Fields::stageCount( info ); ++i ) {
+    const auto & stage = Fields::stage( info, i );
+    for ( S32 j = 0; Fields::stageNumber( stage ) == 0 && j < Fields::sliceCount( stage ); ++j )
+      used += Fields::sliceTotal( Fields::slice( stage, j ) ) -
+              Fields::sliceFree( Fields::slice( stage, j ) );
+  }
   return used;
 }
 

@@ -67,8 +67,11 @@ void values( Unit & u ) {
 void otherTypes( Unit & u ) {
   const U32 group = u.group( 1 );
   const U32 stat = makeStat( u, group );
-  for ( int type = 0; type < BCM_FIELD_STAT_TYPES; ++type )
-    u.ok( u.sdk.bcm_field_stat_set( u.unit, stat, static_cast< bcm_field_stat_t >( type ), 0 ) );
+  for ( const bcm_field_stat_t type :
+        { bcmFieldStatPackets, bcmFieldStatBytes, bcmFieldStatGreenPackets, bcmFieldStatGreenBytes,
+          bcmFieldStatYellowPackets, bcmFieldStatYellowBytes, bcmFieldStatRedPackets,
+          bcmFieldStatRedBytes } )
+    u.ok( u.sdk.bcm_field_stat_set( u.unit, stat, type, 0 ) );
   const bcm_field_stat_t colours[] = { bcmFieldStatGreenPackets, bcmFieldStatRedPackets };
   bcm_field_stat_id_t coloured = 0;
   u.needs( u.sdk.bcm_field_stat_create( u.unit, group, 2, colours, &coloured ) );
@@ -124,7 +127,8 @@ const std::vector< Check > counterChecks = {
     { "counter-states", "a counter in use is not destroyed, nor an entry with one", attached },
     { "counter-values", "counters start at 0 and keep what is set, in 64 bits", values },
     { "counter-types", "setting a type that an object lacks is no error", otherTypes },
-    { "counter-full", "an object too many is refused with -14; the others remain", full },
+    { "counter-full", "an object too many is refused with BCM_E_RESOURCE; the others remain",
+      full },
     { "counter-instances", "every pipe and copy has counters", everyInstance },
 };
 

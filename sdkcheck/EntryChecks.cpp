@@ -32,7 +32,7 @@ void taken( Unit & u ) {
   u.ok( u.sdk.bcm_field_entry_prio_set( u.unit, entry, 77 ) );
   u.is( BCM_E_EXISTS, u.sdk.bcm_field_entry_create_id( u.unit, group, entry ) );
   u.equal( "priority of an entry whose id was refused", u.priority( entry ), 77 );
-  u.equal( "entry_count after a refused id", u.status( group ).entry_count, 1 );
+  u.equal( "entry_count after a refused id", Fields::groupEntryCount( u.status( group ) ), 1 );
 }
 
 void unknownId( Unit & u ) {
@@ -65,10 +65,10 @@ void chosenId( Unit & u ) {
     bcm_field_entry_t id = 0;
     u.ok( u.sdk.bcm_field_entry_create( u.unit, group, &id ) );
     u.holds( "a chosen entry id is new and not 0",
-             id != 0 && std::find( ids.begin(), ids.end(), id ) == ids.end() );
+             id != 0 && std::find( ids.begin(), ids.end(), U32( id ) ) == ids.end() );
     u.created( Kind::entry, id );
     ids.push_back( id );
-    u.equal( "pipe and copy bits of a chosen entry id", id >> 24, instance >> 24 );
+    u.equal( "pipe and copy bits of a chosen entry id", U32( id ) >> 24, instance >> 24 );
     u.is( BCM_E_EXISTS, u.sdk.bcm_field_entry_create_id( u.unit, group, id ) );
   }
 }
@@ -105,9 +105,9 @@ void rule( Unit & u ) {
 
 // The library tolerates BCM_E_PARAM, and no other code, from a group without the qualifier.
 void missingQualifier( Unit & u ) {
-  bcm_field_group_config_t config = u.config( 1, 0 );
-  config.qset.remove( bcmFieldQualifyOuterVlanId );
-  const U32 entry = u.entry( u.group( config ), 1 );
+  const U32 group =
+      u.group( u.config( 1, 0, without( u.qualifiers(), bcmFieldQualifyOuterVlanId ) ) );
+  const U32 entry = u.entry( group, 1 );
   bcm_vlan_t data = 0;
   bcm_vlan_t mask = 0;
   u.refused( u.sdk.bcm_field_qualify_OuterVlanId( u.unit, entry, 1, 0xFFF ) );
@@ -118,26 +118,21 @@ void inPorts( Unit & u ) {
   if ( u.sdk.kelmor_field_single_port_key( u.unit ) )
     u.notApplicable( "keys hold one port" );
   const U32 entry = u.entry( u.group( 1 ), 1 );
-  bcm_port_config_t ports = {};
-  u.ok( u.sdk.bcm_port_config_get( u.unit, &ports ) );
-  bcm_pbmp_t first = {};
-  for ( U32 port = 0; port < BCM_PBMP_PORT_MAX; ++port )
-    if ( ports.per_pipe( 0 ).has( port ) && port % 2 == 0 )
-      first.add( port );
+  const bcm_pbmp_t & ports = Fields::pipePorts( u.ports(), 0 );
+  const bcm_pbmp_t first =
+      Shim::portsOf( ports, ports, []( U32 word, U32 ) { return word & 0x55555555U; } );
   bcm_pbmp_t data = {};
   bcm_pbmp_t mask = {};
-  u.ok( u.sdk.bcm_field_qualify_InPorts( u.unit, entry, first, ports.per_pipe( 0 ) ) );
+  u.ok( u.sdk.bcm_field_qualify_InPorts( u.unit, entry, first, ports ) );
   u.ok( u.sdk.bcm_field_qualify_InPorts_get( u.unit, entry, &data, &mask ) );
   for ( U32 port = 0; port < BCM_PBMP_PORT_MAX; ++port )
-    if ( ports.per_pipe( 0 ).has( port ) )
+    if ( has( ports, port ) )
       u.holds( "bcm_field_qualify_InPorts_get returns port " + std::to_string( port ) + " as set",
-               data.has( port ) == first.has( port ) && mask.has( port ) );
+               has( data, port ) == has( first, port ) && has( mask, port ) );
 }
 
 void actions( Unit & u ) {
   const U32 entry = u.entry( u.group( 1 ), 1 );
-  bcm_port_config_t ports = {};
-  u.ok( u.sdk.bcm_port_config_get( u.unit, &ports ) );
   const auto remove = [ & ]( bcm_field_action_t action ) {
     return u.sdk.bcm_field_action_remove( u.unit, entry, action );
   };
@@ -148,9 +143,11 @@ void actions( Unit & u ) {
   u.ok( remove( bcmFieldActionCopyToCpu ) );
   for ( const bcm_field_action_t action :
         { bcmFieldActionRedirectPbmp, bcmFieldActionEgressMask, bcmFieldActionMirrorPbmp } ) {
-    u.ok( u.sdk.bcm_field_action_ports_add( u.unit, entry, action, ports.all ) );
+    u.ok(
+        u.sdk.bcm_field_action_ports_add( u.unit, entry, action, Fields::allPorts( u.ports() ) ) );
     u.ok( remove( action ) );
-    u.ok( u.sdk.bcm_field_action_ports_add( u.unit, entry, action, ports.all ) );
+    u.ok(
+        u.sdk.bcm_field_action_ports_add( u.unit, entry, action, Fields::allPorts( u.ports() ) ) );
   }
   u.ok( u.sdk.bcm_field_action_remove_all( u.unit, entry ) );
   u.refused( remove( bcmFieldActionMirrorPbmp ) );
@@ -173,7 +170,7 @@ void priorities( Unit & u ) {
   for ( U32 number = 1; number <= count; ++number ) {
     const U32 entry = Unit::entryId( group, number );
     if ( entry != moved )
-      u.equal( "priority of entry " + Internal::textOfNumber( entry ), u.priority( entry ),
+      u.equal( "priority of entry " + textOfNumber( entry ), u.priority( entry ),
                priorityOf( number ) );
     u.ok( u.sdk.bcm_field_entry_remove( u.unit, entry ) );
   }
@@ -189,7 +186,7 @@ void dump( Unit & u ) {
 
 const std::vector< Check > entryChecks = {
     { "entry-states", "created, installed, removed and destroyed, in this order only", states },
-    { "entry-taken", "an entry id in use is refused with -8", taken },
+    { "entry-taken", "an entry id in use is refused with BCM_E_EXISTS", taken },
     { "entry-unknown", "operations on an unknown entry are refused", unknownId },
     { "entry-chosen-id", "ids that the SDK chooses are new and have the group's bits", chosenId },
     { "entry-enable", "a disabled entry stays installed", enable },

@@ -18,7 +18,7 @@ bcm_field_qset_t setOf( const Unit & u, U32 group ) {
 void create( Unit & u ) {
   const U32 group = u.group( 1 );
   u.holds( "bcm_field_group_get returns the set of the creation",
-           setOf( u, group ) == u.qualifiers() );
+           equal( setOf( u, group ), u.qualifiers() ) );
   u.destroy( Kind::group, group );
   bcm_field_qset_t qset = {};
   u.refused( u.sdk.bcm_field_group_get( u.unit, group, &qset ) );
@@ -28,11 +28,11 @@ void create( Unit & u ) {
 
 void duplicate( Unit & u ) {
   const U32 group = u.group( 1 );
-  bcm_field_group_config_t again = u.config( 1, 0 );
-  again.qset.remove( bcmFieldQualifyOuterVlanId );
+  bcm_field_group_config_t again =
+      u.config( 1, 0, without( u.qualifiers(), bcmFieldQualifyOuterVlanId ) );
   u.refused( u.sdk.bcm_field_group_config_create( u.unit, &again ) );
   u.holds( "a refused creation leaves the existing group's set",
-           setOf( u, group ) == u.qualifiers() );
+           equal( setOf( u, group ), u.qualifiers() ) );
 }
 
 void unknown( Unit & u ) {
@@ -59,29 +59,31 @@ void inUse( Unit & u ) {
 void status( Unit & u ) {
   const U32 group = u.group( 1 );
   const bcm_field_group_status_s empty = u.status( group );
-  u.equal( "entry_count of a new group", empty.entry_count, 0 );
-  u.holds( "a new group has room: entries_total > 0", empty.entries_total > 0 );
+  u.equal( "entry_count of a new group", Fields::groupEntryCount( empty ), 0 );
+  u.holds( "a new group has room: entries_total > 0", Fields::groupEntriesTotal( empty ) > 0 );
   u.holds( "free slices count: entries_free >= entries_total",
-           empty.entries_free >= empty.entries_total );
+           Fields::groupEntriesFree( empty ) >= Fields::groupEntriesTotal( empty ) );
   for ( int count = 1; count <= 3; ++count ) {
     u.entry( group, static_cast< U32 >( count ) );
-    u.equal( "entry_count", u.status( group ).entry_count, count );
+    u.equal( "entry_count", Fields::groupEntryCount( u.status( group ) ), count );
     u.equal( "entries_free with " + std::to_string( count ) + " entries",
-             u.status( group ).entries_free, empty.entries_free - count );
+             Fields::groupEntriesFree( u.status( group ) ),
+             Fields::groupEntriesFree( empty ) - count );
   }
   u.destroy( Kind::entry, Unit::entryId( group, 2 ) );
-  u.equal( "entry_count after a destroy", u.status( group ).entry_count, 2 );
-  u.equal( "entries_free after a destroy", u.status( group ).entries_free, empty.entries_free - 2 );
+  u.equal( "entry_count after a destroy", Fields::groupEntryCount( u.status( group ) ), 2 );
+  u.equal( "entries_free after a destroy", Fields::groupEntriesFree( u.status( group ) ),
+           Fields::groupEntriesFree( empty ) - 2 );
 }
 
 // The library derives priorities from it: prio_max minus the entry's number.
 void highestPriority( Unit & u ) {
   const bcm_field_group_status_s status = u.status( u.group( 1 ) );
   u.holds( "prio_max leaves a priority for every entry number: prio_max >= 0xFFFFFF",
-           status.prio_max >= 0xFFFFFF );
-  u.holds( "prio_min <= 0", status.prio_min <= 0 );
+           Fields::groupPrioMax( status ) >= 0xFFFFFF );
   const U32 entry = u.entry( 1, 1 );
-  for ( const U32 priority : { static_cast< U32 >( status.prio_max ), 0x7FFFFFFFU } ) {
+  for ( const U32 priority :
+        { static_cast< U32 >( Fields::groupPrioMax( status ) ), 0x7FFFFFFFU } ) {
     u.ok( u.sdk.bcm_field_entry_prio_set( u.unit, entry, priority ) );
     u.equal( "bcm_field_entry_prio_get", u.priority( entry ), priority );
   }
@@ -91,17 +93,15 @@ void widen( Unit & u ) {
   const U32 group = u.group( 1 );
   const U32 entry = u.entry( group, 1 );
   u.ok( u.sdk.bcm_field_qualify_DstIp( u.unit, entry, 0x0A000000, 0xFF000000 ) );
-  bcm_field_qset_t narrow = u.qualifiers();
-  narrow.remove( bcmFieldQualifyOuterVlanId );
+  const bcm_field_qset_t narrow = without( u.qualifiers(), bcmFieldQualifyOuterVlanId );
   u.ok( u.sdk.bcm_field_group_set( u.unit, group, narrow ) );
-  u.holds( "bcm_field_group_get returns the narrower set", setOf( u, group ) == narrow );
+  u.holds( "bcm_field_group_get returns the narrower set", equal( setOf( u, group ), narrow ) );
   u.ok( u.sdk.bcm_field_group_set( u.unit, group, u.qualifiers() ) );
   u.holds( "bcm_field_group_get returns the former set again",
-           setOf( u, group ) == u.qualifiers() );
+           equal( setOf( u, group ), u.qualifiers() ) );
   u.ok( u.sdk.bcm_field_qualify_OuterVlanId( u.unit, entry, 7, 0xFFF ) );
 
-  bcm_field_qset_t wide = u.qualifiers();
-  wide.add( bcmFieldQualifySrcIp );
+  const bcm_field_qset_t wide = with( u.qualifiers(), bcmFieldQualifySrcIp );
   const Outcome outcome = u.sdk.bcm_field_group_set( u.unit, group, wide );
   if ( u.preselected() )
     u.isOneOf( { BCM_E_NONE, BCM_E_RESOURCE, BCM_E_UNAVAIL }, outcome );
@@ -109,21 +109,22 @@ void widen( Unit & u ) {
     u.isOneOf( { BCM_E_NONE, BCM_E_RESOURCE }, outcome );
   u.holds( outcome.rc == 0 ? "bcm_field_group_get returns the wider set"
                            : "a refused bcm_field_group_set changes nothing",
-           setOf( u, group ) == ( outcome.rc == 0 ? wide : u.qualifiers() ) );
+           equal( setOf( u, group ), outcome.rc == 0 ? wide : u.qualifiers() ) );
   u.equal( "outer VLAN of an entry after its group was widened", u.vlan( entry ).first, 7 );
-  u.equal( "entry_count after the group was widened", u.status( group ).entry_count, 1 );
+  u.equal( "entry_count after the group was widened", Fields::groupEntryCount( u.status( group ) ),
+           1 );
 }
 
 // Without the flag the library creates a group with data qualifiers; with it, most others.
 void large( Unit & u ) {
   bcm_field_group_config_t config = u.config( 1, 0 );
-  if ( ( config.flags & BCM_FIELD_GROUP_CREATE_WITH_PORT ) != 0 )
+  if ( ( Fields::groupFlags( config ) & BCM_FIELD_GROUP_CREATE_WITH_PORT ) != 0 )
     u.notApplicable( "groups are placed by port" );
-  config.flags |= BCM_FIELD_GROUP_CREATE_LARGE;
+  Fields::groupFlagsIs( config, Fields::groupFlags( config ) | BCM_FIELD_GROUP_CREATE_LARGE );
   const Outcome outcome = u.sdk.bcm_field_group_config_create( u.unit, &config );
   u.isOneOf( { BCM_E_NONE, BCM_E_RESOURCE, BCM_E_UNAVAIL }, outcome );
   if ( outcome.rc == 0 )
-    u.created( Kind::group, config.group );
+    u.created( Kind::group, Fields::groupId( config ) );
   else
     u.group( 1 );
   u.entry( 1, 1 );

@@ -24,14 +24,14 @@ void separate( Unit & u ) {
   }
   for ( const U32 bits : u.instances() ) {
     const U32 entry = Unit::entryId( 1 | bits, 1 );
-    const std::string of = " of entry " + Internal::textOfNumber( entry );
+    const std::string of = " of entry " + textOfNumber( entry );
     u.equal( "priority" + of, u.priority( entry ), 100 + ( bits >> pipeShift ) );
     u.equal( "outer VLAN" + of, u.vlan( entry ).first, 200 + ( bits >> pipeShift ) );
-    u.equal( "entry_count of its group", u.status( 1 | bits ).entry_count, 1 );
+    u.equal( "entry_count of its group", Fields::groupEntryCount( u.status( 1 | bits ) ), 1 );
     u.ok( u.sdk.bcm_field_entry_remove( u.unit, entry ) );
     u.refused( u.sdk.bcm_field_entry_reinstall( u.unit, entry ) );
     u.destroy( Kind::entry, entry );
-    u.equal( "entry_count of its group", u.status( 1 | bits ).entry_count, 0 );
+    u.equal( "entry_count of its group", Fields::groupEntryCount( u.status( 1 | bits ) ), 0 );
     u.destroy( Kind::group, 1 | bits );
   }
 }
@@ -40,11 +40,11 @@ void ownRoom( Unit & u ) {
   needSeveral( u );
   const U32 other = u.instances().back();
   const U32 elsewhere = u.group( 1, other );
-  const S32 free = u.status( elsewhere ).entries_free;
+  const S32 free = Fields::groupEntriesFree( u.status( elsewhere ) );
   const U32 group = u.takeAllSlices( 2 ).front();
   u.entry( group, 1 );
-  u.equal( "entries_free of a group in another pipe or copy", u.status( elsewhere ).entries_free,
-           free );
+  u.equal( "entries_free of a group in another pipe or copy",
+           Fields::groupEntriesFree( u.status( elsewhere ) ), free );
 }
 
 // With one field processor, pipe bits of entry ids only make them distinct: entry and twin.
@@ -60,7 +60,8 @@ void twins( Unit & u ) {
   u.ok( u.sdk.bcm_field_entry_prio_set( u.unit, twin, 2 ) );
   u.equal( "priority of an entry with a twin", u.priority( entry ), 1 );
   u.equal( "priority of the twin", u.priority( twin ), 2 );
-  u.equal( "entry_count with an entry and its twin", u.status( group ).entry_count, 2 );
+  u.equal( "entry_count with an entry and its twin", Fields::groupEntryCount( u.status( group ) ),
+           2 );
 }
 
 // To every other instance; with one instance, to an entry of the same group.

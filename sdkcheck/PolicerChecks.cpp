@@ -10,10 +10,10 @@ namespace {
 using Kind = Unit::Kind;
 
 bcm_policer_config_t rates( U32 committed ) {
-  bcm_policer_config_t config = {};
-  config.mode = bcmPolicerModeCommitted;
-  config.ckbits_sec = committed;
-  config.ckbits_burst = 64;
+  auto config = initialised< bcm_policer_config_t >();
+  Fields::policerModeIs( config, bcmPolicerModeCommitted );
+  Fields::policerRateIs( config, committed );
+  Fields::policerBurstIs( config, 64 );
   return config;
 }
 
@@ -27,9 +27,9 @@ U32 makePolicer( Unit & u, U32 committed ) {
 }
 
 U32 rateOf( const Unit & u, U32 policer ) {
-  bcm_policer_config_t config = {};
+  auto config = initialised< bcm_policer_config_t >();
   u.ok( u.sdk.bcm_policer_get( u.unit, policer, &config ) );
-  return config.ckbits_sec;
+  return Fields::policerRate( config );
 }
 
 void configuration( Unit & u ) {
@@ -72,7 +72,7 @@ void everyPipe( Unit & u ) {
   const U32 base = makePolicer( u, 1000 );
   for ( U32 pipe = 1; pipe < u.pipes(); ++pipe ) {
     bcm_policer_config_t config = rates( 1000 + pipe );
-    config.flags |= BCM_POLICER_WITH_ID;
+    Fields::policerFlagsIs( config, Fields::policerFlags( config ) | BCM_POLICER_WITH_ID );
     bcm_policer_t id = pipe << 24 | base;
     u.ok( u.sdk.bcm_policer_create( u.unit, &config, &id ) );
     u.created( Kind::policer, id );

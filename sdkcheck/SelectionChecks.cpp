@@ -29,10 +29,10 @@ void rangeStates( Unit & u ) {
   const U32 range = makeRange( u, Which::first, 1024, 2047 );
   const U32 other = makeRange( u, Which::further, 5, 9 );
   u.holds( "two range checkers have different ids", other != range );
-  bcm_field_group_config_t config = u.config( 1, 0 );
-  config.qset.remove( bcmFieldQualifyOuterVlanId );
-  config.qset.add( bcmFieldQualifyRangeCheck );
-  const U32 entry = u.entry( u.group( config ), 1 );
+  const U32 group = u.group( u.config(
+      1, 0,
+      with( without( u.qualifiers(), bcmFieldQualifyOuterVlanId ), bcmFieldQualifyRangeCheck ) ) );
+  const U32 entry = u.entry( group, 1 );
   u.ok( u.sdk.bcm_field_qualify_RangeCheck( u.unit, entry, range, 0 ) );
   u.ok( u.sdk.bcm_field_entry_install( u.unit, entry ) );
   u.refused( u.sdk.bcm_field_range_destroy( u.unit, range ) );
@@ -79,9 +79,7 @@ void presels( Unit & u ) {
   u.holds( "two preselectors have different ids", presel != other );
   u.ok( u.sdk.bcm_field_qualify_Stage( u.unit, presel | BCM_FIELD_QUALIFY_PRESEL,
                                        bcmFieldStageIngress ) );
-  bcm_field_group_config_t config = u.config( 1, 0 );
-  config.preselset = {};
-  config.preselset.add( presel );
+  bcm_field_group_config_t config = u.config( 1, 0, u.qualifiers(), presel );
   const U32 group = u.group( config );
   u.refused( u.sdk.bcm_field_presel_destroy( u.unit, presel ) );
   u.destroy( Kind::presel, other );
@@ -95,24 +93,29 @@ void presels( Unit & u ) {
 
 // --- Data qualifiers -------------------------------------------------------------------------
 
-int makeData( Unit & u, U32 offset, U32 length ) {
-  bcm_field_data_qualifier_s record = {};
-  record.offset_base = bcmFieldDataOffsetBaseOuterL3Header;
-  record.offset = offset;
-  record.length = length;
+bcm_field_data_qualifier_s dataRecord( U8 offset, U8 length ) {
+  auto record = initialised< bcm_field_data_qualifier_s >();
+  Fields::dataBaseIs( record, bcmFieldDataOffsetBaseOuterL3Header );
+  Fields::dataOffsetIs( record, offset );
+  Fields::dataLengthIs( record, length );
+  return record;
+}
+
+int makeData( Unit & u, U8 offset, U8 length ) {
+  bcm_field_data_qualifier_s record = dataRecord( offset, length );
   u.needs( u.sdk.bcm_field_data_qualifier_create( u.unit, &record ) );
-  u.created( Kind::data, static_cast< U32 >( record.qual_id ) );
-  u.holds( "a data qualifier's id is 1 to 255", record.qual_id >= 1 && record.qual_id <= 255 );
-  return record.qual_id;
+  const int id = Fields::dataId( record );
+  u.created( Kind::data, static_cast< U32 >( id ) );
+  u.holds( "a data qualifier's id is 1 to 255", id >= 1 && id <= 255 );
+  return id;
 }
 
 bcm_field_data_packet_format_s ipv4() {
-  bcm_field_data_packet_format_s format = {};
-  format.l2 = BCM_FIELD_DATA_FORMAT_ANY;
-  format.vlan_tag = BCM_FIELD_DATA_FORMAT_ANY;
-  format.outer_ip = BCM_FIELD_DATA_FORMAT_IP4;
-  format.inner_ip = BCM_FIELD_DATA_FORMAT_ANY;
-  format.tunnel = BCM_FIELD_DATA_FORMAT_ANY;
+  auto format = initialised< bcm_field_data_packet_format_s >();
+  Fields::formatL2Is( format, BCM_FIELD_DATA_FORMAT_ANY );
+  Fields::formatVlanTagIs( format, BCM_FIELD_DATA_FORMAT_ANY );
+  Fields::formatOuterIpIs( format, BCM_FIELD_DATA_FORMAT_IP4 );
+  Fields::formatTunnelIs( format, BCM_FIELD_DATA_FORMAT_ANY );
   return format;
 }
 
@@ -120,18 +123,18 @@ void dataStates( Unit & u ) {
   const int id = makeData( u, 20, 4 );
   const int other = makeData( u, 24, 8 );
   u.holds( "two data qualifiers have different ids", id != other );
-  bcm_field_data_qualifier_s record = {};
+  auto record = initialised< bcm_field_data_qualifier_s >();
   u.ok( u.sdk.bcm_field_data_qualifier_get( u.unit, id, &record ) );
-  u.equal( "qual_id that was read", record.qual_id, id );
-  u.equal( "offset that was read", record.offset, 20 );
-  u.equal( "length that was read", record.length, 4 );
-  u.equal( "base that was read", record.offset_base, bcmFieldDataOffsetBaseOuterL3Header );
+  u.equal( "qual_id that was read", Fields::dataId( record ), id );
+  u.equal( "offset that was read", Fields::dataOffset( record ), 20 );
+  u.equal( "length that was read", Fields::dataLength( record ), 4 );
+  u.equal( "base that was read", Fields::dataBase( record ), bcmFieldDataOffsetBaseOuterL3Header );
   bcm_field_data_packet_format_s format = ipv4();
   u.ok( u.sdk.bcm_field_data_qualifier_packet_format_add( u.unit, id, &format ) );
   u.ok( u.sdk.bcm_field_data_qualifier_packet_format_delete( u.unit, id, &format ) );
   u.refused( u.sdk.bcm_field_data_qualifier_packet_format_delete( u.unit, id, &format ) );
-  bcm_field_data_ethertype_s type = {};
-  type.ethertype = 0x0800;
+  auto type = initialised< bcm_field_data_ethertype_s >();
+  Fields::formatEtherTypeIs( type, 0x0800 );
   u.ok( u.sdk.bcm_field_data_qualifier_ethertype_add( u.unit, id, &type ) );
   u.ok( u.sdk.bcm_field_data_qualifier_ethertype_delete( u.unit, id, &type ) );
   u.refused( u.sdk.bcm_field_data_qualifier_ethertype_delete( u.unit, id, &type ) );
@@ -142,11 +145,11 @@ void dataStates( Unit & u ) {
 
 void dataGroup( Unit & u ) {
   const int id = makeData( u, 20, 4 );
-  bcm_field_group_config_t config = u.config( 1, 0 );
-  u.ok( u.sdk.bcm_field_qset_data_qualifier_add( u.unit, &config.qset, id ) );
+  bcm_field_qset_t wide = u.qualifiers();
+  u.ok( u.sdk.bcm_field_qset_data_qualifier_add( u.unit, &wide, id ) );
   u.holds( "bcm_field_qset_data_qualifier_add adds the id to the set",
-           config.qset.hasData( static_cast< U32 >( id ) ) );
-  const U32 group = u.group( config );
+           Fields::dataQualifierHas( wide, static_cast< U32 >( id ) ) );
+  const U32 group = u.group( u.config( 1, 0, wide ) );
   u.refused( u.sdk.bcm_field_data_qualifier_destroy( u.unit, id ) );
   const U32 entry = u.entry( group, 1 );
   const U8 bytes[ 4 ] = { 1, 2, 3, 4 };
@@ -158,7 +161,8 @@ void dataGroup( Unit & u ) {
   u.ok( u.sdk.bcm_field_group_set( u.unit, group, u.qualifiers() ) );
   bcm_field_qset_t qset = {};
   u.ok( u.sdk.bcm_field_group_get( u.unit, group, &qset ) );
-  u.holds( "a set without data qualifiers after the group was narrowed", qset == u.qualifiers() );
+  u.holds( "a set without data qualifiers after the group was narrowed",
+           equal( qset, u.qualifiers() ) );
   u.destroy( Kind::data, static_cast< U32 >( id ) );
 }
 
@@ -167,16 +171,13 @@ void dataFull( Unit & u ) {
   int rc = 0;
   for ( U32 count = 1; rc >= 0; ++count ) {
     u.holds( "there are at most 255 data qualifiers", count < BCM_FIELD_DATA_QUAL_MAX );
-    bcm_field_data_qualifier_s record = {};
-    record.offset_base = bcmFieldDataOffsetBaseOuterL3Header;
-    record.offset = count % 128;
-    record.length = 4;
+    bcm_field_data_qualifier_s record = dataRecord( count % 128, 4 );
     const Outcome outcome = u.sdk.bcm_field_data_qualifier_create( u.unit, &record );
     rc = outcome.rc;
     if ( rc < 0 )
       u.is( BCM_E_RESOURCE, outcome );
     else
-      u.created( Kind::data, static_cast< U32 >( record.qual_id ) );
+      u.created( Kind::data, static_cast< U32 >( Fields::dataId( record ) ) );
   }
   u.destroy( Kind::data, static_cast< U32 >( first ) );
   makeData( u, 64, 4 );
@@ -184,13 +185,14 @@ void dataFull( Unit & u ) {
 
 void dataFormats( Unit & u ) {
   const int id = makeData( u, 20, 4 );
-  bcm_field_data_ethertype_s type = {};
-  for ( type.ethertype = 0x8000;; ++type.ethertype ) {
+  auto type = initialised< bcm_field_data_ethertype_s >();
+  for ( U16 number = 0x8000;; ++number ) {
+    Fields::formatEtherTypeIs( type, number );
     const Outcome outcome = u.sdk.bcm_field_data_qualifier_ethertype_add( u.unit, id, &type );
     if ( outcome.rc == BCM_E_RESOURCE )
       break;
     u.ok( outcome );
-    if ( type.ethertype == 0x8400 )
+    if ( number == 0x8400 )
       u.notApplicable( "none of 1,024 EtherTypes was refused" );
   }
   // What was refused can be added after another was deleted with its qualifier.
@@ -203,12 +205,12 @@ void dataFormats( Unit & u ) {
 
 const std::vector< Check > selectionChecks = {
     { "range-states", "a range checker in use is not destroyed", rangeStates },
-    { "range-full", "a range checker too many is refused with -14", rangeFull },
+    { "range-full", "a range checker too many is refused with BCM_E_RESOURCE", rangeFull },
     { "preselectors", "a preselector in use is not destroyed", presels },
     { "data-states", "data qualifiers and their formats are added and removed", dataStates },
     { "data-group", "groups match on data qualifiers, which are then in use", dataGroup },
-    { "data-full", "a data qualifier too many is refused with -14", dataFull },
-    { "data-formats", "an EtherType too many is refused with -14", dataFormats },
+    { "data-full", "a data qualifier too many is refused with BCM_E_RESOURCE", dataFull },
+    { "data-formats", "an EtherType too many is refused with BCM_E_RESOURCE", dataFormats },
 };
 
 }  // namespace SdkCheck

@@ -10,11 +10,30 @@ namespace {
 constexpr U32 copyBit = 1U << 26;
 constexpr U32 groupShift = 16;
 
-bool empty( const bcm_pbmp_t & ports ) {
-  return ports == bcm_pbmp_t{};
+}  // namespace
+
+bool has( const bcm_pbmp_t & ports, U32 port ) {
+  return ( Fields::portsWord( ports, port / 32 ) >> ( port % 32 ) & 1U ) != 0;
 }
 
-}  // namespace
+bool equal( const bcm_field_qset_t & a, const bcm_field_qset_t & b ) {
+  bool same = true;
+  for ( U32 qualifier = 0; qualifier < bcmFieldQualifyCount; ++qualifier )
+    same &= Fields::qualifierHas( a, qualifier ) == Fields::qualifierHas( b, qualifier );
+  for ( U32 id = 0; id < BCM_FIELD_DATA_QUAL_MAX; ++id )
+    same &= Fields::dataQualifierHas( a, id ) == Fields::dataQualifierHas( b, id );
+  return same;
+}
+
+bcm_field_qset_t with( bcm_field_qset_t set, U32 qualifier ) {
+  Fields::qualifierAdd( set, qualifier );
+  return set;
+}
+
+bcm_field_qset_t without( bcm_field_qset_t set, U32 qualifier ) {
+  Fields::qualifierDel( set, qualifier );
+  return set;
+}
 
 Unit::Unit( Shim::SdkShim & shim, U32 number, U32 most )
     : sdk( shim ),
@@ -24,8 +43,9 @@ Unit::Unit( Shim::SdkShim & shim, U32 number, U32 most )
       preselected_( shim.kelmor_field_group_by_preselector( number ) ),
       secondCopy_( shim.kelmor_field_second_copy( number ) ),
       singlePort_( shim.kelmor_field_single_port_key( number ) ) {
+  Fields::initialise( ports_ );
   ( void )sdk.bcm_port_config_get( unit, &ports_ );  // the check of ports reports a failure
-  while ( pipes_ < BCM_PIPES_MAX && !empty( ports_.per_pipe( pipes_ ) ) )
+  while ( pipes_ < BCM_PIPES_MAX && !( Fields::pipePorts( ports_, pipes_ ) == bcm_pbmp_t{} ) )
     ++pipes_;
   for ( U32 pipe = 0; pipe < ( shared_ ? 1 : std::max( pipes_, 1U ) ); ++pipe )
     for ( U32 copy = 0; copy < ( secondCopy_ ? 2 : 1 ); ++copy )
@@ -38,24 +58,38 @@ void Unit::fail( const std::string & reason ) const {
   throw CheckEnd{ Verdict::failed, reason };
 }
 
+std::string Unit::textOf( int rc ) const {
+  const std::pair< int, const char * > known[] = { { BCM_E_PARAM, "BCM_E_PARAM" },
+                                                   { BCM_E_EXISTS, "BCM_E_EXISTS" },
+                                                   { BCM_E_RESOURCE, "BCM_E_RESOURCE" },
+                                                   { BCM_E_UNAVAIL, "BCM_E_UNAVAIL" } };
+  const std::string number = std::to_string( rc );
+  if ( rc >= 0 )
+    return number;
+  for ( const auto & [ code, name ] : known )
+    if ( code == rc )
+      return number + " (" + name + ")";
+  return number + " (" + sdk.errorText( rc ) + ")";
+}
+
 void Unit::notApplicable( const std::string & reason ) const {
   throw CheckEnd{ Verdict::notApplicable, reason };
 }
 
 void Unit::ok( const Outcome & outcome ) const {
   if ( outcome.rc < 0 )
-    fail( outcome.call + ": expected 0 or more, got " + textOfCode( outcome.rc ) );
+    fail( outcome.call + ": expected 0 or more, got " + textOf( outcome.rc ) );
 }
 
 void Unit::refused( const Outcome & outcome ) const {
   if ( outcome.rc >= 0 || outcome.rc == BCM_E_RESOURCE || outcome.rc == BCM_E_UNAVAIL )
-    fail( outcome.call + ": expected a negative code other than -14 and -16, got " +
-          textOfCode( outcome.rc ) );
+    fail( outcome.call + ": expected a negative code other than " + textOf( BCM_E_RESOURCE ) +
+          " and " + textOf( BCM_E_UNAVAIL ) + ", got " + textOf( outcome.rc ) );
 }
 
 void Unit::is( int code, const Outcome & outcome ) const {
   if ( outcome.rc != code )
-    fail( outcome.call + ": expected " + textOfCode( code ) + ", got " + textOfCode( outcome.rc ) );
+    fail( outcome.call + ": expected " + textOf( code ) + ", got " + textOf( outcome.rc ) );
 }
 
 void Unit::isOneOf( std::initializer_list< int > codes, const Outcome & outcome ) const {
@@ -63,14 +97,13 @@ void Unit::isOneOf( std::initializer_list< int > codes, const Outcome & outcome 
     return;
   std::string expected;
   for ( const int code : codes )
-    expected += ( expected.empty() ? "" : " or " ) + textOfCode( code );
-  fail( outcome.call + ": expected " + expected + ", got " + textOfCode( outcome.rc ) );
+    expected += ( expected.empty() ? "" : " or " ) + textOf( code );
+  fail( outcome.call + ": expected " + expected + ", got " + textOf( outcome.rc ) );
 }
 
 void Unit::equal( const std::string & what, S64 actual, S64 expected ) const {
   if ( actual != expected )
-    fail( what + ": expected " + Internal::textOf( expected ) + ", got " +
-          Internal::textOf( actual ) );
+    fail( what + ": expected " + textOfNumber( expected ) + ", got " + textOfNumber( actual ) );
 }
 
 void Unit::holds( const std::string & what, bool condition ) const {
@@ -80,26 +113,26 @@ void Unit::holds( const std::string & what, bool condition ) const {
 
 void Unit::needs( const Outcome & outcome ) const {
   if ( outcome.rc == BCM_E_UNAVAIL )
-    throw CheckEnd{ Verdict::notSupported, outcome.call + ": " + textOfCode( outcome.rc ) };
+    throw CheckEnd{ Verdict::notSupported, outcome.call + ": " + textOf( outcome.rc ) };
   ok( outcome );
 }
 
 void Unit::needsAny( const Outcome & outcome ) const {
   if ( outcome.rc == BCM_E_RESOURCE )
-    throw CheckEnd{ Verdict::notSupported, outcome.call + ": " + textOfCode( outcome.rc ) };
+    throw CheckEnd{ Verdict::notSupported, outcome.call + ": " + textOf( outcome.rc ) };
   needs( outcome );
 }
 
 // --- Objects ---------------------------------------------------------------------------------
 
 bcm_field_qset_t Unit::qualifiers() const {
-  bcm_field_qset_t qset = {};
-  qset.add( bcmFieldQualifyStageIngress );
-  qset.add( bcmFieldQualifyDstIp );
-  qset.add( bcmFieldQualifyOuterVlanId );
-  qset.add( singlePort_   ? bcmFieldQualifyInPort
-            : secondCopy_ ? bcmFieldQualifyInPortsClass
-                          : bcmFieldQualifyInPorts );
+  auto qset = initialised< bcm_field_qset_t >();
+  for ( const U32 qualifier : { U32( bcmFieldQualifyStageIngress ), U32( bcmFieldQualifyDstIp ),
+                                U32( bcmFieldQualifyOuterVlanId ),
+                                U32( singlePort_   ? bcmFieldQualifyInPort
+                                     : secondCopy_ ? bcmFieldQualifyInPortsClass
+                                                   : bcmFieldQualifyInPorts ) } )
+    Fields::qualifierAdd( qset, qualifier );
   return qset;
 }
 
@@ -113,37 +146,48 @@ U32 Unit::preselector( U32 instance ) {
   presels_[ instance ] = presel;
   const U32 pipe = instance >> pipeShift & ( BCM_PIPES_MAX - 1 );
   const U32 id = presel | BCM_FIELD_QUALIFY_PRESEL;
+  bcm_field_src_class_t ofPipe = {};
+  bcm_field_src_class_t mask = {};
+  Fields::sourceClassIs( ofPipe, pipe );
+  Fields::sourceClassIs( mask, BCM_PIPES_MAX - 1 );
   ok( sdk.bcm_field_qualify_Stage( unit, id, bcmFieldStageIngress ) );
-  ok( sdk.bcm_field_qualify_MixedSrcClassId( unit, id, ports_.per_pipe( pipe ), { pipe },
-                                             { BCM_PIPES_MAX - 1 } ) );
+  ok( sdk.bcm_field_qualify_MixedSrcClassId( unit, id, Fields::pipePorts( ports_, pipe ), ofPipe,
+                                             mask ) );
   return presel;
 }
 
 bcm_field_group_config_t Unit::config( U32 number, U32 instance ) {
-  bcm_field_group_config_t config = {};
-  config.flags = BCM_FIELD_GROUP_CREATE_WITH_ID;
-  config.group = number | instance;
-  config.qset = qualifiers();
-  config.priority = static_cast< std::int32_t >( number );
-  config.action_res_id = -1;
+  return config( number, instance, qualifiers() );
+}
+
+bcm_field_group_config_t Unit::config( U32 number, U32 instance, const bcm_field_qset_t & qset,
+                                       std::optional< U32 > presel ) {
+  auto config = initialised< bcm_field_group_config_t >();
+  U32 flags = BCM_FIELD_GROUP_CREATE_WITH_ID;
+  Fields::groupIdIs( config, number | instance );
+  Fields::groupQualifiersIs( config, qset );
+  Fields::groupPriorityIs( config, static_cast< S32 >( number ) );
+  Fields::groupActionResolutionIs( config, -1 );
   if ( secondCopy_ ) {
-    config.flags |= BCM_FIELD_GROUP_CREATE_WITH_MODE | BCM_FIELD_GROUP_CREATE_PER_COPY;
-    config.mode = bcmFieldGroupModePerCopy;
+    flags |= BCM_FIELD_GROUP_CREATE_WITH_MODE | BCM_FIELD_GROUP_CREATE_PER_COPY;
+    Fields::groupModeIs( config, bcmFieldGroupModePerCopy );
   }
   if ( secondCopy_ || preselected_ ) {
-    config.flags |= BCM_FIELD_GROUP_CREATE_WITH_PORT;
-    config.ports = ports_.per_pipe( instance >> pipeShift & ( BCM_PIPES_MAX - 1 ) );
+    flags |= BCM_FIELD_GROUP_CREATE_WITH_PORT;
+    Fields::groupPortsIs(
+        config, Fields::pipePorts( ports_, instance >> pipeShift & ( BCM_PIPES_MAX - 1 ) ) );
   }
   if ( preselected_ )
-    config.preselset.add( preselector( instance ) );
+    Fields::groupPreselectorAdd( config, presel ? *presel : preselector( instance ) );
+  Fields::groupFlagsIs( config, flags );
   return config;
 }
 
 U32 Unit::group( bcm_field_group_config_t config ) {
-  const U32 id = config.group;
+  const U32 id = Fields::groupId( config );
   ok( sdk.bcm_field_group_config_create( unit, &config ) );
   created( Kind::group, id );
-  equal( "id of the group that was created with an id", config.group, id );
+  equal( "id of the group that was created with an id", Fields::groupId( config ), id );
   return id;
 }
 
@@ -226,8 +270,8 @@ std::vector< U32 > Unit::takeAllSlices( U32 number ) {
       is( BCM_E_RESOURCE, outcome );
       return groups;
     }
-    created( Kind::group, wanted.group );
-    groups.push_back( wanted.group );
+    created( Kind::group, Fields::groupId( wanted ) );
+    groups.push_back( Fields::groupId( wanted ) );
   }
   notApplicable( "no group was refused for lack of slices" );
 }

@@ -7,6 +7,7 @@
 
 #include <initializer_list>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -21,6 +22,12 @@ struct CheckEnd {
   Verdict verdict;
   std::string reason;
 };
+
+// Sets, whatever the SDK's records of them are.
+bool equal( const bcm_field_qset_t & a, const bcm_field_qset_t & b );
+// The set with, or without, a qualifier.
+bcm_field_qset_t with( bcm_field_qset_t set, U32 qualifier );
+bcm_field_qset_t without( bcm_field_qset_t set, U32 qualifier );
 
 inline constexpr U32 pipeShift = 24;  // of ids; the copy bit is above the pipe bits
 
@@ -37,6 +44,7 @@ class Unit {
   bool shared() const { return shared_; }            // one field processor serves all pipes
   bool preselected() const { return preselected_; }  // groups are chosen by preselector
   U32 pipes() const { return pipes_; }               // with ports
+  const bcm_port_config_t & ports() const { return ports_; }
   // Pipe and copy bits of each instance of the ingress tables, from 0.
   const std::vector< U32 > & instances() const { return instances_; }
 
@@ -53,12 +61,17 @@ class Unit {
   // The same for a resource that a chip may have none of: BCM_E_RESOURCE says so, too.
   void needsAny( const Outcome & outcome ) const;
   [[noreturn]] void fail( const std::string & reason ) const;
+  // "-14 (BCM_E_RESOURCE)"; the SDK's text for codes that the library does not know by name.
+  std::string textOf( int rc ) const;
   [[noreturn]] void notApplicable( const std::string & reason ) const;
 
   // --- Objects -----------------------------------------------------------------------------
   // The chip's ingress stage, destination addresses, outer VLAN and ports.
   bcm_field_qset_t qualifiers() const;
+  // By default with these qualifiers, and the preselector of the instance where groups have one.
   bcm_field_group_config_t config( U32 number, U32 instance );
+  bcm_field_group_config_t config( U32 number, U32 instance, const bcm_field_qset_t & qset,
+                                   std::optional< U32 > presel = {} );
   U32 group( U32 number, U32 instance = 0 );
   U32 group( bcm_field_group_config_t config );
   // The id that the library gives to an entry of the group: group number and 16 bits below.

@@ -7,9 +7,8 @@
 #include "cli/Completion.h"
 #include "morvane/Version.h"
 #include "sdkcheck/Checks.h"
-#include "sdkcheck/Chips.h"
 #include "sdkcheck/SdkLibrary.h"
-#include "softasic/SoftAsic.h"
+#include "sdkcheck/SoftwareChip.h"
 
 namespace {
 
@@ -30,18 +29,19 @@ struct Options {
 
 void addOptions( CLI::App & app, Options & options ) {
   std::vector< std::string > names;
-  std::vector< std::string > chips;
   for ( const SdkCheck::Check & check : SdkCheck::checks() )
     names.emplace_back( check.name );
-  for ( const SoftAsic::ChipProfile & chip : SdkCheck::chips() )
-    chips.push_back( chip.name );
-  CLI::Option * const library = app.add_option(
-      "--sdk", options.library, "Shared library of the binding; default: the software ASIC" );
+  const std::vector< std::string > chips = SdkCheck::softwareChips();
+  CLI::Option * const library =
+      app.add_option( "--sdk", options.library,
+                      chips.empty() ? "Shared library of the binding"
+                                    : "Shared library of the binding; default: the software ASIC" );
   library->type_name( "LIB" );
-  app.add_option( "--chip", options.chip, "Chip of the software ASIC" )
-      ->check( CLI::IsMember( chips ) )
-      ->capture_default_str()
-      ->excludes( library );
+  if ( !chips.empty() )
+    app.add_option( "--chip", options.chip, "Chip of the software ASIC" )
+        ->check( CLI::IsMember( chips ) )
+        ->capture_default_str()
+        ->excludes( library );
   app.add_option( "--unit", options.unit, "Unit, initialised and without groups" )
       ->capture_default_str();
   app.add_option( "--limit", options.limit, "Objects created at most to see one refused" )
@@ -78,12 +78,10 @@ int runChecks( Shim::SdkShim & sdk, const Options & options ) {
 int check( const Options & options ) {
   if ( !options.library.empty() )
     return runChecks( SdkCheck::loadSdk( options.library ), options );
-  const auto & chips = SdkCheck::chips();
-  const auto chip = std::find_if( chips.begin(), chips.end(),
-                                  [ & ]( const auto & c ) { return c.name == options.chip; } );
-  SoftAsic::SoftAsic sdk;
-  sdk.addUnit( options.unit, *chip );
-  return runChecks( sdk, options );
+  const auto sdk = SdkCheck::softwareChip( options.chip, options.unit );
+  if ( !sdk )
+    throw std::runtime_error( "--sdk is missing: there is no software ASIC in this build" );
+  return runChecks( *sdk, options );
 }
 
 }  // namespace

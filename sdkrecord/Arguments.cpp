@@ -42,22 +42,10 @@ constexpr Maker makers[] = {
     { SdkOp::bcm_field_data_qualifier_destroy, IdKind::none, IdKind::data },
 };
 
-// The names in "( a, b )".
-std::vector< std::string_view > namesIn( std::string_view list ) {
-  constexpr std::string_view separators = "(), ";
-  std::vector< std::string_view > names;
-  for ( size_t at = 0; ( at = list.find_first_not_of( separators, at ) ) != list.npos; ) {
-    const size_t end = list.find_first_of( separators, at );
-    names.push_back( list.substr( at, end - at ) );
-    at = end;
-  }
-  return names;
-}
-
 std::vector< Operation > makeOperations() {
   std::vector< Operation > all = {
-#define SDK_OP( name, params, args )      \
-  { SdkOp::name, #name, namesIn( #args ), \
+#define SDK_OP( name, params, args )                           \
+  { SdkOp::name, #name, SdkText::argumentNames( SdkOp::name ), \
     []() -> std::unique_ptr< Arguments > { return argumentsOf( &Shim::SdkShim::name ); } },
 #include "shim/SdkOperations.inc"
   };
@@ -74,16 +62,6 @@ const std::vector< Operation > & operations() {
 }
 
 }  // namespace
-
-// The SDK's convention: reads end in _get; numbers behind pointers are results.
-Way Operation::wayOf( bool pointer, bool scalar ) const {
-  if ( !pointer )
-    return Way::in;
-  if ( name.ends_with( "_get" ) )
-    return Way::out;
-  // The id of a policer may be given.
-  return scalar && op != SdkOp::bcm_policer_create ? Way::out : Way::inOut;
-}
 
 IdKind Operation::idOf( size_t argument ) const {
   const auto * const found =

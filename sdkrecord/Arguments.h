@@ -14,12 +14,12 @@
 #include <vector>
 
 #include "sdkrecord/Fields.h"
+#include "sdktext/CallText.h"
 #include "shim/SdkShim.h"
 
 namespace SdkRecord {
 
-// Whether the SDK reads an argument, writes it, or both.
-enum class Way : U8 { in, out, inOut };
+using SdkText::Way;
 
 class Arguments;
 
@@ -32,7 +32,6 @@ struct Operation {
   IdKind creates = IdKind::none;
   IdKind destroys = IdKind::none;
 
-  Way wayOf( bool pointer, bool scalar ) const;
   IdKind idOf( size_t argument ) const;
 };
 const Operation & operationOf( Shim::SdkOp op );
@@ -218,7 +217,7 @@ class ArgumentsOf : public Arguments {
   }
   template < class H >
   static Way wayOf( const Operation & operation, const H & ) {
-    return operation.wayOf( H::pointer, H::scalar );
+    return SdkText::wayOf( operation.op, H::pointer, H::scalar );
   }
   template < class H >
   static void add( const Operation & operation, H & held, size_t i, CallLeaves & leaves ) {

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <optional>
 
+#include "sdktext/CallText.h"
 #include "softasic/QualifierNames.h"
 
 namespace SdkRecord {
@@ -43,24 +44,16 @@ std::vector< U8 > bytesOf( std::string_view text ) {
   return bytes;
 }
 
-std::string memberText( const Bits & bits, U32 number ) {
-  const char * const name = bits.qualifiers ? SoftAsic::qualifierName( number ) : nullptr;
-  return name != nullptr ? name : std::to_string( number );
-}
-
 std::string setText( const Bits & bits ) {
-  std::string text;
   const auto end = static_cast< U32 >( bits.words.size() * 32 );
-  for ( U32 first = 0; first < end; ++first ) {
-    if ( !bits.has( first ) )
+  if ( !bits.qualifiers )
+    return SdkText::numbersText( end, [ & ]( U32 number ) { return bits.has( number ); } );
+  std::string text;
+  for ( U32 number = 0; number < end; ++number ) {
+    if ( !bits.has( number ) )
       continue;
-    U32 last = first;
-    while ( !bits.qualifiers && last + 1 < end && bits.has( last + 1 ) )
-      ++last;
-    text += ( text.empty() ? "" : "," ) + memberText( bits, first );
-    if ( last != first )
-      text += "-" + std::to_string( last );
-    first = last;
+    const char * const name = SoftAsic::qualifierName( number );
+    text += ( text.empty() ? "" : "," ) + ( name != nullptr ? name : std::to_string( number ) );
   }
   return "[" + text + "]";
 }
@@ -135,12 +128,6 @@ void Number::set( U64 value ) const {
   std::memcpy( at, &value, size );
 }
 
-std::string numberText( U64 value, bool isSigned ) {
-  if ( isSigned )
-    return std::to_string( static_cast< S64 >( value ) );
-  return value < 1000 ? std::to_string( value ) : fmt::format( "{:#x}", value );
-}
-
 U64 numberOf( std::string_view text ) {
   const char * const end = text.data() + text.size();
   U64 value = 0;
@@ -189,17 +176,18 @@ bool Leaf::isZero() const {
 }
 
 std::string Leaf::text() const {
-  return std::visit( Overloaded{
-                         []( const Number & n ) { return numberText( n.get(), n.isSigned ); },
-                         []( const Bits & bits ) { return setText( bits ); },
-                         []( const Bytes & bytes ) { return bytesText( bytes ); },
-                         []( const std::vector< U8 > * bytes ) { return bytesText( *bytes ); },
-                         []( const std::vector< int > * list ) {
-                           return fmt::format( "[{}]", fmt::join( *list, "," ) );
-                         },
-                         []( const std::string * text ) { return quoted( *text ); },
-                     },
-                     value );
+  return std::visit(
+      Overloaded{
+          []( const Number & n ) { return SdkText::numberText( n.get(), n.isSigned ); },
+          []( const Bits & bits ) { return setText( bits ); },
+          []( const Bytes & bytes ) { return bytesText( bytes ); },
+          []( const std::vector< U8 > * bytes ) { return bytesText( *bytes ); },
+          []( const std::vector< int > * list ) {
+            return fmt::format( "[{}]", fmt::join( *list, "," ) );
+          },
+          []( const std::string * text ) { return quoted( *text ); },
+      },
+      value );
 }
 
 void Leaf::read( std::string_view text ) const {

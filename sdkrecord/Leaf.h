@@ -76,7 +76,6 @@ struct Leaf {
   bool isText() const { return std::holds_alternative< std::string * >( value ); }
 };
 
-std::string numberText( U64 value, bool isSigned );
 // A decimal or 0x number; throws FormError.
 U64 numberOf( std::string_view text );
 std::string quoted( std::string_view text );

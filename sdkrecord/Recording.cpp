@@ -180,7 +180,8 @@ std::string resetText( U32 unit ) {
 }
 
 std::string callText( const Operation & operation, U32 unit, const CallLeaves & before ) {
-  std::string text = fmt::format( "{} unit={}", operation.name, numberText( unit, false ) );
+  std::string text =
+      fmt::format( "{} unit={}", operation.name, SdkText::numberText( unit, false ) );
   addLeaves( text, before.in );
   return text;
 }

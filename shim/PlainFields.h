@@ -60,12 +60,17 @@ class PlainFields {
   static S32 groupPrioMax( const auto & status ) { return status.prio_max; }
   static S32 groupEntriesTotal( const auto & status ) { return status.entries_total; }
   static S32 groupEntriesFree( const auto & status ) { return status.entries_free; }
+  // Of morvane-sdk-check only.
+  static S32 groupEntryCount( const auto & status ) { return status.entry_count; }
 
   // --- Ports and preselectors: bcm_port_config_t, bcm_field_src_class_t ---
 
   static const auto & pipePorts( const auto & config, U32 pipe ) {
     return config.per_pipe_ports[ pipe ];
   }
+  static const auto & allPorts( const auto & config ) {
+    return config.all;
+  }  // morvane-sdk-check only
   static void sourceClassIs( auto & record, U32 number ) { record.intf_class_port = number; }
 
   // --- Values: bcm_ip6_t, which may be an array, bcm_policer_config_t ---
@@ -74,6 +79,11 @@ class PlainFields {
 
   static U32 policerFlags( const auto & config ) { return config.flags; }
   static void policerFlagsIs( auto & config, U32 flags ) { config.flags = flags; }
+  // Of morvane-sdk-check only: the mode, the committed rate and its burst.
+  static void policerModeIs( auto & config, auto mode ) { config.mode = mode; }
+  static U32 policerRate( const auto & config ) { return config.ckbits_sec; }
+  static void policerRateIs( auto & config, U32 rate ) { config.ckbits_sec = rate; }
+  static void policerBurstIs( auto & config, U32 burst ) { config.ckbits_burst = burst; }
 
   // --- Data qualifiers: bcm_field_data_qualifier_s and its packets ---
 

@@ -400,8 +400,8 @@ TEST( SdkCheckTest, AFailureNamesTheCallWithItsArgumentsAndBothCodes ) {
   FaultySdk faulty( sdk, SdkOp::bcm_field_entry_create_id, returning( -8, -10 ) );
   EXPECT_THAT(
       failures( faulty ),
-      Contains( "FAILED          entry-taken               bcm_field_entry_create_id( 0, 1, "
-                "0x10001 ): expected -8 (BCM_E_EXISTS), got -10 (BCM_E_BUSY)" ) );
+      Contains( "FAILED          entry-taken               bcm_field_entry_create_id unit=0 group=1 "
+                "entry=0x10001: expected -8 (BCM_E_EXISTS), got -10 (Operation still running)" ) );
   EXPECT_THAT( sdk.groups( 0 ), IsEmpty() );  // cleaned up after failures
 }
 
@@ -419,7 +419,7 @@ TEST( SdkCheckTest, WhatABindingLacksIsNotSupported ) {
   Shim::UnavailableSdk nothing;
   EXPECT_THAT(
       failures( nothing ),
-      Contains( HasSubstr( "bcm_field_group_config_create( 0, {group 1} ): expected 0" ) ) );
+      Contains( HasSubstr( "bcm_field_group_config_create unit=0 config.group=1: expected 0" ) ) );
 }
 
 TEST( SdkCheckTest, APluginRefusesAHostOfAnotherVersion ) {
