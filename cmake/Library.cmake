@@ -49,7 +49,7 @@ install(EXPORT MorvaneTcamManagerTargets NAMESPACE Morvane::
 foreach(folder IN LISTS library_headers)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/${folder}
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/morvane-tcam
-    FILES_MATCHING PATTERN "*.h" PATTERN "*.inc" PATTERN "MorvaneTcam*/*" EXCLUDE)
+    FILES_MATCHING PATTERN "*.h" PATTERN "*.inc" REGEX "/MorvaneTcam[A-Za-z]*$" EXCLUDE)
 endforeach()
 install(FILES ${PROJECT_BINARY_DIR}/include/morvane/Version.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/morvane-tcam/morvane)

@@ -24,6 +24,6 @@ install(EXPORT MorvaneTcamTestingTargets NAMESPACE Morvane::
 foreach(folder IN LISTS kit_headers)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/${folder}/
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/morvane-tcam/${folder}
-    FILES_MATCHING PATTERN "*.h")
+    FILES_MATCHING PATTERN "*.h" PATTERN data EXCLUDE)
 endforeach()
 morvane_pkgconfig(morvane-tcam-testing)
