@@ -40,7 +40,7 @@ class RunJob {
  public:
   explicit RunJob( const RunInput & input )
       : input_( input ),
-        session_( input.platform, input.record ),
+        session_( input.platform, input.record, input.sdk ),
         feature_( session_.groupManager(), SwitchSession::unit, input.platform,
                   rangeChoice( input.portMethod, input.platform, input.acls ) ),
         ports_( portsToVerify( input.platform.chip, input.acls, input.ports ) ),
@@ -238,6 +238,8 @@ RuleUse RunJob::reportRule( const RuleIndex & index ) {
 }
 
 void RunJob::classify() {
+  if ( input_.packets.packets.empty() )
+    return;  // a binding takes none
   const bool leaving = hasEgressLists( input_.acls );
   Replay replay( session_, ruleOf() );
   Progress progress( "packets" );

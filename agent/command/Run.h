@@ -15,6 +15,7 @@
 #include "agent/report/RunReport.h"
 #include "agent/verify/Replay.h"
 #include "platform/PlatformModel.h"
+#include "shim/SdkShim.h"
 
 namespace Agent {
 
@@ -43,6 +44,7 @@ struct RunOptions {
   Forwarding defaultAction = Forwarding::none;  // of lists that do not state one
   bool verify = false;
   std::string record;                     // file for the SDK calls; empty: none
+  std::string sdk;                        // library of a binding; empty: the software ASIC
   std::string html;                       // file for htmlReport; empty: none
   std::string show;                       // for usageRequest; empty: none
   std::vector< std::string > clears;      // for clearRequest
@@ -59,8 +61,9 @@ struct RunInput {
   std::vector< PortPair > ports = { {} };       // of the packets, in turn
   Forwarding defaultAction = Forwarding::none;  // of lists that do not state one
   bool verify = false;
-  std::string record;  // file for the SDK calls; empty: none
-  bool map = false;    // draw the slices for the report
+  std::string record;             // file for the SDK calls; empty: none
+  Shim::SdkShim * sdk = nullptr;  // null: the software ASIC; otherwise no packets
+  bool map = false;               // draw the slices for the report
   UsageRequest show;
   std::vector< ClearRequest > clears;  // after the packets
   std::vector< StageThreshold > thresholds;

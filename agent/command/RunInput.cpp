@@ -5,6 +5,7 @@
 
 #include "agent/command/Example.h"
 #include "agent/command/Run.h"
+#include "agent/command/SdkOption.h"
 #include "agent/command/UsageError.h"
 #include "agent/feature/AclShares.h"
 #include "agent/packets/PacketFiles.h"
@@ -144,6 +145,8 @@ RunInput readInput( const RunOptions & options ) {
   input.verify = options.verify;
   input.record = options.record;
   input.map = !options.html.empty();
+  if ( !options.sdk.empty() )
+    input.sdk = &loadSdkOption( options, input.platform );
   if ( !options.show.empty() )
     input.show = usageRequest( options.show, input.platform );
   for ( const std::string & clear : options.clears )
@@ -158,7 +161,8 @@ RunInput readInput( const RunOptions & options ) {
   input.ports = packetPorts( options, input.platform, input.acls );
   if ( options.supportedLists )
     checkPlatform( options, input );
-  input.packets = readAllPackets( options, input.acls );
+  if ( input.sdk == nullptr )
+    input.packets = readAllPackets( options, input.acls );
   return input;
 }
 

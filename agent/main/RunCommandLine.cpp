@@ -180,6 +180,10 @@ void addRunOptions( CLI::App & app, RunOptions & run, OutputOptions & output ) {
   app.add_flag( "--verify", run.verify,
                 "Compare every packet on every pipe and copy with the reference model, and audit "
                 "the records" );
+  app.add_option( "--sdk", run.sdk,
+                  "Shared library of a binding: program the lists on its SDK in place of the "
+                  "software ASIC; without packets" )
+      ->type_name( "LIB" );
   app.add_flag( "--json", output.json, "Write one JSON object instead of tables" );
   app.add_option( "--html", run.html,
                   "Write the report as a web page as well: one file, which needs no network" )

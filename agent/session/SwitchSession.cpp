@@ -21,22 +21,32 @@ Kiv::Ptr< const Morvane::MorvaneOvidUtBitmapDir > untaggedPorts(
   return directory;
 }
 
-std::unique_ptr< SdkRecord::Recorder > recorderOf( SoftAsic::SoftAsic & chip,
+std::unique_ptr< SdkRecord::Recorder > recorderOf( Shim::SdkShim * sdk, SoftAsic::SoftAsic & chip,
                                                    const std::string & file ) {
-  return file.empty() ? nullptr : std::make_unique< SdkRecord::Recorder >( chip, file );
+  if ( file.empty() )
+    return nullptr;
+  return sdk != nullptr ? std::make_unique< SdkRecord::Recorder >( *sdk, file )
+                        : std::make_unique< SdkRecord::Recorder >( chip, file );
 }
 
-SoftAsic::SoftAsic & withUnit( SoftAsic::SoftAsic & chip, const SoftAsic::ChipProfile & profile ) {
-  chip.addUnit( SwitchSession::unit, profile );
-  return chip;
+Shim::SdkShim * withUnit( Shim::SdkShim * sdk, SoftAsic::SoftAsic & chip,
+                          const SoftAsic::ChipProfile & profile ) {
+  if ( sdk == nullptr )
+    chip.addUnit( SwitchSession::unit, profile );
+  return sdk;
+}
+
+Shim::SdkShim & firstOf( Shim::SdkShim * recorder, Shim::SdkShim * sdk, Shim::SdkShim & chip ) {
+  return recorder != nullptr ? *recorder : sdk != nullptr ? *sdk : chip;
 }
 
 }  // namespace
 
-SwitchSession::SwitchSession( const Platform::PlatformData & platform, const std::string & record )
+SwitchSession::SwitchSession( const Platform::PlatformData & platform, const std::string & record,
+                              Shim::SdkShim * sdk )
     : platform_( platform ),
-      recorder_( recorderOf( withUnit( chip_, platform.chip ), record ) ),
-      calls_( recorder_ ? static_cast< Shim::SdkShim & >( *recorder_ ) : chip_ ) {
+      recorder_( recorderOf( withUnit( sdk, chip_, platform.chip ), chip_, record ) ),
+      calls_( firstOf( recorder_.get(), sdk, chip_ ) ) {
   calls_.keepRecords( false );
   Shim::sdk_ = &calls_;
   Morvane::platformIs( &platform_ );

@@ -1,4 +1,4 @@
-// A software switch running the TCAM library.
+// A switch running the TCAM library: a software chip, or the SDK of another one.
 //
 // At most one session per process. Hold the activity lock from before construction until after
 // destruction.
@@ -28,9 +28,10 @@ class SwitchSession {
   // Creates the chip, installs SDK shim and platform, and starts the library. The platform must
   // have been validated by its loader. The library asserts if a pre-created entry range does not
   // fit the chip. `record`: a file for all SDK calls and packets; empty: none. Throws
-  // std::system_error if it cannot be written.
-  explicit SwitchSession( const Platform::PlatformData & platform,
-                          const std::string & record = "" );
+  // std::system_error if it cannot be written. `sdk`: the library runs on its unit in place of the
+  // software chip, which then has no unit; it must outlive the session.
+  explicit SwitchSession( const Platform::PlatformData & platform, const std::string & record = "",
+                          Shim::SdkShim * sdk = nullptr );
   ~SwitchSession();
   SwitchSession( const SwitchSession & ) = delete;
   SwitchSession & operator=( const SwitchSession & ) = delete;

@@ -40,10 +40,10 @@ constexpr struct {
   U32 qualifier;
   tern_field field;
 } fieldsOfQualifiers[] = {
-    { bcmFieldQualifyInPorts, TERN_IN_PORTS },    { bcmFieldQualifyOuterVlanId, TERN_VLAN },
-    { bcmFieldQualifySrcIp, TERN_IP_SRC },        { bcmFieldQualifyDstIp, TERN_IP_DST },
-    { bcmFieldQualifyIpProtocol, TERN_PROTOCOL }, { bcmFieldQualifyL4SrcPort, TERN_L4_SRC },
-    { bcmFieldQualifyL4DstPort, TERN_L4_DST } };
+    { bcmFieldQualifyInPorts, TERN_IN_PORTS },  { bcmFieldQualifyOuterVlanId, TERN_VLAN },
+    { bcmFieldQualifyIpType, TERN_IP_VERSION }, { bcmFieldQualifySrcIp, TERN_IP_SRC },
+    { bcmFieldQualifyDstIp, TERN_IP_DST },      { bcmFieldQualifyIpProtocol, TERN_PROTOCOL },
+    { bcmFieldQualifyL4SrcPort, TERN_L4_SRC },  { bcmFieldQualifyL4DstPort, TERN_L4_DST } };
 
 // False if the chip lacks a qualifier of the set.
 bool toFields( const bcm_field_qset_t & qset, U32 & fields ) {
@@ -230,6 +230,22 @@ class TernSdk : public Shim::UnavailableSdk {
     *data = static_cast< bcm_vlan_t >( words[ 0 ] );
     *mask = static_cast< bcm_vlan_t >( words[ 1 ] );
     return rc;
+  }
+  int bcm_field_qualify_IpType( U32, bcm_field_entry_t entry, bcm_field_IpType_t type ) override {
+    switch ( type ) {
+      case bcmFieldIpTypeAny:
+        return match( entry, TERN_IP_VERSION, 0, 0 );
+      case bcmFieldIpTypeNonIp:
+        return match( entry, TERN_IP_VERSION, 0, 0xF );
+      case bcmFieldIpTypeIpv4Any:
+        return match( entry, TERN_IP_VERSION, 4, 0xF );
+      case bcmFieldIpTypeIpv6:
+        return match( entry, TERN_IP_VERSION, 6, 0xF );
+      case bcmFieldIpTypeIp:
+        return match( entry, TERN_IP_VERSION, 4, 0x4 );  // the bit of both
+      default:
+        return BCM_E_UNAVAIL;
+    }
   }
   int bcm_field_qualify_SrcIp( U32, bcm_field_entry_t entry, U32 data, U32 mask ) override {
     return match( entry, TERN_IP_SRC, data, mask );

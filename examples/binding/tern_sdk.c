@@ -36,7 +36,7 @@ static counter_t counters[ TERN_COUNTERS ];
 static int owner[ TERN_BLOCKS ]; /* index of the table + 1; 0: free */
 static int row_used[ RULES ];
 
-static const int field_bits[ TERN_FIELDS ] = { TERN_PORTS, 12, 32, 32, 8, 16, 16 };
+static const int field_bits[ TERN_FIELDS ] = { TERN_PORTS, 12, 4, 32, 32, 8, 16, 16 };
 
 /* Handles have their kind in the upper half. */
 enum { TABLE = 0x10000, RULE = 0x20000, COUNTER = 0x30000 };

@@ -31,6 +31,7 @@ typedef uint32_t tern_handle; /* 0: none */
 typedef enum {
   TERN_IN_PORTS, /* a bitmap; the mask's ports are compared */
   TERN_VLAN,
+  TERN_IP_VERSION, /* 4, 6, or 0: no IP packet */
   TERN_IP_SRC,
   TERN_IP_DST,
   TERN_PROTOCOL,
