@@ -36,7 +36,7 @@ LiveSwitch::LiveSwitch( const RunOptions & options )
     : options_( options ),
       input_( readInput( options ) ),
       first_( options.acls.empty() ? Lists() : std::exchange( input_.acls, {} ) ),
-      session_( input_.platform ),
+      session_( input_.platform, input_.record ),
       feature_( session_.groupManager(), SwitchSession::unit, input_.platform,
                 rangeChoice( input_.portMethod, input_.platform, first_ ) ),
       refused_( input_.remarks.refused ) {

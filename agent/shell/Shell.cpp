@@ -66,6 +66,13 @@ const Shell::Verb Shell::verbs_[] = {
       "show what the lists' rules take on an empty switch, and why",
       { Words::none },
       &Shell::cost },
+    { "fit",
+      "[CHANGE ...]",
+      "say whether the lists fit an empty switch, and what binds; with changes as of fit "
+      "--what-if: "
+      "slices=-2, list:NAME*3, ..",
+      { Words::none },
+      &Shell::fit },
     { "inspect", "[PATH]", "show the library's state by name", { Words::none }, &Shell::inspect },
     { "counters clear",
       "[WHAT]",

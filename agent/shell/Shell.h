@@ -54,6 +54,7 @@ class Shell {
   void show( ShellWords & words );
   void map( ShellWords & words );
   void cost( ShellWords & words );
+  void fit( ShellWords & words );
   void inspect( ShellWords & words );
   void countersClear( ShellWords & words );
   void verify( ShellWords & words );

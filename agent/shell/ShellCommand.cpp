@@ -72,11 +72,13 @@ bool shellCommand( const RunOptions & options, const ShellOptions & shell ) {
   Shell commands( live );
   if ( shell.script.empty() && ::isatty( STDIN_FILENO ) == 1 && ::isatty( STDOUT_FILENO ) == 1 ) {
     runTerminal( commands );
+    live.session().requireRecorded();
     return true;
   }
   if ( done || !shell.stopOnError )
     done &= runScript( commands, shell.script.empty() ? std::cin : script,
                        shell.script.empty() ? "standard input" : shell.script, shell.stopOnError );
+  live.session().requireRecorded();
   return done && live.refused() == 0;
 }
 

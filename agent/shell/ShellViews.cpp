@@ -9,12 +9,15 @@
 #include "agent/packets/PacketFiles.h"
 #include "agent/packets/RandomPackets.h"
 #include "agent/report/CostReport.h"
+#include "agent/report/FitReport.h"
 #include "agent/report/OutputFile.h"
 #include "agent/report/Terminal.h"
 #include "agent/report/map/SliceMap.h"
+#include "agent/shell/OtherProcess.h"
 #include "agent/shell/Shell.h"
 #include "agent/shell/ShellError.h"
 #include "agent/text/TextTable.h"
+#include "agent/verdict/WhatIf.h"
 #include "agent/verify/audit/Auditor.h"
 
 namespace Agent {
@@ -210,6 +213,21 @@ void Shell::cost( ShellWords & words ) {
   const RangeChoice choice = rangeChoice( input.portMethod, input.platform, input.acls );
   printOutput(
       costText( input.platform, costOf( input.platform, input.acls, choice ), false, {} ) );
+}
+
+void Shell::fit( ShellWords & words ) {
+  Platform::PlatformData platform = live_.input().platform;
+  std::vector< Acl > acls = live_.input().acls;
+  std::vector< std::string > changes;
+  while ( auto change = words.nextIfAny() ) {
+    if ( const auto fault = applyWhatIf( *change, platform, acls ) )
+      throw ShellError( fmt::format( "{}: {}", *change, *fault ) );
+    changes.push_back( std::move( *change ) );
+  }
+  printOutput( inOtherProcess( [ & ] {
+    return fitText( { fitLists( platform, acls, live_.input().portMethod ) }, changes, {},
+                    Terminal::standardOutput().columns );
+  } ) );
 }
 
 void Shell::inspect( ShellWords & words ) {

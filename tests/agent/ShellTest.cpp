@@ -282,6 +282,24 @@ TEST_F( ShellTest, StartsWithTheListsThatFit ) {
   EXPECT_THAT( run( "shell --partial --acl " + bad + " < /dev/null" ).error, refused.error );
 }
 
+// As the command does, while the switch stays as it is; its record has the switch's calls only.
+TEST_F( ShellTest, FitIsThatOfAnEmptySwitch ) {
+  const std::string web = folder_ + "/web";
+  const std::string change = "list:web*1000";
+  const Outcome shell =
+      run( "shell --platform small --record " + folder_ + "/rec < " +
+           write( "script", "load " + web + "\nfit\nfit " + change + "\nfit rows=1\nverify\n" ) );
+  const auto fit = [ & ]( const std::string & options ) {
+    return run( "fit --platform small " + web + options ).out;
+  };
+  const std::string same = "records and chip are the same\n";
+  EXPECT_EQ( shell.out.substr( shell.out.find( '\n' ) + 1 ),
+             fit( "" ) + fit( " --what-if '" + change + "'" ) + same );
+  EXPECT_THAT( shell.error, MatchesRegex( "standard input:4: rows=1: .*\n" ) );
+  const Outcome replay = run( "replay " + folder_ + "/rec" );
+  EXPECT_EQ( replay.status, 0 ) << replay.out << replay.error;
+}
+
 // A shell at a terminal of its own.
 class ShellTerminal {
  public:
