@@ -104,6 +104,9 @@ std::string bashScript( const Words & words ) {
       "  local cur=${{COMP_WORDS[COMP_CWORD]}} prev=${{COMP_WORDS[COMP_CWORD-1]}} verb='' word\n"
       "  local operands words\n"
       "  COMPREPLY=()\n"
+      // --option=value is three words for bash.
+      "  [[ $cur != = ]] || cur=''\n"
+      "  [[ $prev != = ]] || prev=${{COMP_WORDS[COMP_CWORD-2]}}\n"
       "  for word in \"${{COMP_WORDS[@]:1:COMP_CWORD-1}}\"; do\n"
       "    [[ ' {0} ' != *\" $word \"* ]] || {{ verb=$word; break; }}\n"
       "  done\n"
@@ -129,7 +132,8 @@ std::string zshOption( const OptionWords & option ) {
     value = option.takesFile ? ":value:{ compadd -- " + values + "; _files }"
                              : ":value:(" + values + ")";
   }
-  return quoted( fmt::format( "*{}[{}]{}", option.name, what, value ) );
+  return quoted(
+      fmt::format( "*{}{}[{}]{}", option.name, option.takesValue ? "=" : "", what, value ) );
 }
 
 std::string zshArguments( const CommandWords & command ) {

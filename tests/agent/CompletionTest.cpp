@@ -45,9 +45,10 @@ TEST_P( CompletionTest, OffersCommandsOptionsAndValues ) {
       { "morvane-tcam", "run --verify --ac", { "--acl" } },
       { "morvane-tcam", "map --s", { "--svg", "--syslog" } },
       { "morvane-tcam", "fit edge.acl --platform s", { "small", "shared" } },
+      { "morvane-tcam", "run --ports=e", { "expand" } },
       // Not the options of a command whose name is a file's.
       { "morvane-tcam", "run --acl map --ports e", { "expand" } },
-      { "morvane-tcam", "run --acl map --s", { "--seed", "--show", "--syslog" } },
+      { "morvane-tcam", "run --acl map --s", { "--sdk", "--seed", "--show", "--syslog" } },
       { "morvane-tcam", "fit --svg --s", {} },
       { "morvane-sdk-check", "policer", { "policer-pipes", "policer-states", "policer-values" } },
       { "morvane-sdk-check", "copy --li", { "--limit", "--list" } },
