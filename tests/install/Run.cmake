@@ -1,19 +1,23 @@
 # cmake -DBUILD=... -DSOURCE=... -DCOMPILER=... -DFLAGS=... -P Run.cmake
 # Installs the library into an empty prefix, builds the outside project against it and runs it.
 cmake_minimum_required(VERSION 3.25)
+set(WORK ${BUILD}/install-test)
+include(${CMAKE_CURRENT_LIST_DIR}/../Outside.cmake)
+set(examples ${SOURCE}/../../examples)
 
-set(work ${BUILD}/install-test)
-file(REMOVE_RECURSE ${work})
-set(quiet COMMAND_ERROR_IS_FATAL ANY OUTPUT_QUIET)
-execute_process(COMMAND ${CMAKE_COMMAND} --install ${BUILD} --prefix ${work}/prefix ${quiet})
-execute_process(COMMAND ${CMAKE_COMMAND} -S ${SOURCE} -B ${work}/build
-  -DCMAKE_PREFIX_PATH=${work}/prefix -DCMAKE_CXX_COMPILER=${COMPILER} "-DCMAKE_CXX_FLAGS=${FLAGS}"
-  ${quiet})
-execute_process(COMMAND ${CMAKE_COMMAND} --build ${work}/build ${quiet})
-execute_process(COMMAND ${work}/build/outside OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
-if(NOT output STREQUAL "entry 0x10003 installed 0 checker 1\n0 entries left\ntraces 1 1\n")
-  message(FATAL_ERROR "the outside program wrote: ${output}")
-endif()
+install_from(${BUILD})
+# Headers only, and no folder without any.
+file(GLOB_RECURSE installed LIST_DIRECTORIES true ${WORK}/prefix/*)
+foreach(folder IN LISTS installed)
+  file(GLOB content ${folder}/*)
+  if(IS_DIRECTORY ${folder} AND NOT content)
+    message(FATAL_ERROR "an empty folder is installed: ${folder}")
+  endif()
+endforeach()
+build_outside(${SOURCE} ${WORK}/build)
+check("the outside program" 0 "^entry 0x10003 installed 0 checker 1\n0 entries left\ntraces 1 1\n$"
+  ${WORK}/build/outside)
+
 # The examples, with the testing kit; their own tests compare what they write. The first one covers
 # what further flags change.
 set(target all)
@@ -22,59 +26,44 @@ if(FLAGS)
   set(target first_entry)
   set(pattern first_entry)
 endif()
-execute_process(COMMAND ${CMAKE_COMMAND} -S ${SOURCE}/../../examples/code -B ${work}/examples
-  -DCMAKE_PREFIX_PATH=${work}/prefix -DCMAKE_CXX_COMPILER=${COMPILER} "-DCMAKE_CXX_FLAGS=${FLAGS}"
-  ${quiet})
-execute_process(COMMAND ${CMAKE_COMMAND} --build ${work}/examples --target ${target} ${quiet})
-execute_process(COMMAND ${CMAKE_CTEST_COMMAND} --test-dir ${work}/examples -R ${pattern} --output-on-failure
+build_outside(${examples}/code ${WORK}/examples --target ${target})
+execute_process(COMMAND ${CMAKE_CTEST_COMMAND} --test-dir ${WORK}/examples -R ${pattern} --output-on-failure
   --no-tests=error COMMAND_ERROR_IS_FATAL ANY)
 # pkg-config finds the same library and kit, without the prefix in its files.
-find_program(pkgconfig pkg-config REQUIRED)
-file(GLOB_RECURSE pc ${work}/prefix/*/morvane-tcam-testing.pc)
-cmake_path(GET pc PARENT_PATH pc)
-execute_process(COMMAND ${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${pc}
-  ${pkgconfig} --cflags --libs morvane-tcam-testing OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
-separate_arguments(output UNIX_COMMAND "${output}")
-separate_arguments(flags UNIX_COMMAND "${FLAGS}")
-execute_process(COMMAND ${COMPILER} ${flags} -std=c++20 ${SOURCE}/../../examples/code/first_entry.cpp
-  ${output} -Wl,-rpath,${pc}/.. -o ${work}/by_pkgconfig COMMAND_ERROR_IS_FATAL ANY)
-execute_process(COMMAND ${CMAKE_COMMAND} -DPROGRAM=${work}/by_pkgconfig
-  -DEXPECTED=${SOURCE}/../../examples/code/output/first_entry.txt
-  -P ${SOURCE}/../../examples/code/Compare.cmake ${quiet})
+compile_with_pkgconfig(morvane-tcam-testing ${WORK}/by_pkgconfig ${examples}/code/first_entry.cpp)
+check_output(${WORK}/by_pkgconfig ${examples}/code/output/first_entry.txt)
 # A component that there is not is refused by name.
-file(WRITE ${work}/component/CMakeLists.txt "cmake_minimum_required(VERSION 3.25)\n"
+file(WRITE ${WORK}/component/CMakeLists.txt "cmake_minimum_required(VERSION 3.25)\n"
   "project(Component LANGUAGES CXX)\n"
   "find_package(MorvaneTcamManager REQUIRED COMPONENTS Nonsense)\n")
-execute_process(COMMAND ${CMAKE_COMMAND} -S ${work}/component -B ${work}/component/build
-  -DCMAKE_PREFIX_PATH=${work}/prefix -DCMAKE_CXX_COMPILER=${COMPILER} "-DCMAKE_CXX_FLAGS=${FLAGS}"
-  OUTPUT_QUIET ERROR_VARIABLE output RESULT_VARIABLE result)
-if(result EQUAL 0 OR NOT output MATCHES "no component Nonsense")
-  message(FATAL_ERROR "an unknown component ended with ${result}: ${output}")
-endif()
+configuring(configure ${WORK}/component ${WORK}/component/build)
+check("an unknown component" failure "no component Nonsense" ${configure})
+
 # The example binding, built on its own, passes its checks; what its chip lacks is no failure.
-execute_process(COMMAND ${CMAKE_COMMAND} -S ${SOURCE}/../../examples/binding -B ${work}/binding
-  -DCMAKE_PREFIX_PATH=${work}/prefix -DCMAKE_CXX_COMPILER=${COMPILER} "-DCMAKE_CXX_FLAGS=${FLAGS}"
-  "-DCMAKE_C_FLAGS=${FLAGS}" ${quiet})
-execute_process(COMMAND ${CMAKE_COMMAND} --build ${work}/binding ${quiet})
-execute_process(COMMAND ${work}/prefix/bin/morvane-sdk-check --sdk ./libexample.so
-  WORKING_DIRECTORY ${work}/binding OUTPUT_VARIABLE output RESULT_VARIABLE result)
-if(NOT result EQUAL 0 OR NOT output MATCHES "ok +copy\n.*not supported +policer-states .*, 0 failed, ")
-  message(FATAL_ERROR "the check of the example binding ended with ${result}: ${output}")
-endif()
-# The library runs on it, as on the software ASIC: here without range checkers.
-execute_process(COMMAND ${work}/build/outside ${work}/binding/libexample.so
-  OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
-if(NOT output STREQUAL "entry 0x10003 installed 0 checker 0\n0 entries left\ntraces 1 1\n")
-  message(FATAL_ERROR "the outside program wrote on the example binding: ${output}")
-endif()
+build_outside(${examples}/binding ${WORK}/binding)
+set(binding ${WORK}/binding/libexample.so)
+check("the check of the example binding" 0 "ok +copy\n.*not supported +policer-states .*, 0 failed, "
+  ${WORK}/prefix/bin/morvane-sdk-check --sdk ${binding})
+# The library runs on it, as on the software ASIC: here without range checkers. So does the agent, whose
+# record of the calls is true of the binding.
+check("the outside program on the example binding" 0
+  "^entry 0x10003 installed 0 checker 0\n0 entries left\ntraces 1 1\n$" ${WORK}/build/outside ${binding})
+file(WRITE ${WORK}/first.json "{ \"rules\": [ { \"destinationPorts\": 443, \"protocol\": \"tcp\" },
+  { \"source\": \"10.0.0.0/8\", \"actions\": [ \"drop\" ] } ] }")
+set(run ${WORK}/prefix/bin/morvane-tcam run --sdk ${binding} --acl ${WORK}/first.json --platform)
+check("a run on the example binding" 0 "first +2 +2 +2 +yes" ${run} ${examples}/binding/tern.json
+  --record ${WORK}/first.rec)
+check("the replay on the example binding" 0 "" ${WORK}/prefix/bin/morvane-tcam replay ${WORK}/first.rec
+  --sdk ${binding})
+check("a run on the platform of another chip" 2
+  "--sdk: kelmor_field_second_copy is false, but not of the platform large" ${run} large)
+check("a run with packets" 2 "need the software ASIC" ${run} ${examples}/binding/tern.json --random 1)
 # A binding of another interface version is refused.
-execute_process(COMMAND ${work}/prefix/bin/morvane-sdk-check --sdk ./libother_version.so
-  WORKING_DIRECTORY ${work}/build OUTPUT_QUIET ERROR_VARIABLE output RESULT_VARIABLE result)
-if(NOT result EQUAL 2 OR NOT output MATCHES
-   "^morvane-sdk-check: ./libother_version.so: has SDK interface version 0x[0-9a-f]+, not this program's 0x[0-9a-f]+; build it again\n$")
-  message(FATAL_ERROR "the check of another version ended with ${result}: ${output}")
-endif()
+check("the check of another version" 2
+  "^morvane-sdk-check: [^\n]*/libother_version.so: has SDK interface version 0x[0-9a-f]+, not this program's 0x[0-9a-f]+; build it again\n$"
+  ${WORK}/prefix/bin/morvane-sdk-check --sdk ${WORK}/build/libother_version.so)
+
 # The installed commands find their library, wherever the prefix is moved to.
-file(RENAME ${work}/prefix ${work}/moved)
-execute_process(COMMAND ${work}/moved/bin/morvane-tcam platforms ${quiet})
-execute_process(COMMAND ${work}/moved/bin/morvane-sdk-check --chip pipes ${quiet})
+file(RENAME ${WORK}/prefix ${WORK}/moved)
+check("the moved command" 0 "large" ${WORK}/moved/bin/morvane-tcam platforms)
+check("the moved checks" 0 " 0 failed" ${WORK}/moved/bin/morvane-sdk-check --chip pipes)

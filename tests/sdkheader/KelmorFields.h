@@ -8,6 +8,9 @@ using bcm_field_data_packet_format_s = bcm_field_data_packet_format_t;
 using bcm_field_data_ethertype_s = bcm_field_data_ethertype_t;
 inline constexpr bcm_field_group_mode_t bcmFieldGroupModePerCopy = bcmFieldGroupModeCopy;
 
+// Lacking: the checks take another in its place
+inline constexpr bcm_field_action_t bcmFieldActionEgressMask = bcmFieldActionRedirectPbmp;
+
 namespace Shim {
 
 class Fields : public PlainFields {
@@ -47,6 +50,8 @@ class Fields : public PlainFields {
   static void policerFlagsIs( bcm_policer_config_t & config, U32 flags ) {
     config.pol_flags = static_cast< U16 >( flags );
   }
+  static U32 policerRate( const bcm_policer_config_t & config ) { return config.rate; }
+  static void policerRateIs( bcm_policer_config_t & config, U32 rate ) { config.rate = rate; }
 
   static U32 dataOffset( const bcm_field_data_qualifier_t & qualifier ) { return qualifier.skip; }
   static void dataOffsetIs( bcm_field_data_qualifier_t & qualifier, U8 offset ) {

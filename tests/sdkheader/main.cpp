@@ -115,7 +115,7 @@ int main() KIV_NO_THREAD_SAFETY_ANALYSIS {
   mirror.inPortsForEntryIs( 0, entry, in, in, true );
   mirror.loopbackRedirectIs( 0, entry, bcmFieldActionRedirectPbmp, ports( 0x300000000, 0 ) );
   mirror.installEntry( 0, entry );
-  bcm_policer_config_t policer = { 64, 1000, 0x2 };
+  bcm_policer_config_t policer = { bcmPolicerModeCommitted, 64, 1000, 0x2 };
   groups->createPolicer( 0, reinterpret_cast< Kiv::U8 * >( &policer ) );
   const auto records = mirror.unitEntries( 0 );
   std::printf( "field %d, ports %s %d\n%s", field.qualId,

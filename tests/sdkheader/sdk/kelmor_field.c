@@ -66,7 +66,7 @@ int bcm_field_action_ports_add( int unit, bcm_field_entry_t entry, bcm_field_act
 int bcm_policer_create( int unit, bcm_policer_config_t * config, bcm_policer_t * policer ) {
   if ( !( config->pol_flags & BCM_POLICER_WITH_ID ) )
     *policer = 5;
-  printf( "policer %x on unit %d: %u kbit/s flags %x\n", *policer, unit, config->ckbits_sec,
+  printf( "policer %x on unit %d: %u kbit/s flags %x\n", *policer, unit, config->rate,
           config->pol_flags );
   return BCM_E_NONE;
 }

@@ -133,7 +133,13 @@ typedef struct {
 
 typedef enum { bcmFieldIpTypeAny, bcmFieldIpTypeIpv4Any, bcmFieldIpTypeIpv6 } bcm_field_IpType_t;
 typedef enum { bcmFieldIpFragAny, bcmFieldIpFragNon } bcm_field_IpFrag_t;
-typedef enum { bcmFieldActionDrop = 7, bcmFieldActionRedirectPbmp } bcm_field_action_t;
+typedef enum {
+  bcmFieldActionDrop = 7,
+  bcmFieldActionRedirectPbmp,
+  bcmFieldActionMirrorPbmp,
+  bcmFieldActionPermit,
+  bcmFieldActionCopyToCpu
+} bcm_field_action_t;
 
 typedef enum {
   bcmFieldStatPackets = 1,
@@ -148,12 +154,16 @@ typedef enum {
 #define BCM_FIELD_STAT_TYPES 9
 
 #define BCM_POLICER_WITH_ID 0x100
+typedef enum { bcmPolicerModeTrTcm, bcmPolicerModeCommitted } bcm_policer_mode_t;
 typedef struct {
-  uint32_t ckbits_burst, ckbits_sec;
+  bcm_policer_mode_t mode;
+  uint32_t ckbits_burst, rate;
   uint16_t pol_flags;
 } bcm_policer_config_t;
 
 #define BCM_FIELD_RANGE_OUTERVLAN 1
+#define BCM_FIELD_RANGE_DSTPORT 2
+#define BCM_FIELD_RANGE_SRCPORT 4
 
 typedef enum { bcmFieldDataOffsetBaseOuterL3Header = 3 } bcm_field_data_offset_base_t;
 typedef struct {
