@@ -400,8 +400,9 @@ TEST( SdkCheckTest, AFailureNamesTheCallWithItsArgumentsAndBothCodes ) {
   FaultySdk faulty( sdk, SdkOp::bcm_field_entry_create_id, returning( -8, -10 ) );
   EXPECT_THAT(
       failures( faulty ),
-      Contains( "FAILED          entry-taken               bcm_field_entry_create_id unit=0 group=1 "
-                "entry=0x10001: expected -8 (BCM_E_EXISTS), got -10 (Operation still running)" ) );
+      Contains(
+          "FAILED          entry-taken               bcm_field_entry_create_id unit=0 group=1 "
+          "entry=0x10001: expected -8 (BCM_E_EXISTS), got -10 (Operation still running)" ) );
   EXPECT_THAT( sdk.groups( 0 ), IsEmpty() );  // cleaned up after failures
 }
 
