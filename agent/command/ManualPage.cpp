@@ -2,8 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <cctype>
 #include <sstream>
 
+#include "agent/report/OutputFile.h"
 #include "morvane/Version.h"
 
 namespace Agent {
@@ -35,7 +37,7 @@ std::string optionItem( const CLI::Option & option ) {
   return fmt::format( ".TP\n.B {}\n{}\n", literal( names ), literal( option.get_description() ) );
 }
 
-// The help's examples and exit statuses, line by line.
+// The lines of a footer, as they stand.
 std::string footerText( const std::string & footer ) {
   std::istringstream lines( footer );
   std::string text = ".nf\n";
@@ -44,42 +46,84 @@ std::string footerText( const std::string & footer ) {
   return text + ".fi\n";
 }
 
-std::string commandSection( const CLI::App & command ) {
-  std::string text = fmt::format( ".SS {}\n{}.\n", literal( command.get_name() ),
-                                  literal( command.get_description() ) );
-  for ( const CLI::Option * option : command.get_options() )
+// "morvane-tcam-fit", "say whether access lists fit".
+std::string head( const std::string & name, std::string what ) {
+  what.front() =
+      static_cast< char >( std::tolower( static_cast< unsigned char >( what.front() ) ) );
+  std::string title = literal( name );
+  for ( char & c : title )
+    c = static_cast< char >( std::toupper( static_cast< unsigned char >( c ) ) );
+  return fmt::format(
+      ".TH {} 1 \"{}\" \"morvane\\-tcam {}\"\n.ad l\n.SH NAME\n{} \\- {}\n.SH SYNOPSIS\n", title,
+      MORVANE_VERSION_DATE, MORVANE_VERSION, literal( name ), literal( what ) );
+}
+
+std::string optionsOf( const CLI::App & app ) {
+  std::string text = ".SH OPTIONS\n";
+  for ( const CLI::Option * option : app.get_options() )
     text += optionItem( *option );
+  return text;
+}
+
+// From the exit statuses of the footer on.
+std::string tail( const std::string & footer, const std::string & others ) {
+  const size_t statuses = footer.find( '\n', footer.find( "Exit status" ) ) + 1;
+  return ".SH \"EXIT STATUS\"\n" + footerText( footer.substr( statuses ) ) + ".SH \"SEE ALSO\"\n" +
+         others +
+         ".BR morvane\\-formats (5),\n.BR morvane\\-packets (5),\n"
+         ".BR morvane\\-platform (5),\n.BR morvane\\-records (5),\n"
+         ".BR morvane\\-rules (5),\n.BR morvane\\-shell (5)\n";
+}
+
+bool isListed( const CLI::App & command ) {
+  return !command.get_group().empty();
+}
+
+std::string pageOf( const CLI::App & app ) {
+  std::string text = head( app.get_name(), "access lists on a software switch" ) +
+                     fmt::format(
+                         ".B {}\n.RI [ command ]\n.RI [ option ...]\n.RI [ file ...]\n"
+                         ".SH DESCRIPTION\n{}\n",
+                         literal( app.get_name() ), literal( app.get_description() ) ) +
+                     optionsOf( app ) + ".SH COMMANDS\n";
+  for ( const CLI::App * command : app.get_subcommands( {} ) )
+    if ( isListed( *command ) )
+      text += fmt::format( ".TP\n.BR {}\\-{} (1)\n{}.\n", literal( app.get_name() ),
+                           literal( command->get_name() ), literal( command->get_description() ) );
+  return text + tail( app.get_footer(), ".BR morvane\\-sdk\\-check (1),\n" );
+}
+
+std::string pageOf( const CLI::App & app, const CLI::App & command ) {
   const std::string footer = command.get_footer();
-  return text + ".PP\n" + footerText( footer.substr( 0, footer.find( "\nExit status" ) ) );
+  std::string text = head( app.get_name() + "-" + command.get_name(), command.get_description() ) +
+                     fmt::format( ".B {} {}\n.RI [ option ...]\n", literal( app.get_name() ),
+                                  literal( command.get_name() ) );
+  for ( const CLI::Option * option : command.get_options() )
+    if ( option->get_positional() )
+      text += fmt::format( ".RI [ {} ]\n", literal( option->get_name( true ) ) );
+  text += fmt::format( ".SH DESCRIPTION\n{}.\n", literal( command.get_description() ) );
+  text += optionsOf( command );
+  const size_t examples = footer.find( '\n' ) + 1;
+  if ( const size_t end = footer.find( "\nExit status" ); examples < end )
+    text += ".SH EXAMPLES\n" + footerText( footer.substr( examples, end - examples ) );
+  return text + tail( footer, ".BR morvane\\-tcam (1),\n" );
 }
 
 }  // namespace
 
-CLI::App & addManual( CLI::App & app ) {
-  CLI::App & command = *app.add_subcommand( "manual", "Write the manual page" );
+CLI::App & addManual( CLI::App & app, std::string & folder ) {
+  CLI::App & command = *app.add_subcommand( "manual", "Write the manual pages" );
   command.group( "" );
+  command.add_option( "FOLDER", folder, "" )->required();
   return command;
 }
 
-std::string manualPage( const CLI::App & app ) {
-  std::string text = fmt::format(
-      ".TH MORVANE\\-TCAM 1 \"{}\" \"morvane\\-tcam {}\"\n"
-      ".ad l\n.SH NAME\nmorvane\\-tcam \\- access lists on a software switch\n"
-      ".SH SYNOPSIS\n.B morvane\\-tcam\n.RI [ command ]\n.RI [ option ...]\n.RI [ file ...]\n"
-      ".SH DESCRIPTION\n{}\n.SH OPTIONS\n",
-      MORVANE_VERSION_DATE, MORVANE_VERSION, literal( app.get_description() ) );
-  for ( const CLI::Option * option : app.get_options() )
-    text += optionItem( *option );
-  text += ".SH COMMANDS\n";
+void writeManualPages( const CLI::App & app, const std::string & folder ) {
+  const std::string file = folder + "/" + app.get_name();
   for ( const CLI::App * command : app.get_subcommands( {} ) )
-    if ( !command->get_group().empty() )
-      text += commandSection( *command );
-  const std::string footer = app.get_footer();
-  const size_t statuses = footer.find( '\n', footer.find( "Exit status" ) ) + 1;
-  return text + ".SH \"EXIT STATUS\"\n" + footerText( footer.substr( statuses ) ) +
-         ".SH \"SEE ALSO\"\n.BR morvane\\-sdk\\-check (1),\n.BR morvane\\-formats (5),\n"
-         ".BR morvane\\-packets (5),\n.BR morvane\\-platform (5),\n.BR morvane\\-records (5),\n"
-         ".BR morvane\\-rules (5),\n.BR morvane\\-shell (5)\n";
+    if ( isListed( *command ) )
+      writeFile( file + "-" + command->get_name() + ".1", pageOf( app, *command ) );
+  writeFile( file + ".1", pageOf( app ) );
 }
 
 }  // namespace Agent

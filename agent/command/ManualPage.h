@@ -1,4 +1,4 @@
-// The manual page of the command, from its own help.
+// The manual pages of the command and of its commands, from its own help.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -6,9 +6,10 @@
 
 namespace Agent {
 
-// Adds the command that writes the page. Help does not list it.
-CLI::App & addManual( CLI::App & app );
+// Adds the command that writes the pages to `folder`. Help does not list it.
+CLI::App & addManual( CLI::App & app, std::string & folder );
 
-std::string manualPage( const CLI::App & app );
+// morvane-tcam.1, and morvane-tcam-COMMAND.1 for each command. Throws OutputError.
+void writeManualPages( const CLI::App & app, const std::string & folder );
 
 }  // namespace Agent

@@ -272,7 +272,8 @@ int command( int argc, char ** argv ) {
   }
   std::string shell;
   const CLI::App & completion = Cli::addCompletion( app, shell );
-  const CLI::App & manual = Agent::addManual( app );
+  std::string manualFolder;
+  const CLI::App & manual = Agent::addManual( app, manualFolder );
   Agent::addHelp( app );
   try {
     app.parse( argc, argv );
@@ -289,7 +290,7 @@ int command( int argc, char ** argv ) {
     return exitSuccess;
   }
   if ( manual.parsed() ) {
-    Agent::printOutput( Agent::manualPage( app ) );
+    Agent::writeManualPages( app, manualFolder );
     return exitSuccess;
   }
   const Verb * chosen = verbs;
