@@ -20,6 +20,7 @@ namespace Agent {
 
 namespace {
 
+using namespace Kiv::Integers;
 using SdkRecord::Played;
 
 // What the child reaches, for its parent. It survives the child's end in a call.
