@@ -136,9 +136,9 @@ unsigned char LineEditor::Impl::completeLine() {
   return CC_REDISPLAY;
 }
 
-LineEditor::LineEditor( std::string prompt, std::string historyFile, Complete complete )
-    : impl_( std::make_unique< Impl >( std::move( prompt ), std::move( historyFile ),
-                                       std::move( complete ) ) ) {}
+LineEditor::LineEditor( const std::string & prompt, const std::string & historyFile,
+                        const Complete & complete )
+    : impl_( std::make_unique< Impl >( prompt, historyFile, complete ) ) {}
 LineEditor::~LineEditor() = default;
 std::optional< std::string > LineEditor::next() {
   return impl_->next();

@@ -15,7 +15,8 @@ class LineEditor {
   // `complete`: what can be typed after a text. The history is read from the file, and written to
   // it at the end; empty: it is not kept.
   using Complete = std::function< Completions( std::string_view ) >;
-  LineEditor( std::string prompt, std::string historyFile, Complete complete );
+  LineEditor( const std::string & prompt, const std::string & historyFile,
+              const Complete & complete );
   LineEditor( const LineEditor & ) = delete;
   LineEditor & operator=( const LineEditor & ) = delete;
   ~LineEditor();

@@ -17,6 +17,7 @@ namespace {
 
 std::vector< std::string > namesOf( const std::vector< Acl > & lists ) {
   std::vector< std::string > names;
+  names.reserve( lists.size() );
   for ( const Acl & acl : lists )
     names.push_back( acl.name );
   return names;

@@ -8,11 +8,13 @@ namespace Agent {
 
 class LineEditor::Impl {
  public:
-  std::string prompt;
+  explicit Impl( const std::string & text ) : prompt( text ) {}
+
+  const std::string prompt;
 };
 
-LineEditor::LineEditor( std::string prompt, std::string, Complete )
-    : impl_( std::make_unique< Impl >( std::move( prompt ) ) ) {}
+LineEditor::LineEditor( const std::string & prompt, const std::string &, const Complete & )
+    : impl_( std::make_unique< Impl >( prompt ) ) {}
 LineEditor::~LineEditor() = default;
 
 std::optional< std::string > LineEditor::next() {
