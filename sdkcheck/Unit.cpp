@@ -63,13 +63,12 @@ std::string Unit::textOf( int rc ) const {
                                                    { BCM_E_EXISTS, "BCM_E_EXISTS" },
                                                    { BCM_E_RESOURCE, "BCM_E_RESOURCE" },
                                                    { BCM_E_UNAVAIL, "BCM_E_UNAVAIL" } };
-  const std::string number = std::to_string( rc );
   if ( rc >= 0 )
-    return number;
+    return std::to_string( rc );
+  const char * text = sdk.errorText( rc );
   for ( const auto & [ code, name ] : known )
-    if ( code == rc )
-      return number + " (" + name + ")";
-  return number + " (" + sdk.errorText( rc ) + ")";
+    text = code == rc ? name : text;
+  return std::to_string( rc ) + " (" + text + ")";
 }
 
 void Unit::notApplicable( const std::string & reason ) const {

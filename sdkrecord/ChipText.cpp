@@ -38,6 +38,7 @@ std::vector< Leaf > chipLeaves( U32 & unit, ChipProfile & chip ) {
 
 std::string slicesText( const std::vector< SliceProfile > & slices ) {
   std::vector< std::string > parts;
+  parts.reserve( slices.size() );
   for ( const SliceProfile & slice : slices )
     parts.push_back( fmt::format( "{}x{}x{}{}", slice.count, slice.depth, slice.keyBits,
                                   slice.large ? "L" : "" ) );
