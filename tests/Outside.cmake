@@ -13,7 +13,8 @@ endfunction()
 # The command that configures an outside project.
 function(configuring out source build)
   set(${out} ${CMAKE_COMMAND} -S ${source} -B ${build} -DCMAKE_PREFIX_PATH=${WORK}/prefix
-    -DCMAKE_CXX_COMPILER=${COMPILER} "-DCMAKE_CXX_FLAGS=${FLAGS}" "-DCMAKE_C_FLAGS=${FLAGS}" PARENT_SCOPE)
+    -DCMAKE_CXX_COMPILER=${COMPILER}
+    "-DCMAKE_CXX_FLAGS=${FLAGS}" "-DCMAKE_C_FLAGS=${FLAGS}" --no-warn-unused-cli PARENT_SCOPE)
 endfunction()
 
 # build_outside( SOURCE BUILD [options of the build] )
