@@ -1,6 +1,7 @@
-// Insertion and search of the software ASIC's index.
+// Changes and search of the software ASIC's index.
 
 #include <array>
+#include <numeric>
 #include <random>
 
 #include "bench/Compare.h"
@@ -40,26 +41,29 @@ class Rules {
   std::vector< std::array< U64, 2 * words > > keys_;
 };
 
-struct Insertion {
-  double mean, worst;  // nanoseconds
-};
+enum class Change { insert, remove };
 
-Insertion insertAll( U32 count ) {
+// Nanoseconds of each insert and, in another order, of each remove.
+std::vector< double > timesOf( U32 count, Change timed ) {
   Rules rules( count );
   TernaryIndex index( words );
-  double worst = 0, sum = 0;
-  for ( IndexItem & item : rules.items() ) {
-    const double taken = Bench::nanoseconds( 1, [ & ] { index.insert( item ); } );
-    worst = std::max( worst, taken );
-    sum += taken;
-  }
-  return { sum / count, worst };
+  std::vector< double > times[ 2 ];
+  for ( IndexItem & item : rules.items() )
+    times[ 0 ].push_back( Bench::nanoseconds( 1, [ & ] { index.insert( item ); } ) );
+  std::vector< IndexItem * > order;
+  for ( IndexItem & item : rules.items() )
+    order.push_back( &item );
+  std::shuffle( order.begin(), order.end(), std::mt19937_64( 2 ) );
+  for ( IndexItem * item : order )
+    times[ 1 ].push_back( Bench::nanoseconds( 1, [ & ] { index.remove( *item ); } ) );
+  return times[ timed == Change::insert ? 0 : 1 ];
 }
 
 void meanInsert( benchmark::State & state ) {
   std::vector< double > means;
   for ( auto _ : state ) {
-    means.push_back( insertAll( 10000 ).mean );
+    const std::vector< double > times = timesOf( 10000, Change::insert );
+    means.push_back( std::accumulate( times.begin(), times.end(), 0.0 ) / times.size() );
     state.SetIterationTime( means.back() * 1e-9 );
   }
   Bench::report( state, Bench::median( means ), 500 );
@@ -69,29 +73,32 @@ BENCHMARK( meanInsert )
     ->Iterations( 20 )
     ->UseManualTime();
 
-// The least of several runs, so that a preemption does not count.
-void worstInsert( benchmark::State & state ) {
-  double least = 1e18;
+// Of each insert the least time of all runs, which are alike, so that a preemption does not count;
+// of these the most.
+void worst( benchmark::State & state, Change timed ) {
+  std::vector< double > least;
   for ( auto _ : state ) {
-    least = std::min( least, insertAll( static_cast< U32 >( state.range( 0 ) ) ).worst );
-    state.SetIterationTime( least * 1e-9 );
+    const std::vector< double > times = timesOf( static_cast< U32 >( state.range( 0 ) ), timed );
+    least.resize( times.size(), 1e18 );
+    for ( size_t i = 0; i < times.size(); ++i )
+      least[ i ] = std::min( least[ i ], times[ i ] );
+    state.SetIterationTime( 1e-9 * times[ 0 ] );
   }
-  Bench::report( state, least / 1000, 200 );
+  Bench::report( state, *std::max_element( least.begin(), least.end() ) / 1000, 200 );
 }
-BENCHMARK( worstInsert )
-    ->Name( "chip insert, worst of 10,000, us" )
+BENCHMARK_CAPTURE( worst, insert, Change::insert )
+    ->Name( "chip insert, worst (of each: least of 5 runs), us, of" )
     ->Arg( 10000 )
+    ->Arg( 100000 )
+    ->Arg( 1000000 )
     ->Iterations( 5 )
     ->UseManualTime();
-BENCHMARK( worstInsert )
-    ->Name( "chip insert, worst of 100,000, us" )
+BENCHMARK_CAPTURE( worst, remove, Change::remove )
+    ->Name( "chip remove, worst (of each: least of 5 runs), us, of" )
+    ->Arg( 10000 )
     ->Arg( 100000 )
-    ->Iterations( 3 )
-    ->UseManualTime();
-BENCHMARK( worstInsert )
-    ->Name( "chip insert, worst of 1,000,000, us" )
     ->Arg( 1000000 )
-    ->Iterations( 2 )
+    ->Iterations( 5 )
     ->UseManualTime();
 
 }  // namespace

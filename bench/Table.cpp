@@ -2,6 +2,7 @@
 // it falls short.
 
 #include <cstdio>
+#include <string>
 
 #include "bench/Compare.h"
 
@@ -13,7 +14,8 @@ class TableReporter : public benchmark::BenchmarkReporter {
   void ReportRuns( const std::vector< Run > & runs ) override {
     for ( const Run & run : runs ) {
       const double measured = run.counters.at( "measured" ), wanted = run.counters.at( "wanted" );
-      std::printf( "%-62s %9.4g", run.run_name.function_name.c_str(), measured );
+      const std::string name = run.run_name.function_name + " " + run.run_name.args;
+      std::printf( "%-62s %9.4g", name.c_str(), measured );
       if ( wanted != 0 )
         std::printf( " %9.4g  %s", wanted, measured <= wanted ? "met" : "SHORT" );
       std::printf( "\n" );

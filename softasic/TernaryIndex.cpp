@@ -1,6 +1,8 @@
 #include "softasic/TernaryIndex.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cassert>
 #include <limits>
 
@@ -11,9 +13,26 @@ namespace {
 constexpr U32 splitAt = 16;    // list length that triggers a split; retried at each doubling
 constexpr U32 collapseAt = 8;  // item count at which a branch becomes a list again
 constexpr U32 reviewGrowth = 8;
+constexpr U32 sampleSize = 256;  // items that decide about a word
+constexpr U32 migrateItems = 8;  // moved by an insert or a remove, at least
 constexpr U64 worstRank = std::numeric_limits< U64 >::max();
 
 }  // namespace
+
+// Items that decide about a word.
+struct TernaryIndex::Sample {
+  std::array< const IndexItem *, 2 * sampleSize > items;
+  U32 count = 0;
+  void add( const IndexItem & item ) {
+    if ( count < items.size() )
+      items[ count++ ] = &item;
+  }
+};
+
+U64 TernaryIndex::Branch::best() const {
+  const U64 own = subtables.empty() ? worstRank : subtables.front().children.best();
+  return older == nullptr ? own : std::min( own, older->best() );
+}
 
 bool TernaryIndex::matches( const IndexItem & item, const U64 * key ) const {
   const U64 * value = item.key;
@@ -40,28 +59,33 @@ void TernaryIndex::lookup( const Node & node, const U64 * key, IndexItem *& best
       }
     return;
   }
-  const U64 word = key[ node.branch->word ];
-  for ( const Subtable & subtable : node.branch->subtables ) {
-    if ( subtable.best >= bound )
-      return;
-    const Node * child = subtable.children.find( word & subtable.mask );
-    if ( child == nullptr )
-      continue;
-    lookup( *child, key, best );
-    bound = best == nullptr ? worstRank : best->rank;
-  }
+  const Branch * branch = node.branch.get();
+  do {
+    const U64 word = key[ branch->word ];
+    for ( const Subtable & subtable : branch->subtables ) {
+      if ( subtable.children.best() >= bound )
+        break;
+      const Node * child = subtable.children.find( word & subtable.mask );
+      if ( child == nullptr )
+        continue;
+      lookup( *child, key, best );
+      bound = best == nullptr ? worstRank : best->rank;
+    }
+    branch = branch->older.get();
+  } while ( branch != nullptr );
 }
 
 void TernaryIndex::insert( IndexItem & item ) {
   insert( root_, item );
   ++size_;
+  migrate();
 }
 
 void TernaryIndex::insert( Node & node, IndexItem & item ) {
-  if ( node.branch != nullptr ) {
-    insertIntoBranch( *node.branch, item );
-    if ( node.branch->count >= node.branch->reviewAt )
-      rebuild( node );
+  if ( Branch * branch = node.branch.get() ) {
+    insertIntoBranch( *branch, item );
+    if ( ++branch->count >= branch->reviewAt )
+      review( node );
     return;
   }
   const U32 count = insertIntoList( node, item );
@@ -82,153 +106,248 @@ U32 TernaryIndex::insertIntoList( Node & node, IndexItem & item ) {
   return count;
 }
 
+// Leaves the count to the caller.
 void TernaryIndex::insertIntoBranch( Branch & branch, IndexItem & item ) {
   const U64 mask = item.key[ words_ + branch.word ];
-  const U64 value = item.key[ branch.word ] & mask;
   auto & subtables = branch.subtables;
   size_t at = 0;
   while ( at < subtables.size() && subtables[ at ].mask != mask )
     ++at;
   if ( at == subtables.size() ) {
-    subtables.push_back( Subtable() );
+    subtables.emplace_back();
     subtables[ at ].mask = mask;
-    subtables[ at ].best = item.rank;
   }
-  Subtable & subtable = subtables[ at ];
-  if ( Node * child = subtable.children.find( value ) ) {
-    insert( *child, item );
-  } else {
-    item.next = nullptr;
-    subtable.children.insert( value, Node{ &item, nullptr } );
-  }
-  ++branch.count;
-  subtable.best = std::min( subtable.best, item.rank );
-  for ( ; at > 0 && subtables[ at - 1 ].best > subtables[ at ].best; --at )
+  insert( subtables[ at ].children.obtain( item.key[ branch.word ] & mask, item.rank ), item );
+  for ( ; at > 0 && subtables[ at - 1 ].children.best() > subtables[ at ].children.best(); --at )
     std::swap( subtables[ at - 1 ], subtables[ at ] );
 }
 
 void TernaryIndex::remove( IndexItem & item ) {
-  remove( root_, item );
+  const bool found = remove( root_, item );
+  assert( found );
+  ( void )found;
   --size_;
+  migrate();
 }
 
-void TernaryIndex::remove( Node & node, IndexItem & item ) {
-  if ( node.branch != nullptr ) {
-    removeFromBranch( *node.branch, item );
-    if ( node.branch->count <= collapseAt )
-      rebuild( node );
-    return;
+// False if the item is not below the node.
+bool TernaryIndex::remove( Node & node, IndexItem & item ) {
+  Branch * branch = node.branch.get();
+  if ( branch == nullptr )
+    return removeFromList( node, item );
+  if ( !removeFromBranch( *branch, item ) ) {
+    if ( branch->older == nullptr || !removeFromBranch( *branch->older, item ) )
+      return false;
+    --branch->older->count;
+    discardEmpty( *branch );
   }
+  if ( --branch->count <= collapseAt )
+    collapse( node );
+  return true;
+}
+
+bool TernaryIndex::removeFromList( Node & node, IndexItem & item ) {
   IndexItem ** at = &node.head;
-  for ( ; *at != &item; at = &( *at )->next )
-    assert( *at != nullptr );
+  while ( *at != nullptr && *at != &item )
+    at = &( *at )->next;
+  if ( *at == nullptr )
+    return false;
   *at = item.next;
   item.next = nullptr;
+  return true;
 }
 
-void TernaryIndex::removeFromBranch( Branch & branch, IndexItem & item ) {
+// Leaves the count to the caller.
+bool TernaryIndex::removeFromBranch( Branch & branch, IndexItem & item ) {
+  auto & subtables = branch.subtables;
   const U64 mask = item.key[ words_ + branch.word ];
-  auto & subtables = branch.subtables;
+  const U64 word = item.key[ branch.word ] & mask;
   size_t at = 0;
-  while ( subtables[ at ].mask != mask )
+  while ( at < subtables.size() && subtables[ at ].mask != mask )
     ++at;
-  Subtable & subtable = subtables[ at ];
-  Node * child = subtable.children.find( item.key[ branch.word ] & mask );
-  assert( child != nullptr );
-  remove( *child, item );
-  --branch.count;
-  if ( child->empty() )
-    subtable.children.erase( child );
-  if ( subtable.children.size() == 0 ) {
+  if ( at == subtables.size() )
+    return false;
+  WordMap< Node > & children = subtables[ at ].children;
+  Node * child = children.find( word );
+  if ( child == nullptr || !remove( *child, item ) )
+    return false;
+  children.removed( word );
+  if ( children.size() == 0 ) {
     subtables.erase( subtables.begin() + static_cast< std::ptrdiff_t >( at ) );
-  } else if ( ++subtable.removed >= subtable.children.size() ) {
-    subtable.removed = 0;
-    subtable.best = worstRank;
-    subtable.children.forEach( [ & ]( const Node & node ) {
-      subtable.best = std::min( subtable.best, bestRank( node ) );
-    } );
-    sink( branch, at );
+    return true;
   }
-}
-
-// Restores the order after the bound of subtable `at` rose.
-void TernaryIndex::sink( Branch & branch, size_t at ) {
-  auto & subtables = branch.subtables;
-  for ( ; at + 1 < subtables.size() && subtables[ at + 1 ].best < subtables[ at ].best; ++at )
+  for ( ; at + 1 < subtables.size() &&
+          subtables[ at + 1 ].children.best() < subtables[ at ].children.best();
+        ++at )
     std::swap( subtables[ at ], subtables[ at + 1 ] );
+  return true;
 }
 
-// Lower bound of the ranks below a non-empty node.
-U64 TernaryIndex::bestRank( const Node & node ) {
-  return node.branch == nullptr ? node.head->rank : node.branch->subtables.front().best;
-}
-
-// Empties a node into an unsorted chain in front of `tail`.
-IndexItem * TernaryIndex::takeAll( Node & node, IndexItem * tail ) {
-  if ( node.branch == nullptr ) {
-    while ( node.head != nullptr ) {
-      IndexItem * item = std::exchange( node.head, node.head->next );
-      item->next = tail;
-      tail = item;
-    }
-    return tail;
+// Turns a list into a branch, unless no word distinguishes its items.
+void TernaryIndex::split( Node & node ) {
+  U32 count = 0;
+  for ( const IndexItem * item = node.head; item != nullptr; item = item->next )
+    ++count;
+  Sample items;
+  U32 at = 0;
+  for ( const IndexItem * item = node.head; item != nullptr; item = item->next )
+    if ( at++ % ( 1 + count / sampleSize ) == 0 )
+      items.add( *item );
+  const U32 word = selectWord( items, words_ );
+  if ( word == words_ )
+    return;
+  IndexItem * rest = std::exchange( node.head, nullptr );
+  node.branch = std::make_unique< Branch >();
+  node.branch->word = word;
+  node.branch->count = count;
+  node.branch->reviewAt = count * reviewGrowth;
+  while ( rest != nullptr ) {
+    IndexItem * item = std::exchange( rest, rest->next );
+    insertIntoBranch( *node.branch, *item );
   }
-  for ( Subtable & subtable : node.branch->subtables )
-    subtable.children.forEach( [ & ]( Node & child ) { tail = takeAll( child, tail ); } );
-  node.branch.reset();
-  return tail;
 }
 
-// Turns a branch that shrank into a list, or selects the word of one that grew again.
-void TernaryIndex::rebuild( Node & node ) {
-  const bool grew = node.branch->count > collapseAt;
-  node.head = takeAll( node, nullptr );
-  if ( !grew || !split( node ) )
-    sortList( node );
-}
-
-void TernaryIndex::sortList( Node & node ) {
+// Turns a branch that shrank into a list.
+void TernaryIndex::collapse( Node & node ) {
   std::vector< IndexItem * > items;
-  for ( IndexItem * item = node.head; item != nullptr; item = item->next )
-    items.push_back( item );
+  takeAll( node, items );
   std::sort( items.begin(), items.end(),
              []( const IndexItem * a, const IndexItem * b ) { return a->rank > b->rank; } );
-  node.head = nullptr;
   for ( IndexItem * item : items )
     item->next = std::exchange( node.head, item );
 }
 
-// Number of distinct masked values of a word in a list.
-U32 TernaryIndex::distinct( const IndexItem * head, U32 word ) const {
-  std::vector< std::pair< U64, U64 > > values;
-  for ( const IndexItem * item = head; item != nullptr; item = item->next )
-    values.emplace_back( item->key[ words_ + word ],
-                         item->key[ word ] & item->key[ words_ + word ] );
-  std::sort( values.begin(), values.end() );
-  return static_cast< U32 >( std::unique( values.begin(), values.end() ) - values.begin() );
+// Empties a node, and ends migrations below it.
+void TernaryIndex::takeAll( Node & node, std::vector< IndexItem * > & items ) {
+  for ( ; node.head != nullptr; node.head = node.head->next )
+    items.push_back( node.head );
+  if ( node.branch == nullptr )
+    return;
+  if ( node.branch->older != nullptr )
+    std::erase( migrating_, node.branch.get() );
+  for ( Branch * branch = node.branch.get(); branch != nullptr; branch = branch->older.get() )
+    for ( Subtable & subtable : branch->subtables )
+      subtable.children.forEach( [ & ]( Node & child ) { takeAll( child, items ); } );
+  node.branch = nullptr;
 }
 
-// Turns an unsorted list into a branch; false if no word distinguishes its items.
-bool TernaryIndex::split( Node & node ) {
-  U32 best = 1;
-  U32 word = words_;
+// Selects the word of a branch again, and starts a migration if another is better.
+void TernaryIndex::review( Node & node ) {
+  Branch & branch = *node.branch;
+  if ( branch.older != nullptr ) {
+    branch.reviewAt = 2 * branch.count;
+    return;
+  }
+  branch.reviewAt = branch.count * reviewGrowth;
+  Sample items;
+  sample( branch, sampleSize, items );
+  const U32 word = selectWord( items, branch.word );
+  if ( word == branch.word )
+    return;
+  auto fresh = std::make_unique< Branch >();
+  fresh->word = word;
+  fresh->count = branch.count;
+  fresh->reviewAt = branch.reviewAt;
+  fresh->older = std::move( node.branch );
+  node.branch = std::move( fresh );
+  migrating_.push_back( node.branch.get() );
+}
+
+// Moves some items to the branches where they belong.
+void TernaryIndex::migrate() {
+  for ( U32 moved = 0; moved < migrateItems && !migrating_.empty(); ) {
+    Branch & branch = *migrating_.back();
+    for ( IndexItem * items = takeList( *branch.older ); items != nullptr; ++moved ) {
+      IndexItem * item = std::exchange( items, items->next );
+      insertIntoBranch( branch, *item );
+    }
+    discardEmpty( branch );
+  }
+}
+
+// Removes all items of some list from a branch.
+IndexItem * TernaryIndex::takeList( Branch & branch ) {
+  IndexItem * items = nullptr;
+  if ( branch.older != nullptr ) {
+    items = takeList( *branch.older );
+    discardEmpty( branch );
+  } else {
+    WordMap< Node > & children = branch.subtables.back().children;
+    const U64 word = children.anyWord( branch.cursor );
+    Node & child = *children.find( word );
+    if ( child.branch == nullptr )
+      items = std::exchange( child.head, nullptr );
+    else
+      items = takeList( *child.branch );
+    if ( child.branch != nullptr && child.branch->count == 0 )
+      child.branch = nullptr;
+    children.removed( word );
+    if ( children.size() == 0 )
+      branch.subtables.pop_back();
+  }
+  for ( const IndexItem * item = items; item != nullptr; item = item->next )
+    --branch.count;
+  return items;
+}
+
+// Ends the migration of a branch if it is complete.
+void TernaryIndex::discardEmpty( Branch & branch ) {
+  if ( branch.older->count != 0 )
+    return;
+  branch.older = nullptr;
+  std::erase( migrating_, &branch );
+}
+
+// Whole lists, for each item of one shares words with the others.
+void TernaryIndex::sample( const Branch & branch, U32 quota, Sample & items ) {
+  const auto share = [ & ]( U32 count ) {
+    return static_cast< U32 >( std::max( U64{ 1 }, U64{ quota } * count / branch.count ) );
+  };
+  for ( const Subtable & subtable : branch.subtables )
+    subtable.children.sample( share( subtable.children.size() ), [ & ]( const Node & child ) {
+      if ( child.branch != nullptr )
+        sample( *child.branch, share( child.branch->count ), items );
+      U32 listed = 0;
+      for ( const IndexItem * item = child.head; item != nullptr && listed < splitAt; ++listed ) {
+        items.add( *item );
+        item = item->next;
+      }
+    } );
+}
+
+// Number of distinct masked values of a word in a sample.
+U32 TernaryIndex::distinct( const Sample & sample, U32 word ) const {
+  std::array< U64, 4 * sampleSize > seen;  // hashes by their last bits; 0: none
+  const U32 last = std::bit_ceil( 2 * sample.count ) - 1;
+  std::fill_n( seen.begin(), last + 1, 0 );
+  U32 values = 0;
+  for ( U32 i = 0; i < sample.count; ++i ) {
+    const U64 mask = sample.items[ i ]->key[ words_ + word ];
+    const U64 product = ( mask * 0x9E3779B97F4A7C15U ^ ( sample.items[ i ]->key[ word ] & mask ) ) *
+                        0xD6E8FEB86659FD93U;
+    const U64 hash = ( product ^ product >> 32 ) | 1;
+    U32 at = static_cast< U32 >( hash >> 1 ) & last;
+    while ( seen[ at ] != 0 && seen[ at ] != hash )
+      at = ( at + 1 ) & last;
+    values += seen[ at ] == 0 ? 1 : 0;
+    seen[ at ] = hash;
+  }
+  return values;
+}
+
+// The word with the most distinct values. A current one stays unless another has clearly more;
+// `words_`: none, also if no word distinguishes the items.
+U32 TernaryIndex::selectWord( const Sample & items, U32 current ) const {
+  U32 word = current;
+  U32 most = current == words_ ? 1 : distinct( items, current ) * 33 / 32;
   for ( U32 i = 0; i < words_; ++i ) {
-    const U32 values = distinct( node.head, i );
-    if ( values > best ) {
-      best = values;
+    const U32 values = i == current ? 0 : distinct( items, i );
+    if ( values > most ) {
+      most = values;
       word = i;
     }
   }
-  if ( word == words_ )
-    return false;
-  IndexItem * items = std::exchange( node.head, nullptr );
-  node.branch = std::make_unique< Branch >( Branch{ word, 0, ~0U, {} } );
-  while ( items != nullptr ) {
-    IndexItem * item = std::exchange( items, items->next );
-    insertIntoBranch( *node.branch, *item );
-  }
-  node.branch->reviewAt = node.branch->count * reviewGrowth;
-  return true;
+  return word;
 }
 
 }  // namespace SoftAsic

@@ -7,14 +7,19 @@
 // Algorithm: hierarchical tuple space search. A node with few items is a list sorted by rank. A
 // larger node branches on one key word: one subtable per distinct mask of that word, each a hash
 // map from the masked word to a child node. Subtables are sorted by the best rank they can hold;
-// lookup stops at the first one that cannot beat the current match. A node branches on the most
-// selective word, and selects it again whenever it has grown eightfold.
+// lookup stops at the first one that cannot beat the current match.
 //
-// Cost: lookup probes the subtables on its path, about a hundred with real access lists; insert and
-// remove follow one path. Items with equal keys share a list, which both walk.
+// A node branches on the most selective word, judged by a sample of its items, and reviews the
+// choice whenever it has grown eightfold. If another word is better now, a branch on that word
+// takes the place of the old one; each insert and remove then moves a few items over, and until the
+// old branch is empty both are searched.
 //
-// A subtable's best rank is a lower bound: removals leave it stale, and it is recomputed after as
-// many removals as the subtable has children.
+// Cost: lookup probes the subtables on its path, about a hundred with real access lists. The work
+// of an insert or a remove has a bound that does not depend on the number of items, with two
+// exceptions: items with equal keys share a list, which both walk, and a subtable is found among
+// those of its branch by a walk. Masks of a word are few in access lists.
+//
+// A subtable's best rank is a lower bound, see WordMap.
 //
 // Locking: none; the caller serialises all calls.
 #pragma once
@@ -53,38 +58,48 @@ class TernaryIndex {
     IndexItem * head = nullptr;
     std::unique_ptr< Branch > branch;
     bool empty() const { return head == nullptr && branch == nullptr; }
+    U64 best() const { return branch == nullptr ? head->rank : branch->best(); }
   };
   struct Subtable {
     U64 mask = 0;
-    U64 best = 0;     // lower bound of the ranks below
-    U32 removed = 0;  // removals since `best` was exact
     WordMap< Node > children;
   };
   struct Branch {
     U32 word;
-    U32 count;                          // items below
+    U32 count;                          // items below, those of `older` too
     U32 reviewAt;                       // count at which the word is selected again
+    U32 cursor = 0;                     // of takeList()
+    std::unique_ptr< Branch > older;    // null, or the branch whose items move to this one
     std::vector< Subtable > subtables;  // by ascending `best`
+    U64 best() const;
   };
+  struct Sample;
 
   void insert( Node & node, IndexItem & item );
   void insertIntoBranch( Branch & branch, IndexItem & item );
-  void remove( Node & node, IndexItem & item );
-  void removeFromBranch( Branch & branch, IndexItem & item );
-  void rebuild( Node & node );
-  bool split( Node & node );
-  static void sortList( Node & node );
-  U32 distinct( const IndexItem * head, U32 word ) const;
   static U32 insertIntoList( Node & node, IndexItem & item );
-  static IndexItem * takeAll( Node & node, IndexItem * tail );
-  static U64 bestRank( const Node & node );
-  static void sink( Branch & branch, size_t at );
+  bool remove( Node & node, IndexItem & item );
+  bool removeFromBranch( Branch & branch, IndexItem & item );
+  static bool removeFromList( Node & node, IndexItem & item );
+  void split( Node & node );
+  void collapse( Node & node );
+  void takeAll( Node & node, std::vector< IndexItem * > & items );
+
+  void review( Node & node );
+  void migrate();
+  IndexItem * takeList( Branch & branch );
+  void discardEmpty( Branch & branch );
+  static void sample( const Branch & branch, U32 quota, Sample & items );
+  U32 distinct( const Sample & items, U32 word ) const;
+  U32 selectWord( const Sample & items, U32 current ) const;
+
   void lookup( const Node & node, const U64 * key, IndexItem *& best ) const;
   bool matches( const IndexItem & item, const U64 * key ) const;
 
   U32 words_;
   U32 size_ = 0;
   Node root_;
+  std::vector< Branch * > migrating_;  // those with an older branch
 };
 
 }  // namespace SoftAsic
