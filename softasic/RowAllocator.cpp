@@ -30,59 +30,91 @@ size_t RowAllocator::sliceFor( U64 rank ) const {
 }
 
 bool RowAllocator::insert( Entry & entry ) {
+  constexpr U32 shortOfRows = 16;  // a slice is, if one in so many is free
   size_t at = sliceFor( entry.rank );
-  if ( slices_[ at ]->full() && !makeRoom( at, entry.rank ) )
+  if ( slices_[ at ]->free() <= slices_[ at ]->rows() / shortOfRows && !makeRoom( at, entry.rank ) )
     return false;
   Slice & slice = *slices_[ at ];
   moves_ += slice.insertAt( slice.placeFor( entry.rank ), entry );
   return true;
 }
 
-// Frees a row for the rank in or next to the full slice `at`; sets `at` to the slice to insert
-// into.
+// Brings free rows to slice `at`, which has few; sets `at` to the slice to insert into. False if no
+// row is available.
 bool RowAllocator::makeRoom( size_t & at, U64 rank ) {
-  const bool afterLast = slices_[ at ]->last()->rank < rank;
-  size_t room = slices_.size();  // nearest slice with a free row
-  for ( size_t i = 0; i < slices_.size(); ++i ) {
-    const auto distance = [ & ]( size_t j ) { return j > at ? j - at : at - j; };
-    if ( !slices_[ i ]->full() && ( room == slices_.size() || distance( i ) < distance( room ) ) )
-      room = i;
-  }
-  if ( room == slices_.size() ) {
+  constexpr U32 appendRows = 8;
+  Slice & slice = *slices_[ at ];
+  const bool beforeAll = rank < slice.first()->rank;
+  const bool afterAll = slice.last()->rank < rank;
+  const bool append = afterAll && at + 1 == slices_.size();
+  size_t source = sourceFor( at, append );
+  if ( !slice.full() && ( beforeAll || afterAll || source == slices_.size() ||
+                          slices_[ source ]->free() < 2 * slice.free() ) )
+    return true;
+  if ( source == slices_.size() ) {
     Slice * fresh = pool_.take( demand_, false );
     if ( fresh == nullptr )
       return false;
-    const bool beforeAll = rank < slices_[ at ]->first()->rank;
-    room = beforeAll ? at : at + 1;
-    slices_.insert( slices_.begin() + static_cast< std::ptrdiff_t >( room ), fresh );
+    source = beforeAll ? at : at + 1;
+    slices_.insert( slices_.begin() + static_cast< std::ptrdiff_t >( source ), fresh );
     if ( beforeAll )
       return true;
   }
-  if ( room < at ) {
-    pullUp( at, room );
-  } else {
-    at += afterLast ? 1 : 0;
-    pushDown( at, room );
-  }
+  U32 count = std::max( 1U, ( slices_[ source ]->free() - slice.free() ) / 2 );
+  count = append ? std::min( count, appendRows ) : count;
+  for ( size_t i = std::min( at, source ); i <= std::max( at, source ); ++i )
+    count = i == source ? count : std::min( count, slices_[ i ]->used() );
+  const U32 before = slice.entriesBefore( slice.placeFor( rank ) );
+  if ( source < at )
+    pullUp( at, source, std::min( count, before ) );
+  else if ( afterAll )
+    pushDown( ++at, source, count );
+  else
+    pushDown( at, source, std::min( count, slice.used() - before ) );
   return true;
 }
 
-// Moves the last entry of each slice to the front of the next, down to `to`, which has a free row.
-void RowAllocator::pushDown( size_t from, size_t to ) {
-  for ( size_t i = to; i > from; --i ) {
-    Entry & entry = *slices_[ i - 1 ]->last();
-    slices_[ i - 1 ]->erase( entry );
-    moves_ += 1 + slices_[ i ]->insertAt( 0, entry );
+// The slice to get free rows from, the number of slices if there is none. A near one, but few rows
+// at a time make for many moves in slice `at`, except at its end.
+size_t RowAllocator::sourceFor( size_t at, bool append ) const {
+  size_t best = slices_.size();
+  double least = 0;
+  for ( size_t i = 0; i < slices_.size(); ++i ) {
+    if ( i == at || slices_[ i ]->full() )
+      continue;
+    const auto distance = static_cast< double >( i > at ? i - at : at - i );
+    const double cost =
+        append ? distance : distance + slices_[ i ]->rows() / ( 2.0 * slices_[ i ]->free() );
+    if ( best == slices_.size() || cost < least ) {
+      best = i;
+      least = cost;
+    }
   }
+  return best;
 }
 
-// Moves the first entry of each slice to the end of the previous, up to `to`, which has a free row.
-void RowAllocator::pullUp( size_t from, size_t to ) {
-  for ( size_t i = to; i < from; ++i ) {
-    Entry & entry = *slices_[ i + 1 ]->first();
-    slices_[ i + 1 ]->erase( entry );
-    moves_ += 1 + slices_[ i ]->insertAt( slices_[ i ]->span(), entry );
-  }
+// Moves the last entries of each slice to the front of the next, down to `to`, which has free rows.
+void RowAllocator::pushDown( size_t from, size_t to, U32 count ) {
+  if ( from < to )
+    moves_ += slices_[ to ]->openEnds( count );
+  for ( size_t i = to; i > from; --i )
+    for ( U32 n = 0; n < count; ++n ) {
+      Entry & entry = *slices_[ i - 1 ]->last();
+      slices_[ i - 1 ]->erase( entry );
+      moves_ += 1 + slices_[ i ]->insertAt( 0, entry );
+    }
+}
+
+// Moves the first entries of each slice to the end of the previous, up to `to`, which has free
+// rows.
+void RowAllocator::pullUp( size_t from, size_t to, U32 count ) {
+  moves_ += slices_[ to ]->openEnds( count );
+  for ( size_t i = to; i < from; ++i )
+    for ( U32 n = 0; n < count; ++n ) {
+      Entry & entry = *slices_[ i + 1 ]->first();
+      slices_[ i + 1 ]->erase( entry );
+      moves_ += 1 + slices_[ i ]->insertAt( slices_[ i ]->span(), entry );
+    }
 }
 
 void RowAllocator::erase( Entry & entry ) {

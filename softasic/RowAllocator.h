@@ -4,10 +4,14 @@
 // - Entries are in rank order over the group's slices, from the top of each, so that the first
 //   matching row wins. Rows move under traffic; every intermediate state keeps the order, so lookup
 //   by rank (TernaryIndex) is equivalent.
-// - An insert into a full slice shifts one entry per slice up to the nearest slice with a free row.
-//   Only if the group has none is another slice allocated. The cost is bounded by two slice depths
-//   plus the number of slices, independent of the group's entry count.
+// - Entries move to another slice from one end of theirs to the near end of the next.
+// - Another slice is allocated only if all of the group are full.
 // - An empty slice returns to the pool at once; a group keeps its last slice.
+//
+// Free rows are kept in all slices, for inserts move few entries where some are near (Slice.h). A
+// slice that runs short gets half of those of another, at one move a row and slice between them; a
+// slice that is allocated between others gets half of the entries of one. Slices at the ends get
+// few, so that inserts in order of rank hardly move any.
 #pragma once
 
 #include <vector>
@@ -57,8 +61,9 @@ class RowAllocator {
  private:
   size_t sliceFor( U64 rank ) const;
   bool makeRoom( size_t & at, U64 rank );
-  void pushDown( size_t from, size_t to );
-  void pullUp( size_t from, size_t to );
+  size_t sourceFor( size_t at, bool append ) const;
+  void pushDown( size_t from, size_t to, U32 count );
+  void pullUp( size_t from, size_t to, U32 count );
   void releaseEmpty();
 
   SlicePool & pool_;

@@ -3,8 +3,15 @@
 // Chip rules
 // - The top register holds the row of the first entry. From there entries follow in rank order,
 //   possibly with free rows between them.
-// - An insert where no row is free shifts entries by one row towards the nearest free row. An
-//   insert before the first or after the last entry shifts none if rows outside the span are free.
+// - An insert where no row is free moves entries. An insert before the first or after the last
+//   entry moves none if rows outside the span are free.
+//
+// Which entries move is the slice's choice: those between the place and free rows on one side of
+// it, spread evenly over their rows and the free ones, so that later inserts find free rows nearby.
+// Moving n entries costs as much as shifting each by one row. More are moved than needed if that
+// reaches more free rows than the square of their number grows. Half of the rows outside the span
+// remain for entries before the first and after the last one. Those that move up do so from the
+// first on, those that move down from the last on, so that they stay in order.
 //
 // A position counts rows from the top in match order; a row is the physical row.
 //
@@ -43,6 +50,7 @@ class Slice {
   // The following require a taken slice.
   U32 rows() const { return static_cast< U32 >( rows_.size() ); }
   U32 used() const { return used_; }
+  U32 free() const { return rows() - used_; }
   bool full() const { return used_ == rows(); }
   bool empty() const { return used_ == 0; }
   U32 span() const { return span_; }
@@ -54,8 +62,11 @@ class Slice {
 
   // Insert position for the rank.
   U32 placeFor( U64 rank ) const;
-  // Inserts before `position` (0 to span). The slice must not be full. Returns the entries shifted.
+  U32 entriesBefore( U32 position ) const;
+  // Inserts before `position` (0 to span). The slice must not be full. Returns the entries moved.
   U32 insertAt( U32 position, Entry & entry );
+  // Frees rows outside the span; the slice must have so many free ones. Returns the entries moved.
+  U32 openEnds( U32 count );
   void erase( Entry & entry );
   // Keeps the top register. The entries have no row until they are inserted again.
   void clear();
@@ -65,9 +76,20 @@ class Slice {
     const U32 row = start_ + position;
     return row < rows() ? row : row - rows();
   }
+  // Rows on one side of a position.
+  struct Window {
+    U32 length = 0;
+    U32 entries = 0;
+    U32 free = 0;
+    bool betterThan( const Window & other ) const;
+  };
+  enum class Side { up, down };
+
   void put( U32 position, Entry & entry );
-  void shift( U32 from, U32 to );
-  void extendUp( U32 & position );
+  Window windowFrom( U32 position, Side side ) const;
+  U32 spread( U32 first, U32 end, U32 position, Entry & entry );
+  void extendUp( U32 count );
+  void trim();
 
   U32 number_;
   U32 depth_;

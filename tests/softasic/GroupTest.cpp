@@ -1,6 +1,9 @@
 // Group creation: ids, stages, keys, slices, ports and preselectors, with their errors.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <random>
+
 #include "tests/softasic/TestChip.h"
 
 namespace SoftAsicTest {
@@ -115,6 +118,37 @@ TEST( GroupTest, ReturnsAnEmptiedSliceAtOnce ) {
   ASSERT_EQ( chip.createGroup( groupConfig( 2, { dst } ) ), BCM_E_NONE );
   EXPECT_EQ( chip.group( 0, 2 )->slices, std::vector< U32 >{ 1 } );
   EXPECT_EQ( chip.status( 1 ).entries_free, 4 + 8 );
+}
+
+// Row moves an entry, for entries that get 2,000 priorities in random order or one after the other.
+TEST( GroupTest, PriorityChangesMoveFewRows ) {
+  const auto movesOf = []( std::vector< ::SoftAsic::SliceProfile > slices, int order ) {
+    ChipProfile profile = smallProfile();
+    profile.stages[ 0 ].slices = std::move( slices );
+    TestChip chip( profile );
+    EXPECT_EQ( chip.createGroup( groupConfig( 1, { dst } ) ), BCM_E_NONE );
+    std::vector< U32 > priorities;
+    for ( U32 i = 1; i <= 2000; ++i )
+      priorities.push_back( order < 0 ? 2001 - i : i );
+    if ( order == 0 )
+      std::shuffle( priorities.begin(), priorities.end(), std::mt19937( 1 ) );
+    for ( U32 i = 0; i < 2000; ++i )
+      EXPECT_EQ( firstError( { chip.bcm_field_entry_create_id( 0, 1, i + 1 ),
+                               chip.bcm_field_entry_prio_set( 0, i + 1, priorities[ i ] ) } ),
+                 BCM_E_NONE );
+    const auto entries = chip.entries( 0, 1 );
+    EXPECT_EQ( entries.size(), 2000U );
+    for ( size_t i = 0; i < entries.size(); ++i )
+      EXPECT_EQ( entries[ i ].priority, 2000 - i );
+    return static_cast< double >( chip.tables( 0 )[ 0 ].moves ) / 2000;
+  };
+  // One slice, half full and full; the same rows in slices of different depths.
+  EXPECT_LT( movesOf( { { 1, 4000, 200, false } }, 0 ), 5 );
+  EXPECT_LT( movesOf( { { 1, 2000, 200, false } }, 0 ), 25 );
+  EXPECT_LT( movesOf( { { 6, 50, 200, false }, { 2, 700, 200, false }, { 6, 50, 200, true } }, 0 ),
+             40 );
+  EXPECT_LT( movesOf( { { 10, 200, 200, false } }, 1 ), 1.5 );
+  EXPECT_EQ( movesOf( { { 10, 200, 200, false } }, -1 ), 0 );
 }
 
 TEST( GroupTest, InstanceBitsMustNameAnExistingInstance ) {
