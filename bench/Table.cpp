@@ -13,6 +13,10 @@ class TableReporter : public benchmark::BenchmarkReporter {
   bool ReportContext( const Context & ) override { return true; }
   void ReportRuns( const std::vector< Run > & runs ) override {
     for ( const Run & run : runs ) {
+      if ( run.error_occurred ) {
+        std::printf( "%s: %s\n", run.run_name.function_name.c_str(), run.error_message.c_str() );
+        continue;
+      }
       const double measured = run.counters.at( "measured" ), wanted = run.counters.at( "wanted" );
       const std::string name = run.run_name.function_name + " " + run.run_name.args;
       std::printf( "%-62s %9.4g", name.c_str(), measured );
