@@ -6,6 +6,10 @@
 #include <cassert>
 #include <limits>
 
+#ifdef __x86_64__
+#include <immintrin.h>
+#endif
+
 namespace SoftAsic {
 
 namespace {
@@ -16,6 +20,12 @@ constexpr U32 reviewGrowth = 8;
 constexpr U32 sampleSize = 256;  // items that decide about a word
 constexpr U32 migrateItems = 8;  // moved by an insert or a remove, at least
 constexpr U64 worstRank = std::numeric_limits< U64 >::max();
+constexpr size_t blocksFrom = 16;    // subtables
+constexpr size_t blocksAtOnce = 16;  // of four subtables, with a bit each
+
+U64 boundOf( const IndexItem * best ) {
+  return best == nullptr ? worstRank : best->rank;
+}
 
 }  // namespace
 
@@ -43,25 +53,27 @@ bool TernaryIndex::matches( const IndexItem & item, const U64 * key ) const {
   return true;
 }
 
-IndexItem * TernaryIndex::lookup( const U64 * key ) const {
-  IndexItem * best = nullptr;
-  lookup( root_, key, best );
-  return best;
+// Looks up below a child; inlined, because most children are short lists.
+inline void TernaryIndex::lookup( const Node & node, const U64 * key, IndexItem *& best ) const {
+  if ( node.branch != nullptr )
+    return lookupInBranch( *node.branch, key, best );
+  const U64 bound = boundOf( best );
+  for ( IndexItem * item = node.head; item != nullptr && item->rank < bound; item = item->next )
+    if ( matches( *item, key ) ) {
+      best = item;
+      return;
+    }
 }
 
-void TernaryIndex::lookup( const Node & node, const U64 * key, IndexItem *& best ) const {
-  U64 bound = best == nullptr ? worstRank : best->rank;
-  if ( node.branch == nullptr ) {
-    for ( IndexItem * item = node.head; item != nullptr && item->rank < bound; item = item->next )
-      if ( matches( *item, key ) ) {
-        best = item;
-        return;
-      }
-    return;
-  }
-  const Branch * branch = node.branch.get();
-  do {
+void TernaryIndex::lookupInBranch( const Branch & first, const U64 * key,
+                                   IndexItem *& best ) const {
+  for ( const Branch * branch = &first; branch != nullptr; branch = branch->older.get() ) {
+    if ( branch->blocks != nullptr ) [[unlikely]] {
+      lookupInBlocks( *branch, key, best );
+      continue;
+    }
     const U64 word = key[ branch->word ];
+    U64 bound = boundOf( best );
     for ( const Subtable & subtable : branch->subtables ) {
       if ( subtable.children.best() >= bound )
         break;
@@ -69,10 +81,106 @@ void TernaryIndex::lookup( const Node & node, const U64 * key, IndexItem *& best
       if ( child == nullptr )
         continue;
       lookup( *child, key, best );
-      bound = best == nullptr ? worstRank : best->rank;
+      bound = boundOf( best );
     }
-    branch = branch->older.get();
-  } while ( branch != nullptr );
+  }
+}
+
+void TernaryIndex::lookupInBlocks( const Branch & branch, const U64 * key,
+                                   IndexItem *& best ) const {
+  static const Candidates candidatesOf = selectCandidates();
+  const U64 word = key[ branch.word ];
+  const std::vector< Block > & blocks = *branch.blocks;
+  for ( size_t first = 0; first < blocks.size(); first += blocksAtOnce ) {
+    const size_t count = std::min( blocksAtOnce, blocks.size() - first );
+    U64 left = candidatesOf( &blocks[ first ], count, word, boundOf( best ) );
+    for ( ; left != 0; left &= left - 1 ) {
+      const size_t at = 4 * first + static_cast< U32 >( std::countr_zero( left ) );
+      const Subtable & subtable = branch.subtables[ at ];
+      if ( subtable.children.best() >= boundOf( best ) )
+        return;
+      if ( const Node * child = subtable.children.find( word & subtable.mask ) )
+        lookup( *child, key, best );
+    }
+  }
+}
+
+IndexItem * TernaryIndex::lookup( const U64 * key ) const {
+  IndexItem * best = nullptr;
+  lookup( root_, key, best );
+  return best;
+}
+
+// Subtables, by bit, that may have the word and a rank below the bound.
+U64 TernaryIndex::candidates( const Block * blocks, size_t count, U64 word, U64 bound ) {
+  U64 found = 0;
+  for ( size_t i = 0; i < 4 * count; ++i ) {
+    const Block & block = blocks[ i / 4 ];
+    if ( block.bests[ i % 4 ] >= bound )
+      break;
+    const U64 hash = hashOfWord( word & block.masks[ i % 4 ] );
+    found |= ( block.filters[ i % 4 ] >> ( hash >> filterShift ) & 1 ) << i;
+  }
+  return found;
+}
+
+#ifdef __x86_64__
+// The same, but for a block as a whole: leaves the bounds of its later subtables to the caller.
+__attribute__( ( target( "avx2" ) ) ) U64 TernaryIndex::candidatesAvx2( const Block * blocks,
+                                                                        size_t count, U64 word,
+                                                                        U64 bound ) {
+  const __m256i words = _mm256_set1_epi64x( static_cast< S64 >( word ) );
+  const __m256i lowFactor = _mm256_set1_epi64x( hashFactor & 0xFFFFFFFF );
+  const __m256i highFactor = _mm256_set1_epi64x( hashFactor >> 32 );
+  U64 found = 0;
+  for ( size_t i = 0; i < count && blocks[ i ].bests[ 0 ] < bound; ++i ) {
+    const auto * block = reinterpret_cast< const __m256i * >( &blocks[ i ] );
+    const __m256i masked = _mm256_and_si256( words, _mm256_loadu_si256( block ) );
+    const __m256i high = _mm256_srli_epi64( masked, 32 );
+    const __m256i folded = _mm256_xor_si256( masked, high );
+    const __m256i upper = _mm256_add_epi64( _mm256_mul_epu32( folded, highFactor ),
+                                            _mm256_mul_epu32( high, lowFactor ) );
+    const __m256i hash =
+        _mm256_add_epi64( _mm256_mul_epu32( folded, lowFactor ), _mm256_slli_epi64( upper, 32 ) );
+    const __m256i index = _mm256_srli_epi64( hash, filterShift );
+    const __m256i bits = _mm256_srlv_epi64( _mm256_loadu_si256( block + 1 ), index );
+    const int hits = _mm256_movemask_pd( _mm256_castsi256_pd( _mm256_slli_epi64( bits, 63 ) ) );
+    found |= static_cast< U64 >( hits ) << ( 4 * i );
+  }
+  return found;
+}
+
+TernaryIndex::Candidates TernaryIndex::selectCandidates() {
+  return __builtin_cpu_supports( "avx2" ) ? candidatesAvx2 : candidates;
+}
+#else
+TernaryIndex::Candidates TernaryIndex::selectCandidates() {
+  return candidates;
+}
+#endif
+
+// Copies changed subtables into their blocks; if their number crossed the limit, all.
+void TernaryIndex::refresh( Branch & branch, size_t first, size_t end ) {
+  const auto & subtables = branch.subtables;
+  if ( subtables.size() < blocksFrom ) {
+    branch.blocks = nullptr;
+    return;
+  }
+  const size_t blocks = ( subtables.size() + 3 ) / 4;
+  if ( branch.blocks == nullptr )
+    branch.blocks = std::make_unique< std::vector< Block > >();
+  if ( blocks != branch.blocks->size() ) {
+    branch.blocks->resize( blocks );
+    first = 0;
+    end = 4 * blocks;
+  }
+  for ( size_t i = first; i < std::min( end, 4 * blocks ); ++i ) {
+    Block & block = ( *branch.blocks )[ i / 4 ];
+    const bool used = i < subtables.size();
+    block.masks[ i % 4 ] = used ? subtables[ i ].mask : 0;
+    block.filters[ i % 4 ] = used ? subtables[ i ].children.filter() : 0;
+    block.bests[ i % 4 ] = used ? subtables[ i ].children.best() : worstRank;
+  }
 }
 
 void TernaryIndex::insert( IndexItem & item ) {
@@ -118,8 +226,10 @@ void TernaryIndex::insertIntoBranch( Branch & branch, IndexItem & item ) {
     subtables[ at ].mask = mask;
   }
   insert( subtables[ at ].children.obtain( item.key[ branch.word ] & mask, item.rank ), item );
+  const size_t end = at + 1;
   for ( ; at > 0 && subtables[ at - 1 ].children.best() > subtables[ at ].children.best(); --at )
     std::swap( subtables[ at - 1 ], subtables[ at ] );
+  refresh( branch, at, end );
 }
 
 void TernaryIndex::remove( IndexItem & item ) {
@@ -174,12 +284,15 @@ bool TernaryIndex::removeFromBranch( Branch & branch, IndexItem & item ) {
   children.removed( word );
   if ( children.size() == 0 ) {
     subtables.erase( subtables.begin() + static_cast< std::ptrdiff_t >( at ) );
+    refresh( branch, at, subtables.size() + 1 );
     return true;
   }
+  const size_t first = at;
   for ( ; at + 1 < subtables.size() &&
           subtables[ at + 1 ].children.best() < subtables[ at ].children.best();
         ++at )
     std::swap( subtables[ at ], subtables[ at + 1 ] );
+  refresh( branch, first, at + 1 );
   return true;
 }
 
@@ -284,6 +397,8 @@ IndexItem * TernaryIndex::takeList( Branch & branch ) {
     children.removed( word );
     if ( children.size() == 0 )
       branch.subtables.pop_back();
+    const size_t last = branch.subtables.size();
+    refresh( branch, last == 0 ? 0 : last - 1, last + 1 );
   }
   for ( const IndexItem * item = items; item != nullptr; item = item->next )
     --branch.count;

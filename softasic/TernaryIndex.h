@@ -19,6 +19,9 @@
 // exceptions: items with equal keys share a list, which both walk, and a subtable is found among
 // those of its branch by a walk. Masks of a word are few in access lists.
 //
+// A branch with many subtables keeps copies of their masks, filters and bounds side by side, from
+// which SIMD instructions find those that may have the word.
+//
 // A subtable's best rank is a lower bound, see WordMap.
 //
 // Locking: none; the caller serialises all calls.
@@ -64,6 +67,12 @@ class TernaryIndex {
     U64 mask = 0;
     WordMap< Node > children;
   };
+  // Copies of four subtables' masks, filters and bounds, for SIMD instructions.
+  struct Block {
+    U64 masks[ 4 ];
+    U64 filters[ 4 ];
+    U64 bests[ 4 ];
+  };
   struct Branch {
     U32 word;
     U32 count;                          // items below, those of `older` too
@@ -71,10 +80,16 @@ class TernaryIndex {
     U32 cursor = 0;                     // of takeList()
     std::unique_ptr< Branch > older;    // null, or the branch whose items move to this one
     std::vector< Subtable > subtables;  // by ascending `best`
+    std::unique_ptr< std::vector< Block > > blocks;  // of all subtables; null if they are few
     U64 best() const;
   };
   struct Sample;
+  using Candidates = U64 ( * )( const Block * blocks, size_t count, U64 word, U64 bound );
 
+  static U64 candidates( const Block * blocks, size_t count, U64 word, U64 bound );
+  static U64 candidatesAvx2( const Block * blocks, size_t count, U64 word, U64 bound );
+  static Candidates selectCandidates();
+  static void refresh( Branch & branch, size_t first, size_t end );
   void insert( Node & node, IndexItem & item );
   void insertIntoBranch( Branch & branch, IndexItem & item );
   static U32 insertIntoList( Node & node, IndexItem & item );
@@ -94,6 +109,9 @@ class TernaryIndex {
   U32 selectWord( const Sample & items, U32 current ) const;
 
   void lookup( const Node & node, const U64 * key, IndexItem *& best ) const;
+
+  void lookupInBranch( const Branch & first, const U64 * key, IndexItem *& best ) const;
+  void lookupInBlocks( const Branch & branch, const U64 * key, IndexItem *& best ) const;
   bool matches( const IndexItem & item, const U64 * key ) const;
 
   U32 words_;

@@ -26,6 +26,13 @@ namespace SoftAsic {
 
 using namespace Kiv::Integers;
 
+// Hash of a word. Its first 6 bits select a bit of a filter.
+inline constexpr U64 hashFactor = 0x9E3779B97F4A7C15U;
+inline constexpr U32 filterShift = 58;
+inline U64 hashOfWord( U64 word ) {
+  return ( word ^ word >> 32 ) * hashFactor;
+}
+
 template < class Node >
 class WordMap {
  public:
@@ -43,11 +50,12 @@ class WordMap {
   }
 
   U32 size() const { return size_; }
-  U64 best() const { return best_; }  // lower bound of the ranks; all ones if the map is empty
+  U64 filter() const { return filter_; }  // has a bit for each word
+  U64 best() const { return best_; }      // lower bound of the ranks; all ones if the map is empty
 
   // Null if not found.
   const Node * find( U64 word ) const {
-    const U64 hash = hashOf( word );
+    const U64 hash = hashOfWord( word );
     if ( ( filter_ & filterBit( hash ) ) == 0 )
       return nullptr;
     if ( divided() ) [[unlikely]]
@@ -60,10 +68,12 @@ class WordMap {
   }
 
   // The node to which the caller now adds an item of the rank; empty if the word is new.
-  Node & obtain( U64 word, U64 rank ) { return obtain( word, hashOf( word ), rank, partShift ); }
+  Node & obtain( U64 word, U64 rank ) {
+    return obtain( word, hashOfWord( word ), rank, partShift );
+  }
 
   // Call after items were removed below the node of the word, which is erased if it is empty.
-  void removed( U64 word ) { removed( word, hashOf( word ), partShift ); }
+  void removed( U64 word ) { removed( word, hashOfWord( word ), partShift ); }
 
   template < class F >
   void forEach( F && fn ) {
@@ -118,12 +128,8 @@ class WordMap {
   static constexpr U32 inParts = ~0U;
   static constexpr U64 worstRank = std::numeric_limits< U64 >::max();
 
-  static U64 hashOf( U64 word ) {
-    word ^= word >> 32;
-    return word * 0x9E3779B97F4A7C15U;
-  }
   U32 home( U64 hash ) const { return static_cast< U32 >( hash >> 32 ) & ( capacity_ - 1 ); }
-  static U64 filterBit( U64 hash ) { return U64{ 1 } << ( hash >> 58 ); }
+  static U64 filterBit( U64 hash ) { return U64{ 1 } << ( hash >> filterShift ); }
 
   bool divided() const { return capacity_ == inParts; }
   U32 slotCount() const { return divided() ? 0 : capacity_; }
@@ -206,7 +212,7 @@ class WordMap {
     --size_;
     for ( U32 at = ( hole + 1 ) & ( capacity_ - 1 ); !slots_[ at ].empty();
           at = ( at + 1 ) & ( capacity_ - 1 ) ) {
-      const U32 distance = ( at - home( hashOf( slots_[ at ].word ) ) ) & ( capacity_ - 1 );
+      const U32 distance = ( at - home( hashOfWord( slots_[ at ].word ) ) ) & ( capacity_ - 1 );
       if ( distance < ( ( at - hole ) & ( capacity_ - 1 ) ) )
         continue;
       slots_[ hole ] = std::exchange( slots_[ at ], Slot() );
@@ -220,7 +226,7 @@ class WordMap {
 
   // Into a free slot; the word must be new, and there must be room.
   void adopt( Slot & from ) {
-    const U64 hash = hashOf( from.word );
+    const U64 hash = hashOfWord( from.word );
     Slot & slot = slots_[ locate( from.word, hash ) ];
     slot = std::move( from );
     ++size_;
@@ -245,7 +251,7 @@ class WordMap {
     size_ = old.size_;
     old.forEach( [ & ]( Node & node ) {
       Slot & slot = static_cast< Slot & >( node );
-      WordMap & map = part( hashOf( slot.word ), shift );
+      WordMap & map = part( hashOfWord( slot.word ), shift );
       if ( 4 * ( map.size_ + 1 ) > 3 * map.capacity_ )
         map.rehash( std::max( largest / 32, map.capacity_ * 2 ) );
       map.best_ = best_;

@@ -35,6 +35,8 @@ class TernaryIndexTest : public testing::TestWithParam< unsigned > {
     for ( U32 i = 0; i < words; ++i ) {
       const U64 masks[] = { 0, ~U64{ 0 } << 4, ~U64{ 0 }, ~U64{ 0 } };
       item.rule[ words + i ] = masks[ below( 4 ) ];
+      if ( i == 2 && below( 2 ) == 0 )  // a hundred masks
+        item.rule[ words + i ] = ( ~U64{ 0 } << below( 20 ) ) ^ below( 5 );
       item.rule[ i ] = below( spread[ i ] ) << 2;
     }
     if ( below( 8 ) == 0 )
