@@ -1,6 +1,6 @@
-// Fuzzes the reader of one format of access lists, ACL_FORMAT. Any text must either be read, or be
-// refused with messages of one line each; a rule that was read must match only fields that lists of
-// its kind have.
+// Fuzzes the reader of one format of access lists, of which each program has its own. Any text must
+// either be read, or be refused with messages of one line each; a rule that was read must match
+// only fields that lists of its kind have.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -9,6 +9,8 @@
 
 #include "agent/acl/RuleText.h"
 #include "agent/read/AclFiles.h"
+
+extern const char * const aclFormat;
 
 namespace {
 
@@ -35,7 +37,7 @@ extern "C" int LLVMFuzzerTestOneInput( const std::uint8_t * data, std::size_t si
   const std::string text( reinterpret_cast< const char * >( data ), size );
   try {
     const Agent::AclDocument document =
-        Agent::parseAclText( { "n", false }, "f", text, Agent::formatNamed( ACL_FORMAT ) );
+        Agent::parseAclText( { "n", false }, "f", text, Agent::formatNamed( aclFormat ) );
     for ( const Agent::Acl & acl : document.lists )
       check( acl );
     for ( const std::string & line : document.refusals.lines() )
