@@ -1,24 +1,26 @@
-// How much of their rounds tests run under a sanitizer, where each takes several times as long.
+// How much of their rounds long tests run: all in the release build, a sample in builds that look
+// for faults of another sort, with sanitizers, under which each round takes several times as long,
+// and for 32 bits.
 #pragma once
 
 #include "kiv/Types.h"
 
 namespace Test {
 
-#ifdef MORVANE_SANITIZED
-inline constexpr bool sanitized = true;
+#ifdef MORVANE_SAMPLE
+inline constexpr bool sample = true;
 #else
-inline constexpr bool sanitized = false;
+inline constexpr bool sample = false;
 #endif
 
 // A quarter of them.
 constexpr Kiv::U32 rounds( Kiv::U32 all ) {
-  return sanitized ? all / 4 : all;
+  return sample ? all / 4 : all;
 }
 
 // Whether to run a turn of a sweep: all, or one of `stride`.
 constexpr bool inSample( Kiv::U32 turn, Kiv::U32 stride ) {
-  return !sanitized || turn % stride == 0;
+  return !sample || turn % stride == 0;
 }
 
 }  // namespace Test

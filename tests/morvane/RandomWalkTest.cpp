@@ -1,5 +1,6 @@
 // A short run of tools/walk, audited after every step.
 
+#include "tests/Rounds.h"
 #include "tools/random-walk/Stretch.h"
 
 namespace Test::RandomWalk {
@@ -8,7 +9,7 @@ class RandomWalkTest : public testing::TestWithParam< Shape > {};
 
 TEST_P( RandomWalkTest, RecordsChipsAndModelAgreeAfterEveryStep ) {
   const Plan plan{ .shape = &GetParam(), .shortest = 400, .longest = 400, .auditEvery = 1 };
-  for ( U64 number = 0; number < 20; ++number ) {
+  for ( U64 number = 0; number < rounds( 20 ); ++number ) {
     const Stretch stretch = makeStretch( plan, number );
     const std::string wrong = playInChild( stretch );
     ASSERT_EQ( wrong, "" ) << "stretch " << number << ", shortest script:\n" << shrink( stretch );
