@@ -81,6 +81,7 @@ void highestPriority( Unit & u ) {
   const bcm_field_group_status_s status = u.status( u.group( 1 ) );
   u.holds( "prio_max leaves a priority for every entry number: prio_max >= 0xFFFFFF",
            Fields::groupPrioMax( status ) >= 0xFFFFFF );
+  u.holds( "prio_min <= 0", Fields::groupPrioMin( status ) <= 0 );
   const U32 entry = u.entry( 1, 1 );
   for ( const U32 priority :
         { static_cast< U32 >( Fields::groupPrioMax( status ) ), 0x7FFFFFFFU } ) {

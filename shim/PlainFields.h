@@ -61,6 +61,7 @@ class PlainFields {
   static S32 groupEntriesTotal( const auto & status ) { return status.entries_total; }
   static S32 groupEntriesFree( const auto & status ) { return status.entries_free; }
   // Of morvane-sdk-check only.
+  static S32 groupPrioMin( const auto & status ) { return status.prio_min; }
   static S32 groupEntryCount( const auto & status ) { return status.entry_count; }
 
   // --- Ports and preselectors: bcm_port_config_t, bcm_field_src_class_t ---
@@ -68,9 +69,8 @@ class PlainFields {
   static const auto & pipePorts( const auto & config, U32 pipe ) {
     return config.per_pipe_ports[ pipe ];
   }
-  static const auto & allPorts( const auto & config ) {
-    return config.all;
-  }  // morvane-sdk-check only
+  // Of morvane-sdk-check only.
+  static const auto & allPorts( const auto & config ) { return config.all; }
   static void sourceClassIs( auto & record, U32 number ) { record.intf_class_port = number; }
 
   // --- Values: bcm_ip6_t, which may be an array, bcm_policer_config_t ---
