@@ -214,17 +214,15 @@ class Values : public AttributeBase {
 
   // Whether there was such a member. Its value is destroyed last: that may end the owner's life.
   bool del( const K & key ) {
-    if constexpr ( std::is_trivially_destructible_v< V > ) {
-      const bool removed = map_.erase( key );
-      if ( removed )
-        changed( key );
-      return removed;
-    } else {
-      const auto removed = map_.take( key );
-      if ( removed )
-        changed( key );
-      return removed.has_value();
-    }
+    const auto removed = [ & ] {
+      if constexpr ( std::is_trivially_destructible_v< V > )
+        return map_.erase( key );
+      else
+        return map_.take( key );
+    }();
+    if ( removed )
+      changed( key );
+    return static_cast< bool >( removed );
   }
 
   // Calls function( key ) for each member; it may remove members and end the owner's life.

@@ -36,7 +36,8 @@ namespace Shim {
 
 // The place of a call in the source.
 struct SdkCallSite {
-  std::string_view traced;       // "FILE:LINE CALL", the file relative to the project
+  // "FILE:LINE CALL", the file relative to the project; a zero byte follows it.
+  std::string_view traced;
   std::string_view resultLabel;  // printed before the result in the trace, " (rc:" or " (rv:"
   const char * file;
   int line;
