@@ -194,7 +194,7 @@ class WordMap {
                   return a.best_ < b.best_;
                 } )->best_;
       if ( size_ <= largest / 8 )
-        unite();
+        rehash( largest / 4 );
       return;
     }
     const U32 at = locate( word, hash );
@@ -233,6 +233,7 @@ class WordMap {
     filter_ |= filterBit( hash );
   }
 
+  // Puts all nodes, those of parts too, into an array of that many slots.
   void rehash( U32 capacity ) {
     WordMap old( std::move( *this ) );
     slots_ = new Slot[ capacity ];
@@ -257,15 +258,6 @@ class WordMap {
       map.best_ = best_;
       map.adopt( slot );
     } );
-  }
-
-  // Puts the nodes of all parts into one array.
-  void unite() {
-    WordMap old( std::move( *this ) );
-    slots_ = new Slot[ largest / 4 ];
-    capacity_ = largest / 4;
-    best_ = old.best_;
-    old.forEach( [ & ]( Node & node ) { adopt( static_cast< Slot & >( node ) ); } );
   }
 
   void swap( WordMap & other ) noexcept {
