@@ -88,14 +88,16 @@ class TableCheck {
 
   void checkList( Table table, U32 row, const U32 * qualifiers ) {
     for ( U32 i = 0; qualifiers[ i ] != bcmFieldQualifyCount; ++i )
-      if ( !isQualifier( qualifiers[ i ] ) )
-        checkQualifier( table, row, "qualifiers[" + std::to_string( i ) + "]", qualifiers[ i ] );
+      checkQualifier(
+          table, row, qualifiers[ i ],
+          [ i ] { return "qualifiers[" + std::to_string( i ) + "]"; } );
   }
 
-  static bool isQualifier( U32 number ) { return number < bcmFieldQualifyCount; }
-  void checkQualifier( Table table, U32 row, const std::string & field, U32 qualifier ) {
-    if ( !isQualifier( qualifier ) )
-      fail( table, row, field, std::to_string( qualifier ) + " is no qualifier of the SDK" );
+  // `field` names the field, for a failure only: start-up checks some thousand qualifiers.
+  template < class Field >
+  void checkQualifier( Table table, U32 row, U32 qualifier, Field field ) {
+    if ( qualifier >= bcmFieldQualifyCount )
+      fail( table, row, field(), std::to_string( qualifier ) + " is no qualifier of the SDK" );
   }
 
   // --- Units ---------------------------------------------------------------------------------
@@ -120,10 +122,12 @@ class TableCheck {
   void checkRecord( const PlatformUnit & unit ) {
     const MorvaneCentral::ChipInfo & record = unit.record;
     if ( record.qualifierSwap ) {
-      checkQualifier( Table::units, unit.unit, "swapFrom", record.swapFrom );
-      checkQualifier( Table::units, unit.unit, "swapTo", record.swapTo );
+      checkQualifier(
+          Table::units, unit.unit, record.swapFrom, [] { return "swapFrom"; } );
+      checkQualifier( Table::units, unit.unit, record.swapTo, [] { return "swapTo"; } );
     }
-    checkQualifier( Table::units, unit.unit, "extraQualifier", record.extraQualifier );
+    checkQualifier( Table::units, unit.unit, record.extraQualifier,
+                    [] { return "extraQualifier"; } );
   }
 
   // --- Reservations --------------------------------------------------------------------------
