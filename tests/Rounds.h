@@ -1,6 +1,5 @@
-// How much of their rounds long tests run: all in the release build, a sample in builds that look
-// for faults of another sort, with sanitizers, under which each round takes several times as long,
-// and for 32 bits.
+// How much of their rounds long tests run: all, but a sample under a sanitizer, where each round
+// takes several times as long.
 #pragma once
 
 #include "kiv/Types.h"
