@@ -2,14 +2,16 @@
 // ClassBench sets of 1,000 and 10,000 rules, where present.
 
 #include <array>
+#include <bit>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <memory>
 #include <random>
 #include <string>
 
+#include "agent/acl/MatchFields.h"
+#include "agent/read/AclFiles.h"
 #include "bench/AclPeer.h"
 #include "bench/Compare.h"
 #include "bench/LinearSearch.h"
@@ -27,39 +29,28 @@ U32 prefixMask( U32 bits ) {
   return bits == 0 ? 0 : ~0U << ( 32 - bits );
 }
 
+PortRange portsOf( const Agent::PortRange & range ) {
+  return { range.low, range.high };
+}
+
 std::vector< FlowRule > readRules( const std::string & file ) {
+  const auto bits = []( U32 mask ) { return static_cast< U32 >( std::popcount( mask ) ); };
   std::vector< FlowRule > rules;
-  std::ifstream in( file );
-  for ( std::string line; std::getline( in, line ); ) {
-    unsigned from[ 4 ], to[ 4 ], bits[ 2 ], ports[ 4 ], protocol[ 2 ];
-    if ( std::sscanf( line.c_str(), "@%u.%u.%u.%u/%u %u.%u.%u.%u/%u %u : %u %u : %u %x/%x", from,
-                      from + 1, from + 2, from + 3, bits, to, to + 1, to + 2, to + 3, bits + 1,
-                      ports, ports + 1, ports + 2, ports + 3, protocol, protocol + 1 ) != 16 )
-      continue;
-    const auto address = []( const unsigned * part ) {
-      return part[ 0 ] << 24 | part[ 1 ] << 16 | part[ 2 ] << 8 | part[ 3 ];
-    };
-    const auto range = []( const unsigned * port ) {
-      return PortRange{ static_cast< U16 >( port[ 0 ] ), static_cast< U16 >( port[ 1 ] ) };
-    };
-    rules.push_back( { address( from ) & prefixMask( bits[ 0 ] ), bits[ 0 ],
-                       address( to ) & prefixMask( bits[ 1 ] ), bits[ 1 ], range( ports ),
-                       range( ports + 2 ), static_cast< U8 >( protocol[ 0 ] & protocol[ 1 ] ),
-                       static_cast< U8 >( protocol[ 1 ] ) } );
-  }
+  for ( const Agent::Acl & acl : Agent::readAclFile( { "set", true }, file, nullptr ).lists )
+    for ( const Agent::AclRule & rule : acl.rules )
+      rules.push_back( { rule.source.value, bits( rule.source.mask ), rule.destination.value,
+                         bits( rule.destination.mask ), portsOf( rule.sourcePorts ),
+                         portsOf( rule.destinationPorts ), rule.protocol.value,
+                         rule.protocol.mask } );
   return rules;
 }
 
 // Values and masks of the prefixes that a range consists of.
 std::vector< std::pair< U32, U32 > > prefixesOf( PortRange range ) {
   std::vector< std::pair< U32, U32 > > prefixes;
-  for ( U32 at = range.low; at <= range.high; ) {
-    U32 size = at == 0 ? 0x10000 : at & ( ~at + 1 );
-    while ( at + size - 1 > range.high )
-      size /= 2;
-    prefixes.emplace_back( at, 0xFFFF & ~( size - 1 ) );
-    at += size;
-  }
+  for ( const Agent::TernaryBits & bits : Agent::prefixesOf( { range.low, range.high }, 16 ) )
+    prefixes.emplace_back( static_cast< U32 >( bits.value.low ),
+                           static_cast< U32 >( bits.mask.low ) );
   return prefixes;
 }
 
@@ -169,6 +160,8 @@ const Set & setOf( const std::string & name ) {
 }
 
 [[maybe_unused]] const bool registered = [] {
+  if ( !__builtin_cpu_supports( "avx2" ) )  // for the linear search
+    return false;
   for ( const std::string name : { "acl1_1k", "fw1_1k", "ipc1_1k", "acl4_10k", "fw4_10k" } ) {
     if ( !std::filesystem::exists( std::string( MORVANE_TEST_DATA ) + "/classbench/" + name ) )
       continue;
